@@ -1,0 +1,35 @@
+# What every target of the project is compiled with, and the one way a layer of the platform is declared.
+
+include(GNUInstallDirs)
+
+# kova_compile_options(<target>): language level, warnings, sanitizers.
+function(kova_compile_options target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(${target} PRIVATE -Wthread-safety)
+  else()
+    target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+  endif()
+  if(KOVA_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(KOVA_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${KOVA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${KOVA_SANITIZE})
+  endif()
+endfunction()
+
+# kova_platform_layer(<name> SOURCES ... [LAYERS ...] [LIBRARIES ...]): one folder of platform/ as an object
+# library, so that its tests link it and the layers below it alone.
+function(kova_platform_layer name)
+  cmake_parse_arguments(LAYER "" "" "SOURCES;LAYERS;LIBRARIES" ${ARGN})
+  add_library(platform_${name} OBJECT ${LAYER_SOURCES})
+  kova_compile_options(platform_${name})
+  target_include_directories(platform_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+  target_link_libraries(platform_${name} PUBLIC ${LAYER_LIBRARIES})
+  foreach(below IN LISTS LAYER_LAYERS)
+    target_link_libraries(platform_${name} PUBLIC platform_${below})
+  endforeach()
+endfunction()
