@@ -1,0 +1,94 @@
+#pragma once
+
+#include <Kova/KovaConstants.h>
+#include <Kova/KovaOptions.h>
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/foundation/NSURL.h"
+#include "platform/foundation/Value.h"
+#include "platform/uikit/UIOpenURLContext.h"
+
+// Product analytics: the one class that an app calls.
+//
+//   auto options = std::make_shared<KovaOptions>();
+//   options->setDisableViewControllerAutocapture(true);  // for an app without view controllers, see KovaOptions
+//   Kova::initialize("1234", options);
+//   Kova::track("Checkout", {{"plan", "pro"}, {"trial", true}, {"seats", 3}});
+//
+// Events are kept on the device, survive restarts, and are sent in batches while the app is in the foreground. An app
+// without view controllers must set disableViewControllerAutocapture as above: no event leaves the device before a
+// pageview, and that option makes the library record one by itself.
+//
+// Calls return at once: the work is done on a queue of the library's own. They are meant for the main thread; calls from
+// other threads work too. Before initialisation every call is a silent no-op and every getter answers nothing. No
+// exception ever leaves a call, with one exception: an invalid environment id fails an assertion. After a failure of its
+// own the library logs it and does nothing for the rest of the process.
+//
+// Dictionaries are copied; what is no dictionary, and values that cannot be sent, are discarded with a line in the debug
+// log. Booleans stay booleans, every other property value is sent as its description.
+class KOVA_EXPORT Kova {
+ public:
+  Kova() = delete;
+
+  // "9.0.0"
+  static std::string libVersion();
+
+  // 16 digits made up for an anonymous user; empty once the library has disabled itself.
+  static std::optional<std::string> userId();
+  // As given to identify, percent-encoded; none for an anonymous user.
+  static std::optional<std::string> identity();
+  // 16 digits.
+  static std::optional<std::string> sessionId();
+
+  // Starts the library. The environment id is a decimal number without leading zeros; any other throws an
+  // NSInternalInconsistencyException. A further call replaces what the one before it started, after everything that was
+  // recorded until then has been stored. The options are shared with the caller, see KovaOptions; null stands for a
+  // fresh KovaOptions.
+  static void initialize(std::string_view envId);
+  static void initialize(std::string_view envId, std::shared_ptr<KovaOptions> options);
+
+  // For apps that forward the URLs that they are asked to open. Anything but a deep link of the library is ignored.
+  static void handleOpenURL(const platform::NSURL& url, const platform::Dictionary& options = {});
+  static void handleOpenURLContexts(std::span<const platform::UIOpenURLContext> contexts);
+  // Pairing with the Event Visualizer's dashboard.
+  static void startEVPairing();
+  static void stopEVPairing();
+
+  // Writes no debug or verbose lines any more.
+  static void stopDebug();
+
+  // Whether anything is recorded. Uploads go on either way.
+  static void setTrackingEnabled(bool enabled);
+  static bool isTrackingEnabled();
+
+  // Seconds between uploads, 15 unless changed; uploads at once.
+  static void changeInterval(double seconds);
+
+  // Records an event of the app's own.
+  static void track(std::string_view event);
+  static void track(std::string_view event, const platform::Value& properties);
+
+  // For frameworks that wrap the library: events of theirs, with the framework's name as source.
+  static void frameworkAutocaptureEvent(std::string_view event, std::string_view source,
+                                        const platform::Value& sourceProperties);
+  static void frameworkTrack(std::string_view event, const platform::Value& properties, std::string_view source,
+                             const platform::Value& sourceProperties);
+
+  // Attaches a name of the app's own to the user: a non-empty string. Under another name than before, the user becomes
+  // a new one first.
+  static void identify(const platform::Value& identity);
+  // Makes an identified user a new, anonymous one.
+  static void resetIdentity();
+
+  // Properties of the user, sent once and not kept.
+  static void addUserProperties(const platform::Value& properties);
+  // Properties of every event from now on, kept across restarts.
+  static void addEventProperties(const platform::Value& properties);
+  static void removeEventProperty(std::string_view name);
+  static void clearEventProperties();
+};

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "platform/dispatch/DispatchTimer.h"
+#include "platform/dispatch/QualityOfService.h"
+#include "platform/dispatch/Work.h"
+
+namespace platform {
+
+// A serial queue: runs one piece of work at a time, in the order added. Made by Scheduler::makeSerialQueue.
+//
+// Owned by whoever holds it. When the last holder lets go, which may be on the queue itself, what is queued
+// still runs, timers that have not fired are dropped with their work, and nobody waits for any of it.
+class DispatchQueue {
+ public:
+  DispatchQueue(const DispatchQueue&) = delete;
+  DispatchQueue& operator=(const DispatchQueue&) = delete;
+  virtual ~DispatchQueue() = default;
+
+  const std::string& label() const { return label_; }
+  QualityOfService qualityOfService() const { return qualityOfService_; }
+
+  // Any thread. Returns at once.
+  virtual void async(Work work) = 0;
+
+  // Any thread. Runs the work on this queue once, `seconds` of uptime from now (0 if negative); the clock on
+  // the wall does not matter. Never null.
+  virtual std::shared_ptr<DispatchTimer> after(double seconds, Work work) = 0;
+
+  // Returns when everything added before the call has run. Throws std::logic_error when called by this
+  // queue's own work, which would wait for itself.
+  virtual void waitUntilIdle() = 0;
+
+  // Whether the caller is work of this queue.
+  virtual bool isCurrent() const = 0;
+
+ protected:
+  DispatchQueue(std::string label, QualityOfService qualityOfService)
+      : label_(std::move(label)), qualityOfService_(qualityOfService) {}
+
+ private:
+  const std::string label_;
+  const QualityOfService qualityOfService_;
+};
+
+}  // namespace platform

@@ -1,0 +1,155 @@
+#include "platform/dispatch/MainRunLoop.h"
+
+#include <limits>
+#include <utility>
+
+#include "platform/dispatch/NSTimer.h"
+#include "platform/dispatch/Uptime.h"
+
+namespace platform {
+
+namespace {
+constexpr double kForever = std::numeric_limits<double>::infinity();
+
+double wallClock() {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+}  // namespace
+
+MainRunLoop::~MainRunLoop() {
+  MutexLock lock(mutex_);
+  for (const auto& [key, entry] : timers_.entries()) entry.timer->attach(nullptr);
+}
+
+void MainRunLoop::run() { runUntilUptime(RunLoopMode::Default, kForever); }
+
+void MainRunLoop::runUntil(NSDate limit) { runFor(limit.timeIntervalSince1970() - wallClock()); }
+
+void MainRunLoop::runFor(double seconds) { runMode(RunLoopMode::Default, seconds); }
+
+void MainRunLoop::runMode(RunLoopMode mode, double seconds) {
+  runUntilUptime(mode, deviceUptime() + validDelay(seconds));
+}
+
+void MainRunLoop::stop() {
+  MutexLock lock(mutex_);
+  stopRequested_ = true;
+  wakeUp();
+}
+
+void MainRunLoop::perform(Work work) {
+  MutexLock lock(mutex_);
+  queued_.push_back(std::move(work));
+  wakeUp();
+}
+
+void MainRunLoop::addTimer(std::shared_ptr<NSTimer> timer, RunLoopMode mode) {
+  if (!timer || !timer->isValid()) return;
+  removeTimer(*timer);
+  timer->attach(this);
+  MutexLock lock(mutex_);
+  const NSTimer* const identity = timer.get();
+  const double deadline = timer->fireUptime();
+  keys_[identity] = timers_.add(deadline, Entry{std::move(timer), mode});
+  wakeUp();
+}
+
+void MainRunLoop::removeTimer(NSTimer& timer) {
+  std::optional<Entry> removed;  // released after the lock
+  MutexLock lock(mutex_);
+  const auto found = keys_.find(&timer);
+  if (found == keys_.end()) return;
+  removed = timers_.remove(found->second);
+  keys_.erase(found);
+}
+
+RunLoopMode MainRunLoop::currentMode() const {
+  MutexLock lock(mutex_);
+  return mode_;
+}
+
+void MainRunLoop::wakeUp() {
+  if (std::exchange(asleep_, false)) wake_.notifyOne();
+}
+
+void MainRunLoop::runUntilUptime(RunLoopMode mode, double limit) {
+  RunLoopMode outerMode;
+  {
+    MutexLock lock(mutex_);
+    outerMode = std::exchange(mode_, mode == RunLoopMode::Common ? RunLoopMode::Default : mode);
+  }
+  do {
+    runQueuedWork();
+    runDueTimers();
+  } while (waitForWork(limit));
+  MutexLock lock(mutex_);
+  mode_ = outerMode;
+}
+
+// Work that was queued when the turn began. It is taken out piece by piece, so that a nested run goes on
+// where the outer one stopped.
+void MainRunLoop::runQueuedWork() {
+  std::size_t left;
+  {
+    MutexLock lock(mutex_);
+    left = queued_.size();
+  }
+  for (; left > 0; --left) {
+    Work work;
+    {
+      MutexLock lock(mutex_);
+      if (stopRequested_ || queued_.empty()) return;
+      work = std::move(queued_.front());
+      queued_.pop_front();
+    }
+    work();
+  }
+}
+
+// Timers that were due when the turn began: one that is set by the work of another waits for the next turn.
+void MainRunLoop::runDueTimers() {
+  const double now = deviceUptime();
+  while (true) {
+    std::optional<Entry> entry;
+    {
+      MutexLock lock(mutex_);
+      const auto key = nextTimer();
+      if (stopRequested_ || !key || key->deadline > now) return;
+      entry = timers_.remove(*key);
+      keys_.erase(entry->timer.get());
+    }
+    entry->timer->fire();
+    if (entry->timer->isValid()) addTimer(entry->timer, entry->mode);
+  }
+}
+
+bool MainRunLoop::waitForWork(double limit) {
+  MutexLock lock(mutex_);
+  while (true) {
+    if (takeStop()) return false;
+    const double now = deviceUptime();
+    if (now >= limit) return false;
+    if (!queued_.empty()) return true;
+    const auto timer = nextTimer();
+    if (timer && timer->deadline <= now) return true;
+
+    const double wakeAt = timer ? std::min(timer->deadline, limit) : limit;
+    asleep_ = true;
+    if (wakeAt == kForever) {
+      wake_.wait(mutex_);
+    } else {
+      wake_.waitUntil(mutex_, deviceTimePoint(wakeAt));
+    }
+    asleep_ = false;
+  }
+}
+
+bool MainRunLoop::takeStop() { return std::exchange(stopRequested_, false); }
+
+std::optional<MainRunLoop::Timers::Key> MainRunLoop::nextTimer() const {
+  const RunLoopMode mode = mode_;
+  return timers_.first(
+      [mode](const Entry& entry) { return entry.mode == mode || entry.mode == RunLoopMode::Common; });
+}
+
+}  // namespace platform

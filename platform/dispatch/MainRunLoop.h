@@ -1,0 +1,65 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <unordered_map>
+
+#include "platform/dispatch/RunLoop.h"
+#include "platform/dispatch/TimerTable.h"
+#include "platform/foundation/NSDate.h"
+#include "platform/runtime/Condition.h"
+
+namespace platform {
+
+// The main loop of a host that has no event loop of another toolkit. Belongs to the ThreadScheduler and lives
+// as long as it does. The run methods are called on the main thread, also from work that the loop itself runs
+// (a nested run).
+class MainRunLoop final : public RunLoop {
+ public:
+  MainRunLoop() = default;
+  ~MainRunLoop() override;
+
+  // Runs in the default mode until stop().
+  void run();
+  // Runs in the default mode until the date, by the wall clock as it is set now, or stop(). What is queued
+  // and due is run once in any case.
+  void runUntil(NSDate limit);
+  void runFor(double seconds);
+  // As runFor, in a given mode.
+  void runMode(RunLoopMode mode, double seconds);
+
+  // Any thread. Ends the innermost run after the work at hand, or the next one if none is going on.
+  void stop();
+
+  void perform(Work work) override;
+  void addTimer(std::shared_ptr<NSTimer> timer, RunLoopMode mode) override;
+  void removeTimer(NSTimer& timer) override;
+  RunLoopMode currentMode() const override;
+
+ private:
+  struct Entry {
+    std::shared_ptr<NSTimer> timer;
+    RunLoopMode mode;
+  };
+  using Timers = TimerTable<Entry>;
+
+  void runUntilUptime(RunLoopMode mode, double limit);
+  void runQueuedWork();
+  void runDueTimers();
+  // False when the run is over.
+  bool waitForWork(double limit);
+  bool takeStop() REQUIRES(mutex_);
+  std::optional<Timers::Key> nextTimer() const REQUIRES(mutex_);
+  void wakeUp() REQUIRES(mutex_);
+
+  mutable Mutex mutex_;
+  Condition wake_;
+  bool asleep_ GUARDED_BY(mutex_) = false;
+  bool stopRequested_ GUARDED_BY(mutex_) = false;
+  RunLoopMode mode_ GUARDED_BY(mutex_) = RunLoopMode::Default;
+  std::deque<Work> queued_ GUARDED_BY(mutex_);
+  Timers timers_ GUARDED_BY(mutex_);
+  std::unordered_map<const NSTimer*, Timers::Key> keys_ GUARDED_BY(mutex_);
+};
+
+}  // namespace platform

@@ -1,0 +1,56 @@
+#include "platform/dispatch/NSOperationQueue.h"
+
+#include <stdexcept>
+
+#include "platform/dispatch/MainQueueTimer.h"
+#include "platform/dispatch/Scheduler.h"
+
+namespace platform {
+
+const std::shared_ptr<NSOperationQueue>& NSOperationQueue::mainQueue() {
+  static const auto& instance = *new std::shared_ptr<NSOperationQueue>([] {
+    auto queue = std::make_shared<NSOperationQueue>();
+    queue->setName("NSOperationQueue Main Queue");
+    queue->setQualityOfService(QualityOfService::UserInteractive);
+    return queue;
+  }());
+  return instance;
+}
+
+void NSOperationQueue::setMaxConcurrentOperationCount(int count) {
+  if (count != 1) throw std::invalid_argument("an operation queue runs one operation at a time");
+}
+
+void NSOperationQueue::addOperationWithBlock(Work block) {
+  if (isMainQueue()) {
+    Scheduler::current().mainRunLoop().perform(std::move(block));
+  } else {
+    runner().async(std::move(block));
+  }
+}
+
+std::shared_ptr<DispatchTimer> NSOperationQueue::after(double seconds, Work block) {
+  if (isMainQueue()) return MainQueueTimer::start(seconds, std::move(block));
+  return runner().after(seconds, std::move(block));
+}
+
+void NSOperationQueue::waitUntilAllOperationsAreFinished() {
+  if (isMainQueue()) throw std::logic_error("the main queue is never finished");
+  runner().waitUntilIdle();
+}
+
+bool NSOperationQueue::isCurrent() const {
+  if (isMainQueue()) return Scheduler::current().isMainThread();
+  if (underlyingQueue_) return underlyingQueue_->isCurrent();
+  MutexLock lock(mutex_);
+  return ownQueue_ && ownQueue_->isCurrent();
+}
+
+DispatchQueue& NSOperationQueue::runner() {
+  if (underlyingQueue_) return *underlyingQueue_;
+  MutexLock lock(mutex_);
+  if (!ownQueue_) ownQueue_ = Scheduler::current().makeSerialQueue(name_, qualityOfService_);
+  return *ownQueue_;
+}
+
+}  // namespace platform

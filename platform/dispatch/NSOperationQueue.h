@@ -1,0 +1,72 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/dispatch/DispatchQueue.h"
+#include "platform/dispatch/DispatchTimer.h"
+#include "platform/dispatch/NSBlockOperation.h"
+#include "platform/dispatch/QualityOfService.h"
+#include "platform/dispatch/Work.h"
+#include "platform/runtime/Condition.h"
+
+namespace platform {
+
+// A queue of operations that run one at a time, in the order added: on the underlying dispatch queue, on one
+// of its own making when none was set, or, for mainQueue(), on the main run loop.
+//
+// Properties are set before the first operation is added, by the queue's maker; adding is open to any thread.
+// Held by shared pointer; when the last holder lets go, what was added still runs.
+class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
+ public:
+  NSOperationQueue() = default;
+  NSOperationQueue(const NSOperationQueue&) = delete;
+  NSOperationQueue& operator=(const NSOperationQueue&) = delete;
+
+  // The queue of the main thread. It has no underlying queue. Lives as long as the process.
+  static const std::shared_ptr<NSOperationQueue>& mainQueue();
+
+  const std::string& name() const { return name_; }
+  void setName(std::string name) { name_ = std::move(name); }
+
+  QualityOfService qualityOfService() const { return qualityOfService_; }
+  void setQualityOfService(QualityOfService quality) { qualityOfService_ = quality; }
+
+  // Operations never run side by side: 1 is the only count there is, and setting another throws
+  // std::invalid_argument.
+  int maxConcurrentOperationCount() const { return 1; }
+  void setMaxConcurrentOperationCount(int count);
+
+  // The dispatch queue that was set, or null.
+  const std::shared_ptr<DispatchQueue>& underlyingQueue() const { return underlyingQueue_; }
+  void setUnderlyingQueue(std::shared_ptr<DispatchQueue> queue) { underlyingQueue_ = std::move(queue); }
+
+  // Any thread.
+  void addOperation(NSBlockOperation operation) { addOperationWithBlock(std::move(operation.block_)); }
+  void addOperationWithBlock(Work block);
+
+  // Runs the block as this queue's work, once, `seconds` of uptime from now, whichever kind of queue this is.
+  // Any thread.
+  std::shared_ptr<DispatchTimer> after(double seconds, Work block);
+
+  // Returns when everything added before the call has run. Not for the main queue, and not to be called by
+  // this queue's own work: both throw std::logic_error.
+  void waitUntilAllOperationsAreFinished();
+
+  // Whether the caller runs as this queue's work; for the main queue, whether it is on the main thread.
+  bool isCurrent() const;
+
+ private:
+  bool isMainQueue() const { return this == mainQueue().get(); }
+  // The dispatch queue that runs the operations, made at the first call when none was set.
+  DispatchQueue& runner();
+
+  std::string name_;
+  QualityOfService qualityOfService_ = QualityOfService::Default;
+  std::shared_ptr<DispatchQueue> underlyingQueue_;
+
+  mutable Mutex mutex_;
+  std::shared_ptr<DispatchQueue> ownQueue_ GUARDED_BY(mutex_);
+};
+
+}  // namespace platform

@@ -1,0 +1,149 @@
+#include "platform/dispatch/SerialWorker.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <thread>
+#include <utility>
+
+#include "platform/dispatch/Uptime.h"
+
+namespace platform {
+
+namespace {
+
+thread_local const SerialWorker* currentWorker = nullptr;
+
+// A batch larger than this gives back its bookkeeping too, not only its works.
+constexpr std::size_t kLargeBatch = 1024;
+
+// Keeps the signals of the process away from the thread that is made meanwhile: they are the host's, for its
+// own threads. A thread's own faults are still delivered to it.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t blocked;
+    sigfillset(&blocked);
+    for (const int fault : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP, SIGPROF}) {
+      sigdelset(&blocked, fault);
+    }
+    pthread_sigmask(SIG_SETMASK, &blocked, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_;
+};
+
+// The system takes 15 characters; the end of a reverse-domain label tells more than its beginning.
+void nameThread(const std::string& label) {
+  constexpr std::size_t kLongestName = 15;
+  std::string name = label;
+  if (name.size() > kLongestName) name = name.substr(name.rfind('.') + 1);
+  pthread_setname_np(pthread_self(), name.substr(0, kLongestName).c_str());
+}
+
+}  // namespace
+
+void SerialWorker::add(Work work) {
+  bool wake;
+  {
+    MutexLock lock(mutex_);
+    startIfNeeded();
+    queued_.push_back(std::move(work));
+    wake = takeSleep();
+  }
+  if (wake) wake_.notifyOne();
+}
+
+SerialWorker::Timers::Key SerialWorker::addTimer(double deadline, Work work) {
+  Timers::Key key;
+  bool wake;
+  {
+    MutexLock lock(mutex_);
+    startIfNeeded();
+    key = timers_.add(deadline, std::move(work));
+    wake = *timers_.first() == key && takeSleep();
+  }
+  if (wake) wake_.notifyOne();
+  return key;
+}
+
+void SerialWorker::removeTimer(const Timers::Key& key) {
+  std::optional<Work> removed;  // released after the lock
+  MutexLock lock(mutex_);
+  removed = timers_.remove(key);
+}
+
+void SerialWorker::close() {
+  Timers dropped;  // released after the lock
+  MutexLock lock(mutex_);
+  closed_ = true;
+  std::swap(dropped, timers_);
+  if (takeSleep()) wake_.notifyOne();
+}
+
+bool SerialWorker::isCurrent() const { return currentWorker == this; }
+
+void SerialWorker::startIfNeeded() {
+  if (started_) return;
+  const SignalsBlocked signalsBlocked;
+  std::thread([self = shared_from_this()] { self->runOnThread(); }).detach();
+  started_ = true;
+}
+
+bool SerialWorker::takeSleep() { return std::exchange(asleep_, false); }
+
+void SerialWorker::runOnThread() noexcept {
+  currentWorker = this;
+  nameThread(label_);
+  std::deque<Work> batch;
+  while (waitForWork(batch)) {
+    const bool large = batch.size() > kLargeBatch;
+    while (!batch.empty()) {
+      batch.front()();
+      batch.pop_front();
+    }
+    if (large) std::deque<Work>().swap(batch);
+    runDueTimers();
+  }
+}
+
+bool SerialWorker::waitForWork(std::deque<Work>& batch) {
+  MutexLock lock(mutex_);
+  while (true) {
+    if (!queued_.empty()) {
+      batch.swap(queued_);
+      return true;
+    }
+    if (closed_) return false;
+    const auto timer = timers_.first();
+    if (timer && timer->deadline <= deviceUptime()) return true;
+
+    asleep_ = true;
+    if (timer) {
+      wake_.waitUntil(mutex_, deviceTimePoint(timer->deadline));
+    } else {
+      wake_.wait(mutex_);
+    }
+    asleep_ = false;
+  }
+}
+
+// Timers that were due when the batch before them had run. Each is taken when its turn comes, so that one can
+// still cancel the next.
+void SerialWorker::runDueTimers() {
+  const double now = deviceUptime();
+  while (true) {
+    std::optional<Work> work;
+    {
+      MutexLock lock(mutex_);
+      const auto key = timers_.first();
+      if (!key || key->deadline > now) return;
+      work = timers_.remove(*key);
+    }
+    (*work)();
+  }
+}
+
+}  // namespace platform

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "platform/dispatch/TimerTable.h"
+#include "platform/dispatch/Work.h"
+#include "platform/runtime/Condition.h"
+
+namespace platform {
+
+// The thread of one serial queue and what waits for it. The thread starts with the first work, sleeps until
+// there is work or a timer is due, and leaves some time after close(), when what was queued has run. It is
+// detached and shares the worker with the queue and with timer handles, so that nobody ever waits for it:
+// neither a queue that dies on its own thread, nor a process that exits with work in flight.
+class SerialWorker : public std::enable_shared_from_this<SerialWorker> {
+ public:
+  using Timers = TimerTable<Work>;
+
+  explicit SerialWorker(std::string label) : label_(std::move(label)) {}
+
+  // Any thread. Throws std::system_error, with nothing added, when the system gives no thread.
+  void add(Work work);
+  Timers::Key addTimer(double deadline, Work work);
+  void removeTimer(const Timers::Key& key);
+
+  // No more work will be added; timers that wait are dropped.
+  void close();
+
+  bool isCurrent() const;
+
+ private:
+  void startIfNeeded() REQUIRES(mutex_);
+  // Answers whether the thread must be woken, which the caller does when it has let go of the lock.
+  bool takeSleep() REQUIRES(mutex_);
+
+  void runOnThread() noexcept;
+  // Takes what is queued, and returns when there is some or a timer is due; false when the thread may leave.
+  bool waitForWork(std::deque<Work>& batch);
+  void runDueTimers();
+
+  const std::string label_;
+  Mutex mutex_;
+  Condition wake_;
+  std::deque<Work> queued_ GUARDED_BY(mutex_);
+  Timers timers_ GUARDED_BY(mutex_);
+  bool started_ GUARDED_BY(mutex_) = false;
+  bool asleep_ GUARDED_BY(mutex_) = false;
+  bool closed_ GUARDED_BY(mutex_) = false;
+};
+
+}  // namespace platform

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "platform/dispatch/DispatchQueue.h"
+
+namespace platform {
+
+class SerialWorker;
+
+// A serial queue with a thread of its own; see SerialWorker.
+class ThreadQueue final : public DispatchQueue {
+ public:
+  ThreadQueue(std::string label, QualityOfService qualityOfService);
+  ~ThreadQueue() override;
+
+  void async(Work work) override;
+  std::shared_ptr<DispatchTimer> after(double seconds, Work work) override;
+  void waitUntilIdle() override;
+  bool isCurrent() const override;
+
+ private:
+  const std::shared_ptr<SerialWorker> worker_;
+};
+
+}  // namespace platform

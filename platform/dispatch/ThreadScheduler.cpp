@@ -1,0 +1,28 @@
+#include "platform/dispatch/ThreadScheduler.h"
+
+#include <stdexcept>
+
+#include "platform/dispatch/ThreadQueue.h"
+#include "platform/dispatch/Uptime.h"
+
+namespace platform {
+
+ThreadScheduler& ThreadScheduler::installed() {
+  auto* const scheduler = dynamic_cast<ThreadScheduler*>(&Scheduler::current());
+  if (!scheduler) throw std::logic_error("the scheduler in force is no ThreadScheduler");
+  return *scheduler;
+}
+
+NSDate ThreadScheduler::now() {
+  const std::chrono::duration<double> since1970 = std::chrono::system_clock::now().time_since_epoch();
+  return NSDate::withTimeIntervalSince1970(since1970.count());
+}
+
+double ThreadScheduler::uptime() { return deviceUptime(); }
+
+std::shared_ptr<DispatchQueue> ThreadScheduler::makeSerialQueue(std::string label,
+                                                                QualityOfService qualityOfService) {
+  return std::make_shared<ThreadQueue>(std::move(label), qualityOfService);
+}
+
+}  // namespace platform

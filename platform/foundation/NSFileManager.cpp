@@ -1,0 +1,176 @@
+#include "platform/foundation/NSFileManager.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <utility>
+
+#include "platform/foundation/Random.h"
+#include "platform/runtime/Condition.h"
+
+namespace platform {
+
+namespace {
+
+struct InstalledDirectories {
+  Mutex mutex;
+  Directories value GUARDED_BY(mutex);
+};
+
+InstalledDirectories& installed() {
+  static InstalledDirectories& instance = *new InstalledDirectories;
+  return instance;
+}
+
+// Closes on every way out.
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int number) : number_(number) {}
+  ~FileDescriptor() { close(); }
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+  bool isOpen() const { return number_ >= 0; }
+  int number() const { return number_; }
+  // False when the file system reports only now that it could not keep what was written.
+  bool close() { return number_ < 0 || ::close(std::exchange(number_, -1)) == 0; }
+
+ private:
+  int number_;
+};
+
+bool writeAll(int file, std::string_view contents) {
+  while (!contents.empty()) {
+    const ssize_t written = ::write(file, contents.data(), contents.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    contents.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+bool writeNewFile(const std::string& path, std::string_view contents) {
+  FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  if (!file.isOpen()) return false;
+  return writeAll(file.number(), contents) && file.close();
+}
+
+NSError posixError(int code, const std::string& path) {
+  return NSError(std::string(NSPOSIXErrorDomain), code,
+                 {{NSLocalizedDescriptionKey, std::generic_category().message(code)}, {"NSFilePath", path}});
+}
+
+NSDate dateOf(const statx_timestamp& time) {
+  return NSDate::withTimeIntervalSince1970(static_cast<double>(time.tv_sec) + time.tv_nsec * 1e-9);
+}
+
+}  // namespace
+
+void setDirectories(Directories value) {
+  MutexLock lock(installed().mutex);
+  installed().value = std::move(value);
+}
+
+Directories directories() {
+  MutexLock lock(installed().mutex);
+  return installed().value;
+}
+
+std::string NSFileManager::directory(SearchPath which) const {
+  const Directories all = directories();
+  switch (which) {
+    case SearchPath::Documents:
+      return all.documents;
+    case SearchPath::Caches:
+      return all.caches;
+    case SearchPath::ApplicationSupport:
+      return all.applicationSupport;
+    case SearchPath::Preferences:
+      return all.preferences;
+  }
+  return {};
+}
+
+FileKind NSFileManager::fileExists(const std::string& path) const {
+  struct stat facts;
+  if (::stat(path.c_str(), &facts) != 0) return FileKind::None;
+  return S_ISDIR(facts.st_mode) ? FileKind::Directory : FileKind::File;
+}
+
+std::variant<FileAttributes, NSError> NSFileManager::attributes(const std::string& path) const {
+  struct statx facts;
+  if (::statx(AT_FDCWD, path.c_str(), 0, STATX_BASIC_STATS | STATX_BTIME, &facts) != 0)
+    return posixError(errno, path);
+  FileAttributes attributes;
+  attributes.kind = S_ISDIR(facts.stx_mode) ? FileKind::Directory : FileKind::File;
+  attributes.size = facts.stx_size;
+  attributes.modificationDate = dateOf(facts.stx_mtime);
+  attributes.creationDate = dateOf((facts.stx_mask & STATX_BTIME) ? facts.stx_btime : facts.stx_mtime);
+  return attributes;
+}
+
+bool NSFileManager::createDirectory(const std::string& path, bool withIntermediates) const {
+  if (!withIntermediates) return ::mkdir(path.c_str(), 0755) == 0;
+  std::error_code failure;
+  std::filesystem::create_directories(path, failure);
+  return fileExists(path) == FileKind::Directory;
+}
+
+bool NSFileManager::createFile(const std::string& path, std::string_view contents) const {
+  const std::string partial = path + "." + std::to_string(arc4random()) + ".partial";
+  if (writeNewFile(partial, contents) && std::rename(partial.c_str(), path.c_str()) == 0) return true;
+  ::unlink(partial.c_str());
+  return false;
+}
+
+std::optional<std::string> NSFileManager::contents(const std::string& path) const {
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat facts;
+  if (!file.isOpen() || ::fstat(file.number(), &facts) != 0) return std::nullopt;
+
+  // The size is a hint: the file may grow while it is read, and files that the kernel makes up state none.
+  constexpr std::size_t kStep = 4096;
+  std::string bytes;
+  std::size_t length = 0;
+  bytes.resize(static_cast<std::size_t>(facts.st_size) + 1);
+  for (;;) {
+    if (length == bytes.size()) bytes.resize(length + kStep);
+    const ssize_t count = ::read(file.number(), bytes.data() + length, bytes.size() - length);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    length += static_cast<std::size_t>(count);
+  }
+  bytes.resize(length);
+  return bytes;
+}
+
+std::optional<std::vector<std::string>> NSFileManager::contentsOfDirectory(const std::string& path) const {
+  const std::unique_ptr<DIR, int (*)(DIR*)> listing(::opendir(path.c_str()), ::closedir);
+  if (!listing) return std::nullopt;
+  std::vector<std::string> names;
+  errno = 0;
+  while (const dirent* entry = ::readdir(listing.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  if (errno != 0) return std::nullopt;
+  return names;
+}
+
+bool NSFileManager::removeItem(const std::string& path) const {
+  if (::unlink(path.c_str()) == 0) return true;
+  if (errno != EISDIR && errno != EPERM) return false;
+  std::error_code failure;
+  const std::uintmax_t removed = std::filesystem::remove_all(path, failure);
+  return !failure && removed > 0;
+}
+
+}  // namespace platform

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "platform/foundation/NSDate.h"
+#include "platform/foundation/NSError.h"
+
+namespace platform {
+
+// Where the user's files of this application live: absolute paths without a slash at the end. Empty until a
+// host layer (or a test) has installed them.
+struct Directories {
+  std::string documents;
+  std::string caches;
+  std::string applicationSupport;
+  std::string preferences;
+  // Names the application among others, e.g. "com.example.storefront"; the standard user defaults are named
+  // by it.
+  std::string applicationIdentifier;
+};
+
+// Process-wide, any thread. Objects made before keep the directories that they were made with.
+void setDirectories(Directories directories);
+Directories directories();
+
+enum class SearchPath { Documents, Caches, ApplicationSupport, Preferences };
+
+enum class FileKind { None, File, Directory };
+
+struct FileAttributes {
+  FileKind kind = FileKind::None;
+  std::uint64_t size = 0;
+  // The last modification, on file systems that do not keep the time of creation.
+  NSDate creationDate;
+  NSDate modificationDate;
+};
+
+// Operations on files, by path. Holds no state: any thread, and several instances do not know of each other.
+// Nothing throws but for want of memory; a failure is the answer false, none, or an NSError of the POSIX
+// domain.
+class NSFileManager {
+ public:
+  // The directory of the user domain, whether it exists or not.
+  std::string directory(SearchPath which) const;
+
+  // What stands at the path, symbolic links followed. Anything that is no directory counts as a file.
+  FileKind fileExists(const std::string& path) const;
+  std::variant<FileAttributes, NSError> attributes(const std::string& path) const;
+
+  // With intermediates, the missing directories above are made too, and a directory that exists is a success.
+  bool createDirectory(const std::string& path, bool withIntermediates) const;
+  // The whole file or none: a reader, or a process started after this one was killed, sees under that name
+  // what stood there before or all of `contents`. Replaces a file that exists. While it writes, a file named
+  // `path`.<digits>.partial stands next to it.
+  bool createFile(const std::string& path, std::string_view contents) const;
+  std::optional<std::string> contents(const std::string& path) const;
+  // Names of the entries, in no order.
+  std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path) const;
+  // A directory goes with all that it holds; of a symbolic link, the link. False when there was nothing to
+  // remove.
+  bool removeItem(const std::string& path) const;
+};
+
+}  // namespace platform

@@ -1,0 +1,165 @@
+#include "platform/foundation/NSJSONSerialization.h"
+
+#define RAPIDJSON_HAS_STDSTRING 1
+#if defined(__SSE2__)
+#define RAPIDJSON_SSE2
+#endif
+#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace platform {
+
+namespace {
+
+constexpr int kDeepestLevel = 512;
+
+bool isValid(const Value& value, int level);
+
+bool isValid(const Entry& entry, int level) { return entry.first.isString() && isValid(entry.second, level); }
+
+bool isValid(const Value& value, int level) {
+  if (value.isReal()) return std::isfinite(value.real());
+  if (value.isDate() || value.isObject()) return false;
+  if (!value.isArray() && !value.isDictionary()) return true;
+  if (level == kDeepestLevel) return false;
+  if (value.isArray()) {
+    return std::all_of(value.array().begin(), value.array().end(),
+                       [level](const Value& item) { return isValid(item, level + 1); });
+  }
+  return std::all_of(value.dictionary().begin(), value.dictionary().end(),
+                     [level](const Entry& entry) { return isValid(entry, level + 1); });
+}
+
+using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
+
+void writeText(Writer& writer, const String& text) {
+  const std::string_view view = text.view();
+  writer.String(view.data(), static_cast<rapidjson::SizeType>(view.size()));
+}
+
+void write(Writer& writer, const Value& value) {
+  if (value.isString()) return writeText(writer, value.string());
+  if (value.isDictionary()) {
+    writer.StartObject();
+    for (const Entry& entry : value.dictionary()) {
+      writeText(writer, entry.first.string());
+      write(writer, entry.second);
+    }
+    writer.EndObject();
+  } else if (value.isArray()) {
+    writer.StartArray();
+    for (const Value& item : value.array()) write(writer, item);
+    writer.EndArray();
+  } else if (value.isBoolean()) {
+    writer.Bool(value.boolean());
+  } else if (value.isInteger()) {
+    writer.Int64(value.integer());
+  } else if (value.isReal()) {
+    writer.Double(value.real());
+  } else {
+    writer.Null();
+  }
+}
+
+// Builds a Value from the reader's events. The open collections stand on a stack of their own, so that deep text
+// does not deepen the call stack.
+class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ValueBuilder> {
+ public:
+  bool Null() { return add(Value()); }
+  bool Bool(bool boolean) { return add(boolean); }
+  bool Int(int integer) { return add(integer); }
+  bool Uint(unsigned integer) { return add(integer); }
+  bool Int64(std::int64_t integer) { return add(integer); }
+  bool Uint64(std::uint64_t integer) { return add(integer); }
+  bool Double(double real) { return add(real); }
+  bool String(const char* text, rapidjson::SizeType length, bool) { return add(std::string_view(text, length)); }
+  bool StartArray() { return open(); }
+  bool EndArray(rapidjson::SizeType count) {
+    std::vector<Value> items = take(count);
+    return close(Array(std::move(items)));
+  }
+  bool StartObject() { return open(); }
+  bool Key(const char* text, rapidjson::SizeType length, bool) { return add(std::string_view(text, length)); }
+  bool EndObject(rapidjson::SizeType count) {
+    std::vector<Value> items = take(count * 2);
+    MutableDictionary entries;
+    entries.reserve(count);
+    for (std::size_t i = 0; i < items.size(); i += 2) {
+      if (count <= kCheckedForRepeats) {
+        entries.set(std::move(items[i]), std::move(items[i + 1]));
+      } else {
+        entries.append(std::move(items[i]), std::move(items[i + 1]));
+      }
+    }
+    return close(Dictionary(std::move(entries)));
+  }
+
+  Value result() { return std::move(values_.front()); }
+
+ private:
+  // Beyond this size a repeated key, which no writer makes, is kept rather than searched for in quadratic time.
+  static constexpr rapidjson::SizeType kCheckedForRepeats = 64;
+
+  bool open() { return ++level_ <= kDeepestLevel; }
+  bool close(Value collection) {
+    --level_;
+    return add(std::move(collection));
+  }
+  bool add(Value value) {
+    values_.push_back(std::move(value));
+    return true;
+  }
+  std::vector<Value> take(std::size_t count) {
+    const auto first = values_.end() - static_cast<std::ptrdiff_t>(count);
+    std::vector<Value> items(std::make_move_iterator(first), std::make_move_iterator(values_.end()));
+    values_.erase(first, values_.end());
+    return items;
+  }
+
+  std::vector<Value> values_;
+  int level_ = 0;
+};
+
+}  // namespace
+
+bool NSJSONSerialization::isValidJSONObject(const Value& object) {
+  return (object.isArray() || object.isDictionary()) && isValid(object, 0);
+}
+
+bool NSJSONSerialization::isValidJSONObject(const MutableDictionary& object) {
+  return std::all_of(object.begin(), object.end(), [](const Entry& entry) { return isValid(entry, 1); });
+}
+
+bool NSJSONSerialization::appendJSONObject(const Value& object, std::string& out) {
+  if (!isValidJSONObject(object)) return false;
+  rapidjson::StringBuffer buffer;
+  Writer writer(buffer);
+  write(writer, object);
+  out.append(buffer.GetString(), buffer.GetSize());
+  return true;
+}
+
+std::optional<std::string> NSJSONSerialization::dataWithJSONObject(const Value& object) {
+  std::string text;
+  if (!appendJSONObject(object, text)) return std::nullopt;
+  return text;
+}
+
+std::optional<Value> NSJSONSerialization::JSONObjectWithData(std::string_view data) {
+  rapidjson::MemoryStream stream(data.data(), data.size());
+  rapidjson::Reader reader;
+  ValueBuilder builder;
+  constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
+                             rapidjson::kParseFullPrecisionFlag;
+  if (reader.Parse<flags>(stream, builder).IsError()) return std::nullopt;
+  return builder.result();
+}
+
+}  // namespace platform

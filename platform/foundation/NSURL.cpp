@@ -1,0 +1,284 @@
+#include "platform/foundation/NSURL.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace platform {
+namespace {
+
+constexpr std::string_view kUnreservedMarks = "-._~";
+constexpr std::string_view kSubDelimiters = "!$&'()*+,;=";
+constexpr int kLargestPort = 65535;
+
+bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+int hexValue(char c) {
+  if (isDigit(c)) return c - '0';
+  if (lower(c) >= 'a' && lower(c) <= 'f') return lower(c) - 'a' + 10;
+  return -1;
+}
+
+bool isEscape(std::string_view text, std::size_t at) {
+  return text[at] == '%' && at + 2 < text.size() && hexValue(text[at + 1]) >= 0 &&
+         hexValue(text[at + 2]) >= 0;
+}
+
+// What may stand in a path segment; a path has "/" besides, a query and a fragment "/" and "?".
+bool isPathCharacter(char c) {
+  return isAlpha(c) || isDigit(c) || c == ':' || c == '@' ||
+         kUnreservedMarks.find(c) != std::string_view::npos ||
+         kSubDelimiters.find(c) != std::string_view::npos;
+}
+
+void appendEscape(std::string& out, char c) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  const auto byte = static_cast<unsigned char>(c);
+  out += '%';
+  out += kDigits[byte >> 4];
+  out += kDigits[byte & 15];
+}
+
+// Existing escapes stay.
+std::string encode(std::string_view text, std::string_view alsoAllowed) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (isPathCharacter(c) || alsoAllowed.find(c) != std::string_view::npos || isEscape(text, i)) {
+      out += c;
+    } else {
+      appendEscape(out, c);
+    }
+  }
+  return out;
+}
+
+// Plain text, in which a "%" is a character like any other.
+std::string encodePlainPath(std::string_view path) {
+  std::string out;
+  out.reserve(path.size());
+  for (const char c : path) {
+    if (isPathCharacter(c) || c == '/') {
+      out += c;
+    } else {
+      appendEscape(out, c);
+    }
+  }
+  return out;
+}
+
+std::string decode(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (!isEscape(text, i)) {
+      out += text[i];
+      continue;
+    }
+    out += static_cast<char>(hexValue(text[i + 1]) * 16 + hexValue(text[i + 2]));
+    i += 2;
+  }
+  return out;
+}
+
+// The text before the first of `delimiters`, which is taken off `text` together with it.
+std::string_view takeUntil(std::string_view& text, std::string_view delimiters) {
+  const std::string_view head = text.substr(0, text.find_first_of(delimiters));
+  text.remove_prefix(head.size());
+  return head;
+}
+
+bool isScheme(std::string_view text) {
+  if (text.empty() || !isAlpha(text[0])) return false;
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return isAlpha(c) || isDigit(c) || c == '+' || c == '-' || c == '.'; });
+}
+
+bool isWebScheme(const std::optional<std::string>& scheme) { return scheme == "http" || scheme == "https"; }
+
+struct CurlURLDeleter {
+  void operator()(CURLU* url) const { curl_url_cleanup(url); }
+};
+
+// RFC 3986, 5.2. Both texts hold nothing that would have to be encoded.
+std::optional<std::string> resolve(const std::string& reference, const std::string& base) {
+  const std::unique_ptr<CURLU, CurlURLDeleter> url(curl_url());
+  if (!url || curl_url_set(url.get(), CURLUPART_URL, base.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  if (curl_url_set(url.get(), CURLUPART_URL, reference.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  char* text = nullptr;
+  if (curl_url_get(url.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) return std::nullopt;
+  std::string result(text);
+  curl_free(text);
+  return result;
+}
+
+}  // namespace
+
+// userinfo "@" host ":" port, the first and the last of them optional.
+bool NSURL::Parts::readAuthority(std::string_view raw) {
+  authority = encode(raw, "[]");
+  for (const char c : raw) {
+    const bool isASCII = static_cast<unsigned char>(c) < 0x80;
+    if (isASCII && !isPathCharacter(c) && c != '[' && c != ']' && c != '%') return false;
+  }
+  std::string_view rest = *authority;
+  if (const std::size_t at = rest.rfind('@'); at != std::string_view::npos) rest.remove_prefix(at + 1);
+
+  if (rest.starts_with('[')) {
+    const std::size_t close = rest.find(']');
+    if (close == std::string_view::npos) return false;
+    host = decode(rest.substr(1, close - 1));
+    rest.remove_prefix(close + 1);
+    if (!rest.empty() && rest[0] != ':') return false;
+  } else {
+    host = decode(takeUntil(rest, ":"));
+    if (host->find_first_of("[]") != std::string::npos) return false;
+  }
+
+  if (rest.size() < 2) return true;
+  rest.remove_prefix(1);
+  int number = 0;
+  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+  if (error != std::errc() || end != rest.data() + rest.size() || number < 0 || number > kLargestPort)
+    return false;
+  port = number;
+  return true;
+}
+
+void NSURL::Parts::compose() {
+  text.clear();
+  if (scheme) text += *scheme + ":";
+  if (authority) text += "//" + *authority;
+  text += path;
+  if (query) text += "?" + *query;
+  if (fragment) text += "#" + *fragment;
+}
+
+std::optional<NSURL::Parts> NSURL::parse(std::string_view text) {
+  if (text.empty()) return std::nullopt;
+  Parts parts;
+  std::string_view schemeText;
+  if (const std::size_t colon = text.find_first_of(":/?#");
+      colon != std::string_view::npos && text[colon] == ':') {
+    schemeText = text.substr(0, colon);
+    if (!isScheme(schemeText)) return std::nullopt;
+    parts.scheme.emplace(schemeText);
+    text.remove_prefix(colon + 1);
+  }
+  if (text.starts_with("//")) {
+    text.remove_prefix(2);
+    if (!parts.readAuthority(takeUntil(text, "/?#"))) return std::nullopt;
+  }
+  parts.path = encode(takeUntil(text, "?#"), "/");
+  if (text.starts_with('?')) {
+    text.remove_prefix(1);
+    parts.query = encode(takeUntil(text, "#"), "/?");
+  }
+  if (text.starts_with('#')) parts.fragment = encode(text.substr(1), "/?");
+
+  // The text keeps the scheme as it was given.
+  parts.compose();
+  if (parts.scheme) std::transform(parts.scheme->begin(), parts.scheme->end(), parts.scheme->begin(), lower);
+  if (isWebScheme(parts.scheme) && parts.host.value_or("").empty()) return std::nullopt;
+  return parts;
+}
+
+std::optional<NSURL> NSURL::create(std::string_view text) {
+  std::optional<Parts> parts = parse(text);
+  if (!parts) return std::nullopt;
+  return NSURL(std::move(*parts));
+}
+
+std::optional<NSURL> NSURL::create(std::string_view text, const NSURL& base) {
+  const bool isSameDocument = text.empty() || text[0] == '#';
+  if (isSameDocument) {
+    Parts parts = *base.parts_;
+    parts.fragment.reset();
+    if (!text.empty()) parts.fragment = encode(text.substr(1), "/?");
+    parts.compose();
+    return NSURL(std::move(parts));
+  }
+  std::optional<Parts> reference = parse(text);
+  if (!reference) return std::nullopt;
+  if (reference->scheme) return NSURL(std::move(*reference));
+
+  const std::optional<std::string> resolvedText = resolve(reference->text, base.absoluteString());
+  if (!resolvedText) return std::nullopt;
+  std::optional<Parts> parts = parse(*resolvedText);
+  if (!parts) return std::nullopt;
+  // libcurl rewrites a number that stands for a host ("1" becomes "0.0.0.1"): the base's own text is kept.
+  if (!reference->authority) {
+    parts->authority = base.parts_->authority;
+    parts->host = base.parts_->host;
+    parts->port = base.parts_->port;
+    parts->compose();
+  }
+  return NSURL(std::move(*parts));
+}
+
+NSURL NSURL::fileURL(std::string_view path) {
+  Parts parts;
+  parts.scheme = "file";
+  parts.authority = "";
+  parts.host = "";
+  parts.path = encodePlainPath(path);
+  parts.compose();
+  return NSURL(std::move(parts));
+}
+
+std::string NSURL::path() const {
+  std::string_view text = parts_->path;
+  if (text.size() > 1 && text.ends_with('/')) text.remove_suffix(1);
+  return decode(text);
+}
+
+std::vector<std::string> NSURL::pathComponents() const {
+  std::vector<std::string> components;
+  std::string_view rest = parts_->path;
+  if (rest.starts_with('/')) components.emplace_back("/");
+  while (!rest.empty()) {
+    const std::string_view component = takeUntil(rest, "/");
+    if (!component.empty()) components.push_back(decode(component));
+    if (!rest.empty()) rest.remove_prefix(1);
+  }
+  return components;
+}
+
+std::string NSURL::lastPathComponent() const {
+  std::vector<std::string> components = pathComponents();
+  return components.empty() ? std::string() : std::move(components.back());
+}
+
+std::vector<NSURLQueryItem> NSURL::queryItems() const {
+  std::vector<NSURLQueryItem> items;
+  if (!parts_->query || parts_->query->empty()) return items;
+  std::string_view rest = *parts_->query;
+  while (true) {
+    std::string_view item = takeUntil(rest, "&");
+    NSURLQueryItem& added = items.emplace_back();
+    added.name = decode(takeUntil(item, "="));
+    if (!item.empty()) added.value = decode(item.substr(1));
+    if (rest.empty()) return items;
+    rest.remove_prefix(1);
+  }
+}
+
+NSURL NSURL::appendingPathComponent(std::string_view name, bool isDirectory) const {
+  Parts parts = *parts_;
+  if (!parts.path.ends_with('/') && (!parts.path.empty() || parts.authority)) parts.path += '/';
+  while (name.starts_with('/')) name.remove_prefix(1);
+  parts.path += encodePlainPath(name);
+  if (isDirectory && !parts.path.ends_with('/')) parts.path += '/';
+  parts.compose();
+  return NSURL(std::move(parts));
+}
+
+}  // namespace platform

@@ -1,0 +1,235 @@
+#include "platform/foundation/NSUserDefaults.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/NSJSONSerialization.h"
+#include "platform/foundation/SystemLog.h"
+#include "platform/foundation/UserDefaultsDatabase.h"
+
+namespace platform {
+
+namespace {
+
+constexpr std::string_view kDateKey = "$date";
+constexpr std::string_view kRealKey = "$real";
+
+bool hasMarkedKey(const Dictionary& entries) {
+  return std::any_of(entries.begin(), entries.end(),
+                     [](const Entry& entry) { return entry.first.text().starts_with('$'); });
+}
+
+// Whether plain JSON would not bring the value back as it is.
+bool needsMarks(const Value& value) {
+  if (value.isDate()) return true;
+  if (value.isReal()) return !std::isfinite(value.real());
+  if (value.isArray()) return std::any_of(value.array().begin(), value.array().end(), needsMarks);
+  if (!value.isDictionary()) return false;
+  const Dictionary& entries = value.dictionary();
+  return hasMarkedKey(entries) || std::any_of(entries.begin(), entries.end(),
+                                              [](const Entry& entry) { return needsMarks(entry.second); });
+}
+
+Value withMarks(const Value& value) {
+  if (value.isDate()) return {{kDateKey, value.date().timeIntervalSince1970()}};
+  if (value.isReal() && !std::isfinite(value.real())) {
+    if (std::isnan(value.real())) return {{kRealKey, "nan"}};
+    return {{kRealKey, value.real() > 0 ? "inf" : "-inf"}};
+  }
+  if (value.isArray()) {
+    std::vector<Value> items(value.array().size());
+    std::transform(value.array().begin(), value.array().end(), items.begin(), withMarks);
+    return Array(std::move(items));
+  }
+  if (!value.isDictionary()) return value;
+  MutableDictionary entries;
+  entries.reserve(value.dictionary().size());
+  for (const auto& [key, member] : value.dictionary()) {
+    const bool isMarked = key.text().starts_with('$');
+    entries.append(isMarked ? Value("$" + std::string(key.text())) : key, withMarks(member));
+  }
+  return Dictionary(std::move(entries));
+}
+
+Value withoutMarks(const Value& value) {
+  if (value.isArray()) {
+    std::vector<Value> items(value.array().size());
+    std::transform(value.array().begin(), value.array().end(), items.begin(), withoutMarks);
+    return Array(std::move(items));
+  }
+  if (!value.isDictionary()) return value;
+  const Dictionary& entries = value.dictionary();
+  if (const Value* seconds = entries.find(kDateKey))
+    return NSDate::withTimeIntervalSince1970(seconds->doubleValue());
+  if (const Value* name = entries.find(kRealKey)) {
+    if (name->text() == "nan") return std::numeric_limits<double>::quiet_NaN();
+    return name->text() == "inf" ? HUGE_VAL : -HUGE_VAL;
+  }
+  MutableDictionary members;
+  members.reserve(entries.size());
+  for (const auto& [key, member] : entries) {
+    const bool isMarked = key.text().starts_with("$$");
+    members.append(isMarked ? Value(key.text().substr(1)) : key, withoutMarks(member));
+  }
+  return Dictionary(std::move(members));
+}
+
+// None for a value that has no stored form.
+std::optional<std::string> storedForm(const Value& value) {
+  // JSON text proper starts with a collection: the value travels as the one item of an array.
+  auto text = NSJSONSerialization::dataWithJSONObject(Array{needsMarks(value) ? withMarks(value) : value});
+  if (!text) return std::nullopt;
+  text->pop_back();
+  text->erase(0, 1);
+  return text;
+}
+
+std::optional<Value> fromStoredForm(std::string_view text) {
+  std::optional<Value> value = NSJSONSerialization::JSONObjectWithData(text);
+  const bool mayHoldMarks = text.find("\"$") != std::string_view::npos;
+  return value && mayHoldMarks ? withoutMarks(*value) : value;
+}
+
+// A suite may be named freely; its file may not.
+std::string fileName(std::string_view suite) {
+  std::string name;
+  for (const char c : suite) {
+    const bool isPlain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                         c == '-' || c == '_' || (c == '.' && !name.empty());
+    if (isPlain) {
+      name += c;
+    } else {
+      constexpr std::string_view digits = "0123456789ABCDEF";
+      name += {'%', digits[static_cast<unsigned char>(c) >> 4], digits[static_cast<unsigned char>(c) & 15]};
+    }
+  }
+  return (name.empty() ? "standard" : name) + ".sqlite";
+}
+
+std::string pathOfSuite(const std::string& preferences, std::string_view suite) {
+  return preferences.empty() ? std::string() : preferences + "/" + fileName(suite);
+}
+
+// The suites in use by the path of their database, and the standard ones, which are kept.
+struct Suites {
+  Mutex mutex;
+  std::map<std::string, std::weak_ptr<NSUserDefaults>> open GUARDED_BY(mutex);
+  std::map<std::string, std::shared_ptr<NSUserDefaults>> standard GUARDED_BY(mutex);
+};
+
+Suites& suites() {
+  static Suites& instance = *new Suites;
+  return instance;
+}
+
+void logAll(const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) NSLog(line);
+}
+
+}  // namespace
+
+NSUserDefaults& NSUserDefaults::standardUserDefaults() {
+  const Directories installed = directories();
+  const std::string path = pathOfSuite(installed.preferences, installed.applicationIdentifier);
+  std::shared_ptr<NSUserDefaults> defaults = withSuiteName(installed.applicationIdentifier);
+  MutexLock lock(suites().mutex);
+  return *suites().standard.try_emplace(path, std::move(defaults)).first->second;
+}
+
+std::shared_ptr<NSUserDefaults> NSUserDefaults::withSuiteName(std::string_view suite) {
+  const std::string path = pathOfSuite(directories().preferences, suite);
+  MutexLock lock(suites().mutex);
+  std::weak_ptr<NSUserDefaults>& known = suites().open[path.empty() ? std::string(suite) : path];
+  std::shared_ptr<NSUserDefaults> defaults = known.lock();
+  if (!defaults) {
+    defaults.reset(new NSUserDefaults(path));
+    known = defaults;
+  }
+  return defaults;
+}
+
+NSUserDefaults::NSUserDefaults(std::string path)
+    : database_(std::make_unique<UserDefaultsDatabase>(std::move(path))) {}
+
+NSUserDefaults::~NSUserDefaults() { synchronize(); }
+
+void NSUserDefaults::setObject(const Value& value, std::string_view key) {
+  std::optional<std::string> text = storedForm(value);
+  if (text) return store(key, std::move(text));
+  NSLog("NSUserDefaults: refused to store a value for the key \"" + std::string(key) +
+        "\": it holds an object, a dictionary key that is no string, or too many levels.");
+}
+
+void NSUserDefaults::removeObject(std::string_view key) { store(key, std::nullopt); }
+
+void NSUserDefaults::store(std::string_view key, std::optional<std::string> text) {
+  std::vector<std::string> reports;
+  {
+    MutexLock lock(mutex_);
+    if (!pending_.empty()) {
+      pending_.insert_or_assign(std::string(key), std::move(text));
+      writePending();
+    } else if (!database_->write(key, text)) {
+      pending_.emplace(key, std::move(text));
+    }
+    reports = database_->takeReports();
+  }
+  logAll(reports);
+}
+
+// Each key by itself: what has room is stored, whatever else has none.
+void NSUserDefaults::writePending() {
+  for (auto entry = pending_.begin(); entry != pending_.end();) {
+    entry = database_->write(entry->first, entry->second) ? pending_.erase(entry) : std::next(entry);
+  }
+  if (pending_.empty()) database_->forgetReportedFailures();
+}
+
+std::optional<Value> NSUserDefaults::object(std::string_view key) {
+  std::optional<std::string> text;
+  std::vector<std::string> reports;
+  {
+    MutexLock lock(mutex_);
+    const auto waiting = pending_.find(key);
+    text = waiting != pending_.end() ? waiting->second : database_->read(key);
+    reports = database_->takeReports();
+  }
+  logAll(reports);
+  return text ? fromStoredForm(*text) : std::nullopt;
+}
+
+std::optional<std::string> NSUserDefaults::string(std::string_view key) {
+  const std::optional<Value> value = object(key);
+  if (!value) return std::nullopt;
+  if (value->isString()) return value->string().str();
+  if (value->isNumber()) return value->description();
+  return std::nullopt;
+}
+
+std::optional<Array> NSUserDefaults::array(std::string_view key) {
+  const std::optional<Value> value = object(key);
+  return value && value->isArray() ? std::optional(value->array()) : std::nullopt;
+}
+
+std::optional<Dictionary> NSUserDefaults::dictionary(std::string_view key) {
+  const std::optional<Value> value = object(key);
+  return value && value->isDictionary() ? std::optional(value->dictionary()) : std::nullopt;
+}
+
+bool NSUserDefaults::synchronize() {
+  std::vector<std::string> reports;
+  bool isWritten;
+  {
+    MutexLock lock(mutex_);
+    if (!pending_.empty()) writePending();
+    isWritten = pending_.empty();
+    reports = database_->takeReports();
+  }
+  logAll(reports);
+  return isWritten;
+}
+
+}  // namespace platform

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/foundation/Value.h"
+#include "platform/runtime/Condition.h"
+
+namespace platform {
+
+class UserDefaultsDatabase;
+
+// A persistent store of values by key. A set that has returned survives the death of the process. Several
+// processes may use one suite at once and see each other's values at the next read; nothing is cached.
+//
+// Each suite is a database of its own, "<suite>.sqlite" in the preferences directory: one row a key, whose
+// value is JSON text in this form:
+//
+//   null, boolean, integer, string, array, dictionary   the JSON value; a dictionary keeps its order
+//   real                                                a number with a point or an exponent: 3.0
+//   not a number, the two infinities                    {"$real": "nan"}, {"$real": "inf"}, {"$real": "-inf"}
+//   date                                                {"$date": 2.5}, seconds since 1970 as a real
+//   a dictionary's own key "$x"                         "$$x"
+//
+// A value that holds an NSObject, a dictionary key that is no string, or more than 511 levels has no such
+// form: it is refused with a line of log.
+//
+// Failures never reach the caller. What cannot be written (full disk, read-only directory) stays readable in
+// this process and is tried again at each set, removal or synchronize(); what was stored before stays stored.
+// A database that is damaged is moved aside, as "<suite>.sqlite.corrupt-<time>", and a new one begun. Each
+// cause is logged once until it has passed.
+//
+// Any thread. One mutex a suite, held while the database is read or written, never while text is made or a
+// line is logged. A call waits up to five seconds for another process that is writing. Not to be used in a
+// child that has forked without a new program image.
+class NSUserDefaults {
+ public:
+  // The application's own, named by its identifier. Lives as long as the process.
+  static NSUserDefaults& standardUserDefaults();
+  // Of each suite there is one object in a process, shared by all who hold it; the last one to let go closes
+  // it.
+  static std::shared_ptr<NSUserDefaults> withSuiteName(std::string_view suite);
+
+  ~NSUserDefaults();
+  NSUserDefaults(const NSUserDefaults&) = delete;
+  NSUserDefaults& operator=(const NSUserDefaults&) = delete;
+
+  void setObject(const Value& value, std::string_view key);
+  void removeObject(std::string_view key);
+
+  std::optional<Value> object(std::string_view key);
+  // A stored string, or the text of a stored number.
+  std::optional<std::string> string(std::string_view key);
+  // None when the stored value is of another kind.
+  std::optional<Array> array(std::string_view key);
+  std::optional<Dictionary> dictionary(std::string_view key);
+
+  // Tries again what could not be written. True when everything that was set is stored.
+  bool synchronize();
+
+ private:
+  explicit NSUserDefaults(std::string path);
+
+  // The text is the stored form of a value; none removes the key.
+  void store(std::string_view key, std::optional<std::string> text);
+  void writePending() REQUIRES(mutex_);
+
+  Mutex mutex_;
+  const std::unique_ptr<UserDefaultsDatabase> database_ PT_GUARDED_BY(mutex_);
+  // What could not be written yet: stored forms, none for a removal. Stands before what the database holds.
+  std::map<std::string, std::optional<std::string>, std::less<>> pending_ GUARDED_BY(mutex_);
+};
+
+}  // namespace platform

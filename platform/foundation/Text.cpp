@@ -1,0 +1,97 @@
+#include "platform/foundation/Text.h"
+
+#include <openssl/evp.h>
+#include <utf8proc.h>
+
+#include "platform/foundation/String.h"
+
+namespace platform {
+
+namespace {
+
+bool isWhitespaceOrNewline(utf8proc_int32_t point) {
+  if ((point >= 0x09 && point <= 0x0D) || point == 0x85) return true;
+  const auto category = utf8proc_category(point);
+  return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
+}
+
+struct CodePoint {
+  utf8proc_int32_t value;
+  std::size_t length;
+};
+
+// The code point at the head of the text; U+FFFD of one byte for what is ill-formed.
+CodePoint codePointAt(std::string_view text) {
+  utf8proc_int32_t point;
+  const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                                       static_cast<utf8proc_ssize_t>(text.size()), &point);
+  if (length <= 0) return {0xFFFD, 1};
+  return {point, static_cast<std::size_t>(length)};
+}
+
+int hexadecimalDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+}  // namespace
+
+std::u16string utf16(std::string_view text) {
+  std::u16string units;
+  units.reserve(text.size());
+  while (!text.empty()) {
+    const CodePoint point = codePointAt(text);
+    text.remove_prefix(point.length);
+    if (point.value < 0x10000) {
+      units.push_back(static_cast<char16_t>(point.value));
+    } else {
+      units.push_back(static_cast<char16_t>(0xD800 + ((point.value - 0x10000) >> 10)));
+      units.push_back(static_cast<char16_t>(0xDC00 + ((point.value - 0x10000) & 0x3FF)));
+    }
+  }
+  return units;
+}
+
+std::string_view trimmingWhitespaceAndNewlines(std::string_view text) {
+  while (!text.empty()) {
+    const CodePoint point = codePointAt(text);
+    if (!isWhitespaceOrNewline(point.value)) break;
+    text.remove_prefix(point.length);
+  }
+  std::size_t end = 0;  // behind the last code point that stays
+  for (std::size_t i = 0; i < text.size();) {
+    const CodePoint point = codePointAt(text.substr(i));
+    i += point.length;
+    if (!isWhitespaceOrNewline(point.value)) end = i;
+  }
+  return text.substr(0, end);
+}
+
+std::optional<std::string> removingPercentEncoding(std::string_view text) {
+  std::string bytes;
+  bytes.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      bytes.push_back(text[i]);
+      continue;
+    }
+    if (i + 2 >= text.size()) return std::nullopt;
+    const int high = hexadecimalDigit(text[i + 1]);
+    const int low = hexadecimalDigit(text[i + 2]);
+    if (high < 0 || low < 0) return std::nullopt;
+    bytes.push_back(static_cast<char>(high * 16 + low));
+    i += 2;
+  }
+  if (!isWellFormedUTF8(bytes)) return std::nullopt;
+  return bytes;
+}
+
+std::array<std::uint8_t, 16> CC_MD5(std::span<const std::uint8_t> bytes) {
+  std::array<std::uint8_t, 16> digest{};
+  EVP_Digest(bytes.data(), bytes.size(), digest.data(), nullptr, EVP_md5(), nullptr);
+  return digest;
+}
+
+}  // namespace platform

@@ -1,0 +1,273 @@
+#include "platform/foundation/UserDefaultsDatabase.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <ctime>
+#include <utility>
+
+#include "platform/foundation/NSFileManager.h"
+
+namespace platform {
+
+namespace {
+
+constexpr int kBusyTimeoutMilliseconds = 5000;
+
+// After a commit the log is in the file system's hands, which the death of a process leaves alone; the disk
+// is waited for only when the log is copied back into the database. A process that ends leaves its log
+// behind, and the next one reads it whole before anything else: 300 pages, about 1.2 MB, take it less than
+// half a millisecond. The cache is bounded at 128 KiB.
+constexpr const char* kConnectionSettings =
+    "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-128; PRAGMA wal_autocheckpoint=300";
+
+// The answer of connect() for a database without our table: sound, but not made yet.
+constexpr int kTableMissing = SQLITE_ERROR;
+
+// Held while databases of a directory are opened (shared) or made and moved (exclusive). SQLite finds a log
+// by its name: without this lock, a process could join an old database to the log of a new one.
+class DirectoryLock {
+ public:
+  DirectoryLock(const std::string& directory, int mode)
+      : file_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (file_ >= 0) ::flock(file_, mode);
+  }
+  ~DirectoryLock() {
+    if (file_ >= 0) ::close(file_);
+  }
+  DirectoryLock(const DirectoryLock&) = delete;
+  DirectoryLock& operator=(const DirectoryLock&) = delete;
+
+ private:
+  const int file_;
+};
+
+bool isDamage(int code) {
+  const int primary = code & 0xff;
+  return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
+}
+
+// These pass while the connection stays as it is; after any other failure it is opened anew.
+bool isPassing(int code) {
+  const int primary = code & 0xff;
+  return primary == SQLITE_FULL || primary == SQLITE_BUSY || primary == SQLITE_TOOBIG;
+}
+
+std::uint64_t sizeOf(const std::string& path) {
+  struct stat facts;
+  return ::stat(path.c_str(), &facts) == 0 ? static_cast<std::uint64_t>(facts.st_size) : 0;
+}
+
+std::string timeForFileName() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  gmtime_r(&now, &utc);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &utc);
+  return text;
+}
+
+int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
+  // SQLite takes a null pointer for NULL, not for an empty text.
+  const char* bytes = text.data() ? text.data() : "";
+  return sqlite3_bind_text64(statement, index, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8);
+}
+
+}  // namespace
+
+void UserDefaultsDatabase::CloseConnection::operator()(sqlite3* connection) const {
+  sqlite3_close_v2(connection);
+}
+void UserDefaultsDatabase::Finalize::operator()(sqlite3_stmt* statement) const {
+  sqlite3_finalize(statement);
+}
+
+UserDefaultsDatabase::UserDefaultsDatabase(std::string path)
+    : path_(std::move(path)), directory_(path_.substr(0, path_.find_last_of('/') + 1)) {}
+
+UserDefaultsDatabase::~UserDefaultsDatabase() { close(); }
+
+std::optional<std::string> UserDefaultsDatabase::read(std::string_view key) {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    if (!ensureOpen()) return std::nullopt;
+    sqlite3_stmt* statement = select_.get();
+    bindText(statement, 1, key);
+    const int code = sqlite3_step(statement);
+    std::optional<std::string> text;
+    if (code == SQLITE_ROW) {
+      const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+      if (bytes) text.emplace(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, 0)));
+    }
+    const int failure = sqlite3_reset(statement);
+    if (code == SQLITE_DONE || text) return text;
+    if (!overcome(failure != SQLITE_OK ? failure : sqlite3_extended_errcode(connection_.get())))
+      return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+bool UserDefaultsDatabase::write(std::string_view key, const std::optional<std::string>& text) {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    if (!ensureOpen()) return false;
+    Statement& kept = text ? upsert_ : delete_;
+    int code = prepare(kept, text ? "INSERT INTO defaults(key, value) VALUES(?1, ?2)"
+                                    " ON CONFLICT(key) DO UPDATE SET value = excluded.value"
+                                  : "DELETE FROM defaults WHERE key = ?1");
+    if (code == SQLITE_OK) {
+      bindText(kept.get(), 1, key);
+      if (text) code = bindText(kept.get(), 2, *text);
+    }
+    if (code == SQLITE_OK) {
+      sqlite3_step(kept.get());
+      code = sqlite3_reset(kept.get());
+    }
+    if (code == SQLITE_OK) return true;
+    if (!overcome(code)) return false;
+  }
+  return false;
+}
+
+bool UserDefaultsDatabase::ensureOpen() {
+  if (connection_ && !isStale()) return true;
+  close();
+  if (path_.empty()) {
+    report(SQLITE_CANTOPEN, "no preferences directory is installed");
+    return false;
+  }
+  NSFileManager().createDirectory(directory_, true);
+  {
+    DirectoryLock opening(directory_, LOCK_SH);
+    if (connect() == SQLITE_OK) return true;
+  }
+  DirectoryLock making(directory_, LOCK_EX);
+  // Another process may have made or replaced it meanwhile.
+  int code = connect();
+  if (isDamage(code)) {
+    moveAside();
+    code = connect();
+  }
+  if (code == kTableMissing) code = createTable();
+  if (code == SQLITE_OK) return true;
+  report(code, connection_ ? sqlite3_errmsg(connection_.get()) : sqlite3_errstr(code));
+  if (connectImmutable() == SQLITE_OK) return true;
+  close();
+  return false;
+}
+
+int UserDefaultsDatabase::connect() {
+  close();
+  // SQLite would take a database that was cut to nothing for a new one, and delete its log.
+  if (sizeOf(path_) == 0 && sizeOf(path_ + "-wal") > 0) return SQLITE_CORRUPT;
+  const int code = open(path_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  if (code != SQLITE_OK) return code;
+  return prepare(select_, "SELECT value FROM defaults WHERE key = ?1");
+}
+
+int UserDefaultsDatabase::open(const std::string& name, int flags) {
+  sqlite3* connection = nullptr;
+  const int code = sqlite3_open_v2(
+      name.c_str(), &connection,
+      flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);
+  connection_.reset(connection);
+  if (code != SQLITE_OK) return code;
+  sqlite3_db_config(connection, SQLITE_DBCONFIG_LOOKASIDE, nullptr, 256, 64);
+  sqlite3_busy_timeout(connection, kBusyTimeoutMilliseconds);
+  return execute(kConnectionSettings);
+}
+
+// The keys stand in an index of their own: in a table ordered by key, SQLite reads a large row whole to
+// compare its key.
+int UserDefaultsDatabase::createTable() {
+  const int code = execute(
+      "PRAGMA journal_mode=WAL;"
+      "CREATE TABLE IF NOT EXISTS defaults(key TEXT PRIMARY KEY NOT NULL, value TEXT NOT NULL)");
+  if (code != SQLITE_OK) return code;
+  return prepare(select_, "SELECT value FROM defaults WHERE key = ?1");
+}
+
+// Where nothing can be created, SQLite cannot share a database with a log; but nobody else can write to it
+// either.
+int UserDefaultsDatabase::connectImmutable() {
+  close();
+  std::string name = "file:";
+  for (const char c : path_) {
+    char escaped[4];
+    std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned char>(c));
+    c == '/' ? name += c : name += escaped;
+  }
+  const int code = open(name + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+  if (code != SQLITE_OK) return code;
+  return prepare(select_, "SELECT value FROM defaults WHERE key = ?1");
+}
+
+void UserDefaultsDatabase::close() {
+  select_.reset();
+  upsert_.reset();
+  delete_.reset();
+  connection_.reset();
+}
+
+bool UserDefaultsDatabase::isStale() const {
+  int moved = 0;
+  sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  return moved != 0;
+}
+
+// The connection is closed after the files have moved: SQLite sees that, and neither writes the log into the
+// damaged file nor deletes it. The database itself goes last, so that its log never stands alone under the
+// old name.
+void UserDefaultsDatabase::moveAside() {
+  const NSFileManager files;
+  const std::string stem = path_ + ".corrupt-" + timeForFileName();
+  std::string aside = stem;
+  for (int i = 2; files.fileExists(aside) != FileKind::None; ++i) aside = stem + "-" + std::to_string(i);
+  bool moved = false;
+  for (const char* suffix : {"-wal", "-shm", "-journal", ""}) {
+    moved = std::rename((path_ + suffix).c_str(), (aside + suffix).c_str()) == 0;
+  }
+  close();
+  if (moved) {
+    reports_.push_back("NSUserDefaults: the database " + path_ + " is damaged. It was moved to " + aside +
+                       ", and a new one begun.");
+  } else {
+    report(SQLITE_CORRUPT, "it is damaged and cannot be moved aside");
+  }
+}
+
+int UserDefaultsDatabase::execute(const char* statements) {
+  return sqlite3_exec(connection_.get(), statements, nullptr, nullptr, nullptr);
+}
+
+int UserDefaultsDatabase::prepare(Statement& statement, const char* text) {
+  if (statement) return SQLITE_OK;
+  sqlite3_stmt* prepared = nullptr;
+  const int code =
+      sqlite3_prepare_v3(connection_.get(), text, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+  statement.reset(prepared);
+  return code;
+}
+
+bool UserDefaultsDatabase::overcome(int code) {
+  if (isDamage(code)) {
+    DirectoryLock moving(directory_, LOCK_EX);
+    if (!isStale()) moveAside();
+    close();
+    return true;
+  }
+  report(code, sqlite3_errmsg(connection_.get()));
+  if (!isPassing(code)) close();
+  return false;
+}
+
+void UserDefaultsDatabase::report(int code, std::string_view explanation) {
+  if (!reportedCauses_.insert(code & 0xff).second) return;
+  reports_.push_back("NSUserDefaults: " + (path_.empty() ? std::string("a suite") : path_) +
+                     " cannot be used: " + std::string(explanation) +
+                     ". What is set is kept in memory and written as soon as a later set succeeds.");
+}
+
+}  // namespace platform

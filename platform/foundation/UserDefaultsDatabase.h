@@ -1,0 +1,76 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace platform {
+
+// The database file behind one suite of user defaults: texts by key, in SQLite with a write-ahead log.
+//
+// Opened at the first use and whenever the file at the path is no longer the one that was opened. A damaged
+// database is moved aside, a new one begun, and the operation tried again. What cannot be done is answered by
+// false or nothing, and the reason put into words once; it may be tried again at any time. Processes exclude
+// each other by SQLite's locks; opening, making and moving aside by a lock on the directory.
+//
+// Owned and guarded by its NSUserDefaults; not thread-safe.
+class UserDefaultsDatabase {
+ public:
+  // The directory need not exist yet. An empty path stands for a store that cannot be opened.
+  explicit UserDefaultsDatabase(std::string path);
+  ~UserDefaultsDatabase();
+  UserDefaultsDatabase(const UserDefaultsDatabase&) = delete;
+  UserDefaultsDatabase& operator=(const UserDefaultsDatabase&) = delete;
+
+  // Nothing when there is no such key, or when it cannot be read.
+  std::optional<std::string> read(std::string_view key);
+  // Stores the text, or removes the key when there is none. On true it outlives the process.
+  bool write(std::string_view key, const std::optional<std::string>& text);
+
+  // A failure that is met from now on is reported again.
+  void forgetReportedFailures() { reportedCauses_.clear(); }
+  // What is to be logged since the last call.
+  std::vector<std::string> takeReports() { return std::exchange(reports_, {}); }
+
+ private:
+  struct CloseConnection {
+    void operator()(sqlite3* connection) const;
+  };
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const;
+  };
+  using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
+
+  bool ensureOpen();
+  int connect();
+  int open(const std::string& name, int flags);
+  int createTable();
+  int connectImmutable();
+  void close();
+  bool isStale() const;
+  void moveAside();
+
+  int execute(const char* statements);
+  int prepare(Statement& statement, const char* text);
+  // Whether to try again: the cause has been removed.
+  bool overcome(int code);
+  void report(int code, std::string_view explanation);
+
+  const std::string path_;
+  const std::string directory_;
+  std::unique_ptr<sqlite3, CloseConnection> connection_;
+  Statement select_;
+  Statement upsert_;
+  Statement delete_;
+  std::set<int> reportedCauses_;
+  std::vector<std::string> reports_;
+};
+
+}  // namespace platform

@@ -1,0 +1,171 @@
+#include "platform/foundation/Value.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "platform/runtime/Class.h"
+#include "platform/runtime/NSObject.h"
+
+namespace platform {
+
+namespace {
+
+// Up to this many keys, comparing each with each is quicker than hashing them.
+constexpr std::size_t kScannedKeys = 16;
+
+std::size_t hashOf(const Value& key) {
+  if (key.isString()) return std::hash<String>()(key.string());
+  if (key.isNumber() && !key.isBoolean()) return std::hash<double>()(key.doubleValue());
+  return static_cast<std::size_t>(key.className().size());
+}
+
+struct KeyHash {
+  std::size_t operator()(const Value* key) const { return hashOf(*key); }
+};
+struct KeyEqual {
+  bool operator()(const Value* a, const Value* b) const { return *a == *b; }
+};
+
+const Entry* findEntry(const Entry* first, const Entry* last, std::string_view key) {
+  return std::find_if(first, last, [key](const Entry& entry) {
+    return entry.first.isString() && entry.first.string().view() == key;
+  });
+}
+
+// The entries without those whose key is given again: the last value wins, in the place of the first.
+std::vector<Entry> withoutRepeatedKeys(std::initializer_list<Entry> given) {
+  std::vector<Entry> entries;
+  entries.reserve(given.size());
+  if (given.size() <= kScannedKeys) {
+    for (const Entry& entry : given) {
+      auto same = std::find_if(entries.begin(), entries.end(), [&](const Entry& e) { return e.first == entry.first; });
+      if (same == entries.end()) {
+        entries.push_back(entry);
+      } else {
+        same->second = entry.second;
+      }
+    }
+    return entries;
+  }
+  std::unordered_map<const Value*, std::size_t, KeyHash, KeyEqual> places;
+  for (const Entry& entry : given) {
+    const auto [place, isNew] = places.try_emplace(&entry.first, entries.size());
+    if (isNew) {
+      entries.push_back(entry);
+    } else {
+      entries[place->second].second = entry.second;
+    }
+  }
+  return entries;
+}
+
+}  // namespace
+
+Array::Array(std::initializer_list<Value> items) : Array(std::vector<Value>(items)) {}
+
+Array::Array(std::vector<Value> items)
+    : items_(items.empty() ? nullptr : std::make_shared<const std::vector<Value>>(std::move(items))) {}
+
+std::size_t Array::size() const { return items_ ? items_->size() : 0; }
+const Value& Array::operator[](std::size_t index) const { return items_->at(index); }
+const Value* Array::begin() const { return items_ ? items_->data() : nullptr; }
+const Value* Array::end() const { return items_ ? items_->data() + items_->size() : nullptr; }
+
+Dictionary::Dictionary(std::initializer_list<Entry> entries) {
+  if (entries.size() > 0) entries_ = std::make_shared<const std::vector<Entry>>(withoutRepeatedKeys(entries));
+}
+
+Dictionary::Dictionary(MutableDictionary&& entries) {
+  if (!entries.empty()) entries_ = std::make_shared<const std::vector<Entry>>(std::move(entries.entries_));
+}
+
+Dictionary::Dictionary(const MutableDictionary& entries) {
+  if (!entries.empty()) entries_ = std::make_shared<const std::vector<Entry>>(entries.entries_);
+}
+
+std::size_t Dictionary::size() const { return entries_ ? entries_->size() : 0; }
+const Entry* Dictionary::begin() const { return entries_ ? entries_->data() : nullptr; }
+const Entry* Dictionary::end() const { return entries_ ? entries_->data() + entries_->size() : nullptr; }
+
+const Value* Dictionary::find(std::string_view key) const {
+  const Entry* entry = findEntry(begin(), end(), key);
+  return entry == end() ? nullptr : &entry->second;
+}
+
+MutableDictionary::MutableDictionary(std::initializer_list<Entry> entries) : entries_(withoutRepeatedKeys(entries)) {}
+
+MutableDictionary::MutableDictionary(const Dictionary& entries) : entries_(entries.begin(), entries.end()) {}
+
+void MutableDictionary::set(Value key, std::optional<Value> value) {
+  auto same = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.first == key; });
+  if (!value) {
+    if (same != entries_.end()) entries_.erase(same);
+  } else if (same != entries_.end()) {
+    same->second = std::move(*value);
+  } else {
+    entries_.emplace_back(std::move(key), std::move(*value));
+  }
+}
+
+void MutableDictionary::remove(std::string_view key) { set(Value(key), std::nullopt); }
+
+void MutableDictionary::merge(const Dictionary& other) {
+  std::unordered_map<const Value*, std::size_t, KeyHash, KeyEqual> places;
+  const std::size_t before = entries_.size();
+  entries_.reserve(before + other.size());  // no entry moves below: `places` points into them
+  for (std::size_t i = 0; i < before; ++i) places.emplace(&entries_[i].first, i);
+  for (const Entry& entry : other) {
+    const auto same = places.find(&entry.first);
+    if (same == places.end()) {
+      entries_.push_back(entry);
+    } else {
+      entries_[same->second].second = entry.second;
+    }
+  }
+}
+
+const Value* MutableDictionary::find(std::string_view key) const {
+  const Entry* entry = findEntry(begin(), end(), key);
+  return entry == end() ? nullptr : &entry->second;
+}
+
+double Value::doubleValue() const {
+  if (isBoolean()) return boolean() ? 1 : 0;
+  if (isInteger()) return static_cast<double>(integer());
+  return isReal() ? real() : 0;
+}
+
+std::string_view Value::className() const {
+  struct Namer {
+    std::string_view operator()(const Null&) const { return "NSNull"; }
+    std::string_view operator()(bool) const { return "NSNumber"; }
+    std::string_view operator()(std::int64_t) const { return "NSNumber"; }
+    std::string_view operator()(double) const { return "NSNumber"; }
+    std::string_view operator()(const String&) const { return "NSString"; }
+    std::string_view operator()(const NSDate&) const { return "NSDate"; }
+    std::string_view operator()(const Array&) const { return "NSArray"; }
+    std::string_view operator()(const Dictionary&) const { return "NSDictionary"; }
+    std::string_view operator()(const std::shared_ptr<NSObject>& object) const { return object->isa().name(); }
+  };
+  return visit(Namer{});
+}
+
+bool operator==(const Value& a, const Value& b) {
+  if (a.isBoolean() || b.isBoolean()) return a.isBoolean() && b.isBoolean() && a.boolean() == b.boolean();
+  if (a.isInteger() && b.isInteger()) return a.integer() == b.integer();
+  if (a.isNumber() && b.isNumber()) return a.doubleValue() == b.doubleValue();
+  if (a.data_.index() != b.data_.index()) return false;
+  if (a.isString()) return a.string() == b.string();
+  if (a.isDate()) return a.date() == b.date();
+  if (a.isObject()) return a.object() == b.object();
+  if (a.isArray()) return std::equal(a.array().begin(), a.array().end(), b.array().begin(), b.array().end());
+  if (!a.isDictionary()) return true;
+  const Dictionary& left = a.dictionary();
+  const Dictionary& right = b.dictionary();
+  if (left.size() != right.size()) return false;
+  return std::all_of(left.begin(), left.end(), [&right](const Entry& entry) {
+    return std::any_of(right.begin(), right.end(), [&entry](const Entry& other) { return entry == other; });
+  });
+}
+
+}  // namespace platform

@@ -1,0 +1,182 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <initializer_list>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "platform/foundation/NSDate.h"
+#include "platform/foundation/String.h"
+
+namespace platform {
+
+class NSObject;
+class Value;
+class MutableDictionary;
+using Entry = std::pair<Value, Value>;
+
+// An immutable, ordered list of values. Copies share one list.
+class Array {
+ public:
+  Array() = default;
+  Array(std::initializer_list<Value> items);
+  explicit Array(std::vector<Value> items);
+
+  std::size_t size() const;
+  bool empty() const { return size() == 0; }
+  const Value& operator[](std::size_t index) const;
+  const Value* begin() const;
+  const Value* end() const;
+
+ private:
+  std::shared_ptr<const std::vector<Value>> items_;
+};
+
+// An immutable map in insertion order. Copies share one map. Keys may be of any kind, so that bad input can be seen
+// and refused; of equal keys the last one given wins, in the place of the first.
+class Dictionary {
+ public:
+  Dictionary() = default;
+  Dictionary(std::initializer_list<Entry> entries);
+  // Takes the entries over, without copying them.
+  explicit Dictionary(MutableDictionary&& entries);
+  explicit Dictionary(const MutableDictionary& entries);
+
+  std::size_t size() const;
+  bool empty() const { return size() == 0; }
+  // Null when there is no such key.
+  const Value* find(std::string_view key) const;
+  const Entry* begin() const;
+  const Entry* end() const;
+
+ private:
+  std::shared_ptr<const std::vector<Entry>> entries_;
+};
+
+// Foundation's property-list world as one C++ value of 24 bytes: the null marker, a boolean, an integer, a real, a
+// string, a date, an array, a dictionary or any NSObject. Copying is cheap: what is large is shared and immutable.
+//
+// Literals convert: {{"plan", "pro"}, {"trial", true}, {"seats", 3}} is a dictionary, Array{1, 2} an array.
+// A boolean is never an integer. "No value" (nil) is not a Value: it is std::nullopt of std::optional<Value>.
+class Value {
+ public:
+  struct Null {
+    bool operator==(const Null&) const = default;
+  };
+
+  Value() = default;
+  Value(std::nullptr_t) {}
+  Value(std::same_as<bool> auto boolean) : data_(static_cast<bool>(boolean)) {}
+  template <std::integral T>
+    requires(!std::same_as<T, bool>)
+  Value(T integer) : data_(fromInteger(integer)) {}
+  Value(std::floating_point auto real) : data_(static_cast<double>(real)) {}
+  Value(const char* text) : data_(String(text)) {}
+  Value(std::string_view text) : data_(String(text)) {}
+  Value(const std::string& text) : data_(String(text)) {}
+  Value(String text) : data_(std::move(text)) {}
+  Value(NSDate date) : data_(date) {}
+  Value(Array items) : data_(std::move(items)) {}
+  Value(Dictionary entries) : data_(std::move(entries)) {}
+  Value(std::initializer_list<Entry> entries) : data_(Dictionary(entries)) {}
+  template <std::derived_from<NSObject> T>
+  Value(std::shared_ptr<T> object) {
+    if (object) data_ = std::static_pointer_cast<NSObject>(std::move(object));
+  }
+
+  bool isNull() const { return is<Null>(); }
+  bool isBoolean() const { return is<bool>(); }
+  bool isInteger() const { return is<std::int64_t>(); }
+  bool isReal() const { return is<double>(); }
+  bool isNumber() const { return isBoolean() || isInteger() || isReal(); }
+  bool isString() const { return is<String>(); }
+  bool isDate() const { return is<NSDate>(); }
+  bool isArray() const { return is<Array>(); }
+  bool isDictionary() const { return is<Dictionary>(); }
+  bool isObject() const { return is<std::shared_ptr<NSObject>>(); }
+
+  // Each throws std::bad_variant_access when the value is of another kind.
+  bool boolean() const { return std::get<bool>(data_); }
+  std::int64_t integer() const { return std::get<std::int64_t>(data_); }
+  double real() const { return std::get<double>(data_); }
+  const String& string() const { return std::get<String>(data_); }
+  NSDate date() const { return std::get<NSDate>(data_); }
+  const Array& array() const { return std::get<Array>(data_); }
+  const Dictionary& dictionary() const { return std::get<Dictionary>(data_); }
+  const std::shared_ptr<NSObject>& object() const { return std::get<std::shared_ptr<NSObject>>(data_); }
+
+  // Any number as a double (true is 1), 0 for what is no number.
+  double doubleValue() const;
+  // The text of a string, empty for what is no string.
+  std::string_view text() const { return isString() ? string().view() : std::string_view(); }
+
+  // The text that "%@" writes: 3, 2.5, 1 for true, <null>, collections on several lines.
+  std::string description() const;
+  // The name of the platform's class for such a value: NSString, NSNumber, NSNull, or the object's own class.
+  std::string_view className() const;
+
+  // Deep for collections, identity for objects; numbers are equal across kinds when their values are, booleans only
+  // to booleans.
+  friend bool operator==(const Value& a, const Value& b);
+
+  template <class Visitor>
+  decltype(auto) visit(Visitor&& visitor) const {
+    return std::visit(std::forward<Visitor>(visitor), data_);
+  }
+
+ private:
+  using Data = std::variant<Null, bool, std::int64_t, double, String, NSDate, Array, Dictionary, std::shared_ptr<NSObject>>;
+
+  template <class T>
+  bool is() const {
+    return std::holds_alternative<T>(data_);
+  }
+  // An unsigned number beyond the range of the signed ones becomes a real.
+  template <std::integral T>
+  static Data fromInteger(T integer) {
+    if (std::in_range<std::int64_t>(integer)) return static_cast<std::int64_t>(integer);
+    return static_cast<double>(integer);
+  }
+
+  Data data_;
+};
+
+// A dictionary under construction, owned by one thread at a time. Keeps insertion order.
+class MutableDictionary {
+ public:
+  MutableDictionary() = default;
+  MutableDictionary(std::initializer_list<Entry> entries);
+  explicit MutableDictionary(const Dictionary& entries);
+
+  void reserve(std::size_t count) { entries_.reserve(count); }
+  // Replaces the value of an equal key in its place, else appends. "No value" removes the key.
+  void set(Value key, std::optional<Value> value);
+  // Appends without looking for an equal key: for keys that the caller knows to be new.
+  void append(Value key, Value value) { entries_.emplace_back(std::move(key), std::move(value)); }
+  void remove(std::string_view key);
+  // Sets every entry of `other`, which wins on equal keys.
+  void merge(const Dictionary& other);
+
+  const Value* find(std::string_view key) const;
+  std::size_t size() const { return entries_.size(); }
+  bool empty() const { return entries_.empty(); }
+  const Entry* begin() const { return entries_.data(); }
+  const Entry* end() const { return entries_.data() + entries_.size(); }
+
+ private:
+  friend class Dictionary;
+  std::vector<Entry> entries_;
+};
+
+// "%@" of a value that may be missing: "(null)" for no value, else its description.
+std::string description(const std::optional<Value>& value);
+
+}  // namespace platform

@@ -1,0 +1,281 @@
+#include "platform/net/HTTPTransfer.h"
+
+#include <netinet/in.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <utility>
+
+#include "platform/net/NSHTTPURLResponse.h"
+#include "platform/net/NSURLError.h"
+#include "platform/net/NetworkReachability.h"
+
+namespace platform {
+namespace {
+
+constexpr long kMaximumRedirects = 16;
+constexpr std::size_t kMaximumHeaderBytes = 256u << 10;
+// A server's announced length is believed up to this size when memory is set aside for a body.
+constexpr curl_off_t kLargestReserve = 1 << 20;
+// A timeout above this is as good as none, and does not overflow a clock.
+constexpr double kLongestTimeout = 30.0 * 24 * 3600;
+constexpr const char* kProtocols = "http,https";
+
+bool isToken(std::string_view text) {
+  constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
+  return !text.empty() && std::all_of(text.begin(), text.end(), [&](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+           kMarks.find(c) != std::string_view::npos;
+  });
+}
+
+// A line break in a field would end it and begin another.
+bool isSendable(const HTTPHeaderField& field) {
+  return isToken(field.first) &&
+         field.second.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
+}
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kBlank = " \t\r\n";
+  const std::size_t first = text.find_first_not_of(kBlank);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
+}
+
+// False when in doubt.
+bool isOffline() {
+  sockaddr_in zero{};
+  zero.sin_family = AF_INET;
+  const auto reachability = NetworkReachability::create(reinterpret_cast<const sockaddr*>(&zero));
+  const std::optional<NetworkReachabilityFlags> flags = reachability->flags();
+  return flags && (*flags & kNetworkReachabilityFlagsReachable) == 0;
+}
+
+}  // namespace
+
+HTTPTransfer::HTTPTransfer(std::shared_ptr<NSURLSessionDataTask> task)
+    : task_(std::move(task)), handle_(curl_easy_init()) {
+  if (handle_) configure();
+}
+
+HTTPTransfer::~HTTPTransfer() {
+  curl_easy_cleanup(handle_);
+  curl_slist_free_all(requestHeaders_);
+}
+
+std::optional<int> HTTPTransfer::refusal() const {
+  const auto& scheme = task_->originalRequest().url().scheme();
+  if (scheme != "http" && scheme != "https") return NSURLErrorUnsupportedURL;
+  if (!isToken(task_->originalRequest().httpMethod())) return NSURLErrorUnknown;
+  return std::nullopt;
+}
+
+void HTTPTransfer::configure() {
+  curl_easy_setopt(handle_, CURLOPT_PRIVATE, this);
+  curl_easy_setopt(handle_, CURLOPT_URL, task_->originalRequest().url().absoluteString().c_str());
+  curl_easy_setopt(handle_, CURLOPT_ERRORBUFFER, detail_);
+  configureMethod();
+  configureHeaders();
+  configureConnection();
+
+  curl_easy_setopt(handle_, CURLOPT_HEADERFUNCTION, &receivedHeader);
+  curl_easy_setopt(handle_, CURLOPT_HEADERDATA, this);
+  curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, &receivedBody);
+  curl_easy_setopt(handle_, CURLOPT_WRITEDATA, this);
+  curl_easy_setopt(handle_, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(handle_, CURLOPT_XFERINFOFUNCTION, &progressed);
+  curl_easy_setopt(handle_, CURLOPT_XFERINFODATA, this);
+}
+
+void HTTPTransfer::configureMethod() {
+  const NSURLRequest& request = task_->originalRequest();
+  const std::string& method = request.httpMethod();
+  const std::string* body = request.httpBody().get();
+  if (body || method == "POST") {
+    curl_easy_setopt(handle_, CURLOPT_POST, 1L);
+    curl_easy_setopt(handle_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body ? body->size() : 0));
+    // Not copied: the task holds it.
+    curl_easy_setopt(handle_, CURLOPT_POSTFIELDS, body ? body->data() : "");
+    if (method != "POST") curl_easy_setopt(handle_, CURLOPT_CUSTOMREQUEST, method.c_str());
+  } else if (method == "HEAD") {
+    curl_easy_setopt(handle_, CURLOPT_NOBODY, 1L);
+  } else if (method != "GET") {
+    curl_easy_setopt(handle_, CURLOPT_CUSTOMREQUEST, method.c_str());
+  }
+}
+
+void HTTPTransfer::configureHeaders() {
+  for (const HTTPHeaderField& field : task_->originalRequest().allHTTPHeaderFields()) {
+    // libcurl writes the length that it sends.
+    if (!isSendable(field) || strcasecmp(field.first.c_str(), "Content-Length") == 0) continue;
+    const std::string line = field.second.empty() ? field.first + ";" : field.first + ": " + field.second;
+    requestHeaders_ = curl_slist_append(requestHeaders_, line.c_str());
+  }
+  // A body is sent at once, without asking the server first.
+  requestHeaders_ = curl_slist_append(requestHeaders_, "Expect:");
+  curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, requestHeaders_);
+  curl_easy_setopt(handle_, CURLOPT_ACCEPT_ENCODING, "");
+}
+
+void HTTPTransfer::configureConnection() {
+  const NSURLSessionConfiguration& configuration = task_->configuration();
+  curl_easy_setopt(handle_, CURLOPT_PROTOCOLS_STR, kProtocols);
+  curl_easy_setopt(handle_, CURLOPT_REDIR_PROTOCOLS_STR, kProtocols);
+  curl_easy_setopt(handle_, CURLOPT_FOLLOWLOCATION, 1L);
+  curl_easy_setopt(handle_, CURLOPT_MAXREDIRS, kMaximumRedirects);
+  curl_easy_setopt(handle_, CURLOPT_MAXFILESIZE_LARGE,
+                   static_cast<curl_off_t>(configuration.maximumResponseBodySize));
+  curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
+  // A look-up of a name that is given up goes on in its own thread; nobody waits for it.
+  curl_easy_setopt(handle_, CURLOPT_QUICK_EXIT, 1L);
+  // Timeouts are ours: see deadline().
+  curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
+  if (!configuration.certificateAuthorityFile.empty()) {
+    curl_easy_setopt(handle_, CURLOPT_CAINFO, configuration.certificateAuthorityFile.c_str());
+    curl_easy_setopt(handle_, CURLOPT_CAPATH, nullptr);
+  }
+  if (!configuration.keepsConnections) {
+    curl_easy_setopt(handle_, CURLOPT_FRESH_CONNECT, 1L);
+    curl_easy_setopt(handle_, CURLOPT_FORBID_REUSE, 1L);
+    curl_easy_setopt(handle_, CURLOPT_SSL_SESSIONID_CACHE, 0L);
+  }
+}
+
+HTTPTransfer::Clock::time_point HTTPTransfer::deadline() const {
+  const double timeout = std::clamp(task_->originalRequest().timeoutInterval(), 0.0, kLongestTimeout);
+  return lastActivity_ + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(timeout));
+}
+
+std::size_t HTTPTransfer::receivedHeader(char* bytes, std::size_t size, std::size_t count, void* self) {
+  return static_cast<HTTPTransfer*>(self)->appendHeader({bytes, size * count}) ? size * count : 0;
+}
+
+std::size_t HTTPTransfer::receivedBody(char* bytes, std::size_t size, std::size_t count, void* self) {
+  return static_cast<HTTPTransfer*>(self)->appendBody({bytes, size * count}) ? size * count : 0;
+}
+
+int HTTPTransfer::progressed(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
+  auto& transfer = *static_cast<HTTPTransfer*>(self);
+  if (received + sent != transfer.bytesMoved_) {
+    transfer.bytesMoved_ = received + sent;
+    transfer.lastActivity_ = Clock::now();
+  }
+  return 0;
+}
+
+bool HTTPTransfer::appendHeader(std::string_view line) {
+  lastActivity_ = Clock::now();
+  headerBytes_ += line.size();
+  if (headerBytes_ > kMaximumHeaderBytes) return false;
+  if (line.starts_with("HTTP/")) {
+    // Of interim answers and of redirects only the last head counts.
+    headers_.clear();
+    body_.clear();
+    return true;
+  }
+  const std::size_t colon = line.find(':');
+  if (colon == std::string_view::npos) return true;
+  headers_.emplace_back(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+  return true;
+}
+
+bool HTTPTransfer::appendBody(std::string_view bytes) {
+  lastActivity_ = Clock::now();
+  if (bytes.size() > task_->configuration().maximumResponseBodySize - body_.size()) {
+    bodyTooLong_ = true;
+    return false;
+  }
+  if (body_.empty()) {
+    curl_off_t announced = 0;
+    curl_easy_getinfo(handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+    body_.reserve(static_cast<std::size_t>(std::clamp<curl_off_t>(announced, 0, kLargestReserve)));
+  }
+  body_.append(bytes);
+  return true;
+}
+
+void HTTPTransfer::finish(CURLcode code) {
+  if (code == CURLE_OK) {
+    task_->complete(std::make_shared<const std::string>(std::move(body_)), makeResponse(), std::nullopt);
+    return;
+  }
+  const std::string_view detail = detail_[0] != '\0' ? detail_ : curl_easy_strerror(code);
+  task_->complete(nullptr, makeResponse(),
+                  makeURLError(errorCode(code), task_->originalRequest().url(), detail));
+}
+
+void HTTPTransfer::fail(int code) {
+  task_->complete(nullptr, makeResponse(), makeURLError(code, task_->originalRequest().url()));
+}
+
+int HTTPTransfer::errorCode(CURLcode code) const {
+  switch (code) {
+    case CURLE_URL_MALFORMAT:
+      return NSURLErrorBadURL;
+    case CURLE_UNSUPPORTED_PROTOCOL:
+      // Also what libcurl calls an answer without a head.
+      return info(CURLINFO_RESPONSE_CODE) == 0 ? NSURLErrorBadServerResponse : NSURLErrorUnsupportedURL;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+      return isOffline() ? NSURLErrorNotConnectedToInternet : NSURLErrorCannotFindHost;
+    case CURLE_COULDNT_CONNECT:
+      return info(CURLINFO_OS_ERRNO) == ENETUNREACH ? NSURLErrorNotConnectedToInternet
+                                                    : NSURLErrorCannotConnectToHost;
+    case CURLE_OPERATION_TIMEDOUT:
+      return NSURLErrorTimedOut;
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_HTTP2:
+    case CURLE_HTTP2_STREAM:
+      return NSURLErrorNetworkConnectionLost;
+    case CURLE_TOO_MANY_REDIRECTS:
+      return NSURLErrorHTTPTooManyRedirects;
+    case CURLE_WEIRD_SERVER_REPLY:
+      return NSURLErrorBadServerResponse;
+    case CURLE_BAD_CONTENT_ENCODING:
+      return NSURLErrorCannotDecodeContentData;
+    case CURLE_FILESIZE_EXCEEDED:
+      return NSURLErrorDataLengthExceedsMaximum;
+    case CURLE_WRITE_ERROR:
+      return bodyTooLong_ ? NSURLErrorDataLengthExceedsMaximum : NSURLErrorBadServerResponse;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+      return NSURLErrorServerCertificateUntrusted;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_ENGINE_INITFAILED:
+    case CURLE_USE_SSL_FAILED:
+      return NSURLErrorSecureConnectionFailed;
+    default:
+      return NSURLErrorUnknown;
+  }
+}
+
+long HTTPTransfer::info(CURLINFO which) const {
+  long value = 0;
+  curl_easy_getinfo(handle_, which, &value);
+  return value;
+}
+
+// Null before the head of an answer has come.
+std::shared_ptr<NSURLResponse> HTTPTransfer::makeResponse() const {
+  const long status = handle_ ? info(CURLINFO_RESPONSE_CODE) : 0;
+  if (status == 0) return nullptr;
+  std::optional<NSURL> url;
+  if (info(CURLINFO_REDIRECT_COUNT) > 0) {
+    char* effective = nullptr;
+    curl_easy_getinfo(handle_, CURLINFO_EFFECTIVE_URL, &effective);
+    if (effective) url = NSURL::create(effective);
+  }
+  return std::make_shared<NSHTTPURLResponse>(url.value_or(task_->originalRequest().url()),
+                                             static_cast<int>(status), headers_);
+}
+
+}  // namespace platform

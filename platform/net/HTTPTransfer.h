@@ -1,0 +1,72 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/net/NSURLSessionDataTask.h"
+
+namespace platform {
+
+// One exchange on the wire: a libcurl handle set up for a data task, what has come so far, and how the
+// outcome becomes a response or an error. Lives on the transfer thread, which owns it, from the task's start
+// to its end.
+class HTTPTransfer {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  explicit HTTPTransfer(std::shared_ptr<NSURLSessionDataTask> task);
+  ~HTTPTransfer();
+  HTTPTransfer(const HTTPTransfer&) = delete;
+  HTTPTransfer& operator=(const HTTPTransfer&) = delete;
+
+  // The code of NSURLErrorDomain that tells why this request cannot be sent, if it cannot.
+  std::optional<int> refusal() const;
+  // Null when memory ran out.
+  CURL* handle() const { return handle_; }
+  NSURLSessionDataTask& task() const { return *task_; }
+
+  // When the request times out unless a byte comes or goes before.
+  Clock::time_point deadline() const;
+
+  // Ends the task by libcurl's verdict. The handle must be out of the multi handle by then.
+  void finish(CURLcode code);
+  // Ends the task with an error of NSURLErrorDomain.
+  void fail(int code);
+
+ private:
+  void configure();
+  void configureMethod();
+  void configureHeaders();
+  void configureConnection();
+
+  static std::size_t receivedHeader(char* bytes, std::size_t size, std::size_t count, void* self);
+  static std::size_t receivedBody(char* bytes, std::size_t size, std::size_t count, void* self);
+  static int progressed(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
+  bool appendHeader(std::string_view line);
+  bool appendBody(std::string_view bytes);
+
+  int errorCode(CURLcode code) const;
+  long info(CURLINFO which) const;
+  std::shared_ptr<NSURLResponse> makeResponse() const;
+
+  const std::shared_ptr<NSURLSessionDataTask> task_;
+  CURL* const handle_;
+  curl_slist* requestHeaders_ = nullptr;
+  char detail_[CURL_ERROR_SIZE] = {};
+
+  std::vector<HTTPHeaderField> headers_;
+  std::size_t headerBytes_ = 0;
+  std::string body_;
+  bool bodyTooLong_ = false;
+
+  Clock::time_point lastActivity_ = Clock::now();
+  curl_off_t bytesMoved_ = 0;
+};
+
+}  // namespace platform

@@ -1,0 +1,41 @@
+#include "platform/net/NSURLSession.h"
+
+#include <utility>
+
+#include "platform/dispatch/Scheduler.h"
+
+namespace platform {
+namespace {
+
+std::shared_ptr<DispatchQueue> makeCompletionQueue() {
+  return Scheduler::current().makeSerialQueue("NSURLSession", QualityOfService::Utility);
+}
+
+// A session for a single request would be a thread for a single request, so these share one queue.
+std::shared_ptr<DispatchQueue> ephemeralSessionsQueue() {
+  static const std::shared_ptr<DispatchQueue>& queue =
+      *new std::shared_ptr<DispatchQueue>(makeCompletionQueue());
+  return queue;
+}
+
+}  // namespace
+
+NSURLSession& NSURLSession::sharedSession() {
+  static NSURLSession& session = *new NSURLSession(NSURLSessionConfiguration::defaultConfiguration());
+  return session;
+}
+
+NSURLSession::NSURLSession(NSURLSessionConfiguration configuration)
+    : configuration_(std::make_shared<const NSURLSessionConfiguration>(std::move(configuration))),
+      queue_(configuration_->keepsConnections ? makeCompletionQueue() : ephemeralSessionsQueue()) {}
+
+std::shared_ptr<NSURLSessionDataTask> NSURLSession::dataTask(const NSURL& url, Completion completion) {
+  return dataTask(NSURLRequest(url), std::move(completion));
+}
+
+std::shared_ptr<NSURLSessionDataTask> NSURLSession::dataTask(const NSURLRequest& request,
+                                                             Completion completion) {
+  return std::make_shared<NSURLSessionDataTask>(request, configuration_, queue_, std::move(completion));
+}
+
+}  // namespace platform

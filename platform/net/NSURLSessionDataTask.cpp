@@ -1,0 +1,79 @@
+#include "platform/net/NSURLSessionDataTask.h"
+
+#include <exception>
+#include <utility>
+
+#include "platform/dispatch/DispatchQueue.h"
+#include "platform/foundation/SystemLog.h"
+#include "platform/net/NSURLError.h"
+#include "platform/net/TransferThread.h"
+
+namespace platform {
+namespace {
+
+// The session's queue must survive whatever a completion throws.
+void callGuarded(const NSURLSessionDataTask::Completion& completion, std::shared_ptr<const std::string> data,
+                 std::shared_ptr<NSURLResponse> response, std::optional<NSError> error) {
+  try {
+    completion(std::move(data), std::move(response), std::move(error));
+  } catch (const std::exception& exception) {
+    NSLog(std::string("The completion of a data task threw an exception: ") + exception.what());
+  } catch (...) {
+    NSLog("The completion of a data task threw an exception.");
+  }
+}
+
+}  // namespace
+
+NSURLSessionDataTask::NSURLSessionDataTask(NSURLRequest request,
+                                           std::shared_ptr<const NSURLSessionConfiguration> configuration,
+                                           std::shared_ptr<DispatchQueue> queue, Completion completion)
+    : request_(std::move(request)),
+      configuration_(std::move(configuration)),
+      queue_(std::move(queue)),
+      completion_(std::move(completion)) {}
+
+NSURLSessionTask::State NSURLSessionDataTask::state() const {
+  MutexLock lock(mutex_);
+  return state_;
+}
+
+void NSURLSessionDataTask::resume() {
+  {
+    MutexLock lock(mutex_);
+    if (state_ != State::suspended) return;
+    state_ = State::running;
+  }
+  TransferThread::shared().start(shared_from_this());
+}
+
+void NSURLSessionDataTask::cancel() {
+  State before;
+  {
+    MutexLock lock(mutex_);
+    before = state_;
+    if (before != State::suspended && before != State::running) return;
+    state_ = State::canceling;
+  }
+  if (before == State::running) {
+    TransferThread::shared().cancel(shared_from_this());
+  } else {
+    complete(nullptr, nullptr, makeURLError(NSURLErrorCancelled, request_.url()));
+  }
+}
+
+void NSURLSessionDataTask::complete(std::shared_ptr<const std::string> data,
+                                    std::shared_ptr<NSURLResponse> response, std::optional<NSError> error) {
+  Completion completion;
+  {
+    MutexLock lock(mutex_);
+    if (state_ == State::completed) return;
+    state_ = State::completed;
+    completion = std::exchange(completion_, nullptr);
+  }
+  if (!completion) return;
+  queue_->async([completion = std::move(completion), data = std::move(data), response = std::move(response),
+                 error = std::move(error)] { callGuarded(completion, data, response, error); });
+}
+
+}  // namespace platform

@@ -1,0 +1,98 @@
+#include "platform/runtime/Class.h"
+
+#include <stdexcept>
+
+namespace platform {
+namespace {
+
+struct ClassTable {
+  Mutex mutex;
+  std::unordered_map<std::string_view, Class*> classes GUARDED_BY(mutex);  // keyed by each record's own name
+};
+
+ClassTable& classTable() {
+  static ClassTable& table = *new ClassTable;
+  return table;
+}
+
+}  // namespace
+
+Class::Class(std::string_view name, const Class* superclass) : name_(name), superclass_(superclass) {}
+
+Class& Class::enter(std::unique_ptr<Class> record) {
+  ClassTable& table = classTable();
+  MutexLock lock(table.mutex);
+  const bool isNew = table.classes.emplace(record->name(), record.get()).second;
+  if (!isNew) throw std::logic_error("There is already a class named " + record->name());
+  return *record.release();
+}
+
+void Class::addInstanceVariable(std::string_view name,
+                                std::function<const NSObject*(const NSObject&)> value) {
+  ivars_.push_back({std::string(name), std::move(value)});
+}
+
+void Class::addAction(SEL selector, Action action) {
+  actions_.insert_or_assign(selector, std::move(action));
+  addSelector(selector);
+}
+
+void Class::addKey(std::string_view name, Key getter) {
+  keys_.insert_or_assign(std::string(name), std::move(getter));
+  addSelector(SEL(name));
+}
+
+bool Class::isSubclassOf(const Class& other) const {
+  for (const Class* cls = this; cls; cls = cls->superclass_) {
+    if (cls == &other) return true;
+  }
+  return false;
+}
+
+bool Class::respondsToSelector(SEL selector) const {
+  for (const Class* cls = this; cls; cls = cls->superclass_) {
+    MutexLock lock(cls->mutex_);
+    if (cls->selectors_.contains(selector)) return true;
+  }
+  return false;
+}
+
+void Class::addSelector(SEL selector) {
+  MutexLock lock(mutex_);
+  selectors_.insert(selector);
+}
+
+bool Class::perform(NSObject& receiver, SEL action, NSObject* sender, NSObject* event) const {
+  for (const Class* cls = this; cls; cls = cls->superclass_) {
+    const auto found = cls->actions_.find(action);
+    if (found == cls->actions_.end()) continue;
+    found->second(receiver, sender, event);
+    return true;
+  }
+  return false;
+}
+
+KeyValue Class::valueForKey(const NSObject& receiver, std::string_view key) const {
+  const Key* getter = findKey(key);
+  if (!getter) throw UndefinedKeyError("The class " + name_ + " has no key " + std::string(key));
+  return (*getter)(receiver);
+}
+
+const Class::Key* Class::findKey(std::string_view key) const {
+  for (const Class* cls = this; cls; cls = cls->superclass_) {
+    const auto found = cls->keys_.find(key);
+    if (found != cls->keys_.end()) return &found->second;
+  }
+  return nullptr;
+}
+
+const Class* NSClassFromString(std::string_view name) {
+  ClassTable& table = classTable();
+  MutexLock lock(table.mutex);
+  const auto found = table.classes.find(name);
+  return found == table.classes.end() ? nullptr : found->second;
+}
+
+const std::string& NSStringFromClass(const Class& cls) { return cls.name(); }
+
+}  // namespace platform

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/runtime/KeyValue.h"
+#include "platform/runtime/Mutex.h"
+#include "platform/runtime/SEL.h"
+
+namespace platform {
+
+class NSObject;
+template <typename Self>
+class ClassBuilder;
+
+// A variable that a class declares, and a way to see which object it holds in a receiver at this moment. The
+// answer is for comparing identities; nothing keeps it alive.
+struct InstanceVariable {
+  std::string name;
+  std::function<const NSObject*(const NSObject& receiver)> value;
+};
+
+// The record of a class: its name, its superclass, its own instance variables in the order of their
+// declaration, and what it answers by name (selectors, actions, keys).
+//
+// Life cycle: made on the first use of `T::classObject()`, found by NSClassFromString from then on, never
+// destroyed. A layer that wants its classes to be found by name touches them in its install function.
+// Threads: everything is fixed once the record is made, but for the selectors, which are locked. Any thread.
+class Class {
+ public:
+  Class(const Class&) = delete;
+  Class& operator=(const Class&) = delete;
+
+  const std::string& name() const { return name_; }
+  const Class* superclass() const { return superclass_; }
+  // A class counts as a subclass of itself.
+  bool isSubclassOf(const Class& other) const;
+
+  // The class's own, not its superclasses'.
+  const std::vector<InstanceVariable>& ivars() const { return ivars_; }
+
+  // Own or inherited: methods, actions and keys alike.
+  bool respondsToSelector(SEL selector) const;
+  void addSelector(SEL selector);
+
+  // Runs the action that receivers of this class have for the selector, own or inherited. The sender and the
+  // event may be null. Answers false when there is none.
+  bool perform(NSObject& receiver, SEL action, NSObject* sender, NSObject* event) const;
+
+  // Own or inherited. Throws UndefinedKeyError.
+  KeyValue valueForKey(const NSObject& receiver, std::string_view key) const;
+  bool hasKey(std::string_view key) const { return findKey(key) != nullptr; }
+
+ private:
+  template <typename Self>
+  friend class ClassBuilder;
+
+  using Action = std::function<void(NSObject& receiver, NSObject* sender, NSObject* event)>;
+  using Key = std::function<KeyValue(const NSObject& receiver)>;
+
+  Class(std::string_view name, const Class* superclass);
+
+  // From here on the class is found by its name. Throws std::logic_error when another class has it.
+  static Class& enter(std::unique_ptr<Class> record);
+  void addInstanceVariable(std::string_view name, std::function<const NSObject*(const NSObject&)> value);
+  void addAction(SEL selector, Action action);
+  void addKey(std::string_view name, Key getter);
+  const Key* findKey(std::string_view key) const;
+
+  const std::string name_;
+  const Class* const superclass_;
+  std::vector<InstanceVariable> ivars_;
+  std::unordered_map<SEL, Action> actions_;
+  std::map<std::string, Key, std::less<>> keys_;
+
+  mutable Mutex mutex_;
+  std::unordered_set<SEL> selectors_ GUARDED_BY(mutex_);
+};
+
+// Null when no class of this name has been used yet.
+const Class* NSClassFromString(std::string_view name);
+const std::string& NSStringFromClass(const Class& cls);
+
+}  // namespace platform

@@ -1,0 +1,16 @@
+#include "src/core/Guard.h"
+
+namespace kova {
+
+void registerCurrentException(const Place& place, OnException onException) noexcept {
+  KIBailer& bailer = KIBailer::sharedBailer();
+  try {
+    bailer.registerException(platform::NSException::current(), place.inClass, place.selector,
+                             onException == OnException::Bail);
+  } catch (...) {
+    // Not even the report could be made, for want of memory most likely. Going quiet needs none.
+    bailer.bailWithoutReport();
+  }
+}
+
+}  // namespace kova

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <utility>
+
+#include "platform/foundation/NSException.h"
+#include "src/core/KIBailer.h"
+
+// The one way in which the library runs work that may fail: skip it once the library has bailed, and let no exception
+// out of it.
+namespace kova {
+
+// Where an exception is said to have been caught. A class record outlives everything, so nothing is kept alive.
+struct Place {
+  const platform::Class& inClass;
+  platform::SEL selector;
+};
+
+enum class WhenBailed { Skip, RunAnyway };
+enum class OnException { Bail, Report };
+
+// Hands the exception in flight to the bailer. Called inside a catch block.
+void registerCurrentException(const Place& place, OnException onException) noexcept;
+
+// The result of `work`; `otherwise` when the library has bailed or `work` throws.
+template <class Work, class Result>
+Result guarded(const Place& place, Work&& work, Result otherwise) {
+  try {
+    if (KIBailer::sharedBailer().isBailed()) return otherwise;
+    return std::forward<Work>(work)();
+  } catch (...) {
+    registerCurrentException(place, OnException::Bail);
+    return otherwise;
+  }
+}
+
+template <class Work>
+void guarded(const Place& place, Work&& work, OnException onException = OnException::Bail,
+             WhenBailed whenBailed = WhenBailed::Skip) {
+  try {
+    if (whenBailed == WhenBailed::Skip && KIBailer::sharedBailer().isBailed()) return;
+    std::forward<Work>(work)();
+  } catch (...) {
+    registerCurrentException(place, onException);
+  }
+}
+
+}  // namespace kova

@@ -1,0 +1,67 @@
+#include "src/core/KIBailer.h"
+
+#include <cmath>
+
+#include "platform/foundation/NSProcessInfo.h"
+#include "src/core/KovaLogger.h"
+#include "src/telemetry/KITelemetry.h"
+
+using namespace platform;
+
+namespace {
+
+// The last version of Foundation before iOS 10.0.
+constexpr double kNewestUnsupportedFoundation = 1299;
+
+}  // namespace
+
+KIBailer& KIBailer::sharedBailer() {
+  static KIBailer& bailer = *new KIBailer;
+  return bailer;
+}
+
+KIBailer::KIBailer() {
+  reset();
+  assertMinimumOSVersion();
+}
+
+void KIBailer::reset() {
+  const MutexLock lock(mutex_);
+  isBailed_ = false;
+  bailedSource_ = std::nullopt;
+}
+
+void KIBailer::assertMinimumOSVersion() {
+  if (std::floor(NSProcessInfo::processInfo().foundationVersionNumber()) > kNewestUnsupportedFoundation) return;
+  KovaLog("The Kova library has been disabled because this device is running a version of iOS older than 10.0.");
+  bail("assertMinimumOSVersion");
+}
+
+std::optional<std::string> KIBailer::bailedSource() const {
+  const MutexLock lock(mutex_);
+  return bailedSource_;
+}
+
+void KIBailer::bail(std::string_view source) {
+  const MutexLock lock(mutex_);
+  bailedSource_ = source;
+  isBailed_ = true;
+}
+
+void KIBailer::registerException(const NSException& exception, const Class& inClass, SEL selector, bool bail) {
+  registerException(exception, formatted("%@/%@", NSStringFromClass(inClass), selector), bail);
+}
+
+void KIBailer::registerException(const NSException& exception, const NSObject& inObject, SEL selector, bool bail) {
+  registerException(exception, inObject.isa(), selector, bail);
+}
+
+void KIBailer::registerException(const NSException& exception, std::string_view source, bool bail) {
+  KITelemetry::sharedTelemetry().notifyBailed(exception, source);
+  KovaLog(
+      "The Kova library caught an exception at %@. (name: %@, reason: %@, userInfo: %@, stacktrace: %@)", source,
+      exception.name(), exception.reason(), exception.userInfo(), exception.callStackSymbols());
+  if (!bail) return;
+  KovaLog("The Kova library has been disabled because of an uncaught exception.");
+  this->bail(source);
+}

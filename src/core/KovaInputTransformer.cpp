@@ -1,0 +1,61 @@
+#include "src/core/KovaInputTransformer.h"
+
+#include "src/core/KovaLogger.h"
+
+using namespace platform;
+
+namespace {
+
+// One of two for every boolean property there is, so they are made once.
+const Dictionary& typedBoolean(bool boolean) {
+  static const Dictionary& yes = *new Dictionary{{"bool", true}};
+  static const Dictionary& no = *new Dictionary{{"bool", false}};
+  return boolean ? yes : no;
+}
+
+}  // namespace
+
+bool KovaInputTransformer::checkObjectForViability(const std::optional<Value>& object) {
+  if (!object) return false;
+  if (!object->isDictionary()) {
+    KovaLogDebug("Event/user properties were of type %@ and were discarded", object->className());
+    return false;
+  }
+  return !object->dictionary().empty();
+}
+
+KovaInputTransformer::Transmittable KovaInputTransformer::transmittablePropertyValue(const Value& value) {
+  if (value.isBoolean()) return {value, "bool"};
+  if (value.isString()) return {value, "string"};
+  return {value.description(), "string"};
+}
+
+Dictionary KovaInputTransformer::transmittableDictionaryForPropertyDictionary(const std::optional<Value>& properties) {
+  if (!checkObjectForViability(properties)) return {};
+  MutableDictionary typed;
+  typed.reserve(properties->dictionary().size());
+  for (const auto& [key, value] : properties->dictionary()) {
+    if (value.isBoolean()) {
+      typed.append(key, typedBoolean(value.boolean()));
+      continue;
+    }
+    auto transmittable = transmittablePropertyValue(value);
+    typed.append(key, Dictionary{{transmittable.type, std::move(transmittable.value)}});
+  }
+  return Dictionary(std::move(typed));
+}
+
+Dictionary KovaInputTransformer::serializablePropertyDictionaryForProperties(const std::optional<Value>& properties) {
+  if (!checkObjectForViability(properties)) return {};
+  MutableDictionary flat;
+  for (const auto& [key, value] : properties->dictionary()) {
+    if (!key.isString()) {
+      KovaLogDebug("Property key of type %@ was discarded", key.className());
+    } else if (value.isNull()) {
+      KovaLogDebug("AddUserProperties: ignoring NSNull value for %@", key);
+    } else {
+      flat.append(key, transmittablePropertyValue(value).value);
+    }
+  }
+  return Dictionary(std::move(flat));
+}

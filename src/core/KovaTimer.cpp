@@ -1,0 +1,45 @@
+#include "src/core/KovaTimer.h"
+
+#include <utility>
+
+#include "src/core/NSOperationQueue+SafeOperation.h"
+
+using namespace platform;
+
+std::shared_ptr<KovaTimer> KovaTimer::scheduleSafeOperation(Work block, double seconds,
+                                                            const std::shared_ptr<NSOperationQueue>& queue) {
+  auto timer = std::make_shared<KovaTimer>();
+  timer->queue_ = queue;
+  timer->isRunning_ = true;
+  // The lock keeps the firing from looking for its source before it is stored.
+  const MutexLock lock(timer->mutex_);
+  timer->source_ =
+      queue->after(seconds, [timer, queue, block = std::move(block)] { timer->fire(block, *queue); });
+  return timer;
+}
+
+void KovaTimer::fire(const Work& block, NSOperationQueue& queue) {
+  static const SEL selector("scheduleSafeOperationWithBlock:afterTimeInterval:inQueue:");
+  if (!takeSource()) return;
+  isRunning_ = false;
+  KOVA_addSafeOperation(queue, block, {classObject(), selector});
+}
+
+void KovaTimer::cancel() {
+  static const SEL selector("cancel");
+  isRunning_ = false;
+  const auto queue = queue_.lock();
+  if (!queue) return;
+  auto self = std::static_pointer_cast<KovaTimer>(shared_from_this());
+  KOVA_addSafeOperation(
+      *queue,
+      [self] {
+        if (const auto source = self->takeSource()) source->cancel();
+      },
+      {isa(), selector});
+}
+
+std::shared_ptr<DispatchTimer> KovaTimer::takeSource() {
+  const MutexLock lock(mutex_);
+  return std::exchange(source_, nullptr);
+}

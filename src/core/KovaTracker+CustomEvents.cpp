@@ -1,0 +1,100 @@
+// Custom events, and events forwarded by frameworks that wrap the library.
+
+#include "src/core/KovaInputTransformer.h"
+#include "src/core/KovaLogger.h"
+#include "src/core/KovaTracker.h"
+#include "src/events/KovaUtil.h"
+
+using namespace platform;
+
+namespace {
+
+// Longer than a Value holds in place, and in every event of their kind.
+const Value& customPropertiesKey() {
+  static const Value& key = *new Value("customProperties");
+  return key;
+}
+
+const Value& sourcePropertiesKey() {
+  static const Value& key = *new Value("sourceProperties");
+  return key;
+}
+
+}  // namespace
+
+void KovaTracker::recordCustomEvent(std::string_view name, const std::optional<Value>& properties) {
+  static const SEL selector("recordCustomEvent:withProperties:");
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
+  trackCustomEvent(
+      "customEvent", EventVisualizer::Skip,
+      [name = String(name), properties,
+       typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties)](KovaTracker& tracker) {
+        KovaLogDebug("Logged custom event \"%@\" with\n - properties: %@\n - eventProperties: %@", name, properties,
+                     tracker.identityManager_->eventProperties());
+        MutableDictionary event;
+        event.reserve(2);
+        event.append("type", name);
+        if (!typed.empty()) event.append(customPropertiesKey(), typed);
+        return Dictionary(std::move(event));
+      },
+      selector);
+}
+
+void KovaTracker::recordFrameworkAutocaptureEvent(std::string_view name, std::string_view source,
+                                                  const std::optional<Value>& sourceProperties) {
+  static const SEL selector("recordFrameworkAutocaptureEvent:withSource:sourceProperties:");
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
+  trackCustomEvent(
+      "sourceEvent", EventVisualizer::Send,
+      [name = String(name), source = String(source), sourceProperties,
+       typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(sourceProperties)](
+          KovaTracker& tracker) {
+        KovaLogDebug("Logged \"%@\" framework event \"%@\" with\n - source properties: %@\n - eventProperties: %@",
+                     source, name, sourceProperties, tracker.identityManager_->eventProperties());
+        return Dictionary{{"type", name}, {"source", source}, {sourcePropertiesKey(), typed}};
+      },
+      selector);
+}
+
+void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::optional<Value>& properties,
+                                             std::string_view source, const std::optional<Value>& sourceProperties) {
+  static const SEL selector("recordFrameworkCustomEvent:withProperties:source:sourceProperties:");
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
+  trackCustomEvent(
+      "sourceCustomEvent", EventVisualizer::Skip,
+      [name = String(name), source = String(source), properties, sourceProperties,
+       typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties),
+       typedSource = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(sourceProperties)](
+          KovaTracker& tracker) {
+        KovaLogDebug(
+            "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n - "
+            "eventProperties: %@",
+            source, name, properties, sourceProperties, tracker.identityManager_->eventProperties());
+        MutableDictionary event{{"type", name}, {"source", source}, {sourcePropertiesKey(), typedSource}};
+        if (!typed.empty()) event.append(customPropertiesKey(), typed);
+        return Dictionary(std::move(event));
+      },
+      selector);
+}
+
+// The road that all of them share: what the screen tells is read on the main thread, the message is built and queued
+// on the mutation queue.
+template <class Builder>
+void KovaTracker::trackCustomEvent(std::string_view kind, EventVisualizer, Builder eventDictionaryBuilder,
+                                   SEL fromSelector) {
+  injectPageviewsIfNeeded();
+  performSafelyOnMainQueue(
+      [kind, fromSelector, build = std::move(eventDictionaryBuilder)](KovaTracker& tracker) mutable {
+        static const SEL appVisibilityStateSelector("appVisibilityState");
+        const int appVisibilityState = KovaUtil::appVisibilityState(appVisibilityStateSelector);
+        if (appVisibilityState == kAppVisibilityStateForeground) tracker.extendSession();
+        tracker.performSafelyOnMutationQueue(
+            [kind, appVisibilityState, build = std::move(build)](KovaTracker& self) mutable {
+              if (!self.queueManager_->canEnqueueMessage()) return;
+              self.queueManager_->enqueueMessage(
+                  self.messageBuilder_->mutableMessage(build(self), kind, appVisibilityState, std::nullopt));
+            },
+            tracker, fromSelector);
+      },
+      *this, fromSelector);
+}

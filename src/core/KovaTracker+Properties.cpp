@@ -1,0 +1,99 @@
+// Identity, user properties and event properties.
+
+#include "src/core/KovaInputTransformer.h"
+#include "src/core/KovaLogger.h"
+#include "src/core/KovaTracker.h"
+#include "src/events/KovaUtil.h"
+
+using namespace platform;
+
+void KovaTracker::identify(const std::optional<Value>& identity) {
+  static const SEL selector("identify:");
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled("Identity");
+  extendSession();
+  if (!identity || !identity->isString()) {
+    KovaLog(
+        "The `identify:(NSDictionary *)properties` method has been removed. Please use `identify:(NSString *)identity` "
+        "and `addUserProperties:(NSDictionary *)properties`");
+    return;
+  }
+  performSafelyOnMutationQueue(
+      [identity = identity->string()](KovaTracker& tracker) { tracker.identifyOnMutationQueue(identity); }, *this,
+      selector);
+}
+
+void KovaTracker::identifyOnMutationQueue(const String& identity) {
+  if (identity.empty()) return;
+  const std::string encoded = KovaUtil::urlEncode(Value(identity));
+  if (identityManager_->hasIdentityDifferentFromUrlEncodedIdentity(encoded)) {
+    resetIdentity([self = retained(), identity] { self->identify(Value(identity)); });
+  } else if (identityManager_->isAnonymous()) {
+    identityManager_->setUrlEncodedIdentityRecomputingUserId(encoded, false);
+    queueManager_->enqueueUrlString(requestBuilder_->identitySetUrlString(encoded));
+  }
+  KovaLogDebug("Identified user with identity: %@", identity);
+}
+
+void KovaTracker::resetIdentity(Completion completion) {
+  static const SEL selector("resetIdentity:");
+  performSafelyOnMutationQueue(
+      [completion = std::move(completion)](KovaTracker& tracker) {
+        if (tracker.identityManager_->resetIdentity()) {
+          tracker.sessionManager_->resetSession(true);
+          tracker.recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(completion);
+        } else if (completion) {
+          completion();
+        }
+      },
+      *this, selector);
+}
+
+void KovaTracker::addUserProperties(const std::optional<Value>& properties) {
+  static const SEL selector("addUserProperties:");
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled("Add User Properties");
+  Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
+  if (sanitized.empty()) return;
+  performSafelyOnMutationQueue(
+      [sanitized = std::move(sanitized)](KovaTracker& tracker) {
+        tracker.queueManager_->enqueueUrlString(tracker.requestBuilder_->addUserPropertiesUrlString(sanitized));
+        KovaLogDebug("Added user properties: %@", sanitized);
+      },
+      *this, selector);
+}
+
+void KovaTracker::addEventProperties(const std::optional<Value>& properties) {
+  static const SEL selector("addEventProperties:");
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled("Add Event Properties");
+  Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
+  if (sanitized.empty()) return;
+  performSafelyOnMutationQueue(
+      [sanitized = std::move(sanitized)](KovaTracker& tracker) {
+        tracker.identityManager_->addSanitizedEventProperties(sanitized);
+        tracker.logEventProperties(selector);
+      },
+      *this, selector);
+}
+
+void KovaTracker::removeEventProperty(std::string_view name) {
+  static const SEL selector("removeEventProperty:");
+  performSafelyOnMutationQueue(
+      [name = std::string(name)](KovaTracker& tracker) {
+        tracker.identityManager_->removeEventProperty(name);
+        tracker.logEventProperties(selector);
+      },
+      *this, selector);
+}
+
+void KovaTracker::clearEventProperties() {
+  static const SEL selector("clearEventProperties");
+  performSafelyOnMutationQueue(
+      [](KovaTracker& tracker) {
+        tracker.identityManager_->resetEventProperties();
+        tracker.logEventProperties(selector);
+      },
+      *this, selector);
+}
+
+void KovaTracker::logEventProperties(SEL fromSelector) const {
+  KovaLogDebug("Called +[Kova %@]. Event properties are now: %@", fromSelector, identityManager_->eventProperties());
+}

@@ -1,0 +1,204 @@
+#include "src/core/KovaTracker.h"
+
+#include <Kova/KovaConstants.h>
+
+#include <algorithm>
+#include <mutex>
+
+#include "platform/foundation/NSNotificationCenter.h"
+#include "platform/foundation/NSProcessInfo.h"
+#include "platform/uikit/UIApplication.h"
+#include "platform/uikit/UIDevice.h"
+#include "src/core/KovaLogger.h"
+#include "src/identity/KILifecycle.h"
+#include "src/identity/KILifecycleEvent.h"
+#include "src/storage/KovaSharedURLSession.h"
+#include "src/telemetry/KITelemetry.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr double kSessionExpirationInterval = 300.0;  // seconds
+// A store is reset when it holds this much, more URLs than are ever queued.
+constexpr std::size_t kPurgedUrlLimit = 300;
+constexpr KovaQueueManager::Limits kQueueLimits{200, 300, 200};
+constexpr int kFirstSystemWithPairing = 13;
+constexpr std::uint64_t kSupportedLinkSchema = 1;
+
+struct SharedTracker {
+  Mutex mutex;
+  std::shared_ptr<KovaTracker> tracker GUARDED_BY(mutex);
+};
+
+SharedTracker& shared() {
+  static SharedTracker& instance = *new SharedTracker;
+  return instance;
+}
+
+}  // namespace
+
+std::shared_ptr<KovaTracker> KovaTracker::sharedTracker() {
+  const MutexLock lock(shared().mutex);
+  return shared().tracker;
+}
+
+void KovaTracker::setSharedTracker(std::shared_ptr<KovaTracker> tracker) {
+  {
+    const MutexLock lock(shared().mutex);
+    shared().tracker.swap(tracker);
+  }
+  // The tracker before is released here, outside the lock.
+}
+
+std::optional<std::string> KovaTracker::messageForInvalidAppId(std::string_view appId) {
+  if (appId.empty()) return "Kova envId cannot be empty";
+  if (appId.find_first_not_of("0123456789") != std::string_view::npos) {
+    return "Kova envId must be a numerical value";
+  }
+  if (appId.front() == '0') return "Kova envId must not start with a zero.";
+  return std::nullopt;
+}
+
+KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
+                         std::shared_ptr<NSOperationQueue> mutationQueue)
+    : isTrackingEnabled_(!options->disableTracking()),
+      appId_(appId),
+      options_(std::move(options)),
+      mutationQueue_(std::move(mutationQueue)) {
+  appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
+  persistentStore_ = std::make_shared<KovaPersistentStore>(appId_);
+  persistentStore_->purgeInvalidStores(kPurgedUrlLimit, kQueueLimits.queuedEvents, kQueueLimits.queuedMessageBatches);
+  identityManager_ = std::make_unique<KIIdentityManager>(persistentStore_);
+  sessionManager_ = std::make_unique<KISessionManager>(identityManager_->isFreshStart());
+  queueManager_ = KovaQueueManager::forStore(persistentStore_, kQueueLimits);
+  requestBuilder_ =
+      std::make_unique<const KovaRequestBuilder>(appId_, *appProperties_, *sessionManager_, *identityManager_);
+  messageBuilder_ =
+      std::make_unique<const KovaMessageBuilder>(appId_, *appProperties_, *sessionManager_, *identityManager_);
+  const auto& testSession = options_->testOnlyUrlSession();
+  uploader_ = std::make_shared<KovaUploader>(options_->captureBaseUrl(), queueManager_, mutationQueue_,
+                                             testSession ? testSession : KovaSharedURLSession::sharedSession());
+  openURLParser_ = std::make_unique<const KovaOpenURLParser>(appId_);
+}
+
+KovaTracker::~KovaTracker() = default;
+
+void KovaTracker::start() {
+  static const SEL selector("start");
+  bindApplicationEventListeners();
+  extendSession();
+  openURLParser_->validateCustomURLScheme();
+  setUpTelemetry();
+  performSafelyOnMutationQueue([](KovaTracker& tracker) { tracker.enqueueLifecycleEvent(); }, *this, selector);
+}
+
+void KovaTracker::setUpTelemetry() const {
+  KITelemetry& telemetry = KITelemetry::sharedTelemetry();
+  telemetry.setBaseUrl(options_->captureBaseUrl());
+  telemetry.setOptOutStatus(options_->disableTelemetryCapture());
+  telemetry.setMetadata(
+      {{"app_identifier", appProperties_->appName()},
+       {"version_string", appProperties_->appVersion()},
+       {"env_id", appId_}},
+      {{"os_version", UIDevice::currentDevice().systemVersion()}, {"device_model", appProperties_->phoneModel()}},
+      {{"source", "ios"}, {"platform_type", "ios"}, {"native_sdk_version", appProperties_->libraryVersion()}});
+}
+
+void KovaTracker::enqueueLifecycleEvent() {
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled("Lifecycle Event");
+  const auto event = KILifecycle::lifecycleEventIfAppVersionChange(*options_);
+  if (!event) return;
+  injectPageviewsIfNeeded();
+  queueManager_->enqueueMessage(messageBuilder_->mutableMessage(*event));
+}
+
+void KovaTracker::stop() {
+  static const SEL selector("stop");
+  uploader_->stop();
+  stopEVPairing();
+  if (sessionExpirationTimer_) sessionExpirationTimer_->invalidate();
+  performSafelyOnMutationQueue(
+      [](KovaTracker& tracker) { tracker.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *this, selector);
+}
+
+void KovaTracker::bindApplicationEventListeners() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    NSNotificationCenter& center = NSNotificationCenter::defaultCenter();
+    center.addObserver(UIApplicationDidEnterBackgroundNotification,
+                       [](const NSNotification&) { appDidEnterBackground(); });
+    center.addObserver(UIApplicationWillEnterForegroundNotification,
+                       [](const NSNotification&) { appWillEnterForeground(); });
+  });
+}
+
+void KovaTracker::appDidEnterBackground() {
+  static const SEL selector("appDidEnterBackground:");
+  kova::guarded({classObject(), selector}, [] {
+    const auto tracker = sharedTracker();
+    if (!tracker) return;
+    tracker->performSafelyOnMutationQueue(
+        [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker, selector);
+    tracker->uploader_->sendAll();
+    tracker->uploader_->suspendScheduledUploads();
+  });
+}
+
+void KovaTracker::appWillEnterForeground() {
+  static const SEL selector("appWillEnterForeground:");
+  kova::guarded({classObject(), selector}, [] {
+    const auto tracker = sharedTracker();
+    if (!tracker) return;
+    tracker->performSafelyOnMutationQueue(
+        [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker, selector);
+    tracker->recordAdditionalPageviewFromForegroundingApp();
+  });
+}
+
+void KovaTracker::extendSession() {
+  static const SEL selector("extendSession");
+  performSafelyOnMainQueue(
+      [](KovaTracker& tracker) {
+        const double interval = tracker.options_->testOnlySessionExpirationInterval().value_or(0);
+        if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
+        tracker.sessionExpirationTimer_ =
+            NSTimer::scheduled(interval > 0 ? interval : kSessionExpirationInterval,
+                               [self = tracker.retained()] { self->resetSession(); });
+      },
+      *this, selector);
+}
+
+void KovaTracker::resetSession() {
+  static const SEL selector("resetSession");
+  performSafelyOnMutationQueue([](KovaTracker& tracker) { tracker.sessionManager_->resetSession(false); }, *this,
+                               selector);
+  extendSession();
+}
+
+void KovaTracker::handleOpenURL(const NSURL& url) {
+  const auto link = openURLParser_->parseUrl(url);
+  if (!link) return;
+  if (link->schemaVersion != kSupportedLinkSchema) {
+    KovaLog("Invalid schema version detected (%lu). Kova Event Visualizer will not be enabled.", link->schemaVersion);
+    return;
+  }
+  if (link->instruction == KovaOpenURLInstructionLaunchEventVisualizer) startEVPairing();
+}
+
+void KovaTracker::startEVPairing() {
+  stopEVPairing();
+  if (!NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithPairing)) {
+    KovaLog("Event Visualizer device pairing only available on iOS 13.0 or greater");
+    return;
+  }
+  // The visualizer itself is not part of this version: there is nothing to connect yet.
+  KovaLog("Enabling Event Visualizer. Connecting to Kova server.");
+}
+
+// Nothing can be paired in this version, see above.
+void KovaTracker::stopEVPairing() {}
+
+void KovaTracker::logDebugTrackingDisabled(std::string_view label) const {
+  KovaLogDebug("Tracking disabled, ignoring: <%@>", label);
+}

@@ -1,0 +1,155 @@
+#pragma once
+
+#include <Kova/KovaOptions.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/dispatch/NSTimer.h"
+#include "platform/foundation/NSURL.h"
+#include "platform/foundation/Value.h"
+#include "platform/runtime/NSObject.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/events/KovaAppProperties.h"
+#include "src/events/KovaMessageBuilder.h"
+#include "src/events/KovaRequestBuilder.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
+#include "src/storage/KovaPersistentStore.h"
+#include "src/storage/KovaQueueManager.h"
+#include "src/storage/KovaUploader.h"
+#include "src/visualizer/KovaOpenURLParser.h"
+
+// The central object of the library. It owns every other component, runs the start-up, keeps the session alive and is
+// the way onto the mutation queue and the main queue for all of them.
+//
+// Life cycle: made, made the shared tracker, started, and stopped when the host initialises again; never restarted.
+// Work that it queued retains it until it has run.
+//
+// Threads: construction, start, stop and everything that reads views belong to the main thread; identity, sessions,
+// queues and stored state change on the mutation queue. The record… and property methods may be called from any thread:
+// they convert their input there and hand over.
+//
+// Its implementation lies in several files, each in the folder of its subsystem.
+class KovaTracker : public platform::NSObject {
+  NS_OBJECT(KovaTracker, NSObject)
+
+ public:
+  using Completion = std::function<void()>;
+
+  // `appId` is a valid environment id.
+  KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
+              std::shared_ptr<platform::NSOperationQueue> mutationQueue);
+  ~KovaTracker() override;
+
+  // Null before the first initialisation.
+  static std::shared_ptr<KovaTracker> sharedTracker();
+  static void setSharedTracker(std::shared_ptr<KovaTracker> tracker);
+
+  // What is wrong with the environment id; nothing when it is valid.
+  static std::optional<std::string> messageForInvalidAppId(std::string_view appId);
+
+  void start();
+  void stop();
+
+  bool isTrackingEnabled() const { return isTrackingEnabled_; }
+  void setTrackingEnabled(bool enabled) { isTrackingEnabled_ = enabled; }
+  void setUploadInterval(double seconds) { uploader_->setUploadInterval(seconds); }
+  void handleOpenURL(const platform::NSURL& url);
+  void startEVPairing();
+  void stopEVPairing();
+
+  std::string userId() const { return identityManager_->userId(); }
+  // As it is kept, URL-encoded.
+  std::optional<std::string> identity() const { return identityManager_->urlEncodedIdentity(); }
+  std::string sessionId() const { return sessionManager_->sessionId(); }
+  bool isViewControllerAutocaptureDisabled() const { return options_->disableViewControllerAutocapture(); }
+
+  // Custom and framework events. Properties that are not given are nullopt; anything but a dictionary is discarded.
+  void recordCustomEvent(std::string_view name, const std::optional<platform::Value>& properties);
+  void recordFrameworkAutocaptureEvent(std::string_view name, std::string_view source,
+                                       const std::optional<platform::Value>& sourceProperties);
+  void recordFrameworkCustomEvent(std::string_view name, const std::optional<platform::Value>& properties,
+                                  std::string_view source, const std::optional<platform::Value>& sourceProperties);
+
+  // Properties and identity.
+  void identify(const std::optional<platform::Value>& identity);
+  // The completion, if any, is called once the identity is that of an anonymous user, on either queue.
+  void resetIdentity(Completion completion = nullptr);
+  void addUserProperties(const std::optional<platform::Value>& properties);
+  void addEventProperties(const std::optional<platform::Value>& properties);
+  void removeEventProperty(std::string_view name);
+  void clearEventProperties();
+
+  // The session expires when it has not been extended for 300 s.
+  void extendSession();
+  void resetSession();
+
+  // Pageviews. Without one, no event leaves the device.
+  void injectPageviewsIfNeeded();
+
+  void logDebugTrackingDisabled(std::string_view label) const;
+
+  // Runs block(tracker) on the mutation queue, later and in order; retains the tracker until then.
+  template <class Block>
+  void performSafelyOnMutationQueue(Block block, const platform::NSObject& fromObject, platform::SEL selector) {
+    KOVA_addSafeOperation(
+        *mutationQueue_, [self = retained(), block = std::move(block)]() mutable { block(*self); },
+        {fromObject.isa(), selector});
+  }
+  // Runs block(tracker) at once on the main thread; from elsewhere it is queued there.
+  template <class Block>
+  void performSafelyOnMainQueue(Block block, const platform::NSObject& fromObject, platform::SEL selector) {
+    KOVA_performSafelyOnMainQueue([self = retained(), block = std::move(block)]() mutable { block(*self); },
+                                  {fromObject.isa(), selector});
+  }
+
+ private:
+  enum class EventVisualizer { Send, Skip };
+  using EventDictionaryBuilder = std::function<platform::Dictionary(KovaTracker&)>;
+  using PageviewInfoBuilder = std::function<std::optional<platform::Dictionary>(KovaTracker&)>;
+
+  std::shared_ptr<KovaTracker> retained() { return std::static_pointer_cast<KovaTracker>(shared_from_this()); }
+  static void bindApplicationEventListeners();
+  static void appDidEnterBackground();
+  static void appWillEnterForeground();
+  void setUpTelemetry() const;
+  void enqueueLifecycleEvent();
+
+  template <class Builder>
+  void trackCustomEvent(std::string_view kind, EventVisualizer eventVisualizer, Builder eventDictionaryBuilder,
+                        platform::SEL fromSelector);
+  void logEventProperties(platform::SEL fromSelector) const;
+  void identifyOnMutationQueue(const platform::String& identity);
+
+  // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events may ask
+  // for the same injected pageview before the first of them has got it.
+  enum class Repeat { Always, OnceASession };
+  void recordPageview(EventVisualizer eventVisualizer, PageviewInfoBuilder mainQueuePageviewInfoBuilder,
+                      platform::SEL fromSelector, Repeat repeat = Repeat::Always);
+  void enqueuePageview(const platform::Dictionary& pageviewInfo);
+  static platform::Dictionary applyTimestampAndIdToPageviewInfo(const platform::Dictionary& pageviewInfo);
+  void injectSyntheticPageviewIfNeeded();
+  void recordAdditionalPageviewFromForegroundingApp();
+  void recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+  void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(Completion completion);
+
+  std::atomic<bool> isTrackingEnabled_;
+  const std::string appId_;
+  const std::shared_ptr<KovaOptions> options_;
+  const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
+  std::unique_ptr<const KovaAppProperties> appProperties_;
+  std::shared_ptr<KovaPersistentStore> persistentStore_;
+  std::unique_ptr<KIIdentityManager> identityManager_;
+  std::unique_ptr<KISessionManager> sessionManager_;
+  std::shared_ptr<KovaQueueManager> queueManager_;
+  std::unique_ptr<const KovaRequestBuilder> requestBuilder_;
+  std::unique_ptr<const KovaMessageBuilder> messageBuilder_;
+  std::shared_ptr<KovaUploader> uploader_;
+  std::unique_ptr<const KovaOpenURLParser> openURLParser_;
+  std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread
+};

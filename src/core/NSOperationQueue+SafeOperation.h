@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "platform/dispatch/NSBlockOperation.h"
+#include "platform/dispatch/NSOperationQueue.h"
+#include "platform/dispatch/Scheduler.h"
+#include "platform/runtime/NSObject.h"
+#include "src/core/Guard.h"
+
+// Safe operations: queued work that is skipped once the library has bailed and whose exceptions go to the bailer.
+//
+// The functions are templates so that a block and its guard are one object: one allocation a hand-over.
+
+// The process's serial state queue, "com.Kova.serialState": everything that changes identity, sessions, queues and
+// stored state runs on it, in the order added. Made on first use, never destroyed.
+const std::shared_ptr<platform::NSOperationQueue>& KOVA_serialStateQueue();
+
+// An operation that runs `block` under the guard. It remembers the place that reports name, not the object.
+template <class Block>
+platform::NSBlockOperation KOVA_safeBlockOperation(Block block, const kova::Place& place,
+                                                   kova::OnException onException = kova::OnException::Bail,
+                                                   kova::WhenBailed whenBailed = kova::WhenBailed::Skip) {
+  return platform::NSBlockOperation([block = std::move(block), place, onException, whenBailed]() mutable {
+    kova::guarded(place, block, onException, whenBailed);
+  });
+}
+
+// Any thread; returns at once.
+template <class Block>
+void KOVA_addSafeOperation(platform::NSOperationQueue& queue, Block block, const kova::Place& place,
+                           kova::OnException onException = kova::OnException::Bail,
+                           kova::WhenBailed whenBailed = kova::WhenBailed::Skip) {
+  queue.addOperation(KOVA_safeBlockOperation(std::move(block), place, onException, whenBailed));
+}
+
+// On the main thread the block has run when the call returns; from any other thread it is queued there.
+template <class Block>
+void KOVA_performSafelyOnMainQueue(Block block, const kova::Place& place) {
+  if (platform::Scheduler::current().isMainThread()) return kova::guarded(place, block);
+  KOVA_addSafeOperation(*platform::NSOperationQueue::mainQueue(), std::move(block), place);
+}

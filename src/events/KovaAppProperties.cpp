@@ -1,0 +1,39 @@
+#include "src/events/KovaAppProperties.h"
+
+#include <Kova/KovaConstants.h>
+#include <Kova/KovaOptions.h>
+
+#include "platform/foundation/Format.h"
+#include "platform/foundation/NSBundle.h"
+#include "platform/uikit/UIDevice.h"
+#include "src/events/KovaUtil.h"
+
+using namespace platform;
+
+KovaAppProperties::KovaAppProperties(const KovaOptions& options)
+    : libraryVersion_(KovaLibraryVersion), trackerVersion_(KovaTrackerVersion) {
+  const NSBundle& bundle = NSBundle::mainBundle();
+  const UIDevice& device = UIDevice::currentDevice();
+  appName_ = bundle.stringForInfoDictionaryKey("CFBundleName").value_or("");
+  appVersion_ = bundle.stringForInfoDictionaryKey("CFBundleShortVersionString").value_or("");
+  carrier_ = device.facts().carrierName.value_or("");
+  phoneModel_ = device.facts().machine;
+  platform_ = "iOS " + device.systemVersion();
+  if (!options.disableVendorIdCapture()) vendorId_ = device.facts().identifierForVendor;
+  if (!options.disableAdvertiserIdCapture()) advertiserId_ = device.facts().advertisingIdentifier;
+
+  ampersandPrefixedApplicationAndDeviceInfo_ =
+      formatted("&m=%@&p=%@&g=%@&o=%@&f=%@", KovaUtil::urlEncode(appName_), KovaUtil::urlEncode(appVersion_),
+                KovaUtil::urlEncode(carrier_), KovaUtil::urlEncode(phoneModel_), KovaUtil::urlEncode(platform_));
+  applicationInfo_ = {{"appName", appName_}, {"appVersion", appVersion_}, {"libraryVersion", libraryVersion_}};
+  MutableDictionary deviceInfo{{"carrier", carrier_}, {"phoneModel", phoneModel_}, {"platform", platform_}};
+  if (vendorId_) {
+    ampersandPrefixedApplicationAndDeviceInfo_ += "&vid=" + KovaUtil::urlEncode(*vendorId_);
+    deviceInfo.set("iosVendorId", *vendorId_);
+  }
+  if (advertiserId_) {
+    ampersandPrefixedApplicationAndDeviceInfo_ += "&aid=" + KovaUtil::urlEncode(*advertiserId_);
+    deviceInfo.set("iosAdvertiserId", *advertiserId_);
+  }
+  deviceInfo_ = Dictionary(std::move(deviceInfo));
+}

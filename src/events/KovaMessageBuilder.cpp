@@ -1,0 +1,97 @@
+#include "src/events/KovaMessageBuilder.h"
+
+#include <algorithm>
+
+#include "src/core/KovaInputTransformer.h"
+#include "src/events/KIEvent.h"
+#include "src/events/KovaAppProperties.h"
+#include "src/events/KovaUtil.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
+
+using namespace platform;
+
+namespace {
+
+// At most: six entries of every message, pageview and session info, properties, and what happened.
+constexpr std::size_t kMessageEntries = 10;
+
+Dictionary eventEntry(std::string_view kind, Dictionary eventDictionary, int appVisibilityState) {
+  static const Value& visibilityKey = *new Value("appVisibilityState");  // longer than a Value holds in place
+  MutableDictionary event;
+  event.reserve(2);
+  event.append(kind, std::move(eventDictionary));
+  event.append(visibilityKey, appVisibilityState);
+  return Dictionary(std::move(event));
+}
+
+}  // namespace
+
+KovaMessageBuilder::KovaMessageBuilder(std::string_view appId, const KovaAppProperties& appProperties,
+                                       const KISessionManager& sessionManager,
+                                       const KIIdentityManager& identityManager)
+    : appId_(appId), appProperties_(appProperties), sessionManager_(sessionManager), identityManager_(identityManager) {}
+
+MutableDictionary KovaMessageBuilder::mutableBaseMessage(const std::optional<Dictionary>& eventProperties,
+                                                         const std::optional<Dictionary>& userInfo,
+                                                         const std::optional<Dictionary>& pageviewInfo,
+                                                         const std::optional<Dictionary>& sessionInfo) const {
+  MutableDictionary message;
+  message.reserve(kMessageEntries);
+  message.append("id", KovaUtil::randomId());
+  message.append("envId", appId_);
+  message.append("user", userInfo ? *userInfo : identityManager_.userInfo());
+  message.append("timestamp", KovaUtil::epochString());
+  message.append("applicationInfo", appProperties_.applicationInfo());
+  message.append("deviceInfo", appProperties_.deviceInfo());
+  if (const auto pageview = pageviewInfo ? pageviewInfo : sessionManager_.mostRecentPageviewInfo()) {
+    message.append("pageviewInfo", *pageview);
+  }
+  if (const auto session = sessionInfo ? sessionInfo : sessionManager_.sessionInfo()) {
+    message.append("sessionInfo", *session);
+  }
+  const Dictionary properties = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(
+      Value(eventProperties ? *eventProperties : identityManager_.eventProperties()));
+  if (!properties.empty()) message.append("properties", properties);
+  return message;
+}
+
+MutableDictionary KovaMessageBuilder::mutableMessage(Dictionary eventDictionary, std::string_view kind,
+                                                     int appVisibilityState,
+                                                     const std::optional<Dictionary>& pageviewInfo) const {
+  MutableDictionary message = mutableBaseMessage(std::nullopt, std::nullopt, pageviewInfo, std::nullopt);
+  message.append("event", eventEntry(kind, std::move(eventDictionary), appVisibilityState));
+  return message;
+}
+
+MutableDictionary KovaMessageBuilder::mutableMessagePageview(const Dictionary& pageviewInfo) const {
+  MutableDictionary message = mutableBaseMessage(std::nullopt, std::nullopt, pageviewInfo, std::nullopt);
+  message.append("pageview", Dictionary());
+  return message;
+}
+
+MutableDictionary KovaMessageBuilder::mutableMessage(const KIEvent& event) const {
+  MutableDictionary message =
+      mutableBaseMessage(event.eventProperties(), event.userInfo(), event.pageviewInfo(), event.sessionInfo());
+  message.set("id", event.eventId());
+  message.set("timestamp", event.timestamp());
+  message.append("event",
+                 eventEntry(event.kind(), Dictionary(event.mutableEventDictionary()), event.appVisibilityState()));
+  return message;
+}
+
+void KovaMessageBuilder::enrichMessagesWithFirstPageview(std::vector<MutableDictionary>& messages) const {
+  if (!sessionManager_.hasLoggedAnyPageviews() || messages.empty()) return;
+  const std::optional<Dictionary> pageviewInfo = sessionManager_.mostRecentPageviewInfo();
+  const std::optional<Dictionary> sessionInfo = sessionManager_.sessionInfo();
+  for (MutableDictionary& message : messages) {
+    if (pageviewInfo && !message.find("pageviewInfo")) message.set("pageviewInfo", *pageviewInfo);
+    if (sessionInfo && !message.find("sessionInfo")) message.set("sessionInfo", *sessionInfo);
+  }
+}
+
+bool KovaMessageBuilder::unenrichedMessagesExist(const std::vector<MutableDictionary>& messages) {
+  return std::any_of(messages.begin(), messages.end(), [](const MutableDictionary& message) {
+    return !message.find("sessionInfo") || !message.find("pageviewInfo");
+  });
+}

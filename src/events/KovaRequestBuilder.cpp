@@ -1,0 +1,73 @@
+#include "src/events/KovaRequestBuilder.h"
+
+#include <Kova/KovaConstants.h>
+
+#include "platform/foundation/Format.h"
+#include "src/events/KovaAppProperties.h"
+#include "src/events/KovaURLString.h"
+#include "src/events/KovaUtil.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
+
+using namespace platform;
+
+namespace {
+
+std::optional<Value> valueIn(const Dictionary& dictionary, std::string_view key) {
+  const Value* value = dictionary.find(key);
+  return value ? std::optional(*value) : std::nullopt;
+}
+
+}  // namespace
+
+KovaRequestBuilder::KovaRequestBuilder(std::string_view appId, const KovaAppProperties& appProperties,
+                                       const KISessionManager& sessionManager,
+                                       const KIIdentityManager& identityManager)
+    : appId_(appId), appProperties_(appProperties), sessionManager_(sessionManager), identityManager_(identityManager) {}
+
+std::string KovaRequestBuilder::mutableUrlStringByAppendingBaseQueryString(std::string_view path) const {
+  return formatted("%@?a=%@&s=%@&b=ios&tv=%@&lv=%@", path, appId_, sessionManager_.sessionId(),
+                   appProperties_.trackerVersion(), appProperties_.libraryVersion());
+}
+
+std::string KovaRequestBuilder::pageviewUrlString(const Dictionary& pageviewInfo, Dictionary* pixelProperties) const {
+  std::string url = mutableUrlStringByAppendingBaseQueryString("h");
+  url += identityManager_.ampersandPrefixedUserInfoQueryParameters();
+  url += appProperties_.ampersandPrefixedApplicationAndDeviceInfo();
+  url += formatted("&z=%ld", sessionManager_.zParam());
+  KOVA_appendParameter(url, "ts", valueIn(pageviewInfo, KovaPageviewPropertyTimestamp));
+  KOVA_appendParameter(url, "v", valueIn(pageviewInfo, KovaPageviewPropertyId));
+  KOVA_appendParameter(url, "h", valueIn(pageviewInfo, KovaPageviewPropertyViewController));
+  KOVA_appendParameter(url, "t", valueIn(pageviewInfo, KovaPageviewPropertyTitle));
+  KOVA_appendParameter(url, "d", valueIn(pageviewInfo, KovaPageviewPropertyAccessibilityIdentifier));
+  KOVA_appendParameter(url, "y", valueIn(pageviewInfo, KovaPageviewPropertyAccessibilityLabel));
+  if (pixelProperties) {
+    *pixelProperties = KOVA_dictionaryExtractingQueryParameters(
+        url, {"h", "t", "d", "y", "m", "p", "g", "o", "f", "ts", "vid", "aid"});
+  }
+  KOVA_addPairedProperties(url, sessionManager_.sessionPixelProperties(), "sp");
+  KOVA_addPairedProperties(url, identityManager_.eventProperties(), "k");
+  return url;
+}
+
+std::string KovaRequestBuilder::identitySetUrlString(std::string_view newEncodedIdentity) const {
+  std::string url = mutableUrlStringByAppendingBaseQueryString("api/identify_v3");
+  KOVA_appendParameterEncoded(url, "u", identityManager_.userId());
+  KOVA_appendParameterEncoded(url, "i", newEncodedIdentity);
+  KOVA_appendMostRecentPageviewIdOrRandomNumber(url, sessionManager_);
+  return url;
+}
+
+std::string KovaRequestBuilder::addUserPropertiesUrlString(const Dictionary& sanitizedUserProperties) const {
+  std::string url = mutableUrlStringByAppendingBaseQueryString("api/add_user_properties_v3");
+  url += identityManager_.ampersandPrefixedUserInfoQueryParameters();
+  KOVA_appendMostRecentPageviewIdOrRandomNumber(url, sessionManager_);
+  for (const auto& [name, value] : sanitizedUserProperties) {
+    url += formatted("&_%@=%@", KovaUtil::urlEncode(name), KovaUtil::urlEncode(value));
+  }
+  return url;
+}
+
+NSURL KovaRequestBuilder::messageBatchUrl(const NSURL& baseUrl) {
+  return NSURL::create("api/integrations/ios/track", baseUrl).value();
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/foundation/NSURL.h"
+#include "platform/foundation/Value.h"
+
+class KIIdentityManager;
+class KISessionManager;
+class KovaAppProperties;
+
+// Composes pixel requests: GET URLs, relative to the capture base URL, whose query carries all the data of a pageview,
+// an identity change or user properties. Also says where message batches go.
+//
+// Owned by the tracker, as are the four objects that it reads; used on the mutation queue only.
+class KovaRequestBuilder {
+ public:
+  KovaRequestBuilder(std::string_view appId, const KovaAppProperties& appProperties,
+                     const KISessionManager& sessionManager, const KIIdentityManager& identityManager);
+
+  // "path?a=…&s=…&b=ios&tv=…&lv=…"
+  std::string mutableUrlStringByAppendingBaseQueryString(std::string_view path) const;
+
+  // `pixelProperties`, when asked for, receives what a session remembers of its first pageview.
+  std::string pageviewUrlString(const platform::Dictionary& pageviewInfo,
+                                platform::Dictionary* pixelProperties = nullptr) const;
+  std::string identitySetUrlString(std::string_view newEncodedIdentity) const;
+  std::string addUserPropertiesUrlString(const platform::Dictionary& sanitizedUserProperties) const;
+
+  static platform::NSURL messageBatchUrl(const platform::NSURL& baseUrl);
+
+ private:
+  const std::string appId_;
+  const KovaAppProperties& appProperties_;
+  const KISessionManager& sessionManager_;
+  const KIIdentityManager& identityManager_;
+};

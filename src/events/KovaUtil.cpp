@@ -1,0 +1,102 @@
+#include "src/events/KovaUtil.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <map>
+
+#include "platform/dispatch/Scheduler.h"
+#include "platform/foundation/Random.h"
+#include "platform/foundation/Text.h"
+#include "platform/uikit/UIApplication.h"
+#include "src/core/KovaLogger.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr std::size_t kRandomIdDigits = 16;
+
+std::optional<int>& appVisibilityStateOverride() {
+  static std::optional<int> state;
+  return state;
+}
+
+std::map<std::string, NSDate, std::less<>>& selectorTimes() {
+  static auto& times = *new std::map<std::string, NSDate, std::less<>>;
+  return times;
+}
+
+// Which bytes urlEncode writes as they are.
+constexpr std::array<bool, 256> makePassesUnencoded() {
+  std::array<bool, 256> passes{};
+  for (bool& each : passes) each = true;
+  for (const char c : std::string_view("!*'();:@&=+$,/?%|#[]\" <>\\^`{}\t\n\r\b\a\f\v")) {
+    passes[static_cast<unsigned char>(c)] = false;
+  }
+  return passes;
+}
+constexpr std::array<bool, 256> kPassesUnencoded = makePassesUnencoded();
+
+template <class Number>
+std::string decimal(Number number) {
+  char text[24];
+  const auto [end, error] = std::to_chars(text, text + sizeof text, number);
+  return std::string(text, end);
+}
+
+}  // namespace
+
+std::string KovaUtil::randomId() {
+  const std::uint64_t high = platform::arc4random() & 0x1FFFFF;
+  const std::uint64_t low = platform::arc4random();
+  const std::string digits = decimal((high << 32) | low);
+  return std::string(kRandomIdDigits - digits.size(), '0') + digits;
+}
+
+std::string KovaUtil::epochString() { return epochString(Scheduler::current().now()); }
+
+std::string KovaUtil::epochString(NSDate date) {
+  return decimal(static_cast<std::int64_t>(std::llrint(date.timeIntervalSince1970() * 1000.0)));
+}
+
+int KovaUtil::appVisibilityState(SEL caller) {
+  if (!Scheduler::current().isMainThread()) {
+    KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.", caller);
+  }
+  if (appVisibilityStateOverride()) return *appVisibilityStateOverride();
+  const auto& application = UIApplication::sharedApplication();
+  const bool isInBackground = application && application->applicationState() == UIApplicationState::Background;
+  return isInBackground ? kAppVisibilityStateBackground : kAppVisibilityStateForeground;
+}
+
+void KovaUtil::setAppVisibilityStateOverride(std::optional<int> state) { appVisibilityStateOverride() = state; }
+
+double KovaUtil::timeSinceLastSelector(std::string_view selector) {
+  const auto found = selectorTimes().find(selector);
+  const NSDate last = found == selectorTimes().end() ? NSDate::distantPast() : found->second;
+  return Scheduler::current().now().timeIntervalSince(last);
+}
+
+void KovaUtil::updateTimeForSelector(std::string_view selector) {
+  selectorTimes().insert_or_assign(std::string(selector), Scheduler::current().now());
+}
+
+std::string KovaUtil::urlEncode(const std::optional<Value>& value) {
+  static constexpr char kHexadecimalDigits[] = "0123456789ABCDEF";
+  std::string encoded;
+  for (const char c : description(value)) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (kPassesUnencoded[byte]) {
+      encoded += c;
+    } else {
+      encoded += '%';
+      encoded += kHexadecimalDigits[byte >> 4];
+      encoded += kHexadecimalDigits[byte & 0xF];
+    }
+  }
+  return encoded;
+}
+
+std::string KovaUtil::urlDecode(std::string_view text) { return removingPercentEncoding(text).value_or(""); }

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/foundation/Value.h"
+#include "platform/runtime/Mutex.h"
+
+class KovaPersistentStore;
+
+// Who the current user is: a numeric id made up for every anonymous user, the identity that the host may attach to it,
+// and the event properties that are added to every event. All three are kept in the store.
+//
+// An anonymous user who is identified keeps the id; resetting an identified user makes a new anonymous one.
+//
+// Owned by the tracker. Changed on the mutation queue only. userId, urlEncodedIdentity and what is derived from them may
+// be read from any thread; the lock covers those fields alone, never a write to the store. Event properties belong to
+// the mutation queue.
+class KIIdentityManager {
+ public:
+  // Loads what is stored; without a stored user id, derives one from the stored identity or makes one up.
+  explicit KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore);
+
+  static void removeFromPersistentStore(KovaPersistentStore& store);
+
+  bool isAnonymous() const;
+  // A brand-new anonymous user: the id was made up by this process.
+  bool isFreshStart() const;
+
+  std::string userId() const;
+  void setUserId(std::string userId);
+  // None for an anonymous user.
+  std::optional<std::string> urlEncodedIdentity() const;
+  void setUrlEncodedIdentity(std::optional<std::string> identity);
+  void setUrlEncodedIdentityRecomputingUserId(std::optional<std::string> identity, bool recomputingUserId);
+  void recomputeUserIdFromUrlEncodedIdentity(std::string_view identity);
+  void generateUserId();
+  // False for an anonymous user.
+  bool hasIdentityDifferentFromUrlEncodedIdentity(std::string_view identity) const;
+
+  // False, changing nothing, when the user is anonymous already. Event properties stay.
+  bool resetIdentity();
+
+  // "id", and "identity" in plain text when there is one.
+  platform::Dictionary userInfo() const;
+  // "&u=…", and "&i=…" when there is an identity.
+  std::string ampersandPrefixedUserInfoQueryParameters() const;
+
+  // Sanitised by the caller.
+  const platform::Dictionary& eventProperties() const { return eventProperties_; }
+  void setEventProperties(std::optional<platform::Dictionary> properties);
+  void addSanitizedEventProperties(const platform::Dictionary& properties);
+  void removeEventProperty(std::string_view name);
+  void resetEventProperties();
+
+ private:
+  void refreshUserInfo() REQUIRES(propertyLock_);
+
+  bool didGenerateUserId_ = false;
+  mutable platform::Mutex propertyLock_;
+  std::optional<std::string> urlEncodedIdentity_ GUARDED_BY(propertyLock_);
+  std::string userId_ GUARDED_BY(propertyLock_);
+  // Made when id or identity change, because every message carries it.
+  platform::Dictionary userInfo_ GUARDED_BY(propertyLock_);
+  platform::Dictionary eventProperties_;
+  const std::shared_ptr<KovaPersistentStore> persistentStore_;
+};

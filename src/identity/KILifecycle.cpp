@@ -1,0 +1,88 @@
+#include "src/identity/KILifecycle.h"
+
+#include <Kova/KovaOptions.h>
+
+#include <variant>
+
+#include "platform/foundation/NSBundle.h"
+#include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/NSUserDefaults.h"
+#include "src/core/Guard.h"
+#include "src/core/KovaLogger.h"
+#include "src/events/KovaUtil.h"
+#include "src/identity/KILifecycleEvent.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr const char* kSuiteName = "io.kova.lifecycleEvents";
+constexpr const char* kVersionKey = "version";
+constexpr const char* kBuildKey = "build";
+
+// The class that error reports name.
+class LifecycleClass : public NSObject {
+  NS_OBJECT_NAMED(LifecycleClass, NSObject, "KILifecycle")
+};
+
+}  // namespace
+
+std::shared_ptr<KILifecycleEvent> KILifecycle::lifecycleEventIfAppVersionChange(const KovaOptions& options) {
+  static const SEL selector("lifecycleEventIfAppVersionChangeWithOptions:");
+  return kova::guarded({LifecycleClass::classObject(), selector},
+                       [&options] { return unsafeLifecycleEventIfAppVersionChange(options); },
+                       std::shared_ptr<KILifecycleEvent>());
+}
+
+std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionChange(const KovaOptions& options) {
+  const auto defaults = NSUserDefaults::withSuiteName(kSuiteName);
+  const KILifecycleVersion previous = previousVersion(*defaults);
+  const KILifecycleVersion current = currentVersion(options);
+  const bool isFirstRun = current.isFirstRun(previous);
+  if (!isFirstRun && !current.isUpgrade(previous)) {
+    KovaLogDebug("(Lifecycle) No version change detected; not sending an 'upgrade' lifecycle event.");
+    return nullptr;
+  }
+  KovaLogDebug("(Lifecycle) This is the app's first run after an installation or an upgrade.");
+  KovaLogDebug("(Lifecycle) currentVersion: %@, prevVersion: %@", current, previous);
+
+  auto event = std::make_shared<KILifecycleEvent>(current, previous);
+  if (isFirstRun) {
+    if (const auto time = installationTime()) {
+      KovaLogDebug("(Lifecycle) Overriding the 'install' lifecycle event's timestamp from %@ to %@",
+                   KovaUtil::epochString(), *time);
+      event->setTimestamp(*time);
+    }
+  }
+  persistNewVersion(current, *defaults);
+  return event;
+}
+
+KILifecycleVersion KILifecycle::previousVersion(NSUserDefaults& defaults) {
+  return {defaults.string(kVersionKey), defaults.string(kBuildKey)};
+}
+
+KILifecycleVersion KILifecycle::currentVersion(const KovaOptions& options) {
+  const NSBundle& bundle = NSBundle::mainBundle();
+  auto version = options.testOnlyAppVersion();
+  auto build = options.testOnlyAppBuild();
+  if (!version) version = bundle.stringForInfoDictionaryKey("CFBundleShortVersionString");
+  if (!build) build = bundle.stringForInfoDictionaryKey("CFBundleVersion");
+  return {std::move(version), std::move(build)};
+}
+
+void KILifecycle::persistNewVersion(const KILifecycleVersion& version, NSUserDefaults& defaults) {
+  defaults.setObject(version.version().value_or(""), kVersionKey);
+  defaults.setObject(version.build().value_or(""), kBuildKey);
+  defaults.synchronize();
+}
+
+std::optional<std::string> KILifecycle::installationTime() {
+  const NSFileManager files;
+  const auto attributes = files.attributes(files.directory(SearchPath::Documents));
+  if (const auto* error = std::get_if<NSError>(&attributes)) {
+    KovaLogDebug("(Lifecycle) Failed to determine installation time with error: %@", *error);
+    return std::nullopt;
+  }
+  return KovaUtil::epochString(std::get<FileAttributes>(attributes).creationDate);
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "src/identity/KILifecycleVersion.h"
+
+class KILifecycleEvent;
+class KovaOptions;
+namespace platform {
+class NSUserDefaults;
+}
+
+// Tells once a start whether the app's version or build changed since the last one, and remembers the present ones in a
+// user-defaults suite of the library's own. Class operations; called on the mutation queue.
+class KILifecycle {
+ public:
+  KILifecycle() = delete;
+
+  // The install or upgrade event; null when nothing changed, when the library has bailed and when deciding fails.
+  static std::shared_ptr<KILifecycleEvent> lifecycleEventIfAppVersionChange(const KovaOptions& options);
+
+  static KILifecycleVersion previousVersion(platform::NSUserDefaults& defaults);
+  static KILifecycleVersion currentVersion(const KovaOptions& options);
+  static void persistNewVersion(const KILifecycleVersion& version, platform::NSUserDefaults& defaults);
+  // When the documents directory was made, in milliseconds since 1970.
+  static std::optional<std::string> installationTime();
+
+ private:
+  static std::shared_ptr<KILifecycleEvent> unsafeLifecycleEventIfAppVersionChange(const KovaOptions& options);
+};

@@ -1,0 +1,64 @@
+#include "src/identity/KISessionManager.h"
+
+#include "src/events/KovaUtil.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr std::int64_t kNewUser = 0;
+constexpr std::int64_t kReturningUser = 1;
+constexpr std::int64_t kLoggedPageview = 2;
+
+}  // namespace
+
+KISessionManager::KISessionManager(bool isNewUser)
+    : sessionId_(KovaUtil::randomId()), zParam_(isNewUser ? kNewUser : kReturningUser) {}
+
+std::string KISessionManager::sessionId() const {
+  const MutexLock lock(propertyLock_);
+  return sessionId_;
+}
+
+void KISessionManager::setSessionId(std::string sessionId) {
+  const MutexLock lock(propertyLock_);
+  sessionId_ = std::move(sessionId);
+}
+
+std::optional<Dictionary> KISessionManager::sessionPixelProperties() const {
+  const MutexLock lock(propertyLock_);
+  return sessionPixelProperties_;
+}
+
+std::optional<Dictionary> KISessionManager::mostRecentPageviewInfo() const {
+  const MutexLock lock(propertyLock_);
+  return mostRecentPageviewInfo_;
+}
+
+std::optional<Dictionary> KISessionManager::sessionInfo() const {
+  const auto pixelProperties = sessionPixelProperties();
+  if (!pixelProperties) return std::nullopt;
+  const Value* timestamp = pixelProperties->find("ts");
+  return Dictionary{{"id", sessionId()}, {"timestamp", timestamp ? *timestamp : Value("")}};
+}
+
+bool KISessionManager::loggedPageview(Dictionary pageviewInfo, Dictionary pixelProperties) {
+  zParam_ = kLoggedPageview;
+  const MutexLock lock(propertyLock_);
+  mostRecentPageviewInfo_ = std::move(pageviewInfo);
+  if (sessionPixelProperties_) return false;
+  sessionPixelProperties_ = std::move(pixelProperties);
+  return true;
+}
+
+void KISessionManager::resetSession(bool isNewUser) {
+  if (isNewUser) {
+    zParam_ = kNewUser;
+  } else if (zParam_ == kLoggedPageview) {
+    zParam_ = kReturningUser;
+  }
+  setSessionId(KovaUtil::randomId());
+  const MutexLock lock(propertyLock_);
+  mostRecentPageviewInfo_ = std::nullopt;
+  sessionPixelProperties_ = std::nullopt;
+}

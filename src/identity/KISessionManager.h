@@ -1,0 +1,47 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "platform/foundation/Value.h"
+#include "platform/runtime/Mutex.h"
+
+// The current session: its id, its first and its latest pageview, and a number that tells the capture service whether
+// the user is new and whether the session has seen a pageview. It does not time sessions; the tracker does.
+//
+// Owned by the tracker. Changed on the mutation queue only; may be read from any thread, each answer by itself. The lock
+// covers the fields alone.
+class KISessionManager {
+ public:
+  explicit KISessionManager(bool isNewUser);
+
+  std::string sessionId() const;
+  void setSessionId(std::string sessionId);
+
+  // The properties of the session's first pageview; none until one has been logged.
+  std::optional<platform::Dictionary> sessionPixelProperties() const;
+  // The latest pageview of this session.
+  std::optional<platform::Dictionary> mostRecentPageviewInfo() const;
+
+  // 0: a new user without a pageview in this session; 1: a returning user without one; 2: at least one pageview.
+  std::int64_t zParam() const { return zParam_; }
+  bool hasLoggedAnyPageviews() const { return zParam_ == 2; }
+
+  // "id", and the "timestamp" of the first pageview; none before it.
+  std::optional<platform::Dictionary> sessionInfo() const;
+
+  // True for the first pageview of the session, whose pixel properties are then kept.
+  bool loggedPageview(platform::Dictionary pageviewInfo, platform::Dictionary pixelProperties);
+
+  // Begins a new session.
+  void resetSession(bool isNewUser);
+
+ private:
+  mutable platform::Mutex propertyLock_;
+  std::string sessionId_ GUARDED_BY(propertyLock_);
+  std::optional<platform::Dictionary> sessionPixelProperties_ GUARDED_BY(propertyLock_);
+  std::optional<platform::Dictionary> mostRecentPageviewInfo_ GUARDED_BY(propertyLock_);
+  std::atomic<std::int64_t> zParam_;
+};

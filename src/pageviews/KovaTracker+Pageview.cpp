@@ -1,0 +1,127 @@
+// Pageviews: the one road by which every pageview is recorded, and those that the library adds by itself.
+
+#include <Kova/KovaConstants.h>
+
+#include "src/core/KovaLogger.h"
+#include "src/core/KovaTracker.h"
+#include "src/events/KovaUtil.h"
+
+using namespace platform;
+
+namespace {
+
+std::string descriptionForLog(const Dictionary& pageviewInfo) {
+  struct Line {
+    std::string_view key;
+    const char* label;
+  };
+  const Line lines[] = {
+      {KovaPageviewPropertyViewController, "\n   View controller                         : "},
+      {KovaPageviewPropertyTitle, "\n   View controller title                   : "},
+      {KovaPageviewPropertyAccessibilityIdentifier, "\n   View controller accessibilityIdentifier : "},
+      {KovaPageviewPropertyAccessibilityLabel, "\n   View controller accessibilityLabel      : "},
+  };
+  std::string text;
+  for (const Line& line : lines) {
+    const Value* value = pageviewInfo.find(line.key);
+    if (!value || value->description().empty()) continue;
+    text += line.label;
+    text += value->description();
+  }
+  return text;
+}
+
+}  // namespace
+
+Dictionary KovaTracker::applyTimestampAndIdToPageviewInfo(const Dictionary& pageviewInfo) {
+  MutableDictionary info(pageviewInfo);
+  info.set(KovaPageviewPropertyTimestamp, KovaUtil::epochString());
+  info.set(KovaPageviewPropertyId, KovaUtil::randomId());
+  return Dictionary(std::move(info));
+}
+
+void KovaTracker::recordPageview(EventVisualizer, PageviewInfoBuilder mainQueuePageviewInfoBuilder, SEL fromSelector,
+                                 Repeat repeat) {
+  performSafelyOnMainQueue(
+      [build = std::move(mainQueuePageviewInfoBuilder), fromSelector, repeat](KovaTracker& tracker) {
+        const auto pageviewInfo = build(tracker);
+        if (!pageviewInfo) return;
+        tracker.extendSession();
+        tracker.performSafelyOnMutationQueue(
+            [info = *pageviewInfo, repeat](KovaTracker& self) {
+              if (repeat == Repeat::OnceASession && self.sessionManager_->mostRecentPageviewInfo()) return;
+              self.enqueuePageview(info);
+            },
+            tracker, fromSelector);
+        tracker.uploader_->requestScheduledUploads();
+      },
+      *this, fromSelector);
+}
+
+void KovaTracker::enqueuePageview(const Dictionary& pageviewInfo) {
+  if (!queueManager_->canEnqueueUrlString()) return;
+  queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+  if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
+    KovaLogDebug("Logged view controller with properties:%@", descriptionForLog(pageviewInfo));
+  }
+  Dictionary pixelProperties;
+  const std::string url = requestBuilder_->pageviewUrlString(pageviewInfo, &pixelProperties);
+  if (sessionManager_->loggedPageview(pageviewInfo, pixelProperties)) {
+    queueManager_->enqueueFirstPageviewUrlString(url, *messageBuilder_);
+  } else {
+    queueManager_->enqueueUrlString(url);
+  }
+  uploader_->requestScheduledUploads();
+}
+
+void KovaTracker::injectPageviewsIfNeeded() {
+  if (sessionManager_->mostRecentPageviewInfo()) return;
+  if (isViewControllerAutocaptureDisabled()) return injectSyntheticPageviewIfNeeded();
+  recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(nullptr);
+}
+
+void KovaTracker::injectSyntheticPageviewIfNeeded() {
+  static const SEL selector("injectSyntheticPageviewIfNeeded");
+  if (!isViewControllerAutocaptureDisabled() || sessionManager_->mostRecentPageviewInfo()) return;
+  recordPageview(
+      EventVisualizer::Send,
+      [](KovaTracker&) {
+        return applyTimestampAndIdToPageviewInfo({{KovaPageviewPropertyViewController, ""},
+                                                  {KovaPageviewPropertyTitle, ""},
+                                                  {KovaPageviewPropertyAccessibilityIdentifier, ""},
+                                                  {KovaPageviewPropertyAccessibilityLabel, ""}});
+      },
+      selector, Repeat::OnceASession);
+}
+
+void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {
+  static const SEL selector("recordAdditionalPageviewFromForegroundingApp");
+  performSafelyOnMainQueue(
+      [](KovaTracker& tracker) { tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo(); }, *this,
+      selector);
+}
+
+void KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {
+  static const SEL selector("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo");
+  if (!sessionManager_->hasLoggedAnyPageviews() || !isTrackingEnabled()) return;
+  recordPageview(
+      EventVisualizer::Send,
+      [](KovaTracker& tracker) -> std::optional<Dictionary> {
+        const auto mostRecent = tracker.sessionManager_->mostRecentPageviewInfo();
+        if (!mostRecent) return std::nullopt;
+        return applyTimestampAndIdToPageviewInfo(*mostRecent);
+      },
+      selector);
+}
+
+// Screens are not captured in this version, so that there is none to record again.
+void KovaTracker::recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
+    Completion completion) {
+  static const SEL selector(
+      "recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession:");
+  performSafelyOnMainQueue(
+      [completion = std::move(completion)](KovaTracker&) {
+        if (completion) completion();
+      },
+      *this, selector);
+}

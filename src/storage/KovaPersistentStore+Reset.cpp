@@ -1,0 +1,29 @@
+// Clearing the store needs to know whose keys are in it. Those who keep something there say so themselves.
+
+#include "src/core/KovaLogger.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/storage/KovaPersistentStore.h"
+#include "src/storage/KovaQueueManager.h"
+
+using namespace platform;
+
+void KovaPersistentStore::purgeInvalidStores(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
+                                             std::size_t queuedMessageBatchLimit) {
+  if (!KovaQueueManager::persistentStoreHasExcessiveQueuedData(
+          *this, {queuedUrlLimit, queuedEventLimit, queuedMessageBatchLimit})) {
+    return;
+  }
+  KovaLog("Warning: Data stores contain excessive event data. Resetting Kova.");
+  clear();
+}
+
+void KovaPersistentStore::clear() {
+  KovaQueueManager::removeFromPersistentStore(*this);
+  KIIdentityManager::removeFromPersistentStore(*this);
+  // Written by earlier releases.
+  for (const char* key : {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId"}) removeObject(key);
+  if (!cachePath_) return;
+  const auto names = fileManager_.contentsOfDirectory(*cachePath_);
+  if (!names) return;
+  for (const std::string& name : *names) removeJSONObjectDataFromDisk(name);
+}

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/Value.h"
+
+namespace platform {
+class NSUserDefaults;
+}
+
+// The state of one environment id across launches: values in the user defaults under "kova_<id>_<key>", and the message
+// arrays of batches as JSON files in the directory "kova-<id>" of the caches directory.
+//
+// Made by the tracker and shared with the identity and the queue manager, which may outlive it while a request is in
+// flight. Used during the tracker's construction, and on the mutation queue afterwards; no locks. No operation reports
+// an error: when files cannot be had, batches keep their messages inline.
+class KovaPersistentStore {
+ public:
+  enum class JSONStore { Enabled, Disabled };
+
+  explicit KovaPersistentStore(std::string_view appId, JSONStore jsonStore = JSONStore::Enabled);
+
+  const std::string& appId() const { return appId_; }
+  // The directory of the batch files; none when it is disabled or cannot be made.
+  const std::optional<std::string>& cachePath() const { return cachePath_; }
+  std::string storageKey(std::string_view key) const;
+
+  void setObject(const platform::Value& value, std::string_view key);
+  void removeObject(std::string_view key);
+  // None for a stored value of another kind; a stored number answers as a string with its text.
+  std::optional<platform::Dictionary> dictionary(std::string_view key) const;
+  std::optional<platform::Array> array(std::string_view key) const;
+  std::optional<std::string> string(std::string_view key) const;
+  // The stored array's items that are dictionaries, or strings, the others left out; empty when nothing is stored.
+  std::vector<platform::Dictionary> arrayOfDictionaries(std::string_view key) const;
+  std::vector<platform::String> arrayOfStrings(std::string_view key) const;
+
+  // Resets everything, the identity included, when the stored queues have grown past these bounds. Called before
+  // anything is loaded.
+  void purgeInvalidStores(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
+                          std::size_t queuedMessageBatchLimit);
+  void clear();
+
+  // The name of the new file; none when there is no directory, the object is not valid JSON or the write fails.
+  std::optional<std::string> saveJSONObjectToDisk(const platform::Value& object) const;
+  std::optional<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const;
+  void removeJSONObjectDataFromDisk(std::string_view fileName) const;
+
+ private:
+  static std::optional<std::string> establishedCachePath(std::string_view appId, const platform::NSFileManager& files);
+  std::string pathOf(std::string_view fileName) const;
+
+  const std::string appId_;
+  platform::NSUserDefaults& userDefaults_;
+  const platform::NSFileManager fileManager_{};
+  const std::optional<std::string> cachePath_;
+};

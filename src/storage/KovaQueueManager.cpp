@@ -1,0 +1,216 @@
+#include "src/storage/KovaQueueManager.h"
+
+#include <Kova/KovaConstants.h>
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "platform/foundation/Format.h"
+#include "platform/foundation/NSJSONSerialization.h"
+#include "src/core/KovaLogger.h"
+#include "src/events/KovaMessageBuilder.h"
+#include "src/events/KovaUtil.h"
+#include "src/storage/KovaPersistentStore.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr std::string_view kMessagesKey = "messages";
+constexpr std::string_view kMessagesIdentifierKey = "messagesIdentifier";
+constexpr std::string_view kSendTimeParameter = "&st=";
+// Stored messages and batches may exceed their limits by this much before a store counts as excessive; URLs may not.
+constexpr std::size_t kSlack = 10;
+
+// What is in flight, then what is queued.
+template <class InFlight, class Queued>
+Array arrayOf(const InFlight& inFlight, const Queued& queued) {
+  std::vector<Value> items(inFlight.begin(), inFlight.end());
+  items.insert(items.end(), queued.begin(), queued.end());
+  return Array(std::move(items));
+}
+
+// Removes the first item that equals the given one.
+template <class Item>
+void removeFirst(std::vector<Item>& items, const Item& item) {
+  const auto found =
+      std::find_if(items.begin(), items.end(), [&item](const Item& other) { return Value(other) == Value(item); });
+  if (found != items.end()) items.erase(found);
+}
+
+const Value* stringIn(const Dictionary& batch, std::string_view key) {
+  const Value* value = batch.find(key);
+  return value && value->isString() ? value : nullptr;
+}
+
+}  // namespace
+
+KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits)
+    : persistentStore_(std::move(persistentStore)), limits_(limits) {
+  for (String& url : persistentStore_->arrayOfStrings(KovaPersistentPropertyKeyQueuedUrlStrings)) {
+    queuedUrlStrings_.push_back(std::move(url));
+  }
+  for (const Dictionary& message : persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedEvents)) {
+    queuedEvents_.emplace_back(message);
+  }
+  for (Batch& batch : persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedMessageBatches)) {
+    queuedMessageBatches_.push_back(std::move(batch));
+  }
+}
+
+std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(std::shared_ptr<KovaPersistentStore> persistentStore,
+                                                             Limits limits) {
+  static auto& alive = *new std::map<std::string, std::weak_ptr<KovaQueueManager>>;
+  auto& entry = alive[persistentStore->appId()];
+  if (auto manager = entry.lock()) return manager;
+  auto manager = std::make_shared<KovaQueueManager>(std::move(persistentStore), limits);
+  entry = manager;
+  return manager;
+}
+
+void KovaQueueManager::enqueueUrlString(std::string_view url) {
+  if (!canEnqueueUrlString()) return;
+  queuedUrlStrings_.emplace_back(url);
+  persistQueuedUrlStrings();
+}
+
+void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url, const KovaMessageBuilder& messageBuilder) {
+  if (canEnqueueUrlString()) {
+    queuedUrlStrings_.emplace_front(url);
+    persistQueuedUrlStrings();
+  }
+  messageBuilder.enrichMessagesWithFirstPageview(queuedEvents_);
+}
+
+std::optional<NSURL> KovaQueueManager::dequeueUrl(const NSURL& baseUrl) {
+  if (queuedUrlStrings_.empty()) return std::nullopt;
+  std::string text = queuedUrlStrings_.front().str();
+  if (text.find(kSendTimeParameter) == std::string::npos) {
+    text += kSendTimeParameter;
+    text += KovaUtil::epochString();
+  }
+  auto url = NSURL::create(text, baseUrl);
+  queuedUrlStrings_.pop_front();
+  if (url) urlStringsInFlight_.emplace_back(url->absoluteString());
+  persistQueuedUrlStrings();
+  return url;
+}
+
+void KovaQueueManager::requeueFailedUrl(const NSURL& url) {
+  removeFirst(urlStringsInFlight_, String(url.absoluteString()));
+  queuedUrlStrings_.emplace_front(url.absoluteString());
+  persistQueuedUrlStrings();
+}
+
+void KovaQueueManager::cleanUpSentUrl(const NSURL& url) {
+  removeFirst(urlStringsInFlight_, String(url.absoluteString()));
+  persistQueuedUrlStrings();
+}
+
+void KovaQueueManager::enqueueMessage(MutableDictionary message) {
+  if (queuedEvents_.size() >= limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
+  if (!canEnqueueMessage()) return;
+  if (!NSJSONSerialization::isValidJSONObject(message)) {
+    KovaLogDebug("Failed to serialize request body data to JSON");
+    return;
+  }
+  while (queuedEvents_.size() >= limits_.queuedEvents) queuedEvents_.erase(queuedEvents_.begin());
+  queuedEvents_.push_back(std::move(message));
+}
+
+void KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched) {
+  if (queuedEvents_.empty() || KovaMessageBuilder::unenrichedMessagesExist(queuedEvents_)) {
+    if (persistWhenNothingWasBatched) persistQueuedEvents();
+    return;
+  }
+  std::vector<Value> messages;
+  messages.reserve(queuedEvents_.size());
+  for (MutableDictionary& message : queuedEvents_) messages.emplace_back(Dictionary(std::move(message)));
+  queuedEvents_.clear();
+  const Array messageArray(std::move(messages));
+
+  if (auto fileName = persistentStore_->saveJSONObjectToDisk(messageArray)) {
+    queuedMessageBatches_.push_back(Dictionary{{kMessagesIdentifierKey, *fileName}});
+  } else {
+    queuedMessageBatches_.push_back(Dictionary{{kMessagesKey, messageArray}});
+  }
+  persistQueuedMessageBatches();
+  persistQueuedEvents();
+}
+
+std::optional<std::string> KovaQueueManager::messageArrayData(const Batch& batch) const {
+  const Value* messages = batch.find(kMessagesKey);
+  if (messages && messages->isArray() && !messages->array().empty()) {
+    return NSJSONSerialization::dataWithJSONObject(*messages);
+  }
+  const Value* fileName = stringIn(batch, kMessagesIdentifierKey);
+  return fileName ? persistentStore_->readJSONObjectDataFromDisk(fileName->text()) : std::nullopt;
+}
+
+std::optional<std::string> KovaQueueManager::payload(const Batch& batch) const {
+  const auto messages = messageArrayData(batch);
+  if (!messages) return std::nullopt;
+  std::string body = formatted("{\"sentTime\": \"%@\", \"messages\": ", KovaUtil::epochString());
+  body.reserve(body.size() + messages->size() + 1);
+  body += *messages;
+  body += '}';
+  return body;
+}
+
+std::optional<KovaQueueManager::Dequeued> KovaQueueManager::dequeueMessageJSONPayload() {
+  while (!queuedMessageBatches_.empty()) {
+    Batch batch = std::move(queuedMessageBatches_.front());
+    queuedMessageBatches_.pop_front();
+    if (auto body = payload(batch)) {
+      messageBatchesInFlight_.push_back(batch);
+      persistQueuedMessageBatches();
+      return Dequeued{std::move(*body), std::move(batch)};
+    }
+    KovaLogDebug("Failed to serialize request body data to JSON");
+  }
+  persistQueuedMessageBatches();
+  return std::nullopt;
+}
+
+void KovaQueueManager::requeueFailedMessageBatch(Batch batch) {
+  removeFirst(messageBatchesInFlight_, batch);
+  queuedMessageBatches_.push_front(std::move(batch));
+  persistQueuedMessageBatches();
+}
+
+void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
+  removeFirst(messageBatchesInFlight_, batch);
+  persistQueuedMessageBatches();
+  if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) {
+    persistentStore_->removeJSONObjectDataFromDisk(fileName->text());
+  }
+}
+
+void KovaQueueManager::persistQueuedEvents() const {
+  std::vector<Value> messages;
+  messages.reserve(queuedEvents_.size());
+  for (const MutableDictionary& message : queuedEvents_) messages.emplace_back(Dictionary(message));
+  persistentStore_->setObject(Array(std::move(messages)), KovaPersistentPropertyKeyQueuedEvents);
+}
+
+void KovaQueueManager::persistQueuedUrlStrings() const {
+  persistentStore_->setObject(arrayOf(urlStringsInFlight_, queuedUrlStrings_), KovaPersistentPropertyKeyQueuedUrlStrings);
+}
+
+void KovaQueueManager::persistQueuedMessageBatches() const {
+  persistentStore_->setObject(arrayOf(messageBatchesInFlight_, queuedMessageBatches_), KovaPersistentPropertyKeyQueuedMessageBatches);
+}
+
+bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store, Limits limits) {
+  const auto storedCount = [&store](std::string_view key) { return store.array(key).value_or(Array()).size(); };
+  return storedCount(KovaPersistentPropertyKeyQueuedUrlStrings) >= limits.queuedUrls ||
+         storedCount(KovaPersistentPropertyKeyQueuedEvents) >= limits.queuedEvents + kSlack ||
+         storedCount(KovaPersistentPropertyKeyQueuedMessageBatches) >= limits.queuedMessageBatches + kSlack;
+}
+
+void KovaQueueManager::removeFromPersistentStore(KovaPersistentStore& store) {
+  store.removeObject(KovaPersistentPropertyKeyQueuedUrlStrings);
+  store.removeObject(KovaPersistentPropertyKeyQueuedEvents);
+  store.removeObject(KovaPersistentPropertyKeyQueuedMessageBatches);
+}

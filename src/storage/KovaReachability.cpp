@@ -1,0 +1,92 @@
+#include "src/storage/KovaReachability.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include "platform/foundation/NSNotificationCenter.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr in_addr_t kLinkLocalNetwork = 0xA9FE0000;  // 169.254.0.0
+
+sockaddr_in addressOf(in_addr_t network) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(network);
+  return address;
+}
+
+bool contains(NetworkReachabilityFlags flags, NetworkReachabilityFlags flag) { return (flags & flag) != 0; }
+
+}  // namespace
+
+std::shared_ptr<KovaReachability> KovaReachability::wrapping(std::shared_ptr<NetworkReachability> handle) {
+  if (!handle) return nullptr;
+  auto reachability = std::make_shared<KovaReachability>();
+  reachability->reachabilityRef_ = std::move(handle);
+  return reachability;
+}
+
+std::shared_ptr<KovaReachability> KovaReachability::reachabilityWithHostName(const std::string& hostName) {
+  return wrapping(NetworkReachability::createWithName(hostName));
+}
+
+std::shared_ptr<KovaReachability> KovaReachability::reachabilityWithAddress(const sockaddr& address) {
+  return wrapping(NetworkReachability::create(&address));
+}
+
+std::shared_ptr<KovaReachability> KovaReachability::reachabilityForInternetConnection() {
+  const sockaddr_in address = addressOf(INADDR_ANY);
+  return reachabilityWithAddress(reinterpret_cast<const sockaddr&>(address));
+}
+
+std::shared_ptr<KovaReachability> KovaReachability::reachabilityForLocalWiFi() {
+  const sockaddr_in address = addressOf(kLinkLocalNetwork);
+  auto reachability = reachabilityWithAddress(reinterpret_cast<const sockaddr&>(address));
+  if (reachability) reachability->localWiFiRef_ = true;
+  return reachability;
+}
+
+KovaReachability::~KovaReachability() { stopNotifier(); }
+
+bool KovaReachability::startNotifier() {
+  const std::weak_ptr<NSObject> weakSelf = weak_from_this();
+  reachabilityRef_->setCallback([weakSelf](NetworkReachability&, NetworkReachabilityFlags) {
+    const auto self = weakSelf.lock();
+    if (!self) return;
+    NSNotificationCenter::defaultCenter().post(kNetworkReachabilityChangedNotification, self);
+  });
+  return reachabilityRef_->scheduleOnMainRunLoop();
+}
+
+void KovaReachability::stopNotifier() {
+  if (reachabilityRef_) reachabilityRef_->unscheduleFromMainRunLoop();
+}
+
+int KovaReachability::currentReachabilityStatus() const {
+  const auto flags = reachabilityRef_->flags();
+  if (!flags) return kNotReachable;
+  return localWiFiRef_ ? localWiFiStatusForFlags(*flags) : networkStatusForFlags(*flags);
+}
+
+bool KovaReachability::connectionRequired() const {
+  const auto flags = reachabilityRef_->flags();
+  return flags && contains(*flags, kNetworkReachabilityFlagsConnectionRequired);
+}
+
+int KovaReachability::localWiFiStatusForFlags(NetworkReachabilityFlags flags) {
+  const bool isDirect = contains(flags, kNetworkReachabilityFlagsReachable) &&
+                        contains(flags, kNetworkReachabilityFlagsIsDirect);
+  return isDirect ? kReachable : kNotReachable;
+}
+
+int KovaReachability::networkStatusForFlags(NetworkReachabilityFlags flags) {
+  if (!contains(flags, kNetworkReachabilityFlagsReachable)) return kNotReachable;
+  if (!contains(flags, kNetworkReachabilityFlagsConnectionRequired)) return kReachable;
+  const bool connectsByItself = contains(flags, kNetworkReachabilityFlagsConnectionOnTraffic) ||
+                                contains(flags, kNetworkReachabilityFlagsConnectionOnDemand);
+  if (connectsByItself && !contains(flags, kNetworkReachabilityFlagsInterventionRequired)) return kReachable;
+  return contains(flags, kNetworkReachabilityFlagsIsWWAN) ? kReachable : kNotReachable;
+}

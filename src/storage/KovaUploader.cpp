@@ -1,0 +1,207 @@
+#include "src/storage/KovaUploader.h"
+
+#include "src/core/KovaEndpoints.h"
+#include "src/core/KovaLogger.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/events/KovaRequestBuilder.h"
+#include "src/storage/KovaReachability.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr double kDefaultUploadInterval = 15.0;  // seconds
+constexpr double kBatchTimeout = 10.0;           // seconds
+
+void logConnectionFailure(const NSError& error) {
+  const Value* url = error.userInfo().find(NSURLErrorFailingURLStringErrorKey);
+  KovaLogDebug("Connection failed! Error - %@ %@", error.localizedDescription(),
+               url ? std::optional(*url) : std::nullopt);
+}
+
+NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
+  NSURLRequest request(KovaRequestBuilder::messageBatchUrl(baseUrl), NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout);
+  request.setValue("application/json", "Content-Type");
+  request.setValue(std::to_string(body.size()), "Content-Length");
+  request.setHTTPMethod("POST");
+  request.setHTTPBody(std::make_shared<const std::string>(std::move(body)));
+  return request;
+}
+
+}  // namespace
+
+KovaUploader::KovaUploader(std::optional<NSURL> baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
+                           std::shared_ptr<NSOperationQueue> mutationQueue,
+                           std::weak_ptr<KOVAURLSessionProtocol> session)
+    : baseUrl_(baseUrl ? *baseUrl : kova::defaultCaptureEndpoint()),
+      queueManager_(std::move(queueManager)),
+      mutationQueue_(std::move(mutationQueue)),
+      urlSession_(std::move(session)),
+      uploadInterval_(kDefaultUploadInterval) {}
+
+KovaUploader::~KovaUploader() { cancelUploadTimer(); }
+
+std::shared_ptr<KovaUploader> KovaUploader::retained() {
+  return std::static_pointer_cast<KovaUploader>(shared_from_this());
+}
+
+template <class Block>
+void KovaUploader::performOnMutationQueue(Block block, SEL selector) {
+  KOVA_addSafeOperation(
+      *mutationQueue_, [self = retained(), block = std::move(block)]() mutable { block(*self); }, {isa(), selector});
+}
+
+void KovaUploader::requestScheduledUploads() {
+  static const SEL selector("requestScheduledUploads");
+  performOnMutationQueue(
+      [](KovaUploader& self) {
+        const auto timer = self.uploadTimer();
+        if ((timer && timer->isRunning()) || self.isStopped_) return;
+        self.sendAll();
+        self.startUploadTimer();
+      },
+      selector);
+}
+
+void KovaUploader::startUploadTimer() {
+  const std::weak_ptr<NSObject> weakSelf = weak_from_this();
+  auto timer = KovaTimer::scheduleSafeOperation(
+      [weakSelf] {
+        if (const auto self = weakSelf.lock()) static_cast<KovaUploader&>(*self).requestScheduledUploads();
+      },
+      uploadInterval_, mutationQueue_);
+  const MutexLock lock(mutex_);
+  uploadTimer_ = std::move(timer);
+}
+
+std::shared_ptr<KovaTimer> KovaUploader::uploadTimer() const {
+  const MutexLock lock(mutex_);
+  return uploadTimer_;
+}
+
+void KovaUploader::cancelUploadTimer() {
+  if (const auto timer = uploadTimer()) timer->cancel();
+}
+
+void KovaUploader::suspendScheduledUploads() {
+  static const SEL selector("suspendScheduledUploads");
+  performOnMutationQueue(
+      [](KovaUploader& self) {
+        self.cancelUploadTimer();
+        const MutexLock lock(self.mutex_);
+        self.uploadTimer_ = nullptr;
+      },
+      selector);
+}
+
+void KovaUploader::setUploadInterval(double seconds) {
+  static const SEL selector("setUploadInterval:");
+  cancelUploadTimer();
+  performOnMutationQueue(
+      [seconds](KovaUploader& self) {
+        self.uploadInterval_ = seconds;
+        self.requestScheduledUploads();
+      },
+      selector);
+}
+
+void KovaUploader::stop() {
+  cancelUploadTimer();
+  isStopped_ = true;
+}
+
+void KovaUploader::sendAll() {
+  static const SEL selector("sendAll");
+  const auto reachability = KovaReachability::reachabilityForInternetConnection();
+  if (!reachability || reachability->currentReachabilityStatus() == KovaReachability::kNotReachable) {
+    KovaLogDebug("Caching data locally, since no internet connection was detected.");
+    return;
+  }
+  performOnMutationQueue(
+      [](KovaUploader& self) {
+        if (self.isStopped_) {
+          KovaLogDebug("Called -[KovaUploader sendAll] after -[KovaUploader stop]");
+          return;
+        }
+        if (self.isSendingPixelData_ || self.isSendingMessageBatches_) {
+          KovaLogDebug("Already sending data");
+          return;
+        }
+        self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+        self.sendAllPixelData();
+        self.sendAllMessageBatchData();
+      },
+      selector);
+}
+
+void KovaUploader::sendAllPixelData() {
+  static const SEL selector("sendAllPixelData");
+  performOnMutationQueue(
+      [](KovaUploader& self) {
+        const auto session = self.urlSession_.lock();
+        const auto url = session ? self.queueManager_->dequeueUrl(self.baseUrl_) : std::nullopt;
+        if (!url) {
+          if (self.isSendingPixelData_) KovaLogDebug("Sent data to Kova!");
+          self.isSendingPixelData_ = false;
+          return;
+        }
+        self.isSendingPixelData_ = true;
+        const auto task = session->dataTask(
+            *url, [self = self.retained(), url = *url](auto, auto, const std::optional<NSError>& error) {
+              self->performOnMutationQueue(
+                  [url, error](KovaUploader& uploader) { uploader.pixelRequestEnded(url, error); }, selector);
+            });
+        if (task) task->resume();
+      },
+      selector);
+}
+
+void KovaUploader::pixelRequestEnded(const NSURL& url, const std::optional<NSError>& error) {
+  if (error) {
+    queueManager_->requeueFailedUrl(url);
+    logConnectionFailure(*error);
+    isSendingPixelData_ = false;
+    return;
+  }
+  queueManager_->cleanUpSentUrl(url);
+  if (!isStopped_) return sendAllPixelData();
+  isSendingPixelData_ = false;
+  KovaLogDebug("Sent data to Kova!");
+}
+
+void KovaUploader::sendAllMessageBatchData() {
+  static const SEL selector("sendAllMessageBatchData");
+  performOnMutationQueue(
+      [](KovaUploader& self) {
+        const auto session = self.urlSession_.lock();
+        auto dequeued = session ? self.queueManager_->dequeueMessageJSONPayload() : std::nullopt;
+        if (!dequeued) {
+          if (self.isSendingMessageBatches_) KovaLogDebug("Sent message batch to Kova!");
+          self.isSendingMessageBatches_ = false;
+          return;
+        }
+        self.isSendingMessageBatches_ = true;
+        const NSURLRequest request = batchRequest(self.baseUrl_, std::move(dequeued->payload));
+        const auto task = session->dataTask(
+            request, [self = self.retained(), batch = std::move(dequeued->batch)](
+                          auto, auto, const std::optional<NSError>& error) {
+              self->performOnMutationQueue(
+                  [batch, error](KovaUploader& uploader) { uploader.batchRequestEnded(batch, error); }, selector);
+            });
+        if (task) task->resume();
+      },
+      selector);
+}
+
+void KovaUploader::batchRequestEnded(KovaQueueManager::Batch batch, const std::optional<NSError>& error) {
+  if (error) {
+    queueManager_->requeueFailedMessageBatch(std::move(batch));
+    logConnectionFailure(*error);
+    isSendingMessageBatches_ = false;
+    return;
+  }
+  queueManager_->cleanUpSentMessageBatch(batch);
+  if (!isStopped_) return sendAllMessageBatchData();
+  isSendingMessageBatches_ = false;
+  KovaLogDebug("Sent data to Kova!");
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <Kova/KovaURLSessionProtocol.h>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+
+#include "platform/dispatch/NSOperationQueue.h"
+#include "platform/foundation/NSURL.h"
+#include "platform/runtime/Mutex.h"
+#include "platform/runtime/NSObject.h"
+#include "src/core/KovaTimer.h"
+#include "src/storage/KovaQueueManager.h"
+
+// Drains the queues over HTTP: pixel URLs as GETs, message batches as JSON POSTs, each kind one request at a time and
+// the two side by side. An upload pass every 15 s while its rhythm runs; no pass while there is no network.
+//
+// Whatever ends in a transport error goes back to the front of its queue and waits for the next pass. Any HTTP answer
+// counts as delivered, whatever its status.
+//
+// Made by the tracker; a request in flight keeps the uploader alive, so that a failed one is put back. Once stopped it
+// stays stopped: the request in flight is its last. Any thread may call; queues and flags change on the mutation queue.
+class KovaUploader : public platform::NSObject {
+  NS_OBJECT(KovaUploader, NSObject)
+
+ public:
+  // No base URL selects the default capture endpoint. The session is held weakly.
+  KovaUploader(std::optional<platform::NSURL> baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
+               std::shared_ptr<platform::NSOperationQueue> mutationQueue,
+               std::weak_ptr<KOVAURLSessionProtocol> session);
+  ~KovaUploader() override;
+
+  // Starts the rhythm with a pass at once, unless it is running.
+  void requestScheduledUploads();
+  void suspendScheduledUploads();
+  // Seconds; sends a pass at once and goes on in the new rhythm.
+  void setUploadInterval(double seconds);
+  // One pass now. The network is asked for on the calling thread.
+  void sendAll();
+  void stop();
+
+ private:
+  void sendAllPixelData();
+  void sendAllMessageBatchData();
+  void pixelRequestEnded(const platform::NSURL& url, const std::optional<platform::NSError>& error);
+  void batchRequestEnded(KovaQueueManager::Batch batch, const std::optional<platform::NSError>& error);
+  void startUploadTimer();
+  void cancelUploadTimer();
+  std::shared_ptr<KovaTimer> uploadTimer() const;
+  std::shared_ptr<KovaUploader> retained();
+  template <class Block>
+  void performOnMutationQueue(Block block, platform::SEL selector);
+
+  const platform::NSURL baseUrl_;
+  const std::shared_ptr<KovaQueueManager> queueManager_;
+  const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
+  const std::weak_ptr<KOVAURLSessionProtocol> urlSession_;
+
+  std::atomic<bool> isStopped_ = false;
+  mutable platform::Mutex mutex_;
+  std::shared_ptr<KovaTimer> uploadTimer_ GUARDED_BY(mutex_);
+
+  // Mutation queue only.
+  bool isSendingPixelData_ = false;
+  bool isSendingMessageBatches_ = false;
+  double uploadInterval_;
+};

@@ -1,0 +1,118 @@
+#include "src/telemetry/KITelemetry.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "platform/dispatch/Scheduler.h"
+#include "platform/foundation/Format.h"
+#include "platform/foundation/NSJSONSerialization.h"
+#include "platform/net/NSURLSession.h"
+#include "src/core/KovaEndpoints.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr double kEmptyBodyPeriod = 60.0;  // seconds
+constexpr std::int32_t kEmptyBodyReportsPerPeriod = 10;
+// Held back at most; a host that never lets the library start must not pay for its failures in memory.
+constexpr std::size_t kMostCachedReports = 100;
+
+}  // namespace
+
+KITelemetry& KITelemetry::sharedTelemetry() {
+  static KITelemetry& telemetry = *new KITelemetry;
+  return telemetry;
+}
+
+std::optional<NSURL> KITelemetry::baseUrl() const {
+  const std::lock_guard lock(factsMutex_);
+  return baseUrl_;
+}
+
+void KITelemetry::setBaseUrl(std::optional<NSURL> baseUrl) {
+  const std::lock_guard lock(factsMutex_);
+  baseUrl_ = std::move(baseUrl);
+}
+
+KITelemetry::OptOutStatus KITelemetry::optOutStatus() const {
+  const std::lock_guard lock(mutex_);
+  return optOutStatus_;
+}
+
+void KITelemetry::setOptOutStatus(bool optOut) {
+  const std::lock_guard lock(mutex_);
+  optOutStatus_ = optOut ? OptOutStatus::OptedOut : OptOutStatus::OptedIn;
+  if (optOut) return;
+  const std::vector<Dictionary> snapshot = cache_;
+  for (const Dictionary& report : snapshot) {
+    makeTelemetryRequest(MutableDictionary(report));
+    std::erase_if(cache_, [&report](const Dictionary& cached) { return Value(cached) == Value(report); });
+  }
+}
+
+void KITelemetry::setMetadata(Dictionary app, Dictionary device, Dictionary sdk) {
+  const std::lock_guard lock(factsMutex_);
+  appMetadata_ = std::move(app);
+  deviceMetadata_ = std::move(device);
+  sdkMetadata_ = std::move(sdk);
+}
+
+Dictionary KITelemetry::buildTelemetryMetadata() const {
+  const std::lock_guard lock(factsMutex_);
+  if (!sdkMetadata_ || !deviceMetadata_ || !appMetadata_) {
+    return {{"sdk_metadata", Dictionary{{"source", "ios"}, {"platform_type", "ios"}}},
+            {"device_metadata", Dictionary()},
+            {"app_metadata", Dictionary()}};
+  }
+  return {{"sdk_metadata", *sdkMetadata_}, {"device_metadata", *deviceMetadata_}, {"app_metadata", *appMetadata_}};
+}
+
+NSDate KITelemetry::getCurrentDate() const { return Scheduler::current().now(); }
+
+void KITelemetry::notifyBailed(const NSException& exception, std::string_view source) {
+  MutableDictionary entry{{"custom_message", formatted("%@: %@", exception.name(), exception.reason())},
+                          {"source", source},
+                          {"event_type", "kova bailed"},
+                          {"log_type", "error"}};
+  const std::lock_guard lock(mutex_);
+  if (optOutStatus_ == OptOutStatus::OptedIn) return makeTelemetryRequest(std::move(entry));
+  if (optOutStatus_ == OptOutStatus::OptedOut || cache_.size() >= kMostCachedReports) return;
+  const Dictionary report(std::move(entry));
+  const bool isCached = std::any_of(cache_.begin(), cache_.end(),
+                                    [&report](const Dictionary& cached) { return Value(cached) == Value(report); });
+  if (!isCached) cache_.push_back(report);
+}
+
+void KITelemetry::notifyEmptyPOSTRequestBody() {
+  const NSDate now = getCurrentDate();
+  if (!lastTimeSinceEmptyBodyRequestBatch_ ||
+      now.timeIntervalSince(*lastTimeSinceEmptyBodyRequestBatch_) > kEmptyBodyPeriod) {
+    lastTimeSinceEmptyBodyRequestBatch_ = now;
+    emptyBodyRequestCount_ = 0;
+  } else if (emptyBodyRequestCount_ >= kEmptyBodyReportsPerPeriod) {
+    return;
+  }
+  ++emptyBodyRequestCount_;
+  makeTelemetryRequest(MutableDictionary{{"custom_message", "Empty request body"},
+                                         {"event_type", "empty request body"},
+                                         {"log_type", "info"}});
+}
+
+void KITelemetry::makeTelemetryRequest(MutableDictionary entry) {
+  entry.merge(buildTelemetryMetadata());
+  const auto body =
+      NSJSONSerialization::dataWithJSONObject(Dictionary{{"telemetry_logs", Array{Dictionary(std::move(entry))}}});
+  if (body) makeTelemetryRequest(*body);
+}
+
+void KITelemetry::makeTelemetryRequest(const std::string& body) {
+  const auto url = NSURL::create("api/mobile_telemetry", baseUrl().value_or(kova::defaultCaptureEndpoint()));
+  if (!url) return;
+  NSURLRequest request(*url);
+  request.setValue("application/json", "Content-Type");
+  request.setValue(std::to_string(body.size()), "Content-Length");
+  request.setHTTPMethod("POST");
+  request.setHTTPBody(std::make_shared<const std::string>(body));
+  NSURLSession(NSURLSessionConfiguration::ephemeralConfiguration()).dataTask(request)->resume();
+}

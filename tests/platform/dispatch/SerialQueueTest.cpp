@@ -1,0 +1,302 @@
+#include <gmock/gmock.h>
+#include <malloc.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <new>
+#include <thread>
+#include <vector>
+
+#include "platform/dispatch/NSOperationQueue.h"
+#include "tests/platform/dispatch/DispatchFixture.h"
+
+using namespace platform;
+using testing::ElementsAre;
+
+namespace {
+
+std::atomic<std::ptrdiff_t> bytesInUse{0};
+
+}  // namespace
+
+// This program counts what it holds.
+void* operator new(std::size_t size) {
+  void* const block = std::malloc(size);
+  if (!block) throw std::bad_alloc();
+  bytesInUse += static_cast<std::ptrdiff_t>(malloc_usable_size(block));
+  return block;
+}
+void operator delete(void* block) noexcept {
+  bytesInUse -= static_cast<std::ptrdiff_t>(malloc_usable_size(block));
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
+
+namespace {
+
+class SerialQueueTest : public DispatchTest {};
+
+std::ptrdiff_t threadCount() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+// How often the thread has gone to sleep.
+std::string voluntarySwitches(pid_t thread) {
+  std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("voluntary_ctxt_switches")) return line;
+  }
+  return "";
+}
+
+TEST_F(SerialQueueTest, RunsOneAtATimeAndEachProducersWorkInItsOrder) {
+  constexpr int kProducers = 4;
+  constexpr int kEach = 20'000;
+  const auto queue = makeQueue();
+  // Plain variables: the thread sanitizer would see two pieces of work that overlap.
+  std::vector<int> next(kProducers, 0);
+  int outOfOrder = 0;
+
+  std::vector<std::thread> producers;
+  for (int producer = 0; producer < kProducers; ++producer) {
+    producers.emplace_back([&, producer] {
+      for (int i = 0; i < kEach; ++i) {
+        queue->async([&, producer, i] {
+          if (next[producer]++ != i) ++outOfOrder;
+        });
+      }
+    });
+  }
+  for (auto& producer : producers) producer.join();
+
+  ASSERT_TRUE(settle(*queue));
+  EXPECT_EQ(outOfOrder, 0);
+  EXPECT_THAT(next, testing::Each(kEach));
+}
+
+TEST_F(SerialQueueTest, WorkRunsOnTheQueuesOwnNamedThread) {
+  const auto queue = makeQueue("org.example.serialState");
+  const auto other = makeQueue();
+  std::promise<void> done;
+  queue->async([&] {
+    char name[16];
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    EXPECT_STREQ(name, "serialState");
+    EXPECT_TRUE(queue->isCurrent());
+    EXPECT_FALSE(other->isCurrent());
+    EXPECT_FALSE(scheduler.isMainThread());
+    done.set_value();
+  });
+  ASSERT_TRUE(kept(done));
+  EXPECT_FALSE(queue->isCurrent());
+  EXPECT_TRUE(scheduler.isMainThread());
+}
+
+TEST_F(SerialQueueTest, WorkIsReleasedRightAfterItRan) {
+  const auto queue = makeQueue();
+  auto held = std::make_shared<int>(0);
+  std::weak_ptr<int> watched = held;
+  std::promise<void> start, done;
+  queue->async([&] { start.get_future().wait(); });  // so that both run in one batch
+  queue->async([held = std::move(held)] {});
+  queue->async([&] {
+    EXPECT_TRUE(watched.expired());
+    done.set_value();
+  });
+  start.set_value();
+  EXPECT_TRUE(kept(done));
+}
+
+TEST_F(SerialQueueTest, TimersFireInOrderOfTimeAndNotBefore) {
+  const auto queue = makeQueue();
+  std::vector<int> fired;
+  std::promise<void> done;
+  const double start = scheduler.uptime();
+  queue->after(0.06, [&] {
+    fired.push_back(3);
+    EXPECT_GE(scheduler.uptime(), start + 0.06);
+    EXPECT_TRUE(queue->isCurrent());
+    done.set_value();
+  });
+  queue->after(0.02, [&] { fired.push_back(1); });
+  queue->after(0.04, [&] { fired.push_back(2); });
+  queue->after(-5, [&] { fired.push_back(0); });
+  ASSERT_TRUE(kept(done));
+  EXPECT_THAT(fired, ElementsAre(0, 1, 2, 3));
+}
+
+TEST_F(SerialQueueTest, TimersFireWhileTheQueueIsKeptBusy) {
+  const auto queue = makeQueue();
+  std::atomic<bool> fired{false};
+  std::promise<void> done;
+  std::function<void()> again = [&] {
+    if (fired) return done.set_value();
+    queue->async(again);
+  };
+  queue->async(again);
+  queue->after(0.01, [&] { fired = true; });
+  EXPECT_TRUE(kept(done));
+}
+
+TEST_F(SerialQueueTest, CancelledTimersNeverFireAndReleaseTheirWorkAtOnce) {
+  const auto queue = makeQueue();
+  auto held = std::make_shared<int>(0);
+  std::weak_ptr<int> watched = held;
+  const auto timer = queue->after(3600, [held = std::move(held)] { FAIL(); });
+  timer->cancel();
+  EXPECT_TRUE(watched.expired());
+  timer->cancel();
+}
+
+TEST_F(SerialQueueTest, CancelOnTheQueueHoldsForATimerThatIsAlreadyDue) {
+  const auto queue = makeQueue();
+  std::promise<void> done;
+  bool fired = false;
+  queue->async([&] {
+    auto timers = std::make_shared<std::vector<std::shared_ptr<DispatchTimer>>>();
+    // Both are due when this work ends; the first cancels the second.
+    queue->after(0, [timers] { timers->at(0)->cancel(); });
+    timers->push_back(queue->after(0, [&] { fired = true; }));
+    queue->after(0, [&] { done.set_value(); });
+  });
+  ASSERT_TRUE(kept(done));
+  EXPECT_FALSE(fired);
+}
+
+TEST_F(SerialQueueTest, CancelRacingWithTheFiringRunsTheWorkOnceOrNever) {
+  const auto queue = makeQueue();
+  constexpr int kRounds = 2'000;
+  std::vector<int> runs(kRounds, 0);
+  std::vector<std::weak_ptr<int>> watched;
+  for (int round = 0; round < kRounds; ++round) {
+    auto held = std::make_shared<int>(0);
+    watched.push_back(held);
+    const auto timer =
+        queue->after(round % 3 * 1e-5, [&runs, round, held = std::move(held)] { ++runs[round]; });
+    std::thread other([&] { timer->cancel(); });
+    timer->cancel();
+    other.join();
+  }
+  ASSERT_TRUE(settle(*queue));
+  EXPECT_THAT(runs, testing::Each(testing::Le(1)));
+  for (const auto& held : watched) EXPECT_TRUE(held.expired());
+}
+
+TEST_F(SerialQueueTest, WhatIsQueuedStillRunsWhenTheQueueDiesAndItsTimersAreDropped) {
+  std::promise<void> start, done;
+  auto held = std::make_shared<int>(0);
+  std::weak_ptr<int> watched = held;
+  auto queue = makeQueue();
+  queue->async([&] { start.get_future().wait(); });
+  for (int i = 0; i < 100; ++i) queue->async([] {});
+  queue->async([&] { done.set_value(); });
+  const auto timer = queue->after(3600, [held = std::move(held)] {});
+  queue.reset();
+  EXPECT_TRUE(watched.expired());
+  start.set_value();
+  EXPECT_TRUE(kept(done));
+  timer->cancel();
+}
+
+TEST_F(SerialQueueTest, AQueueMayDieOnItsOwnThread) {
+  std::promise<void> done;
+  auto queue = makeQueue();
+  DispatchQueue& added = *queue;
+  added.async([queue = std::move(queue), &done]() mutable {
+    queue->async([&done] { done.set_value(); });
+    queue.reset();
+  });
+  EXPECT_TRUE(kept(done));
+}
+
+TEST_F(SerialQueueTest, AThousandQueuesLeaveNoThread) {
+  const auto first = makeQueue();
+  ASSERT_TRUE(settle(*first));  // a sanitizer starts a thread of its own with the first one of the program
+  const auto before = threadCount();
+  std::atomic<int> ran{0};
+  for (int i = 0; i < 1'000; ++i) {
+    const auto queue = makeQueue();
+    queue->async([&] { ++ran; });
+    queue->after(3600, [] {});
+  }
+  const auto unused = makeQueue();
+  EXPECT_TRUE(eventually([&] { return threadCount() == before; })) << threadCount() << " threads";
+  EXPECT_EQ(ran, 1'000);
+}
+
+TEST_F(SerialQueueTest, AnIdleQueueSleepsUntilItsTimer) {
+  const auto queue = makeQueue();
+  std::promise<void> started, done;
+  std::atomic<pid_t> thread{0};
+  queue->async([&] {
+    thread = gettid();
+    started.set_value();
+  });
+  ASSERT_TRUE(kept(started));
+  const auto isAsleep = [&] {
+    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), {});
+    return text.find(") S ") != std::string::npos;
+  };
+  queue->after(3600, [] {});
+  ASSERT_TRUE(settle(*queue));
+  ASSERT_TRUE(eventually(isAsleep));
+
+  const std::string before = voluntarySwitches(thread);
+  mainLoop.runFor(0.3);
+  EXPECT_EQ(voluntarySwitches(thread), before);
+  EXPECT_NE(before, "");
+
+  // An earlier timer cuts the sleep short.
+  queue->after(0.001, [&] { done.set_value(); });
+  EXPECT_TRUE(kept(done));
+}
+
+TEST_F(SerialQueueTest, ABurstGivesItsMemoryBack) {
+  const auto queue = makeQueue();
+  ASSERT_TRUE(settle(*queue));
+  const auto before = bytesInUse.load();
+  std::promise<void> start;
+  queue->async([&] { start.get_future().wait(); });
+  for (int i = 0; i < 100'000; ++i) queue->async([] {});
+  EXPECT_GT(bytesInUse, before + 1'000'000);
+  start.set_value();
+  ASSERT_TRUE(settle(*queue));
+  ASSERT_TRUE(settle(*queue));  // the second batch begins when the first one's memory is gone
+  EXPECT_LT(bytesInUse, before + 4'000);
+}
+
+TEST_F(SerialQueueTest, OperationQueuesRunOnTheirUnderlyingQueueOrTheirOwn) {
+  const auto underlying = makeQueue();
+  const auto given = std::make_shared<NSOperationQueue>();
+  given->setUnderlyingQueue(underlying);
+  const auto own = std::make_shared<NSOperationQueue>();
+
+  std::promise<void> givenDone, ownDone;
+  given->addOperation(NSBlockOperation([&] {
+    EXPECT_TRUE(underlying->isCurrent());
+    EXPECT_TRUE(given->isCurrent());
+    EXPECT_FALSE(own->isCurrent());
+    givenDone.set_value();
+  }));
+  own->after(0.01, [&] {
+    EXPECT_TRUE(own->isCurrent());
+    ownDone.set_value();
+  });
+  EXPECT_TRUE(kept(givenDone));
+  EXPECT_TRUE(kept(ownDone));
+  EXPECT_EQ(own->underlyingQueue(), nullptr);
+  EXPECT_THROW(own->setMaxConcurrentOperationCount(2), std::invalid_argument);
+
+  int runs = 0;
+  NSBlockOperation operation([&] { ++runs; });
+  operation.start();
+  operation.start();
+  EXPECT_EQ(runs, 1);
+}
+
+}  // namespace

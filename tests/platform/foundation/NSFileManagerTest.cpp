@@ -1,0 +1,122 @@
+#include "platform/foundation/NSFileManager.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+
+namespace platform {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
+using testing::UnorderedElementsAre;
+
+class NSFileManagerTest : public testing::Test {
+ protected:
+  NSFileManagerTest() {
+    root = (std::filesystem::temp_directory_path() / "files-XXXXXX").string();
+    EXPECT_NE(mkdtemp(root.data()), nullptr);
+  }
+  ~NSFileManagerTest() override { std::filesystem::remove_all(root); }
+
+  NSFileManager files;
+  std::string root;
+};
+
+TEST_F(NSFileManagerTest, WritesReadsListsAndRemovesFiles) {
+  const std::string bytes = std::string("a\0b", 3) + std::string(100'000, 'x');
+  EXPECT_TRUE(files.createFile(root + "/one", bytes));
+  EXPECT_TRUE(files.createFile(root + "/two", ""));
+  EXPECT_THAT(files.contents(root + "/one"), Optional(bytes));
+  EXPECT_THAT(files.contents(root + "/two"), Optional(std::string()));
+  EXPECT_TRUE(files.createFile(root + "/one", "replaced"));
+  EXPECT_THAT(files.contents(root + "/one"), Optional(std::string("replaced")));
+  EXPECT_THAT(files.contentsOfDirectory(root), Optional(UnorderedElementsAre("one", "two")));
+  EXPECT_TRUE(files.removeItem(root + "/one"));
+  EXPECT_FALSE(files.removeItem(root + "/one"));
+  EXPECT_FALSE(files.contents(root + "/one"));
+  EXPECT_FALSE(files.contents(root)) << "a directory has no contents to read";
+  EXPECT_FALSE(files.contentsOfDirectory(root + "/two"));
+  EXPECT_THAT(files.contents("/proc/self/stat"), Optional(testing::Not(IsEmpty()))) << "states a size of 0";
+}
+
+TEST_F(NSFileManagerTest, TellsFilesFromDirectories) {
+  files.createFile(root + "/file", "");
+  EXPECT_EQ(files.fileExists(root), FileKind::Directory);
+  EXPECT_EQ(files.fileExists(root + "/file"), FileKind::File);
+  EXPECT_EQ(files.fileExists(root + "/file/below"), FileKind::None);
+  EXPECT_EQ(files.fileExists(""), FileKind::None);
+}
+
+TEST_F(NSFileManagerTest, MakesDirectoriesWithAndWithoutIntermediates) {
+  EXPECT_FALSE(files.createDirectory(root + "/a/b", false));
+  EXPECT_TRUE(files.createDirectory(root + "/a/b", true));
+  EXPECT_TRUE(files.createDirectory(root + "/a/b", true));
+  EXPECT_FALSE(files.createDirectory(root + "/a/b", false)) << "exists already";
+  files.createFile(root + "/file", "");
+  EXPECT_FALSE(files.createDirectory(root + "/file", true));
+  EXPECT_FALSE(files.createDirectory(root + "/file/below", true));
+}
+
+TEST_F(NSFileManagerTest, RemovesADirectoryWithAllItHoldsButNotWhatLinksPointTo) {
+  files.createDirectory(root + "/outside", false);
+  files.createFile(root + "/outside/kept", "");
+  files.createDirectory(root + "/tree/deep", true);
+  files.createFile(root + "/tree/deep/file", "");
+  ASSERT_EQ(symlink((root + "/outside").c_str(), (root + "/tree/link").c_str()), 0);
+  EXPECT_TRUE(files.removeItem(root + "/tree"));
+  EXPECT_EQ(files.fileExists(root + "/tree"), FileKind::None);
+  EXPECT_EQ(files.fileExists(root + "/outside/kept"), FileKind::File);
+}
+
+TEST_F(NSFileManagerTest, AFileThatCannotBeWrittenWholeLeavesNothingBehind) {
+  files.createFile(root + "/existing", "before");
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before;
+  getrlimit(RLIMIT_FSIZE, &before);
+  rlimit limited = before;
+  limited.rlim_cur = 10'000;
+  setrlimit(RLIMIT_FSIZE, &limited);
+  const bool made = files.createFile(root + "/new", std::string(20'000, 'x'));
+  const bool replaced = files.createFile(root + "/existing", std::string(20'000, 'x'));
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_FALSE(made);
+  EXPECT_FALSE(replaced);
+  EXPECT_THAT(files.contentsOfDirectory(root), Optional(ElementsAre("existing")));
+  EXPECT_THAT(files.contents(root + "/existing"), Optional(std::string("before")));
+  EXPECT_FALSE(files.createFile(root + "/missing/file", "x"));
+}
+
+TEST_F(NSFileManagerTest, AttributesHoldTheCreationDateThroughLaterChanges) {
+  const double before = static_cast<double>(std::time(nullptr));
+  files.createFile(root + "/file", "12345");
+  const timespec longAgo[2] = {{1'000'000'000, 0}, {1'000'000'000, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, (root + "/file").c_str(), longAgo, 0), 0);
+  const auto attributes = files.attributes(root + "/file");
+  ASSERT_TRUE(std::holds_alternative<FileAttributes>(attributes));
+  const FileAttributes& found = std::get<FileAttributes>(attributes);
+  EXPECT_EQ(found.kind, FileKind::File);
+  EXPECT_EQ(found.size, 5u);
+  EXPECT_EQ(found.modificationDate, NSDate::withTimeIntervalSince1970(1e9));
+  // Without a time of creation in the file system, the modification stands for it.
+  if (found.creationDate != found.modificationDate) {
+    EXPECT_NEAR(found.creationDate.timeIntervalSince1970(), before, 5);
+  }
+
+  const auto missing = files.attributes(root + "/missing");
+  ASSERT_TRUE(std::holds_alternative<NSError>(missing));
+  EXPECT_EQ(std::get<NSError>(missing).domain(), NSPOSIXErrorDomain);
+  EXPECT_EQ(std::get<NSError>(missing).code(), ENOENT);
+  EXPECT_EQ(std::get<NSError>(missing).localizedDescription(), "No such file or directory");
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,258 @@
+#include "platform/foundation/UserDefaultsDatabase.h"
+
+#include <sys/resource.h>
+
+#include <fstream>
+
+#include "tests/platform/foundation/UserDefaultsFixture.h"
+
+namespace platform {
+namespace {
+
+const std::string kLarge(300'000, 'x');
+
+class DamagedUserDefaultsTest : public UserDefaultsTest {
+ protected:
+  void fillAndClose() {
+    open()->setObject("small", "small");
+    open()->setObject(kLarge, "large");
+  }
+  void overwrite(std::streamoff at, std::size_t length) {
+    std::fstream file(path(), std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(at);
+    file << std::string(length, '\x5a');
+  }
+  void expectMovedAsideAndReplaced(std::string_view keyThatShowsIt) {
+    {
+      const auto defaults = open();
+      EXPECT_FALSE(defaults->object(keyThatShowsIt));
+      defaults->setObject("after", "key");
+      EXPECT_EQ(defaults->string("key"), "after");
+    }
+    EXPECT_EQ(open()->string("key"), "after");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find(" is damaged. It was moved to " + path() + ".corrupt-"), std::string::npos)
+        << lines[0];
+    EXPECT_FALSE(filesAside().empty());
+  }
+};
+
+TEST_F(DamagedUserDefaultsTest, AFileThatIsNoDatabase) {
+  std::filesystem::create_directories(preferences);
+  std::ofstream(path()) << std::string(10'000, 'q');
+  expectMovedAsideAndReplaced("small");
+  ASSERT_EQ(filesAside().size(), 1u);
+  EXPECT_EQ(std::filesystem::file_size(preferences + "/" + filesAside()[0]), 10'000u);
+}
+
+TEST_F(DamagedUserDefaultsTest, ATruncatedDatabase) {
+  fillAndClose();
+  std::filesystem::resize_file(path(), std::filesystem::file_size(path()) / 2);
+  expectMovedAsideAndReplaced("small");
+}
+
+TEST_F(DamagedUserDefaultsTest, ADatabaseCutToNothingWhoseLogRemains) {
+  Child writer([&] {
+    fillAndClose();
+    const auto defaults = open();
+    defaults->setObject("in the log", "small");
+    raise(SIGKILL);
+  });
+  writer.wait();
+  std::filesystem::resize_file(path(), 0);
+  expectMovedAsideAndReplaced("small");
+  EXPECT_EQ(filesAside().size(), 3u) << "the log and its index go with it";
+}
+
+TEST_F(DamagedUserDefaultsTest, DamageBelowASoundHeaderIsFoundByAUseOfIt) {
+  fillAndClose();
+  overwrite(4096, 4096);  // the root page of the table
+  expectMovedAsideAndReplaced("large");
+}
+
+TEST_F(DamagedUserDefaultsTest, DamageFoundByASet) {
+  fillAndClose();
+  overwrite(4096, 4096);
+  open()->setObject("after", "key");
+  EXPECT_EQ(open()->string("key"), "after");
+  EXPECT_EQ(lines.size(), 1u);
+}
+
+TEST_F(DamagedUserDefaultsTest, ProcessesThatFindTheDamageTogetherReplaceItOnce) {
+  fillAndClose();
+  overwrite(0, 200);
+  Pipe start;
+  std::vector<std::unique_ptr<Child>> children;
+  for (int i = 0; i < 4; ++i) {
+    children.push_back(std::make_unique<Child>([&, i] {
+      int go;
+      start.receive(go);
+      for (int k = 0; k < 20; ++k) open()->setObject(k, std::to_string(i) + "-" + std::to_string(k));
+    }));
+  }
+  for (int i = 0; i < 4; ++i) start.send(i);
+  for (const auto& child : children) EXPECT_TRUE(child->wait());
+  EXPECT_EQ(filesAside().size(), 1u);
+  for (int i = 0; i < 4; ++i) {
+    for (int k = 0; k < 20; ++k) {
+      EXPECT_EQ(open()->object(std::to_string(i) + "-" + std::to_string(k)), Value(k)) << i << " " << k;
+    }
+  }
+}
+
+TEST_F(DamagedUserDefaultsTest, ADatabaseReplacedByAnotherProcessIsOpenedAnew) {
+  const auto defaults = open();
+  defaults->setObject("old", "key");
+  for (const char* suffix : {"-wal", "-shm", ""})
+    std::filesystem::rename(path() + suffix, root + "/aside" + suffix);
+  UserDefaultsDatabase(path()).write("key", "\"new\"");
+  EXPECT_EQ(defaults->string("key"), "new");
+  defaults->setObject("newer", "key");
+  EXPECT_EQ(stored("key"), "\"newer\"");
+  std::filesystem::remove_all(preferences);
+  defaults->setObject("newest", "key");
+  EXPECT_EQ(stored("key"), "\"newest\"");
+}
+
+// Files of this process cannot grow beyond a size, as on a disk that is full.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t bytes) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &before_);
+    rlimit limited = before_;
+    limited.rlim_cur = bytes;
+    setrlimit(RLIMIT_FSIZE, &limited);
+  }
+  ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
+
+ private:
+  rlimit before_;
+};
+
+TEST_F(UserDefaultsTest, AFullDiskLosesNothing) {
+  const auto defaults = open();
+  defaults->setObject("kept", "before");
+  defaults->setObject("first", "large");
+  defaults->setObject("there", "removed");
+  {
+    FullDisk disk(64 * 1024);
+    for (int i = 0; i < 3; ++i) defaults->setObject(kLarge, "large");
+    EXPECT_FALSE(defaults->synchronize());
+    EXPECT_EQ(lines.size(), 1u) << "one line for one cause";
+    EXPECT_EQ(defaults->string("large"), kLarge);
+    EXPECT_EQ(stored("large"), "\"first\"");
+    EXPECT_EQ(defaults->string("before"), "kept");
+    defaults->setObject("finds room", "small");
+    defaults->removeObject("removed");
+    EXPECT_EQ(stored("small"), "\"finds room\"");
+    EXPECT_FALSE(defaults->object("removed"));
+  }
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(stored("large"), "\"" + kLarge + "\"");
+  EXPECT_EQ(stored("before"), "\"kept\"");
+  {
+    FullDisk disk(1);
+    defaults->setObject(kLarge + kLarge, "large");
+    EXPECT_EQ(lines.size(), 2u) << "a cause that has passed and comes back is news";
+  }
+}
+
+TEST_F(UserDefaultsTest, ADiskThatIsFullFromTheStart) {
+  const auto defaults = open();
+  {
+    FullDisk disk(1);
+    defaults->setObject("value", "key");
+    defaults->setObject("value", "other");
+    EXPECT_EQ(defaults->string("key"), "value");
+    EXPECT_FALSE(defaults->object("missing"));
+    EXPECT_EQ(lines.size(), 1u);
+  }
+  defaults->setObject("with room", "third");
+  for (const char* key : {"key", "other"}) EXPECT_EQ(stored(key), "\"value\"");
+  EXPECT_EQ(lines.size(), 1u);
+}
+
+constexpr uid_t kNobody = 65534;
+
+class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
+ protected:
+  ReadOnlyUserDefaultsTest() {
+    std::filesystem::create_directories(preferences);
+    chmod(root.c_str(), 0755);
+  }
+
+  // Runs the body in a process for which permissions count, as the owner of a directory that cannot be
+  // written to.
+  bool holdsWhenReadOnly(const std::function<bool()>& body) {
+    Child child([&] {
+      if (geteuid() == 0) {
+        std::filesystem::permissions(preferences, std::filesystem::perms::owner_all);
+        for (const auto& entry : std::filesystem::directory_iterator(preferences)) {
+          if (chown(entry.path().c_str(), kNobody, kNobody) != 0) _exit(3);
+        }
+        if (chown(preferences.c_str(), kNobody, kNobody) != 0 || setuid(kNobody) != 0) _exit(4);
+      }
+      setWritable(false);
+      const bool holds = body();
+      for (const std::string& line : lines) std::fprintf(stderr, "%s\n", line.c_str());
+      _exit(holds ? 0 : 1);
+    });
+    return child.wait();
+  }
+  void setWritable(bool writable) {
+    for (const auto& entry : std::filesystem::directory_iterator(preferences)) {
+      chmod(entry.path().c_str(), writable ? 0644 : 0444);
+    }
+    chmod(preferences.c_str(), writable ? 0755 : 0555);
+  }
+  // Reads what was stored, keeps what is set, and writes it when it can.
+  bool readsKeepsAndWritesLater() {
+    const auto defaults = open();
+    if (defaults->string("before") != "kept") return false;
+    defaults->setObject("unwritten", "key");
+    defaults->setObject("changed", "before");
+    if (defaults->string("key") != "unwritten" || defaults->string("before") != "changed") return false;
+    if (defaults->synchronize() || lines.size() > 2) return false;
+    if (stored("before") != "\"kept\"") return false;
+    setWritable(true);
+    return defaults->synchronize() && stored("key") == "\"unwritten\"" && stored("before") == "\"changed\"";
+  }
+};
+
+TEST_F(ReadOnlyUserDefaultsTest, AStoreThatWasClosed) {
+  open()->setObject("kept", "before");
+  EXPECT_TRUE(holdsWhenReadOnly([&] { return readsKeepsAndWritesLater(); }));
+}
+
+TEST_F(ReadOnlyUserDefaultsTest, AStoreWhoseProcessWasKilled) {
+  Child writer([&] {
+    const auto defaults = open();
+    defaults->setObject("kept", "before");
+    raise(SIGKILL);
+  });
+  writer.wait();
+  EXPECT_TRUE(holdsWhenReadOnly([&] { return readsKeepsAndWritesLater(); }));
+}
+
+TEST_F(ReadOnlyUserDefaultsTest, ADirectoryWithoutAStore) {
+  EXPECT_TRUE(holdsWhenReadOnly([&] {
+    const auto defaults = open();
+    defaults->setObject("unwritten", "key");
+    if (defaults->string("key") != "unwritten" || defaults->object("other") || lines.size() != 1)
+      return false;
+    setWritable(true);
+    return defaults->synchronize() && stored("key") == "\"unwritten\"";
+  }));
+}
+
+TEST_F(UserDefaultsTest, WithoutADirectoryValuesLiveInThisProcess) {
+  setDirectories({});
+  const auto defaults = open();
+  defaults->setObject("value", "key");
+  EXPECT_EQ(defaults->string("key"), "value");
+  EXPECT_EQ(lines.size(), 1u);
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,89 @@
+#include "platform/linux/LinuxHost.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/foundation/NSFileManager.h"
+
+namespace platform {
+namespace {
+
+class LinuxHostTest : public testing::Test {
+ protected:
+  LinuxHostTest() {
+    root = (std::filesystem::temp_directory_path() / "host-XXXXXX").string();
+    EXPECT_NE(mkdtemp(root.data()), nullptr);
+    setenv("HOME", (root + "/home").c_str(), 1);
+    for (const char* name : {"XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"}) unsetenv(name);
+  }
+  ~LinuxHostTest() override { std::filesystem::remove_all(root); }
+
+  std::string machineId(std::string_view text) {
+    std::ofstream(root + "/machine-id") << text;
+    return root + "/machine-id";
+  }
+
+  std::string root;
+};
+
+TEST_F(LinuxHostTest, FollowsTheBaseDirectoriesOfTheUser) {
+  setenv("XDG_CACHE_HOME", (root + "/fast disk").c_str(), 1);
+  setenv("XDG_CONFIG_HOME", "relative/is/ignored", 1);
+  installLinuxHost({"Storefront", "com.example.storefront", ""});
+  const NSFileManager files;
+  EXPECT_EQ(files.directory(SearchPath::Documents),
+            root + "/home/.local/share/com.example.storefront/Documents");
+  EXPECT_EQ(files.directory(SearchPath::ApplicationSupport),
+            root + "/home/.local/share/com.example.storefront");
+  EXPECT_EQ(files.directory(SearchPath::Caches), root + "/fast disk/com.example.storefront");
+  EXPECT_EQ(files.directory(SearchPath::Preferences), root + "/home/.config/com.example.storefront");
+  EXPECT_EQ(directories().applicationIdentifier, "com.example.storefront");
+}
+
+TEST_F(LinuxHostTest, WithoutAHomeInTheEnvironmentTheUsersOwnIsFound) {
+  unsetenv("HOME");
+  setenv("XDG_DATA_HOME", root.c_str(), 1);
+  installLinuxHost({"Storefront", "com.example.storefront", ""});
+  EXPECT_THAT(NSFileManager().directory(SearchPath::Caches),
+              testing::MatchesRegex("/.+/.cache/com.example.storefront"));
+}
+
+TEST_F(LinuxHostTest, TheDocumentsDirectoryKeepsTheTimeOfInstallation) {
+  const NSFileManager files;
+  const auto installed = [&] {
+    installLinuxHost({"Storefront", "", root});
+    return std::get<FileAttributes>(files.attributes(files.directory(SearchPath::Documents)));
+  };
+  const FileAttributes first = installed();
+  EXPECT_EQ(first.kind, FileKind::Directory);
+  EXPECT_EQ(files.directory(SearchPath::Documents), root + "/data/Storefront/Documents");
+  EXPECT_EQ(installed().creationDate, first.creationDate);
+}
+
+TEST_F(LinuxHostTest, TheVendorIdentifierDependsOnMachineAndApplicationAlone) {
+  const std::string path = machineId("0123456789abcdef0123456789abcdef\n");
+  const std::optional<NSUUID> id = vendorIdentifier("com.example.a", path);
+  // The first half of the SHA-256 digest of the machine id, a line feed and the identifier, with version and
+  // variant.
+  ASSERT_TRUE(id);
+  EXPECT_EQ(id->UUIDString(), "B28C8F93-0669-8408-B523-F8ADDFE339D6");
+  EXPECT_EQ(vendorIdentifier("com.example.a", path), id);
+  EXPECT_NE(vendorIdentifier("com.example.b", path), id);
+  EXPECT_NE(vendorIdentifier("com.example.a", machineId("ffffffffffffffffffffffffffffffff\n")), id);
+  EXPECT_FALSE(vendorIdentifier("com.example.a", machineId("\n")));
+  EXPECT_FALSE(vendorIdentifier("com.example.a", machineId("uninitialized\n")));
+  EXPECT_FALSE(vendorIdentifier("com.example.a", root + "/missing"));
+}
+
+TEST_F(LinuxHostTest, KnowsAModelAndAVersionOfOneLine) {
+  for (const auto& fact : {deviceModel(), systemVersion()}) {
+    ASSERT_TRUE(fact);
+    EXPECT_THAT(*fact, testing::MatchesRegex("[^\n \"]([^\n\"]*[^\n \"])?"));
+  }
+}
+
+}  // namespace
+}  // namespace platform

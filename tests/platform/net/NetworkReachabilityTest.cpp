@@ -1,0 +1,189 @@
+#include "platform/net/NetworkReachability.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/if_tun.h>
+#include <net/if.h>
+#include <net/route.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+
+#include "platform/dispatch/ThreadScheduler.h"
+#include "platform/linux/Routes.h"
+
+namespace {
+
+using namespace platform;
+using Flags = NetworkReachabilityFlags;
+
+std::shared_ptr<NetworkReachability> reachabilityOf(const char* address) {
+  sockaddr_in storage{};
+  storage.sin_family = AF_INET;
+  inet_pton(AF_INET, address, &storage.sin_addr);
+  return NetworkReachability::create(reinterpret_cast<const sockaddr*>(&storage));
+}
+
+// A network of this process alone, without an interface that is up. Needs the right to make one: a process
+// that has it not fails.
+class OwnNetwork {
+ public:
+  OwnNetwork() {
+    check(unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0, "unshare");
+    control_ = socket(AF_INET, SOCK_DGRAM, 0);
+  }
+
+  // An interface 10.9.0.1 in a network of 256 addresses, with a carrier while this process lives.
+  void addInterface() {
+    const int tunnel = open("/dev/net/tun", O_RDWR | O_CLOEXEC);
+    check(tunnel >= 0, "open /dev/net/tun");
+    ifreq request = named();
+    request.ifr_flags = IFF_TUN | IFF_NO_PI;
+    check(ioctl(tunnel, TUNSETIFF, &request) == 0, "TUNSETIFF");
+    setAddress(SIOCSIFADDR, "10.9.0.1");
+    setAddress(SIOCSIFNETMASK, "255.255.255.0");
+    setUp(true);
+  }
+  void setUp(bool up) {
+    ifreq request = named();
+    request.ifr_flags = static_cast<short>(up ? IFF_UP | IFF_RUNNING : 0);
+    check(ioctl(control_, SIOCSIFFLAGS, &request) == 0, "SIOCSIFFLAGS");
+  }
+  void addDefaultRoute() {
+    rtentry route{};
+    route.rt_dst.sa_family = AF_INET;
+    route.rt_genmask.sa_family = AF_INET;
+    route.rt_gateway = address("10.9.0.2");
+    route.rt_flags = RTF_UP | RTF_GATEWAY;
+    check(ioctl(control_, SIOCADDRT, &route) == 0, "SIOCADDRT");
+  }
+
+ private:
+  static void check(bool holds, const char* what) {
+    if (holds) return;
+    std::perror(what);
+    std::_Exit(99);
+  }
+  static ifreq named() {
+    ifreq request{};
+    std::strcpy(request.ifr_name, "test0");
+    return request;
+  }
+  static sockaddr address(const char* text) {
+    sockaddr_in v4{};
+    v4.sin_family = AF_INET;
+    inet_pton(AF_INET, text, &v4.sin_addr);
+    sockaddr plain{};
+    std::memcpy(&plain, &v4, sizeof plain);
+    return plain;
+  }
+  void setAddress(unsigned long request, const char* text) {
+    ifreq body = named();
+    body.ifr_addr = address(text);
+    check(ioctl(control_, request, &body) == 0, "interface address");
+  }
+  int control_ = -1;
+};
+
+// "0.0.0.0=2 …": the flags of each address in hexadecimal.
+void printFlags(std::initializer_list<const char*> addresses) {
+  NetworkReachability::installFlagSource(routeFlags);
+  for (const char* address : addresses) {
+    const std::optional<Flags> flags = reachabilityOf(address)->flags();
+    std::cerr << address << '=' << std::hex << (flags ? static_cast<long>(*flags) : -1) << ' ';
+  }
+}
+
+long threadCount() {
+  const std::filesystem::directory_iterator threads("/proc/self/task");
+  return std::distance(begin(threads), end(threads));
+}
+
+TEST(NetworkReachabilityTest, asksTheInstalledSourceAfresh) {
+  NetworkReachability::installFlagSource({});
+  EXPECT_EQ(reachabilityOf("0.0.0.0")->flags(), std::nullopt);
+  Flags answer = kNetworkReachabilityFlagsReachable;
+  std::string asked;
+  NetworkReachability::installFlagSource([&](const NetworkReachability::Target& target) {
+    if (const auto* name = std::get_if<std::string>(&target)) asked = *name;
+    return answer;
+  });
+  const auto host = NetworkReachability::createWithName("host.example");
+  EXPECT_EQ(host->flags(), 2u);
+  EXPECT_EQ(asked, "host.example");
+  answer = 0;
+  EXPECT_EQ(host->flags(), 0u);
+}
+
+TEST(NetworkReachabilityTest, refusesWhatIsNoTarget) {
+  sockaddr local{};
+  local.sa_family = AF_UNIX;
+  EXPECT_EQ(NetworkReachability::create(&local), nullptr);
+  EXPECT_EQ(NetworkReachability::create(nullptr), nullptr);
+  EXPECT_EQ(NetworkReachability::createWithName(""), nullptr);
+}
+
+TEST(NetworkReachabilityDeathTest, aDeviceWithoutRoutes) {
+  EXPECT_EXIT(
+      {
+        OwnNetwork network;
+        printFlags({"0.0.0.0", "169.254.0.0", "8.8.8.8", "127.0.0.1"});
+        std::_Exit(0);
+      },
+      testing::ExitedWithCode(0), "0.0.0.0=0 169.254.0.0=0 8.8.8.8=0 127.0.0.1=0 ");
+}
+
+TEST(NetworkReachabilityDeathTest, aDeviceWithRoutes) {
+  EXPECT_EXIT(
+      {
+        OwnNetwork network;
+        network.addInterface();
+        printFlags({"0.0.0.0", "10.9.0.7", "10.9.0.1", "8.8.8.8"});
+        std::cerr << "| ";
+        network.addDefaultRoute();
+        printFlags({"0.0.0.0", "8.8.8.8", "169.254.0.0"});
+        std::cerr << "| ";
+        network.setUp(false);
+        printFlags({"0.0.0.0", "10.9.0.7"});
+        std::_Exit(0);
+      },
+      testing::ExitedWithCode(0),
+      "0.0.0.0=0 10.9.0.7=20002 10.9.0.1=30002 8.8.8.8=0 .*0.0.0.0=2 8.8.8.8=2 169.254.0.0=2 .*0.0.0.0=0 "
+      "10.9.0.7=0 ");
+}
+
+TEST(NetworkReachabilityDeathTest, tellsOfChangesOnTheMainThread) {
+  EXPECT_EXIT(
+      {
+        OwnNetwork network;
+        network.addInterface();
+        NetworkReachability::installFlagSource(routeFlags);
+        NetworkReachability::installChangeSource(watchRoutes);
+        MainRunLoop& loop = ThreadScheduler::installed().ownRunLoop();
+        auto reachability = reachabilityOf("0.0.0.0");
+        const long threadsBefore = threadCount();
+        reachability->setCallback([&](NetworkReachability& changed, Flags flags) {
+          std::cerr << "flags " << flags << " main " << Scheduler::current().isMainThread() << ' '
+                    << (&changed == reachability.get());
+          loop.stop();
+        });
+        std::cerr << "scheduled " << reachability->scheduleOnMainRunLoop()
+                  << reachability->scheduleOnMainRunLoop() << ' ';
+        network.addDefaultRoute();
+        loop.runFor(20);
+        const bool stopped = reachability->unscheduleFromMainRunLoop();
+        std::cerr << " unscheduled " << stopped << reachability->unscheduleFromMainRunLoop()
+                  << " threads left " << threadCount() - threadsBefore;
+        std::_Exit(0);
+      },
+      testing::ExitedWithCode(0), "scheduled 10 flags 2 main 1 1 unscheduled 10 threads left 0");
+}
+
+}  // namespace

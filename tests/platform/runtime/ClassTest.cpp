@@ -1,0 +1,181 @@
+#include "platform/runtime/Class.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/runtime/NSObject.h"
+
+namespace platform {
+namespace {
+
+using testing::ElementsAre;
+
+class Button : public NSObject {
+  NS_OBJECT(Button, NSObject)
+};
+class Press : public NSObject {
+  NS_OBJECT(Press, NSObject)
+};
+
+class Form : public NSObject {
+  NS_OBJECT(Form, NSObject)
+
+ public:
+  static void describe(ClassBuilder<Form>& c) {
+    c.ivar("_inherited", &Form::_inherited).action("reset", &Form::reset).action("submit:", &Form::submit);
+  }
+
+  std::vector<std::string> log;
+
+ protected:
+  void reset() { log.push_back("reset"); }
+  virtual void submit(Button* sender) { log.push_back(sender ? "submit by a button" : "submit by nobody"); }
+
+  std::shared_ptr<Button> _inherited = std::make_shared<Button>();
+};
+
+class OrderForm : public Form {
+  NS_OBJECT(OrderForm, Form)
+
+ public:
+  OrderForm(std::shared_ptr<Button> weak, Button* plain)
+      : _weak(std::move(weak)), _plain(plain), _owned(std::make_unique<Button>()) {}
+
+  std::shared_ptr<Button> strong = std::make_shared<Button>();
+  const Button* owned() const { return _owned.get(); }
+
+ private:
+  // Private, as an app may well have it.
+  static void describe(ClassBuilder<OrderForm>& c) {
+    c.ivar("zStrong", &OrderForm::strong)
+        .ivar("_weak", &OrderForm::_weak)
+        .ivar("_plain", &OrderForm::_plain)
+        .ivar("_owned", &OrderForm::_owned)
+        .action("changed:event:", &OrderForm::changed);
+  }
+
+  void submit(Button*) override { log.push_back("order"); }
+  void changed(Button* sender, Press* press) {
+    log.push_back(std::string(sender ? "button " : "- ") + (press ? "press" : "-"));
+  }
+
+  std::weak_ptr<Button> _weak;
+  Button* _plain;
+  std::unique_ptr<Button> _owned;
+};
+
+class BareForm : public OrderForm {
+  NS_OBJECT(BareForm, OrderForm)
+
+ public:
+  using OrderForm::OrderForm;
+};
+
+TEST(InstanceVariables, AreTheClassesOwnInOrderAndAnswerTheirValueOfTheMoment) {
+  auto weak = std::make_shared<Button>();
+  Button plain;
+  OrderForm form(weak, &plain);
+
+  std::vector<std::string> names;
+  std::vector<const NSObject*> values;
+  for (const InstanceVariable& variable : form.isa().ivars()) {
+    names.push_back(variable.name);
+    values.push_back(variable.value(form));
+  }
+  EXPECT_THAT(names, ElementsAre("zStrong", "_weak", "_plain", "_owned"));
+  EXPECT_THAT(values, ElementsAre(form.strong.get(), weak.get(), &plain, form.owned()));
+
+  weak.reset();
+  form.strong = std::make_shared<Button>();
+  EXPECT_EQ(form.isa().ivars()[0].value(form), form.strong.get());
+  EXPECT_EQ(form.isa().ivars()[1].value(form), nullptr);
+
+  EXPECT_TRUE(BareForm::classObject().ivars().empty());
+}
+
+TEST(Actions, AreRunByNameWithWhatTheyTake) {
+  BareForm form(nullptr, nullptr);
+  Button button;
+  Press press;
+  const auto perform = [&form](const char* action, NSObject* sender, NSObject* event) {
+    return form.isa().perform(form, SEL(action), sender, event);
+  };
+  EXPECT_TRUE(perform("reset", &button, &press));
+  EXPECT_TRUE(perform("submit:", &button, &press));
+  EXPECT_TRUE(perform("changed:event:", &button, &press));
+  EXPECT_TRUE(perform("changed:event:", &press, nullptr));
+  EXPECT_FALSE(perform("submit", &button, &press));
+  EXPECT_THAT(form.log, ElementsAre("reset", "order", "button press", "- -"));
+
+  EXPECT_TRUE(form.respondsToSelector(SEL("submit:")));
+  EXPECT_FALSE(form.respondsToSelector(SEL("submit")));
+  EXPECT_FALSE(Form().respondsToSelector(SEL("changed:event:")));
+}
+
+TEST(ClassLookup, FindsAClassByNameFromItsFirstUseOn) {
+  class LateClass : public Button {
+    NS_OBJECT(LateClass, Button)
+  };
+  class Renamed : public Button {
+    NS_OBJECT_NAMED(Renamed, Button, "Shop.Renamed")
+  };
+  EXPECT_EQ(NSClassFromString("LateClass"), nullptr);
+  const Class& late = LateClass().isa();
+  EXPECT_EQ(NSClassFromString("LateClass"), &late);
+  EXPECT_EQ(NSStringFromClass(Renamed::classObject()), "Shop.Renamed");
+  EXPECT_EQ(NSClassFromString("Shop.Renamed"), &Renamed::classObject());
+
+  EXPECT_EQ(late.superclass(), NSClassFromString("Button"));
+  EXPECT_EQ(NSClassFromString("NSObject")->superclass(), nullptr);
+  EXPECT_TRUE(LateClass().isKindOfClass(NSObject::classObject()));
+  EXPECT_TRUE(LateClass().isKindOfClass(LateClass::classObject()));
+  EXPECT_FALSE(Button().isKindOfClass(LateClass::classObject()));
+}
+
+TEST(ClassLookup, RefusesASecondClassOfTheSameName) {
+  Button::classObject();
+  class Impostor : public NSObject {
+    NS_OBJECT_NAMED(Impostor, NSObject, "Button")
+  };
+  EXPECT_THROW(Impostor::classObject(), std::logic_error);
+  EXPECT_EQ(NSClassFromString("Button"), &Button::classObject());
+}
+
+TEST(ClassLookup, ManyThreadsMakeOneRecord) {
+  std::vector<std::thread> threads;
+  std::vector<const Class*> records(8);
+  std::vector<SEL> selectors(8);
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    threads.emplace_back([&, i] {
+      records[i] = &BareForm::classObject();
+      selectors[i] = SEL("madeByAll:");
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_THAT(records, testing::Each(NSClassFromString("BareForm")));
+  EXPECT_THAT(selectors, testing::Each(NSSelectorFromString("madeByAll:")));
+}
+
+TEST(Selector, IsEqualByTextAndNullByDefault) {
+  EXPECT_EQ(SEL("tap:"), NSSelectorFromString(std::string("tap") + ":"));
+  EXPECT_NE(SEL("tap:"), SEL("tap"));
+  EXPECT_FALSE(SEL());
+  EXPECT_TRUE(SEL("tap:"));
+  EXPECT_EQ(NSStringFromSelector(SEL("tap:")), "tap:");
+  EXPECT_EQ(NSStringFromSelector(SEL()), "");
+}
+
+TEST(Object, DescribesItselfByClassAndAddress) {
+  Button button;
+  EXPECT_THAT(button.description(), testing::MatchesRegex("<Button: 0x[0-9a-f]+>"));
+  EXPECT_TRUE(button.isEqual(button));
+  EXPECT_FALSE(button.isEqual(Button()));
+}
+
+}  // namespace
+}  // namespace platform

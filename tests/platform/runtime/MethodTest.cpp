@@ -1,0 +1,176 @@
+#include "platform/runtime/Method.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace platform {
+namespace {
+
+using testing::ElementsAre;
+
+std::vector<std::string>& calls() {
+  static auto& list = *new std::vector<std::string>;
+  return list;
+}
+
+std::vector<std::string> takeCalls() { return std::exchange(calls(), {}); }
+
+// A screen as the platform writes one: a virtual whose body can be replaced, and the kinds that apps make of
+// it.
+class Screen : public NSObject {
+  NS_OBJECT(Screen, NSObject)
+
+ public:
+  static Method<bool(Screen&, const std::string& how)> appearMethod;
+  static void describe(ClassBuilder<Screen>& c) { c.method(appearMethod); }
+
+  virtual bool appear(const std::string& how) { return appearMethod.invoke(*this, how); }
+};
+
+constinit Method<bool(Screen&, const std::string&)> Screen::appearMethod{
+    Screen::classObject, "appear:", [](Screen&, SEL, const std::string& how) {
+      calls().push_back("platform " + how);
+      return true;
+    }};
+
+class InheritingScreen : public Screen {
+  NS_OBJECT(InheritingScreen, Screen)
+};
+
+class CallingUpScreen : public Screen {
+  NS_OBJECT(CallingUpScreen, Screen)
+
+ public:
+  bool appear(const std::string& how) override {
+    calls().push_back("before");
+    const bool result = Screen::appear(how);
+    calls().push_back("after");
+    return result;
+  }
+};
+
+class SilentScreen : public Screen {
+  NS_OBJECT(SilentScreen, Screen)
+
+ public:
+  bool appear(const std::string&) override {
+    calls().push_back("silent");
+    return true;
+  }
+};
+
+// Somebody who puts himself around a method, as often as he is instantiated with another number.
+template <int party>
+struct Party {
+  static inline decltype(Screen::appearMethod)::Imp original = nullptr;
+
+  static void install() { original = Screen::appearMethod.replace(Screen::classObject(), around); }
+  static bool around(Screen& self, SEL selector, const std::string& how) {
+    calls().push_back("party " + std::to_string(party) + " " + NSStringFromSelector(selector));
+    return original(self, selector, how);
+  }
+};
+
+TEST(Replace, ReachesWhoInheritsOrCallsUpAndNobodyElse) {
+  Party<1>::install();
+
+  Screen plain;
+  EXPECT_TRUE(plain.appear("now"));
+  EXPECT_THAT(takeCalls(), ElementsAre("party 1 appear:", "platform now"));
+
+  InheritingScreen inheriting;
+  EXPECT_TRUE(inheriting.appear("now"));
+  EXPECT_THAT(takeCalls(), ElementsAre("party 1 appear:", "platform now"));
+
+  CallingUpScreen callingUp;
+  EXPECT_TRUE(callingUp.appear("now"));
+  EXPECT_THAT(takeCalls(), ElementsAre("before", "party 1 appear:", "platform now", "after"));
+
+  SilentScreen silent;
+  EXPECT_TRUE(silent.appear("now"));
+  EXPECT_THAT(takeCalls(), ElementsAre("silent"));
+}
+
+TEST(Replace, TwoPartiesAreEachCalledOnceInEitherOrder) {
+  Screen screen;
+  Party<1>::install();
+  Party<2>::install();
+  screen.appear("now");
+  EXPECT_THAT(takeCalls(), ElementsAre("party 2 appear:", "party 1 appear:", "platform now"));
+}
+
+TEST(Replace, TwoPartiesAreEachCalledOnceInTheOtherOrder) {
+  Screen screen;
+  Party<2>::install();
+  Party<1>::install();
+  screen.appear("now");
+  EXPECT_THAT(takeCalls(), ElementsAre("party 1 appear:", "party 2 appear:", "platform now"));
+}
+
+TEST(Replace, OnASubclassThatInheritsSetsTheSharedImplementation) {
+  const auto replacement = [](Screen&, SEL, const std::string&) { return false; };
+  EXPECT_NE(Screen::appearMethod.replace(InheritingScreen::classObject(), replacement), nullptr);
+  Screen plain;
+  EXPECT_FALSE(plain.appear("now"));
+  EXPECT_THAT(takeCalls(), ElementsAre());
+}
+
+TEST(Replace, OnAClassWithoutTheMethodDoesNothing) {
+  EXPECT_EQ(Screen::appearMethod.replace(NSObject::classObject(), Party<1>::around), nullptr);
+  Screen plain;
+  plain.appear("now");
+  EXPECT_THAT(takeCalls(), ElementsAre("platform now"));
+}
+
+TEST(Replace, TheRootClassRespondsToItsMethod) {
+  EXPECT_TRUE(InheritingScreen().respondsToSelector(SEL("appear:")));
+  EXPECT_FALSE(NSObject().respondsToSelector(SEL("appear:")));
+}
+
+// A question that another layer adds to classes that know nothing of it.
+using Title = Method<std::string(Screen&)>;
+constinit Title titleMethod{Screen::classObject, "addedTitle",
+                            [](Screen&, SEL) -> std::string { return "any"; }};
+
+TEST(AddedMethod, TheNearestAnswerUpTheChainIsGiven) {
+  InheritingScreen inheriting;
+  CallingUpScreen callingUp;
+  EXPECT_FALSE(inheriting.respondsToSelector(SEL("addedTitle")));
+
+  titleMethod.install();
+  EXPECT_TRUE(inheriting.respondsToSelector(SEL("addedTitle")));
+  EXPECT_EQ(titleMethod.send(callingUp), "any");
+
+  titleMethod.implement(CallingUpScreen::classObject(), [](Screen&, SEL) -> std::string { return "up"; });
+  class Deeper : public CallingUpScreen{NS_OBJECT(Deeper, CallingUpScreen)} deeper;
+  EXPECT_EQ(titleMethod.send(inheriting), "any");
+  EXPECT_EQ(titleMethod.send(callingUp), "up");
+  EXPECT_EQ(titleMethod.send(deeper), "up");
+  // The root's own body, which does not come back down to the receiver's class.
+  EXPECT_EQ(titleMethod.invoke(deeper), "any");
+}
+
+TEST(AddedMethod, ReplacingOneAnswerLeavesTheOthers) {
+  titleMethod.implement(CallingUpScreen::classObject(), [](Screen&, SEL) -> std::string { return "up"; });
+  const Title::Imp original = titleMethod.replace(CallingUpScreen::classObject(),
+                                                  [](Screen&, SEL) -> std::string { return "replaced"; });
+  InheritingScreen inheriting;
+  CallingUpScreen callingUp;
+  EXPECT_EQ(titleMethod.send(callingUp), "replaced");
+  EXPECT_EQ(original(callingUp, titleMethod.selector()), "up");
+  EXPECT_EQ(titleMethod.send(inheriting), "any");
+}
+
+TEST(AddedMethod, AnAnswerThatCannotBeGivenIsRefused) {
+  const auto answer = [](Screen&, SEL) -> std::string { return "no"; };
+  titleMethod.implement(CallingUpScreen::classObject(), answer);
+  EXPECT_THROW(titleMethod.implement(CallingUpScreen::classObject(), answer), std::logic_error);
+  EXPECT_THROW(titleMethod.implement(Screen::classObject(), answer), std::logic_error);
+  EXPECT_THROW(titleMethod.implement(NSObject::classObject(), answer), std::logic_error);
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,251 @@
+#include "platform/simulator/SimulatedScheduler.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <future>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/dispatch/NSOperationQueue.h"
+#include "platform/dispatch/NSTimer.h"
+
+using namespace platform;
+using testing::ElementsAre;
+
+namespace {
+
+class SimulatedSchedulerTest : public testing::Test {
+ protected:
+  SimulatedScheduler& scheduler = SimulatedScheduler::installNew();
+  std::vector<std::string> log;
+
+  Work note(std::string line) {
+    return [this, line = std::move(line)] { log.push_back(line); };
+  }
+  std::shared_ptr<DispatchQueue> makeQueue() {
+    return scheduler.makeSerialQueue("test.queue", QualityOfService::Background);
+  }
+};
+
+TEST_F(SimulatedSchedulerTest, FiresThreeHundredSecondsAfterTheLastExtension) {
+  std::shared_ptr<NSTimer> timer;
+  double expiredAt = 0;
+  const auto extend = [&] {
+    if (timer) timer->invalidate();
+    timer = NSTimer::scheduled(300, [&] { expiredAt = scheduler.uptime(); });
+  };
+  const double start = scheduler.uptime();
+  extend();
+  scheduler.advance(299.9);
+  extend();
+  EXPECT_EQ(scheduler.pendingTimerCount(), 1u);
+  // Steps that binary fractions do not add up to exactly.
+  for (int i = 0; i < 2'999; ++i) scheduler.advance(0.1);
+  EXPECT_EQ(expiredAt, 0);
+  scheduler.advance(0.1);
+  EXPECT_DOUBLE_EQ(expiredAt, start + 599.9);
+  EXPECT_FALSE(timer->isValid());
+  EXPECT_EQ(scheduler.pendingTimerCount(), 0u);
+}
+
+TEST_F(SimulatedSchedulerTest, FiresInOrderOfTimeThenOfSchedulingAndDrainsInBetween) {
+  const auto queue = makeQueue();
+  const auto other = makeQueue();
+  queue->after(2, note("second"));
+  NSTimer::scheduled(1, [&] {
+    log.push_back("first");
+    other->async([&] {
+      log.push_back("queued by first");
+      queue->after(1, note("third, set later for the same time"));
+    });
+  });
+  other->after(1, note("also at one"));
+  queue->after(5, note("never in time"));
+  NSOperationQueue::mainQueue()->addOperationWithBlock(note("queued before"));
+
+  scheduler.advance(3);
+  EXPECT_THAT(log, ElementsAre("queued before", "first", "queued by first", "also at one", "second",
+                               "third, set later for the same time"));
+}
+
+TEST_F(SimulatedSchedulerTest, QueuedWorkRunsInTheOrderHandedOverWhicheverItsQueue) {
+  auto queue = makeQueue();
+  queue->async(note("a"));
+  scheduler.mainRunLoop().perform(note("b"));
+  queue->async(note("c"));
+  const auto dropped = queue->after(0, note("dropped with its queue"));
+  queue.reset();
+  EXPECT_TRUE(log.empty());
+  scheduler.drain();
+  EXPECT_THAT(log, ElementsAre("a", "b", "c"));
+  dropped->cancel();
+}
+
+TEST_F(SimulatedSchedulerTest, TheWallClockDoesNotDisturbTimers) {
+  const NSDate past = NSDate::withTimeIntervalSince1970(86'400);
+  makeQueue();
+  const auto timer = NSTimer::scheduled(10, note("fired"));
+  scheduler.advance(5);
+  scheduler.setWallClock(past);
+  EXPECT_EQ(scheduler.now(), past);
+  EXPECT_NEAR(timer->fireDate().timeIntervalSince(past), 5, 1e-6);
+  scheduler.advance(4.9);
+  EXPECT_TRUE(log.empty());
+  scheduler.setWallClock(past.adding(1e9));
+  scheduler.drain();
+  EXPECT_TRUE(log.empty());
+  scheduler.advance(0.1);
+  EXPECT_THAT(log, ElementsAre("fired"));
+  EXPECT_NEAR(scheduler.now().timeIntervalSince(past), 1e9 + 0.1, 1e-3);
+}
+
+TEST_F(SimulatedSchedulerTest, DefaultTimersWaitWhileTrackingAndThenFireOnce) {
+  const auto repeating = NSTimer::create(1, note("default"), true);
+  scheduler.mainRunLoop().addTimer(repeating, RunLoopMode::Default);
+  scheduler.mainRunLoop().addTimer(NSTimer::create(1, note("common")), RunLoopMode::Common);
+  const auto queue = makeQueue();
+  queue->after(1, note("queue"));
+  scheduler.setMainRunLoopMode(RunLoopMode::Tracking);
+  scheduler.mainRunLoop().perform(note("performed"));
+  scheduler.advance(5.5);
+  EXPECT_THAT(log, ElementsAre("performed", "common", "queue"));
+
+  log.clear();
+  scheduler.setMainRunLoopMode(RunLoopMode::Default);
+  scheduler.drain();
+  EXPECT_THAT(log, ElementsAre("default"));
+  scheduler.advance(0.5);
+  EXPECT_THAT(log, ElementsAre("default", "default"));
+  repeating->invalidate();
+  scheduler.advance(10);
+  EXPECT_EQ(log.size(), 2u);
+}
+
+TEST_F(SimulatedSchedulerTest, EachPieceOfWorkSeesTheThreadItWouldHaveOnADevice) {
+  const auto queue = makeQueue();
+  const auto other = makeQueue();
+  EXPECT_TRUE(scheduler.isMainThread());
+  EXPECT_FALSE(queue->isCurrent());
+  int ran = 0;
+  queue->async([&] {
+    EXPECT_FALSE(scheduler.isMainThread());
+    EXPECT_TRUE(queue->isCurrent());
+    EXPECT_FALSE(other->isCurrent());
+    EXPECT_THROW(scheduler.drain(), std::logic_error);
+    ++ran;
+  });
+  scheduler.mainRunLoop().perform([&] {
+    EXPECT_TRUE(scheduler.isMainThread());
+    queue->async([&] { ++ran; });
+    scheduler.drain();  // a nested run
+    EXPECT_EQ(ran, 2);
+  });
+  scheduler.drain();
+  EXPECT_EQ(ran, 2);
+  std::thread([&] {
+    EXPECT_FALSE(scheduler.isMainThread());
+    EXPECT_FALSE(queue->isCurrent());
+  }).join();
+}
+
+TEST_F(SimulatedSchedulerTest, WorkThatThrowsLeavesTheSchedulerFitToGoOn) {
+  const auto queue = makeQueue();
+  queue->async([] { throw std::runtime_error("thrown by work"); });
+  queue->async(note("after"));
+  EXPECT_THROW(scheduler.drain(), std::runtime_error);
+  EXPECT_TRUE(scheduler.isMainThread());
+  scheduler.drain();
+  EXPECT_THAT(log, ElementsAre("after"));
+}
+
+TEST_F(SimulatedSchedulerTest, ARunawayIsStopped) {
+  const auto queue = makeQueue();
+  std::function<void()> again = [&] { queue->async(again); };
+  queue->async(again);
+  EXPECT_THROW(scheduler.drain(), std::runtime_error);
+}
+
+TEST_F(SimulatedSchedulerTest, CancelIsExactAndReleasesTheWork) {
+  const auto queue = makeQueue();
+  auto held = std::make_shared<int>(0);
+  std::weak_ptr<int> watched = held;
+  std::shared_ptr<DispatchTimer> second;
+  queue->after(1, [&] { second->cancel(); });
+  second = queue->after(1, [held = std::move(held)] { FAIL(); });
+  scheduler.advance(1);
+  EXPECT_TRUE(watched.expired());
+  const auto onMain = NSOperationQueue::mainQueue()->after(1, [] { FAIL(); });
+  onMain->cancel();
+  EXPECT_EQ(scheduler.pendingTimerCount(), 0u);
+  scheduler.advance(10);
+}
+
+TEST_F(SimulatedSchedulerTest, WaitsForWorkThatOtherThreadsHandOver) {
+  constexpr int kEach = 1'000;
+  const auto queue = makeQueue();
+  int onQueue = 0;
+  int onMain = 0;
+  std::vector<std::thread> others;
+  for (int i = 0; i < 3; ++i) {
+    others.emplace_back([&] {
+      for (int n = 0; n < kEach; ++n) {
+        queue->async([&] { ++onQueue; });
+        scheduler.mainRunLoop().perform([&] { ++onMain; });
+        queue->after(3600, [] {})->cancel();
+        scheduler.now();
+      }
+    });
+  }
+  EXPECT_TRUE(scheduler.runUntil([&] { return onQueue == 3 * kEach && onMain == 3 * kEach; }, 20));
+  for (auto& other : others) other.join();
+
+  EXPECT_FALSE(scheduler.runUntil([] { return false; }, 0.01));
+}
+
+TEST_F(SimulatedSchedulerTest, AHandOverWakesASchedulerThatWaits) {
+  const auto queue = makeQueue();
+  bool done = false;
+  const Work finish = [&] { done = true; };
+  const Work ways[] = {[&] { queue->async(finish); }, [&] { queue->after(0, finish); },
+                       [&] { scheduler.mainRunLoop().perform(finish); }};
+  for (const Work& handOver : ways) {
+    done = false;
+    std::promise<void> nothingLeftToRun;
+    std::thread other([&] {
+      nothingLeftToRun.get_future().wait();
+      handOver();
+    });
+    bool asked = false;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(scheduler.runUntil(
+        [&] {
+          if (!std::exchange(asked, true)) nothingLeftToRun.set_value();
+          return done;
+        },
+        20));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    other.join();
+  }
+}
+
+TEST_F(SimulatedSchedulerTest, QueuesAndTimersMayOutliveTheirScheduler) {
+  auto own = std::make_unique<SimulatedScheduler>();
+  auto queue = own->makeSerialQueue("outlives", QualityOfService::Default);
+  auto held = std::make_shared<int>(0);
+  std::weak_ptr<int> watched = held;
+  const auto timer = queue->after(1, [held, queue] {});
+  const auto loopTimer = NSTimer::create(1, [] {});
+  own->mainRunLoop().addTimer(loopTimer, RunLoopMode::Default);
+  queue->async([held, queue] {});
+  held.reset();
+  own.reset();
+  EXPECT_TRUE(watched.expired());
+  timer->cancel();
+  loopTimer->invalidate();
+}
+
+}  // namespace

@@ -1,0 +1,146 @@
+"""Each check of script/lint passes good samples and finds what is wrong in bad ones."""
+
+import os
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+CHECKS = ROOT / "script" / "lint.d"
+
+
+class LintTest(unittest.TestCase):
+    def run_check(self, check, files):
+        """Runs a check over a project of the given files; returns its status and what it printed."""
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.run(["git", "init", "-q", folder], check=True, capture_output=True)
+            for path, text in files.items():
+                (Path(folder) / path).parent.mkdir(parents=True, exist_ok=True)
+                (Path(folder) / path).write_text(text)
+            run = subprocess.run([str(CHECKS / check)], cwd=folder, capture_output=True, text=True,
+                                 env={**os.environ, "PYTHONDONTWRITEBYTECODE": "1"})
+            return run.returncode, run.stdout + run.stderr
+
+    def assert_passes(self, check, files):
+        self.assertEqual(self.run_check(check, files), (0, ""))
+
+    def assert_found(self, check, files, *places):
+        status, printed = self.run_check(check, files)
+        self.assertNotEqual(status, 0, printed)
+        for place in places:
+            self.assertIn(place, printed)
+
+    def test_includes_that_point_the_wrong_way(self):
+        wrong = [
+            ("platform/net/A.h", '#include "src/core/B.h"'),
+            ("platform/net/A.h", "#include <Kova/B.h>"),
+            ("platform/net/A.h", '#include "platform/graphics/B.h"'),
+            ("platform/runtime/A.cpp", '#include "platform/foundation/B.h"'),
+            ("platform/linux/A.h", '#include "platform/simulator/B.h"'),
+            ("platform/attic/A.h", '#include "platform/runtime/B.h"'),
+            ("include/Kova/A.h", '#include "src/core/B.h"'),
+            ("src/core/A.cpp", "#include <curl/curl.h>"),
+            ("src/core/A.cpp", "#include <sqlite3.h>"),
+            ("src/core/A.cpp", "#include <unistd.h>"),
+            ("src/core/A.cpp", '#include "B.h"'),
+            ("src/core/A.cpp", '#include "tests/support/B.h"'),
+            ("src/storage/A.cpp", '#include "src/core/KovaTracker.h"'),
+            ("src/storage/A.cpp", '#include "src/core/KovaTracker+Parts.h"'),
+            ("examples/host/main.cpp", '#include "src/core/B.h"'),
+            ("tests/core/ATest.cpp", "#include <rapidjson/reader.h>"),
+            ("tests/core/ATest.cpp", "#include <openssl/evp.h>"),
+        ]
+        for path, line in wrong:
+            with self.subTest(path=path, line=line):
+                self.assert_found("includes", {path: f"#pragma once\n{line}\n"}, f"{path}:2: ")
+
+    def test_includes_that_point_the_right_way(self):
+        self.assert_passes("includes", {
+            "platform/uikit/A.h": '#include <curl/curl.h>\n#include "platform/net/B.h"\n#include <unistd.h>\n',
+            "platform/uikit/CMakeLists.txt": "kova_platform_layer(uikit SOURCES A.cpp)\n",
+            "src/core/Kova.cpp": '#include <Kova/Kova.h>\n#include <string>\n#include "src/core/KovaTracker.h"\n',
+            "src/pageviews/KovaTracker+Pageview.cpp": '#include "src/core/KovaTracker.h"\n',
+            "src/autocapture/UIView+EventInterceptor.cpp": '#include "src/core/KovaTracker.h"\n',
+            "tests/core/ATest.cpp": '#include <gtest/gtest.h>\n#include "src/core/B.h"\n',
+            "tests/support/Certificate.cpp": "#include <openssl/evp.h>\n",
+        })
+
+    def test_platform_that_names_the_library(self):
+        self.assert_found("includes", {"platform/net/A.h": "// As\n// KOVA_x does.\n", "platform/net/CMakeLists.txt": "Kova\n"},
+                          "platform/net/A.h:2: ", "platform/net/CMakeLists.txt:1: ")
+
+    def test_include_cycles(self):
+        self.assert_found("cycles", {
+            "src/core/A.cpp": '#include "src/core/B.h"\n', "src/core/A.h": "",
+            "src/core/B.h": '\n#include "src/core/A.h"\n',
+        }, "src/core/B.h:2: include cycle: src/core/A -> src/core/B -> src/core/A")
+        self.assert_found("cycles", {
+            "include/Kova/A.h": '#include "platform/net/B.h"\n',
+            "platform/net/B.h": "#include <Kova/A.h>\n",
+        }, "include cycle: include/Kova/A -> platform/net/B -> include/Kova/A")
+        self.assert_passes("cycles", {
+            "src/core/A.h": "", "src/core/A.cpp": '#include "src/core/A.h"\n',
+            "src/core/B.h": '#include "src/core/A.h"\n',
+            "src/core/A+More.cpp": '#include "src/core/A.h"\n#include "src/core/B.h"\n',
+        })
+
+    def test_words(self):
+        # Put together here, so that this file passes the check itself.
+        words = ["the sp" "ec says", "Sp" "ecification", "see Par" "t 3.1", "TO" "DO later", "// FIX" "ME", "XX" "X", "HA" "CK",
+                 "Clau" "de", "an AI assist" "ant", "a language mod" "el", "cd /wor" "k/main", '"/ro' 'ot/x"', "in /ho" "me/ann/x",
+                 "http://deb.debi" "an.org/debian", "https://registry.npm" "js.org/"]
+        for word in words:
+            with self.subTest(word=word):
+                self.assert_found("words", {"docs/a.md": f"\n{word}\n"}, "docs/a.md:2: ")
+        self.assert_found("words", {"docs/sp" "ec.md": "", "a/package-lock.json": '{ "resol' 'ved": "https://x.y/z" }'},
+                          "ec.md:0: ", "a/package-lock.json:1: ")
+        self.assert_passes("words", {"docs/a.md": "specific inspection, part of it, ${dir}/work/x, http://a.b/work/, XXXXXX\n"})
+
+    def test_tests_that_sleep(self):
+        self.assert_found("words", {
+            "tests/ATest.cpp": "std::this_thread::sl" "eep_for(1ms);\n", "tests/BTest.cpp": "  usl" "eep(5);\n",
+            "tests/c.test.mjs": "await new Promise((r) => setTime" "out(r, 50));\n",
+        }, "tests/ATest.cpp:1: ", "tests/BTest.cpp:1: ", "tests/c.test.mjs:1: ")
+        self.assert_passes("words", {"tools/service.mjs": "setTime" "out(answer, 50);\n"})
+
+    def test_sources(self):
+        self.assert_found("sources", {
+            "tests/CMakeLists.txt": "kova_test(a SOURCES ATest.cpp) # BTest.cpp\n",
+            "tests/ATest.cpp": "", "tests/BTest.cpp": "", "src/C.h": "#include <string>\n#pragma once\n",
+        }, "tests/BTest.cpp:1: ", "src/C.h:1: ")
+        self.assert_passes("sources", {
+            "src/CMakeLists.txt": 'add_library(k core/A.cpp "${PROJECT_SOURCE_DIR}/src/B.cpp"\n  C+D.cpp)\n',
+            "src/core/A.cpp": "", "src/B.cpp": "", "src/C+D.cpp": "", "src/C.h": "#pragma once\n",
+        })
+
+    def test_format(self):
+        style = {".clang-format": (ROOT / ".clang-format").read_text()}
+        self.assert_found("format", {**style, "src/a.cpp": "int a = 1;\nint  b=2;\n"}, "src/a.cpp:2: ")
+        self.assert_passes("format", {**style, "src/a.cpp": "int a = 1;\n"})
+
+    def test_syntax(self):
+        for path, text in {"script/a": "#!/usr/bin/env bash\nif\n", "a.mjs": "let let;\n", "script/b": "#!/usr/bin/env python3\ndef\n"}.items():
+            with self.subTest(path=path):
+                self.assert_found("syntax", {path: text}, path)
+
+    def test_sizes(self):
+        body = "  x();\n" * 61
+        status, printed = self.run_check("sizes", {"a.cpp": f"\nvoid f() {{\n{body}}}\nvoid g() {{\n}}\n", "b.h": "\n" * 401})
+        self.assertEqual((status, printed.splitlines()),
+                         (0, ["a.cpp:2: note: a function of 62 lines: void f() {", "b.h:1: note: 401 lines"]))
+
+    def test_warnings(self):
+        build = ("cmake_minimum_required(VERSION 3.25)\nproject(Sample CXX)\n"
+                 f"include({ROOT}/cmake/KovaTargets.cmake)\nadd_library(sample OBJECT a.cpp)\nkova_compile_options(sample)\n")
+        unlocked = ('struct __attribute__((capability("mutex"))) M {};\nM m;\n__attribute__((guarded_by(m))) int x;\n'
+                    "int f();\nint f() { return x; }\n")
+        self.assert_found("warnings", {"CMakeLists.txt": build, "a.cpp": "int f(int x) {\n  int y = 0;\n  return x;\n}\n"},
+                          "a.cpp:2", "unused-variable")
+        self.assert_found("warnings", {"CMakeLists.txt": build, "a.cpp": "#if defined(__clang__)\n" + unlocked + "#endif\n"},
+                          "a.cpp:6", "thread-safety")
+        self.assertEqual(self.run_check("warnings", {"CMakeLists.txt": build, "a.cpp": "int f();\nint f() { return 1; }\n"})[0], 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <openssl/types.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+class TestCertificate;
+
+// A loopback HTTP/1.1 server for tests and benchmarks that answers, stalls, resets and lies as its handlers
+// say. A thread a connection; connections are kept alive. All functions may be called from any thread.
+class HttpServer {
+ public:
+  using Field = std::pair<std::string, std::string>;
+
+  struct Request {
+    std::string method;
+    std::string target;  // "/h?a=1"
+    std::vector<Field> headers;
+    std::string body;
+
+    std::string path() const { return target.substr(0, target.find('?')); }
+    // Null when there is none.
+    const std::string* header(std::string_view name) const;
+    std::size_t countOfHeader(std::string_view name) const;
+  };
+
+  // What is done about a request.
+  struct Reply {
+    int status = 200;
+    std::vector<Field> headers;
+    std::string body;
+    // What Content-Length says when it is not the truth.
+    std::optional<std::size_t> announcedLength;
+
+    enum class Ending { keepAlive, close, reset, stall };
+    // What follows the last byte.
+    Ending ending = Ending::keepAlive;
+    // When not 0, the bytes are written in pieces of this size, a pause apart.
+    std::size_t pieceSize = 0;
+    std::chrono::milliseconds pause{0};
+    // Written as they are in place of everything else; with no bytes, only the ending happens.
+    std::optional<std::string> raw;
+
+    static Reply text(std::string body, int status = 200);
+    static Reply redirect(int status, std::string location);
+    // Nothing is ever answered; the connection stays open until the client closes it.
+    static Reply stall() { return rawBytes("", Ending::stall); }
+    static Reply reset() { return rawBytes("", Ending::reset); }
+    static Reply rawBytes(std::string bytes, Ending ending);
+  };
+  using Handler = std::function<Reply(const Request&)>;
+
+  // Listens on a free port of 127.0.0.1; with a certificate, for TLS.
+  HttpServer();
+  explicit HttpServer(const TestCertificate& certificate);
+  // Closes all connections and waits for their threads.
+  ~HttpServer();
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+
+  int port() const { return port_; }
+  // "http://127.0.0.1:8080" and the path.
+  std::string url(std::string_view path = "") const;
+
+  // For requests of that path; all others get an empty 200.
+  void handle(const std::string& path, Handler handler);
+  // Every connection is closed after so many requests.
+  void closeConnectionsAfter(std::size_t requests);
+  // Requests are kept for requests() unless switched off, as long runs do.
+  void keepRequests(bool keep);
+
+  std::size_t connectionCount() const;
+  std::size_t openConnectionCount() const;
+  std::size_t requestCount() const;
+  std::vector<Request> requests() const;
+  Request lastRequest() const;
+
+  // Each answers false when it does not come true within 20 seconds.
+  bool waitForRequests(std::size_t count) const;
+  bool waitForOpenConnections(std::size_t count) const;
+
+ private:
+  class Connection;
+  struct ContextDeleter {
+    void operator()(SSL_CTX* context) const;
+  };
+
+  void listen();
+  void acceptConnections();
+  void serve(int socket);
+  void serveRequests(Connection& connection);
+  Reply replyTo(const Request& request);
+  bool send(Connection& connection, const Reply& reply, bool closes);
+
+  int listener_ = -1;
+  int port_ = 0;
+  std::unique_ptr<SSL_CTX, ContextDeleter> tls_;
+  std::thread acceptor_;
+
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  std::map<std::string, Handler> handlers_;
+  std::vector<Request> requests_;
+  std::set<int> sockets_;
+  std::size_t connectionCount_ = 0;
+  std::size_t requestCount_ = 0;
+  std::size_t requestsPerConnection_ = static_cast<std::size_t>(-1);
+  bool keepsRequests_ = true;
+  bool stopping_ = false;
+};
