@@ -52,6 +52,9 @@ class KOVA_EXPORT Kova {
   static void initialize(std::string_view envId);
   static void initialize(std::string_view envId, std::shared_ptr<KovaOptions> options);
 
+  // Prepares the capture of touches, actions and screens ahead of initialize, which does it as well. Needs no tracker.
+  static void instrumentAutocapture(const KovaOptions& options);
+
   // For apps that forward the URLs that they are asked to open. Anything but a deep link of the library is ignored.
   static void handleOpenURL(const platform::NSURL& url, const platform::Dictionary& options = {});
   static void handleOpenURLContexts(std::span<const platform::UIOpenURLContext> contexts);

@@ -93,6 +93,11 @@ void Kova::initialize(std::string_view envId, std::shared_ptr<KovaOptions> optio
   });
 }
 
+void Kova::instrumentAutocapture(const KovaOptions& options) {
+  static const SEL selector("instrumentAutocaptureWithOptions:");
+  kova::guarded({FacadeClass::classObject(), selector}, [&] { KovaTracker::instrumentAutocapture(options); });
+}
+
 void Kova::handleOpenURL(const NSURL& url, const Dictionary&) {
   static const SEL selector("handleOpenURL:options:");
   forward(selector, [&](KovaTracker& tracker) { tracker.handleOpenURL(url); });

@@ -84,9 +84,12 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
 
 KovaTracker::~KovaTracker() = default;
 
+void KovaTracker::instrumentAutocapture(const KovaOptions&) {}
+
 void KovaTracker::start() {
   static const SEL selector("start");
   bindApplicationEventListeners();
+  instrumentAutocapture(*options_);
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();

@@ -53,6 +53,10 @@ class KovaTracker : public platform::NSObject {
   // What is wrong with the environment id; nothing when it is valid.
   static std::optional<std::string> messageForInvalidAppId(std::string_view appId);
 
+  // Installs the method replacements that the options ask for. This version captures nothing by itself yet, so that
+  // there are none to install.
+  static void instrumentAutocapture(const KovaOptions& options);
+
   void start();
   void stop();
 
