@@ -44,28 +44,39 @@ void writeText(Writer& writer, const String& text) {
   writer.String(view.data(), static_cast<rapidjson::SizeType>(view.size()));
 }
 
-void write(Writer& writer, const Value& value) {
-  if (value.isString()) return writeText(writer, value.string());
-  if (value.isDictionary()) {
-    writer.StartObject();
-    for (const Entry& entry : value.dictionary()) {
-      writeText(writer, entry.first.string());
-      write(writer, entry.second);
-    }
-    writer.EndObject();
-  } else if (value.isArray()) {
-    writer.StartArray();
-    for (const Value& item : value.array()) write(writer, item);
-    writer.EndArray();
-  } else if (value.isBoolean()) {
-    writer.Bool(value.boolean());
-  } else if (value.isInteger()) {
-    writer.Int64(value.integer());
-  } else if (value.isReal()) {
-    writer.Double(value.real());
-  } else {
-    writer.Null();
+bool write(Writer& writer, const Value& value, int level);
+
+bool writeDictionary(Writer& writer, const Dictionary& dictionary, int level) {
+  writer.StartObject();
+  for (const Entry& entry : dictionary) {
+    if (!entry.first.isString()) return false;
+    writeText(writer, entry.first.string());
+    if (!write(writer, entry.second, level)) return false;
   }
+  return writer.EndObject();
+}
+
+bool writeArray(Writer& writer, const Array& array, int level) {
+  writer.StartArray();
+  for (const Value& item : array) {
+    if (!write(writer, item, level)) return false;
+  }
+  return writer.EndArray();
+}
+
+// False, with part of the text written, at the first thing that is not valid. The rules are those of isValid; one walk
+// over a batch of messages does for both.
+bool write(Writer& writer, const Value& value, int level) {
+  if (value.isString()) {
+    writeText(writer, value.string());
+    return true;
+  }
+  if (value.isDictionary()) return level < kDeepestLevel && writeDictionary(writer, value.dictionary(), level + 1);
+  if (value.isArray()) return level < kDeepestLevel && writeArray(writer, value.array(), level + 1);
+  if (value.isBoolean()) return writer.Bool(value.boolean());
+  if (value.isInteger()) return writer.Int64(value.integer());
+  if (value.isReal()) return writer.Double(value.real());  // refuses what is not finite
+  return value.isNull() && writer.Null();
 }
 
 // Builds a Value from the reader's events. The open collections stand on a stack of their own, so that deep text
@@ -137,19 +148,12 @@ bool NSJSONSerialization::isValidJSONObject(const MutableDictionary& object) {
   return std::all_of(object.begin(), object.end(), [](const Entry& entry) { return isValid(entry, 1); });
 }
 
-bool NSJSONSerialization::appendJSONObject(const Value& object, std::string& out) {
-  if (!isValidJSONObject(object)) return false;
+std::optional<std::string> NSJSONSerialization::dataWithJSONObject(const Value& object) {
+  if (!object.isArray() && !object.isDictionary()) return std::nullopt;
   rapidjson::StringBuffer buffer;
   Writer writer(buffer);
-  write(writer, object);
-  out.append(buffer.GetString(), buffer.GetSize());
-  return true;
-}
-
-std::optional<std::string> NSJSONSerialization::dataWithJSONObject(const Value& object) {
-  std::string text;
-  if (!appendJSONObject(object, text)) return std::nullopt;
-  return text;
+  if (!write(writer, object, 0)) return std::nullopt;
+  return std::string(buffer.GetString(), buffer.GetSize());
 }
 
 std::optional<Value> NSJSONSerialization::JSONObjectWithData(std::string_view data) {

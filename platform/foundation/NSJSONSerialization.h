@@ -19,9 +19,6 @@ class NSJSONSerialization {
   // Compact UTF-8 text, entries in the order of the dictionary. Nothing for what is not valid as above.
   static std::optional<std::string> dataWithJSONObject(const Value& object);
 
-  // Appends the text of a valid object; false, with `out` as it was, for what is not valid.
-  static bool appendJSONObject(const Value& object, std::string& out);
-
   // The value of one JSON text, scalars at the top included. Nothing for text that is not JSON, is not UTF-8 or is
   // nested more than 512 levels deep. Whole numbers in range become integers, other numbers reals.
   static std::optional<Value> JSONObjectWithData(std::string_view data);

@@ -66,10 +66,7 @@ Array::Array(std::initializer_list<Value> items) : Array(std::vector<Value>(item
 Array::Array(std::vector<Value> items)
     : items_(items.empty() ? nullptr : std::make_shared<const std::vector<Value>>(std::move(items))) {}
 
-std::size_t Array::size() const { return items_ ? items_->size() : 0; }
 const Value& Array::operator[](std::size_t index) const { return items_->at(index); }
-const Value* Array::begin() const { return items_ ? items_->data() : nullptr; }
-const Value* Array::end() const { return items_ ? items_->data() + items_->size() : nullptr; }
 
 Dictionary::Dictionary(std::initializer_list<Entry> entries) {
   if (entries.size() > 0) entries_ = std::make_shared<const std::vector<Entry>>(withoutRepeatedKeys(entries));
@@ -83,9 +80,6 @@ Dictionary::Dictionary(const MutableDictionary& entries) {
   if (!entries.empty()) entries_ = std::make_shared<const std::vector<Entry>>(entries.entries_);
 }
 
-std::size_t Dictionary::size() const { return entries_ ? entries_->size() : 0; }
-const Entry* Dictionary::begin() const { return entries_ ? entries_->data() : nullptr; }
-const Entry* Dictionary::end() const { return entries_ ? entries_->data() + entries_->size() : nullptr; }
 
 const Value* Dictionary::find(std::string_view key) const {
   const Entry* entry = findEntry(begin(), end(), key);

@@ -176,6 +176,14 @@ class MutableDictionary {
   std::vector<Entry> entries_;
 };
 
+// The accessors that every walk over a value goes through.
+inline std::size_t Array::size() const { return items_ ? items_->size() : 0; }
+inline const Value* Array::begin() const { return items_ ? items_->data() : nullptr; }
+inline const Value* Array::end() const { return items_ ? items_->data() + items_->size() : nullptr; }
+inline std::size_t Dictionary::size() const { return entries_ ? entries_->size() : 0; }
+inline const Entry* Dictionary::begin() const { return entries_ ? entries_->data() : nullptr; }
+inline const Entry* Dictionary::end() const { return entries_ ? entries_->data() + entries_->size() : nullptr; }
+
 // "%@" of a value that may be missing: "(null)" for no value, else its description.
 std::string description(const std::optional<Value>& value);
 

@@ -23,6 +23,7 @@ std::string KISessionManager::sessionId() const {
 void KISessionManager::setSessionId(std::string sessionId) {
   const MutexLock lock(propertyLock_);
   sessionId_ = std::move(sessionId);
+  refreshSessionInfo();
 }
 
 std::optional<Dictionary> KISessionManager::sessionPixelProperties() const {
@@ -36,10 +37,15 @@ std::optional<Dictionary> KISessionManager::mostRecentPageviewInfo() const {
 }
 
 std::optional<Dictionary> KISessionManager::sessionInfo() const {
-  const auto pixelProperties = sessionPixelProperties();
-  if (!pixelProperties) return std::nullopt;
-  const Value* timestamp = pixelProperties->find("ts");
-  return Dictionary{{"id", sessionId()}, {"timestamp", timestamp ? *timestamp : Value("")}};
+  const MutexLock lock(propertyLock_);
+  return sessionInfo_;
+}
+
+void KISessionManager::refreshSessionInfo() {
+  sessionInfo_ = std::nullopt;
+  if (!sessionPixelProperties_) return;
+  const Value* timestamp = sessionPixelProperties_->find("ts");
+  sessionInfo_ = Dictionary{{"id", sessionId_}, {"timestamp", timestamp ? *timestamp : Value("")}};
 }
 
 bool KISessionManager::loggedPageview(Dictionary pageviewInfo, Dictionary pixelProperties) {
@@ -48,6 +54,7 @@ bool KISessionManager::loggedPageview(Dictionary pageviewInfo, Dictionary pixelP
   mostRecentPageviewInfo_ = std::move(pageviewInfo);
   if (sessionPixelProperties_) return false;
   sessionPixelProperties_ = std::move(pixelProperties);
+  refreshSessionInfo();
   return true;
 }
 
@@ -61,4 +68,5 @@ void KISessionManager::resetSession(bool isNewUser) {
   const MutexLock lock(propertyLock_);
   mostRecentPageviewInfo_ = std::nullopt;
   sessionPixelProperties_ = std::nullopt;
+  refreshSessionInfo();
 }

@@ -39,9 +39,13 @@ class KISessionManager {
   void resetSession(bool isNewUser);
 
  private:
+  void refreshSessionInfo() REQUIRES(propertyLock_);
+
   mutable platform::Mutex propertyLock_;
   std::string sessionId_ GUARDED_BY(propertyLock_);
   std::optional<platform::Dictionary> sessionPixelProperties_ GUARDED_BY(propertyLock_);
   std::optional<platform::Dictionary> mostRecentPageviewInfo_ GUARDED_BY(propertyLock_);
+  // Made when what it consists of changes, because every message carries it.
+  std::optional<platform::Dictionary> sessionInfo_ GUARDED_BY(propertyLock_);
   std::atomic<std::int64_t> zParam_;
 };

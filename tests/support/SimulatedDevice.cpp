@@ -71,7 +71,13 @@ std::shared_ptr<KovaOptions> SimulatedDevice::options() const {
   auto options = std::make_shared<KovaOptions>();
   options->setCaptureBaseUrl(NSURL::create(service.url()));
   options->setDisableViewControllerAutocapture(true);
+  options->setTestOnlyUrlSession(session_);
   return options;
+}
+
+void SimulatedDevice::startAndSettle(std::shared_ptr<KovaOptions> options) {
+  start(std::move(options));
+  runUntilRequests(2);
 }
 
 void SimulatedDevice::runUntil(const std::function<bool()>& predicate) {
@@ -79,9 +85,7 @@ void SimulatedDevice::runUntil(const std::function<bool()>& predicate) {
 }
 
 void SimulatedDevice::runUntilRequests(std::size_t count) {
-  runUntil([&] { return service.requestCount() >= count; });
-  // A chain's next request, or its end, follows the answer to the last one.
-  scheduler.runUntil([&] { return service.requestCount() > count; }, 0.2);
+  runUntil([&] { return service.requestCount() >= count && session_->isIdle(); });
 }
 
 void SimulatedDevice::setOnline(bool online) { isOnline = online; }

@@ -14,6 +14,7 @@
 #include "platform/simulator/SimulatedScheduler.h"
 #include "platform/uikit/UIApplication.h"
 #include "tests/support/HttpServer.h"
+#include "tests/support/SettlingURLSession.h"
 
 // A device under virtual time with an app on it: directories of its own that go with it, facts, a log that is kept, a
 // network that can be switched off, and a capture service on the loopback. One a process; made first in a test.
@@ -35,6 +36,9 @@ class SimulatedDevice {
   std::shared_ptr<KovaOptions> options() const;
   void start() { start(options()); }
   void start(std::shared_ptr<KovaOptions> options) { Kova::initialize(kEnvironment, std::move(options)); }
+  // As start, on a device that is online, until the first pageview and the message of the installation have arrived.
+  void startAndSettle() { startAndSettle(options()); }
+  void startAndSettle(std::shared_ptr<KovaOptions> options);
 
   // Runs what is queued; virtual time stands still.
   void drain() { scheduler.drain(); }
@@ -42,7 +46,8 @@ class SimulatedDevice {
   // Runs what is queued until the predicate holds; real requests are answered meanwhile. Fails the test when it does not
   // hold within 20 real seconds.
   void runUntil(const std::function<bool()>& predicate);
-  // Until that many requests have been answered in all, and everything that follows from them has been done.
+  // Until that many requests have been answered in all, and everything that follows from them has been done: no upload
+  // made with options() above is in flight any more.
   void runUntilRequests(std::size_t count);
 
   void setOnline(bool online);
@@ -52,7 +57,7 @@ class SimulatedDevice {
 
   // Every line logged so far, without time and process.
   std::vector<std::string> log() const;
-  // The lines that contain the text.
+  // The lines that contain the text, in full.
   std::vector<std::string> logLinesWith(std::string_view text) const;
   void clearLog();
 
@@ -74,6 +79,7 @@ class SimulatedDevice {
 
  private:
   std::string root_;
+  std::shared_ptr<SettlingURLSession> session_ = std::make_shared<SettlingURLSession>();
   mutable std::mutex mutex_;
   std::vector<std::string> log_;
 };

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <Kova/Kova.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/foundation/NSURL.h"
+#include "platform/linux/LinuxApplication.h"
+#include "platform/net/NetworkReachability.h"
+
+// What the measurements share: a host in a directory of its own, and how figures are taken and printed.
+namespace bench {
+
+inline constexpr const char* kEnvironment = "12345";
+
+class Host {
+ public:
+  explicit Host(bool online)
+      : root_((std::filesystem::temp_directory_path() / "kova-bench-XXXXXX").string()) {
+    if (!mkdtemp(root_.data())) std::abort();
+    startIn(root_, online);
+  }
+  ~Host() { std::filesystem::remove_all(root_); }
+  const std::string& root() const { return root_; }
+
+  static void startIn(const std::string& root, bool online) {
+    platform::startLinuxApplication(
+        {.applicationName = "Bench", .applicationIdentifier = "bench", .rootDirectory = root},
+        {{"CFBundleShortVersionString", "1.0"}, {"CFBundleVersion", "1"}});
+    platform::NetworkReachability::installFlagSource([online](const platform::NetworkReachability::Target&) {
+      return std::optional<platform::NetworkReachabilityFlags>(
+          online ? platform::kNetworkReachabilityFlagsReachable : 0);
+    });
+  }
+
+  static std::shared_ptr<KovaOptions> options(const std::string& captureUrl = "http://127.0.0.1:9/") {
+    auto options = std::make_shared<KovaOptions>();
+    options->setCaptureBaseUrl(platform::NSURL::create(captureUrl));
+    options->setDisableViewControllerAutocapture(true);
+    return options;
+  }
+
+ private:
+  std::string root_;
+};
+
+using Clock = std::chrono::steady_clock;
+
+inline double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The value below which the given share of the values lies.
+inline double percentile(std::vector<double> values, double share) {
+  std::sort(values.begin(), values.end());
+  const auto index = static_cast<std::size_t>(share * static_cast<double>(values.size() - 1));
+  return values[index];
+}
+inline double median(std::vector<double> values) { return percentile(std::move(values), 0.5); }
+
+// An event as the targets are stated for: three strings and two booleans.
+inline void trackOne() {
+  Kova::track(
+      "Checkout finished",
+      {{"plan", "pro"}, {"currency", "EUR"}, {"coupon", "WINTER-2026"}, {"trial", true}, {"gift", false}});
+}
+
+inline void printLine(const char* what, double value, const char* unit, const char* target) {
+  std::printf("%-62s %12.2f %-12s target %s\n", what, value, unit, target);
+}
+
+}  // namespace bench

@@ -1,0 +1,47 @@
+# What `cmake --install` lays down, so that a project elsewhere says find_package(Kova) and links Kova::Kova:
+#
+#   <lib>/                 the libraries Kova and KovaPlatform (on Apple systems Kova.framework, with its headers inside)
+#   <lib>/cmake/Kova/      the package
+#   <include>/kova/Kova/   what a host app includes
+#   <include>/kova/platform/<layer>/   what those headers, and hosts that set up the platform, include in turn
+
+include(CMakePackageConfigHelpers)
+
+set(kova_header_folder ${CMAKE_INSTALL_INCLUDEDIR}/kova)
+set(kova_package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Kova)
+
+file(GLOB kova_public_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/Kova/*.h)
+set_target_properties(Kova PROPERTIES PUBLIC_HEADER "${kova_public_headers}")
+set_target_properties(KovaPlatform PROPERTIES EXPORT_NAME Platform)
+
+# The two libraries stand side by side and find each other, wherever the prefix is moved to.
+if(NOT APPLE)
+  set_target_properties(Kova PROPERTIES INSTALL_RPATH "$ORIGIN")
+endif()
+
+install(
+  TARGETS Kova KovaPlatform
+  EXPORT KovaTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  FRAMEWORK DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  PUBLIC_HEADER DESTINATION ${kova_header_folder}/Kova
+  INCLUDES DESTINATION ${kova_header_folder})
+
+# Headers that only their layer's own sources include; some of them need headers of other projects.
+set(kova_internal_headers HTTPTransfer MainQueueTimer SerialWorker Text ThreadQueue TransferThread UserDefaultsDatabase)
+list(JOIN kova_internal_headers "|" kova_internal_headers)
+install(
+  DIRECTORY ${PROJECT_SOURCE_DIR}/platform/
+  DESTINATION ${kova_header_folder}/platform
+  FILES_MATCHING
+  PATTERN "*.h"
+  REGEX "/(${kova_internal_headers})\\.h$" EXCLUDE)
+
+install(EXPORT KovaTargets NAMESPACE Kova:: DESTINATION ${kova_package_folder})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KovaConfig.cmake.in ${PROJECT_BINARY_DIR}/KovaConfig.cmake
+                              INSTALL_DESTINATION ${kova_package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KovaConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KovaConfig.cmake ${PROJECT_BINARY_DIR}/KovaConfigVersion.cmake
+        DESTINATION ${kova_package_folder})
