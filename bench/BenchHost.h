@@ -14,6 +14,7 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/net/NetworkReachability.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
 
 // What the measurements share: a host in a directory of its own, and how figures are taken and printed.
 namespace bench {
@@ -27,7 +28,11 @@ class Host {
     if (!mkdtemp(root_.data())) std::abort();
     startIn(root_, online);
   }
-  ~Host() { std::filesystem::remove_all(root_); }
+  ~Host() {
+    KOVA_serialStateQueue()
+        ->waitUntilAllOperationsAreFinished();  // what was called last may still be on its way
+    std::filesystem::remove_all(root_);
+  }
   const std::string& root() const { return root_; }
 
   static void startIn(const std::string& root, bool online) {

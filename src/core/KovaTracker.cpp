@@ -118,6 +118,7 @@ void KovaTracker::enqueueLifecycleEvent() {
 
 void KovaTracker::stop() {
   static const SEL selector("stop");
+  isStopped_ = true;
   uploader_->stop();
   stopEVPairing();
   if (sessionExpirationTimer_) sessionExpirationTimer_->invalidate();
@@ -163,6 +164,7 @@ void KovaTracker::extendSession() {
   static const SEL selector("extendSession");
   performSafelyOnMainQueue(
       [](KovaTracker& tracker) {
+        if (tracker.isStopped_) return;  // its timer would keep it alive for ever
         const double interval = tracker.options_->testOnlySessionExpirationInterval().value_or(0);
         if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
         tracker.sessionExpirationTimer_ =

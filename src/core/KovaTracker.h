@@ -155,5 +155,7 @@ class KovaTracker : public platform::NSObject {
   std::unique_ptr<const KovaMessageBuilder> messageBuilder_;
   std::shared_ptr<KovaUploader> uploader_;
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
-  std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread
+  // Main thread only.
+  std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;
+  bool isStopped_ = false;
 };

@@ -112,6 +112,8 @@ class LintTest(unittest.TestCase):
         self.assert_passes("sources", {
             "src/CMakeLists.txt": 'add_library(k core/A.cpp "${PROJECT_SOURCE_DIR}/src/B.cpp"\n  C+D.cpp)\n',
             "src/core/A.cpp": "", "src/B.cpp": "", "src/C+D.cpp": "", "src/C.h": "#pragma once\n",
+            "bench/CMakeLists.txt": "function(b name)\n  add_executable(${name} ${name}.cpp)\nendfunction()\nb(track)\n",
+            "bench/track.cpp": "",
         })
 
     def test_format(self):

@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "platform/foundation/NSException.h"
 #include "platform/net/NSURLError.h"
 #include "src/core/KIBailer.h"

@@ -1,0 +1,100 @@
+// A session expires 300 s after it was last extended. Offline: nothing but the rules of time is at work.
+
+#include <gmock/gmock.h>
+
+#include "tests/support/SimulatedDevice.h"
+
+using namespace platform;
+
+namespace {
+
+class SessionExpirationTest : public testing::Test {
+ protected:
+  SessionExpirationTest() { device.setOnline(false); }
+
+  void start(std::optional<double> interval = std::nullopt) {
+    const auto options = device.options();
+    options->setTestOnlySessionExpirationInterval(interval);
+    device.start(options);
+    device.drain();
+    lastSession = Kova::sessionId().value();
+  }
+  bool isNewSession() { return std::exchange(lastSession, Kova::sessionId().value()) != Kova::sessionId().value(); }
+
+  // A just started session ends after so many seconds, and not before.
+  void expectToLast(double seconds) {
+    device.advance(seconds - 0.1);
+    EXPECT_FALSE(isNewSession());
+    device.advance(0.2);
+    EXPECT_TRUE(isNewSession());
+  }
+
+  SimulatedDevice device;
+  std::string lastSession;
+};
+
+TEST_F(SessionExpirationTest, LastsFor300SecondsAndAgainForTheNext) {
+  start();
+  expectToLast(300);
+  device.advance(299.7);
+  EXPECT_FALSE(isNewSession());
+  device.advance(0.2);
+  EXPECT_TRUE(isNewSession()) << "a new session has a running timer without any event";
+}
+
+TEST_F(SessionExpirationTest, IsExtendedByEventsAndIdentify) {
+  start();
+  const std::function<void()> extensions[] = {
+      [] { Kova::track("Event"); },
+      [] { Kova::frameworkAutocaptureEvent("Event", "react", {{"a", 1}}); },
+      [] { Kova::frameworkTrack("Event", {{"a", 1}}, "react", {{"a", 1}}); },
+      [] { Kova::identify("ada"); },
+      [] { Kova::identify(3); },
+  };
+  for (const auto& extend : extensions) {
+    device.advance(250);
+    extend();
+    EXPECT_FALSE(isNewSession());
+  }
+  expectToLast(300);
+}
+
+TEST_F(SessionExpirationTest, IsNotExtendedByPropertiesOrWhileTrackingIsDisabled) {
+  start();
+  device.advance(250);
+  Kova::addEventProperties({{"a", 1}});
+  Kova::addUserProperties({{"a", 1}});
+  Kova::setTrackingEnabled(false);
+  Kova::track("Event");
+  Kova::identify("ada");
+  expectToLast(50);
+}
+
+TEST_F(SessionExpirationTest, IsNotExtendedByEventsInTheBackground) {
+  start();
+  device.application->enterBackground();
+  device.advance(250);
+  Kova::track("Event");
+  expectToLast(50);
+}
+
+TEST_F(SessionExpirationTest, TheTestIntervalCountsOnlyAboveZero) {
+  start(20);
+  expectToLast(20);
+  for (const double interval : {0.0, -5.0}) {
+    start(interval);
+    expectToLast(300);
+  }
+}
+
+TEST_F(SessionExpirationTest, DoesNotExpireWhileTheRunLoopTracks) {
+  start();
+  device.scheduler.setMainRunLoopMode(RunLoopMode::Tracking);
+  device.advance(400);
+  EXPECT_FALSE(isNewSession());
+  device.scheduler.setMainRunLoopMode(RunLoopMode::Default);
+  device.drain();
+  EXPECT_TRUE(isNewSession());
+}
+
+}  // namespace

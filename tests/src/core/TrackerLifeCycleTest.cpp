@@ -1,0 +1,168 @@
+// Start, stop, background and foreground.
+
+#include <gmock/gmock.h>
+
+#include "src/core/KovaTracker.h"
+#include "tests/support/Json.h"
+#include "tests/support/SimulatedDevice.h"
+
+using namespace platform;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+class TrackerLifeCycleTest : public testing::Test {
+ protected:
+  std::size_t storedCount(std::string_view key) const {
+    const auto stored = device.stored(key);
+    return stored ? stored->array().size() : 0;
+  }
+  std::vector<Value> eventTypes() const {
+    std::vector<Value> types;
+    for (const Dictionary& message : device.receivedMessages()) types.push_back(at(message, "event/customEvent/type"));
+    return types;
+  }
+
+  SimulatedDevice device;
+};
+
+TEST_F(TrackerLifeCycleTest, TrackingDisabledFromTheStartEnqueuesNothing) {
+  const auto options = device.options();
+  options->setDebug(true);
+  options->setDisableTracking(true);
+  device.start(options);
+  device.drain();
+  EXPECT_FALSE(Kova::isTrackingEnabled());
+  EXPECT_THAT(device.log(), Contains("[KOVA DEBUG]: Tracking disabled, ignoring: <Lifecycle Event>"));
+  EXPECT_EQ(device.scheduler.pendingTimerCount(), 1u) << "the session's timer runs all the same";
+
+  device.clearLog();
+  Kova::track("Checkout");
+  Kova::frameworkAutocaptureEvent("Tap", "react", {{"a", 1}});
+  Kova::frameworkTrack("Swipe", {{"a", 1}}, "react", {{"a", 1}});
+  Kova::addUserProperties({{"a", 1}});
+  Kova::addEventProperties({{"a", 1}});
+  Kova::identify(3);
+  device.advance(60);
+  EXPECT_THAT(device.log(), ElementsAre("[KOVA DEBUG]: Tracking disabled, ignoring: <Checkout>",
+                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Tap>",
+                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Swipe>",
+                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Add User Properties>",
+                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Add Event Properties>",
+                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Identity>"));
+  EXPECT_EQ(device.service.requestCount(), 0u);
+
+  Kova::setTrackingEnabled(true);
+  Kova::track("Checkout");
+  device.drain();
+  device.runUntilRequests(2);
+  EXPECT_THAT(eventTypes(), ElementsAre(Value("Checkout")));
+}
+
+TEST_F(TrackerLifeCycleTest, TheBackgroundStoresSendsAndSuspends) {
+  device.startAndSettle();
+  Kova::track("Checkout");
+  device.application->enterBackground();
+  device.runUntilRequests(3);
+  EXPECT_THAT(eventTypes(), ElementsAre(Value(), Value("Checkout")));
+
+  Kova::track("In the background");
+  device.advance(60);
+  EXPECT_EQ(device.service.requestCount(), 3u) << "uploads are suspended";
+
+  device.setOnline(false);
+  device.application->enterBackground();
+  device.drain();
+  EXPECT_EQ(storedCount("parts"), 0u);
+  EXPECT_EQ(storedCount("queuedMessageBatches"), 1u);
+  EXPECT_THAT(device.batchFiles(), SizeIs(1));
+}
+
+TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForeground) {
+  device.startAndSettle();
+  const std::string firstPageview = at(device.receivedMessages()[0], "pageviewInfo/id").description();
+  device.setOnline(false);
+  Kova::track("Checkout");
+  device.application->enterBackground();
+  device.advance(60);
+  device.setOnline(true);
+  device.application->enterForeground();
+  device.runUntilRequests(4);  // a pageview and a batch, at once
+
+  EXPECT_THAT(eventTypes(), ElementsAre(Value(), Value("Checkout")));
+  const auto pageviews = device.receivedTargets("/h");
+  ASSERT_THAT(pageviews, SizeIs(2));
+  EXPECT_NE(pageviews[0].find("&v=" + firstPageview), std::string::npos) << pageviews[0];
+  EXPECT_EQ(pageviews[1].find("&v=" + firstPageview), std::string::npos) << "recorded again under an id of its own";
+  EXPECT_NE(pageviews[1].find("&z=2&ts=1767225660000&v="), std::string::npos) << pageviews[1];
+  Kova::track("Later");
+  device.advance(15);
+  device.runUntilRequests(5);
+  EXPECT_THAT(eventTypes(), Contains(Value("Later"))) << "scheduled uploads have resumed";
+}
+
+TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageviewOrTracking) {
+  const auto options = device.options();
+  options->setDisableTracking(true);
+  device.start(options);
+  device.application->enterBackground();
+  device.application->enterForeground();
+  device.advance(15);
+  Kova::setTrackingEnabled(true);
+  Kova::track("Checkout");
+  device.drain();
+  device.runUntilRequests(2);
+  Kova::setTrackingEnabled(false);
+  device.application->enterForeground();
+  device.advance(15);
+  EXPECT_THAT(device.receivedTargets("/h"), SizeIs(1));
+}
+
+TEST_F(TrackerLifeCycleTest, InitializingAgainStopsAndStoresFirst) {
+  device.startAndSettle();
+  device.setOnline(false);
+  const std::string userId = Kova::userId().value();
+  const std::string sessionId = Kova::sessionId().value();
+  const std::weak_ptr<KovaTracker> first = KovaTracker::sharedTracker();
+  Kova::identify("ada");
+  Kova::track("First");
+  device.start();
+  EXPECT_EQ(storedCount("queuedMessageBatches"), 1u);
+  EXPECT_EQ(Kova::userId(), userId);
+  EXPECT_EQ(Kova::identity(), "ada");
+  EXPECT_NE(Kova::sessionId(), sessionId);
+
+  Kova::track("Second");
+  device.drain();
+  EXPECT_TRUE(first.expired());
+  device.setOnline(true);
+  device.advance(15);
+  device.runUntilRequests(6);  // identify, pageview, two batches
+  EXPECT_THAT(eventTypes(), ElementsAre(Value(), Value("First"), Value("Second")));
+  EXPECT_THAT(device.receivedTargets("/h"), SizeIs(2));
+  EXPECT_THAT(device.receivedTargets("/api/identify_v3"), SizeIs(1));
+  EXPECT_THAT(device.batchFiles(), IsEmpty());
+}
+
+TEST_F(TrackerLifeCycleTest, WorkOfAStoppedTrackerSetsNoTimer) {
+  device.setOnline(false);
+  device.start();
+  Kova::identify("ada");
+  Kova::track("Event");
+  device.drain();
+  const std::size_t timers = device.scheduler.pendingTimerCount();
+  const std::weak_ptr<KovaTracker> first = KovaTracker::sharedTracker();
+  Kova::identify("grace");  // comes round to the main queue only after the tracker has been stopped
+  device.start();
+  device.drain();
+  Kova::track("Event");
+  device.drain();
+  EXPECT_TRUE(first.expired());
+  EXPECT_EQ(Kova::identity(), "grace");
+  EXPECT_EQ(device.scheduler.pendingTimerCount(), timers);
+}
+
+}  // namespace

@@ -1,0 +1,83 @@
+#include "src/events/KovaURLString.h"
+
+#include "src/events/KovaUtil.h"
+#include "tests/src/events/MessageFixture.h"
+
+using namespace platform;
+using testing::MatchesRegex;
+
+namespace {
+
+using KovaURLStringTest = MessageTest;
+
+TEST_F(KovaURLStringTest, AppendsParameters) {
+  std::string url = "h?a=1";
+  KOVA_appendParameter(url, "t", "a b&c");
+  KOVA_appendParameter(url, "d", std::nullopt);
+  KOVA_appendParameterEncoded(url, "i", "a%20b&c");
+  KOVA_appendTimestampParameter(url);
+  EXPECT_EQ(url, "h?a=1&t=a%20b%26c&d=%28null%29&i=a%20b&c&ts=1767225600000");
+}
+
+TEST_F(KovaURLStringTest, AppendsPairsEncodedTwice) {
+  std::string url;
+  KOVA_addPairedProperties(url, Dictionary{{"plan type", "pro"}, {"été", 2.5}, {"trial", true}, {"100%", "a/b"}}, "sp");
+  EXPECT_EQ(url, "&sp=plan%2520type&sp=pro&sp=été&sp=2.5&sp=trial&sp=1&sp=100%2525&sp=a%252Fb");
+  KOVA_addPairedProperties(url, std::nullopt, "k");
+  KOVA_addPairedProperties(url, Dictionary(), "k");
+  EXPECT_EQ(url.find("&k"), std::string::npos);
+}
+
+TEST_F(KovaURLStringTest, AppendsTheLatestPageviewOrARandomNumber) {
+  std::string first;
+  std::string second;
+  KOVA_appendMostRecentPageviewIdOrRandomNumber(first, session);
+  KOVA_appendMostRecentPageviewIdOrRandomNumber(second, session);
+  EXPECT_THAT(first, MatchesRegex("&v=[0-9]{16}"));
+  EXPECT_NE(first, second);
+
+  session.loggedPageview({{"id", "my page"}}, {});
+  std::string third;
+  KOVA_appendMostRecentPageviewIdOrRandomNumber(third, session);
+  EXPECT_EQ(third, "&v=my%20page");
+}
+
+TEST_F(KovaURLStringTest, ExtractsQueryParameters) {
+  const std::string url = "h?t=first&h=a%20b%26c&x=1&y=&t=last&z&tt=2#d=3";
+  EXPECT_EQ(json(KOVA_dictionaryExtractingQueryParameters(url, {"h", "t", "d", "y", "z"})),
+            R"({"t":"last","h":"a b&c","y":""})");
+  EXPECT_TRUE(KOVA_dictionaryExtractingQueryParameters(url, {}).empty());
+  EXPECT_TRUE(KOVA_dictionaryExtractingQueryParameters("t=1", {"t"}).empty());
+}
+
+TEST_F(KovaURLStringTest, EncodesExactlyThirtySixCharacters) {
+  const std::pair<const char*, const char*> encoded[] = {
+      {"!*'();:@&=", "%21%2A%27%28%29%3B%3A%40%26%3D"},
+      {"+$,/?%|#[]", "%2B%24%2C%2F%3F%25%7C%23%5B%5D"},
+      {"\" <>\\^`{}", "%22%20%3C%3E%5C%5E%60%7B%7D"},
+      {"\t\n\r\b\a\f\v", "%09%0A%0D%08%07%0C%0B"},
+  };
+  for (const auto& [text, expected] : encoded) EXPECT_EQ(KovaUtil::urlEncode(text), expected);
+
+  std::size_t changed = 0;
+  for (char c = 0; c >= 0 && c < 127; ++c) changed += KovaUtil::urlEncode(std::string(1, c)) != std::string(1, c);
+  EXPECT_EQ(changed, 36u);
+  const std::string passes("AZaz09-_.~\0\x01\x1F\x7Fé漢😀", 23);
+  EXPECT_EQ(KovaUtil::urlEncode(passes), passes);
+}
+
+TEST_F(KovaURLStringTest, EncodesEveryKindOfValueAndDecodesText) {
+  EXPECT_EQ(KovaUtil::urlEncode(3), "3");
+  EXPECT_EQ(KovaUtil::urlEncode(2.5), "2.5");
+  EXPECT_EQ(KovaUtil::urlEncode(true), "1");
+  EXPECT_EQ(KovaUtil::urlEncode(std::nullopt), "%28null%29");
+  EXPECT_EQ(KovaUtil::urlEncode(Value(nullptr)), "%3Cnull%3E");
+  EXPECT_EQ(KovaUtil::urlEncode(Array{1}), "%28%0A%20%20%20%201%0A%29");
+  EXPECT_EQ(KovaUtil::urlEncode(""), "");
+
+  EXPECT_EQ(KovaUtil::urlDecode("a%20b+%C3%A9é"), "a b+éé");
+  EXPECT_EQ(KovaUtil::urlDecode("50%"), "");
+  EXPECT_EQ(KovaUtil::urlDecode("%FF"), "");
+}
+
+}  // namespace

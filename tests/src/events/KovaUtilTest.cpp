@@ -1,0 +1,96 @@
+#include "src/events/KovaUtil.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "src/core/KovaLogger.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
+#include "tests/support/SimulatedDevice.h"
+
+using namespace platform;
+
+namespace {
+
+TEST(KovaUtil, MakesRandomIdsOf53BitsIn16Digits) {
+  std::set<std::string> ids;
+  for (int i = 0; i < 4000; ++i) ids.insert(KovaUtil::randomId());
+  EXPECT_EQ(ids.size(), 4000u);
+  for (const std::string& id : ids) {
+    ASSERT_EQ(id.size(), 16u);
+    ASSERT_EQ(id.find_first_not_of("0123456789"), std::string::npos);
+  }
+  // Padded, never beyond 2^53 - 1, and with the highest bit in use: that one of these fails by chance is unthinkable.
+  EXPECT_EQ(ids.begin()->front(), '0');
+  EXPECT_LE(*ids.rbegin(), "9007199254740991");
+  EXPECT_GT(*ids.rbegin(), "8900000000000000");
+}
+
+TEST(KovaUtil, RoundsTimesToWholeMilliseconds) {
+  const std::pair<double, const char*> times[] = {
+      {0, "0"},
+      {0.0004, "0"},
+      {0.0006, "1"},
+      {1.9996, "2000"},
+      {1767225600.1234, "1767225600123"},
+      {1767225600.1236, "1767225600124"},
+      {4102444799.9996, "4102444800000"},
+      {-1.5, "-1500"},
+  };
+  for (const auto& [seconds, text] : times) {
+    EXPECT_EQ(KovaUtil::epochString(NSDate::withTimeIntervalSince1970(seconds)), text);
+  }
+  SimulatedDevice device;
+  device.advance(0.5);
+  EXPECT_EQ(KovaUtil::epochString(), "1767225600500");
+}
+
+TEST(KovaUtil, TellsWhetherTheAppIsInTheBackground) {
+  SimulatedDevice device;
+  static const SEL selector("a:test:");
+  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 2);
+  device.application->becomeInactive();
+  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 2);
+  device.application->enterBackground();
+  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 1);
+  KovaUtil::setAppVisibilityStateOverride(2);
+  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 2);
+  KovaUtil::setAppVisibilityStateOverride(std::nullopt);
+  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 1);
+  UIApplication::setSharedApplication(nullptr);
+  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 2);
+  KovaUtil::setAppVisibilityStateOverride(1);
+  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 1);
+}
+
+TEST(KovaUtil, WarnsWhenVisibilityIsAskedForOffTheMainThread) {
+  SimulatedDevice device;
+  KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
+  KovaUtil::setAppVisibilityStateOverride(1);
+  KovaUtil::appVisibilityState(SEL("on:main:"));
+  EXPECT_TRUE(device.log().empty());
+
+  int state = 0;
+  KOVA_serialStateQueue()->addOperationWithBlock([&] { state = KovaUtil::appVisibilityState(SEL("off:main:")); });
+  device.drain();
+  EXPECT_EQ(state, 1);
+  EXPECT_THAT(device.log(),
+              testing::ElementsAre("[KOVA DEBUG]: WARNING - off:main: was called on a background thread. Unpredictable "
+                                   "behavior may occur."));
+}
+
+TEST(KovaUtil, TellsTheTimeSinceASelectorsLastUse) {
+  SimulatedDevice device;
+  EXPECT_GT(KovaUtil::timeSinceLastSelector("tap"), 1e9);
+  KovaUtil::updateTimeForSelector("tap");
+  EXPECT_EQ(KovaUtil::timeSinceLastSelector("tap"), 0);
+  device.advance(2.5);
+  EXPECT_EQ(KovaUtil::timeSinceLastSelector("tap"), 2.5);
+  EXPECT_GT(KovaUtil::timeSinceLastSelector("swipe"), 1e9);
+  KovaUtil::updateTimeForSelector("tap");
+  EXPECT_EQ(KovaUtil::timeSinceLastSelector("tap"), 0);
+}
+
+}  // namespace

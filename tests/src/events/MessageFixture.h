@@ -1,0 +1,48 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "platform/foundation/NSJSONSerialization.h"
+#include "src/events/KovaAppProperties.h"
+#include "src/events/KovaMessageBuilder.h"
+#include "src/events/KovaRequestBuilder.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
+#include "src/storage/KovaPersistentStore.h"
+#include "tests/support/SimulatedDevice.h"
+
+// What messages and pixel requests are made of, on a simulated device: a user and a session with fixed ids.
+class MessageTest : public testing::Test {
+ protected:
+  MessageTest() {
+    identity.setUserId("0000000000000042");
+    session.setSessionId("0000000000000007");
+  }
+
+  // The session's first pageview, 100 s ago, and one after it.
+  void viewPages() {
+    session.loggedPageview({{"id", "0000000000000001"}, {"viewController", "Home"}},
+                           {{"h", "Home screen"}, {"ts", "1767225500000"}});
+    session.loggedPageview({{"id", "0000000000000002"}, {"viewController", "Cart"}}, {});
+  }
+
+  static std::string json(const platform::Value& value) {
+    return platform::NSJSONSerialization::dataWithJSONObject(value).value_or("(no JSON)");
+  }
+  static std::string json(const platform::MutableDictionary& dictionary) {
+    return json(platform::Value(platform::Dictionary(dictionary)));
+  }
+
+  SimulatedDevice device;
+  const std::shared_ptr<KovaPersistentStore> store =
+      std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment);
+  const KovaAppProperties appProperties{*device.options()};
+  KIIdentityManager identity{store};
+  KISessionManager session{true};
+  const KovaMessageBuilder messages{SimulatedDevice::kEnvironment, appProperties, session, identity};
+  const KovaRequestBuilder requests{SimulatedDevice::kEnvironment, appProperties, session, identity};
+};

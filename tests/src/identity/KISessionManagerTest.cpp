@@ -1,0 +1,79 @@
+#include "src/identity/KISessionManager.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace platform;
+
+namespace {
+
+const Dictionary kHome{{"id", "1"}, {"viewController", "Home"}};
+const Dictionary kCart{{"id", "2"}, {"viewController", "Cart"}};
+
+TEST(KISessionManager, TellsNewUsersAndSessionsWithPageviewsApart) {
+  enum class Step { View, NewSession, NewUser };
+  using enum Step;
+  struct Case {
+    bool isNewUser;
+    std::vector<Step> steps;
+    std::int64_t zParam;
+  };
+  const Case cases[] = {
+      {true, {}, 0},
+      {false, {}, 1},
+      {true, {View}, 2},
+      {false, {View}, 2},
+      // A new user without a pageview stays new.
+      {true, {NewSession}, 0},
+      {false, {NewSession}, 1},
+      {true, {View, NewSession}, 1},
+      {true, {View, NewSession, NewSession}, 1},
+      {true, {View, NewUser}, 0},
+      {false, {NewUser}, 0},
+      {false, {NewUser, NewSession, View}, 2},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    KISessionManager session(cases[i].isNewUser);
+    for (const Step step : cases[i].steps) {
+      if (step == View) {
+        session.loggedPageview(kHome, {});
+      } else {
+        session.resetSession(step == NewUser);
+      }
+    }
+    EXPECT_EQ(session.zParam(), cases[i].zParam) << "case " << i;
+    EXPECT_EQ(session.hasLoggedAnyPageviews(), cases[i].zParam == 2) << "case " << i;
+  }
+}
+
+TEST(KISessionManager, RemembersTheFirstPixelPropertiesAndTheLatestPageview) {
+  KISessionManager session(true);
+  EXPECT_FALSE(session.sessionInfo());
+  EXPECT_FALSE(session.mostRecentPageviewInfo());
+
+  EXPECT_TRUE(session.loggedPageview(kHome, {{"ts", "100"}, {"h", "Home"}}));
+  EXPECT_FALSE(session.loggedPageview(kCart, {{"ts", "200"}, {"h", "Cart"}}));
+  EXPECT_EQ(Value(*session.sessionPixelProperties()), (Value{{"ts", "100"}, {"h", "Home"}}));
+  EXPECT_EQ(Value(*session.mostRecentPageviewInfo()), Value(kCart));
+  EXPECT_EQ(Value(*session.sessionInfo()), (Value{{"id", session.sessionId()}, {"timestamp", "100"}}));
+}
+
+TEST(KISessionManager, BeginsANewSessionWithNothingOfTheOld) {
+  KISessionManager session(false);
+  const std::string before = session.sessionId();
+  EXPECT_THAT(before, testing::MatchesRegex("[0-9]{16}"));
+  session.loggedPageview(kHome, {{"ts", "100"}});
+
+  session.resetSession(false);
+  EXPECT_THAT(session.sessionId(), testing::MatchesRegex("[0-9]{16}"));
+  EXPECT_NE(session.sessionId(), before);
+  EXPECT_FALSE(session.sessionInfo());
+  EXPECT_FALSE(session.sessionPixelProperties());
+  EXPECT_FALSE(session.mostRecentPageviewInfo());
+
+  // The first pageview of the new session is a first one again.
+  EXPECT_TRUE(session.loggedPageview(kCart, {{"h", "Cart"}}));
+  EXPECT_EQ(Value(*session.sessionInfo()), (Value{{"id", session.sessionId()}, {"timestamp", ""}}));
+}
+
+}  // namespace

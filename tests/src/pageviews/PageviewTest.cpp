@@ -1,0 +1,103 @@
+// The pageviews that the library records for an app without view controllers.
+
+#include <gmock/gmock.h>
+
+#include <regex>
+
+#include "src/core/KovaLogger.h"
+#include "tests/support/Json.h"
+#include "tests/support/SimulatedDevice.h"
+
+using namespace platform;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+class PageviewTest : public testing::Test {
+ protected:
+  std::string withoutIds(const std::string& text) const {
+    return std::regex_replace(text, std::regex("[0-9]{16}"), "ID");
+  }
+
+  SimulatedDevice device;
+};
+
+TEST_F(PageviewTest, IsSynthesizedOnceBeforeTheFirstEventsOfASession) {
+  const auto options = device.options();
+  options->setDebug(true);
+  device.start(options);
+  for (int i = 0; i < 5; ++i) Kova::track("Checkout");  // together with the installation, all in one go
+  device.runUntilRequests(2);
+  EXPECT_THAT(device.receivedTargets("/h"), SizeIs(1));
+  EXPECT_EQ(withoutIds(device.receivedTargets("/h")[0]),
+            "/h?a=12345&u=ID&s=ID&b=ios&tv=3.0&lv=9.0.0");
+  EXPECT_THAT(device.logLinesWith("Logged view controller"),
+              ElementsAre("[KOVA DEBUG]: Logged view controller with properties:"));
+
+  const auto messages = device.receivedMessages();
+  ASSERT_THAT(messages, SizeIs(6));
+  const Value pageview = at(messages[0], "pageviewInfo");
+  for (const Dictionary& message : messages) {
+    EXPECT_EQ(json(at(message, "pageviewInfo")), json(pageview));
+    EXPECT_EQ(at(message, "sessionInfo/id"), Value(*Kova::sessionId()));
+  }
+  EXPECT_EQ(withoutIds(json(pageview)), R"({"viewController":"","title":"","screenA11yId":"","screenA11yLabel":"",)"
+                                        R"("timestamp":"1767225600000","id":"ID"})");
+}
+
+TEST_F(PageviewTest, EachSessionWithAnEventGetsOne) {
+  device.startAndSettle();
+  const Value first = at(device.receivedMessages()[0], "pageviewInfo/id");
+  device.advance(301);
+  EXPECT_THAT(device.receivedTargets("/h"), SizeIs(1)) << "a session without an event needs none";
+  Kova::track("Checkout");
+  device.advance(15);
+  device.runUntilRequests(4);
+  ASSERT_THAT(device.receivedTargets("/h"), SizeIs(2));
+  EXPECT_THAT(device.receivedTargets("/h")[0], HasSubstr("&z=0&ts=1767225600000&v=" + first.description()));
+  EXPECT_THAT(device.receivedTargets("/h")[1], HasSubstr("&z=1&ts=1767225901000&v="));
+  const Dictionary message = device.receivedMessages().back();
+  EXPECT_NE(at(message, "pageviewInfo/id"), first);
+  EXPECT_EQ(at(message, "sessionInfo/id"), Value(*Kova::sessionId()));
+  EXPECT_EQ(at(message, "sessionInfo/timestamp"), Value("1767225901000"));
+}
+
+TEST_F(PageviewTest, NoEventLeavesTheDeviceWithoutOne) {
+  const auto options = device.options();
+  options->setDisableViewControllerAutocapture(false);
+  device.start(options);
+  Kova::track("Checkout");
+  device.advance(60);
+  device.application->enterBackground();
+  device.drain();
+  EXPECT_EQ(device.service.requestCount(), 0u);
+  ASSERT_EQ(device.stored("parts")->array().size(), 2u);
+  for (const Value& message : device.stored("parts")->array()) {
+    EXPECT_EQ(message.dictionary().find("pageviewInfo"), nullptr);
+    EXPECT_EQ(message.dictionary().find("sessionInfo"), nullptr);
+  }
+}
+
+TEST_F(PageviewTest, AFullQueueDropsThePageview) {
+  device.setOnline(false);
+  const auto options = device.options();
+  options->setDisableTracking(true);
+  device.start(options);
+  device.drain();
+  Kova::setTrackingEnabled(true);
+  for (int i = 0; i < 200; ++i) Kova::addUserProperties({{"i", i}});
+  Kova::track("Checkout");
+  device.drain();
+  const Array urls = device.stored("queuedPageviews")->array();
+  EXPECT_EQ(urls.size(), 200u);
+  for (const Value& url : urls) EXPECT_THAT(url.description(), HasSubstr("api/add_user_properties_v3"));
+  device.application->enterBackground();
+  device.drain();
+  EXPECT_EQ(device.stored("parts")->array().size(), 1u) << "kept, until a pageview finds room";
+}
+
+}  // namespace
