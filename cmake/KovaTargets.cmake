@@ -10,8 +10,9 @@ function(kova_compile_options target)
   if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     target_compile_options(${target} PRIVATE -Wthread-safety)
   else()
-    # g++ 12 takes the unused alternatives of a std::variant or std::optional for uninitialised memory.
-    target_compile_options(${target} PRIVATE -fno-semantic-interposition -Wno-maybe-uninitialized)
+    # g++ 12 takes the unused alternatives of a std::variant or std::optional for uninitialised memory, and text + text
+    # for a copy onto itself.
+    target_compile_options(${target} PRIVATE -fno-semantic-interposition -Wno-maybe-uninitialized -Wno-restrict)
   endif()
   if(KOVA_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)

@@ -2,8 +2,8 @@
 //
 //   every-call --capture-url URL [--data DIRECTORY] [--start first|second] [--debug]
 //
-// The first start records, identifies, uploads, goes offline, records once more and leaves. The second, an upgraded
-// build with the network back, finds user, properties and the event that was recorded offline again.
+// The first start records, identifies, uploads, goes offline, records once more and leaves. The second, an
+// upgraded build with the network back, finds user, properties and the event that was recorded offline again.
 
 #include <Kova/Kova.h>
 
@@ -66,7 +66,8 @@ Arguments parse(const std::vector<std::string>& words) {
   return arguments;
 }
 
-// The network as this host sees it: the loopback counts, so that the example also runs on a machine without any other.
+// The network as this host sees it: the loopback counts, so that the example also runs on a machine without
+// any other.
 bool isOnline = true;
 
 void startPlatform(const Arguments& arguments) {

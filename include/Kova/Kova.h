@@ -16,21 +16,21 @@
 // Product analytics: the one class that an app calls.
 //
 //   auto options = std::make_shared<KovaOptions>();
-//   options->setDisableViewControllerAutocapture(true);  // for an app without view controllers, see KovaOptions
-//   Kova::initialize("1234", options);
-//   Kova::track("Checkout", {{"plan", "pro"}, {"trial", true}, {"seats", 3}});
+//   options->setDisableViewControllerAutocapture(true);  // for an app without view controllers, see
+//   KovaOptions Kova::initialize("1234", options); Kova::track("Checkout", {{"plan", "pro"}, {"trial", true},
+//   {"seats", 3}});
 //
-// Events are kept on the device, survive restarts, and are sent in batches while the app is in the foreground. An app
-// without view controllers must set disableViewControllerAutocapture as above: no event leaves the device before a
-// pageview, and that option makes the library record one by itself.
+// Events are kept on the device, survive restarts, and are sent in batches while the app is in the
+// foreground. An app without view controllers must set disableViewControllerAutocapture as above: no event
+// leaves the device before a pageview, and that option makes the library record one by itself.
 //
-// Calls return at once: the work is done on a queue of the library's own. They are meant for the main thread; calls from
-// other threads work too. Before initialisation every call is a silent no-op and every getter answers nothing. No
-// exception ever leaves a call, with one exception: an invalid environment id fails an assertion. After a failure of its
-// own the library logs it and does nothing for the rest of the process.
+// Calls return at once: the work is done on a queue of the library's own. They are meant for the main thread;
+// calls from other threads work too. Before initialisation every call is a silent no-op and every getter
+// answers nothing. No exception ever leaves a call, with one exception: an invalid environment id fails an
+// assertion. After a failure of its own the library logs it and does nothing for the rest of the process.
 //
-// Dictionaries are copied; what is no dictionary, and values that cannot be sent, are discarded with a line in the debug
-// log. Booleans stay booleans, every other property value is sent as its description.
+// Dictionaries are copied; what is no dictionary, and values that cannot be sent, are discarded with a line
+// in the debug log. Booleans stay booleans, every other property value is sent as its description.
 class KOVA_EXPORT Kova {
  public:
   Kova() = delete;
@@ -46,16 +46,18 @@ class KOVA_EXPORT Kova {
   static std::optional<std::string> sessionId();
 
   // Starts the library. The environment id is a decimal number without leading zeros; any other throws an
-  // NSInternalInconsistencyException. A further call replaces what the one before it started, after everything that was
-  // recorded until then has been stored. The options are shared with the caller, see KovaOptions; null stands for a
-  // fresh KovaOptions.
+  // NSInternalInconsistencyException. A further call replaces what the one before it started, after
+  // everything that was recorded until then has been stored. The options are shared with the caller, see
+  // KovaOptions; null stands for a fresh KovaOptions.
   static void initialize(std::string_view envId);
   static void initialize(std::string_view envId, std::shared_ptr<KovaOptions> options);
 
-  // Prepares the capture of touches, actions and screens ahead of initialize, which does it as well. Needs no tracker.
+  // Prepares the capture of touches, actions and screens ahead of initialize, which does it as well. Needs no
+  // tracker.
   static void instrumentAutocapture(const KovaOptions& options);
 
-  // For apps that forward the URLs that they are asked to open. Anything but a deep link of the library is ignored.
+  // For apps that forward the URLs that they are asked to open. Anything but a deep link of the library is
+  // ignored.
   static void handleOpenURL(const platform::NSURL& url, const platform::Dictionary& options = {});
   static void handleOpenURLContexts(std::span<const platform::UIOpenURLContext> contexts);
   // Pairing with the Event Visualizer's dashboard.
@@ -79,11 +81,11 @@ class KOVA_EXPORT Kova {
   // For frameworks that wrap the library: events of theirs, with the framework's name as source.
   static void frameworkAutocaptureEvent(std::string_view event, std::string_view source,
                                         const platform::Value& sourceProperties);
-  static void frameworkTrack(std::string_view event, const platform::Value& properties, std::string_view source,
-                             const platform::Value& sourceProperties);
+  static void frameworkTrack(std::string_view event, const platform::Value& properties,
+                             std::string_view source, const platform::Value& sourceProperties);
 
-  // Attaches a name of the app's own to the user: a non-empty string. Under another name than before, the user becomes
-  // a new one first.
+  // Attaches a name of the app's own to the user: a non-empty string. Under another name than before, the
+  // user becomes a new one first.
   static void identify(const platform::Value& identity);
   // Makes an identified user a new, anonymous one.
   static void resetIdentity();

@@ -14,9 +14,9 @@ class UIView;
 class UIViewController;
 }  // namespace platform
 
-// What a host implements to add to, or to replace, what is captured by itself. Every method is optional: answer nothing
-// to leave the captured properties as they are. The entries of a dictionary win over the captured ones, but never bring
-// back what the options disable or a redaction hides.
+// What a host implements to add to, or to replace, what is captured by itself. Every method is optional:
+// answer nothing to leave the captured properties as they are. The entries of a dictionary win over the
+// captured ones, but never bring back what the options disable or a redaction hides.
 //
 // Called on the main thread. Options hold the delegate weakly: the host keeps it alive.
 class KOVA_EXPORT KovaAutocaptureEnrichmentDelegate {
@@ -33,7 +33,8 @@ class KOVA_EXPORT KovaAutocaptureEnrichmentDelegate {
   }
   // Keyed by the KovaTouchEventProperty… constants. Touch and control are null where there is none.
   virtual std::optional<platform::Dictionary> autocaptureTouchEventProperties(std::string_view /*eventType*/,
-                                                                              platform::UIView&, platform::UITouch*,
+                                                                              platform::UIView&,
+                                                                              platform::UITouch*,
                                                                               platform::UIControl*) {
     return std::nullopt;
   }

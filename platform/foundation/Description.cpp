@@ -1,6 +1,6 @@
-// The text that "%@" writes of a Value. Collections are written in the platform's property-list style: one entry a
-// line, four blanks a level, dictionaries in ascending order of their keys when all keys are strings, text in quotes
-// unless it consists of ASCII letters and digits alone.
+// The text that "%@" writes of a Value. Collections are written in the platform's property-list style: one
+// entry a line, four blanks a level, dictionaries in ascending order of their keys when all keys are strings,
+// text in quotes unless it consists of ASCII letters and digits alone.
 
 #include <algorithm>
 #include <cmath>
@@ -38,7 +38,8 @@ char32_t takeCodePoint(std::string_view& text) {
   const auto lead = static_cast<unsigned char>(text[0]);
   const std::size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
   char32_t point = length == 1 ? lead : lead & (0xFFu >> (length + 1));
-  for (std::size_t i = 1; i < length; ++i) point = (point << 6) | (static_cast<unsigned char>(text[i]) & 0x3F);
+  for (std::size_t i = 1; i < length; ++i)
+    point = (point << 6) | (static_cast<unsigned char>(text[i]) & 0x3F);
   text.remove_prefix(length);
   return point;
 }

@@ -16,8 +16,8 @@ namespace platform {
 //   %@                 anything with a description (below), "(null)" for what is missing
 //   %d %ld %lld        signed integers            %u %lu %llu %016llu   unsigned integers
 //   %f %.0f            real numbers               %%                    a per cent sign
-// A format is checked when it is compiled: a conversion without its argument, an argument without its conversion
-// or one of the wrong kind does not compile. Nothing is described before the text is really made.
+// A format is checked when it is compiled: a conversion without its argument, an argument without its
+// conversion or one of the wrong kind does not compile. Nothing is described before the text is really made.
 
 // The description of each kind of thing that "%@" takes.
 inline std::string describe(std::string_view text) { return std::string(text); }
@@ -26,15 +26,13 @@ inline std::string describe(const char* text) { return text ? text : "(null)"; }
 inline std::string describe(const String& text) { return text.str(); }
 inline std::string describe(SEL selector) { return NSStringFromSelector(selector); }
 template <class T>
-  requires requires(const T& thing) {
-    { thing.description() } -> std::convertible_to<std::string>;
-  }
-std::string describe(const T& thing) {
-  return thing.description();
+requires requires(const T& thing) {
+  { thing.description() } -> std::convertible_to<std::string>;
 }
+std::string describe(const T& thing) { return thing.description(); }
 template <class T>
-  requires(std::is_arithmetic_v<T> || std::same_as<T, Array> || std::same_as<T, Dictionary>)
-std::string describe(const T& thing) {
+requires(std::is_arithmetic_v<T> || std::same_as<T, Array> || std::same_as<T, Dictionary>) std::string
+    describe(const T& thing) {
   return Value(thing).description();
 }
 template <class T>
@@ -42,10 +40,8 @@ std::string describe(const std::optional<T>& thing) {
   return thing ? describe(*thing) : "(null)";
 }
 template <class T>
-  requires requires(const T& thing) { thing.description(); }
-std::string describe(const std::shared_ptr<T>& thing) {
-  return thing ? thing->description() : "(null)";
-}
+requires requires(const T& thing) { thing.description(); }
+std::string describe(const std::shared_ptr<T>& thing) { return thing ? thing->description() : "(null)"; }
 
 template <class T>
 concept Describable = requires(const T& thing) {
@@ -79,7 +75,8 @@ class FormatArgument {
   };
 };
 
-// The conversion that stands at the head of `text` (which begins with '%'): its letter and the length of it all.
+// The conversion that stands at the head of `text` (which begins with '%'): its letter and the length of it
+// all.
 struct FormatConversion {
   char letter;  // '@', 'd', 'u', 'f' or '%'; 0 for what is not understood
   std::size_t length;
@@ -109,7 +106,7 @@ template <class... Arguments>
 class FormatString {
  public:
   template <class Text>
-    requires std::convertible_to<const Text&, std::string_view>
+  requires std::convertible_to<const Text&, std::string_view>
   consteval FormatString(const Text& text) : text_(text) {
     constexpr std::size_t count = sizeof...(Arguments);
     std::size_t index = 0;
@@ -141,7 +138,8 @@ class FormatString {
 std::string vformatted(std::string_view format, const FormatArgument* arguments);
 
 template <class... Arguments>
-std::string formatted(FormatString<std::type_identity_t<Arguments>...> format, const Arguments&... arguments) {
+std::string formatted(FormatString<std::type_identity_t<Arguments>...> format,
+                      const Arguments&... arguments) {
   const FormatArgument list[] = {FormatArgument(arguments)..., FormatArgument(0)};
   return vformatted(format.text(), list);
 }

@@ -8,10 +8,11 @@
 
 namespace platform {
 
-// The facts that an app states about itself: CFBundleName, CFBundleShortVersionString, CFBundleVersion and whatever
-// else it wants to be found under objectForInfoDictionaryKey.
+// The facts that an app states about itself: CFBundleName, CFBundleShortVersionString, CFBundleVersion and
+// whatever else it wants to be found under objectForInfoDictionaryKey.
 //
-// The host states them before it starts the libraries that read them, on its main thread; afterwards any thread reads.
+// The host states them before it starts the libraries that read them, on its main thread; afterwards any
+// thread reads.
 class NSBundle {
  public:
   // The app's own bundle, without facts until setInfoDictionary is called.

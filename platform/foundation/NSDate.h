@@ -5,8 +5,8 @@
 
 namespace platform {
 
-// A moment of wall-clock time, in seconds since 1970-01-01 00:00:00 UTC. A value; it reads no clock: "now" is asked
-// of the Scheduler.
+// A moment of wall-clock time, in seconds since 1970-01-01 00:00:00 UTC. A value; it reads no clock: "now" is
+// asked of the Scheduler.
 class NSDate {
  public:
   constexpr NSDate() = default;

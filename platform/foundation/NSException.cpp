@@ -23,15 +23,19 @@ std::vector<void*> currentCallStack() {
 
 std::string demangled(const char* typeName) {
   int status = 0;
-  const std::unique_ptr<char, decltype(&std::free)> text(abi::__cxa_demangle(typeName, nullptr, nullptr, &status),
-                                                         &std::free);
+  const std::unique_ptr<char, decltype(&std::free)> text(
+      abi::__cxa_demangle(typeName, nullptr, nullptr, &status), &std::free);
   return status == 0 ? text.get() : typeName;
 }
 
 }  // namespace
 
-NSException::NSException(std::string_view name, std::optional<std::string> reason, std::optional<Dictionary> userInfo)
-    : name_(name), reason_(std::move(reason)), userInfo_(std::move(userInfo)), callStack_(currentCallStack()) {}
+NSException::NSException(std::string_view name, std::optional<std::string> reason,
+                         std::optional<Dictionary> userInfo)
+    : name_(name),
+      reason_(std::move(reason)),
+      userInfo_(std::move(userInfo)),
+      callStack_(currentCallStack()) {}
 
 NSException NSException::current() {
   try {

@@ -12,16 +12,16 @@ namespace platform {
 
 // The platform's exception: a name, an optional reason and details, and the stack on which it was made.
 //
-// The stack is kept as return addresses; turning them into text is put off until it is asked for, because most
-// exceptions are caught and dropped.
+// The stack is kept as return addresses; turning them into text is put off until it is asked for, because
+// most exceptions are caught and dropped.
 class NSException : public std::exception {
  public:
   explicit NSException(std::string_view name, std::optional<std::string> reason = std::nullopt,
                        std::optional<Dictionary> userInfo = std::nullopt);
 
-  // The exception in flight as an NSException: itself when it is one, a std::exception under its demangled type
-  // with what() as reason, and "unknown" for anything else. Call it inside a catch block only. The stack is then
-  // that of the catch block.
+  // The exception in flight as an NSException: itself when it is one, a std::exception under its demangled
+  // type with what() as reason, and "unknown" for anything else. Call it inside a catch block only. The stack
+  // is then that of the catch block.
   static NSException current();
 
   const std::string& name() const { return name_; }
@@ -42,8 +42,9 @@ class NSException : public std::exception {
 // Raised by a failed assertion.
 inline constexpr std::string_view NSInternalInconsistencyException = "NSInternalInconsistencyException";
 
-// The platform's assertion handler: logs the failure and throws an NSInternalInconsistencyException whose reason is
-// the description. `method` is written as the platform writes it, "+[Kova initialize:withOptions:]".
+// The platform's assertion handler: logs the failure and throws an NSInternalInconsistencyException whose
+// reason is the description. `method` is written as the platform writes it, "+[NSTimer
+// scheduledTimerWithTimeInterval:…]".
 [[noreturn]] void handleFailureInMethod(std::string_view method, std::string_view file, int lineNumber,
                                         std::string_view description);
 

@@ -64,14 +64,15 @@ bool writeArray(Writer& writer, const Array& array, int level) {
   return writer.EndArray();
 }
 
-// False, with part of the text written, at the first thing that is not valid. The rules are those of isValid; one walk
-// over a batch of messages does for both.
+// False, with part of the text written, at the first thing that is not valid. The rules are those of isValid;
+// one walk over a batch of messages does for both.
 bool write(Writer& writer, const Value& value, int level) {
   if (value.isString()) {
     writeText(writer, value.string());
     return true;
   }
-  if (value.isDictionary()) return level < kDeepestLevel && writeDictionary(writer, value.dictionary(), level + 1);
+  if (value.isDictionary())
+    return level < kDeepestLevel && writeDictionary(writer, value.dictionary(), level + 1);
   if (value.isArray()) return level < kDeepestLevel && writeArray(writer, value.array(), level + 1);
   if (value.isBoolean()) return writer.Bool(value.boolean());
   if (value.isInteger()) return writer.Int64(value.integer());
@@ -79,8 +80,8 @@ bool write(Writer& writer, const Value& value, int level) {
   return value.isNull() && writer.Null();
 }
 
-// Builds a Value from the reader's events. The open collections stand on a stack of their own, so that deep text
-// does not deepen the call stack.
+// Builds a Value from the reader's events. The open collections stand on a stack of their own, so that deep
+// text does not deepen the call stack.
 class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ValueBuilder> {
  public:
   bool Null() { return add(Value()); }
@@ -90,7 +91,9 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   bool Int64(std::int64_t integer) { return add(integer); }
   bool Uint64(std::uint64_t integer) { return add(integer); }
   bool Double(double real) { return add(real); }
-  bool String(const char* text, rapidjson::SizeType length, bool) { return add(std::string_view(text, length)); }
+  bool String(const char* text, rapidjson::SizeType length, bool) {
+    return add(std::string_view(text, length));
+  }
   bool StartArray() { return open(); }
   bool EndArray(rapidjson::SizeType count) {
     std::vector<Value> items = take(count);
@@ -115,7 +118,8 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   Value result() { return std::move(values_.front()); }
 
  private:
-  // Beyond this size a repeated key, which no writer makes, is kept rather than searched for in quadratic time.
+  // Beyond this size a repeated key, which no writer makes, is kept rather than searched for in quadratic
+  // time.
   static constexpr rapidjson::SizeType kCheckedForRepeats = 64;
 
   bool open() { return ++level_ <= kDeepestLevel; }

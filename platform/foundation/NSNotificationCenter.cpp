@@ -18,7 +18,8 @@ NSNotificationCenter::Token NSNotificationCenter::addObserver(std::string_view n
 
 void NSNotificationCenter::removeObserver(Token token) {
   const MutexLock lock(mutex_);
-  std::erase_if(registrations_, [token](const Registration& registration) { return registration.token == token; });
+  std::erase_if(registrations_,
+                [token](const Registration& registration) { return registration.token == token; });
 }
 
 void NSNotificationCenter::post(std::string_view name, std::shared_ptr<NSObject> object) {

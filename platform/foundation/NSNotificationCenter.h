@@ -20,8 +20,8 @@ struct NSNotification {
 
 // Hands notifications to those who asked for them, at once and on the thread that posts.
 //
-// Observers are called in the order in which they were added; one added while a notification is being posted is
-// not told of that one, one removed meanwhile may still be. Any thread.
+// Observers are called in the order in which they were added; one added while a notification is being posted
+// is not told of that one, one removed meanwhile may still be. Any thread.
 class NSNotificationCenter {
  public:
   using Observer = std::function<void(const NSNotification&)>;

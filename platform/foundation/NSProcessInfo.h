@@ -5,8 +5,8 @@
 
 namespace platform {
 
-// The system that the process runs on, as far as programs ask about it. Stated by the host or a simulated device
-// before libraries start, on the main thread; afterwards any thread reads.
+// The system that the process runs on, as far as programs ask about it. Stated by the host or a simulated
+// device before libraries start, on the main thread; afterwards any thread reads.
 class NSProcessInfo {
  public:
   static NSProcessInfo& processInfo();

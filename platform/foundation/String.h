@@ -11,8 +11,8 @@ namespace platform {
 
 // Immutable UTF-8 text in 16 bytes: up to 15 bytes are held in place, longer text is shared by all copies.
 //
-// Always well-formed UTF-8: each ill-formed sequence given to a constructor becomes U+FFFD, so that text from a host
-// can be written to JSON, to a store or to a URL without a further test. May be read from any thread.
+// Always well-formed UTF-8: each ill-formed sequence given to a constructor becomes U+FFFD, so that text from
+// a host can be written to JSON, to a store or to a URL without a further test. May be read from any thread.
 class String {
  public:
   String() { bytes_[kTag] = 0; }

@@ -12,7 +12,8 @@ namespace {
 bool isWhitespaceOrNewline(utf8proc_int32_t point) {
   if ((point >= 0x09 && point <= 0x0D) || point == 0x85) return true;
   const auto category = utf8proc_category(point);
-  return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
+  return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL ||
+         category == UTF8PROC_CATEGORY_ZP;
 }
 
 struct CodePoint {

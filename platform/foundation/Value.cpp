@@ -38,7 +38,8 @@ std::vector<Entry> withoutRepeatedKeys(std::initializer_list<Entry> given) {
   entries.reserve(given.size());
   if (given.size() <= kScannedKeys) {
     for (const Entry& entry : given) {
-      auto same = std::find_if(entries.begin(), entries.end(), [&](const Entry& e) { return e.first == entry.first; });
+      auto same = std::find_if(entries.begin(), entries.end(),
+                               [&](const Entry& e) { return e.first == entry.first; });
       if (same == entries.end()) {
         entries.push_back(entry);
       } else {
@@ -80,18 +81,19 @@ Dictionary::Dictionary(const MutableDictionary& entries) {
   if (!entries.empty()) entries_ = std::make_shared<const std::vector<Entry>>(entries.entries_);
 }
 
-
 const Value* Dictionary::find(std::string_view key) const {
   const Entry* entry = findEntry(begin(), end(), key);
   return entry == end() ? nullptr : &entry->second;
 }
 
-MutableDictionary::MutableDictionary(std::initializer_list<Entry> entries) : entries_(withoutRepeatedKeys(entries)) {}
+MutableDictionary::MutableDictionary(std::initializer_list<Entry> entries)
+    : entries_(withoutRepeatedKeys(entries)) {}
 
 MutableDictionary::MutableDictionary(const Dictionary& entries) : entries_(entries.begin(), entries.end()) {}
 
 void MutableDictionary::set(Value key, std::optional<Value> value) {
-  auto same = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.first == key; });
+  auto same =
+      std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.first == key; });
   if (!value) {
     if (same != entries_.end()) entries_.erase(same);
   } else if (same != entries_.end()) {
@@ -139,7 +141,9 @@ std::string_view Value::className() const {
     std::string_view operator()(const NSDate&) const { return "NSDate"; }
     std::string_view operator()(const Array&) const { return "NSArray"; }
     std::string_view operator()(const Dictionary&) const { return "NSDictionary"; }
-    std::string_view operator()(const std::shared_ptr<NSObject>& object) const { return object->isa().name(); }
+    std::string_view operator()(const std::shared_ptr<NSObject>& object) const {
+      return object->isa().name();
+    }
   };
   return visit(Namer{});
 }

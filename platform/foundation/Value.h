@@ -40,8 +40,8 @@ class Array {
   std::shared_ptr<const std::vector<Value>> items_;
 };
 
-// An immutable map in insertion order. Copies share one map. Keys may be of any kind, so that bad input can be seen
-// and refused; of equal keys the last one given wins, in the place of the first.
+// An immutable map in insertion order. Copies share one map. Keys may be of any kind, so that bad input can
+// be seen and refused; of equal keys the last one given wins, in the place of the first.
 class Dictionary {
  public:
   Dictionary() = default;
@@ -61,8 +61,9 @@ class Dictionary {
   std::shared_ptr<const std::vector<Entry>> entries_;
 };
 
-// Foundation's property-list world as one C++ value of 24 bytes: the null marker, a boolean, an integer, a real, a
-// string, a date, an array, a dictionary or any NSObject. Copying is cheap: what is large is shared and immutable.
+// Foundation's property-list world as one C++ value of 24 bytes: the null marker, a boolean, an integer, a
+// real, a string, a date, an array, a dictionary or any NSObject. Copying is cheap: what is large is shared
+// and immutable.
 //
 // Literals convert: {{"plan", "pro"}, {"trial", true}, {"seats", 3}} is a dictionary, Array{1, 2} an array.
 // A boolean is never an integer. "No value" (nil) is not a Value: it is std::nullopt of std::optional<Value>.
@@ -76,8 +77,7 @@ class Value {
   Value(std::nullptr_t) {}
   Value(std::same_as<bool> auto boolean) : data_(static_cast<bool>(boolean)) {}
   template <std::integral T>
-    requires(!std::same_as<T, bool>)
-  Value(T integer) : data_(fromInteger(integer)) {}
+  requires(!std::same_as<T, bool>) Value(T integer) : data_(fromInteger(integer)) {}
   Value(std::floating_point auto real) : data_(static_cast<double>(real)) {}
   Value(const char* text) : data_(String(text)) {}
   Value(std::string_view text) : data_(String(text)) {}
@@ -123,8 +123,8 @@ class Value {
   // The name of the platform's class for such a value: NSString, NSNumber, NSNull, or the object's own class.
   std::string_view className() const;
 
-  // Deep for collections, identity for objects; numbers are equal across kinds when their values are, booleans only
-  // to booleans.
+  // Deep for collections, identity for objects; numbers are equal across kinds when their values are,
+  // booleans only to booleans.
   friend bool operator==(const Value& a, const Value& b);
 
   template <class Visitor>
@@ -133,7 +133,8 @@ class Value {
   }
 
  private:
-  using Data = std::variant<Null, bool, std::int64_t, double, String, NSDate, Array, Dictionary, std::shared_ptr<NSObject>>;
+  using Data = std::variant<Null, bool, std::int64_t, double, String, NSDate, Array, Dictionary,
+                            std::shared_ptr<NSObject>>;
 
   template <class T>
   bool is() const {
@@ -182,7 +183,9 @@ inline const Value* Array::begin() const { return items_ ? items_->data() : null
 inline const Value* Array::end() const { return items_ ? items_->data() + items_->size() : nullptr; }
 inline std::size_t Dictionary::size() const { return entries_ ? entries_->size() : 0; }
 inline const Entry* Dictionary::begin() const { return entries_ ? entries_->data() : nullptr; }
-inline const Entry* Dictionary::end() const { return entries_ ? entries_->data() + entries_->size() : nullptr; }
+inline const Entry* Dictionary::end() const {
+  return entries_ ? entries_->data() + entries_->size() : nullptr;
+}
 
 // "%@" of a value that may be missing: "(null)" for no value, else its description.
 std::string description(const std::optional<Value>& value);

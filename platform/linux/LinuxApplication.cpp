@@ -38,7 +38,8 @@ void startLinuxApplication(const HostOptions& options, const Dictionary& bundleF
 
   NetworkReachability::installFlagSource(routeFlags);
   NetworkReachability::installChangeSource(watchRoutes);
-  if (!UIApplication::sharedApplication()) UIApplication::setSharedApplication(std::make_shared<UIApplication>());
+  if (!UIApplication::sharedApplication())
+    UIApplication::setSharedApplication(std::make_shared<UIApplication>());
 }
 
 }  // namespace platform

@@ -5,8 +5,6 @@
 
 #include "platform/dispatch/DispatchQueue.h"
 #include "platform/foundation/SystemLog.h"
-#include "platform/net/NSURLError.h"
-#include "platform/net/TransferThread.h"
 
 namespace platform {
 namespace {
@@ -36,30 +34,6 @@ NSURLSessionDataTask::NSURLSessionDataTask(NSURLRequest request,
 NSURLSessionTask::State NSURLSessionDataTask::state() const {
   MutexLock lock(mutex_);
   return state_;
-}
-
-void NSURLSessionDataTask::resume() {
-  {
-    MutexLock lock(mutex_);
-    if (state_ != State::suspended) return;
-    state_ = State::running;
-  }
-  TransferThread::shared().start(shared_from_this());
-}
-
-void NSURLSessionDataTask::cancel() {
-  State before;
-  {
-    MutexLock lock(mutex_);
-    before = state_;
-    if (before != State::suspended && before != State::running) return;
-    state_ = State::canceling;
-  }
-  if (before == State::running) {
-    TransferThread::shared().cancel(shared_from_this());
-  } else {
-    complete(nullptr, nullptr, makeURLError(NSURLErrorCancelled, request_.url()));
-  }
 }
 
 void NSURLSessionDataTask::complete(std::shared_ptr<const std::string> data,

@@ -1,5 +1,6 @@
 #include "platform/net/NetworkReachability.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 
 #include <atomic>
@@ -45,6 +46,13 @@ std::shared_ptr<NetworkReachability> NetworkReachability::create(const sockaddr*
   sockaddr_storage storage{};
   std::memcpy(&storage, address, length);
   return std::shared_ptr<NetworkReachability>(new NetworkReachability(storage));
+}
+
+std::shared_ptr<NetworkReachability> NetworkReachability::createWithIPv4(std::uint32_t address) {
+  sockaddr_in socketAddress{};
+  socketAddress.sin_family = AF_INET;
+  socketAddress.sin_addr.s_addr = htonl(address);
+  return create(reinterpret_cast<const sockaddr*>(&socketAddress));
 }
 
 std::shared_ptr<NetworkReachability> NetworkReachability::createWithName(const std::string& host) {

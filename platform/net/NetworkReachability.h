@@ -50,6 +50,8 @@ class NetworkReachability : public std::enable_shared_from_this<NetworkReachabil
 
   // Null for an address that is neither IPv4 nor IPv6, or for an empty name.
   static std::shared_ptr<NetworkReachability> create(const sockaddr* address);
+  // An IPv4 address or network as a number: 169.254.0.0 is 0xA9FE0000.
+  static std::shared_ptr<NetworkReachability> createWithIPv4(std::uint32_t address);
   static std::shared_ptr<NetworkReachability> createWithName(const std::string& host);
   ~NetworkReachability();
   NetworkReachability(const NetworkReachability&) = delete;

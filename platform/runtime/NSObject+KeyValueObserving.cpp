@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "platform/runtime/NSObject.h"
 #include "platform/runtime/NSObjectExtras.h"
 
 namespace platform {
@@ -12,8 +13,8 @@ void NSObject::addObserver(const std::weak_ptr<NSObject>& observer, const std::s
 
   const std::shared_ptr<NSObject> live = observer.lock();
   if (!live) return;
-  observations.push_back(
-      std::make_shared<Extras::Observation>(Extras::Observation{live.get(), observer, keyPath, context}));
+  observations.push_back(std::make_shared<NSObjectExtras::Observation>(
+      NSObjectExtras::Observation{live.get(), observer, keyPath, context}));
 }
 
 // The comparison is by address, so that an observer may still remove itself from its destructor.
@@ -44,7 +45,7 @@ void NSObject::didChangeValueForKey(std::string_view key) {
   const std::shared_ptr<NSObject> keepAlive = weak_from_this().lock();
   auto& observations = extras_->observations;
   std::erase_if(observations, [](const auto& observation) { return observation->observer.expired(); });
-  std::vector<std::shared_ptr<Extras::Observation>> round;
+  std::vector<std::shared_ptr<NSObjectExtras::Observation>> round;
   std::copy_if(observations.begin(), observations.end(), std::back_inserter(round),
                [key](const auto& observation) { return observation->keyPath == key; });
   if (round.empty()) return;

@@ -37,8 +37,8 @@ KeyValue NSObject::valueForKeyPath(std::string_view keyPath) const {
   return (*object)->valueForKeyPath(rest);
 }
 
-NSObject::Extras& NSObject::extras() {
-  if (!extras_) extras_ = std::make_unique<Extras>();
+NSObjectExtras& NSObject::extras() {
+  if (!extras_) extras_ = std::make_unique<NSObjectExtras>();
   return *extras_;
 }
 

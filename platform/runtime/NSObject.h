@@ -32,6 +32,8 @@
 
 namespace platform {
 
+struct NSObjectExtras;
+
 // The root of all objects that the run-time knows: they have a class, may be read and observed by key, and
 // carry associated objects.
 //
@@ -83,10 +85,9 @@ class NSObject : public std::enable_shared_from_this<NSObject> {
   friend std::shared_ptr<NSObject> associatedObject(const NSObject& object, const void* key);
 
   // What few objects need: observations and associated objects.
-  struct Extras;
-  Extras& extras();
+  NSObjectExtras& extras();
 
-  std::unique_ptr<Extras> extras_;
+  std::unique_ptr<NSObjectExtras> extras_;
 };
 
 // An object kept by another under a key, usually the address of a static variable; released with its keeper

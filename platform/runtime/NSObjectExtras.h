@@ -1,15 +1,16 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/runtime/NSObject.h"
-
 namespace platform {
 
+class NSObject;
+
 // The part of NSObject that is made when it is first needed. Internal to the run-time.
-struct NSObject::Extras {
+struct NSObjectExtras {
   struct Observation {
     const NSObject* identity;  // to compare with; may be dead
     std::weak_ptr<NSObject> observer;

@@ -27,7 +27,8 @@ void UIApplication::enterBackground() {
 
 void UIApplication::enterForeground() {
   if (state_ == UIApplicationState::Background) {
-    NSNotificationCenter::defaultCenter().post(UIApplicationWillEnterForegroundNotification, shared_from_this());
+    NSNotificationCenter::defaultCenter().post(UIApplicationWillEnterForegroundNotification,
+                                               shared_from_this());
   }
   state_ = UIApplicationState::Active;
 }

@@ -5,8 +5,8 @@
 
 namespace platform {
 
-// The device that the app runs on. Its facts are stated by the host's platform layer or by a simulated device before
-// libraries start, on the main thread; afterwards any thread reads.
+// The device that the app runs on. Its facts are stated by the host's platform layer or by a simulated device
+// before libraries start, on the main thread; afterwards any thread reads.
 class UIDevice {
  public:
   struct Facts {

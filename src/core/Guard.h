@@ -5,11 +5,12 @@
 #include "platform/foundation/NSException.h"
 #include "src/core/KIBailer.h"
 
-// The one way in which the library runs work that may fail: skip it once the library has bailed, and let no exception
-// out of it.
+// The one way in which the library runs work that may fail: skip it once the library has bailed, and let no
+// exception out of it.
 namespace kova {
 
-// Where an exception is said to have been caught. A class record outlives everything, so nothing is kept alive.
+// Where an exception is said to have been caught. A class record outlives everything, so nothing is kept
+// alive.
 struct Place {
   const platform::Class& inClass;
   platform::SEL selector;

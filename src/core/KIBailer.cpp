@@ -32,8 +32,10 @@ void KIBailer::reset() {
 }
 
 void KIBailer::assertMinimumOSVersion() {
-  if (std::floor(NSProcessInfo::processInfo().foundationVersionNumber()) > kNewestUnsupportedFoundation) return;
-  KovaLog("The Kova library has been disabled because this device is running a version of iOS older than 10.0.");
+  if (std::floor(NSProcessInfo::processInfo().foundationVersionNumber()) > kNewestUnsupportedFoundation)
+    return;
+  KovaLog(
+      "The Kova library has been disabled because this device is running a version of iOS older than 10.0.");
   bail("assertMinimumOSVersion");
 }
 
@@ -48,19 +50,20 @@ void KIBailer::bail(std::string_view source) {
   isBailed_ = true;
 }
 
-void KIBailer::registerException(const NSException& exception, const Class& inClass, SEL selector, bool bail) {
+void KIBailer::registerException(const NSException& exception, const Class& inClass, SEL selector,
+                                 bool bail) {
   registerException(exception, formatted("%@/%@", NSStringFromClass(inClass), selector), bail);
 }
 
-void KIBailer::registerException(const NSException& exception, const NSObject& inObject, SEL selector, bool bail) {
+void KIBailer::registerException(const NSException& exception, const NSObject& inObject, SEL selector,
+                                 bool bail) {
   registerException(exception, inObject.isa(), selector, bail);
 }
 
 void KIBailer::registerException(const NSException& exception, std::string_view source, bool bail) {
   KITelemetry::sharedTelemetry().notifyBailed(exception, source);
-  KovaLog(
-      "The Kova library caught an exception at %@. (name: %@, reason: %@, userInfo: %@, stacktrace: %@)", source,
-      exception.name(), exception.reason(), exception.userInfo(), exception.callStackSymbols());
+  KovaLog("The Kova library caught an exception at %@. (name: %@, reason: %@, userInfo: %@, stacktrace: %@)",
+          source, exception.name(), exception.reason(), exception.userInfo(), exception.callStackSymbols());
   if (!bail) return;
   KovaLog("The Kova library has been disabled because of an uncaught exception.");
   this->bail(source);

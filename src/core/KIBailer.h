@@ -9,9 +9,10 @@
 #include "platform/runtime/Mutex.h"
 #include "platform/runtime/NSObject.h"
 
-// The library's last line of defence. Every guarded entry point hands it the exceptions that it catches; once it has
-// bailed, the whole library does nothing more for the rest of the process. Nothing is torn down: timers and queued
-// work run down into no-ops, and replaced platform methods go on calling the platform's own.
+// The library's last line of defence. Every guarded entry point hands it the exceptions that it catches; once
+// it has bailed, the whole library does nothing more for the rest of the process. Nothing is torn down:
+// timers and queued work run down into no-ops, and replaced platform methods go on calling the platform's
+// own.
 //
 // One shared instance, never destroyed. Any thread.
 class KIBailer {
@@ -28,8 +29,8 @@ class KIBailer {
   void bailWithoutReport() noexcept { isBailed_ = true; }
 
   // Reports an exception caught at "class/selector" to telemetry and to the log, and bails if asked to.
-  void registerException(const platform::NSException& exception, const platform::Class& inClass, platform::SEL selector,
-                         bool bail);
+  void registerException(const platform::NSException& exception, const platform::Class& inClass,
+                         platform::SEL selector, bool bail);
   void registerException(const platform::NSException& exception, const platform::NSObject& inObject,
                          platform::SEL selector, bool bail);
   void registerException(const platform::NSException& exception, std::string_view source, bool bail = true);

@@ -15,7 +15,8 @@ class FacadeClass : public NSObject {
   NS_OBJECT_NAMED(FacadeClass, NSObject, "Kova")
 };
 
-// The safe facade call: nothing once the library has bailed, nothing before it has a tracker, and no exception ever.
+// The safe facade call: nothing once the library has bailed, nothing before it has a tracker, and no
+// exception ever.
 template <class Call>
 void forward(SEL selector, Call&& call) {
   kova::guarded({FacadeClass::classObject(), selector}, [&call] {
@@ -23,8 +24,8 @@ void forward(SEL selector, Call&& call) {
   });
 }
 
-// The same for a getter; `bailed` is its answer when the library has bailed or fails, `absent` that before there is a
-// tracker.
+// The same for a getter; `bailed` is its answer when the library has bailed or fails, `absent` that before
+// there is a tracker.
 template <class Answer, class Call>
 Answer ask(SEL selector, Call&& call, Answer bailed, Answer absent) {
   return kova::guarded(
@@ -64,19 +65,22 @@ std::string Kova::libVersion() { return std::string(KovaLibraryVersion); }
 std::optional<std::string> Kova::userId() {
   static const SEL selector("userId");
   using Answer = std::optional<std::string>;
-  return ask<Answer>(selector, [](KovaTracker& tracker) { return tracker.userId(); }, "", std::nullopt);
+  return ask<Answer>(
+      selector, [](KovaTracker& tracker) { return tracker.userId(); }, "", std::nullopt);
 }
 
 std::optional<std::string> Kova::identity() {
   static const SEL selector("identity");
   using Answer = std::optional<std::string>;
-  return ask<Answer>(selector, [](KovaTracker& tracker) { return tracker.identity(); }, std::nullopt, std::nullopt);
+  return ask<Answer>(
+      selector, [](KovaTracker& tracker) { return tracker.identity(); }, std::nullopt, std::nullopt);
 }
 
 std::optional<std::string> Kova::sessionId() {
   static const SEL selector("sessionId");
   using Answer = std::optional<std::string>;
-  return ask<Answer>(selector, [](KovaTracker& tracker) { return tracker.sessionId(); }, std::nullopt, std::nullopt);
+  return ask<Answer>(
+      selector, [](KovaTracker& tracker) { return tracker.sessionId(); }, std::nullopt, std::nullopt);
 }
 
 void Kova::initialize(std::string_view envId) { initialize(envId, std::make_shared<KovaOptions>()); }
@@ -132,7 +136,8 @@ void Kova::setTrackingEnabled(bool enabled) {
 
 bool Kova::isTrackingEnabled() {
   static const SEL selector("isTrackingEnabled");
-  return ask(selector, [](KovaTracker& tracker) { return tracker.isTrackingEnabled(); }, false, false);
+  return ask(
+      selector, [](KovaTracker& tracker) { return tracker.isTrackingEnabled(); }, false, false);
 }
 
 void Kova::changeInterval(double seconds) {
@@ -150,7 +155,8 @@ void Kova::track(std::string_view event, const Value& properties) {
   forward(selector, [&](KovaTracker& tracker) { tracker.recordCustomEvent(event, properties); });
 }
 
-void Kova::frameworkAutocaptureEvent(std::string_view event, std::string_view source, const Value& sourceProperties) {
+void Kova::frameworkAutocaptureEvent(std::string_view event, std::string_view source,
+                                     const Value& sourceProperties) {
   static const SEL selector("frameworkAutocaptureEvent:withSource:withSourceProperties:");
   forward(selector, [&](KovaTracker& tracker) {
     tracker.recordFrameworkAutocaptureEvent(event, source, sourceProperties);

@@ -3,7 +3,8 @@
 namespace kova {
 
 const platform::NSURL& defaultCaptureEndpoint() {
-  static const auto& url = *new platform::NSURL(platform::NSURL::create("https://capture.kova.example/").value());
+  static const auto& url =
+      *new platform::NSURL(platform::NSURL::create("https://capture.kova.example/").value());
   return url;
 }
 

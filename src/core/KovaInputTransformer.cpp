@@ -30,7 +30,8 @@ KovaInputTransformer::Transmittable KovaInputTransformer::transmittablePropertyV
   return {value.description(), "string"};
 }
 
-Dictionary KovaInputTransformer::transmittableDictionaryForPropertyDictionary(const std::optional<Value>& properties) {
+Dictionary KovaInputTransformer::transmittableDictionaryForPropertyDictionary(
+    const std::optional<Value>& properties) {
   if (!checkObjectForViability(properties)) return {};
   MutableDictionary typed;
   typed.reserve(properties->dictionary().size());
@@ -45,7 +46,8 @@ Dictionary KovaInputTransformer::transmittableDictionaryForPropertyDictionary(co
   return Dictionary(std::move(typed));
 }
 
-Dictionary KovaInputTransformer::serializablePropertyDictionaryForProperties(const std::optional<Value>& properties) {
+Dictionary KovaInputTransformer::serializablePropertyDictionaryForProperties(
+    const std::optional<Value>& properties) {
   if (!checkObjectForViability(properties)) return {};
   MutableDictionary flat;
   for (const auto& [key, value] : properties->dictionary()) {

@@ -5,13 +5,14 @@
 
 #include "platform/foundation/Value.h"
 
-// Turns the dictionaries that a host passes in into what can be transmitted: booleans stay booleans, everything else
-// becomes its description. Class operations only; any thread.
+// Turns the dictionaries that a host passes in into what can be transmitted: booleans stay booleans,
+// everything else becomes its description. Class operations only; any thread.
 class KovaInputTransformer {
  public:
   KovaInputTransformer() = delete;
 
-  // Whether this is a dictionary with something in it. Anything but a dictionary is logged; nothing at all is not.
+  // Whether this is a dictionary with something in it. Anything but a dictionary is logged; nothing at all is
+  // not.
   static bool checkObjectForViability(const std::optional<platform::Value>& object);
 
   struct Transmittable {
@@ -20,12 +21,13 @@ class KovaInputTransformer {
   };
   static Transmittable transmittablePropertyValue(const platform::Value& value);
 
-  // Typed properties: each name maps to {type: value}. Keys are taken as they are. Empty for what is not viable.
+  // Typed properties: each name maps to {type: value}. Keys are taken as they are. Empty for what is not
+  // viable.
   static platform::Dictionary transmittableDictionaryForPropertyDictionary(
       const std::optional<platform::Value>& properties);
 
-  // Flat properties, without the type. Keys that are no strings and null markers are dropped, with a line of debug log
-  // each. Empty for what is not viable.
+  // Flat properties, without the type. Keys that are no strings and null markers are dropped, with a line of
+  // debug log each. Empty for what is not viable.
   static platform::Dictionary serializablePropertyDictionaryForProperties(
       const std::optional<platform::Value>& properties);
 };

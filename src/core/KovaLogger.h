@@ -6,8 +6,8 @@
 
 #include "platform/foundation/Format.h"
 
-// Writes the library's lines to the system log. One shared instance, usable from any thread; the level is a plain
-// number that a change on one thread makes visible to the others in its own time.
+// Writes the library's lines to the system log. One shared instance, usable from any thread; the level is a
+// plain number that a change on one thread makes visible to the others in its own time.
 //
 // Level 0 is always written, "Kova: …"; level 1 adds debug lines, "[KOVA DEBUG]: …"; level 2 verbose ones,
 // "[KOVA VERBOSE]: …". A line above the level is not even formatted.
@@ -35,15 +35,19 @@ class KovaLogger {
 inline constexpr std::int64_t kKovaLogLevelDebug = 1;
 inline constexpr std::int64_t kKovaLogLevelVerbose = 2;
 
-inline bool KovaLoggingEnabled(std::int64_t level) { return KovaLogger::sharedInstance().logLevel() >= level; }
+inline bool KovaLoggingEnabled(std::int64_t level) {
+  return KovaLogger::sharedInstance().logLevel() >= level;
+}
 
 template <class... Arguments>
-void KovaLog(platform::FormatString<std::type_identity_t<Arguments>...> format, const Arguments&... arguments) {
+void KovaLog(platform::FormatString<std::type_identity_t<Arguments>...> format,
+             const Arguments&... arguments) {
   KovaLogger::sharedInstance().log(0, format, arguments...);
 }
 
 template <class... Arguments>
-void KovaLogDebug(platform::FormatString<std::type_identity_t<Arguments>...> format, const Arguments&... arguments) {
+void KovaLogDebug(platform::FormatString<std::type_identity_t<Arguments>...> format,
+                  const Arguments&... arguments) {
   KovaLogger::sharedInstance().log(kKovaLogLevelDebug, format, arguments...);
 }
 

@@ -31,12 +31,11 @@ void KovaTimer::cancel() {
   const auto queue = queue_.lock();
   if (!queue) return;
   auto self = std::static_pointer_cast<KovaTimer>(shared_from_this());
-  KOVA_addSafeOperation(
-      *queue,
-      [self] {
-        if (const auto source = self->takeSource()) source->cancel();
-      },
-      {isa(), selector});
+  KOVA_addSafeOperation(*queue,
+                        [self] {
+                          if (const auto source = self->takeSource()) source->cancel();
+                        },
+                        {isa(), selector});
 }
 
 std::shared_ptr<DispatchTimer> KovaTimer::takeSource() {

@@ -11,16 +11,16 @@
 
 // A one-shot timer that delivers a safe operation into a queue after a delay.
 //
-// Held by whoever may want to cancel it; until it has fired it keeps itself, its queue and its callback alive. Any
-// thread. A cancel that arrives after the firing is harmless; a firing that was under way when cancel was called still
-// delivers its callback.
+// Held by whoever may want to cancel it; until it has fired it keeps itself, its queue and its callback
+// alive. Any thread. A cancel that arrives after the firing is harmless; a firing that was under way when
+// cancel was called still delivers its callback.
 class KovaTimer : public platform::NSObject {
   NS_OBJECT(KovaTimer, NSObject)
 
  public:
   // Runs `block` on `queue` once, `seconds` from now.
-  static std::shared_ptr<KovaTimer> scheduleSafeOperation(platform::Work block, double seconds,
-                                                          const std::shared_ptr<platform::NSOperationQueue>& queue);
+  static std::shared_ptr<KovaTimer> scheduleSafeOperation(
+      platform::Work block, double seconds, const std::shared_ptr<platform::NSOperationQueue>& queue);
 
   // `isRunning` is false when this returns; the timer source is taken down on the queue.
   void cancel();

@@ -28,9 +28,10 @@ void KovaTracker::recordCustomEvent(std::string_view name, const std::optional<V
   trackCustomEvent(
       "customEvent", EventVisualizer::Skip,
       [name = String(name), properties,
-       typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties)](KovaTracker& tracker) {
-        KovaLogDebug("Logged custom event \"%@\" with\n - properties: %@\n - eventProperties: %@", name, properties,
-                     tracker.identityManager_->eventProperties());
+       typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties)](
+          KovaTracker& tracker) {
+        KovaLogDebug("Logged custom event \"%@\" with\n - properties: %@\n - eventProperties: %@", name,
+                     properties, tracker.identityManager_->eventProperties());
         MutableDictionary event;
         event.reserve(2);
         event.append("type", name);
@@ -49,15 +50,17 @@ void KovaTracker::recordFrameworkAutocaptureEvent(std::string_view name, std::st
       [name = String(name), source = String(source), sourceProperties,
        typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(sourceProperties)](
           KovaTracker& tracker) {
-        KovaLogDebug("Logged \"%@\" framework event \"%@\" with\n - source properties: %@\n - eventProperties: %@",
-                     source, name, sourceProperties, tracker.identityManager_->eventProperties());
+        KovaLogDebug(
+            "Logged \"%@\" framework event \"%@\" with\n - source properties: %@\n - eventProperties: %@",
+            source, name, sourceProperties, tracker.identityManager_->eventProperties());
         return Dictionary{{"type", name}, {"source", source}, {sourcePropertiesKey(), typed}};
       },
       selector);
 }
 
 void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::optional<Value>& properties,
-                                             std::string_view source, const std::optional<Value>& sourceProperties) {
+                                             std::string_view source,
+                                             const std::optional<Value>& sourceProperties) {
   static const SEL selector("recordFrameworkCustomEvent:withProperties:source:sourceProperties:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
   trackCustomEvent(
@@ -67,7 +70,8 @@ void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::o
        typedSource = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(sourceProperties)](
           KovaTracker& tracker) {
         KovaLogDebug(
-            "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n - "
+            "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n "
+            "- "
             "eventProperties: %@",
             source, name, properties, sourceProperties, tracker.identityManager_->eventProperties());
         MutableDictionary event{{"type", name}, {"source", source}, {sourcePropertiesKey(), typedSource}};
@@ -77,8 +81,8 @@ void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::o
       selector);
 }
 
-// The road that all of them share: what the screen tells is read on the main thread, the message is built and queued
-// on the mutation queue.
+// The road that all of them share: what the screen tells is read on the main thread, the message is built and
+// queued on the mutation queue.
 template <class Builder>
 void KovaTracker::trackCustomEvent(std::string_view kind, EventVisualizer, Builder eventDictionaryBuilder,
                                    SEL fromSelector) {

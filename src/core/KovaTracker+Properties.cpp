@@ -13,13 +13,14 @@ void KovaTracker::identify(const std::optional<Value>& identity) {
   extendSession();
   if (!identity || !identity->isString()) {
     KovaLog(
-        "The `identify:(NSDictionary *)properties` method has been removed. Please use `identify:(NSString *)identity` "
+        "The `identify:(NSDictionary *)properties` method has been removed. Please use `identify:(NSString "
+        "*)identity` "
         "and `addUserProperties:(NSDictionary *)properties`");
     return;
   }
   performSafelyOnMutationQueue(
-      [identity = identity->string()](KovaTracker& tracker) { tracker.identifyOnMutationQueue(identity); }, *this,
-      selector);
+      [identity = identity->string()](KovaTracker& tracker) { tracker.identifyOnMutationQueue(identity); },
+      *this, selector);
 }
 
 void KovaTracker::identifyOnMutationQueue(const String& identity) {
@@ -40,7 +41,8 @@ void KovaTracker::resetIdentity(Completion completion) {
       [completion = std::move(completion)](KovaTracker& tracker) {
         if (tracker.identityManager_->resetIdentity()) {
           tracker.sessionManager_->resetSession(true);
-          tracker.recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(completion);
+          tracker.recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
+              completion);
         } else if (completion) {
           completion();
         }
@@ -55,7 +57,8 @@ void KovaTracker::addUserProperties(const std::optional<Value>& properties) {
   if (sanitized.empty()) return;
   performSafelyOnMutationQueue(
       [sanitized = std::move(sanitized)](KovaTracker& tracker) {
-        tracker.queueManager_->enqueueUrlString(tracker.requestBuilder_->addUserPropertiesUrlString(sanitized));
+        tracker.queueManager_->enqueueUrlString(
+            tracker.requestBuilder_->addUserPropertiesUrlString(sanitized));
         KovaLogDebug("Added user properties: %@", sanitized);
       },
       *this, selector);
@@ -95,5 +98,6 @@ void KovaTracker::clearEventProperties() {
 }
 
 void KovaTracker::logEventProperties(SEL fromSelector) const {
-  KovaLogDebug("Called +[Kova %@]. Event properties are now: %@", fromSelector, identityManager_->eventProperties());
+  KovaLogDebug("Called +[Kova %@]. Event properties are now: %@", fromSelector,
+               identityManager_->eventProperties());
 }

@@ -68,17 +68,19 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
       mutationQueue_(std::move(mutationQueue)) {
   appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
   persistentStore_ = std::make_shared<KovaPersistentStore>(appId_);
-  persistentStore_->purgeInvalidStores(kPurgedUrlLimit, kQueueLimits.queuedEvents, kQueueLimits.queuedMessageBatches);
+  persistentStore_->purgeInvalidStores(kPurgedUrlLimit, kQueueLimits.queuedEvents,
+                                       kQueueLimits.queuedMessageBatches);
   identityManager_ = std::make_unique<KIIdentityManager>(persistentStore_);
   sessionManager_ = std::make_unique<KISessionManager>(identityManager_->isFreshStart());
   queueManager_ = KovaQueueManager::forStore(persistentStore_, kQueueLimits);
-  requestBuilder_ =
-      std::make_unique<const KovaRequestBuilder>(appId_, *appProperties_, *sessionManager_, *identityManager_);
-  messageBuilder_ =
-      std::make_unique<const KovaMessageBuilder>(appId_, *appProperties_, *sessionManager_, *identityManager_);
+  requestBuilder_ = std::make_unique<const KovaRequestBuilder>(appId_, *appProperties_, *sessionManager_,
+                                                               *identityManager_);
+  messageBuilder_ = std::make_unique<const KovaMessageBuilder>(appId_, *appProperties_, *sessionManager_,
+                                                               *identityManager_);
   const auto& testSession = options_->testOnlyUrlSession();
-  uploader_ = std::make_shared<KovaUploader>(options_->captureBaseUrl(), queueManager_, mutationQueue_,
-                                             testSession ? testSession : KovaSharedURLSession::sharedSession());
+  uploader_ =
+      std::make_shared<KovaUploader>(options_->captureBaseUrl(), queueManager_, mutationQueue_,
+                                     testSession ? testSession : KovaSharedURLSession::sharedSession());
   openURLParser_ = std::make_unique<const KovaOpenURLParser>(appId_);
 }
 
@@ -93,19 +95,22 @@ void KovaTracker::start() {
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();
-  performSafelyOnMutationQueue([](KovaTracker& tracker) { tracker.enqueueLifecycleEvent(); }, *this, selector);
+  performSafelyOnMutationQueue([](KovaTracker& tracker) { tracker.enqueueLifecycleEvent(); }, *this,
+                               selector);
 }
 
 void KovaTracker::setUpTelemetry() const {
   KITelemetry& telemetry = KITelemetry::sharedTelemetry();
   telemetry.setBaseUrl(options_->captureBaseUrl());
   telemetry.setOptOutStatus(options_->disableTelemetryCapture());
-  telemetry.setMetadata(
-      {{"app_identifier", appProperties_->appName()},
-       {"version_string", appProperties_->appVersion()},
-       {"env_id", appId_}},
-      {{"os_version", UIDevice::currentDevice().systemVersion()}, {"device_model", appProperties_->phoneModel()}},
-      {{"source", "ios"}, {"platform_type", "ios"}, {"native_sdk_version", appProperties_->libraryVersion()}});
+  telemetry.setMetadata({{"app_identifier", appProperties_->appName()},
+                         {"version_string", appProperties_->appVersion()},
+                         {"env_id", appId_}},
+                        {{"os_version", UIDevice::currentDevice().systemVersion()},
+                         {"device_model", appProperties_->phoneModel()}},
+                        {{"source", "ios"},
+                         {"platform_type", "ios"},
+                         {"native_sdk_version", appProperties_->libraryVersion()}});
 }
 
 void KovaTracker::enqueueLifecycleEvent() {
@@ -123,7 +128,8 @@ void KovaTracker::stop() {
   stopEVPairing();
   if (sessionExpirationTimer_) sessionExpirationTimer_->invalidate();
   performSafelyOnMutationQueue(
-      [](KovaTracker& tracker) { tracker.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *this, selector);
+      [](KovaTracker& tracker) { tracker.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *this,
+      selector);
 }
 
 void KovaTracker::bindApplicationEventListeners() {
@@ -143,7 +149,8 @@ void KovaTracker::appDidEnterBackground() {
     const auto tracker = sharedTracker();
     if (!tracker) return;
     tracker->performSafelyOnMutationQueue(
-        [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker, selector);
+        [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker,
+        selector);
     tracker->uploader_->sendAll();
     tracker->uploader_->suspendScheduledUploads();
   });
@@ -155,7 +162,8 @@ void KovaTracker::appWillEnterForeground() {
     const auto tracker = sharedTracker();
     if (!tracker) return;
     tracker->performSafelyOnMutationQueue(
-        [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker, selector);
+        [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker,
+        selector);
     tracker->recordAdditionalPageviewFromForegroundingApp();
   });
 }
@@ -176,8 +184,8 @@ void KovaTracker::extendSession() {
 
 void KovaTracker::resetSession() {
   static const SEL selector("resetSession");
-  performSafelyOnMutationQueue([](KovaTracker& tracker) { tracker.sessionManager_->resetSession(false); }, *this,
-                               selector);
+  performSafelyOnMutationQueue([](KovaTracker& tracker) { tracker.sessionManager_->resetSession(false); },
+                               *this, selector);
   extendSession();
 }
 
@@ -185,7 +193,8 @@ void KovaTracker::handleOpenURL(const NSURL& url) {
   const auto link = openURLParser_->parseUrl(url);
   if (!link) return;
   if (link->schemaVersion != kSupportedLinkSchema) {
-    KovaLog("Invalid schema version detected (%lu). Kova Event Visualizer will not be enabled.", link->schemaVersion);
+    KovaLog("Invalid schema version detected (%lu). Kova Event Visualizer will not be enabled.",
+            link->schemaVersion);
     return;
   }
   if (link->instruction == KovaOpenURLInstructionLaunchEventVisualizer) startEVPairing();

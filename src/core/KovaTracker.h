@@ -24,15 +24,15 @@
 #include "src/storage/KovaUploader.h"
 #include "src/visualizer/KovaOpenURLParser.h"
 
-// The central object of the library. It owns every other component, runs the start-up, keeps the session alive and is
-// the way onto the mutation queue and the main queue for all of them.
+// The central object of the library. It owns every other component, runs the start-up, keeps the session
+// alive and is the way onto the mutation queue and the main queue for all of them.
 //
-// Life cycle: made, made the shared tracker, started, and stopped when the host initialises again; never restarted.
-// Work that it queued retains it until it has run.
+// Life cycle: made, made the shared tracker, started, and stopped when the host initialises again; never
+// restarted. Work that it queued retains it until it has run.
 //
-// Threads: construction, start, stop and everything that reads views belong to the main thread; identity, sessions,
-// queues and stored state change on the mutation queue. The record… and property methods may be called from any thread:
-// they convert their input there and hand over.
+// Threads: construction, start, stop and everything that reads views belong to the main thread; identity,
+// sessions, queues and stored state change on the mutation queue. The record… and property methods may be
+// called from any thread: they convert their input there and hand over.
 //
 // Its implementation lies in several files, each in the folder of its subsystem.
 class KovaTracker : public platform::NSObject {
@@ -53,8 +53,8 @@ class KovaTracker : public platform::NSObject {
   // What is wrong with the environment id; nothing when it is valid.
   static std::optional<std::string> messageForInvalidAppId(std::string_view appId);
 
-  // Installs the method replacements that the options ask for. This version captures nothing by itself yet, so that
-  // there are none to install.
+  // Installs the method replacements that the options ask for. This version captures nothing by itself yet,
+  // so that there are none to install.
   static void instrumentAutocapture(const KovaOptions& options);
 
   void start();
@@ -73,12 +73,14 @@ class KovaTracker : public platform::NSObject {
   std::string sessionId() const { return sessionManager_->sessionId(); }
   bool isViewControllerAutocaptureDisabled() const { return options_->disableViewControllerAutocapture(); }
 
-  // Custom and framework events. Properties that are not given are nullopt; anything but a dictionary is discarded.
+  // Custom and framework events. Properties that are not given are nullopt; anything but a dictionary is
+  // discarded.
   void recordCustomEvent(std::string_view name, const std::optional<platform::Value>& properties);
   void recordFrameworkAutocaptureEvent(std::string_view name, std::string_view source,
                                        const std::optional<platform::Value>& sourceProperties);
   void recordFrameworkCustomEvent(std::string_view name, const std::optional<platform::Value>& properties,
-                                  std::string_view source, const std::optional<platform::Value>& sourceProperties);
+                                  std::string_view source,
+                                  const std::optional<platform::Value>& sourceProperties);
 
   // Properties and identity.
   void identify(const std::optional<platform::Value>& identity);
@@ -100,10 +102,11 @@ class KovaTracker : public platform::NSObject {
 
   // Runs block(tracker) on the mutation queue, later and in order; retains the tracker until then.
   template <class Block>
-  void performSafelyOnMutationQueue(Block block, const platform::NSObject& fromObject, platform::SEL selector) {
-    KOVA_addSafeOperation(
-        *mutationQueue_, [self = retained(), block = std::move(block)]() mutable { block(*self); },
-        {fromObject.isa(), selector});
+  void performSafelyOnMutationQueue(Block block, const platform::NSObject& fromObject,
+                                    platform::SEL selector) {
+    KOVA_addSafeOperation(*mutationQueue_,
+                          [self = retained(), block = std::move(block)]() mutable { block(*self); },
+                          {fromObject.isa(), selector});
   }
   // Runs block(tracker) at once on the main thread; from elsewhere it is queued there.
   template <class Block>
@@ -117,7 +120,9 @@ class KovaTracker : public platform::NSObject {
   using EventDictionaryBuilder = std::function<platform::Dictionary(KovaTracker&)>;
   using PageviewInfoBuilder = std::function<std::optional<platform::Dictionary>(KovaTracker&)>;
 
-  std::shared_ptr<KovaTracker> retained() { return std::static_pointer_cast<KovaTracker>(shared_from_this()); }
+  std::shared_ptr<KovaTracker> retained() {
+    return std::static_pointer_cast<KovaTracker>(shared_from_this());
+  }
   static void bindApplicationEventListeners();
   static void appDidEnterBackground();
   static void appWillEnterForeground();
@@ -125,13 +130,13 @@ class KovaTracker : public platform::NSObject {
   void enqueueLifecycleEvent();
 
   template <class Builder>
-  void trackCustomEvent(std::string_view kind, EventVisualizer eventVisualizer, Builder eventDictionaryBuilder,
-                        platform::SEL fromSelector);
+  void trackCustomEvent(std::string_view kind, EventVisualizer eventVisualizer,
+                        Builder eventDictionaryBuilder, platform::SEL fromSelector);
   void logEventProperties(platform::SEL fromSelector) const;
   void identifyOnMutationQueue(const platform::String& identity);
 
-  // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events may ask
-  // for the same injected pageview before the first of them has got it.
+  // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events
+  // may ask for the same injected pageview before the first of them has got it.
   enum class Repeat { Always, OnceASession };
   void recordPageview(EventVisualizer eventVisualizer, PageviewInfoBuilder mainQueuePageviewInfoBuilder,
                       platform::SEL fromSelector, Repeat repeat = Repeat::Always);
@@ -140,7 +145,8 @@ class KovaTracker : public platform::NSObject {
   void injectSyntheticPageviewIfNeeded();
   void recordAdditionalPageviewFromForegroundingApp();
   void recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
-  void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(Completion completion);
+  void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
+      Completion completion);
 
   std::atomic<bool> isTrackingEnabled_;
   const std::string appId_;

@@ -11,7 +11,8 @@ std::shared_ptr<NSOperationQueue> makeSerialStateQueue() {
   queue->setName(kSerialStateQueueName);
   queue->setQualityOfService(QualityOfService::Background);
   queue->setMaxConcurrentOperationCount(1);
-  queue->setUnderlyingQueue(Scheduler::current().makeSerialQueue(kSerialStateQueueName, QualityOfService::Background));
+  queue->setUnderlyingQueue(
+      Scheduler::current().makeSerialQueue(kSerialStateQueueName, QualityOfService::Background));
   return queue;
 }
 

@@ -9,12 +9,13 @@
 #include "platform/runtime/NSObject.h"
 #include "src/core/Guard.h"
 
-// Safe operations: queued work that is skipped once the library has bailed and whose exceptions go to the bailer.
+// Safe operations: queued work that is skipped once the library has bailed and whose exceptions go to the
+// bailer.
 //
 // The functions are templates so that a block and its guard are one object: one allocation a hand-over.
 
-// The process's serial state queue, "com.Kova.serialState": everything that changes identity, sessions, queues and
-// stored state runs on it, in the order added. Made on first use, never destroyed.
+// The process's serial state queue, "com.Kova.serialState": everything that changes identity, sessions,
+// queues and stored state runs on it, in the order added. Made on first use, never destroyed.
 const std::shared_ptr<platform::NSOperationQueue>& KOVA_serialStateQueue();
 
 // An operation that runs `block` under the guard. It remembers the place that reports name, not the object.

@@ -22,10 +22,11 @@ KovaAppProperties::KovaAppProperties(const KovaOptions& options)
   if (!options.disableVendorIdCapture()) vendorId_ = device.facts().identifierForVendor;
   if (!options.disableAdvertiserIdCapture()) advertiserId_ = device.facts().advertisingIdentifier;
 
-  ampersandPrefixedApplicationAndDeviceInfo_ =
-      formatted("&m=%@&p=%@&g=%@&o=%@&f=%@", KovaUtil::urlEncode(appName_), KovaUtil::urlEncode(appVersion_),
-                KovaUtil::urlEncode(carrier_), KovaUtil::urlEncode(phoneModel_), KovaUtil::urlEncode(platform_));
-  applicationInfo_ = {{"appName", appName_}, {"appVersion", appVersion_}, {"libraryVersion", libraryVersion_}};
+  ampersandPrefixedApplicationAndDeviceInfo_ = formatted(
+      "&m=%@&p=%@&g=%@&o=%@&f=%@", KovaUtil::urlEncode(appName_), KovaUtil::urlEncode(appVersion_),
+      KovaUtil::urlEncode(carrier_), KovaUtil::urlEncode(phoneModel_), KovaUtil::urlEncode(platform_));
+  applicationInfo_ = {
+      {"appName", appName_}, {"appVersion", appVersion_}, {"libraryVersion", libraryVersion_}};
   MutableDictionary deviceInfo{{"carrier", carrier_}, {"phoneModel", phoneModel_}, {"platform", platform_}};
   if (vendorId_) {
     ampersandPrefixedApplicationAndDeviceInfo_ += "&vid=" + KovaUtil::urlEncode(*vendorId_);

@@ -7,9 +7,9 @@
 
 class KovaOptions;
 
-// The facts about the app, the device and the library that every message, every pixel URL and the telemetry carry.
-// Gathered once, at construction, on the main thread; immutable afterwards, so any thread may read. A carrier or system
-// that changes during a run shows at the next initialisation.
+// The facts about the app, the device and the library that every message, every pixel URL and the telemetry
+// carry. Gathered once, at construction, on the main thread; immutable afterwards, so any thread may read. A
+// carrier or system that changes during a run shows at the next initialisation.
 class KovaAppProperties {
  public:
   explicit KovaAppProperties(const KovaOptions& options);

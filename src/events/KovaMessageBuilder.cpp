@@ -30,7 +30,10 @@ Dictionary eventEntry(std::string_view kind, Dictionary eventDictionary, int app
 KovaMessageBuilder::KovaMessageBuilder(std::string_view appId, const KovaAppProperties& appProperties,
                                        const KISessionManager& sessionManager,
                                        const KIIdentityManager& identityManager)
-    : appId_(appId), appProperties_(appProperties), sessionManager_(sessionManager), identityManager_(identityManager) {}
+    : appId_(appId),
+      appProperties_(appProperties),
+      sessionManager_(sessionManager),
+      identityManager_(identityManager) {}
 
 MutableDictionary KovaMessageBuilder::mutableBaseMessage(const std::optional<Dictionary>& eventProperties,
                                                          const std::optional<Dictionary>& userInfo,
@@ -71,12 +74,12 @@ MutableDictionary KovaMessageBuilder::mutableMessagePageview(const Dictionary& p
 }
 
 MutableDictionary KovaMessageBuilder::mutableMessage(const KIEvent& event) const {
-  MutableDictionary message =
-      mutableBaseMessage(event.eventProperties(), event.userInfo(), event.pageviewInfo(), event.sessionInfo());
+  MutableDictionary message = mutableBaseMessage(event.eventProperties(), event.userInfo(),
+                                                 event.pageviewInfo(), event.sessionInfo());
   message.set("id", event.eventId());
   message.set("timestamp", event.timestamp());
-  message.append("event",
-                 eventEntry(event.kind(), Dictionary(event.mutableEventDictionary()), event.appVisibilityState()));
+  message.append("event", eventEntry(event.kind(), Dictionary(event.mutableEventDictionary()),
+                                     event.appVisibilityState()));
   return message;
 }
 

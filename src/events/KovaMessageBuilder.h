@@ -12,11 +12,11 @@ class KIIdentityManager;
 class KISessionManager;
 class KovaAppProperties;
 
-// Turns events, ready-made event dictionaries and pageviews into messages: flat dictionaries that say who, where, when
-// and, in one entry, what happened. This class owns the wire format of messages.
+// Turns events, ready-made event dictionaries and pageviews into messages: flat dictionaries that say who,
+// where, when and, in one entry, what happened. This class owns the wire format of messages.
 //
-// A message is enriched when it has both "sessionInfo" and "pageviewInfo"; one that is not was built before the first
-// pageview of its session and must not leave the device.
+// A message is enriched when it has both "sessionInfo" and "pageviewInfo"; one that is not was built before
+// the first pageview of its session and must not leave the device.
 //
 // Owned by the tracker, as are the four objects that it reads; used on the mutation queue only.
 class KovaMessageBuilder {
@@ -25,10 +25,11 @@ class KovaMessageBuilder {
                      const KISessionManager& sessionManager, const KIIdentityManager& identityManager);
 
   // A message without its "event" or "pageview". What is not given is taken from the managers.
-  platform::MutableDictionary mutableBaseMessage(const std::optional<platform::Dictionary>& eventProperties,
-                                                 const std::optional<platform::Dictionary>& userInfo,
-                                                 const std::optional<platform::Dictionary>& pageviewInfo,
-                                                 const std::optional<platform::Dictionary>& sessionInfo) const;
+  platform::MutableDictionary mutableBaseMessage(
+      const std::optional<platform::Dictionary>& eventProperties,
+      const std::optional<platform::Dictionary>& userInfo,
+      const std::optional<platform::Dictionary>& pageviewInfo,
+      const std::optional<platform::Dictionary>& sessionInfo) const;
   platform::MutableDictionary mutableMessage(platform::Dictionary eventDictionary, std::string_view kind,
                                              int appVisibilityState,
                                              const std::optional<platform::Dictionary>& pageviewInfo) const;
@@ -37,7 +38,8 @@ class KovaMessageBuilder {
   // Id and timestamp are the event's own.
   platform::MutableDictionary mutableMessage(const KIEvent& event) const;
 
-  // Gives messages that lack pageview or session info those of the session's pageview, once one has been logged.
+  // Gives messages that lack pageview or session info those of the session's pageview, once one has been
+  // logged.
   void enrichMessagesWithFirstPageview(std::vector<platform::MutableDictionary>& messages) const;
 
   static bool unenrichedMessagesExist(const std::vector<platform::MutableDictionary>& messages);

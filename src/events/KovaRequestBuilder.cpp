@@ -23,14 +23,18 @@ std::optional<Value> valueIn(const Dictionary& dictionary, std::string_view key)
 KovaRequestBuilder::KovaRequestBuilder(std::string_view appId, const KovaAppProperties& appProperties,
                                        const KISessionManager& sessionManager,
                                        const KIIdentityManager& identityManager)
-    : appId_(appId), appProperties_(appProperties), sessionManager_(sessionManager), identityManager_(identityManager) {}
+    : appId_(appId),
+      appProperties_(appProperties),
+      sessionManager_(sessionManager),
+      identityManager_(identityManager) {}
 
 std::string KovaRequestBuilder::mutableUrlStringByAppendingBaseQueryString(std::string_view path) const {
   return formatted("%@?a=%@&s=%@&b=ios&tv=%@&lv=%@", path, appId_, sessionManager_.sessionId(),
                    appProperties_.trackerVersion(), appProperties_.libraryVersion());
 }
 
-std::string KovaRequestBuilder::pageviewUrlString(const Dictionary& pageviewInfo, Dictionary* pixelProperties) const {
+std::string KovaRequestBuilder::pageviewUrlString(const Dictionary& pageviewInfo,
+                                                  Dictionary* pixelProperties) const {
   std::string url = mutableUrlStringByAppendingBaseQueryString("h");
   url += identityManager_.ampersandPrefixedUserInfoQueryParameters();
   url += appProperties_.ampersandPrefixedApplicationAndDeviceInfo();

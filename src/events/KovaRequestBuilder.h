@@ -10,8 +10,8 @@ class KIIdentityManager;
 class KISessionManager;
 class KovaAppProperties;
 
-// Composes pixel requests: GET URLs, relative to the capture base URL, whose query carries all the data of a pageview,
-// an identity change or user properties. Also says where message batches go.
+// Composes pixel requests: GET URLs, relative to the capture base URL, whose query carries all the data of a
+// pageview, an identity change or user properties. Also says where message batches go.
 //
 // Owned by the tracker, as are the four objects that it reads; used on the mutation queue only.
 class KovaRequestBuilder {

@@ -19,7 +19,9 @@ void KOVA_appendParameterEncoded(std::string& url, std::string_view name, std::s
   url += encodedValue;
 }
 
-void KOVA_appendTimestampParameter(std::string& url) { KOVA_appendParameterEncoded(url, "ts", KovaUtil::epochString()); }
+void KOVA_appendTimestampParameter(std::string& url) {
+  KOVA_appendParameterEncoded(url, "ts", KovaUtil::epochString());
+}
 
 void KOVA_appendMostRecentPageviewIdOrRandomNumber(std::string& url, const KISessionManager& sessionManager) {
   const auto pageview = sessionManager.mostRecentPageviewInfo();

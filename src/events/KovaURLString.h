@@ -12,7 +12,8 @@ class KISessionManager;
 // What the library adds to strings that are, or become, pixel URLs.
 
 // Appends "&name=" and the encoded text of the value.
-void KOVA_appendParameter(std::string& url, std::string_view name, const std::optional<platform::Value>& value);
+void KOVA_appendParameter(std::string& url, std::string_view name,
+                          const std::optional<platform::Value>& value);
 // Appends "&name=value", nothing encoded.
 void KOVA_appendParameterEncoded(std::string& url, std::string_view name, std::string_view encodedValue);
 // Appends "ts" with the current time in milliseconds since 1970, unencoded.
@@ -23,7 +24,7 @@ void KOVA_appendMostRecentPageviewIdOrRandomNumber(std::string& url, const KISes
 void KOVA_addPairedProperties(std::string& url, const std::optional<platform::Dictionary>& properties,
                               std::string_view destinationKey);
 
-// The decoded values of those query parameters of the URL whose names are listed; a later one of the same name
-// replaces an earlier one.
+// The decoded values of those query parameters of the URL whose names are listed; a later one of the same
+// name replaces an earlier one.
 platform::Dictionary KOVA_dictionaryExtractingQueryParameters(std::string_view url,
                                                               std::initializer_list<std::string_view> names);

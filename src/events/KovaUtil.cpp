@@ -67,11 +67,14 @@ int KovaUtil::appVisibilityState(SEL caller) {
   }
   if (appVisibilityStateOverride()) return *appVisibilityStateOverride();
   const auto& application = UIApplication::sharedApplication();
-  const bool isInBackground = application && application->applicationState() == UIApplicationState::Background;
+  const bool isInBackground =
+      application && application->applicationState() == UIApplicationState::Background;
   return isInBackground ? kAppVisibilityStateBackground : kAppVisibilityStateForeground;
 }
 
-void KovaUtil::setAppVisibilityStateOverride(std::optional<int> state) { appVisibilityStateOverride() = state; }
+void KovaUtil::setAppVisibilityStateOverride(std::optional<int> state) {
+  appVisibilityStateOverride() = state;
+}
 
 double KovaUtil::timeSinceLastSelector(std::string_view selector) {
   const auto found = selectorTimes().find(selector);

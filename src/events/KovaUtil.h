@@ -8,21 +8,22 @@
 #include "platform/foundation/Value.h"
 #include "platform/runtime/SEL.h"
 
-// Small services that event capture and message building share. Class operations only; any thread, unless said.
+// Small services that event capture and message building share. Class operations only; any thread, unless
+// said.
 class KovaUtil {
  public:
   KovaUtil() = delete;
 
-  // 16 decimal digits of a 53-bit random number, padded with zeros: the id of messages, events, users, sessions and
-  // pageviews.
+  // 16 decimal digits of a 53-bit random number, padded with zeros: the id of messages, events, users,
+  // sessions and pageviews.
   static std::string randomId();
 
   // Milliseconds since 1970 as decimal text, rounded to whole ones.
   static std::string epochString();
   static std::string epochString(platform::NSDate date);
 
-  // 1 = the application is in the background, 2 = anything else. To be called on the main thread; elsewhere it logs a
-  // warning, naming `caller`, and answers all the same.
+  // 1 = the application is in the background, 2 = anything else. To be called on the main thread; elsewhere
+  // it logs a warning, naming `caller`, and answers all the same.
   static int appVisibilityState(platform::SEL caller);
   // Replaces the answer above until it is taken back with nullopt. For tests; main thread.
   static void setAppVisibilityStateOverride(std::optional<int> state);
@@ -31,8 +32,8 @@ class KovaUtil {
   static double timeSinceLastSelector(std::string_view selector);
   static void updateTimeForSelector(std::string_view selector);
 
-  // Percent-encodes the text of a value: strings as they are, everything else by its description, "(null)" for no
-  // value. Characters beyond ASCII stay as they are.
+  // Percent-encodes the text of a value: strings as they are, everything else by its description, "(null)"
+  // for no value. Characters beyond ASCII stay as they are.
   static std::string urlEncode(const std::optional<platform::Value>& value);
   // Empty for text whose percent escapes are malformed.
   static std::string urlDecode(std::string_view text);

@@ -12,7 +12,8 @@ KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persis
     : persistentStore_(std::move(persistentStore)) {
   const auto identity = persistentStore_->string(KovaPersistentPropertyKeyUrlEncodedIdentity);
   const auto userId = persistentStore_->string(KovaPersistentPropertyKeyUserId);
-  eventProperties_ = persistentStore_->dictionary(KovaPersistentPropertyKeyEventProperties).value_or(Dictionary());
+  eventProperties_ =
+      persistentStore_->dictionary(KovaPersistentPropertyKeyEventProperties).value_or(Dictionary());
   {
     const MutexLock lock(propertyLock_);
     urlEncodedIdentity_ = identity;

@@ -10,14 +10,14 @@
 
 class KovaPersistentStore;
 
-// Who the current user is: a numeric id made up for every anonymous user, the identity that the host may attach to it,
-// and the event properties that are added to every event. All three are kept in the store.
+// Who the current user is: a numeric id made up for every anonymous user, the identity that the host may
+// attach to it, and the event properties that are added to every event. All three are kept in the store.
 //
 // An anonymous user who is identified keeps the id; resetting an identified user makes a new anonymous one.
 //
-// Owned by the tracker. Changed on the mutation queue only. userId, urlEncodedIdentity and what is derived from them may
-// be read from any thread; the lock covers those fields alone, never a write to the store. Event properties belong to
-// the mutation queue.
+// Owned by the tracker. Changed on the mutation queue only. userId, urlEncodedIdentity and what is derived
+// from them may be read from any thread; the lock covers those fields alone, never a write to the store.
+// Event properties belong to the mutation queue.
 class KIIdentityManager {
  public:
   // Loads what is stored; without a stored user id, derives one from the stored identity or makes one up.

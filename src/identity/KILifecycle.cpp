@@ -29,12 +29,14 @@ class LifecycleClass : public NSObject {
 
 std::shared_ptr<KILifecycleEvent> KILifecycle::lifecycleEventIfAppVersionChange(const KovaOptions& options) {
   static const SEL selector("lifecycleEventIfAppVersionChangeWithOptions:");
-  return kova::guarded({LifecycleClass::classObject(), selector},
-                       [&options] { return unsafeLifecycleEventIfAppVersionChange(options); },
-                       std::shared_ptr<KILifecycleEvent>());
+  return kova::guarded(
+      {LifecycleClass::classObject(), selector},
+      [&options] { return unsafeLifecycleEventIfAppVersionChange(options); },
+      std::shared_ptr<KILifecycleEvent>());
 }
 
-std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionChange(const KovaOptions& options) {
+std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionChange(
+    const KovaOptions& options) {
   const auto defaults = NSUserDefaults::withSuiteName(kSuiteName);
   const KILifecycleVersion previous = previousVersion(*defaults);
   const KILifecycleVersion current = currentVersion(options);

@@ -12,13 +12,14 @@ namespace platform {
 class NSUserDefaults;
 }
 
-// Tells once a start whether the app's version or build changed since the last one, and remembers the present ones in a
-// user-defaults suite of the library's own. Class operations; called on the mutation queue.
+// Tells once a start whether the app's version or build changed since the last one, and remembers the present
+// ones in a user-defaults suite of the library's own. Class operations; called on the mutation queue.
 class KILifecycle {
  public:
   KILifecycle() = delete;
 
-  // The install or upgrade event; null when nothing changed, when the library has bailed and when deciding fails.
+  // The install or upgrade event; null when nothing changed, when the library has bailed and when deciding
+  // fails.
   static std::shared_ptr<KILifecycleEvent> lifecycleEventIfAppVersionChange(const KovaOptions& options);
 
   static KILifecycleVersion previousVersion(platform::NSUserDefaults& defaults);

@@ -22,7 +22,9 @@ class KILifecycleVersion {
     return version_ != previous.version_ || build_ != previous.build_;
   }
 
-  std::string description() const { return platform::formatted("<version: %@, build: %@>", version_, build_); }
+  std::string description() const {
+    return platform::formatted("<version: %@, build: %@>", version_, build_);
+  }
 
  private:
   std::optional<std::string> version_;

@@ -8,11 +8,12 @@
 #include "platform/foundation/Value.h"
 #include "platform/runtime/Mutex.h"
 
-// The current session: its id, its first and its latest pageview, and a number that tells the capture service whether
-// the user is new and whether the session has seen a pageview. It does not time sessions; the tracker does.
+// The current session: its id, its first and its latest pageview, and a number that tells the capture service
+// whether the user is new and whether the session has seen a pageview. It does not time sessions; the tracker
+// does.
 //
-// Owned by the tracker. Changed on the mutation queue only; may be read from any thread, each answer by itself. The lock
-// covers the fields alone.
+// Owned by the tracker. Changed on the mutation queue only; may be read from any thread, each answer by
+// itself. The lock covers the fields alone.
 class KISessionManager {
  public:
   explicit KISessionManager(bool isNewUser);
@@ -25,7 +26,8 @@ class KISessionManager {
   // The latest pageview of this session.
   std::optional<platform::Dictionary> mostRecentPageviewInfo() const;
 
-  // 0: a new user without a pageview in this session; 1: a returning user without one; 2: at least one pageview.
+  // 0: a new user without a pageview in this session; 1: a returning user without one; 2: at least one
+  // pageview.
   std::int64_t zParam() const { return zParam_; }
   bool hasLoggedAnyPageviews() const { return zParam_ == 2; }
 

@@ -40,8 +40,8 @@ Dictionary KovaTracker::applyTimestampAndIdToPageviewInfo(const Dictionary& page
   return Dictionary(std::move(info));
 }
 
-void KovaTracker::recordPageview(EventVisualizer, PageviewInfoBuilder mainQueuePageviewInfoBuilder, SEL fromSelector,
-                                 Repeat repeat) {
+void KovaTracker::recordPageview(EventVisualizer, PageviewInfoBuilder mainQueuePageviewInfoBuilder,
+                                 SEL fromSelector, Repeat repeat) {
   performSafelyOnMainQueue(
       [build = std::move(mainQueuePageviewInfoBuilder), fromSelector, repeat](KovaTracker& tracker) {
         const auto pageviewInfo = build(tracker);
@@ -97,8 +97,8 @@ void KovaTracker::injectSyntheticPageviewIfNeeded() {
 void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {
   static const SEL selector("recordAdditionalPageviewFromForegroundingApp");
   performSafelyOnMainQueue(
-      [](KovaTracker& tracker) { tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo(); }, *this,
-      selector);
+      [](KovaTracker& tracker) { tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo(); },
+      *this, selector);
 }
 
 void KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {

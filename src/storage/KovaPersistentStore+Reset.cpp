@@ -21,7 +21,8 @@ void KovaPersistentStore::clear() {
   KovaQueueManager::removeFromPersistentStore(*this);
   KIIdentityManager::removeFromPersistentStore(*this);
   // Written by earlier releases.
-  for (const char* key : {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId"}) removeObject(key);
+  for (const char* key : {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId"})
+    removeObject(key);
   if (!cachePath_) return;
   const auto names = fileManager_.contentsOfDirectory(*cachePath_);
   if (!names) return;

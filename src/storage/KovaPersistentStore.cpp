@@ -20,7 +20,8 @@ bool establishDirectory(const std::string& path, const NSFileManager& files) {
 KovaPersistentStore::KovaPersistentStore(std::string_view appId, JSONStore jsonStore)
     : appId_(appId),
       userDefaults_(NSUserDefaults::standardUserDefaults()),
-      cachePath_(jsonStore == JSONStore::Enabled ? establishedCachePath(appId, fileManager_) : std::nullopt) {}
+      cachePath_(jsonStore == JSONStore::Enabled ? establishedCachePath(appId, fileManager_) : std::nullopt) {
+}
 
 std::optional<std::string> KovaPersistentStore::establishedCachePath(std::string_view appId,
                                                                      const NSFileManager& files) {

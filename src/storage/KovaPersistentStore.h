@@ -14,12 +14,12 @@ namespace platform {
 class NSUserDefaults;
 }
 
-// The state of one environment id across launches: values in the user defaults under "kova_<id>_<key>", and the message
-// arrays of batches as JSON files in the directory "kova-<id>" of the caches directory.
+// The state of one environment id across launches: values in the user defaults under "kova_<id>_<key>", and
+// the message arrays of batches as JSON files in the directory "kova-<id>" of the caches directory.
 //
-// Made by the tracker and shared with the identity and the queue manager, which may outlive it while a request is in
-// flight. Used during the tracker's construction, and on the mutation queue afterwards; no locks. No operation reports
-// an error: when files cannot be had, batches keep their messages inline.
+// Made by the tracker and shared with the identity and the queue manager, which may outlive it while a
+// request is in flight. Used during the tracker's construction, and on the mutation queue afterwards; no
+// locks. No operation reports an error: when files cannot be had, batches keep their messages inline.
 class KovaPersistentStore {
  public:
   enum class JSONStore { Enabled, Disabled };
@@ -37,23 +37,26 @@ class KovaPersistentStore {
   std::optional<platform::Dictionary> dictionary(std::string_view key) const;
   std::optional<platform::Array> array(std::string_view key) const;
   std::optional<std::string> string(std::string_view key) const;
-  // The stored array's items that are dictionaries, or strings, the others left out; empty when nothing is stored.
+  // The stored array's items that are dictionaries, or strings, the others left out; empty when nothing is
+  // stored.
   std::vector<platform::Dictionary> arrayOfDictionaries(std::string_view key) const;
   std::vector<platform::String> arrayOfStrings(std::string_view key) const;
 
-  // Resets everything, the identity included, when the stored queues have grown past these bounds. Called before
-  // anything is loaded.
+  // Resets everything, the identity included, when the stored queues have grown past these bounds. Called
+  // before anything is loaded.
   void purgeInvalidStores(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
                           std::size_t queuedMessageBatchLimit);
   void clear();
 
-  // The name of the new file; none when there is no directory, the object is not valid JSON or the write fails.
+  // The name of the new file; none when there is no directory, the object is not valid JSON or the write
+  // fails.
   std::optional<std::string> saveJSONObjectToDisk(const platform::Value& object) const;
   std::optional<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const;
   void removeJSONObjectDataFromDisk(std::string_view fileName) const;
 
  private:
-  static std::optional<std::string> establishedCachePath(std::string_view appId, const platform::NSFileManager& files);
+  static std::optional<std::string> establishedCachePath(std::string_view appId,
+                                                         const platform::NSFileManager& files);
   std::string pathOf(std::string_view fileName) const;
 
   const std::string appId_;

@@ -20,7 +20,8 @@ namespace {
 constexpr std::string_view kMessagesKey = "messages";
 constexpr std::string_view kMessagesIdentifierKey = "messagesIdentifier";
 constexpr std::string_view kSendTimeParameter = "&st=";
-// Stored messages and batches may exceed their limits by this much before a store counts as excessive; URLs may not.
+// Stored messages and batches may exceed their limits by this much before a store counts as excessive; URLs
+// may not.
 constexpr std::size_t kSlack = 10;
 
 // What is in flight, then what is queued.
@@ -34,8 +35,8 @@ Array arrayOf(const InFlight& inFlight, const Queued& queued) {
 // Removes the first item that equals the given one.
 template <class Item>
 void removeFirst(std::vector<Item>& items, const Item& item) {
-  const auto found =
-      std::find_if(items.begin(), items.end(), [&item](const Item& other) { return Value(other) == Value(item); });
+  const auto found = std::find_if(items.begin(), items.end(),
+                                  [&item](const Item& other) { return Value(other) == Value(item); });
   if (found != items.end()) items.erase(found);
 }
 
@@ -51,7 +52,8 @@ KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persiste
   for (String& url : persistentStore_->arrayOfStrings(KovaPersistentPropertyKeyQueuedUrlStrings)) {
     queuedUrlStrings_.push_back(std::move(url));
   }
-  for (const Dictionary& message : persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedEvents)) {
+  for (const Dictionary& message :
+       persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedEvents)) {
     queuedEvents_.emplace_back(message);
   }
   for (Batch& batch : persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedMessageBatches)) {
@@ -59,8 +61,8 @@ KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persiste
   }
 }
 
-std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(std::shared_ptr<KovaPersistentStore> persistentStore,
-                                                             Limits limits) {
+std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(
+    std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits) {
   static auto& alive = *new std::map<std::string, std::weak_ptr<KovaQueueManager>>;
   auto& entry = alive[persistentStore->appId()];
   if (auto manager = entry.lock()) return manager;
@@ -75,7 +77,8 @@ void KovaQueueManager::enqueueUrlString(std::string_view url) {
   persistQueuedUrlStrings();
 }
 
-void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url, const KovaMessageBuilder& messageBuilder) {
+void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
+                                                     const KovaMessageBuilder& messageBuilder) {
   if (canEnqueueUrlString()) {
     queuedUrlStrings_.emplace_front(url);
     persistQueuedUrlStrings();
@@ -195,15 +198,20 @@ void KovaQueueManager::persistQueuedEvents() const {
 }
 
 void KovaQueueManager::persistQueuedUrlStrings() const {
-  persistentStore_->setObject(arrayOf(urlStringsInFlight_, queuedUrlStrings_), KovaPersistentPropertyKeyQueuedUrlStrings);
+  persistentStore_->setObject(arrayOf(urlStringsInFlight_, queuedUrlStrings_),
+                              KovaPersistentPropertyKeyQueuedUrlStrings);
 }
 
 void KovaQueueManager::persistQueuedMessageBatches() const {
-  persistentStore_->setObject(arrayOf(messageBatchesInFlight_, queuedMessageBatches_), KovaPersistentPropertyKeyQueuedMessageBatches);
+  persistentStore_->setObject(arrayOf(messageBatchesInFlight_, queuedMessageBatches_),
+                              KovaPersistentPropertyKeyQueuedMessageBatches);
 }
 
-bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store, Limits limits) {
-  const auto storedCount = [&store](std::string_view key) { return store.array(key).value_or(Array()).size(); };
+bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,
+                                                             Limits limits) {
+  const auto storedCount = [&store](std::string_view key) {
+    return store.array(key).value_or(Array()).size();
+  };
   return storedCount(KovaPersistentPropertyKeyQueuedUrlStrings) >= limits.queuedUrls ||
          storedCount(KovaPersistentPropertyKeyQueuedEvents) >= limits.queuedEvents + kSlack ||
          storedCount(KovaPersistentPropertyKeyQueuedMessageBatches) >= limits.queuedMessageBatches + kSlack;

@@ -14,14 +14,14 @@
 class KovaMessageBuilder;
 class KovaPersistentStore;
 
-// Everything that waits to be uploaded, oldest first: pixel URLs, single messages, and batches of messages. Mirrored
-// into the persistent store, so that it survives a restart.
+// Everything that waits to be uploaded, oldest first: pixel URLs, single messages, and batches of messages.
+// Mirrored into the persistent store, so that it survives a restart.
 //
-// A batch is a dictionary of one entry: "messagesIdentifier", the name of a file of the store that holds the JSON array
-// of its messages, or, when no file could be written, "messages", the messages themselves.
+// A batch is a dictionary of one entry: "messagesIdentifier", the name of a file of the store that holds the
+// JSON array of its messages, or, when no file could be written, "messages", the messages themselves.
 //
-// Shared by the tracker and the uploader, whose request in flight may outlive the tracker. Used on the mutation queue
-// only, apart from its construction; no locks. No operation reports an error.
+// Shared by the tracker and the uploader, whose request in flight may outlive the tracker. Used on the
+// mutation queue only, apart from its construction; no locks. No operation reports an error.
 class KovaQueueManager {
  public:
   struct Limits {
@@ -34,9 +34,9 @@ class KovaQueueManager {
   // Loads what the store holds.
   KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits);
 
-  // The manager of the store's environment id: the one that is still alive because an earlier tracker's request is in
-  // flight, so that what that request puts back is not lost to a second copy of the queues, else a new one. Called with
-  // the mutation queue at rest.
+  // The manager of the store's environment id: the one that is still alive because an earlier tracker's
+  // request is in flight, so that what that request puts back is not lost to a second copy of the queues,
+  // else a new one. Called with the mutation queue at rest.
   static std::shared_ptr<KovaQueueManager> forStore(std::shared_ptr<KovaPersistentStore> persistentStore,
                                                     Limits limits);
 
@@ -47,8 +47,9 @@ class KovaQueueManager {
   void enqueueUrlString(std::string_view url);
   // At the front, and gives waiting messages the pageview and session that they lack.
   void enqueueFirstPageviewUrlString(std::string_view url, const KovaMessageBuilder& messageBuilder);
-  // The oldest URL, absolute and stamped with its first send time; none when the queue is empty. Until one of the two
-  // calls below tells what became of it, the store still holds it: a process that ends in between loses nothing.
+  // The oldest URL, absolute and stamped with its first send time; none when the queue is empty. Until one of
+  // the two calls below tells what became of it, the store still holds it: a process that ends in between
+  // loses nothing.
   std::optional<platform::NSURL> dequeueUrl(const platform::NSURL& baseUrl);
   // Back to the front, whatever the limit.
   void requeueFailedUrl(const platform::NSURL& url);
@@ -58,11 +59,11 @@ class KovaQueueManager {
   std::size_t queuedEventsCount() const { return queuedEvents_.size(); }
   // Whether the batch queue has room; the number of single messages does not matter.
   bool canEnqueueMessage() const { return queuedMessageBatches_.size() < limits_.queuedMessageBatches; }
-  // Kept in memory until the next batch move or persist. A message that no JSON can be made of is refused with a line
-  // of debug log: in a batch, it would take all others down with it.
+  // Kept in memory until the next batch move or persist. A message that no JSON can be made of is refused
+  // with a line of debug log: in a batch, it would take all others down with it.
   void enqueueMessage(platform::MutableDictionary message);
-  // Makes one batch of all messages, unless some are not enriched yet; then, and when there are none, it only persists
-  // them, if asked to.
+  // Makes one batch of all messages, unless some are not enriched yet; then, and when there are none, it only
+  // persists them, if asked to.
   void moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched = true);
 
   // Batches.
@@ -75,8 +76,8 @@ class KovaQueueManager {
     std::string payload;
     Batch batch;
   };
-  // The oldest batch that a body can be made of; those before it are dropped. None when the queue runs empty. As with
-  // URLs, the store holds what is taken until one of the two calls below.
+  // The oldest batch that a body can be made of; those before it are dropped. None when the queue runs empty.
+  // As with URLs, the store holds what is taken until one of the two calls below.
   std::optional<Dequeued> dequeueMessageJSONPayload();
   // Back to the front, whatever the limit.
   void requeueFailedMessageBatch(Batch batch);

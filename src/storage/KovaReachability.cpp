@@ -1,22 +1,14 @@
 #include "src/storage/KovaReachability.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-
 #include "platform/foundation/NSNotificationCenter.h"
 
 using namespace platform;
 
 namespace {
 
-constexpr in_addr_t kLinkLocalNetwork = 0xA9FE0000;  // 169.254.0.0
-
-sockaddr_in addressOf(in_addr_t network) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(network);
-  return address;
-}
+// IPv4 addresses.
+constexpr std::uint32_t kInternet = 0x00000000;          // the zero address stands for all of it
+constexpr std::uint32_t kLinkLocalNetwork = 0xA9FE0000;  // 169.254.0.0
 
 bool contains(NetworkReachabilityFlags flags, NetworkReachabilityFlags flag) { return (flags & flag) != 0; }
 
@@ -38,13 +30,11 @@ std::shared_ptr<KovaReachability> KovaReachability::reachabilityWithAddress(cons
 }
 
 std::shared_ptr<KovaReachability> KovaReachability::reachabilityForInternetConnection() {
-  const sockaddr_in address = addressOf(INADDR_ANY);
-  return reachabilityWithAddress(reinterpret_cast<const sockaddr&>(address));
+  return wrapping(NetworkReachability::createWithIPv4(kInternet));
 }
 
 std::shared_ptr<KovaReachability> KovaReachability::reachabilityForLocalWiFi() {
-  const sockaddr_in address = addressOf(kLinkLocalNetwork);
-  auto reachability = reachabilityWithAddress(reinterpret_cast<const sockaddr&>(address));
+  auto reachability = wrapping(NetworkReachability::createWithIPv4(kLinkLocalNetwork));
   if (reachability) reachability->localWiFiRef_ = true;
   return reachability;
 }

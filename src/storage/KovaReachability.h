@@ -4,17 +4,18 @@
 #include <string>
 #include <string_view>
 
-#include <sys/socket.h>
-
 #include "platform/net/NetworkReachability.h"
 #include "platform/runtime/NSObject.h"
 
-// Posted, with the KovaReachability as object, when the reachability of its address changed.
-inline constexpr std::string_view kNetworkReachabilityChangedNotification = "kNetworkReachabilityChangedNotification";
+struct sockaddr;
 
-// Answers whether the internet, a host or the local Wi-Fi can be reached at this moment, as far as the device's routes
-// tell; nothing is sent. Owned by whoever asks; status questions may be asked from any thread, the notifier belongs to
-// the main thread.
+// Posted, with the KovaReachability as object, when the reachability of its address changed.
+inline constexpr std::string_view kNetworkReachabilityChangedNotification =
+    "kNetworkReachabilityChangedNotification";
+
+// Answers whether the internet, a host or the local Wi-Fi can be reached at this moment, as far as the
+// device's routes tell; nothing is sent. Owned by whoever asks; status questions may be asked from any
+// thread, the notifier belongs to the main thread.
 class KovaReachability : public platform::NSObject {
   NS_OBJECT(KovaReachability, NSObject)
 
@@ -30,7 +31,8 @@ class KovaReachability : public platform::NSObject {
 
   ~KovaReachability() override;
 
-  // Posts the notification above on the main run loop at each change, until stopped. False when it cannot watch.
+  // Posts the notification above on the main run loop at each change, until stopped. False when it cannot
+  // watch.
   bool startNotifier();
   void stopNotifier();
 

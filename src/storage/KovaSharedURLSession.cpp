@@ -12,6 +12,7 @@ std::shared_ptr<NSURLSessionTask> KovaSharedURLSession::dataTask(const NSURL& ur
   return NSURLSession::sharedSession().dataTask(url, std::move(completion));
 }
 
-std::shared_ptr<NSURLSessionTask> KovaSharedURLSession::dataTask(const NSURLRequest& request, Completion completion) {
+std::shared_ptr<NSURLSessionTask> KovaSharedURLSession::dataTask(const NSURLRequest& request,
+                                                                 Completion completion) {
   return NSURLSession::sharedSession().dataTask(request, std::move(completion));
 }

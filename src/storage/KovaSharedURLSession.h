@@ -7,7 +7,8 @@ class KovaSharedURLSession : public KOVAURLSessionProtocol {
  public:
   static const std::shared_ptr<KOVAURLSessionProtocol>& sharedSession();
 
-  std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURL& url, Completion completion) override;
+  std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURL& url,
+                                                       Completion completion) override;
   std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURLRequest& request,
                                                        Completion completion) override;
 };

@@ -20,7 +20,8 @@ void logConnectionFailure(const NSError& error) {
 }
 
 NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
-  NSURLRequest request(KovaRequestBuilder::messageBatchUrl(baseUrl), NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout);
+  NSURLRequest request(KovaRequestBuilder::messageBatchUrl(baseUrl),
+                       NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout);
   request.setValue("application/json", "Content-Type");
   request.setValue(std::to_string(body.size()), "Content-Length");
   request.setHTTPMethod("POST");
@@ -47,8 +48,9 @@ std::shared_ptr<KovaUploader> KovaUploader::retained() {
 
 template <class Block>
 void KovaUploader::performOnMutationQueue(Block block, SEL selector) {
-  KOVA_addSafeOperation(
-      *mutationQueue_, [self = retained(), block = std::move(block)]() mutable { block(*self); }, {isa(), selector});
+  KOVA_addSafeOperation(*mutationQueue_,
+                        [self = retained(), block = std::move(block)]() mutable { block(*self); },
+                        {isa(), selector});
 }
 
 void KovaUploader::requestScheduledUploads() {
@@ -182,12 +184,12 @@ void KovaUploader::sendAllMessageBatchData() {
         }
         self.isSendingMessageBatches_ = true;
         const NSURLRequest request = batchRequest(self.baseUrl_, std::move(dequeued->payload));
-        const auto task = session->dataTask(
-            request, [self = self.retained(), batch = std::move(dequeued->batch)](
-                          auto, auto, const std::optional<NSError>& error) {
-              self->performOnMutationQueue(
-                  [batch, error](KovaUploader& uploader) { uploader.batchRequestEnded(batch, error); }, selector);
-            });
+        const auto task = session->dataTask(request, [self = self.retained(),
+                                                      batch = std::move(dequeued->batch)](
+                                                         auto, auto, const std::optional<NSError>& error) {
+          self->performOnMutationQueue(
+              [batch, error](KovaUploader& uploader) { uploader.batchRequestEnded(batch, error); }, selector);
+        });
         if (task) task->resume();
       },
       selector);

@@ -13,14 +13,16 @@
 #include "src/core/KovaTimer.h"
 #include "src/storage/KovaQueueManager.h"
 
-// Drains the queues over HTTP: pixel URLs as GETs, message batches as JSON POSTs, each kind one request at a time and
-// the two side by side. An upload pass every 15 s while its rhythm runs; no pass while there is no network.
+// Drains the queues over HTTP: pixel URLs as GETs, message batches as JSON POSTs, each kind one request at a
+// time and the two side by side. An upload pass every 15 s while its rhythm runs; no pass while there is no
+// network.
 //
-// Whatever ends in a transport error goes back to the front of its queue and waits for the next pass. Any HTTP answer
-// counts as delivered, whatever its status.
+// Whatever ends in a transport error goes back to the front of its queue and waits for the next pass. Any
+// HTTP answer counts as delivered, whatever its status.
 //
-// Made by the tracker; a request in flight keeps the uploader alive, so that a failed one is put back. Once stopped it
-// stays stopped: the request in flight is its last. Any thread may call; queues and flags change on the mutation queue.
+// Made by the tracker; a request in flight keeps the uploader alive, so that a failed one is put back. Once
+// stopped it stays stopped: the request in flight is its last. Any thread may call; queues and flags change
+// on the mutation queue.
 class KovaUploader : public platform::NSObject {
   NS_OBJECT(KovaUploader, NSObject)
 

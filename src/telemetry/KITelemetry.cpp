@@ -65,7 +65,9 @@ Dictionary KITelemetry::buildTelemetryMetadata() const {
             {"device_metadata", Dictionary()},
             {"app_metadata", Dictionary()}};
   }
-  return {{"sdk_metadata", *sdkMetadata_}, {"device_metadata", *deviceMetadata_}, {"app_metadata", *appMetadata_}};
+  return {{"sdk_metadata", *sdkMetadata_},
+          {"device_metadata", *deviceMetadata_},
+          {"app_metadata", *appMetadata_}};
 }
 
 NSDate KITelemetry::getCurrentDate() const { return Scheduler::current().now(); }
@@ -79,8 +81,9 @@ void KITelemetry::notifyBailed(const NSException& exception, std::string_view so
   if (optOutStatus_ == OptOutStatus::OptedIn) return makeTelemetryRequest(std::move(entry));
   if (optOutStatus_ == OptOutStatus::OptedOut || cache_.size() >= kMostCachedReports) return;
   const Dictionary report(std::move(entry));
-  const bool isCached = std::any_of(cache_.begin(), cache_.end(),
-                                    [&report](const Dictionary& cached) { return Value(cached) == Value(report); });
+  const bool isCached = std::any_of(cache_.begin(), cache_.end(), [&report](const Dictionary& cached) {
+    return Value(cached) == Value(report);
+  });
   if (!isCached) cache_.push_back(report);
 }
 
@@ -94,15 +97,14 @@ void KITelemetry::notifyEmptyPOSTRequestBody() {
     return;
   }
   ++emptyBodyRequestCount_;
-  makeTelemetryRequest(MutableDictionary{{"custom_message", "Empty request body"},
-                                         {"event_type", "empty request body"},
-                                         {"log_type", "info"}});
+  makeTelemetryRequest(MutableDictionary{
+      {"custom_message", "Empty request body"}, {"event_type", "empty request body"}, {"log_type", "info"}});
 }
 
 void KITelemetry::makeTelemetryRequest(MutableDictionary entry) {
   entry.merge(buildTelemetryMetadata());
-  const auto body =
-      NSJSONSerialization::dataWithJSONObject(Dictionary{{"telemetry_logs", Array{Dictionary(std::move(entry))}}});
+  const auto body = NSJSONSerialization::dataWithJSONObject(
+      Dictionary{{"telemetry_logs", Array{Dictionary(std::move(entry))}}});
   if (body) makeTelemetryRequest(*body);
 }
 

@@ -12,12 +12,13 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
 
-// Reports the library's own health, not the app's analytics: chiefly that it caught an exception and disabled itself.
-// Each report is one small JSON document, posted to the capture host and forgotten: no answer is awaited, nothing is
-// tried again.
+// Reports the library's own health, not the app's analytics: chiefly that it caught an exception and disabled
+// itself. Each report is one small JSON document, posted to the capture host and forgotten: no answer is
+// awaited, nothing is tried again.
 //
-// Reports made before the app's opt-out choice is known are held back, and sent or kept for ever once it is. One shared
-// instance, never destroyed. Any thread; metadata and base URL are set once, at the tracker's start.
+// Reports made before the app's opt-out choice is known are held back, and sent or kept for ever once it is.
+// One shared instance, never destroyed. Any thread; metadata and base URL are set once, at the tracker's
+// start.
 class KITelemetry {
  public:
   enum class OptOutStatus { Unknown = 0, OptedOut = 1, OptedIn = 2 };
@@ -33,15 +34,15 @@ class KITelemetry {
   OptOutStatus optOutStatus() const;
 
   void setMetadata(platform::Dictionary app, platform::Dictionary device, platform::Dictionary sdk);
-  // The entries "sdk_metadata", "device_metadata" and "app_metadata" of a report: a fallback while any of the three
-  // has not been set.
+  // The entries "sdk_metadata", "device_metadata" and "app_metadata" of a report: a fallback while any of the
+  // three has not been set.
   platform::Dictionary buildTelemetryMetadata() const;
 
   // `source` names the place where the exception was caught.
   void notifyBailed(const platform::NSException& exception, std::string_view source);
 
-  // Reports that a POST was about to go out with an empty body: at most 10 times in 60 s, whatever the opt-out choice.
-  // Nothing in the library calls it at present.
+  // Reports that a POST was about to go out with an empty body: at most 10 times in 60 s, whatever the
+  // opt-out choice. Nothing in the library calls it at present.
   void notifyEmptyPOSTRequestBody();
 
  private:

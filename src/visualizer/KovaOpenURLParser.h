@@ -8,8 +8,8 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
 
-// Reads the library's deep links: "kova-<environment id>://<schema version>/<instruction>?parameters". Immutable; any
-// thread.
+// Reads the library's deep links: "kova-<environment id>://<schema version>/<instruction>?parameters".
+// Immutable; any thread.
 class KovaOpenURLParser {
  public:
   explicit KovaOpenURLParser(std::string_view appId);

@@ -10,13 +10,15 @@ std::shared_ptr<NSURLSessionTask> SettlingURLSession::dataTask(const NSURL& url,
   return KovaSharedURLSession::sharedSession()->dataTask(url, counted(std::move(completion)));
 }
 
-std::shared_ptr<NSURLSessionTask> SettlingURLSession::dataTask(const NSURLRequest& request, Completion completion) {
+std::shared_ptr<NSURLSessionTask> SettlingURLSession::dataTask(const NSURLRequest& request,
+                                                               Completion completion) {
   return KovaSharedURLSession::sharedSession()->dataTask(request, counted(std::move(completion)));
 }
 
 SettlingURLSession::Completion SettlingURLSession::counted(Completion completion) {
   ++*tasksInFlight_;
-  return [tasksInFlight = tasksInFlight_, completion = std::move(completion)](auto data, auto response, auto error) {
+  return [tasksInFlight = tasksInFlight_, completion = std::move(completion)](auto data, auto response,
+                                                                              auto error) {
     completion(std::move(data), std::move(response), std::move(error));
     --*tasksInFlight;
   };

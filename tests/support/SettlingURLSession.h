@@ -8,15 +8,16 @@
 #include "platform/net/NSURLRequest.h"
 #include "platform/net/NSURLSessionTask.h"
 
-// The shared URL session, and a count of its tasks whose completion has not run yet: a test that waits for it to be
-// idle waits for whole chains of requests. Completions have to run on the thread that makes the tasks, as they do under
-// the simulated scheduler.
+// The shared URL session, and a count of its tasks whose completion has not run yet: a test that waits for it
+// to be idle waits for whole chains of requests. Completions have to run on the thread that makes the tasks,
+// as they do under the simulated scheduler.
 class SettlingURLSession : public KOVAURLSessionProtocol {
  public:
   // True when every completion has run. What those queued has to be drained before this is asked.
   bool isIdle() const { return *tasksInFlight_ == 0; }
 
-  std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURL& url, Completion completion) override;
+  std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURL& url,
+                                                       Completion completion) override;
   std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURLRequest& request,
                                                        Completion completion) override;
 

@@ -45,7 +45,8 @@ SimulatedDevice::SimulatedDevice()
   directories.applicationIdentifier = "com.example.app";
   NSFileManager().createDirectory(directories.documents, true);
   setDirectories(directories);
-  setBundleFacts({{"CFBundleName", "Example App"}, {"CFBundleShortVersionString", "1.0"}, {"CFBundleVersion", "1"}});
+  setBundleFacts(
+      {{"CFBundleName", "Example App"}, {"CFBundleShortVersionString", "1.0"}, {"CFBundleVersion", "1"}});
   UIDevice::currentDevice().setFacts({.name = "Ada's phone",
                                       .machine = "iPhone15,2",
                                       .identifierForVendor = "0F0E0D0C-0B0A-0908-0706-050403020100",
@@ -94,7 +95,9 @@ void SimulatedDevice::setSystemVersion(std::string_view version) {
   NSProcessInfo::processInfo().setOperatingSystemVersionString(version);
 }
 
-void SimulatedDevice::setBundleFacts(Dictionary facts) { NSBundle::mainBundle().setInfoDictionary(std::move(facts)); }
+void SimulatedDevice::setBundleFacts(Dictionary facts) {
+  NSBundle::mainBundle().setInfoDictionary(std::move(facts));
+}
 
 std::vector<std::string> SimulatedDevice::log() const {
   const std::lock_guard lock(mutex_);
@@ -132,7 +135,8 @@ std::vector<Value> SimulatedDevice::receivedBatches() const {
 std::vector<Dictionary> SimulatedDevice::receivedMessages() const {
   std::vector<Dictionary> messages;
   for (const Value& batch : receivedBatches()) {
-    for (const Value& message : batch.dictionary().find("messages")->array()) messages.push_back(message.dictionary());
+    for (const Value& message : batch.dictionary().find("messages")->array())
+      messages.push_back(message.dictionary());
   }
   return messages;
 }

@@ -16,8 +16,9 @@
 #include "tests/support/HttpServer.h"
 #include "tests/support/SettlingURLSession.h"
 
-// A device under virtual time with an app on it: directories of its own that go with it, facts, a log that is kept, a
-// network that can be switched off, and a capture service on the loopback. One a process; made first in a test.
+// A device under virtual time with an app on it: directories of its own that go with it, facts, a log that is
+// kept, a network that can be switched off, and a capture service on the loopback. One a process; made first
+// in a test.
 //
 //   device.start();                       Kova::initialize, for an app without view controllers
 //   Kova::track("Checkout");
@@ -36,18 +37,19 @@ class SimulatedDevice {
   std::shared_ptr<KovaOptions> options() const;
   void start() { start(options()); }
   void start(std::shared_ptr<KovaOptions> options) { Kova::initialize(kEnvironment, std::move(options)); }
-  // As start, on a device that is online, until the first pageview and the message of the installation have arrived.
+  // As start, on a device that is online, until the first pageview and the message of the installation have
+  // arrived.
   void startAndSettle() { startAndSettle(options()); }
   void startAndSettle(std::shared_ptr<KovaOptions> options);
 
   // Runs what is queued; virtual time stands still.
   void drain() { scheduler.drain(); }
   void advance(double seconds) { scheduler.advance(seconds); }
-  // Runs what is queued until the predicate holds; real requests are answered meanwhile. Fails the test when it does not
-  // hold within 20 real seconds.
+  // Runs what is queued until the predicate holds; real requests are answered meanwhile. Fails the test when
+  // it does not hold within 20 real seconds.
   void runUntil(const std::function<bool()>& predicate);
-  // Until that many requests have been answered in all, and everything that follows from them has been done: no upload
-  // made with options() above is in flight any more.
+  // Until that many requests have been answered in all, and everything that follows from them has been done:
+  // no upload made with options() above is in flight any more.
   void runUntilRequests(std::size_t count);
 
   void setOnline(bool online);

@@ -220,7 +220,7 @@ TEST_F(FacadeTest, GoesQuietAfterAnExceptionInACompletion) {
       void resume() override {
         const Value failingUrl = std::make_shared<FaultyObject>();
         completion_(nullptr, nullptr,
-                    NSError(NSURLErrorDomain, NSURLErrorTimedOut, {{NSURLErrorFailingURLStringErrorKey, failingUrl}}));
+                    NSError(std::string(NSURLErrorDomain), NSURLErrorTimedOut, {{NSURLErrorFailingURLStringErrorKey, failingUrl}}));
       }
       void cancel() override {}
       State state() const override { return State::running; }

@@ -23,7 +23,7 @@ TEST_F(KovaRequestBuilderTest, WritesTheFirstPageviewWholeAndTellsWhatTheSession
   EXPECT_EQ(json(pixelProperties),
             R"({"m":"Example App","p":"1.0","g":"T & T","o":"iPhone15,2","f":"iOS 17.0",)"
             R"("vid":"0F0E0D0C-0B0A-0908-0706-050403020100","ts":"1767225600000","h":"Cart & Co","t":"",)"
-            R"("d":"(null)","y":"(null)"})");
+            R"~("d":"(null)","y":"(null)"})~");
 }
 
 TEST_F(KovaRequestBuilderTest, WritesALaterPageviewWithSessionAndEventPropertiesInPairs) {

@@ -2,13 +2,15 @@
 
 #include <gmock/gmock.h>
 
-#include "src/core/KIBailer.h"
+#include <algorithm>
+
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
-using testing::Each;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using testing::SizeIs;
 
 namespace {
@@ -97,7 +99,6 @@ TEST_F(KITelemetryTest, AtMostTenEmptyBodiesAreReportedInAMinute) {
   std::size_t marks = 0;
   const auto emptyBodies = [&] {
     const std::string mark = "mark " + std::to_string(++marks);
-    runUntilBodies(bodies().size());
     report(mark);
     device.runUntil([&] { return std::ranges::any_of(bodies(), [&](auto& b) { return b.find(mark) != b.npos; }); });
     return bodies().size() - marks;
@@ -118,13 +119,13 @@ TEST_F(KITelemetryTest, AtMostTenEmptyBodiesAreReportedInAMinute) {
   EXPECT_EQ(emptyBodies(), 13u);
 }
 
-TEST_F(KITelemetryTest, AnExceptionWithoutAReasonAndAHeapOfReports) {
+TEST_F(KITelemetryTest, AnExceptionMayHaveNoReason) {
   KITelemetry& telemetry = KITelemetry::sharedTelemetry();
   telemetry.setBaseUrl(NSURL::create(device.service.url()));
   telemetry.notifyBailed(NSException("CartException"), "Cart/checkout:");
   telemetry.setOptOutStatus(false);
   runUntilBodies(1);
-  EXPECT_THAT(bodies(), ElementsAre(HasSubstr(R"("custom_message":"CartException: (null)","source":"Cart/checkout:")")));
+  EXPECT_THAT(bodies(), ElementsAre(HasSubstr("\"custom_message\":\"CartException: (null)\",\"source\"")));
 }
 
 }  // namespace

@@ -1,0 +1,103 @@
+#include <chrono>
+
+#include "tests/src/road/RoadTest.h"
+
+using namespace platform;
+using testing::Contains;
+using testing::ElementsAre;
+
+namespace {
+
+using RestartTest = RoadTest;
+
+TEST_F(RestartTest, UserAndPropertiesComeBackAndWhatWasQueuedIsSentOnce) {
+  std::string user;
+  std::string session;
+  {
+    RoadHost host = launch({.version = "1.0", .isOnline = false});
+    host.call({"identify", "ann@example.com"});
+    host.call({"addEventProperties", {{"seat", "12A"}}});
+    host.call({"track", "Offline"});
+    host.call("background");
+    user = host.call("userId").text();
+    session = host.call("sessionId").text();
+    host.exit();
+    EXPECT_TRUE(service.records("").empty());
+  }
+  {
+    RoadHost host = launch({.version = "1.1"});
+    EXPECT_EQ(host.call("userId"), Value(user));
+    EXPECT_EQ(host.call("identity"), Value("ann%40example.com"));
+    host.call({"track", "Online"});
+    host.call({"changeInterval", kBriefly});
+    const auto messages = service.messages(4);
+    EXPECT_THAT(namesOf(messages), ElementsAre("lifecycleEvent", "Offline", "lifecycleEvent", "Online"));
+    EXPECT_EQ(textAt(messages[1].find("sessionInfo")->dictionary(), "id"), session);
+    EXPECT_NE(textAt(messages[3].find("sessionInfo")->dictionary(), "id"), session);
+    const Dictionary upgrade = messages[2].find("event")->dictionary().find("lifecycleEvent")->dictionary();
+    EXPECT_EQ(textAt(upgrade, "previousVersionCode"), "1.0");
+    EXPECT_EQ(*upgrade.find("isUpgrade"), Value(true));
+    for (const Dictionary& message : messages) {
+      EXPECT_EQ(*message.find("user"), Value({{"id", user}, {"identity", "ann@example.com"}}));
+    }
+    EXPECT_EQ(*messages[3].find("properties"), Value({{"seat", Dictionary{{"string", "12A"}}}}));
+    EXPECT_EQ(service.records("identify", 1).size(), 1u);
+    EXPECT_THAT(parameters(service.records("h", 2), "z"), ElementsAre("1", "0"));
+    host.waitForLog("Sent message batch to Kova!");
+    host.call("background");
+    host.exit();
+  }
+  EXPECT_TRUE(messagesAfterRelaunch().empty());
+  EXPECT_EQ(service.records("identify").size(), 1u);
+}
+
+// In flight when the process ends: the first pixel and the first batch. Waiting behind them: a pixel and a
+// batch.
+class EndInFlightTest : public RoadTest {
+ protected:
+  void sendWithoutAnswer(RoadHost& host) {
+    host.call({"addUserProperties", {{"colour", "green"}}});
+    host.call({"track", "In flight"});
+    host.call({"online", true});
+    host.call({"changeInterval", 15});
+    message_ = textAt(service.messages(1)[0], "id");
+    pageview_ = parameters(service.records("h", 1), "st")[0];
+    host.call({"track", "Waiting"});
+    host.call("background");
+  }
+  void expectNothingLost() {
+    service.behave(R"({"mode":"normal"})");
+    const auto messages = messagesAfterRelaunch();
+    EXPECT_THAT(namesOf(messages), ElementsAre("In flight", "Waiting"));
+    EXPECT_EQ(textAt(messages.at(0), "id"), message_);
+    EXPECT_THAT(parameters(service.records("user-properties", 1), "_colour"), ElementsAre("green"));
+    // The relaunched host has a pageview of its own.
+    EXPECT_THAT(parameters(service.records("h", 3), "st"), testing::IsSupersetOf({pageview_, pageview_}));
+  }
+
+ private:
+  std::string message_;
+  std::string pageview_;
+};
+
+TEST_F(EndInFlightTest, AKilledHostLosesNothingThatWasPersisted) {
+  service.behave(R"({"mode":"silent"})");
+  RoadHost host = launch({.isOnline = false});
+  sendWithoutAnswer(host);
+  host.kill();
+  expectNothingLost();
+}
+
+TEST_F(EndInFlightTest, AHostThatExitsLeavesAtOnceAndLosesNothing) {
+  service.behave(R"({"mode":"silent"})");
+  RoadHost host = launch({.isOnline = false});
+  sendWithoutAnswer(host);
+  const auto before = std::chrono::steady_clock::now();
+  host.exit();
+  const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - before;
+  RecordProperty("milliseconds", std::to_string(taken.count()));
+  EXPECT_LT(taken.count(), 1000);
+  expectNothingLost();
+}
+
+}  // namespace

@@ -1,0 +1,162 @@
+// A host that does as it is told: it reads commands from its standard input, a JSON array a line, the name
+// first, and answers each with a line "= " and a JSON value once the command has been carried out on all
+// queues. Every line that the library logs is a line on its standard output too. It ends with its input.
+//
+//   road-host URL DATA VERSION
+
+#include <Kova/Kova.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "platform/dispatch/NSOperationQueue.h"
+#include "platform/dispatch/ThreadScheduler.h"
+#include "platform/foundation/NSJSONSerialization.h"
+#include "platform/foundation/SystemLog.h"
+#include "platform/linux/LinuxApplication.h"
+#include "platform/net/NetworkReachability.h"
+#include "platform/uikit/UIApplication.h"
+#include "platform/uikit/UIDevice.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr const char* kEnvironment = "12345";
+
+std::string captureUrl;
+std::atomic<bool> isOnline = true;
+
+// One system call a line, so that lines of several threads do not mix.
+void writeLine(std::string line) {
+  std::replace(line.begin(), line.end(), '\n', ' ');
+  line += '\n';
+  for (std::size_t written = 0; written < line.size();) {
+    const ssize_t count = write(STDOUT_FILENO, line.data() + written, line.size() - written);
+    if (count <= 0) std::_Exit(3);
+    written += static_cast<std::size_t>(count);
+  }
+}
+
+// A value that throws when it is turned into text: a failure inside the library.
+class Explosive : public NSObject {
+  NS_OBJECT(Explosive, NSObject)
+
+ public:
+  std::string description() const override { throw std::runtime_error("touched"); }
+};
+
+Value start(const Array& arguments) {
+  const auto options = std::make_shared<KovaOptions>();
+  options->setCaptureBaseUrl(NSURL::create(captureUrl));
+  options->setDebug(true);
+  // Without it, and as there are no view controllers, there is never a pageview.
+  options->setDisableViewControllerAutocapture(arguments[1] == Value("synthetic pageview"));
+  Kova::initialize(kEnvironment, options);
+  return {};
+}
+
+Value textOrNull(const std::optional<std::string>& text) { return text ? Value(*text) : Value(); }
+
+using Command = std::function<Value(const Array&)>;
+
+Command doing(std::function<void(const Array&)> action) {
+  return [action = std::move(action)](const Array& arguments) {
+    action(arguments);
+    return Value();
+  };
+}
+
+const std::map<std::string, Command, std::less<>>& commands() {
+  static const auto& commands = *new std::map<std::string, Command, std::less<>>{
+      {"start", start},
+      {"userId", [](const Array&) { return textOrNull(Kova::userId()); }},
+      {"identity", [](const Array&) { return textOrNull(Kova::identity()); }},
+      {"sessionId", [](const Array&) { return textOrNull(Kova::sessionId()); }},
+      {"track",
+       doing([](const Array& a) { Kova::track(a[1].text(), a.size() > 2 ? a[2] : Value(Dictionary())); })},
+      {"frameworkTrack",
+       doing([](const Array& a) { Kova::frameworkTrack(a[1].text(), a[2], a[3].text(), a[4]); })},
+      {"frameworkAutocaptureEvent",
+       doing([](const Array& a) { Kova::frameworkAutocaptureEvent(a[1].text(), a[2].text(), a[3]); })},
+      {"identify", doing([](const Array& a) { Kova::identify(a[1]); })},
+      {"addUserProperties", doing([](const Array& a) { Kova::addUserProperties(a[1]); })},
+      {"addEventProperties", doing([](const Array& a) { Kova::addEventProperties(a[1]); })},
+      {"changeInterval", doing([](const Array& a) { Kova::changeInterval(a[1].doubleValue()); })},
+      {"online", doing([](const Array& a) { isOnline = a[1].boolean(); })},
+      {"background", doing([](const Array&) { UIApplication::sharedApplication()->enterBackground(); })},
+      {"foreground", doing([](const Array&) { UIApplication::sharedApplication()->enterForeground(); })},
+      {"explode", doing([](const Array&) {
+         Kova::track("Explosive", {{"it", std::make_shared<Explosive>()}});
+       })},
+      {"exit", doing([](const Array&) { std::exit(0); })},
+  };
+  return commands;
+}
+
+// Answers after everything that the command has set off has run: each round goes through the library's queue
+// and back to the main loop, and work may hop between the two.
+void answerWhenSettled(const Value& answer, int rounds = 4) {
+  if (rounds == 0) {
+    // Scalars are no JSON documents of their own: written as the one item of an array, less its brackets.
+    const std::string text = NSJSONSerialization::dataWithJSONObject(Array{answer}).value();
+    return writeLine("= " + text.substr(1, text.size() - 2));
+  }
+  KOVA_serialStateQueue()->addOperationWithBlock([answer, rounds] {
+    Scheduler::current().mainRunLoop().perform([answer, rounds] { answerWhenSettled(answer, rounds - 1); });
+  });
+}
+
+void execute(const std::string& line) {
+  const Value command = NSJSONSerialization::JSONObjectWithData(line).value();
+  answerWhenSettled(commands().at(std::string(command.array()[0].text()))(command.array()));
+}
+
+// On a thread of its own, so that the main thread can run its loop.
+void readCommands() {
+  std::string unread;
+  for (char bytes[4096];;) {
+    const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
+    if (count <= 0) std::_Exit(0);
+    unread.append(bytes, static_cast<std::size_t>(count));
+    for (std::size_t end; (end = unread.find('\n')) != std::string::npos; unread.erase(0, end + 1)) {
+      Scheduler::current().mainRunLoop().perform([line = unread.substr(0, end)] { execute(line); });
+    }
+  }
+}
+
+void startPlatform(const std::string& data, const std::string& version) {
+  SystemLog::setSink([](std::string_view message) { writeLine(std::string(message)); });
+  MutableDictionary facts{{"CFBundleName", "Road & Rail"}};
+  if (!version.empty()) facts.merge({{"CFBundleShortVersionString", version}, {"CFBundleVersion", "7"}});
+  startLinuxApplication(
+      {.applicationName = "Road", .applicationIdentifier = "io.kova.road", .rootDirectory = data},
+      Dictionary(std::move(facts)));
+  UIDevice::currentDevice().setFacts({.name = "",
+                                      .machine = "box,1",
+                                      .identifierForVendor = "0F0E0D0C-0B0A-0908-0706-050403020100",
+                                      .advertisingIdentifier = std::nullopt,
+                                      .carrierName = "T & T"});
+  NetworkReachability::installFlagSource([](const NetworkReachability::Target&) {
+    return std::optional<NetworkReachabilityFlags>(isOnline ? kNetworkReachabilityFlagsReachable : 0);
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) return 2;
+  captureUrl = argv[1];
+  startPlatform(argv[2], argv[3]);
+  std::thread(readCommands).detach();
+  ThreadScheduler::installed().ownRunLoop().run();
+  return 0;
+}

@@ -1,0 +1,327 @@
+#include "src/storage/KovaQueueManager.h"
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+#include "src/core/KovaLogger.h"
+#include "tests/src/events/MessageFixture.h"
+
+using namespace platform;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const char* const kUnserialisable = "[KOVA DEBUG]: Failed to serialize request body data to JSON";
+
+class KovaQueueManagerTest : public MessageTest {
+ protected:
+  KovaQueueManagerTest() {
+    KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
+    reopen();
+  }
+
+  // As after a restart: a new manager of what is stored.
+  void reopen() {
+    queues = std::make_unique<KovaQueueManager>(std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment),
+                                                KovaQueueManager::Limits{200, 300, 200});
+  }
+
+  static MutableDictionary enriched(int number) {
+    return {{"n", number}, {"pageviewInfo", Dictionary()}, {"sessionInfo", Dictionary()}};
+  }
+  static MutableDictionary unenriched(int number) { return {{"n", number}}; }
+  // A stored batch of one message.
+  static Value inlineBatch(int number) { return {{"messages", Array{{{"n", number}}}}}; }
+  void storeBatches(int count) {
+    std::vector<Value> batches;
+    for (int i = 0; i < count; ++i) batches.push_back(inlineBatch(i));
+    device.store("queuedMessageBatches", Array(std::move(batches)));
+    reopen();
+  }
+
+  // The next URL as the store would hold it.
+  std::string dequeued() {
+    const auto url = queues->dequeueUrl(baseUrl);
+    return url ? url->absoluteString() : "(none)";
+  }
+  std::string dequeuedBody() {
+    const auto next = queues->dequeueMessageJSONPayload();
+    return next ? next->payload : "(none)";
+  }
+  static std::string body(const std::string& sentTime, const std::string& messages) {
+    return R"({"sentTime": ")" + sentTime + R"(", "messages": )" + messages + "}";
+  }
+  std::string storedText(const char* key) const {
+    const auto value = device.stored(key);
+    return value ? json(*value) : "(nothing)";
+  }
+
+  const NSURL baseUrl = NSURL::create("https://host.example").value();
+  std::unique_ptr<KovaQueueManager> queues;
+};
+
+TEST_F(KovaQueueManagerTest, TakesUrlsOldestFirstAbsoluteAndStampedWithTheirSendTime) {
+  queues->enqueueUrlString("h?a=1");
+  queues->enqueueUrlString("api/identify_v3?a=2");
+  reopen();
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 2u);
+  device.advance(1);
+  EXPECT_EQ(dequeued(), "https://host.example/h?a=1&st=1767225601000");
+  EXPECT_EQ(dequeued(), "https://host.example/api/identify_v3?a=2&st=1767225601000");
+  EXPECT_EQ(dequeued(), "(none)");
+}
+
+TEST_F(KovaQueueManagerTest, DropsUrlsBeyondTheLimitButPutsBackAFailedOneAlways) {
+  for (int i = 0; i < 200; ++i) {
+    EXPECT_TRUE(queues->canEnqueueUrlString());
+    queues->enqueueUrlString("h?n=" + std::to_string(i));
+  }
+  const NSURL failed = queues->dequeueUrl(baseUrl).value();
+  queues->enqueueUrlString("h?n=200");
+  EXPECT_FALSE(queues->canEnqueueUrlString());
+  queues->enqueueUrlString("h?n=201");
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 200u);
+
+  queues->requeueFailedUrl(failed);
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 201u);
+  reopen();
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 201u);
+  EXPECT_EQ(dequeued(), failed.absoluteString());
+  EXPECT_EQ(dequeued(), "https://host.example/h?n=1&st=1767225600000");
+}
+
+TEST_F(KovaQueueManagerTest, KeepsTheFirstSendTimeAcrossRetriesAndRestarts) {
+  queues->enqueueUrlString("h?a=1");
+  const NSURL url = queues->dequeueUrl(baseUrl).value();
+  device.advance(60);
+  queues->requeueFailedUrl(url);
+  reopen();
+  device.advance(60);
+  EXPECT_EQ(dequeued(), "https://host.example/h?a=1&st=1767225600000");
+}
+
+TEST_F(KovaQueueManagerTest, PutsTheFirstPageviewInFrontAndEnrichesWhatWaits) {
+  queues->enqueueUrlString("api/identify_v3?a=1");
+  queues->enqueueMessage(unenriched(1));
+  viewPages();
+  queues->enqueueFirstPageviewUrlString("h?a=1", messages);
+  EXPECT_EQ(storedText("queuedPageviews"), R"(["h?a=1","api/identify_v3?a=1"])");
+  EXPECT_EQ(storedText("parts"), "(nothing)");
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
+
+  // With the URL queue full, the messages are enriched all the same.
+  while (queues->canEnqueueUrlString()) queues->enqueueUrlString("x");
+  queues->enqueueMessage(unenriched(2));
+  queues->enqueueFirstPageviewUrlString("h?late", messages);
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 200u);
+  EXPECT_EQ(dequeued(), "https://host.example/h?a=1&st=1767225600000");
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
+}
+
+TEST_F(KovaQueueManagerTest, HoldsWhatIsInFlightInTheStoreUntilItIsSettled) {
+  for (const char* url : {"h?n=1", "h?n=2", "h?n=2"}) queues->enqueueUrlString(url);
+  const NSURL first = queues->dequeueUrl(baseUrl).value();
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 2u);
+  reopen();  // the process ended before the answer
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 3u);
+
+  EXPECT_EQ(queues->dequeueUrl(baseUrl), first);
+  queues->cleanUpSentUrl(first);
+  EXPECT_EQ(storedText("queuedPageviews"), R"(["h?n=2","h?n=2"])");
+  // Equal URLs are settled one by one.
+  const NSURL second = queues->dequeueUrl(baseUrl).value();
+  EXPECT_EQ(queues->dequeueUrl(baseUrl), second);
+  queues->cleanUpSentUrl(second);
+  EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000"])");
+  queues->requeueFailedUrl(second);
+  EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000"])");
+
+  storeBatches(2);
+  const auto batch = queues->dequeueMessageJSONPayload().value().batch;
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
+  reopen();
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
+  EXPECT_EQ(Value(queues->dequeueMessageJSONPayload().value().batch), Value(batch));
+  queues->requeueFailedMessageBatch(batch);
+  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":0}]},{"messages":[{"n":1}]}])");
+  queues->dequeueMessageJSONPayload();
+  queues->cleanUpSentMessageBatch(batch);
+  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":1}]}])");
+}
+
+TEST_F(KovaQueueManagerTest, PushesOutTheOldestMessageWhileNoneCanBeBatched) {
+  for (int i = 0; i < 303; ++i) queues->enqueueMessage(unenriched(i));
+  EXPECT_EQ(queues->queuedEventsCount(), 300u);
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 0u);
+  EXPECT_THAT(device.batchFiles(), IsEmpty());
+
+  queues->persistQueuedEvents();
+  reopen();
+  ASSERT_EQ(queues->queuedEventsCount(), 300u);
+  const Array stored = device.stored("parts")->array();
+  EXPECT_EQ(*stored[0].dictionary().find("n"), Value(3));
+  EXPECT_EQ(*stored[299].dictionary().find("n"), Value(302));
+}
+
+TEST_F(KovaQueueManagerTest, BatchesAFullQueueOfEnrichedMessagesBeforeTheNext) {
+  for (int i = 0; i < 300; ++i) queues->enqueueMessage(enriched(i));
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 0u);
+  queues->enqueueMessage(enriched(300));
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
+  EXPECT_EQ(queues->queuedEventsCount(), 1u);
+  // The new message is only in memory; the old ones are in the file.
+  EXPECT_EQ(storedText("parts"), "[]");
+  reopen();
+  EXPECT_EQ(queues->queuedEventsCount(), 0u);
+  const auto batch = NSJSONSerialization::JSONObjectWithData(dequeuedBody()).value();
+  const Array messagesSent = batch.dictionary().find("messages")->array();
+  ASSERT_EQ(messagesSent.size(), 300u);
+  for (int i = 0; i < 300; ++i) {
+    ASSERT_EQ(*messagesSent[static_cast<std::size_t>(i)].dictionary().find("n"), Value(i));
+  }
+}
+
+TEST_F(KovaQueueManagerTest, OneUnenrichedMessageHoldsBackAll) {
+  queues->enqueueMessage(enriched(1));
+  queues->enqueueMessage(unenriched(2));
+  queues->enqueueMessage(enriched(3));
+  queues->moveEnqueuedMessagesToBatchAndPersist(false);
+  EXPECT_EQ(storedText("parts"), "(nothing)");
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  EXPECT_EQ(device.stored("parts")->array().size(), 3u);
+  reopen();
+  EXPECT_EQ(queues->queuedEventsCount(), 3u);
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 0u);
+
+  viewPages();
+  queues->enqueueFirstPageviewUrlString("h", messages);
+  queues->moveEnqueuedMessagesToBatchAndPersist(false);
+  reopen();
+  EXPECT_EQ(queues->queuedEventsCount(), 0u);
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
+}
+
+TEST_F(KovaQueueManagerTest, OnlyPersistsAnEmptyQueue) {
+  queues->moveEnqueuedMessagesToBatchAndPersist(false);
+  EXPECT_EQ(storedText("parts"), "(nothing)");
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  EXPECT_EQ(storedText("parts"), "[]");
+  EXPECT_EQ(storedText("queuedMessageBatches"), "(nothing)");
+  EXPECT_THAT(device.batchFiles(), IsEmpty());
+}
+
+TEST_F(KovaQueueManagerTest, DropsMessagesWhileTheBatchQueueIsFull) {
+  storeBatches(199);
+  EXPECT_TRUE(queues->canEnqueueMessage());
+  queues->enqueueMessage(enriched(1));
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  EXPECT_FALSE(queues->canEnqueueMessage());
+  queues->enqueueMessage(enriched(2));
+  EXPECT_EQ(queues->queuedEventsCount(), 0u);
+
+  const auto sent = queues->dequeueMessageJSONPayload().value();
+  queues->enqueueMessage(enriched(3));
+  EXPECT_EQ(queues->queuedEventsCount(), 1u);
+  // Neither a move nor putting back asks for the limit.
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  queues->requeueFailedMessageBatch(sent.batch);
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 201u);
+  reopen();
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 201u);
+  EXPECT_EQ(dequeuedBody(), body("1767225600000", R"([{"n":0}])"));
+}
+
+TEST_F(KovaQueueManagerTest, WritesTheBodyOfABatchByteByByte) {
+  queues->enqueueMessage({{"name", "é \"x\""}, {"pageviewInfo", Dictionary()}, {"sessionInfo", {{"id", "7"}}}});
+  queues->enqueueMessage(enriched(2));
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  const std::string file = device.batchFiles().at(0);
+  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messagesIdentifier":")" + file + R"("}])");
+  const std::string array = R"([{"name":"é \"x\"","pageviewInfo":{},"sessionInfo":{"id":"7"}},)"
+                            R"({"n":2,"pageviewInfo":{},"sessionInfo":{}}])";
+  EXPECT_EQ(store->readJSONObjectDataFromDisk(file), array);
+
+  reopen();
+  device.advance(2);
+  const auto next = queues->dequeueMessageJSONPayload().value();
+  EXPECT_EQ(next.payload, body("1767225602000", array));
+  EXPECT_EQ(queues->messageArrayData(next.batch), array);
+  device.advance(2);
+  EXPECT_EQ(queues->payload(next.batch), body("1767225604000", array));
+
+  queues->cleanUpSentMessageBatch(next.batch);
+  EXPECT_THAT(device.batchFiles(), IsEmpty());
+  EXPECT_EQ(storedText("queuedMessageBatches"), "[]");
+}
+
+TEST_F(KovaQueueManagerTest, KeepsMessagesInlineWhereNoFileCanBeWritten) {
+  std::filesystem::remove_all(device.batchDirectory());
+  std::ofstream(device.batchDirectory()) << "a regular file";
+  reopen();
+  queues->enqueueMessage(enriched(1));
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  const std::string array = R"([{"n":1,"pageviewInfo":{},"sessionInfo":{}}])";
+  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":)" + array + "}]");
+  reopen();
+  const auto next = queues->dequeueMessageJSONPayload().value();
+  EXPECT_EQ(next.payload, body("1767225600000", array));
+  queues->cleanUpSentMessageBatch(next.batch);
+  EXPECT_EQ(storedText("queuedMessageBatches"), "[]");
+}
+
+TEST_F(KovaQueueManagerTest, DropsBatchesWithoutABodyAndGoesOnWithTheNext) {
+  device.store("queuedMessageBatches", Array{{{"messagesIdentifier", "gone"}},
+                                             {{"messagesIdentifier", 5}},
+                                             {{"messages", Array{std::nan("")}}},
+                                             Dictionary(),
+                                             "no batch",
+                                             {{"messages", Array{}}, {"messagesIdentifier", "gone too"}},
+                                             inlineBatch(1),
+                                             {{"messagesIdentifier", "last"}}});
+  reopen();
+  EXPECT_EQ(dequeuedBody(), body("1767225600000", R"([{"n":1}])"));
+  EXPECT_THAT(device.log(), testing::AllOf(testing::SizeIs(5), testing::Each(kUnserialisable)));
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
+  EXPECT_EQ(device.stored("queuedMessageBatches")->array().size(), 2u);
+
+  EXPECT_EQ(dequeuedBody(), "(none)");
+  EXPECT_EQ(device.log().size(), 6u);
+  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":1}]}])");
+}
+
+TEST_F(KovaQueueManagerTest, RefusesAMessageThatNoJSONCanBeMadeOf) {
+  queues->enqueueMessage(enriched(1));
+  for (const Value& bad : {Value(std::nan("")), Value(HUGE_VAL), Value(NSDate()), Value(Dictionary{{1, "one"}})}) {
+    MutableDictionary message = enriched(2);
+    message.set("bad", bad);
+    queues->enqueueMessage(message);
+  }
+  EXPECT_THAT(device.log(), testing::AllOf(testing::SizeIs(4), testing::Each(kUnserialisable)));
+  EXPECT_EQ(queues->queuedEventsCount(), 1u);
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  EXPECT_EQ(device.batchFiles().size(), 1u);
+}
+
+TEST_F(KovaQueueManagerTest, LoadsStoredItemsOfTheRightKindAlone) {
+  device.store("queuedPageviews", Array{"h?n=1", 5, nullptr});
+  device.store("parts", Array{"text", {{"n", 1}}, Array{}});
+  reopen();
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 1u);
+  EXPECT_EQ(queues->queuedEventsCount(), 1u);
+}
+
+TEST_F(KovaQueueManagerTest, IsSharedByTheTrackersOfOneEnvironmentWhileItLives) {
+  const KovaQueueManager::Limits limits{200, 300, 200};
+  auto first = KovaQueueManager::forStore(store, limits);
+  first->enqueueMessage(unenriched(1));  // in memory only
+  EXPECT_EQ(KovaQueueManager::forStore(store, limits), first);
+  EXPECT_NE(KovaQueueManager::forStore(std::make_shared<KovaPersistentStore>("6"), limits), first);
+  first = nullptr;
+  EXPECT_EQ(KovaQueueManager::forStore(store, limits)->queuedEventsCount(), 0u);
+}
+
+}  // namespace
