@@ -1,11 +1,11 @@
 #include "platform/dispatch/SerialWorker.h"
 
 #include <pthread.h>
-#include <signal.h>
 
 #include <thread>
 #include <utility>
 
+#include "platform/dispatch/SignalsBlocked.h"
 #include "platform/dispatch/Uptime.h"
 
 namespace platform {
@@ -16,24 +16,6 @@ thread_local const SerialWorker* currentWorker = nullptr;
 
 // A batch larger than this gives back its bookkeeping too, not only its works.
 constexpr std::size_t kLargeBatch = 1024;
-
-// Keeps the signals of the process away from the thread that is made meanwhile: they are the host's, for its
-// own threads. A thread's own faults are still delivered to it.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t blocked;
-    sigfillset(&blocked);
-    for (const int fault : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP, SIGPROF}) {
-      sigdelset(&blocked, fault);
-    }
-    pthread_sigmask(SIG_SETMASK, &blocked, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_;
-};
 
 // The system takes 15 characters; the end of a reverse-domain label tells more than its beginning.
 void nameThread(const std::string& label) {

@@ -7,6 +7,8 @@
 namespace platform {
 
 std::string NSDate::description() const {
+  constexpr double kFurthest = 1e15;  // seconds; far beyond any calendar
+  if (!(std::abs(seconds_) < kFurthest)) return "(no date)";
   const auto whole = static_cast<std::time_t>(std::floor(seconds_));
   std::tm utc{};
   gmtime_r(&whole, &utc);

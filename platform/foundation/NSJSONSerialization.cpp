@@ -19,6 +19,8 @@ namespace platform {
 namespace {
 
 constexpr int kDeepestLevel = 512;
+// Kept free above a dictionary that is still to become part of something larger.
+constexpr int kLevelsAbove = 8;
 
 bool isValid(const Value& value, int level);
 
@@ -149,7 +151,8 @@ bool NSJSONSerialization::isValidJSONObject(const Value& object) {
 }
 
 bool NSJSONSerialization::isValidJSONObject(const MutableDictionary& object) {
-  return std::all_of(object.begin(), object.end(), [](const Entry& entry) { return isValid(entry, 1); });
+  return std::all_of(object.begin(), object.end(),
+                     [](const Entry& entry) { return isValid(entry, 1 + kLevelsAbove); });
 }
 
 std::optional<std::string> NSJSONSerialization::dataWithJSONObject(const Value& object) {

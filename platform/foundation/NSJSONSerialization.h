@@ -14,6 +14,7 @@ class NSJSONSerialization {
   // Whether the value can be written: an array or a dictionary whose members are strings, finite numbers,
   // booleans, null markers, arrays and dictionaries with string keys, at most 512 levels deep.
   static bool isValidJSONObject(const Value& object);
+  // Of a dictionary that is still to become part of something larger: at most 504 levels deep.
   static bool isValidJSONObject(const MutableDictionary& object);
 
   // Compact UTF-8 text, entries in the order of the dictionary. Nothing for what is not valid as above.

@@ -156,17 +156,19 @@ NSUserDefaults::NSUserDefaults(std::string path)
 
 NSUserDefaults::~NSUserDefaults() { synchronize(); }
 
-void NSUserDefaults::setObject(const Value& value, std::string_view key) {
+bool NSUserDefaults::setObject(const Value& value, std::string_view key) {
   std::optional<std::string> text = storedForm(value);
   if (text) return store(key, std::move(text));
   NSLog("NSUserDefaults: refused to store a value for the key \"" + std::string(key) +
         "\": it holds an object, a dictionary key that is no string, or too many levels.");
+  return false;
 }
 
 void NSUserDefaults::removeObject(std::string_view key) { store(key, std::nullopt); }
 
-void NSUserDefaults::store(std::string_view key, std::optional<std::string> text) {
+bool NSUserDefaults::store(std::string_view key, std::optional<std::string> text) {
   std::vector<std::string> reports;
+  bool isStored;
   {
     MutexLock lock(mutex_);
     if (!pending_.empty()) {
@@ -175,9 +177,11 @@ void NSUserDefaults::store(std::string_view key, std::optional<std::string> text
     } else if (!database_->write(key, text)) {
       pending_.emplace(key, std::move(text));
     }
+    isStored = !pending_.contains(key);
     reports = database_->takeReports();
   }
   logAll(reports);
+  return isStored;
 }
 
 // Each key by itself: what has room is stored, whatever else has none.

@@ -48,7 +48,8 @@ class NSUserDefaults {
   NSUserDefaults(const NSUserDefaults&) = delete;
   NSUserDefaults& operator=(const NSUserDefaults&) = delete;
 
-  void setObject(const Value& value, std::string_view key);
+  // Whether the value is stored now.
+  bool setObject(const Value& value, std::string_view key);
   void removeObject(std::string_view key);
 
   std::optional<Value> object(std::string_view key);
@@ -65,7 +66,7 @@ class NSUserDefaults {
   explicit NSUserDefaults(std::string path);
 
   // The text is the stored form of a value; none removes the key.
-  void store(std::string_view key, std::optional<std::string> text);
+  bool store(std::string_view key, std::optional<std::string> text);
   void writePending() REQUIRES(mutex_);
 
   Mutex mutex_;

@@ -56,6 +56,8 @@ class Dictionary {
   const Value* find(std::string_view key) const;
   const Entry* begin() const;
   const Entry* end() const;
+  // Whether both are copies of one map; two empty ones are. Equality of content is a Value's.
+  bool isSameObject(const Dictionary& other) const;
 
  private:
   std::shared_ptr<const std::vector<Entry>> entries_;
@@ -79,7 +81,9 @@ class Value {
   template <std::integral T>
   requires(!std::same_as<T, bool>) Value(T integer) : data_(fromInteger(integer)) {}
   Value(std::floating_point auto real) : data_(static_cast<double>(real)) {}
-  Value(const char* text) : data_(String(text)) {}
+  Value(const char* text) {
+    if (text) data_ = String(text);
+  }
   Value(std::string_view text) : data_(String(text)) {}
   Value(const std::string& text) : data_(String(text)) {}
   Value(String text) : data_(std::move(text)) {}
@@ -186,6 +190,8 @@ inline const Entry* Dictionary::begin() const { return entries_ ? entries_->data
 inline const Entry* Dictionary::end() const {
   return entries_ ? entries_->data() + entries_->size() : nullptr;
 }
+
+inline bool Dictionary::isSameObject(const Dictionary& other) const { return entries_ == other.entries_; }
 
 // "%@" of a value that may be missing: "(null)" for no value, else its description.
 std::string description(const std::optional<Value>& value);

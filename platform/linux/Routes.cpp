@@ -6,8 +6,6 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <pthread.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -22,6 +20,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "platform/dispatch/SignalsBlocked.h"
 
 namespace platform {
 namespace {
@@ -264,12 +264,6 @@ struct RouteWatch {
   }
 };
 
-void blockSignals() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
-
 }  // namespace
 
 std::optional<NetworkReachabilityFlags> routeFlags(const NetworkReachability::Target& target) {
@@ -287,10 +281,8 @@ NetworkReachability::StopWatching watchRoutes(std::function<void()> changed) {
   auto watch = std::make_shared<RouteWatch>();
   if (!watch->open()) return {};
   try {
-    watch->thread = std::thread([&watched = *watch, changed = std::move(changed)] {
-      blockSignals();
-      watched.run(changed);
-    });
+    const SignalsBlocked signalsBlocked;
+    watch->thread = std::thread([&watched = *watch, changed = std::move(changed)] { watched.run(changed); });
   } catch (const std::system_error&) {
     return {};
   }

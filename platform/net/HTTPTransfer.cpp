@@ -122,7 +122,9 @@ void HTTPTransfer::configureHeaders() {
 void HTTPTransfer::configureConnection() {
   const NSURLSessionConfiguration& configuration = task_->configuration();
   curl_easy_setopt(handle_, CURLOPT_PROTOCOLS_STR, kProtocols);
-  curl_easy_setopt(handle_, CURLOPT_REDIR_PROTOCOLS_STR, kProtocols);
+  // What was asked for in secret is not asked for again in the clear.
+  const bool isSecure = task_->originalRequest().url().scheme() == "https";
+  curl_easy_setopt(handle_, CURLOPT_REDIR_PROTOCOLS_STR, isSecure ? "https" : kProtocols);
   curl_easy_setopt(handle_, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(handle_, CURLOPT_MAXREDIRS, kMaximumRedirects);
   curl_easy_setopt(handle_, CURLOPT_MAXFILESIZE_LARGE,

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/dispatch/DispatchQueue.h"
 #include "platform/dispatch/Scheduler.h"
 
 namespace platform {
@@ -27,7 +28,10 @@ NSURLSession& NSURLSession::sharedSession() {
 
 NSURLSession::NSURLSession(NSURLSessionConfiguration configuration)
     : configuration_(std::make_shared<const NSURLSessionConfiguration>(std::move(configuration))),
-      queue_(configuration_->keepsConnections ? makeCompletionQueue() : ephemeralSessionsQueue()) {}
+      queue_(configuration_->keepsConnections ? makeCompletionQueue() : ephemeralSessionsQueue()) {
+  // Begins the queue's thread, so that a system that gives none is noticed by whoever makes the session.
+  queue_->async([] {});
+}
 
 std::shared_ptr<NSURLSessionDataTask> NSURLSession::dataTask(const NSURL& url, Completion completion) {
   return dataTask(NSURLRequest(url), std::move(completion));

@@ -13,6 +13,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/dispatch/SignalsBlocked.h"
+#include "platform/foundation/SystemLog.h"
 #include "platform/net/NSURLError.h"
 
 namespace platform {
@@ -29,13 +31,6 @@ std::timed_mutex& stepGate() {
 }
 
 void closeStepGate() { static_cast<void>(stepGate().try_lock_for(kLongestWaitAtExit)); }
-
-// The process's signals are for its own threads; and a broken connection must not end it by SIGPIPE.
-void blockSignals() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
 
 }  // namespace
 
@@ -65,18 +60,18 @@ void TransferThread::post(Command command) {
 }
 
 void TransferThread::launch() {
+  const SignalsBlocked signalsBlocked;
   std::thread([this] { run(); }).detach();
   launched_ = true;
 }
 
 void TransferThread::run() {
-  blockSignals();
   pthread_setname_np(pthread_self(), "NSURLSession");
   setUp();
   while (true) {
     {
       const std::lock_guard<std::timed_mutex> gate(stepGate());
-      step();
+      stepGuarded();
     }
     curl_multi_poll(multi_, nullptr, 0, millisecondsToSleep(), nullptr);
   }
@@ -95,6 +90,16 @@ void TransferThread::setUp() {
   curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kConnectionsKept);
   MutexLock lock(mutex_);
   wakeable_ = multi_;
+}
+
+// Nothing may leave the thread, or it ends the host. What fails here fails for want of memory or threads; the
+// task that was at hand is then not answered.
+void TransferThread::stepGuarded() noexcept {
+  try {
+    step();
+  } catch (const std::exception& exception) {
+    NSLog(std::string("A step of the transfer thread failed: ") + exception.what());
+  }
 }
 
 void TransferThread::step() {

@@ -36,6 +36,7 @@ class TransferThread {
 
   void run();
   void setUp();
+  void stepGuarded() noexcept;
   void step();
   void handleCommands();
   void begin(std::shared_ptr<NSURLSessionDataTask> task);

@@ -27,7 +27,10 @@ void KovaTracker::identifyOnMutationQueue(const String& identity) {
   if (identity.empty()) return;
   const std::string encoded = KovaUtil::urlEncode(Value(identity));
   if (identityManager_->hasIdentityDifferentFromUrlEncodedIdentity(encoded)) {
-    resetIdentity([self = retained(), identity] { self->identify(Value(identity)); });
+    // By then this tracker may have been replaced; only one identity manager may write the store.
+    resetIdentity([identity] {
+      if (const auto tracker = sharedTracker()) tracker->identify(Value(identity));
+    });
   } else if (identityManager_->isAnonymous()) {
     identityManager_->setUrlEncodedIdentityRecomputingUserId(encoded, false);
     queueManager_->enqueueUrlString(requestBuilder_->identitySetUrlString(encoded));

@@ -53,10 +53,19 @@ MutableDictionary KovaMessageBuilder::mutableBaseMessage(const std::optional<Dic
   if (const auto session = sessionInfo ? sessionInfo : sessionManager_.sessionInfo()) {
     message.append("sessionInfo", *session);
   }
-  const Dictionary properties = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(
-      Value(eventProperties ? *eventProperties : identityManager_.eventProperties()));
+  const Dictionary& properties =
+      transmittableEventProperties(eventProperties ? *eventProperties : identityManager_.eventProperties());
   if (!properties.empty()) message.append("properties", properties);
   return message;
+}
+
+const Dictionary& KovaMessageBuilder::transmittableEventProperties(const Dictionary& eventProperties) const {
+  if (!eventProperties.isSameObject(lastEventProperties_)) {
+    lastTransmittable_ =
+        KovaInputTransformer::transmittableDictionaryForPropertyDictionary(Value(eventProperties));
+    lastEventProperties_ = eventProperties;
+  }
+  return lastTransmittable_;
 }
 
 MutableDictionary KovaMessageBuilder::mutableMessage(Dictionary eventDictionary, std::string_view kind,

@@ -45,8 +45,14 @@ class KovaMessageBuilder {
   static bool unenrichedMessagesExist(const std::vector<platform::MutableDictionary>& messages);
 
  private:
+  const platform::Dictionary& transmittableEventProperties(const platform::Dictionary& eventProperties) const;
+
   const platform::Value appId_;
   const KovaAppProperties& appProperties_;
   const KISessionManager& sessionManager_;
   const KIIdentityManager& identityManager_;
+  // The event properties that were last asked for, and what is transmitted of them: the same for message
+  // after message.
+  mutable platform::Dictionary lastEventProperties_;
+  mutable platform::Dictionary lastTransmittable_;
 };

@@ -52,6 +52,7 @@ bool KISessionManager::loggedPageview(Dictionary pageviewInfo, Dictionary pixelP
   zParam_ = kLoggedPageview;
   const MutexLock lock(propertyLock_);
   mostRecentPageviewInfo_ = std::move(pageviewInfo);
+  hasMostRecentPageviewInfo_ = true;
   if (sessionPixelProperties_) return false;
   sessionPixelProperties_ = std::move(pixelProperties);
   refreshSessionInfo();
@@ -67,6 +68,7 @@ void KISessionManager::resetSession(bool isNewUser) {
   setSessionId(KovaUtil::randomId());
   const MutexLock lock(propertyLock_);
   mostRecentPageviewInfo_ = std::nullopt;
+  hasMostRecentPageviewInfo_ = false;
   sessionPixelProperties_ = std::nullopt;
   refreshSessionInfo();
 }

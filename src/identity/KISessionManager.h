@@ -25,6 +25,8 @@ class KISessionManager {
   std::optional<platform::Dictionary> sessionPixelProperties() const;
   // The latest pageview of this session.
   std::optional<platform::Dictionary> mostRecentPageviewInfo() const;
+  // Whether there is one, without the lock: every call of the host asks this, and must not wait for the mutation queue.
+  bool hasMostRecentPageviewInfo() const { return hasMostRecentPageviewInfo_; }
 
   // 0: a new user without a pageview in this session; 1: a returning user without one; 2: at least one
   // pageview.
@@ -49,5 +51,6 @@ class KISessionManager {
   std::optional<platform::Dictionary> mostRecentPageviewInfo_ GUARDED_BY(propertyLock_);
   // Made when what it consists of changes, because every message carries it.
   std::optional<platform::Dictionary> sessionInfo_ GUARDED_BY(propertyLock_);
+  std::atomic<bool> hasMostRecentPageviewInfo_ = false;
   std::atomic<std::int64_t> zParam_;
 };

@@ -49,7 +49,7 @@ void KovaTracker::recordPageview(EventVisualizer, PageviewInfoBuilder mainQueueP
         tracker.extendSession();
         tracker.performSafelyOnMutationQueue(
             [info = *pageviewInfo, repeat](KovaTracker& self) {
-              if (repeat == Repeat::OnceASession && self.sessionManager_->mostRecentPageviewInfo()) return;
+              if (repeat == Repeat::OnceASession && self.sessionManager_->hasMostRecentPageviewInfo()) return;
               self.enqueuePageview(info);
             },
             tracker, fromSelector);
@@ -75,14 +75,14 @@ void KovaTracker::enqueuePageview(const Dictionary& pageviewInfo) {
 }
 
 void KovaTracker::injectPageviewsIfNeeded() {
-  if (sessionManager_->mostRecentPageviewInfo()) return;
+  if (sessionManager_->hasMostRecentPageviewInfo()) return;
   if (isViewControllerAutocaptureDisabled()) return injectSyntheticPageviewIfNeeded();
   recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(nullptr);
 }
 
 void KovaTracker::injectSyntheticPageviewIfNeeded() {
   static const SEL selector("injectSyntheticPageviewIfNeeded");
-  if (!isViewControllerAutocaptureDisabled() || sessionManager_->mostRecentPageviewInfo()) return;
+  if (!isViewControllerAutocaptureDisabled() || sessionManager_->hasMostRecentPageviewInfo()) return;
   recordPageview(
       EventVisualizer::Send,
       [](KovaTracker&) {

@@ -36,8 +36,8 @@ std::string KovaPersistentStore::storageKey(std::string_view key) const {
   return formatted("kova_%@_%@", appId_, key);
 }
 
-void KovaPersistentStore::setObject(const Value& value, std::string_view key) {
-  userDefaults_.setObject(value, storageKey(key));
+bool KovaPersistentStore::setObject(const Value& value, std::string_view key) {
+  return userDefaults_.setObject(value, storageKey(key));
 }
 
 void KovaPersistentStore::removeObject(std::string_view key) { userDefaults_.removeObject(storageKey(key)); }

@@ -31,7 +31,8 @@ class KovaPersistentStore {
   const std::optional<std::string>& cachePath() const { return cachePath_; }
   std::string storageKey(std::string_view key) const;
 
-  void setObject(const platform::Value& value, std::string_view key);
+  // Whether it is stored. If not, it can still be read in this process, and is tried again with later ones.
+  bool setObject(const platform::Value& value, std::string_view key);
   void removeObject(std::string_view key);
   // None for a stored value of another kind; a stored number answers as a string with its text.
   std::optional<platform::Dictionary> dictionary(std::string_view key) const;

@@ -87,7 +87,10 @@ void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
 }
 
 std::optional<NSURL> KovaQueueManager::dequeueUrl(const NSURL& baseUrl) {
-  if (queuedUrlStrings_.empty()) return std::nullopt;
+  if (queuedUrlStrings_.empty()) {
+    if (areUrlStringsUnsaved_) persistQueuedUrlStrings();
+    return std::nullopt;
+  }
   std::string text = queuedUrlStrings_.front().str();
   if (text.find(kSendTimeParameter) == std::string::npos) {
     text += kSendTimeParameter;
@@ -108,7 +111,7 @@ void KovaQueueManager::requeueFailedUrl(const NSURL& url) {
 
 void KovaQueueManager::cleanUpSentUrl(const NSURL& url) {
   removeFirst(urlStringsInFlight_, String(url.absoluteString()));
-  persistQueuedUrlStrings();
+  areUrlStringsUnsaved_ = true;
 }
 
 void KovaQueueManager::enqueueMessage(MutableDictionary message) {
@@ -162,18 +165,20 @@ std::optional<std::string> KovaQueueManager::payload(const Batch& batch) const {
 }
 
 std::optional<KovaQueueManager::Dequeued> KovaQueueManager::dequeueMessageJSONPayload() {
-  while (!queuedMessageBatches_.empty()) {
+  std::optional<Dequeued> dequeued;
+  while (!dequeued && !queuedMessageBatches_.empty()) {
     Batch batch = std::move(queuedMessageBatches_.front());
     queuedMessageBatches_.pop_front();
     if (auto body = payload(batch)) {
       messageBatchesInFlight_.push_back(batch);
-      persistQueuedMessageBatches();
-      return Dequeued{std::move(*body), std::move(batch)};
+      dequeued = Dequeued{std::move(*body), std::move(batch)};
+    } else {
+      KovaLogDebug("Failed to serialize request body data to JSON");
+      areBatchesUnsaved_ = true;
     }
-    KovaLogDebug("Failed to serialize request body data to JSON");
   }
-  persistQueuedMessageBatches();
-  return std::nullopt;
+  if (areBatchesUnsaved_) persistQueuedMessageBatches();
+  return dequeued;
 }
 
 void KovaQueueManager::requeueFailedMessageBatch(Batch batch) {
@@ -184,27 +189,31 @@ void KovaQueueManager::requeueFailedMessageBatch(Batch batch) {
 
 void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
   removeFirst(messageBatchesInFlight_, batch);
-  persistQueuedMessageBatches();
+  areBatchesUnsaved_ = true;
   if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) {
     persistentStore_->removeJSONObjectDataFromDisk(fileName->text());
   }
 }
 
-void KovaQueueManager::persistQueuedEvents() const {
+void KovaQueueManager::persistQueuedEvents() {
+  if (areBatchesUnsaved_) persistQueuedMessageBatches();
+  if (areBatchesUnsaved_ || (queuedEvents_.empty() && areEventsStoredEmpty_)) return;
   std::vector<Value> messages;
   messages.reserve(queuedEvents_.size());
   for (const MutableDictionary& message : queuedEvents_) messages.emplace_back(Dictionary(message));
-  persistentStore_->setObject(Array(std::move(messages)), KovaPersistentPropertyKeyQueuedEvents);
+  const bool isStored =
+      persistentStore_->setObject(Array(std::move(messages)), KovaPersistentPropertyKeyQueuedEvents);
+  areEventsStoredEmpty_ = isStored && queuedEvents_.empty();
 }
 
-void KovaQueueManager::persistQueuedUrlStrings() const {
-  persistentStore_->setObject(arrayOf(urlStringsInFlight_, queuedUrlStrings_),
-                              KovaPersistentPropertyKeyQueuedUrlStrings);
+void KovaQueueManager::persistQueuedUrlStrings() {
+  areUrlStringsUnsaved_ = !persistentStore_->setObject(arrayOf(urlStringsInFlight_, queuedUrlStrings_),
+                                                       KovaPersistentPropertyKeyQueuedUrlStrings);
 }
 
-void KovaQueueManager::persistQueuedMessageBatches() const {
-  persistentStore_->setObject(arrayOf(messageBatchesInFlight_, queuedMessageBatches_),
-                              KovaPersistentPropertyKeyQueuedMessageBatches);
+void KovaQueueManager::persistQueuedMessageBatches() {
+  areBatchesUnsaved_ = !persistentStore_->setObject(arrayOf(messageBatchesInFlight_, queuedMessageBatches_),
+                                                    KovaPersistentPropertyKeyQueuedMessageBatches);
 }
 
 bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,

@@ -53,6 +53,7 @@ class KovaQueueManager {
   std::optional<platform::NSURL> dequeueUrl(const platform::NSURL& baseUrl);
   // Back to the front, whatever the limit.
   void requeueFailedUrl(const platform::NSURL& url);
+  // The store learns of it with the next dequeueUrl, or persistQueuedUrlStrings.
   void cleanUpSentUrl(const platform::NSURL& url);
 
   // Single messages.
@@ -81,12 +82,19 @@ class KovaQueueManager {
   std::optional<Dequeued> dequeueMessageJSONPayload();
   // Back to the front, whatever the limit.
   void requeueFailedMessageBatch(Batch batch);
-  // Removes the batch's file.
+  // Removes the batch's file. The store learns of it with the next dequeueMessageJSONPayload, or
+  // persistQueuedMessageBatches; should the process end before, the batch is found without its file and
+  // dropped.
   void cleanUpSentMessageBatch(const Batch& batch);
 
-  void persistQueuedEvents() const;
-  void persistQueuedUrlStrings() const;
-  void persistQueuedMessageBatches() const;
+  // Whether something has been taken off the queues whose end is not known yet.
+  bool isAnythingInFlight() const { return !urlStringsInFlight_.empty() || !messageBatchesInFlight_.empty(); }
+
+  // Each writes the whole queue. Messages that have become a batch are not taken out of the store before the
+  // batch is in it, which on a full disk may be much later.
+  void persistQueuedEvents();
+  void persistQueuedUrlStrings();
+  void persistQueuedMessageBatches();
 
   // Asked of the stored queues, before any is loaded.
   static bool persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store, Limits limits);
@@ -101,4 +109,9 @@ class KovaQueueManager {
   // Taken off the queues, and not yet known to be sent or failed.
   std::vector<platform::String> urlStringsInFlight_;
   std::vector<Batch> messageBatchesInFlight_;
+  // What the store holds is not what it should: not written yet, or refused.
+  bool areBatchesUnsaved_ = false;
+  bool areUrlStringsUnsaved_ = false;
+  // An idle app does not write the same empty queue again and again.
+  bool areEventsStoredEmpty_ = false;
 };

@@ -1,5 +1,6 @@
 #include "src/storage/KovaUploader.h"
 
+#include "src/core/Guard.h"
 #include "src/core/KovaEndpoints.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
@@ -11,6 +12,7 @@ using namespace platform;
 namespace {
 
 constexpr double kDefaultUploadInterval = 15.0;  // seconds
+constexpr double kShortestUploadInterval = 0.1;  // seconds; passes without a pause would occupy the device
 constexpr double kBatchTimeout = 10.0;           // seconds
 
 void logConnectionFailure(const NSError& error) {
@@ -34,7 +36,7 @@ NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
 KovaUploader::KovaUploader(std::optional<NSURL> baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
                            std::shared_ptr<NSOperationQueue> mutationQueue,
                            std::weak_ptr<KOVAURLSessionProtocol> session)
-    : baseUrl_(baseUrl ? *baseUrl : kova::defaultCaptureEndpoint()),
+    : baseUrl_(kova::captureEndpoint(baseUrl)),
       queueManager_(std::move(queueManager)),
       mutationQueue_(std::move(mutationQueue)),
       urlSession_(std::move(session)),
@@ -101,15 +103,15 @@ void KovaUploader::setUploadInterval(double seconds) {
   cancelUploadTimer();
   performOnMutationQueue(
       [seconds](KovaUploader& self) {
-        self.uploadInterval_ = seconds;
+        self.uploadInterval_ = seconds >= kShortestUploadInterval ? seconds : kShortestUploadInterval;
         self.requestScheduledUploads();
       },
       selector);
 }
 
 void KovaUploader::stop() {
+  isStopped_ = true;  // first, lest a pass that is under way arms the timer again
   cancelUploadTimer();
-  isStopped_ = true;
 }
 
 void KovaUploader::sendAll() {
@@ -125,37 +127,40 @@ void KovaUploader::sendAll() {
           KovaLogDebug("Called -[KovaUploader sendAll] after -[KovaUploader stop]");
           return;
         }
-        if (self.isSendingPixelData_ || self.isSendingMessageBatches_) {
+        // An earlier uploader's last request counts too: the queues are shared with it.
+        if (self.isSendingPixelData_ || self.isSendingMessageBatches_ ||
+            self.queueManager_->isAnythingInFlight()) {
           KovaLogDebug("Already sending data");
           return;
         }
         self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+        if (!self.baseUrl_) return;
         self.sendAllPixelData();
         self.sendAllMessageBatchData();
       },
       selector);
 }
 
+// Steps run at once: one that was queued would let another pass begin before the chain shows that it is in
+// flight.
 void KovaUploader::sendAllPixelData() {
   static const SEL selector("sendAllPixelData");
-  performOnMutationQueue(
-      [](KovaUploader& self) {
-        const auto session = self.urlSession_.lock();
-        const auto url = session ? self.queueManager_->dequeueUrl(self.baseUrl_) : std::nullopt;
-        if (!url) {
-          if (self.isSendingPixelData_) KovaLogDebug("Sent data to Kova!");
-          self.isSendingPixelData_ = false;
-          return;
-        }
-        self.isSendingPixelData_ = true;
-        const auto task = session->dataTask(
-            *url, [self = self.retained(), url = *url](auto, auto, const std::optional<NSError>& error) {
-              self->performOnMutationQueue(
-                  [url, error](KovaUploader& uploader) { uploader.pixelRequestEnded(url, error); }, selector);
-            });
-        if (task) task->resume();
-      },
-      selector);
+  kova::guarded({isa(), selector}, [this] {
+    const auto session = urlSession_.lock();
+    const auto url = session ? queueManager_->dequeueUrl(*baseUrl_) : std::nullopt;
+    if (!url) {
+      if (isSendingPixelData_) KovaLogDebug("Sent data to Kova!");
+      isSendingPixelData_ = false;
+      return;
+    }
+    isSendingPixelData_ = true;
+    const auto task = session->dataTask(
+        *url, [self = retained(), url = *url](auto, auto, const std::optional<NSError>& error) {
+          self->performOnMutationQueue(
+              [url, error](KovaUploader& uploader) { uploader.pixelRequestEnded(url, error); }, selector);
+        });
+    if (task) task->resume();
+  });
 }
 
 void KovaUploader::pixelRequestEnded(const NSURL& url, const std::optional<NSError>& error) {
@@ -167,32 +172,30 @@ void KovaUploader::pixelRequestEnded(const NSURL& url, const std::optional<NSErr
   }
   queueManager_->cleanUpSentUrl(url);
   if (!isStopped_) return sendAllPixelData();
+  queueManager_->persistQueuedUrlStrings();
   isSendingPixelData_ = false;
   KovaLogDebug("Sent data to Kova!");
 }
 
 void KovaUploader::sendAllMessageBatchData() {
   static const SEL selector("sendAllMessageBatchData");
-  performOnMutationQueue(
-      [](KovaUploader& self) {
-        const auto session = self.urlSession_.lock();
-        auto dequeued = session ? self.queueManager_->dequeueMessageJSONPayload() : std::nullopt;
-        if (!dequeued) {
-          if (self.isSendingMessageBatches_) KovaLogDebug("Sent message batch to Kova!");
-          self.isSendingMessageBatches_ = false;
-          return;
-        }
-        self.isSendingMessageBatches_ = true;
-        const NSURLRequest request = batchRequest(self.baseUrl_, std::move(dequeued->payload));
-        const auto task = session->dataTask(request, [self = self.retained(),
-                                                      batch = std::move(dequeued->batch)](
-                                                         auto, auto, const std::optional<NSError>& error) {
-          self->performOnMutationQueue(
-              [batch, error](KovaUploader& uploader) { uploader.batchRequestEnded(batch, error); }, selector);
-        });
-        if (task) task->resume();
-      },
-      selector);
+  kova::guarded({isa(), selector}, [this] {
+    const auto session = urlSession_.lock();
+    auto dequeued = session ? queueManager_->dequeueMessageJSONPayload() : std::nullopt;
+    if (!dequeued) {
+      if (isSendingMessageBatches_) KovaLogDebug("Sent message batch to Kova!");
+      isSendingMessageBatches_ = false;
+      return;
+    }
+    isSendingMessageBatches_ = true;
+    const NSURLRequest request = batchRequest(*baseUrl_, std::move(dequeued->payload));
+    const auto task = session->dataTask(request, [self = retained(), batch = std::move(dequeued->batch)](
+                                                     auto, auto, const std::optional<NSError>& error) {
+      self->performOnMutationQueue(
+          [batch, error](KovaUploader& uploader) { uploader.batchRequestEnded(batch, error); }, selector);
+    });
+    if (task) task->resume();
+  });
 }
 
 void KovaUploader::batchRequestEnded(KovaQueueManager::Batch batch, const std::optional<NSError>& error) {
@@ -204,6 +207,7 @@ void KovaUploader::batchRequestEnded(KovaQueueManager::Batch batch, const std::o
   }
   queueManager_->cleanUpSentMessageBatch(batch);
   if (!isStopped_) return sendAllMessageBatchData();
+  queueManager_->persistQueuedMessageBatches();
   isSendingMessageBatches_ = false;
   KovaLogDebug("Sent data to Kova!");
 }

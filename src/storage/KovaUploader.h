@@ -27,7 +27,8 @@ class KovaUploader : public platform::NSObject {
   NS_OBJECT(KovaUploader, NSObject)
 
  public:
-  // No base URL selects the default capture endpoint. The session is held weakly.
+  // No base URL selects the default capture endpoint; one that cannot be used is logged, and nothing is sent.
+  // The session is held weakly.
   KovaUploader(std::optional<platform::NSURL> baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
                std::shared_ptr<platform::NSOperationQueue> mutationQueue,
                std::weak_ptr<KOVAURLSessionProtocol> session);
@@ -36,13 +37,14 @@ class KovaUploader : public platform::NSObject {
   // Starts the rhythm with a pass at once, unless it is running.
   void requestScheduledUploads();
   void suspendScheduledUploads();
-  // Seconds; sends a pass at once and goes on in the new rhythm.
+  // Seconds, at least 0.1; sends a pass at once and goes on in the new rhythm.
   void setUploadInterval(double seconds);
   // One pass now. The network is asked for on the calling thread.
   void sendAll();
   void stop();
 
  private:
+  // The next step of each chain; on the mutation queue.
   void sendAllPixelData();
   void sendAllMessageBatchData();
   void pixelRequestEnded(const platform::NSURL& url, const std::optional<platform::NSError>& error);
@@ -54,7 +56,7 @@ class KovaUploader : public platform::NSObject {
   template <class Block>
   void performOnMutationQueue(Block block, platform::SEL selector);
 
-  const platform::NSURL baseUrl_;
+  const std::optional<platform::NSURL> baseUrl_;  // none: nothing can be sent
   const std::shared_ptr<KovaQueueManager> queueManager_;
   const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
   const std::weak_ptr<KOVAURLSessionProtocol> urlSession_;

@@ -109,7 +109,8 @@ void KITelemetry::makeTelemetryRequest(MutableDictionary entry) {
 }
 
 void KITelemetry::makeTelemetryRequest(const std::string& body) {
-  const auto url = NSURL::create("api/mobile_telemetry", baseUrl().value_or(kova::defaultCaptureEndpoint()));
+  const auto base = kova::captureEndpoint(baseUrl());
+  const auto url = base ? NSURL::create("api/mobile_telemetry", *base) : std::nullopt;
   if (!url) return;
   NSURLRequest request(*url);
   request.setValue("application/json", "Content-Type");

@@ -283,6 +283,7 @@ void HttpServer::serveRequests(Connection& connection) {
       if (keepsRequests_) requests_.push_back(std::move(*request));
       changed_.notify_all();
     }
+    if (observer_) observer_();
     if (!send(connection, reply, closes)) return;
     if (reply.ending == Reply::Ending::stall) return connection.waitForClose();
     if (reply.ending == Reply::Ending::reset) return connection.reset();

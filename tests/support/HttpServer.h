@@ -77,6 +77,8 @@ class HttpServer {
 
   // For requests of that path; all others get an empty 200.
   void handle(const std::string& path, Handler handler);
+  // Called after each request has been counted, on a thread of the server. Set it before the first request.
+  void setObserver(std::function<void()> observer) { observer_ = std::move(observer); }
   // Every connection is closed after so many requests.
   void closeConnectionsAfter(std::size_t requests);
   // Requests are kept for requests() unless switched off, as long runs do.
@@ -107,6 +109,7 @@ class HttpServer {
 
   int listener_ = -1;
   int port_ = 0;
+  std::function<void()> observer_;
   std::unique_ptr<SSL_CTX, ContextDeleter> tls_;
   std::thread acceptor_;
 

@@ -57,6 +57,8 @@ SimulatedDevice::SimulatedDevice()
     const std::lock_guard lock(mutex_);
     log_.emplace_back(line);
   });
+  // Whoever waits for a request that no completion follows is woken by it.
+  service.setObserver([this] { scheduler.mainRunLoop().perform([] {}); });
   isOnline = true;
   NetworkReachability::installFlagSource([](const NetworkReachability::Target&) {
     return std::optional<NetworkReachabilityFlags>(isOnline ? kNetworkReachabilityFlagsReachable : 0);
@@ -87,6 +89,10 @@ void SimulatedDevice::runUntil(const std::function<bool()>& predicate) {
 
 void SimulatedDevice::runUntilRequests(std::size_t count) {
   runUntil([&] { return service.requestCount() >= count && session_->isIdle(); });
+}
+
+void SimulatedDevice::settle() {
+  runUntil([this] { return session_->isIdle(); });
 }
 
 void SimulatedDevice::setOnline(bool online) { isOnline = online; }

@@ -51,6 +51,9 @@ class SimulatedDevice {
   // Until that many requests have been answered in all, and everything that follows from them has been done:
   // no upload made with options() above is in flight any more.
   void runUntilRequests(std::size_t count);
+  // Until no upload is in flight: what has not been requested by then is not going to be, unless time moves
+  // on.
+  void settle();
 
   void setOnline(bool online);
   // "17.0" unless set; before start().

@@ -44,17 +44,18 @@ TEST_F(CustomEventTest, TheWholeMessage) {
   std::string body = std::regex_replace(request.body, std::regex(*Kova::userId()), "USER");
   body = std::regex_replace(body, std::regex(*Kova::sessionId()), "SESSION");
   body = std::regex_replace(body, std::regex("\"[0-9]{16}\""), "\"ID\"");
-  EXPECT_EQ(body,
-            R"({"sentTime": "1767225615000", "messages": [{"id":"ID","envId":"12345","user":{"id":"USER"},)"
-            R"("timestamp":"1767225601000",)"
-            R"("applicationInfo":{"appName":"Example App","appVersion":"1.0","libraryVersion":"9.0.0"},)"
-            R"("deviceInfo":{"carrier":"T & T","phoneModel":"iPhone15,2","platform":"iOS 17.0",)"
-            R"("iosVendorId":"0F0E0D0C-0B0A-0908-0706-050403020100"},)"
-            R"("pageviewInfo":{"viewController":"","title":"","screenA11yId":"","screenA11yLabel":"",)"
-            R"("timestamp":"1767225600000","id":"ID"},"sessionInfo":{"id":"SESSION","timestamp":"1767225600000"},)"
-            R"("properties":{"tier":{"string":"gold"},"beta":{"bool":false}},)"
-            R"("event":{"customEvent":{"type":"Checkout","customProperties":{"plan":{"string":"pro"},)"
-            R"("trial":{"bool":true},"seats":{"string":"3"}}},"appVisibilityState":2}}]})");
+  EXPECT_EQ(
+      body,
+      R"({"sentTime": "1767225615000", "messages": [{"id":"ID","envId":"12345","user":{"id":"USER"},)"
+      R"("timestamp":"1767225601000",)"
+      R"("applicationInfo":{"appName":"Example App","appVersion":"1.0","libraryVersion":"9.0.0"},)"
+      R"("deviceInfo":{"carrier":"T & T","phoneModel":"iPhone15,2","platform":"iOS 17.0",)"
+      R"("iosVendorId":"0F0E0D0C-0B0A-0908-0706-050403020100"},)"
+      R"("pageviewInfo":{"viewController":"","title":"","screenA11yId":"","screenA11yLabel":"",)"
+      R"("timestamp":"1767225600000","id":"ID"},"sessionInfo":{"id":"SESSION","timestamp":"1767225600000"},)"
+      R"("properties":{"tier":{"string":"gold"},"beta":{"bool":false}},)"
+      R"("event":{"customEvent":{"type":"Checkout","customProperties":{"plan":{"string":"pro"},)"
+      R"("trial":{"bool":true},"seats":{"string":"3"}}},"appVisibilityState":2}}]})");
 }
 
 TEST_F(CustomEventTest, EachKindHasItsEventDictionary) {
@@ -63,16 +64,22 @@ TEST_F(CustomEventTest, EachKindHasItsEventDictionary) {
             R"({"customEvent":{"type":"Checkout"},"appVisibilityState":2})");
   EXPECT_EQ(eventOf([] { Kova::track("Checkout", Dictionary()); }),
             R"({"customEvent":{"type":"Checkout"},"appVisibilityState":2})");
-  EXPECT_EQ(eventOf([] { Kova::frameworkAutocaptureEvent("Tap", "react", {{"a", 1}}); }),
+  EXPECT_EQ(eventOf([] {
+              Kova::frameworkAutocaptureEvent("Tap", "react", {{"a", 1}});
+            }),
             R"({"sourceEvent":{"type":"Tap","source":"react","sourceProperties":{"a":{"string":"1"}}},)"
             R"("appVisibilityState":2})");
-  EXPECT_EQ(eventOf([] { Kova::frameworkAutocaptureEvent("Tap", "react", Array{1}); }),
-            R"({"sourceEvent":{"type":"Tap","source":"react","sourceProperties":{}},"appVisibilityState":2})");
-  EXPECT_EQ(eventOf([] { Kova::frameworkTrack("Tap", {{"a", true}}, "react", {{"b", 1}}); }),
+  EXPECT_EQ(
+      eventOf([] { Kova::frameworkAutocaptureEvent("Tap", "react", Array{1}); }),
+      R"({"sourceEvent":{"type":"Tap","source":"react","sourceProperties":{}},"appVisibilityState":2})");
+  EXPECT_EQ(eventOf([] {
+              Kova::frameworkTrack("Tap", {{"a", true}}, "react", {{"b", 1}});
+            }),
             R"({"sourceCustomEvent":{"type":"Tap","source":"react","sourceProperties":{"b":{"string":"1"}},)"
             R"("customProperties":{"a":{"bool":true}}},"appVisibilityState":2})");
-  EXPECT_EQ(eventOf([] { Kova::frameworkTrack("Tap", Dictionary(), "react", Dictionary()); }),
-            R"({"sourceCustomEvent":{"type":"Tap","source":"react","sourceProperties":{}},"appVisibilityState":2})");
+  EXPECT_EQ(
+      eventOf([] { Kova::frameworkTrack("Tap", Dictionary(), "react", Dictionary()); }),
+      R"({"sourceCustomEvent":{"type":"Tap","source":"react","sourceProperties":{}},"appVisibilityState":2})");
 }
 
 TEST_F(CustomEventTest, EventsInTheBackgroundSaySo) {
@@ -80,7 +87,7 @@ TEST_F(CustomEventTest, EventsInTheBackgroundSaySo) {
   device.application->enterBackground();
   device.drain();
   Kova::track("Checkout");
-  device.application->enterBackground();  // sends
+  Kova::changeInterval(15);  // sends at once
   device.runUntilRequests(3);
   EXPECT_EQ(json(at(device.receivedMessages().back(), "event")),
             R"({"customEvent":{"type":"Checkout"},"appVisibilityState":1})");
@@ -94,16 +101,17 @@ TEST_F(CustomEventTest, DebugLinesTellWhatWasLogged) {
   Kova::frameworkAutocaptureEvent("Tap", "react", {{"a", 1}});
   Kova::frameworkTrack("Tap", {{"a", 1}}, "react", {{"b", 2}});
   device.drain();
-  EXPECT_THAT(
-      device.log(),
-      ElementsAre(
-          "[KOVA DEBUG]: Logged custom event \"Checkout\" with\n - properties: {\n    a = 1;\n}\n - eventProperties: "
-          "{\n}",
-          "[KOVA DEBUG]: Logged custom event \"Checkout\" with\n - properties: (null)\n - eventProperties: {\n}",
-          "[KOVA DEBUG]: Logged \"react\" framework event \"Tap\" with\n - source properties: {\n    a = 1;\n}\n - "
-          "eventProperties: {\n}",
-          "[KOVA DEBUG]: Logged \"react\" framework custom event \"Tap\" with\n - properties: {\n    a = 1;\n}\n - "
-          "source properties: {\n    b = 2;\n}\n - eventProperties: {\n}"));
+  EXPECT_THAT(device.log(), ElementsAre("[KOVA DEBUG]: Logged custom event \"Checkout\" with\n - properties: "
+                                        "{\n    a = 1;\n}\n - eventProperties: "
+                                        "{\n}",
+                                        "[KOVA DEBUG]: Logged custom event \"Checkout\" with\n - properties: "
+                                        "(null)\n - eventProperties: {\n}",
+                                        "[KOVA DEBUG]: Logged \"react\" framework event \"Tap\" with\n - "
+                                        "source properties: {\n    a = 1;\n}\n - "
+                                        "eventProperties: {\n}",
+                                        "[KOVA DEBUG]: Logged \"react\" framework custom event \"Tap\" "
+                                        "with\n - properties: {\n    a = 1;\n}\n - "
+                                        "source properties: {\n    b = 2;\n}\n - eventProperties: {\n}"));
 }
 
 TEST_F(CustomEventTest, WhatIsNoDictionaryIsDiscardedWithALine) {
@@ -115,8 +123,8 @@ TEST_F(CustomEventTest, WhatIsNoDictionaryIsDiscardedWithALine) {
   Kova::addUserProperties(3);
   const char* const types[] = {"NSArray", "NSString", "NSNumber"};
   for (const std::string type : types) {
-    EXPECT_THAT(device.log(), Contains("[KOVA DEBUG]: Event/user properties were of type " + type +
-                                       " and were discarded"));
+    EXPECT_THAT(device.log(),
+                Contains("[KOVA DEBUG]: Event/user properties were of type " + type + " and were discarded"));
   }
 }
 
@@ -131,51 +139,56 @@ TEST_F(CustomEventTest, ValuesBecomeTheirDescriptionsAndBooleansStay) {
                               {"null", nullptr},
                               {"nested", Dictionary{{"key", Array{1, "b c"}}}},
                               {7, "a key of another kind"}};
-  const Dictionary typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(Value(properties));
+  const Dictionary typed =
+      KovaInputTransformer::transmittableDictionaryForPropertyDictionary(Value(properties));
   EXPECT_EQ(typed.size(), properties.size()) << "keys are taken as they are, and no value is left out";
   struct {
     const char* key;
     const char* json;
-  } const cases[] = {{"text", R"({"string":"a \"b\""})"},
-                     {"three", R"({"string":"3"})"},
-                     {"real", R"({"string":"2.5"})"},
-                     {"one", R"({"string":"1"})"},
-                     {"yes", R"({"bool":true})"},
-                     {"no", R"({"bool":false})"},
-                     {"date", R"({"string":"1970-01-01 00:00:00 +0000"})"},
-                     {"null", R"({"string":"<null>"})"},
-                     {"nested", R"({"string":"{\n    key =     (\n        1,\n        \"b c\"\n    );\n}"})"}};
+  } const cases[] = {
+      {"text", R"({"string":"a \"b\""})"},
+      {"three", R"({"string":"3"})"},
+      {"real", R"({"string":"2.5"})"},
+      {"one", R"({"string":"1"})"},
+      {"yes", R"({"bool":true})"},
+      {"no", R"({"bool":false})"},
+      {"date", R"({"string":"1970-01-01 00:00:00 +0000"})"},
+      {"null", R"({"string":"<null>"})"},
+      {"nested", R"({"string":"{\n    key =     (\n        1,\n        \"b c\"\n    );\n}"})"}};
   for (const auto& [key, text] : cases) EXPECT_EQ(json(at(typed, key)), text) << key;
 
   KovaLogger::sharedInstance().setLogLevel(1);
-  const Dictionary flat = KovaInputTransformer::serializablePropertyDictionaryForProperties(Value(properties));
-  EXPECT_EQ(json(flat),
-            R"({"text":"a \"b\"","three":"3","real":"2.5","one":"1","yes":true,"no":false,)"
-            R"("date":"1970-01-01 00:00:00 +0000",)"
-            R"("nested":"{\n    key =     (\n        1,\n        \"b c\"\n    );\n}"})");
+  const Dictionary flat =
+      KovaInputTransformer::serializablePropertyDictionaryForProperties(Value(properties));
+  EXPECT_EQ(json(flat), R"({"text":"a \"b\"","three":"3","real":"2.5","one":"1","yes":true,"no":false,)"
+                        R"("date":"1970-01-01 00:00:00 +0000",)"
+                        R"("nested":"{\n    key =     (\n        1,\n        \"b c\"\n    );\n}"})");
   EXPECT_THAT(device.log(), ElementsAre("[KOVA DEBUG]: AddUserProperties: ignoring NSNull value for null",
                                         "[KOVA DEBUG]: Property key of type NSNumber was discarded"));
   device.clearLog();
   EXPECT_FALSE(KovaInputTransformer::checkObjectForViability(std::nullopt));
   EXPECT_FALSE(KovaInputTransformer::checkObjectForViability(Value(Dictionary())));
   EXPECT_TRUE(KovaInputTransformer::transmittableDictionaryForPropertyDictionary(Value(Array{1})).empty());
-  EXPECT_THAT(device.log(), ElementsAre("[KOVA DEBUG]: Event/user properties were of type NSArray and were discarded"));
+  EXPECT_THAT(device.log(),
+              ElementsAre("[KOVA DEBUG]: Event/user properties were of type NSArray and were discarded"));
 }
 
 TEST_F(CustomEventTest, AKeyOfAnotherKindCostsItsEventAlone) {
   device.startAndSettle();
   Kova::track("Good");
   Kova::track("Bad", Dictionary{{7, "seven"}});
-  EXPECT_EQ(eventOf([] { Kova::track("Last"); }), R"({"customEvent":{"type":"Last"},"appVisibilityState":2})");
+  EXPECT_EQ(eventOf([] { Kova::track("Last"); }),
+            R"({"customEvent":{"type":"Last"},"appVisibilityState":2})");
   EXPECT_EQ(device.receivedMessages().size(), 3u) << "the installation, Good and Last";
 }
 
 TEST_F(CustomEventTest, AFullQueueDropsWithoutAWord) {
   device.startAndSettle();
   device.setOnline(false);
-  // Each return to the foreground closes a batch.
+  // Each way to the background closes a batch.
   for (int i = 0; i < 200; ++i) {
     Kova::track("Kept");
+    device.application->enterBackground();
     device.application->enterForeground();
     device.drain();
   }
@@ -184,7 +197,7 @@ TEST_F(CustomEventTest, AFullQueueDropsWithoutAWord) {
   Kova::track("Dropped");
   device.drain();
   EXPECT_THAT(device.log(), IsEmpty());
-  device.application->enterForeground();
+  device.application->enterBackground();
   device.drain();
   EXPECT_EQ(device.stored("queuedMessageBatches")->array().size(), 200u);
   EXPECT_TRUE(device.stored("parts")->array().empty());

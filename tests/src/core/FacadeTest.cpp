@@ -1,5 +1,5 @@
-// The class that the host calls: what it refuses, what it answers when it can do nothing, and that no exception but one
-// ever leaves it.
+// The class that the host calls: what it refuses, what it answers when it can do nothing, and that no
+// exception but one ever leaves it.
 
 #include <gmock/gmock.h>
 
@@ -30,10 +30,10 @@ class FacadeTest : public testing::Test {
   void expectBailed(const std::string& source) const {
     EXPECT_TRUE(KIBailer::sharedBailer().isBailed());
     EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), source);
-    EXPECT_THAT(
-        device.log(),
-        Contains(StartsWith("Kova: The Kova library caught an exception at " + source +
-                            ". (name: CartException, reason: the cart is on fire, userInfo: (null), stacktrace: (")));
+    EXPECT_THAT(device.log(),
+                Contains(StartsWith(
+                    "Kova: The Kova library caught an exception at " + source +
+                    ". (name: CartException, reason: the cart is on fire, userInfo: (null), stacktrace: (")));
     EXPECT_THAT(device.logLinesWith("disabled"),
                 ElementsAre("Kova: The Kova library has been disabled because of an uncaught exception."));
   }
@@ -89,8 +89,7 @@ TEST_F(FacadeTest, InvalidEnvironmentIdFailsAnAssertion) {
         EXPECT_EQ(exception.name(), "NSInternalInconsistencyException");
         EXPECT_EQ(exception.reason(), message);
       }
-      std::vector<std::string> expected{
-          "*** Assertion failure in +[Kova initialize:withOptions:], Kova:59"};
+      std::vector<std::string> expected{"*** Assertion failure in +[Kova initialize:withOptions:], Kova:59"};
       if (logsDebug) expected.insert(expected.begin(), std::string("[KOVA DEBUG]: ") + message);
       EXPECT_EQ(device.log(), expected);
     }
@@ -105,10 +104,12 @@ TEST_F(FacadeTest, InvalidEnvironmentIdFailsAnAssertion) {
 TEST_F(FacadeTest, NoOptionsAreDefaultOptions) {
   const KovaOptions fresh;
   EXPECT_EQ(fresh.hierarchyCaptureLimit(), 30);
-  EXPECT_FALSE(fresh.captureBaseUrl() || fresh.eventVisualizerWebSocketBaseUrl() || fresh.testOnlyUrlSession());
-  EXPECT_FALSE(fresh.debug() || fresh.testOnlyVerbose() || fresh.disableTracking() || fresh.disableTelemetryCapture() ||
-               fresh.disableViewControllerAutocapture() || fresh.disableVendorIdCapture() ||
-               fresh.disableAdvertiserIdCapture() || fresh.enableGestureAutocapture());
+  EXPECT_FALSE(fresh.captureBaseUrl() || fresh.eventVisualizerWebSocketBaseUrl() ||
+               fresh.testOnlyUrlSession());
+  EXPECT_FALSE(fresh.debug() || fresh.testOnlyVerbose() || fresh.disableTracking() ||
+               fresh.disableTelemetryCapture() || fresh.disableViewControllerAutocapture() ||
+               fresh.disableVendorIdCapture() || fresh.disableAdvertiserIdCapture() ||
+               fresh.enableGestureAutocapture());
 
   device.setOnline(false);  // the default capture host must not be asked
   device.start(nullptr);
@@ -141,7 +142,8 @@ TEST_F(FacadeTest, OptionsRaiseTheLogLevelAndStopDebugLowersIt) {
     EXPECT_THAT(device.log(), Contains("[KOVA DEBUG]: Updating Kova app ID to 12345"));
   }
   device.start();
-  EXPECT_EQ(KovaLogger::sharedInstance().logLevel(), 2) << "options that say nothing leave the level as it is";
+  EXPECT_EQ(KovaLogger::sharedInstance().logLevel(), 2)
+      << "options that say nothing leave the level as it is";
 }
 
 TEST_F(FacadeTest, IsSilentBeforeInitialization) {
@@ -149,6 +151,7 @@ TEST_F(FacadeTest, IsSilentBeforeInitialization) {
   callEverything();
   EXPECT_EQ(KovaLogger::sharedInstance().logLevel(), 0) << "stopDebug needs no tracker";
   device.advance(60);
+  device.settle();
   EXPECT_EQ(Kova::libVersion(), "9.0.0");
   EXPECT_EQ(Kova::userId(), std::nullopt);
   EXPECT_EQ(Kova::identity(), std::nullopt);
@@ -171,6 +174,7 @@ TEST_F(FacadeTest, DoesNothingAndAnswersNothingOnceBailed) {
   callEverything();
   device.start();
   device.advance(600);
+  device.settle();
   EXPECT_EQ(Kova::userId(), "");
   EXPECT_EQ(Kova::identity(), std::nullopt);
   EXPECT_EQ(Kova::sessionId(), std::nullopt);
@@ -197,6 +201,7 @@ TEST_F(FacadeTest, GoesQuietAfterAnExceptionInACall) {
   Kova::track("Later");
   device.application->enterBackground();
   device.advance(600);
+  device.settle();
   EXPECT_EQ(device.service.requestCount(), 3u);
 }
 
@@ -220,7 +225,8 @@ TEST_F(FacadeTest, GoesQuietAfterAnExceptionInACompletion) {
       void resume() override {
         const Value failingUrl = std::make_shared<FaultyObject>();
         completion_(nullptr, nullptr,
-                    NSError(std::string(NSURLErrorDomain), NSURLErrorTimedOut, {{NSURLErrorFailingURLStringErrorKey, failingUrl}}));
+                    NSError(std::string(NSURLErrorDomain), NSURLErrorTimedOut,
+                            {{NSURLErrorFailingURLStringErrorKey, failingUrl}}));
       }
       void cancel() override {}
       State state() const override { return State::running; }
@@ -247,8 +253,9 @@ TEST_F(FacadeTest, MayBeCalledFromAnyThread) {
   device.advance(15);
   device.runUntilRequests(3);
   const auto messages = device.receivedMessages();
-  EXPECT_EQ(json(at(messages.back(), "event")),
-            R"({"customEvent":{"type":"Elsewhere","customProperties":{"a":{"bool":true}}},"appVisibilityState":2})");
+  EXPECT_EQ(
+      json(at(messages.back(), "event")),
+      R"({"customEvent":{"type":"Elsewhere","customProperties":{"a":{"bool":true}}},"appVisibilityState":2})");
 }
 
 TEST_F(FacadeTest, ExportsTheConstantsWhoseNamesAndValuesDiffer) {

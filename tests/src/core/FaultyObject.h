@@ -5,7 +5,8 @@
 #include "platform/foundation/NSException.h"
 #include "platform/runtime/NSObject.h"
 
-// A property value that makes the library's own code throw: its description is had a few times, and then fails.
+// A property value that makes the library's own code throw: its description is had a few times, and then
+// fails.
 class FaultyObject : public platform::NSObject {
   NS_OBJECT(FaultyObject, NSObject)
 

@@ -58,15 +58,17 @@ TEST_F(LoggingAndBailingTest, AReportDoesNotBailAndABailNamesTheLatestSource) {
   bailer.registerException(exception, NSObject::classObject(), SEL("checkout:"), false);
   EXPECT_FALSE(bailer.isBailed());
   EXPECT_EQ(bailer.bailedSource(), std::nullopt);
-  EXPECT_THAT(device.log(), ElementsAre(StartsWith("Kova: The Kova library caught an exception at NSObject/checkout:. "
-                                                   "(name: CartException, reason: (null), userInfo: {\n    items = "
-                                                   "3;\n}, stacktrace: (\n")));
+  EXPECT_THAT(device.log(),
+              ElementsAre(StartsWith("Kova: The Kova library caught an exception at NSObject/checkout:. "
+                                     "(name: CartException, reason: (null), userInfo: {\n    items = "
+                                     "3;\n}, stacktrace: (\n")));
   device.clearLog();
   bailer.registerException(exception, "First/source");
   EXPECT_TRUE(bailer.isBailed());
   EXPECT_EQ(bailer.bailedSource(), "First/source");
   EXPECT_EQ(device.log().size(), 2u);
-  EXPECT_EQ(device.log().back(), "Kova: The Kova library has been disabled because of an uncaught exception.");
+  EXPECT_EQ(device.log().back(),
+            "Kova: The Kova library has been disabled because of an uncaught exception.");
   bailer.registerException(exception, "Second/source", false);
   EXPECT_EQ(bailer.bailedSource(), "First/source");
   bailer.registerException(exception, "Third/source", true);
@@ -80,8 +82,9 @@ TEST_F(LoggingAndBailingTest, ASystemBefore10IsTooOld) {
   device.advance(60);
   EXPECT_TRUE(KIBailer::sharedBailer().isBailed());
   EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "assertMinimumOSVersion");
-  EXPECT_THAT(device.log(), ElementsAre("Kova: The Kova library has been disabled because this device is running a "
-                                        "version of iOS older than 10.0."));
+  EXPECT_THAT(device.log(),
+              ElementsAre("Kova: The Kova library has been disabled because this device is running a "
+                          "version of iOS older than 10.0."));
   EXPECT_EQ(device.service.requestCount(), 0u);
 }
 

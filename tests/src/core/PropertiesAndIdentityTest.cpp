@@ -83,16 +83,18 @@ TEST_F(PropertiesAndIdentityTest, IdentifyUnderAnotherNameMakesANewUserFirst) {
   const auto identities = device.receivedTargets("/api/identify_v3");
   ASSERT_THAT(identities, SizeIs(2));
   EXPECT_NE(identities[1].find("&u=" + newUserId + "&i=grace"), std::string::npos) << identities[1];
-  EXPECT_EQ(json(at(device.receivedMessages().back(), "user")), R"({"id":")" + newUserId + R"(","identity":"grace"})");
+  EXPECT_EQ(json(at(device.receivedMessages().back(), "user")),
+            R"({"id":")" + newUserId + R"(","identity":"grace"})");
   EXPECT_NE(device.receivedTargets("/h")[1].find("&z=0&"), std::string::npos) << "a new user";
 }
 
 TEST_F(PropertiesAndIdentityTest, IdentifyWithNothingToIdentifyBy) {
   EXPECT_THAT(linesOf([] { Kova::identify(""); }), IsEmpty());
   for (const Value& noString : {Value(Dictionary{{"name", "ada"}}), Value(3), Value()}) {
-    EXPECT_THAT(linesOf([&] { Kova::identify(noString); }),
-                ElementsAre("Kova: The `identify:(NSDictionary *)properties` method has been removed. Please use "
-                            "`identify:(NSString *)identity` and `addUserProperties:(NSDictionary *)properties`"));
+    EXPECT_THAT(
+        linesOf([&] { Kova::identify(noString); }),
+        ElementsAre("Kova: The `identify:(NSDictionary *)properties` method has been removed. Please use "
+                    "`identify:(NSString *)identity` and `addUserProperties:(NSDictionary *)properties`"));
   }
   EXPECT_EQ(Kova::identity(), std::nullopt);
   EXPECT_EQ(Kova::userId(), userId);
@@ -117,20 +119,27 @@ TEST_F(PropertiesAndIdentityTest, ResetIdentityMakesAnIdentifiedUserAnonymous) {
 }
 
 TEST_F(PropertiesAndIdentityTest, EventPropertiesAreMergedKeptAndRemoved) {
-  EXPECT_THAT(linesOf([] { Kova::addEventProperties({{"tier", "gold"}, {"beta", true}}); }),
-              ElementsAre("[KOVA DEBUG]: Called +[Kova addEventProperties:]. Event properties are now: {\n    beta = "
-                          "1;\n    tier = gold;\n}"));
+  EXPECT_THAT(
+      linesOf([] {
+        Kova::addEventProperties({{"tier", "gold"}, {"beta", true}});
+      }),
+      ElementsAre("[KOVA DEBUG]: Called +[Kova addEventProperties:]. Event properties are now: {\n    beta = "
+                  "1;\n    tier = gold;\n}"));
   Kova::addEventProperties({{"tier", 3}, {"none", nullptr}, {7, "seven"}});
   device.drain();
   EXPECT_EQ(eventProperties(), R"({"tier":"3","beta":true})");
 
-  EXPECT_THAT(linesOf([] { Kova::addEventProperties({{"a", nullptr}}); }),
+  EXPECT_THAT(linesOf([] {
+                Kova::addEventProperties({{"a", nullptr}});
+              }),
               ElementsAre("[KOVA DEBUG]: AddUserProperties: ignoring NSNull value for a"));
   Kova::setTrackingEnabled(false);
   Kova::addEventProperties({{"more", 1}});
-  EXPECT_THAT(linesOf([] { Kova::removeEventProperty("tier"); }),
-              ElementsAre("[KOVA DEBUG]: Called +[Kova removeEventProperty:]. Event properties are now: {\n    beta = "
-                          "1;\n}"));
+  EXPECT_THAT(
+      linesOf([] { Kova::removeEventProperty("tier"); }),
+      ElementsAre(
+          "[KOVA DEBUG]: Called +[Kova removeEventProperty:]. Event properties are now: {\n    beta = "
+          "1;\n}"));
   Kova::setTrackingEnabled(true);
   device.start();
   Kova::track("Checkout");
@@ -138,8 +147,9 @@ TEST_F(PropertiesAndIdentityTest, EventPropertiesAreMergedKeptAndRemoved) {
   device.runUntilRequests(4);
   EXPECT_EQ(json(at(device.receivedMessages().back(), "properties")), R"({"beta":{"bool":true}})");
 
-  EXPECT_THAT(linesOf([] { Kova::clearEventProperties(); }),
-              ElementsAre("[KOVA DEBUG]: Called +[Kova clearEventProperties]. Event properties are now: {\n}"));
+  EXPECT_THAT(
+      linesOf([] { Kova::clearEventProperties(); }),
+      ElementsAre("[KOVA DEBUG]: Called +[Kova clearEventProperties]. Event properties are now: {\n}"));
   Kova::track("Checkout");
   device.advance(15);
   device.runUntilRequests(5);
@@ -156,7 +166,9 @@ TEST_F(PropertiesAndIdentityTest, EventPropertiesAreThoseOfTheTimeOfTheEvent) {
 }
 
 TEST_F(PropertiesAndIdentityTest, UserPropertiesAreSentAndNotKept) {
-  EXPECT_THAT(linesOf([] { Kova::addUserProperties({{"plan", "pro"}, {"seats", 3}, {"none", nullptr}}); }),
+  EXPECT_THAT(linesOf([] {
+                Kova::addUserProperties({{"plan", "pro"}, {"seats", 3}, {"none", nullptr}});
+              }),
               ElementsAre("[KOVA DEBUG]: AddUserProperties: ignoring NSNull value for none",
                           "[KOVA DEBUG]: Added user properties: {\n    plan = pro;\n    seats = 3;\n}"));
   EXPECT_THAT(linesOf([] { Kova::addUserProperties(Dictionary()); }), IsEmpty());

@@ -47,7 +47,8 @@ TEST_F(SafeOperationTest, RunsInOrderAndNotBeforeTheQueueDoes) {
 
 TEST_F(SafeOperationTest, IsSkippedOnceBailedUnlessItRunsAnyway) {
   KOVA_addSafeOperation(*queue, record("skipped"), place());
-  KOVA_addSafeOperation(*queue, record("anyway"), place(), kova::OnException::Bail, kova::WhenBailed::RunAnyway);
+  KOVA_addSafeOperation(*queue, record("anyway"), place(), kova::OnException::Bail,
+                        kova::WhenBailed::RunAnyway);
   KIBailer::sharedBailer().bail("Test/bail");
   KOVA_performSafelyOnMainQueue(record("main"), place());
   device.drain();
@@ -125,7 +126,8 @@ TEST_F(SafeOperationTest, ATimerKeepsItsQueueUntilItHasFired) {
 TEST_F(SafeOperationTest, ATimersFailureNamesTheTimer) {
   KovaTimer::scheduleSafeOperation(&fail, 1, queue);
   EXPECT_NO_THROW(device.advance(1));
-  EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "KovaTimer/scheduleSafeOperationWithBlock:afterTimeInterval:inQueue:");
+  EXPECT_EQ(KIBailer::sharedBailer().bailedSource(),
+            "KovaTimer/scheduleSafeOperationWithBlock:afterTimeInterval:inQueue:");
 }
 
 }  // namespace

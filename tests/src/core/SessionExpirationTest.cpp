@@ -19,7 +19,9 @@ class SessionExpirationTest : public testing::Test {
     device.drain();
     lastSession = Kova::sessionId().value();
   }
-  bool isNewSession() { return std::exchange(lastSession, Kova::sessionId().value()) != Kova::sessionId().value(); }
+  bool isNewSession() {
+    return std::exchange(lastSession, Kova::sessionId().value()) != Kova::sessionId().value();
+  }
 
   // A just started session ends after so many seconds, and not before.
   void expectToLast(double seconds) {
@@ -46,8 +48,12 @@ TEST_F(SessionExpirationTest, IsExtendedByEventsAndIdentify) {
   start();
   const std::function<void()> extensions[] = {
       [] { Kova::track("Event"); },
-      [] { Kova::frameworkAutocaptureEvent("Event", "react", {{"a", 1}}); },
-      [] { Kova::frameworkTrack("Event", {{"a", 1}}, "react", {{"a", 1}}); },
+      [] {
+        Kova::frameworkAutocaptureEvent("Event", "react", {{"a", 1}});
+      },
+      [] {
+        Kova::frameworkTrack("Event", {{"a", 1}}, "react", {{"a", 1}});
+      },
       [] { Kova::identify("ada"); },
       [] { Kova::identify(3); },
   };

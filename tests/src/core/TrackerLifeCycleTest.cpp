@@ -22,7 +22,8 @@ class TrackerLifeCycleTest : public testing::Test {
   }
   std::vector<Value> eventTypes() const {
     std::vector<Value> types;
-    for (const Dictionary& message : device.receivedMessages()) types.push_back(at(message, "event/customEvent/type"));
+    for (const Dictionary& message : device.receivedMessages())
+      types.push_back(at(message, "event/customEvent/type"));
     return types;
   }
 
@@ -47,6 +48,7 @@ TEST_F(TrackerLifeCycleTest, TrackingDisabledFromTheStartEnqueuesNothing) {
   Kova::addEventProperties({{"a", 1}});
   Kova::identify(3);
   device.advance(60);
+  device.settle();
   EXPECT_THAT(device.log(), ElementsAre("[KOVA DEBUG]: Tracking disabled, ignoring: <Checkout>",
                                         "[KOVA DEBUG]: Tracking disabled, ignoring: <Tap>",
                                         "[KOVA DEBUG]: Tracking disabled, ignoring: <Swipe>",
@@ -71,14 +73,8 @@ TEST_F(TrackerLifeCycleTest, TheBackgroundStoresSendsAndSuspends) {
 
   Kova::track("In the background");
   device.advance(60);
+  device.settle();
   EXPECT_EQ(device.service.requestCount(), 3u) << "uploads are suspended";
-
-  device.setOnline(false);
-  device.application->enterBackground();
-  device.drain();
-  EXPECT_EQ(storedCount("parts"), 0u);
-  EXPECT_EQ(storedCount("queuedMessageBatches"), 1u);
-  EXPECT_THAT(device.batchFiles(), SizeIs(1));
 }
 
 TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForeground) {
@@ -88,6 +84,9 @@ TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForegro
   Kova::track("Checkout");
   device.application->enterBackground();
   device.advance(60);
+  EXPECT_EQ(storedCount("parts"), 0u);
+  EXPECT_EQ(storedCount("queuedMessageBatches"), 1u);
+  EXPECT_THAT(device.batchFiles(), SizeIs(1));
   device.setOnline(true);
   device.application->enterForeground();
   device.runUntilRequests(4);  // a pageview and a batch, at once
@@ -96,7 +95,8 @@ TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForegro
   const auto pageviews = device.receivedTargets("/h");
   ASSERT_THAT(pageviews, SizeIs(2));
   EXPECT_NE(pageviews[0].find("&v=" + firstPageview), std::string::npos) << pageviews[0];
-  EXPECT_EQ(pageviews[1].find("&v=" + firstPageview), std::string::npos) << "recorded again under an id of its own";
+  EXPECT_EQ(pageviews[1].find("&v=" + firstPageview), std::string::npos)
+      << "recorded again under an id of its own";
   EXPECT_NE(pageviews[1].find("&z=2&ts=1767225660000&v="), std::string::npos) << pageviews[1];
   Kova::track("Later");
   device.advance(15);
@@ -116,8 +116,10 @@ TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageview
   device.drain();
   device.runUntilRequests(2);
   Kova::setTrackingEnabled(false);
+  device.application->enterBackground();
   device.application->enterForeground();
   device.advance(15);
+  device.settle();
   EXPECT_THAT(device.receivedTargets("/h"), SizeIs(1));
 }
 

@@ -23,7 +23,9 @@ class KovaMessageBuilderTest : public MessageTest {
     message.set("id", "ID");
     return json(message);
   }
-  static bool has(const MutableDictionary& message, std::string_view key) { return message.find(key) != nullptr; }
+  static bool has(const MutableDictionary& message, std::string_view key) {
+    return message.find(key) != nullptr;
+  }
 
   MutableDictionary customMessage(const std::optional<Dictionary>& pageviewInfo = std::nullopt) const {
     return messages.mutableMessage(Dictionary{{"name", "Checkout"}}, "customEvent", 2, pageviewInfo);
@@ -40,8 +42,9 @@ TEST_F(KovaMessageBuilderTest, WritesACustomEventWhole) {
   identity.setEventProperties(Dictionary{{"plan", "pro"}, {"trial", true}});
   viewPages();
   EXPECT_EQ(goldenText(customMessage()),
-            std::string(R"({"id":"ID","envId":"12345","user":{"id":"0000000000000042","identity":"ada@example.com"},)"
-                        R"("timestamp":"1767225600000",)") +
+            std::string(
+                R"({"id":"ID","envId":"12345","user":{"id":"0000000000000042","identity":"ada@example.com"},)"
+                R"("timestamp":"1767225600000",)") +
                 kAppAndDevice +
                 R"(,"pageviewInfo":{"id":"0000000000000002","viewController":"Cart"},)"
                 R"("sessionInfo":{"id":"0000000000000007","timestamp":"1767225500000"},)"
@@ -51,11 +54,13 @@ TEST_F(KovaMessageBuilderTest, WritesACustomEventWhole) {
 
 TEST_F(KovaMessageBuilderTest, WritesAPageviewWhole) {
   viewPages();
-  EXPECT_EQ(goldenText(messages.mutableMessagePageview({{"id", "3"}, {"title", "Sale"}})),
-            std::string(R"({"id":"ID","envId":"12345","user":{"id":"0000000000000042"},"timestamp":"1767225600000",)") +
-                kAppAndDevice +
-                R"(,"pageviewInfo":{"id":"3","title":"Sale"},)"
-                R"("sessionInfo":{"id":"0000000000000007","timestamp":"1767225500000"},"pageview":{}})");
+  EXPECT_EQ(
+      goldenText(messages.mutableMessagePageview({{"id", "3"}, {"title", "Sale"}})),
+      std::string(
+          R"({"id":"ID","envId":"12345","user":{"id":"0000000000000042"},"timestamp":"1767225600000",)") +
+          kAppAndDevice +
+          R"(,"pageviewInfo":{"id":"3","title":"Sale"},)"
+          R"("sessionInfo":{"id":"0000000000000007","timestamp":"1767225500000"},"pageview":{}})");
 }
 
 TEST_F(KovaMessageBuilderTest, WritesAnEventObjectWithItsOwnIdTimeAndDescriptors) {
@@ -70,11 +75,12 @@ TEST_F(KovaMessageBuilderTest, WritesAnEventObjectWithItsOwnIdTimeAndDescriptors
 
   const MutableDictionary message = messages.mutableMessage(tap);
   EXPECT_EQ(message.find("id")->text(), tap.eventId());
-  EXPECT_EQ(goldenText(message),
-            std::string(R"({"id":"ID","envId":"12345","user":{"id":"9"},"timestamp":"1767225600000",)") +
-                kAppAndDevice +
-                R"(,"pageviewInfo":{"id":"7"},"sessionInfo":{"id":"8"},"properties":{"seats":{"string":"3"}},)"
-                R"("event":{"touchEvent":{"type":"touch"},"appVisibilityState":2}})");
+  EXPECT_EQ(
+      goldenText(message),
+      std::string(R"({"id":"ID","envId":"12345","user":{"id":"9"},"timestamp":"1767225600000",)") +
+          kAppAndDevice +
+          R"(,"pageviewInfo":{"id":"7"},"sessionInfo":{"id":"8"},"properties":{"seats":{"string":"3"}},)"
+          R"("event":{"touchEvent":{"type":"touch"},"appVisibilityState":2}})");
   EXPECT_EQ(messages.mutableBaseMessage({}, {}, {}, {}).find("timestamp")->text(), "1767225610000");
 }
 
@@ -83,14 +89,16 @@ TEST_F(KovaMessageBuilderTest, WritesTheLifecycleEventWithoutVisibility) {
   event.setTimestamp("1700000000000");
   const MutableDictionary message = messages.mutableMessage(event);
   EXPECT_EQ(message.find("timestamp")->text(), "1700000000000");
-  EXPECT_EQ(json(*message.find("event")),
-            R"({"lifecycleEvent":{"previousVersionCode":"1.0","previousBuildType":"<null>",)"
-            R"("currentVersionCode":"1.1","currentBuildType":"2","isUpgrade":false},"appVisibilityState":0})");
+  EXPECT_EQ(
+      json(*message.find("event")),
+      R"({"lifecycleEvent":{"previousVersionCode":"1.0","previousBuildType":"<null>",)"
+      R"("currentVersionCode":"1.1","currentBuildType":"2","isUpgrade":false},"appVisibilityState":0})");
 }
 
 TEST_F(KovaMessageBuilderTest, LeavesOutWhatIsMissing) {
   const MutableDictionary message = customMessage();
-  for (const char* key : {"pageviewInfo", "sessionInfo", "properties"}) EXPECT_FALSE(has(message, key)) << key;
+  for (const char* key : {"pageviewInfo", "sessionInfo", "properties"})
+    EXPECT_FALSE(has(message, key)) << key;
   EXPECT_EQ(message.size(), 7u);
   // An event's own empty properties are not replaced by the current ones.
   identity.setEventProperties(Dictionary{{"plan", "pro"}});
@@ -118,7 +126,8 @@ TEST_F(KovaMessageBuilderTest, EnrichesOnlyWhatIsMissing) {
   const Value pageview(*session.mostRecentPageviewInfo());
   const Value sessionInfo(*session.sessionInfo());
   const Value own{{"id", "own"}};
-  const std::pair<Value, Value> expected[] = {{pageview, sessionInfo}, {own, sessionInfo}, {pageview, own}, {own, own}};
+  const std::pair<Value, Value> expected[] = {
+      {pageview, sessionInfo}, {own, sessionInfo}, {pageview, own}, {own, own}};
   for (std::size_t i = 0; i < queued.size(); ++i) {
     EXPECT_EQ(*queued[i].find("pageviewInfo"), expected[i].first) << i;
     EXPECT_EQ(*queued[i].find("sessionInfo"), expected[i].second) << i;

@@ -11,15 +11,19 @@ using KovaRequestBuilderTest = MessageTest;
 
 constexpr const char* kBase = "?a=12345&s=0000000000000007&b=ios&tv=3.0&lv=9.0.0";
 constexpr const char* kAppAndDevice =
-    "&m=Example%20App&p=1.0&g=T%20%26%20T&o=iPhone15%2C2&f=iOS%2017.0&vid=0F0E0D0C-0B0A-0908-0706-050403020100";
+    "&m=Example%20App&p=1.0&g=T%20%26%20T&o=iPhone15%2C2&f=iOS%2017.0&vid=0F0E0D0C-0B0A-0908-0706-"
+    "050403020100";
 
 TEST_F(KovaRequestBuilderTest, WritesTheFirstPageviewWholeAndTellsWhatTheSessionRemembers) {
   Dictionary pixelProperties;
-  const std::string url = requests.pageviewUrlString(
-      {{"timestamp", "1767225600000"}, {"id", "0000000000000003"}, {"viewController", "Cart & Co"}, {"title", ""}},
-      &pixelProperties);
-  EXPECT_EQ(url, std::string("h") + kBase + "&u=0000000000000042" + kAppAndDevice +
-                     "&z=0&ts=1767225600000&v=0000000000000003&h=Cart%20%26%20Co&t=&d=%28null%29&y=%28null%29");
+  const std::string url = requests.pageviewUrlString({{"timestamp", "1767225600000"},
+                                                      {"id", "0000000000000003"},
+                                                      {"viewController", "Cart & Co"},
+                                                      {"title", ""}},
+                                                     &pixelProperties);
+  EXPECT_EQ(url,
+            std::string("h") + kBase + "&u=0000000000000042" + kAppAndDevice +
+                "&z=0&ts=1767225600000&v=0000000000000003&h=Cart%20%26%20Co&t=&d=%28null%29&y=%28null%29");
   EXPECT_EQ(json(pixelProperties),
             R"({"m":"Example App","p":"1.0","g":"T & T","o":"iPhone15,2","f":"iOS 17.0",)"
             R"("vid":"0F0E0D0C-0B0A-0908-0706-050403020100","ts":"1767225600000","h":"Cart & Co","t":"",)"
@@ -47,8 +51,9 @@ TEST_F(KovaRequestBuilderTest, WritesALaterPageviewWithSessionAndEventProperties
 
 TEST_F(KovaRequestBuilderTest, WritesAnIdentityWhole) {
   identity.setUserId("a b");  // as stored, never encoded
-  EXPECT_THAT(requests.identitySetUrlString("ada%40example.com"),
-              MatchesRegex("api/identify_v3\\" + std::string(kBase) + "&u=a b&i=ada%40example.com&v=[0-9]{16}"));
+  EXPECT_THAT(
+      requests.identitySetUrlString("ada%40example.com"),
+      MatchesRegex("api/identify_v3\\" + std::string(kBase) + "&u=a b&i=ada%40example.com&v=[0-9]{16}"));
   viewPages();
   EXPECT_EQ(requests.identitySetUrlString("ada"),
             std::string("api/identify_v3") + kBase + "&u=a b&i=ada&v=0000000000000002");

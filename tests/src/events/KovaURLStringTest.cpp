@@ -21,7 +21,8 @@ TEST_F(KovaURLStringTest, AppendsParameters) {
 
 TEST_F(KovaURLStringTest, AppendsPairsEncodedTwice) {
   std::string url;
-  KOVA_addPairedProperties(url, Dictionary{{"plan type", "pro"}, {"été", 2.5}, {"trial", true}, {"100%", "a/b"}}, "sp");
+  KOVA_addPairedProperties(
+      url, Dictionary{{"plan type", "pro"}, {"été", 2.5}, {"trial", true}, {"100%", "a/b"}}, "sp");
   EXPECT_EQ(url, "&sp=plan%2520type&sp=pro&sp=été&sp=2.5&sp=trial&sp=1&sp=100%2525&sp=a%252Fb");
   KOVA_addPairedProperties(url, std::nullopt, "k");
   KOVA_addPairedProperties(url, Dictionary(), "k");
@@ -60,7 +61,8 @@ TEST_F(KovaURLStringTest, EncodesExactlyThirtySixCharacters) {
   for (const auto& [text, expected] : encoded) EXPECT_EQ(KovaUtil::urlEncode(text), expected);
 
   std::size_t changed = 0;
-  for (char c = 0; c >= 0 && c < 127; ++c) changed += KovaUtil::urlEncode(std::string(1, c)) != std::string(1, c);
+  for (char c = 0; c >= 0 && c < 127; ++c)
+    changed += KovaUtil::urlEncode(std::string(1, c)) != std::string(1, c);
   EXPECT_EQ(changed, 36u);
   const std::string passes("AZaz09-_.~\0\x01\x1F\x7Fé漢😀", 23);
   EXPECT_EQ(KovaUtil::urlEncode(passes), passes);

@@ -22,7 +22,8 @@ TEST(KovaUtil, MakesRandomIdsOf53BitsIn16Digits) {
     ASSERT_EQ(id.size(), 16u);
     ASSERT_EQ(id.find_first_not_of("0123456789"), std::string::npos);
   }
-  // Padded, never beyond 2^53 - 1, and with the highest bit in use: that one of these fails by chance is unthinkable.
+  // Padded, never beyond 2^53 - 1, and with the highest bit in use: that one of these fails by chance is
+  // unthinkable.
   EXPECT_EQ(ids.begin()->front(), '0');
   EXPECT_LE(*ids.rbegin(), "9007199254740991");
   EXPECT_GT(*ids.rbegin(), "8900000000000000");
@@ -73,12 +74,14 @@ TEST(KovaUtil, WarnsWhenVisibilityIsAskedForOffTheMainThread) {
   EXPECT_TRUE(device.log().empty());
 
   int state = 0;
-  KOVA_serialStateQueue()->addOperationWithBlock([&] { state = KovaUtil::appVisibilityState(SEL("off:main:")); });
+  KOVA_serialStateQueue()->addOperationWithBlock(
+      [&] { state = KovaUtil::appVisibilityState(SEL("off:main:")); });
   device.drain();
   EXPECT_EQ(state, 1);
   EXPECT_THAT(device.log(),
-              testing::ElementsAre("[KOVA DEBUG]: WARNING - off:main: was called on a background thread. Unpredictable "
-                                   "behavior may occur."));
+              testing::ElementsAre(
+                  "[KOVA DEBUG]: WARNING - off:main: was called on a background thread. Unpredictable "
+                  "behavior may occur."));
 }
 
 TEST(KovaUtil, TellsTheTimeSinceASelectorsLastUse) {

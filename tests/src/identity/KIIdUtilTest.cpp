@@ -5,8 +5,8 @@
 namespace {
 
 // The expected ids were computed apart from this code, with Python's hashlib. The MD5 of "a" is
-// 0cc175b9c0f1b6a831c399e269772661: its bytes 0-3, last first, are b975c10c, and of bytes 8-15, last first, the low 21
-// bits are 19c331: 0x19c331b975c10c.
+// 0cc175b9c0f1b6a831c399e269772661: its bytes 0-3, last first, are b975c10c, and of bytes 8-15, last first,
+// the low 21 bits are 19c331: 0x19c331b975c10c.
 TEST(KIIdUtil, DerivesTheSameIdFromTheSameTextForEver) {
   EXPECT_EQ(KIIdUtil::computeUserId("a"), 7251492750082316u);
   EXPECT_EQ(KIIdUtil::computeUserId("0"), 8980151767453135u);

@@ -24,7 +24,9 @@ class KILifecycleTest : public testing::Test {
  protected:
   KILifecycleTest() { KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug); }
 
-  static std::shared_ptr<NSUserDefaults> suite() { return NSUserDefaults::withSuiteName("io.kova.lifecycleEvents"); }
+  static std::shared_ptr<NSUserDefaults> suite() {
+    return NSUserDefaults::withSuiteName("io.kova.lifecycleEvents");
+  }
 
   void setBundle(const Text& version, const Text& build) {
     MutableDictionary facts;
@@ -37,7 +39,9 @@ class KILifecycleTest : public testing::Test {
     setBundle(version, build);
     return KILifecycle::lifecycleEventIfAppVersionChange(KovaOptions());
   }
-  static Value dictionaryOf(const KILifecycleEvent& event) { return Dictionary(event.mutableEventDictionary()); }
+  static Value dictionaryOf(const KILifecycleEvent& event) {
+    return Dictionary(event.mutableEventDictionary());
+  }
   static Value fields(const char* previous, const char* previousBuild, const char* current, const char* build,
                       bool isUpgrade) {
     return {{"previousVersionCode", previous},
@@ -62,25 +66,29 @@ TEST_F(KILifecycleTest, ReportsAnInstallationAtTheTimeTheDocumentsDirectoryWasMa
   EXPECT_EQ(event->kind(), "lifecycleEvent");
   EXPECT_EQ(event->appVisibilityState(), 0);
   EXPECT_EQ(dictionaryOf(*event), fields("<null>", "<null>", "1.0", "1", false));
-  EXPECT_EQ(event->description(),
-            "<current version: <version: 1.0, build: 1>, previous version: <version: (null), build: (null)>>");
+  EXPECT_EQ(
+      event->description(),
+      "<current version: <version: 1.0, build: 1>, previous version: <version: (null), build: (null)>>");
   EXPECT_EQ(suite()->string("version"), "1.0");
   EXPECT_EQ(suite()->string("build"), "1");
-  EXPECT_THAT(device.log(),
-              ElementsAre("[KOVA DEBUG]: (Lifecycle) This is the app's first run after an installation or an upgrade.",
-                          "[KOVA DEBUG]: (Lifecycle) currentVersion: <version: 1.0, build: 1>, prevVersion: "
-                          "<version: (null), build: (null)>",
-                          std::string("[KOVA DEBUG]: (Lifecycle) Overriding the 'install' lifecycle event's timestamp "
-                                      "from ") +
-                              SimulatedDevice::kStartTime + " to " + madeText));
+  EXPECT_THAT(
+      device.log(),
+      ElementsAre(
+          "[KOVA DEBUG]: (Lifecycle) This is the app's first run after an installation or an upgrade.",
+          "[KOVA DEBUG]: (Lifecycle) currentVersion: <version: 1.0, build: 1>, prevVersion: "
+          "<version: (null), build: (null)>",
+          std::string("[KOVA DEBUG]: (Lifecycle) Overriding the 'install' lifecycle event's timestamp "
+                      "from ") +
+              SimulatedDevice::kStartTime + " to " + madeText));
 }
 
 TEST_F(KILifecycleTest, ReportsAChangeOfVersionOrBuildOnce) {
   startAs("1.0", "1");
   device.clearLog();
   EXPECT_FALSE(startAs("1.0", "1"));
-  EXPECT_THAT(device.log(), ElementsAre("[KOVA DEBUG]: (Lifecycle) No version change detected; not sending an "
-                                        "'upgrade' lifecycle event."));
+  EXPECT_THAT(device.log(),
+              ElementsAre("[KOVA DEBUG]: (Lifecycle) No version change detected; not sending an "
+                          "'upgrade' lifecycle event."));
 
   const auto build = startAs("1.0", "2");
   ASSERT_TRUE(build);
@@ -148,8 +156,9 @@ TEST_F(KILifecycleTest, WaitsForAStartWithTrackingEnabled) {
   device.runUntil([this] { return !device.receivedBatches().empty(); });
   const auto messages = device.receivedMessages();
   ASSERT_EQ(messages.size(), 1u);
-  EXPECT_EQ(*messages[0].find("event"), (Value{{"lifecycleEvent", fields("<null>", "<null>", "1.0", "1", false)},
-                                               {"appVisibilityState", 0}}));
+  EXPECT_EQ(
+      *messages[0].find("event"),
+      (Value{{"lifecycleEvent", fields("<null>", "<null>", "1.0", "1", false)}, {"appVisibilityState", 0}}));
   EXPECT_EQ(suite()->string("version"), "1.0");
 }
 

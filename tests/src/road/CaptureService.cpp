@@ -56,7 +56,8 @@ CaptureService::Records CaptureService::records(std::string_view endpoint, std::
     records.push_back(record.dictionary());
   }
   if (records.size() < atLeast) {
-    throw std::runtime_error("only " + std::to_string(records.size()) + " records:\n" + answer.description());
+    throw std::runtime_error("only " + std::to_string(records.size()) +
+                             " records: " + NSJSONSerialization::dataWithJSONObject(answer).value());
   }
   return records;
 }

@@ -13,9 +13,9 @@ using LimitsTest = RoadTest;
 
 TEST_F(LimitsTest, OfPixelsTheOldestAreKept) {
   RoadHost host = launch({.isOnline = false});
-  for (int i = 0; i < kUrls + 50; ++i) host.call({"addUserProperties", {{"n", i}}});
-  host.call({"online", true});
-  host.call({"changeInterval", kBriefly});
+  for (int i = 0; i < kUrls + 50; ++i) host.call("addUserProperties", {{{"n", i}}});
+  host.call("online", {true});
+  host.call("changeInterval", {kBriefly});
   service.records("user-properties", kUrls);
   host.waitForLog("Sent data to Kova!");
   EXPECT_EQ(parameters(service.records("user-properties"), "_n"), numbers(0, kUrls));
@@ -23,7 +23,7 @@ TEST_F(LimitsTest, OfPixelsTheOldestAreKept) {
 
 TEST_F(LimitsTest, OfMessagesBeforeTheFirstPageviewTheYoungestAreKept) {
   RoadHost host = launch({.hasPageview = false});
-  for (int i = 0; i < kMessages + 50; ++i) host.call({"track", std::to_string(i)});
+  for (int i = 0; i < kMessages + 50; ++i) host.call("track", {std::to_string(i)});
   host.call("background");
   host.exit();
   EXPECT_EQ(namesOf(messagesAfterRelaunch()), numbers(50, kMessages));
@@ -32,11 +32,15 @@ TEST_F(LimitsTest, OfMessagesBeforeTheFirstPageviewTheYoungestAreKept) {
 TEST_F(LimitsTest, OfBatchesTheOldestAreKept) {
   RoadHost host = launch({.isOnline = false});
   for (int i = 0; i < kBatches + 50; ++i) {
-    host.call({"track", std::to_string(i)});
-    host.call("background");
+    host.call("track", {std::to_string(i)});
+    // Either makes a batch of what is queued.
+    host.call(i % 2 == 0 ? "background" : "foreground");
   }
-  host.exit();
-  EXPECT_EQ(namesOf(messagesAfterRelaunch()), numbers(0, kBatches));
+  host.call("online", {true});
+  host.call("changeInterval", {kBriefly});
+  service.messages(kBatches);
+  host.waitForLog("Sent message batch to Kova!");
+  EXPECT_EQ(namesOf(service.messages()), numbers(0, kBatches));
 }
 
 }  // namespace

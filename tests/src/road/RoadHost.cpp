@@ -11,12 +11,14 @@ using namespace platform;
 
 RoadHost::RoadHost(const std::string& url, const std::string& data, const Settings& settings)
     : process_({ROAD_HOST, url, data, settings.version}) {
-  if (!settings.isOnline) call({"online", false});
-  call({"start", settings.hasPageview ? "synthetic pageview" : "no pageview"});
+  if (!settings.isOnline) call("online", {false});
+  call("start", {settings.hasPageview ? "synthetic pageview" : "no pageview"});
 }
 
-Value RoadHost::call(const Array& command) {
-  process_.writeLine(NSJSONSerialization::dataWithJSONObject(command).value());
+Value RoadHost::call(std::string_view command, const Array& arguments) {
+  std::vector<Value> words{command};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  process_.writeLine(NSJSONSerialization::dataWithJSONObject(Array(std::move(words))).value());
   for (;;) {
     std::string line = process_.readLine();
     if (line.starts_with("= ")) return NSJSONSerialization::JSONObjectWithData(line.substr(2)).value();

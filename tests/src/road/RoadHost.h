@@ -13,7 +13,7 @@ class RoadHost {
  public:
   struct Settings {
     // Without one, the host has no install or upgrade to report.
-    std::string version;
+    std::string version = {};
     // Without it there is no pageview, and no event is sent.
     bool hasPageview = true;
     bool isOnline = true;
@@ -23,8 +23,7 @@ class RoadHost {
   RoadHost(const std::string& url, const std::string& data, const Settings& settings);
 
   // The answer to a command, which has been carried out when this returns, on all queues.
-  platform::Value call(const platform::Array& command);
-  platform::Value call(std::string_view name) { return call(platform::Array{name}); }
+  platform::Value call(std::string_view command, const platform::Array& arguments = {});
 
   // Reads on until the library has logged a line that contains the text. Lines are used up: a later call
   // waits for a later line.

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "platform/foundation/NSJSONSerialization.h"
 #include "tests/src/road/CaptureService.h"
 #include "tests/src/road/RoadHost.h"
 
@@ -26,19 +28,29 @@ class RoadTest : public testing::Test {
     return RoadHost(service.url(), data_, settings);
   }
 
-  // What arrives of a host that starts on the data left behind, up to and without an event that is recorded
-  // last. All that was queued before goes out ahead of it.
-  std::vector<platform::Dictionary> messagesAfterRelaunch() const {
+  // Waits until the host has had the answers to all that had arrived before: a further event and a further
+  // pixel have arrived, each of which is sent after that.
+  void flush(RoadHost& host) {
+    const std::string name = kFlush + std::to_string(++flushes_);
+    host.call("track", {name});
+    host.call("addUserProperties", {{{kFlush, name}}});
+    host.call("changeInterval", {kBriefly});
+    for (std::vector<std::string> names; !contains(names, name);) {
+      names = namesOf(service.messages(names.size() + 1));
+    }
+    for (CaptureService::Records pixels; !contains(parameters(pixels, kFlushParameter), name);) {
+      pixels = service.records("user-properties", pixels.size() + 1);
+    }
+  }
+
+  // What arrives when a host starts on the data left behind, less what a flush has recorded.
+  std::vector<platform::Dictionary> messagesAfterRelaunch() {
     const std::size_t before = service.messages().size();
     RoadHost host = launch();
-    host.call({"track", "Last"});
-    host.call({"changeInterval", kBriefly});
-    std::vector<platform::Dictionary> messages;
-    for (std::size_t count = before + 1; messages.empty() || nameOf(messages.back()) != "Last"; ++count) {
-      messages = service.messages(count);
-    }
-    messages.pop_back();
+    flush(host);
+    auto messages = service.messages();
     messages.erase(messages.begin(), messages.begin() + static_cast<std::ptrdiff_t>(before));
+    std::erase_if(messages, [](const auto& message) { return nameOf(message).starts_with(kFlush); });
     return messages;
   }
 
@@ -57,11 +69,17 @@ class RoadTest : public testing::Test {
     for (const auto& message : messages) names.push_back(nameOf(message));
     return names;
   }
-  // A parameter of each pixel.
+  // A parameter of each pixel that has it.
   static std::vector<std::string> parameters(const CaptureService::Records& pixels, std::string_view name) {
     std::vector<std::string> values;
-    for (const auto& pixel : pixels) values.push_back(textAt(pixel.find("named")->dictionary(), name));
+    for (const auto& pixel : pixels) {
+      const platform::Value* value = pixel.find("named")->dictionary().find(name);
+      if (value) values.push_back(value->description());
+    }
     return values;
+  }
+  static std::string json(const platform::Value& value) {
+    return platform::NSJSONSerialization::dataWithJSONObject(value).value();
   }
   static std::vector<std::string> membersOf(const CaptureService::Records& records, std::string_view name) {
     std::vector<std::string> values;
@@ -77,5 +95,13 @@ class RoadTest : public testing::Test {
   CaptureService service;
 
  private:
+  static constexpr const char* kFlush = "flush";
+  static constexpr const char* kFlushParameter = "_flush";
+
+  static bool contains(const std::vector<std::string>& texts, const std::string& text) {
+    return std::find(texts.begin(), texts.end(), text) != texts.end();
+  }
+
   std::string data_;
+  int flushes_ = 0;
 };

@@ -24,8 +24,9 @@ class KovaQueueManagerTest : public MessageTest {
 
   // As after a restart: a new manager of what is stored.
   void reopen() {
-    queues = std::make_unique<KovaQueueManager>(std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment),
-                                                KovaQueueManager::Limits{200, 300, 200});
+    queues = std::make_unique<KovaQueueManager>(
+        std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment),
+        KovaQueueManager::Limits{200, 300, 200});
   }
 
   static MutableDictionary enriched(int number) {
@@ -236,7 +237,8 @@ TEST_F(KovaQueueManagerTest, DropsMessagesWhileTheBatchQueueIsFull) {
 }
 
 TEST_F(KovaQueueManagerTest, WritesTheBodyOfABatchByteByByte) {
-  queues->enqueueMessage({{"name", "é \"x\""}, {"pageviewInfo", Dictionary()}, {"sessionInfo", {{"id", "7"}}}});
+  queues->enqueueMessage(
+      {{"name", "é \"x\""}, {"pageviewInfo", Dictionary()}, {"sessionInfo", {{"id", "7"}}}});
   queues->enqueueMessage(enriched(2));
   queues->moveEnqueuedMessagesToBatchAndPersist();
   const std::string file = device.batchFiles().at(0);
@@ -295,7 +297,8 @@ TEST_F(KovaQueueManagerTest, DropsBatchesWithoutABodyAndGoesOnWithTheNext) {
 
 TEST_F(KovaQueueManagerTest, RefusesAMessageThatNoJSONCanBeMadeOf) {
   queues->enqueueMessage(enriched(1));
-  for (const Value& bad : {Value(std::nan("")), Value(HUGE_VAL), Value(NSDate()), Value(Dictionary{{1, "one"}})}) {
+  for (const Value& bad :
+       {Value(std::nan("")), Value(HUGE_VAL), Value(NSDate()), Value(Dictionary{{1, "one"}})}) {
     MutableDictionary message = enriched(2);
     message.set("bad", bad);
     queues->enqueueMessage(message);

@@ -14,7 +14,8 @@ namespace {
 using Flags = NetworkReachabilityFlags;
 using Target = NetworkReachability::Target;
 
-constexpr Flags kIrrelevant = kNetworkReachabilityFlagsTransientConnection | kNetworkReachabilityFlagsIsLocalAddress;
+constexpr Flags kIrrelevant =
+    kNetworkReachabilityFlagsTransientConnection | kNetworkReachabilityFlagsIsLocalAddress;
 
 // The flags of a device and what was asked about.
 class KovaReachabilityTest : public testing::Test {
@@ -35,11 +36,17 @@ class KovaReachabilityTest : public testing::Test {
 };
 
 TEST_F(KovaReachabilityTest, JudgesEveryCombinationOfFlags) {
-  // Of reachable networks, by connection required, on traffic, on demand, intervention required, cellular: from 00000
-  // to 11111, the last flag changing first.
+  // Of reachable networks, by connection required, on traffic, on demand, intervention required, cellular:
+  // from 00000 to 11111, the last flag changing first.
   const std::string reachable =
-      "1111" "1111" "1111" "1111"   // no connection required
-      "0101" "1101" "1101" "1101";  // required: by itself none; on demand; on traffic; both
+      "1111"
+      "1111"
+      "1111"
+      "1111"  // no connection required
+      "0101"
+      "1101"
+      "1101"
+      "1101";  // required: by itself none; on demand; on traffic; both
   const Flags byPosition[] = {kNetworkReachabilityFlagsIsWWAN, kNetworkReachabilityFlagsInterventionRequired,
                               kNetworkReachabilityFlagsConnectionOnDemand,
                               kNetworkReachabilityFlagsConnectionOnTraffic,
@@ -51,7 +58,8 @@ TEST_F(KovaReachabilityTest, JudgesEveryCombinationOfFlags) {
     for (const Flags other : {Flags(0), kIrrelevant, kNetworkReachabilityFlagsIsDirect}) {
       const Flags unreachable = combination | other;
       EXPECT_EQ(KovaReachability::networkStatusForFlags(unreachable), 0) << i;
-      EXPECT_EQ(KovaReachability::networkStatusForFlags(unreachable | kNetworkReachabilityFlagsReachable), expected)
+      EXPECT_EQ(KovaReachability::networkStatusForFlags(unreachable | kNetworkReachabilityFlagsReachable),
+                expected)
           << i;
       EXPECT_EQ(KovaReachability::localWiFiStatusForFlags(unreachable), 0) << i;
       EXPECT_EQ(KovaReachability::localWiFiStatusForFlags(unreachable | kNetworkReachabilityFlagsReachable),

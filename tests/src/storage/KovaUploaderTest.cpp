@@ -60,8 +60,9 @@ class KovaUploaderTest : public MessageTest {
   // As after a restart.
   void reopen() {
     uploader = nullptr;
-    queues = std::make_shared<KovaQueueManager>(std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment),
-                                                KovaQueueManager::Limits{200, 300, 200});
+    queues = std::make_shared<KovaQueueManager>(
+        std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment),
+        KovaQueueManager::Limits{200, 300, 200});
     uploader = makeUploader(NSURL::create(device.service.url()));
   }
   std::shared_ptr<KovaUploader> makeUploader(std::optional<NSURL> baseUrl) const {
@@ -93,7 +94,8 @@ TEST_F(KovaUploaderTest, SendsInOrderEveryFifteenSeconds) {
   enqueueUrls({"h?n=1", "h?n=2", "h?n=3"});
   uploader->requestScheduledUploads();
   runUntilLogged("[KOVA DEBUG]: Sent data to Kova!");
-  EXPECT_THAT(pages(), ElementsAre("/h?n=1&st=1767225600000", "/h?n=2&st=1767225600000", "/h?n=3&st=1767225600000"));
+  EXPECT_THAT(pages(),
+              ElementsAre("/h?n=1&st=1767225600000", "/h?n=2&st=1767225600000", "/h?n=3&st=1767225600000"));
   EXPECT_EQ(queues->queuedUrlStringsCount(), 0u);
 
   enqueueUrls({"h?n=4"});
@@ -122,8 +124,9 @@ TEST_F(KovaUploaderTest, PostsABatchOfTheMessagesThatWait) {
   const HttpServer::Request received = device.service.lastRequest();
   EXPECT_EQ(received.method, "POST");
   EXPECT_EQ(received.target, kBatchPath);
-  EXPECT_EQ(received.body,
-            R"({"sentTime": "1767225600000", "messages": [{"name":"é","pageviewInfo":{},"sessionInfo":{}}]})");
+  EXPECT_EQ(
+      received.body,
+      R"({"sentTime": "1767225600000", "messages": [{"name":"é","pageviewInfo":{},"sessionInfo":{}}]})");
   EXPECT_EQ(*received.header("Content-Type"), "application/json");
   EXPECT_EQ(*received.header("Content-Length"), std::to_string(received.body.size()));
   EXPECT_EQ(received.countOfHeader("Content-Length"), 1u);
@@ -351,8 +354,9 @@ TEST_F(KovaUploaderTest, LeavesNoTimerBehindButSettlesWhatIsInFlight) {
 TEST_F(KovaUploaderTest, SendsNothingOnceItsSessionIsGone) {
   enqueueUrls({"h?n=1"});
   enqueueBatches(1);
-  const auto orphan = std::make_shared<KovaUploader>(NSURL::create(device.service.url()), queues,
-                                                     KOVA_serialStateQueue(), std::make_shared<RecordedSession>());
+  const auto orphan =
+      std::make_shared<KovaUploader>(NSURL::create(device.service.url()), queues, KOVA_serialStateQueue(),
+                                     std::make_shared<RecordedSession>());
   orphan->sendAll();
   device.drain();
   EXPECT_EQ(queues->queuedUrlStringsCount(), 1u);

@@ -51,11 +51,13 @@ TEST_F(KITelemetryTest, ReportsBeforeTheChoiceAreSentWithTheFallbackMetadataOnce
   runUntilBodies(2);
   EXPECT_THAT(
       bodies(),
-      ElementsAre(bodyWith("Cart/checkout:", kFallbackMetadata),
-                  bodyWith("Cart/later:",
-                           R"("sdk_metadata":{"source":"ios","platform_type":"ios","native_sdk_version":"9.0.0"},)"
-                           R"("device_metadata":{"os_version":"17.0","device_model":"iPhone15,2"},)"
-                           R"("app_metadata":{"app_identifier":"Example App","version_string":"1.0","env_id":"12345"})")));
+      ElementsAre(
+          bodyWith("Cart/checkout:", kFallbackMetadata),
+          bodyWith(
+              "Cart/later:",
+              R"("sdk_metadata":{"source":"ios","platform_type":"ios","native_sdk_version":"9.0.0"},)"
+              R"("device_metadata":{"os_version":"17.0","device_model":"iPhone15,2"},)"
+              R"("app_metadata":{"app_identifier":"Example App","version_string":"1.0","env_id":"12345"})")));
   for (const HttpServer::Request& request : device.service.requests()) {
     if (request.path() != "/api/mobile_telemetry") continue;
     EXPECT_EQ(request.method, "POST");
@@ -100,7 +102,8 @@ TEST_F(KITelemetryTest, AtMostTenEmptyBodiesAreReportedInAMinute) {
   const auto emptyBodies = [&] {
     const std::string mark = "mark " + std::to_string(++marks);
     report(mark);
-    device.runUntil([&] { return std::ranges::any_of(bodies(), [&](auto& b) { return b.find(mark) != b.npos; }); });
+    device.runUntil(
+        [&] { return std::ranges::any_of(bodies(), [&](auto& b) { return b.find(mark) != b.npos; }); });
     return bodies().size() - marks;
   };
 

@@ -50,10 +50,11 @@ TEST_F(DeepLinkTest, ParsesWellFormedLinksOfItsOwnEnvironment) {
     EXPECT_EQ(parsed->instruction, instruction) << link;
     EXPECT_EQ(json(parsed->parameters), parameters) << link;
   }
-  for (const char* bad : {"kova-1234://1/launch-ev", "kova-123456://1/launch-ev", "https://1/launch-ev",
-                          "kova-12345:launch-ev", "kova-12345:///launch-ev", "kova-12345://0/launch-ev",
-                          "kova-12345://1a/launch-ev", "kova-12345://-1/launch-ev", "kova-12345://1.0/launch-ev",
-                          "kova-12345://1", "kova-12345://1/", "kova-12345://1/launch-ev/extra"}) {
+  for (const char* bad :
+       {"kova-1234://1/launch-ev", "kova-123456://1/launch-ev", "https://1/launch-ev", "kova-12345:launch-ev",
+        "kova-12345:///launch-ev", "kova-12345://0/launch-ev", "kova-12345://1a/launch-ev",
+        "kova-12345://-1/launch-ev", "kova-12345://1.0/launch-ev", "kova-12345://1", "kova-12345://1/",
+        "kova-12345://1/launch-ev/extra"}) {
     EXPECT_FALSE(parser.parseUrl(url(bad))) << bad;
   }
 }
@@ -63,8 +64,9 @@ TEST_F(DeepLinkTest, TheLaunchInstructionStartsPairing) {
   EXPECT_THAT(linesOf("kova-12345://1/launch-ev"), ElementsAre(kEnabling));
   EXPECT_THAT(linesOf("kova-12345://1/other"), IsEmpty());
   EXPECT_THAT(linesOf("https://example.com/launch-ev"), IsEmpty());
-  EXPECT_THAT(linesOf("kova-12345://2/launch-ev"),
-              ElementsAre("Kova: Invalid schema version detected (2). Kova Event Visualizer will not be enabled."));
+  EXPECT_THAT(
+      linesOf("kova-12345://2/launch-ev"),
+      ElementsAre("Kova: Invalid schema version detected (2). Kova Event Visualizer will not be enabled."));
 
   device.clearLog();
   Kova::handleOpenURLContexts({});
@@ -72,9 +74,10 @@ TEST_F(DeepLinkTest, TheLaunchInstructionStartsPairing) {
   const UIOpenURLContext contexts[] = {UIOpenURLContext(url("kova-12345://3/a")),
                                        UIOpenURLContext(url("kova-12345://1/launch-ev"))};
   Kova::handleOpenURLContexts(contexts);
-  EXPECT_THAT(device.log(),
-              ElementsAre("Kova: Invalid schema version detected (3). Kova Event Visualizer will not be enabled.",
-                          kEnabling));
+  EXPECT_THAT(
+      device.log(),
+      ElementsAre("Kova: Invalid schema version detected (3). Kova Event Visualizer will not be enabled.",
+                  kEnabling));
 }
 
 TEST_F(DeepLinkTest, System12CannotPair) {
@@ -88,9 +91,11 @@ TEST_F(DeepLinkTest, System12CannotPair) {
 
 TEST_F(DeepLinkTest, TheDebugLogTellsWhetherTheAppDeclaresTheScheme) {
   const std::string found =
-      "[KOVA DEBUG]: The URL scheme – kova-12345:// – for the Event Visualizer's QR code trigger is set up correctly.";
+      "[KOVA DEBUG]: The URL scheme – kova-12345:// – for the Event Visualizer's QR code trigger is set up "
+      "correctly.";
   const std::string missing =
-      "[KOVA DEBUG]: The expected custom URL scheme – kova-12345:// – was not found; the QR code trigger for the Kova "
+      "[KOVA DEBUG]: The expected custom URL scheme – kova-12345:// – was not found; the QR code trigger for "
+      "the Kova "
       "Event Visualizer won't work unless this scheme is present. (https://";
   const auto declaring = [](const Value& urlTypes) { return Dictionary{{"CFBundleURLTypes", urlTypes}}; };
   const auto schemes = [](Array names) { return Dictionary{{"CFBundleURLSchemes", std::move(names)}}; };

@@ -1,0 +1,84 @@
+#include "platform/foundation/NSJSONSerialization.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "platform/runtime/NSObject.h"
+
+namespace platform {
+namespace {
+
+Value nested(int levels) {
+  Value value = Array();
+  for (int i = 1; i < levels; ++i) value = i % 2 == 0 ? Value(Array{value}) : Value({{"a", value}});
+  return value;
+}
+
+TEST(NSJSONSerializationTest, WritesCompactTextInOrder) {
+  const Value object{{"z", Array{1, -2.5, true, false, nullptr, Array(), Dictionary()}},
+                     {"a", "caf\u00e9 \"q\" \\ \n\t\x01"},
+                     {"", std::numeric_limits<std::int64_t>::min()}};
+  EXPECT_EQ(NSJSONSerialization::dataWithJSONObject(object),
+            "{\"z\":[1,-2.5,true,false,null,[],{}],\"a\":\"caf\u00e9 \\\"q\\\" \\\\ \\n\\t\\u0001\","
+            "\"\":-9223372036854775808}");
+  EXPECT_EQ(NSJSONSerialization::dataWithJSONObject(Array()), "[]");
+}
+
+TEST(NSJSONSerializationTest, RefusesWhatIsNoJSON) {
+  const Value refused[] = {"text",
+                           3,
+                           Value(),
+                           Array{std::numeric_limits<double>::quiet_NaN()},
+                           Array{std::numeric_limits<double>::infinity()},
+                           Array{NSDate()},
+                           Array{std::make_shared<NSObject>()},
+                           Dictionary{{1, "number as key"}},
+                           Dictionary{{nullptr, 1}},
+                           {{"deep", Array{{{"a", -std::numeric_limits<double>::infinity()}}}}},
+                           nested(513)};
+  for (const Value& value : refused) {
+    EXPECT_FALSE(NSJSONSerialization::isValidJSONObject(value)) << value.description();
+    EXPECT_EQ(NSJSONSerialization::dataWithJSONObject(value), std::nullopt);
+  }
+  EXPECT_FALSE(NSJSONSerialization::isValidJSONObject(MutableDictionary{{"a", NSDate()}}));
+  EXPECT_TRUE(NSJSONSerialization::isValidJSONObject(MutableDictionary{{"a", 1}}));
+}
+
+TEST(NSJSONSerializationTest, ReadsWhatItWrites) {
+  const Value values[] = {Value({{"a", Array{1, 2.5, true, nullptr, "caf\u00e9\n"}}, {"b", Dictionary()}}),
+                          nested(512), Array{std::numeric_limits<std::int64_t>::max(), 0.1, 1e300}};
+  for (const Value& value : values) {
+    const auto text = NSJSONSerialization::dataWithJSONObject(value);
+    ASSERT_TRUE(text);
+    const auto read = NSJSONSerialization::JSONObjectWithData(*text);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(*read, value);
+  }
+}
+
+TEST(NSJSONSerializationTest, ReadsKindsAndRefusesMalformedText) {
+  const std::pair<const char*, Value> good[] = {{" 3 ", 3},
+                                                {"3.0", 3.0},
+                                                {"true", true},
+                                                {"null", Value()},
+                                                {"\"\\u00e9\\ud83d\\ude00\"", "\u00e9\U0001F600"},
+                                                {"18446744073709551615", 18446744073709551615.0},
+                                                {R"({"a":1,"b":2,"a":3})", {{"a", 3}, {"b", 2}}}};
+  for (const auto& [text, value] : good) {
+    const auto read = NSJSONSerialization::JSONObjectWithData(text);
+    ASSERT_TRUE(read) << text;
+    EXPECT_EQ(*read, value) << text;
+  }
+  EXPECT_TRUE(NSJSONSerialization::JSONObjectWithData("3")->isInteger());
+  EXPECT_TRUE(NSJSONSerialization::JSONObjectWithData("3.0")->isReal());
+  for (const std::string bad :
+       {"", "{", "[1,]", "{\"a\"}", "{1:2}", "[1] x", "nul", "\"\xFF\"", "\"\\ud83d\"", "NaN"}) {
+    EXPECT_EQ(NSJSONSerialization::JSONObjectWithData(bad), std::nullopt) << bad;
+  }
+  EXPECT_FALSE(NSJSONSerialization::JSONObjectWithData(std::string(513, '[') + std::string(513, ']')));
+  EXPECT_FALSE(NSJSONSerialization::JSONObjectWithData(std::string(1'000'000, '[')));
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,173 @@
+#include "platform/foundation/Value.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "platform/runtime/NSObject.h"
+
+namespace platform {
+namespace {
+
+class Cart : public NSObject {
+  NS_OBJECT(Cart, NSObject)
+
+ public:
+  std::string description() const override { return "a \"cart\""; }
+};
+
+constexpr NSDate kDate = NSDate::withTimeIntervalSince1970(1767225600);
+
+std::vector<std::string> keysOf(const auto& dictionary) {
+  std::vector<std::string> keys;
+  for (const Entry& entry : dictionary) keys.push_back(entry.first.description());
+  return keys;
+}
+
+TEST(ValueTest, KeepsTheKindOfALiteral) {
+  EXPECT_TRUE(Value(true).isBoolean());
+  EXPECT_FALSE(Value(true).isInteger());
+  EXPECT_TRUE(Value(true).isNumber());
+  EXPECT_TRUE(Value(3).isInteger());
+  EXPECT_TRUE(Value(std::uint8_t{200}).isInteger());
+  EXPECT_TRUE(Value(2.0f).isReal());
+  EXPECT_TRUE(Value("text").isString());
+  EXPECT_TRUE(Value(nullptr).isNull());
+  EXPECT_TRUE(Value(std::shared_ptr<Cart>()).isNull());
+  EXPECT_TRUE(Value(std::make_shared<Cart>()).isObject());
+  EXPECT_TRUE(Value(kDate).isDate());
+  EXPECT_TRUE(Value(Array{1, "a"}).isArray());
+  EXPECT_TRUE(Value({{"a", 1}}).isDictionary());
+  EXPECT_EQ(Value(std::numeric_limits<std::uint64_t>::max()).real(), 18446744073709551615.0);
+  EXPECT_EQ(Value(std::numeric_limits<std::int64_t>::min()).integer(),
+            std::numeric_limits<std::int64_t>::min());
+  EXPECT_THROW(Value("3").integer(), std::bad_variant_access);
+}
+
+TEST(ValueTest, ComparesDeeplyAndNumbersByTheirValue) {
+  const auto cart = std::make_shared<Cart>();
+  EXPECT_EQ(Value(3), Value(3.0));
+  EXPECT_NE(Value(1), Value(true));
+  EXPECT_NE(Value(1.0), Value(true));
+  EXPECT_NE(Value(3), Value("3"));
+  EXPECT_NE(Value(), Value(0));
+  EXPECT_EQ(Value(9007199254740993), Value(9007199254740993));
+  EXPECT_NE(Value(9007199254740993), Value(9007199254740992));
+  EXPECT_EQ(Value(cart), Value(cart));
+  EXPECT_NE(Value(cart), Value(std::make_shared<Cart>()));
+  EXPECT_EQ(Value({{"a", Array{1, kDate}}, {"b", nullptr}}),
+            Value({{"b", nullptr}, {"a", Array{1.0, kDate}}}));
+  EXPECT_NE(Value({{"a", 1}}), Value({{"a", 1}, {"b", 1}}));
+  EXPECT_NE(Value({{"a", 1}}), Value({{"a", 2}}));
+  EXPECT_NE(Value(Array{1, 2}), Value(Array{2, 1}));
+  EXPECT_NE(Value(Array{1, 2}), Value(Array{1}));
+  EXPECT_NE(Value(Array()), Value(Dictionary()));
+}
+
+TEST(ValueTest, TheLastOfEqualKeysWinsInThePlaceOfTheFirst) {
+  const Dictionary few{{"b", 1}, {"a", 2}, {"b", 3}, {1, "one"}, {1.0, "real one"}, {true, "yes"}};
+  EXPECT_EQ(keysOf(few), (std::vector<std::string>{"b", "a", "1", "1"}));
+  EXPECT_EQ(*few.find("b"), Value(3));
+  EXPECT_EQ(few.find("1"), nullptr) << "a number is no text";
+  const Dictionary many{{"a", 1}, {"b", 1}, {"c", 1}, {"d", 1}, {"e", 1}, {"f", 1}, {"g", 1},
+                        {"h", 1}, {"i", 1}, {"j", 1}, {"k", 1}, {"l", 1}, {"m", 1}, {"n", 1},
+                        {"o", 1}, {"p", 1}, {2, 1},   {"a", 2}, {2.0, 2}, {"q", 1}};
+  EXPECT_EQ(many.size(), 18u);
+  EXPECT_EQ(*many.find("a"), Value(2));
+  EXPECT_EQ(many.begin()[16].second, Value(2));
+}
+
+TEST(ValueTest, AMutableDictionaryKeepsItsOrder) {
+  const Dictionary original{{"a", 1}, {"b", 2}, {"c", 3}};
+  MutableDictionary copy(original);
+  copy.set("a", 10);
+  copy.set("b", std::nullopt);
+  copy.set("d", nullptr);
+  copy.remove("missing");
+  copy.merge({{"e", 5}, {"c", 30}, {"e", 50}});
+  EXPECT_EQ(keysOf(copy), (std::vector<std::string>{"a", "c", "d", "e"}));
+  EXPECT_EQ(Value(Dictionary(copy)), Value({{"a", 10}, {"c", 30}, {"d", nullptr}, {"e", 50}}));
+  EXPECT_EQ(Value(original), Value({{"a", 1}, {"b", 2}, {"c", 3}})) << "the original is shared, and stays";
+}
+
+TEST(ValueTest, NamesThePlatformsClasses) {
+  const std::pair<Value, const char*> cases[] = {{nullptr, "NSNull"},
+                                                 {true, "NSNumber"},
+                                                 {3, "NSNumber"},
+                                                 {2.5, "NSNumber"},
+                                                 {"a", "NSString"},
+                                                 {kDate, "NSDate"},
+                                                 {Array{}, "NSArray"},
+                                                 {Dictionary(), "NSDictionary"},
+                                                 {std::make_shared<Cart>(), "Cart"}};
+  for (const auto& [value, name] : cases) EXPECT_EQ(value.className(), name);
+}
+
+TEST(DescriptionTest, OfScalars) {
+  const std::pair<Value, const char*> cases[] = {
+      {nullptr, "<null>"},
+      {true, "1"},
+      {false, "0"},
+      {3, "3"},
+      {-3, "-3"},
+      {3.0, "3"},
+      {2.5, "2.5"},
+      {0.1, "0.1"},
+      {1e21, "1e+21"},
+      {1.0 / 3, "0.3333333333333333"},
+      {std::nan(""), "nan"},
+      {-std::numeric_limits<double>::infinity(), "-inf"},
+      {"a \"b\"\n", "a \"b\"\n"},
+      {kDate, "2026-01-01 00:00:00 +0000"},
+      {NSDate::withTimeIntervalSince1970(-0.5), "1969-12-31 23:59:59 +0000"},
+      {std::make_shared<Cart>(), "a \"cart\""},
+      {Array(), "(\n)"},
+      {Dictionary(), "{\n}"}};
+  for (const auto& [value, text] : cases) EXPECT_EQ(value.description(), text);
+  EXPECT_EQ(description(std::nullopt), "(null)");
+  EXPECT_EQ(description(Value()), "<null>");
+}
+
+TEST(DescriptionTest, OfNestedCollections) {
+  const Value value{{"plan", "pro"},
+                    {"long name", "a b"},
+                    {"items", Array{1, 2.5, true, nullptr, "", "x_1", kDate, std::make_shared<Cart>()}},
+                    {"empty", Array()},
+                    {"nested", {{"b", Array{Array{"deep"}}}, {"a", "\t\"\\\x01\u00e9\U0001F600"}}}};
+  EXPECT_EQ(value.description(),
+            R"({
+    empty =     (
+    );
+    items =     (
+        1,
+        "2.5",
+        1,
+        "<null>",
+        "",
+        "x_1",
+        "2026-01-01 00:00:00 +0000",
+        "a \"cart\""
+    );
+    "long name" = "a b";
+    nested =     {
+        a = "\t\"\\\001\U00e9\Ud83d\Ude00";
+        b =         (
+                        (
+                deep
+            )
+        );
+    };
+    plan = pro;
+})");
+}
+
+TEST(DescriptionTest, EndsInTheDepths) {
+  Value value = "bottom";
+  for (int i = 0; i < 1'000; ++i) value = Array{value};
+  EXPECT_THAT(value.description(), testing::HasSubstr("…"));
+}
+
+}  // namespace
+}  // namespace platform
