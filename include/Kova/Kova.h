@@ -49,8 +49,11 @@ class KOVA_EXPORT Kova {
   // NSInternalInconsistencyException. A further call replaces what the one before it started, after
   // everything that was recorded until then has been stored. The options are shared with the caller, see
   // KovaOptions; null stands for a fresh KovaOptions.
+  // Belongs to the main thread, unlike the other calls.
   static void initialize(std::string_view envId);
   static void initialize(std::string_view envId, std::shared_ptr<KovaOptions> options);
+  // A null id is an empty one.
+  static void initialize(const char* envId) { initialize(std::string_view(envId ? envId : "")); }
 
   // Prepares the capture of touches, actions and screens ahead of initialize, which does it as well. Needs no
   // tracker.

@@ -30,8 +30,9 @@ class DispatchQueue {
   // the wall does not matter. Never null.
   virtual std::shared_ptr<DispatchTimer> after(double seconds, Work work) = 0;
 
-  // Returns when everything added before the call has run. Throws std::logic_error when called by this
-  // queue's own work, which would wait for itself.
+  // Returns when nothing is queued and nothing runs any more, what was added meanwhile included; timers that
+  // wait do not count. Throws std::logic_error when called by this queue's own work, which would wait for
+  // itself.
   virtual void waitUntilIdle() = 0;
 
   // Whether the caller is work of this queue.

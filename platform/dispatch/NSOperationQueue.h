@@ -49,8 +49,8 @@ class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
   // Any thread.
   std::shared_ptr<DispatchTimer> after(double seconds, Work block);
 
-  // Returns when everything added before the call has run. Not for the main queue, and not to be called by
-  // this queue's own work: both throw std::logic_error.
+  // Returns when no operation is queued or runs any more, those added meanwhile included. Not for the main
+  // queue, and not to be called by this queue's own work: both throw std::logic_error.
   void waitUntilAllOperationsAreFinished();
 
   // Whether the caller runs as this queue's work; for the main queue, whether it is on the main thread.

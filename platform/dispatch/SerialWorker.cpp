@@ -65,6 +65,13 @@ void SerialWorker::close() {
   if (takeSleep()) wake_.notifyOne();
 }
 
+void SerialWorker::waitUntilIdle() {
+  MutexLock lock(mutex_);
+  ++idleWaiters_;
+  while (busy_ || !queued_.empty()) idle_.wait(mutex_);
+  --idleWaiters_;
+}
+
 bool SerialWorker::isCurrent() const { return currentWorker == this; }
 
 void SerialWorker::startIfNeeded() {
@@ -94,13 +101,17 @@ void SerialWorker::runOnThread() noexcept {
 bool SerialWorker::waitForWork(std::deque<Work>& batch) {
   MutexLock lock(mutex_);
   while (true) {
+    busy_ = true;
     if (!queued_.empty()) {
       batch.swap(queued_);
       return true;
     }
-    if (closed_) return false;
     const auto timer = timers_.first();
-    if (timer && timer->deadline <= deviceUptime()) return true;
+    if (!closed_ && timer && timer->deadline <= deviceUptime()) return true;
+
+    busy_ = false;
+    if (idleWaiters_ > 0) idle_.notifyAll();
+    if (closed_) return false;
 
     asleep_ = true;
     if (timer) {

@@ -28,6 +28,10 @@ class SerialWorker : public std::enable_shared_from_this<SerialWorker> {
   // No more work will be added; timers that wait are dropped.
   void close();
 
+  // Returns when nothing is queued and nothing runs, work that was added meanwhile included. Not on the
+  // thread itself.
+  void waitUntilIdle();
+
   bool isCurrent() const;
 
  private:
@@ -48,6 +52,9 @@ class SerialWorker : public std::enable_shared_from_this<SerialWorker> {
   bool started_ GUARDED_BY(mutex_) = false;
   bool asleep_ GUARDED_BY(mutex_) = false;
   bool closed_ GUARDED_BY(mutex_) = false;
+  bool busy_ GUARDED_BY(mutex_) = false;
+  Condition idle_;  // signalled for those who wait
+  int idleWaiters_ GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace platform

@@ -1,6 +1,5 @@
 #include "platform/dispatch/ThreadQueue.h"
 
-#include <future>
 #include <stdexcept>
 
 #include "platform/dispatch/SerialWorker.h"
@@ -41,9 +40,7 @@ std::shared_ptr<DispatchTimer> ThreadQueue::after(double seconds, Work work) {
 
 void ThreadQueue::waitUntilIdle() {
   if (isCurrent()) throw std::logic_error("work of a queue waits for its own queue");
-  std::promise<void> reached;
-  async([&reached] { reached.set_value(); });
-  reached.get_future().wait();
+  worker_->waitUntilIdle();
 }
 
 bool ThreadQueue::isCurrent() const { return worker_->isCurrent(); }

@@ -1,5 +1,6 @@
 #include "platform/simulator/SimulatedScheduler.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -129,6 +130,15 @@ class SimulatedScheduler::Core {
     moveTimeTo(target);
   }
 
+  // What that queue has, and what is added to it meanwhile; nothing else, for whoever waits does nothing
+  // else.
+  void runQueuedOf(Owner owner) {
+    if (!isRunning(kMainLoop)) throw std::logic_error("a queue is waited for on the main thread alone");
+    if (depth_ == 0) steps_ = 0;
+    const Nested nested(depth_);
+    while (auto next = takeQueuedOf(owner)) run(owner, *next);
+  }
+
   // False when the time is up.
   bool waitForHandOver(std::chrono::steady_clock::time_point limit) {
     MutexLock lock(mutex_);
@@ -170,6 +180,16 @@ class SimulatedScheduler::Core {
     }
     run(next.owner, next.work);
     return true;
+  }
+
+  std::optional<Work> takeQueuedOf(Owner owner) {
+    MutexLock lock(mutex_);
+    const auto next = std::find_if(queued_.begin(), queued_.end(),
+                                   [owner](const Queued& queued) { return queued.owner == owner; });
+    if (next == queued_.end()) return std::nullopt;
+    Work work = std::move(next->work);
+    queued_.erase(next);
+    return work;
   }
 
   bool fireNextTimer(double target) {
@@ -252,8 +272,7 @@ class SimulatedScheduler::Queue final : public DispatchQueue {
     return std::make_shared<QueueTimer>(core_, key);
   }
 
-  // Runs the other queues and the main loop too, as any nested run does.
-  void waitUntilIdle() override { core_->runFor(0); }
+  void waitUntilIdle() override { core_->runQueuedOf(owner_); }
   bool isCurrent() const override { return core_->isRunning(owner_); }
 
  private:

@@ -8,8 +8,8 @@ void registerCurrentException(const Place& place, OnException onException) noexc
     bailer.registerException(platform::NSException::current(), place.inClass, place.selector,
                              onException == OnException::Bail);
   } catch (...) {
-    // Not even the report could be made, for want of memory most likely. Going quiet needs none.
-    bailer.bailWithoutReport();
+    // Not even the line of log could be made, for want of memory most likely. Going quiet needs none.
+    if (onException == OnException::Bail) bailer.bailWithoutReport();
   }
 }
 

@@ -61,7 +61,11 @@ void KIBailer::registerException(const NSException& exception, const NSObject& i
 }
 
 void KIBailer::registerException(const NSException& exception, std::string_view source, bool bail) {
-  KITelemetry::sharedTelemetry().notifyBailed(exception, source);
+  try {
+    KITelemetry::sharedTelemetry().notifyBailed(exception, source);
+  } catch (const std::exception& failure) {
+    KovaLog("The failure could not be reported: %@", failure.what());
+  }
   KovaLog("The Kova library caught an exception at %@. (name: %@, reason: %@, userInfo: %@, stacktrace: %@)",
           source, exception.name(), exception.reason(), exception.userInfo(), exception.callStackSymbols());
   if (!bail) return;

@@ -83,7 +83,7 @@ std::optional<std::string> Kova::sessionId() {
       selector, [](KovaTracker& tracker) { return tracker.sessionId(); }, std::nullopt, std::nullopt);
 }
 
-void Kova::initialize(std::string_view envId) { initialize(envId, std::make_shared<KovaOptions>()); }
+void Kova::initialize(std::string_view envId) { initialize(envId, nullptr); }
 
 void Kova::initialize(std::string_view envId, std::shared_ptr<KovaOptions> options) {
   static const SEL selector("initialize:withOptions:");

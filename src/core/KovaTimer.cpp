@@ -22,7 +22,9 @@ void KovaTimer::fire(const Work& block, NSOperationQueue& queue) {
   static const SEL selector("scheduleSafeOperationWithBlock:afterTimeInterval:inQueue:");
   if (!takeSource()) return;
   isRunning_ = false;
-  KOVA_addSafeOperation(queue, block, {classObject(), selector});
+  kova::guarded({classObject(), selector}, [&] {
+    KOVA_addSafeOperation(queue, block, {classObject(), selector});
+  });
 }
 
 void KovaTimer::cancel() {

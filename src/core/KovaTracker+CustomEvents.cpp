@@ -97,6 +97,9 @@ void KovaTracker::trackCustomEvent(std::string_view kind, EventVisualizer, Build
               if (!self.queueManager_->canEnqueueMessage()) return;
               self.queueManager_->enqueueMessage(
                   self.messageBuilder_->mutableMessage(build(self), kind, appVisibilityState, std::nullopt));
+              // The session may have been reset since the host's call, and its pageview with it; without
+              // another one this event, and all behind it, would wait for the next event.
+              self.injectPageviewsIfNeeded();
             },
             tracker, fromSelector);
       },

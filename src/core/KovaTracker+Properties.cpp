@@ -27,9 +27,11 @@ void KovaTracker::identifyOnMutationQueue(const String& identity) {
   if (identity.empty()) return;
   const std::string encoded = KovaUtil::urlEncode(Value(identity));
   if (identityManager_->hasIdentityDifferentFromUrlEncodedIdentity(encoded)) {
-    // By then this tracker may have been replaced; only one identity manager may write the store.
-    resetIdentity([identity] {
-      if (const auto tracker = sharedTracker()) tracker->identify(Value(identity));
+    // By then this tracker may have been replaced by one of the same environment, and only one identity
+    // manager may write its store.
+    resetIdentity([self = retained(), identity] {
+      const auto shared = sharedTracker();
+      (shared && shared->appId_ == self->appId_ ? shared : self)->identify(Value(identity));
     });
   } else if (identityManager_->isAnonymous()) {
     identityManager_->setUrlEncodedIdentityRecomputingUserId(encoded, false);

@@ -126,7 +126,11 @@ void KovaTracker::stop() {
   isStopped_ = true;
   uploader_->stop();
   stopEVPairing();
-  if (sessionExpirationTimer_) sessionExpirationTimer_->invalidate();
+  performSafelyOnMainQueue(
+      [](KovaTracker& tracker) {
+        if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
+      },
+      *this, selector);
   performSafelyOnMutationQueue(
       [](KovaTracker& tracker) { tracker.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *this,
       selector);
@@ -175,9 +179,10 @@ void KovaTracker::extendSession() {
         if (tracker.isStopped_) return;  // its timer would keep it alive for ever
         const double interval = tracker.options_->testOnlySessionExpirationInterval().value_or(0);
         if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
-        tracker.sessionExpirationTimer_ =
-            NSTimer::scheduled(interval > 0 ? interval : kSessionExpirationInterval,
-                               [self = tracker.retained()] { self->resetSession(); });
+        tracker.sessionExpirationTimer_ = NSTimer::scheduled(
+            interval > 0 ? interval : kSessionExpirationInterval, [self = tracker.retained()] {
+              kova::guarded({classObject(), selector}, [&self] { self->resetSession(); });
+            });
       },
       *this, selector);
 }

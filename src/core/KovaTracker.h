@@ -161,7 +161,6 @@ class KovaTracker : public platform::NSObject {
   std::unique_ptr<const KovaMessageBuilder> messageBuilder_;
   std::shared_ptr<KovaUploader> uploader_;
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
-  // Main thread only.
-  std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;
-  bool isStopped_ = false;
+  std::atomic<bool> isStopped_ = false;
+  std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread only
 };

@@ -25,7 +25,8 @@ class KISessionManager {
   std::optional<platform::Dictionary> sessionPixelProperties() const;
   // The latest pageview of this session.
   std::optional<platform::Dictionary> mostRecentPageviewInfo() const;
-  // Whether there is one, without the lock: every call of the host asks this, and must not wait for the mutation queue.
+  // Whether there is one, without the lock: every call of the host asks this, and must not wait for the
+  // mutation queue.
   bool hasMostRecentPageviewInfo() const { return hasMostRecentPageviewInfo_; }
 
   // 0: a new user without a pageview in this session; 1: a returning user without one; 2: at least one

@@ -44,6 +44,8 @@ void KovaTracker::recordPageview(EventVisualizer, PageviewInfoBuilder mainQueueP
                                  SEL fromSelector, Repeat repeat) {
   performSafelyOnMainQueue(
       [build = std::move(mainQueuePageviewInfoBuilder), fromSelector, repeat](KovaTracker& tracker) {
+        // The session of a stopped tracker is over: nothing waits for its pageview any more.
+        if (tracker.isStopped_ && repeat == Repeat::OnceASession) return;
         const auto pageviewInfo = build(tracker);
         if (!pageviewInfo) return;
         tracker.extendSession();

@@ -64,10 +64,13 @@ KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persiste
 std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(
     std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits) {
   static auto& alive = *new std::map<std::string, std::weak_ptr<KovaQueueManager>>;
-  auto& entry = alive[persistentStore->appId()];
-  if (auto manager = entry.lock()) return manager;
+  std::erase_if(alive, [](const auto& entry) { return entry.second.expired(); });
+  const std::string appId = persistentStore->appId();
+  if (const auto found = alive.find(appId); found != alive.end()) {
+    if (auto manager = found->second.lock()) return manager;
+  }
   auto manager = std::make_shared<KovaQueueManager>(std::move(persistentStore), limits);
-  entry = manager;
+  alive[appId] = manager;
   return manager;
 }
 

@@ -42,7 +42,12 @@ KovaUploader::KovaUploader(std::optional<NSURL> baseUrl, std::shared_ptr<KovaQue
       urlSession_(std::move(session)),
       uploadInterval_(kDefaultUploadInterval) {}
 
-KovaUploader::~KovaUploader() { cancelUploadTimer(); }
+KovaUploader::~KovaUploader() {
+  static const SEL selector("dealloc");
+  kova::guarded(
+      {classObject(), selector}, [this] { cancelUploadTimer(); }, kova::OnException::Bail,
+      kova::WhenBailed::RunAnyway);
+}
 
 std::shared_ptr<KovaUploader> KovaUploader::retained() {
   return std::static_pointer_cast<KovaUploader>(shared_from_this());

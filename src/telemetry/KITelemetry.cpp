@@ -26,40 +26,39 @@ KITelemetry& KITelemetry::sharedTelemetry() {
 }
 
 std::optional<NSURL> KITelemetry::baseUrl() const {
-  const std::lock_guard lock(factsMutex_);
+  const MutexLock lock(mutex_);
   return baseUrl_;
 }
 
 void KITelemetry::setBaseUrl(std::optional<NSURL> baseUrl) {
-  const std::lock_guard lock(factsMutex_);
+  const MutexLock lock(mutex_);
   baseUrl_ = std::move(baseUrl);
 }
 
 KITelemetry::OptOutStatus KITelemetry::optOutStatus() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return optOutStatus_;
 }
 
 void KITelemetry::setOptOutStatus(bool optOut) {
-  const std::lock_guard lock(mutex_);
-  optOutStatus_ = optOut ? OptOutStatus::OptedOut : OptOutStatus::OptedIn;
-  if (optOut) return;
-  const std::vector<Dictionary> snapshot = cache_;
-  for (const Dictionary& report : snapshot) {
-    makeTelemetryRequest(MutableDictionary(report));
-    std::erase_if(cache_, [&report](const Dictionary& cached) { return Value(cached) == Value(report); });
+  std::vector<Dictionary> released;
+  {
+    const MutexLock lock(mutex_);
+    optOutStatus_ = optOut ? OptOutStatus::OptedOut : OptOutStatus::OptedIn;
+    if (!optOut) released.swap(cache_);
   }
+  for (const Dictionary& report : released) makeTelemetryRequest(MutableDictionary(report));
 }
 
 void KITelemetry::setMetadata(Dictionary app, Dictionary device, Dictionary sdk) {
-  const std::lock_guard lock(factsMutex_);
+  const MutexLock lock(mutex_);
   appMetadata_ = std::move(app);
   deviceMetadata_ = std::move(device);
   sdkMetadata_ = std::move(sdk);
 }
 
 Dictionary KITelemetry::buildTelemetryMetadata() const {
-  const std::lock_guard lock(factsMutex_);
+  const MutexLock lock(mutex_);
   if (!sdkMetadata_ || !deviceMetadata_ || !appMetadata_) {
     return {{"sdk_metadata", Dictionary{{"source", "ios"}, {"platform_type", "ios"}}},
             {"device_metadata", Dictionary()},
@@ -77,14 +76,19 @@ void KITelemetry::notifyBailed(const NSException& exception, std::string_view so
                           {"source", source},
                           {"event_type", "kova bailed"},
                           {"log_type", "error"}};
-  const std::lock_guard lock(mutex_);
-  if (optOutStatus_ == OptOutStatus::OptedIn) return makeTelemetryRequest(std::move(entry));
-  if (optOutStatus_ == OptOutStatus::OptedOut || cache_.size() >= kMostCachedReports) return;
-  const Dictionary report(std::move(entry));
-  const bool isCached = std::any_of(cache_.begin(), cache_.end(), [&report](const Dictionary& cached) {
-    return Value(cached) == Value(report);
-  });
-  if (!isCached) cache_.push_back(report);
+  if (!keepUntilOptOutIsKnown(entry)) makeTelemetryRequest(std::move(entry));
+}
+
+// False when the report is to be sent now.
+bool KITelemetry::keepUntilOptOutIsKnown(const MutableDictionary& entry) {
+  const MutexLock lock(mutex_);
+  if (optOutStatus_ == OptOutStatus::OptedIn) return false;
+  if (optOutStatus_ == OptOutStatus::OptedOut || cache_.size() >= kMostCachedReports) return true;
+  const Value report{Dictionary(entry)};
+  const bool isKept = std::any_of(cache_.begin(), cache_.end(),
+                                  [&report](const Dictionary& cached) { return Value(cached) == report; });
+  if (!isKept) cache_.push_back(report.dictionary());
+  return true;
 }
 
 void KITelemetry::notifyEmptyPOSTRequestBody() {

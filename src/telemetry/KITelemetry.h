@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +10,7 @@
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
+#include "platform/runtime/Mutex.h"
 
 // Reports the library's own health, not the app's analytics: chiefly that it caught an exception and disabled
 // itself. Each report is one small JSON document, posted to the capture host and forgotten: no answer is
@@ -48,19 +48,18 @@ class KITelemetry {
  private:
   KITelemetry() = default;
   platform::NSDate getCurrentDate() const;
+  bool keepUntilOptOutIsKnown(const platform::MutableDictionary& entry);
   void makeTelemetryRequest(platform::MutableDictionary entry);
   void makeTelemetryRequest(const std::string& body);
 
-  // Recursive, because sending a cached report may itself report a failure.
-  mutable std::recursive_mutex mutex_;
-  OptOutStatus optOutStatus_ = OptOutStatus::Unknown;
-  std::vector<platform::Dictionary> cache_;
-
-  mutable std::mutex factsMutex_;
-  std::optional<platform::Dictionary> sdkMetadata_;
-  std::optional<platform::Dictionary> appMetadata_;
-  std::optional<platform::Dictionary> deviceMetadata_;
-  std::optional<platform::NSURL> baseUrl_;
+  // Covers the fields alone: a report is sent without it, since sending may itself fail and be reported.
+  mutable platform::Mutex mutex_;
+  OptOutStatus optOutStatus_ GUARDED_BY(mutex_) = OptOutStatus::Unknown;
+  std::vector<platform::Dictionary> cache_ GUARDED_BY(mutex_);
+  std::optional<platform::Dictionary> sdkMetadata_ GUARDED_BY(mutex_);
+  std::optional<platform::Dictionary> appMetadata_ GUARDED_BY(mutex_);
+  std::optional<platform::Dictionary> deviceMetadata_ GUARDED_BY(mutex_);
+  std::optional<platform::NSURL> baseUrl_ GUARDED_BY(mutex_);
 
   std::optional<platform::NSDate> lastTimeSinceEmptyBodyRequestBatch_;
   std::int32_t emptyBodyRequestCount_ = 0;

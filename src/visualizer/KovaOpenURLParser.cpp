@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSException.h"
@@ -35,13 +36,15 @@ bool declaresScheme(const Value& urlType, std::string_view scheme) {
 KovaOpenURLParser::KovaOpenURLParser(std::string_view appId)
     : appId_(appId), expectedURLScheme_(formatted("kova-%@", appId)) {}
 
-std::optional<KovaOpenURLParser::Link> KovaOpenURLParser::parseUrl(const NSURL& url) const {
+std::optional<KovaOpenURLParser::Link> KovaOpenURLParser::parseUrl(const NSURL& url,
+                                                                   Dictionary* parameters) const {
   if (!hasCorrectAppId(url)) return std::nullopt;
   const auto schemaVersion = extractSchemaVersion(url);
   if (!schemaVersion) return std::nullopt;
   auto instruction = extractInstructions(url);
   if (!instruction) return std::nullopt;
-  return Link{*schemaVersion, std::move(*instruction), extractParameters(url)};
+  if (parameters) *parameters = extractParameters(url);
+  return Link{*schemaVersion, std::move(*instruction)};
 }
 
 bool KovaOpenURLParser::hasCorrectAppId(const NSURL& url) const {
@@ -51,10 +54,12 @@ bool KovaOpenURLParser::hasCorrectAppId(const NSURL& url) const {
 std::optional<std::uint64_t> KovaOpenURLParser::extractSchemaVersion(const NSURL& url) {
   if (!url.host()) return std::nullopt;
   const std::string& host = *url.host();
-  std::uint64_t version = 0;
+  if (host.find_first_not_of("0123456789") != std::string::npos) return std::nullopt;
+  std::int64_t version = 0;
   const auto [end, error] = std::from_chars(host.data(), host.data() + host.size(), version);
-  if (error != std::errc() || end != host.data() + host.size() || version == 0) return std::nullopt;
-  return version;
+  if (error == std::errc::result_out_of_range) version = std::numeric_limits<std::int64_t>::max();
+  if (version <= 0) return std::nullopt;
+  return static_cast<std::uint64_t>(version);
 }
 
 std::optional<std::string> KovaOpenURLParser::extractInstructions(const NSURL& url) {

@@ -20,10 +20,10 @@ class KovaOpenURLParser {
   struct Link {
     std::uint64_t schemaVersion;
     std::string instruction;  // in lower case
-    platform::Dictionary parameters;
   };
-  // None for anything but a well-formed link of this environment.
-  std::optional<Link> parseUrl(const platform::NSURL& url) const;
+  // None for anything but a well-formed link of this environment. The parameters are read when they are asked
+  // for.
+  std::optional<Link> parseUrl(const platform::NSURL& url, platform::Dictionary* parameters = nullptr) const;
 
   bool hasCorrectAppId(const platform::NSURL& url) const;
   static std::optional<std::uint64_t> extractSchemaVersion(const platform::NSURL& url);

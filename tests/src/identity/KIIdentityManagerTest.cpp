@@ -63,7 +63,8 @@ TEST_F(KIIdentityManagerTest, TellsWhoAnIdentifiedUserIs) {
   const std::string userId = manager.userId();
   manager.setUrlEncodedIdentity("ada%40example.com");
 
-  for (const KIIdentityManager& each : {std::ref(manager), std::ref(*new KIIdentityManager(open()))}) {
+  auto reopened = open();
+  for (const KIIdentityManager& each : {std::ref(manager), std::ref(reopened)}) {
     EXPECT_FALSE(each.isAnonymous());
     EXPECT_FALSE(each.isFreshStart());
     EXPECT_EQ(each.userId(), userId);

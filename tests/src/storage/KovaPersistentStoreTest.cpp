@@ -134,6 +134,11 @@ struct PurgeCase {
   std::size_t messages;
   std::size_t batches;
   bool isPurged;
+
+  // Names the case, too.
+  friend void PrintTo(const PurgeCase& each, std::ostream* out) {
+    *out << "Of" << each.urls << "And" << each.messages << "And" << each.batches;
+  }
 };
 class KovaPersistentStorePurgeTest : public KovaPersistentStoreTest,
                                      public testing::WithParamInterface<PurgeCase> {
@@ -173,10 +178,6 @@ TEST_P(KovaPersistentStorePurgeTest, ResetsAStoreThatHasGrownPastItsBounds) {
 INSTANTIATE_TEST_SUITE_P(Limits, KovaPersistentStorePurgeTest,
                          testing::Values(PurgeCase{299, 309, 209, false}, PurgeCase{300, 0, 0, true},
                                          PurgeCase{0, 310, 0, true}, PurgeCase{0, 0, 210, true}),
-                         [](const auto& instance) {
-                           const PurgeCase& each = instance.param;
-                           return "Of" + std::to_string(each.urls) + "And" + std::to_string(each.messages) +
-                                  "And" + std::to_string(each.batches);
-                         });
+                         testing::PrintToStringParamName());
 
 }  // namespace

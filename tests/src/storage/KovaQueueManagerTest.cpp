@@ -132,11 +132,12 @@ TEST_F(KovaQueueManagerTest, HoldsWhatIsInFlightInTheStoreUntilItIsSettled) {
 
   EXPECT_EQ(queues->dequeueUrl(baseUrl), first);
   queues->cleanUpSentUrl(first);
-  EXPECT_EQ(storedText("queuedPageviews"), R"(["h?n=2","h?n=2"])");
-  // Equal URLs are settled one by one.
   const NSURL second = queues->dequeueUrl(baseUrl).value();
+  EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000","h?n=2"])");
+  // Equal URLs are settled one by one; the store learns of the last one when the queue is found empty.
   EXPECT_EQ(queues->dequeueUrl(baseUrl), second);
   queues->cleanUpSentUrl(second);
+  EXPECT_EQ(queues->dequeueUrl(baseUrl), std::nullopt);
   EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000"])");
   queues->requeueFailedUrl(second);
   EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000"])");
@@ -151,6 +152,7 @@ TEST_F(KovaQueueManagerTest, HoldsWhatIsInFlightInTheStoreUntilItIsSettled) {
   EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":0}]},{"messages":[{"n":1}]}])");
   queues->dequeueMessageJSONPayload();
   queues->cleanUpSentMessageBatch(batch);
+  queues->dequeueMessageJSONPayload();
   EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":1}]}])");
 }
 
@@ -257,6 +259,7 @@ TEST_F(KovaQueueManagerTest, WritesTheBodyOfABatchByteByByte) {
 
   queues->cleanUpSentMessageBatch(next.batch);
   EXPECT_THAT(device.batchFiles(), IsEmpty());
+  EXPECT_EQ(dequeuedBody(), "(none)");
   EXPECT_EQ(storedText("queuedMessageBatches"), "[]");
 }
 
@@ -272,6 +275,7 @@ TEST_F(KovaQueueManagerTest, KeepsMessagesInlineWhereNoFileCanBeWritten) {
   const auto next = queues->dequeueMessageJSONPayload().value();
   EXPECT_EQ(next.payload, body("1767225600000", array));
   queues->cleanUpSentMessageBatch(next.batch);
+  EXPECT_EQ(dequeuedBody(), "(none)");
   EXPECT_EQ(storedText("queuedMessageBatches"), "[]");
 }
 
