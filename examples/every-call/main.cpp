@@ -128,7 +128,7 @@ void changeUsers(const std::shared_ptr<KovaOptions>& options) {
   Kova::identify("grace@example.com");
   Kova::addEventProperties({{"theme", "light"}});
   say("tracking", Kova::isTrackingEnabled() ? "enabled" : "disabled");
-  Kova::instrumentAutocapture(*options);
+  Kova::instrumentAutocaptureWithOptions(*options);
 }
 
 void openLinks() {

@@ -57,7 +57,7 @@ class KOVA_EXPORT Kova {
 
   // Prepares the capture of touches, actions and screens ahead of initialize, which does it as well. Needs no
   // tracker.
-  static void instrumentAutocapture(const KovaOptions& options);
+  static void instrumentAutocaptureWithOptions(const KovaOptions& options);
 
   // For apps that forward the URLs that they are asked to open. Anything but a deep link of the library is
   // ignored.

@@ -164,7 +164,7 @@ bool NSUserDefaults::setObject(const Value& value, std::string_view key) {
   return false;
 }
 
-void NSUserDefaults::removeObject(std::string_view key) { store(key, std::nullopt); }
+void NSUserDefaults::removeObjectForKey(std::string_view key) { store(key, std::nullopt); }
 
 bool NSUserDefaults::store(std::string_view key, std::optional<std::string> text) {
   std::vector<std::string> reports;
@@ -192,7 +192,7 @@ void NSUserDefaults::writePending() {
   if (pending_.empty()) database_->forgetReportedFailures();
 }
 
-std::optional<Value> NSUserDefaults::object(std::string_view key) {
+std::optional<Value> NSUserDefaults::objectForKey(std::string_view key) {
   std::optional<std::string> text;
   std::vector<std::string> reports;
   {
@@ -205,21 +205,21 @@ std::optional<Value> NSUserDefaults::object(std::string_view key) {
   return text ? fromStoredForm(*text) : std::nullopt;
 }
 
-std::optional<std::string> NSUserDefaults::string(std::string_view key) {
-  const std::optional<Value> value = object(key);
+std::optional<std::string> NSUserDefaults::stringForKey(std::string_view key) {
+  const std::optional<Value> value = objectForKey(key);
   if (!value) return std::nullopt;
   if (value->isString()) return value->string().str();
   if (value->isNumber()) return value->description();
   return std::nullopt;
 }
 
-std::optional<Array> NSUserDefaults::array(std::string_view key) {
-  const std::optional<Value> value = object(key);
+std::optional<Array> NSUserDefaults::arrayForKey(std::string_view key) {
+  const std::optional<Value> value = objectForKey(key);
   return value && value->isArray() ? std::optional(value->array()) : std::nullopt;
 }
 
-std::optional<Dictionary> NSUserDefaults::dictionary(std::string_view key) {
-  const std::optional<Value> value = object(key);
+std::optional<Dictionary> NSUserDefaults::dictionaryForKey(std::string_view key) {
+  const std::optional<Value> value = objectForKey(key);
   return value && value->isDictionary() ? std::optional(value->dictionary()) : std::nullopt;
 }
 

@@ -50,14 +50,14 @@ class NSUserDefaults {
 
   // Whether the value is stored now.
   bool setObject(const Value& value, std::string_view key);
-  void removeObject(std::string_view key);
+  void removeObjectForKey(std::string_view key);
 
-  std::optional<Value> object(std::string_view key);
+  std::optional<Value> objectForKey(std::string_view key);
   // A stored string, or the text of a stored number.
-  std::optional<std::string> string(std::string_view key);
+  std::optional<std::string> stringForKey(std::string_view key);
   // None when the stored value is of another kind.
-  std::optional<Array> array(std::string_view key);
-  std::optional<Dictionary> dictionary(std::string_view key);
+  std::optional<Array> arrayForKey(std::string_view key);
+  std::optional<Dictionary> dictionaryForKey(std::string_view key);
 
   // Tries again what could not be written. True when everything that was set is stored.
   bool synchronize();

@@ -36,7 +36,7 @@ void KIBailer::assertMinimumOSVersion() {
     return;
   KovaLog(
       "The Kova library has been disabled because this device is running a version of iOS older than 10.0.");
-  bail("assertMinimumOSVersion");
+  bailWithSource("assertMinimumOSVersion");
 }
 
 std::optional<std::string> KIBailer::bailedSource() const {
@@ -44,7 +44,7 @@ std::optional<std::string> KIBailer::bailedSource() const {
   return bailedSource_;
 }
 
-void KIBailer::bail(std::string_view source) {
+void KIBailer::bailWithSource(std::string_view source) {
   const MutexLock lock(mutex_);
   bailedSource_ = source;
   isBailed_ = true;
@@ -62,7 +62,7 @@ void KIBailer::registerException(const NSException& exception, const NSObject& i
 
 void KIBailer::registerException(const NSException& exception, std::string_view source, bool bail) {
   try {
-    KITelemetry::sharedTelemetry().notifyBailed(exception, source);
+    KITelemetry::sharedTelemetry().notifyBailedWithException(exception, source);
   } catch (const std::exception& failure) {
     KovaLog("The failure could not be reported: %@", failure.what());
   }
@@ -70,5 +70,5 @@ void KIBailer::registerException(const NSException& exception, std::string_view 
           source, exception.name(), exception.reason(), exception.userInfo(), exception.callStackSymbols());
   if (!bail) return;
   KovaLog("The Kova library has been disabled because of an uncaught exception.");
-  this->bail(source);
+  bailWithSource(source);
 }

@@ -24,7 +24,7 @@ class KIBailer {
   // The place that caused the bail; none until then.
   std::optional<std::string> bailedSource() const;
 
-  void bail(std::string_view source);
+  void bailWithSource(std::string_view source);
   // For a failure that cannot even be reported; allocates nothing and leaves the source as it is.
   void bailWithoutReport() noexcept { isBailed_ = true; }
 

@@ -87,19 +87,20 @@ void Kova::initialize(std::string_view envId) { initialize(envId, nullptr); }
 
 void Kova::initialize(std::string_view envId, std::shared_ptr<KovaOptions> options) {
   static const SEL selector("initialize:withOptions:");
-  if (const auto message = KovaTracker::messageForInvalidAppId(envId)) {
-    KovaLogDebug("%@", *message);
+  if (std::string message; !KovaTracker::isValidAppId(envId, message)) {
+    KovaLogDebug("%@", message);
     // The one failure that is meant to reach the host: the app cannot have been run with this id before.
-    handleFailureInMethod("+[Kova initialize:withOptions:]", "Kova", 59, *message);
+    handleFailureInMethod("+[Kova initialize:withOptions:]", "Kova", 59, message);
   }
   kova::guarded({FacadeClass::classObject(), selector}, [&] {
     unsafeInitialize(envId, options ? std::move(options) : std::make_shared<KovaOptions>());
   });
 }
 
-void Kova::instrumentAutocapture(const KovaOptions& options) {
+void Kova::instrumentAutocaptureWithOptions(const KovaOptions& options) {
   static const SEL selector("instrumentAutocaptureWithOptions:");
-  kova::guarded({FacadeClass::classObject(), selector}, [&] { KovaTracker::instrumentAutocapture(options); });
+  kova::guarded({FacadeClass::classObject(), selector},
+                [&] { KovaTracker::instrumentAutocaptureWithOptions(options); });
 }
 
 void Kova::handleOpenURL(const NSURL& url, const Dictionary&) {

@@ -24,7 +24,8 @@ bool KovaInputTransformer::checkObjectForViability(const std::optional<Value>& o
   return !object->dictionary().empty();
 }
 
-KovaInputTransformer::Transmittable KovaInputTransformer::transmittablePropertyValue(const Value& value) {
+KovaInputTransformer::Transmittable KovaInputTransformer::transmittablePropertyValueForValue(
+    const Value& value) {
   if (value.isBoolean()) return {value, "bool"};
   if (value.isString()) return {value, "string"};
   return {value.description(), "string"};
@@ -40,7 +41,7 @@ Dictionary KovaInputTransformer::transmittableDictionaryForPropertyDictionary(
       typed.append(key, typedBoolean(value.boolean()));
       continue;
     }
-    auto transmittable = transmittablePropertyValue(value);
+    auto transmittable = transmittablePropertyValueForValue(value);
     typed.append(key, Dictionary{{transmittable.type, std::move(transmittable.value)}});
   }
   return Dictionary(std::move(typed));
@@ -56,7 +57,7 @@ Dictionary KovaInputTransformer::serializablePropertyDictionaryForProperties(
     } else if (value.isNull()) {
       KovaLogDebug("AddUserProperties: ignoring NSNull value for %@", key);
     } else {
-      flat.append(key, transmittablePropertyValue(value).value);
+      flat.append(key, transmittablePropertyValueForValue(value).value);
     }
   }
   return Dictionary(std::move(flat));

@@ -19,7 +19,7 @@ class KovaInputTransformer {
     platform::Value value;
     std::string_view type;  // "bool" or "string"
   };
-  static Transmittable transmittablePropertyValue(const platform::Value& value);
+  static Transmittable transmittablePropertyValueForValue(const platform::Value& value);
 
   // Typed properties: each name maps to {type: value}. Keys are taken as they are. Empty for what is not
   // viable.

@@ -6,8 +6,8 @@
 
 using namespace platform;
 
-std::shared_ptr<KovaTimer> KovaTimer::scheduleSafeOperation(Work block, double seconds,
-                                                            const std::shared_ptr<NSOperationQueue>& queue) {
+std::shared_ptr<KovaTimer> KovaTimer::scheduleSafeOperationWithBlock(
+    Work block, double seconds, const std::shared_ptr<NSOperationQueue>& queue) {
   auto timer = std::make_shared<KovaTimer>();
   timer->queue_ = queue;
   timer->isRunning_ = true;
@@ -23,7 +23,7 @@ void KovaTimer::fire(const Work& block, NSOperationQueue& queue) {
   if (!takeSource()) return;
   isRunning_ = false;
   kova::guarded({classObject(), selector}, [&] {
-    KOVA_addSafeOperation(queue, block, {classObject(), selector});
+    KOVA_addSafeOperationWithBlock(queue, block, {classObject(), selector});
   });
 }
 
@@ -33,11 +33,11 @@ void KovaTimer::cancel() {
   const auto queue = queue_.lock();
   if (!queue) return;
   auto self = std::static_pointer_cast<KovaTimer>(shared_from_this());
-  KOVA_addSafeOperation(*queue,
-                        [self] {
-                          if (const auto source = self->takeSource()) source->cancel();
-                        },
-                        {isa(), selector});
+  KOVA_addSafeOperationWithBlock(*queue,
+                                 [self] {
+                                   if (const auto source = self->takeSource()) source->cancel();
+                                 },
+                                 {isa(), selector});
 }
 
 std::shared_ptr<DispatchTimer> KovaTimer::takeSource() {

@@ -19,7 +19,7 @@ class KovaTimer : public platform::NSObject {
 
  public:
   // Runs `block` on `queue` once, `seconds` from now.
-  static std::shared_ptr<KovaTimer> scheduleSafeOperation(
+  static std::shared_ptr<KovaTimer> scheduleSafeOperationWithBlock(
       platform::Work block, double seconds, const std::shared_ptr<platform::NSOperationQueue>& queue);
 
   // `isRunning` is false when this returns; the timer source is taken down on the queue.

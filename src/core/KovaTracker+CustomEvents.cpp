@@ -25,7 +25,7 @@ const Value& sourcePropertiesKey() {
 void KovaTracker::recordCustomEvent(std::string_view name, const std::optional<Value>& properties) {
   static const SEL selector("recordCustomEvent:withProperties:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
-  trackCustomEvent(
+  trackCustomEventWithKind(
       "customEvent", EventVisualizer::Skip,
       [name = String(name), properties,
        typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties)](
@@ -45,7 +45,7 @@ void KovaTracker::recordFrameworkAutocaptureEvent(std::string_view name, std::st
                                                   const std::optional<Value>& sourceProperties) {
   static const SEL selector("recordFrameworkAutocaptureEvent:withSource:sourceProperties:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
-  trackCustomEvent(
+  trackCustomEventWithKind(
       "sourceEvent", EventVisualizer::Send,
       [name = String(name), source = String(source), sourceProperties,
        typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(sourceProperties)](
@@ -63,7 +63,7 @@ void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::o
                                              const std::optional<Value>& sourceProperties) {
   static const SEL selector("recordFrameworkCustomEvent:withProperties:source:sourceProperties:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
-  trackCustomEvent(
+  trackCustomEventWithKind(
       "sourceCustomEvent", EventVisualizer::Skip,
       [name = String(name), source = String(source), properties, sourceProperties,
        typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties),
@@ -84,19 +84,19 @@ void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::o
 // The road that all of them share: what the screen tells is read on the main thread, the message is built and
 // queued on the mutation queue.
 template <class Builder>
-void KovaTracker::trackCustomEvent(std::string_view kind, EventVisualizer, Builder eventDictionaryBuilder,
-                                   SEL fromSelector) {
+void KovaTracker::trackCustomEventWithKind(std::string_view kind, EventVisualizer,
+                                           Builder eventDictionaryBuilder, SEL fromSelector) {
   injectPageviewsIfNeeded();
-  performSafelyOnMainQueue(
+  performSafelyOnMainQueueWithBlock(
       [kind, fromSelector, build = std::move(eventDictionaryBuilder)](KovaTracker& tracker) mutable {
         static const SEL appVisibilityStateSelector("appVisibilityState");
         const int appVisibilityState = KovaUtil::appVisibilityState(appVisibilityStateSelector);
         if (appVisibilityState == kAppVisibilityStateForeground) tracker.extendSession();
-        tracker.performSafelyOnMutationQueue(
+        tracker.performSafelyOnMutationQueueWithBlock(
             [kind, appVisibilityState, build = std::move(build)](KovaTracker& self) mutable {
               if (!self.queueManager_->canEnqueueMessage()) return;
-              self.queueManager_->enqueueMessage(
-                  self.messageBuilder_->mutableMessage(build(self), kind, appVisibilityState, std::nullopt));
+              self.queueManager_->enqueueMessage(self.messageBuilder_->mutableMessageWithEventDictionary(
+                  build(self), kind, appVisibilityState, std::nullopt));
               // The session may have been reset since the host's call, and its pageview with it; without
               // another one this event, and all behind it, would wait for the next event.
               self.injectPageviewsIfNeeded();

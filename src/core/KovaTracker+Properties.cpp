@@ -18,7 +18,7 @@ void KovaTracker::identify(const std::optional<Value>& identity) {
         "and `addUserProperties:(NSDictionary *)properties`");
     return;
   }
-  performSafelyOnMutationQueue(
+  performSafelyOnMutationQueueWithBlock(
       [identity = identity->string()](KovaTracker& tracker) { tracker.identifyOnMutationQueue(identity); },
       *this, selector);
 }
@@ -34,18 +34,18 @@ void KovaTracker::identifyOnMutationQueue(const String& identity) {
       (shared && shared->appId_ == self->appId_ ? shared : self)->identify(Value(identity));
     });
   } else if (identityManager_->isAnonymous()) {
-    identityManager_->setUrlEncodedIdentityRecomputingUserId(encoded, false);
-    queueManager_->enqueueUrlString(requestBuilder_->identitySetUrlString(encoded));
+    identityManager_->setUrlEncodedIdentity(encoded, false);
+    queueManager_->enqueueUrlString(requestBuilder_->identitySetUrlStringWithNewEncodedIdentity(encoded));
   }
   KovaLogDebug("Identified user with identity: %@", identity);
 }
 
 void KovaTracker::resetIdentity(Completion completion) {
   static const SEL selector("resetIdentity:");
-  performSafelyOnMutationQueue(
+  performSafelyOnMutationQueueWithBlock(
       [completion = std::move(completion)](KovaTracker& tracker) {
         if (tracker.identityManager_->resetIdentity()) {
-          tracker.sessionManager_->resetSession(true);
+          tracker.sessionManager_->resetSessionWithNewUser(true);
           tracker.recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
               completion);
         } else if (completion) {
@@ -60,10 +60,10 @@ void KovaTracker::addUserProperties(const std::optional<Value>& properties) {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Add User Properties");
   Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
   if (sanitized.empty()) return;
-  performSafelyOnMutationQueue(
+  performSafelyOnMutationQueueWithBlock(
       [sanitized = std::move(sanitized)](KovaTracker& tracker) {
         tracker.queueManager_->enqueueUrlString(
-            tracker.requestBuilder_->addUserPropertiesUrlString(sanitized));
+            tracker.requestBuilder_->addUserPropertiesUrlStringWithSanitizedUserProperties(sanitized));
         KovaLogDebug("Added user properties: %@", sanitized);
       },
       *this, selector);
@@ -74,35 +74,35 @@ void KovaTracker::addEventProperties(const std::optional<Value>& properties) {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Add Event Properties");
   Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
   if (sanitized.empty()) return;
-  performSafelyOnMutationQueue(
+  performSafelyOnMutationQueueWithBlock(
       [sanitized = std::move(sanitized)](KovaTracker& tracker) {
         tracker.identityManager_->addSanitizedEventProperties(sanitized);
-        tracker.logEventProperties(selector);
+        tracker.logEventPropertiesFromSelector(selector);
       },
       *this, selector);
 }
 
 void KovaTracker::removeEventProperty(std::string_view name) {
   static const SEL selector("removeEventProperty:");
-  performSafelyOnMutationQueue(
+  performSafelyOnMutationQueueWithBlock(
       [name = std::string(name)](KovaTracker& tracker) {
         tracker.identityManager_->removeEventProperty(name);
-        tracker.logEventProperties(selector);
+        tracker.logEventPropertiesFromSelector(selector);
       },
       *this, selector);
 }
 
 void KovaTracker::clearEventProperties() {
   static const SEL selector("clearEventProperties");
-  performSafelyOnMutationQueue(
+  performSafelyOnMutationQueueWithBlock(
       [](KovaTracker& tracker) {
         tracker.identityManager_->resetEventProperties();
-        tracker.logEventProperties(selector);
+        tracker.logEventPropertiesFromSelector(selector);
       },
       *this, selector);
 }
 
-void KovaTracker::logEventProperties(SEL fromSelector) const {
+void KovaTracker::logEventPropertiesFromSelector(SEL fromSelector) const {
   KovaLogDebug("Called +[Kova %@]. Event properties are now: %@", fromSelector,
                identityManager_->eventProperties());
 }

@@ -51,13 +51,17 @@ void KovaTracker::setSharedTracker(std::shared_ptr<KovaTracker> tracker) {
   // The tracker before is released here, outside the lock.
 }
 
-std::optional<std::string> KovaTracker::messageForInvalidAppId(std::string_view appId) {
-  if (appId.empty()) return "Kova envId cannot be empty";
-  if (appId.find_first_not_of("0123456789") != std::string_view::npos) {
-    return "Kova envId must be a numerical value";
+bool KovaTracker::isValidAppId(std::string_view appId, std::string& message) {
+  if (appId.empty()) {
+    message = "Kova envId cannot be empty";
+  } else if (appId.find_first_not_of("0123456789") != std::string_view::npos) {
+    message = "Kova envId must be a numerical value";
+  } else if (appId.front() == '0') {
+    message = "Kova envId must not start with a zero.";
+  } else {
+    return true;
   }
-  if (appId.front() == '0') return "Kova envId must not start with a zero.";
-  return std::nullopt;
+  return false;
 }
 
 KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
@@ -68,8 +72,8 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
       mutationQueue_(std::move(mutationQueue)) {
   appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
   persistentStore_ = std::make_shared<KovaPersistentStore>(appId_);
-  persistentStore_->purgeInvalidStores(kPurgedUrlLimit, kQueueLimits.queuedEvents,
-                                       kQueueLimits.queuedMessageBatches);
+  persistentStore_->purgeInvalidStoresWithQueuedUrlLimit(kPurgedUrlLimit, kQueueLimits.queuedEvents,
+                                                         kQueueLimits.queuedMessageBatches);
   identityManager_ = std::make_unique<KIIdentityManager>(persistentStore_);
   sessionManager_ = std::make_unique<KISessionManager>(identityManager_->isFreshStart());
   queueManager_ = KovaQueueManager::forStore(persistentStore_, kQueueLimits);
@@ -86,39 +90,39 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
 
 KovaTracker::~KovaTracker() = default;
 
-void KovaTracker::instrumentAutocapture(const KovaOptions&) {}
+void KovaTracker::instrumentAutocaptureWithOptions(const KovaOptions&) {}
 
 void KovaTracker::start() {
   static const SEL selector("start");
   bindApplicationEventListeners();
-  instrumentAutocapture(*options_);
+  instrumentAutocaptureWithOptions(*options_);
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();
-  performSafelyOnMutationQueue([](KovaTracker& tracker) { tracker.enqueueLifecycleEvent(); }, *this,
-                               selector);
+  performSafelyOnMutationQueueWithBlock([](KovaTracker& tracker) { tracker.enqueueLifecycleEvent(); }, *this,
+                                        selector);
 }
 
 void KovaTracker::setUpTelemetry() const {
   KITelemetry& telemetry = KITelemetry::sharedTelemetry();
   telemetry.setBaseUrl(options_->captureBaseUrl());
   telemetry.setOptOutStatus(options_->disableTelemetryCapture());
-  telemetry.setMetadata({{"app_identifier", appProperties_->appName()},
-                         {"version_string", appProperties_->appVersion()},
-                         {"env_id", appId_}},
-                        {{"os_version", UIDevice::currentDevice().systemVersion()},
-                         {"device_model", appProperties_->phoneModel()}},
-                        {{"source", "ios"},
-                         {"platform_type", "ios"},
-                         {"native_sdk_version", appProperties_->libraryVersion()}});
+  telemetry.setMetadataForApp({{"app_identifier", appProperties_->appName()},
+                               {"version_string", appProperties_->appVersion()},
+                               {"env_id", appId_}},
+                              {{"os_version", UIDevice::currentDevice().systemVersion()},
+                               {"device_model", appProperties_->phoneModel()}},
+                              {{"source", "ios"},
+                               {"platform_type", "ios"},
+                               {"native_sdk_version", appProperties_->libraryVersion()}});
 }
 
 void KovaTracker::enqueueLifecycleEvent() {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Lifecycle Event");
-  const auto event = KILifecycle::lifecycleEventIfAppVersionChange(*options_);
+  const auto event = KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(*options_);
   if (!event) return;
   injectPageviewsIfNeeded();
-  queueManager_->enqueueMessage(messageBuilder_->mutableMessage(*event));
+  queueManager_->enqueueMessage(messageBuilder_->mutableMessageForEvent(*event));
 }
 
 void KovaTracker::stop() {
@@ -126,12 +130,12 @@ void KovaTracker::stop() {
   isStopped_ = true;
   uploader_->stop();
   stopEVPairing();
-  performSafelyOnMainQueue(
+  performSafelyOnMainQueueWithBlock(
       [](KovaTracker& tracker) {
         if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
       },
       *this, selector);
-  performSafelyOnMutationQueue(
+  performSafelyOnMutationQueueWithBlock(
       [](KovaTracker& tracker) { tracker.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *this,
       selector);
 }
@@ -152,7 +156,7 @@ void KovaTracker::appDidEnterBackground() {
   kova::guarded({classObject(), selector}, [] {
     const auto tracker = sharedTracker();
     if (!tracker) return;
-    tracker->performSafelyOnMutationQueue(
+    tracker->performSafelyOnMutationQueueWithBlock(
         [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker,
         selector);
     tracker->uploader_->sendAll();
@@ -165,7 +169,7 @@ void KovaTracker::appWillEnterForeground() {
   kova::guarded({classObject(), selector}, [] {
     const auto tracker = sharedTracker();
     if (!tracker) return;
-    tracker->performSafelyOnMutationQueue(
+    tracker->performSafelyOnMutationQueueWithBlock(
         [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker,
         selector);
     tracker->recordAdditionalPageviewFromForegroundingApp();
@@ -174,7 +178,7 @@ void KovaTracker::appWillEnterForeground() {
 
 void KovaTracker::extendSession() {
   static const SEL selector("extendSession");
-  performSafelyOnMainQueue(
+  performSafelyOnMainQueueWithBlock(
       [](KovaTracker& tracker) {
         if (tracker.isStopped_) return;  // its timer would keep it alive for ever
         const double interval = tracker.options_->testOnlySessionExpirationInterval().value_or(0);
@@ -189,8 +193,8 @@ void KovaTracker::extendSession() {
 
 void KovaTracker::resetSession() {
   static const SEL selector("resetSession");
-  performSafelyOnMutationQueue([](KovaTracker& tracker) { tracker.sessionManager_->resetSession(false); },
-                               *this, selector);
+  performSafelyOnMutationQueueWithBlock(
+      [](KovaTracker& tracker) { tracker.sessionManager_->resetSessionWithNewUser(false); }, *this, selector);
   extendSession();
 }
 

@@ -50,12 +50,12 @@ class KovaTracker : public platform::NSObject {
   static std::shared_ptr<KovaTracker> sharedTracker();
   static void setSharedTracker(std::shared_ptr<KovaTracker> tracker);
 
-  // What is wrong with the environment id; nothing when it is valid.
-  static std::optional<std::string> messageForInvalidAppId(std::string_view appId);
+  // If the environment id is not valid, `message` receives what is wrong with it.
+  static bool isValidAppId(std::string_view appId, std::string& message);
 
   // Installs the method replacements that the options ask for. This version captures nothing by itself yet,
   // so that there are none to install.
-  static void instrumentAutocapture(const KovaOptions& options);
+  static void instrumentAutocaptureWithOptions(const KovaOptions& options);
 
   void start();
   void stop();
@@ -102,17 +102,19 @@ class KovaTracker : public platform::NSObject {
 
   // Runs block(tracker) on the mutation queue, later and in order; retains the tracker until then.
   template <class Block>
-  void performSafelyOnMutationQueue(Block block, const platform::NSObject& fromObject,
-                                    platform::SEL selector) {
-    KOVA_addSafeOperation(*mutationQueue_,
-                          [self = retained(), block = std::move(block)]() mutable { block(*self); },
-                          {fromObject.isa(), selector});
+  void performSafelyOnMutationQueueWithBlock(Block block, const platform::NSObject& fromObject,
+                                             platform::SEL selector) {
+    KOVA_addSafeOperationWithBlock(*mutationQueue_,
+                                   [self = retained(), block = std::move(block)]() mutable { block(*self); },
+                                   {fromObject.isa(), selector});
   }
   // Runs block(tracker) at once on the main thread; from elsewhere it is queued there.
   template <class Block>
-  void performSafelyOnMainQueue(Block block, const platform::NSObject& fromObject, platform::SEL selector) {
-    KOVA_performSafelyOnMainQueue([self = retained(), block = std::move(block)]() mutable { block(*self); },
-                                  {fromObject.isa(), selector});
+  void performSafelyOnMainQueueWithBlock(Block block, const platform::NSObject& fromObject,
+                                         platform::SEL selector) {
+    KOVA_performSafelyOnMainQueueWithBlock(
+        [self = retained(), block = std::move(block)]() mutable { block(*self); },
+        {fromObject.isa(), selector});
   }
 
  private:
@@ -130,16 +132,17 @@ class KovaTracker : public platform::NSObject {
   void enqueueLifecycleEvent();
 
   template <class Builder>
-  void trackCustomEvent(std::string_view kind, EventVisualizer eventVisualizer,
-                        Builder eventDictionaryBuilder, platform::SEL fromSelector);
-  void logEventProperties(platform::SEL fromSelector) const;
+  void trackCustomEventWithKind(std::string_view kind, EventVisualizer eventVisualizer,
+                                Builder eventDictionaryBuilder, platform::SEL fromSelector);
+  void logEventPropertiesFromSelector(platform::SEL fromSelector) const;
   void identifyOnMutationQueue(const platform::String& identity);
 
   // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events
   // may ask for the same injected pageview before the first of them has got it.
   enum class Repeat { Always, OnceASession };
-  void recordPageview(EventVisualizer eventVisualizer, PageviewInfoBuilder mainQueuePageviewInfoBuilder,
-                      platform::SEL fromSelector, Repeat repeat = Repeat::Always);
+  void recordPageviewSendingToEventVisualizer(EventVisualizer eventVisualizer,
+                                              PageviewInfoBuilder mainQueuePageviewInfoBuilder,
+                                              platform::SEL fromSelector, Repeat repeat = Repeat::Always);
   void enqueuePageview(const platform::Dictionary& pageviewInfo);
   static platform::Dictionary applyTimestampAndIdToPageviewInfo(const platform::Dictionary& pageviewInfo);
   void injectSyntheticPageviewIfNeeded();

@@ -20,9 +20,9 @@ const std::shared_ptr<platform::NSOperationQueue>& KOVA_serialStateQueue();
 
 // An operation that runs `block` under the guard. It remembers the place that reports name, not the object.
 template <class Block>
-platform::NSBlockOperation KOVA_safeBlockOperation(Block block, const kova::Place& place,
-                                                   kova::OnException onException = kova::OnException::Bail,
-                                                   kova::WhenBailed whenBailed = kova::WhenBailed::Skip) {
+platform::NSBlockOperation KOVA_safeBlockOperationWithBlock(
+    Block block, const kova::Place& place, kova::OnException onException = kova::OnException::Bail,
+    kova::WhenBailed whenBailed = kova::WhenBailed::Skip) {
   return platform::NSBlockOperation([block = std::move(block), place, onException, whenBailed]() mutable {
     kova::guarded(place, block, onException, whenBailed);
   });
@@ -30,15 +30,15 @@ platform::NSBlockOperation KOVA_safeBlockOperation(Block block, const kova::Plac
 
 // Any thread; returns at once.
 template <class Block>
-void KOVA_addSafeOperation(platform::NSOperationQueue& queue, Block block, const kova::Place& place,
-                           kova::OnException onException = kova::OnException::Bail,
-                           kova::WhenBailed whenBailed = kova::WhenBailed::Skip) {
-  queue.addOperation(KOVA_safeBlockOperation(std::move(block), place, onException, whenBailed));
+void KOVA_addSafeOperationWithBlock(platform::NSOperationQueue& queue, Block block, const kova::Place& place,
+                                    kova::OnException onException = kova::OnException::Bail,
+                                    kova::WhenBailed whenBailed = kova::WhenBailed::Skip) {
+  queue.addOperation(KOVA_safeBlockOperationWithBlock(std::move(block), place, onException, whenBailed));
 }
 
 // On the main thread the block has run when the call returns; from any other thread it is queued there.
 template <class Block>
-void KOVA_performSafelyOnMainQueue(Block block, const kova::Place& place) {
+void KOVA_performSafelyOnMainQueueWithBlock(Block block, const kova::Place& place) {
   if (platform::Scheduler::current().isMainThread()) return kova::guarded(place, block);
-  KOVA_addSafeOperation(*platform::NSOperationQueue::mainQueue(), std::move(block), place);
+  KOVA_addSafeOperationWithBlock(*platform::NSOperationQueue::mainQueue(), std::move(block), place);
 }

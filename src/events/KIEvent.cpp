@@ -10,8 +10,8 @@ KIEvent::KIEvent(std::string kind, int appVisibilityState)
       appVisibilityState_(appVisibilityState),
       kind_(std::move(kind)) {}
 
-void KIEvent::applyMissingProperties(const KISessionManager& sessionManager,
-                                     const KIIdentityManager& identityManager) {
+void KIEvent::applyMissingPropertiesFromSessionManager(const KISessionManager& sessionManager,
+                                                       const KIIdentityManager& identityManager) {
   if (!eventProperties_) eventProperties_ = identityManager.eventProperties();
   if (!userInfo_) userInfo_ = identityManager.userInfo();
   if (!sessionInfo_) sessionInfo_ = sessionManager.sessionInfo();

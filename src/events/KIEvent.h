@@ -26,8 +26,8 @@ class KIEvent : public platform::NSObject {
 
   // Fills those of the four dictionaries below that are still missing with what is current, and only those.
   // On the mutation queue.
-  void applyMissingProperties(const KISessionManager& sessionManager,
-                              const KIIdentityManager& identityManager);
+  void applyMissingPropertiesFromSessionManager(const KISessionManager& sessionManager,
+                                                const KIIdentityManager& identityManager);
 
   const std::string& kind() const { return kind_; }
   const std::string& eventId() const { return eventId_; }

@@ -35,10 +35,9 @@ KovaMessageBuilder::KovaMessageBuilder(std::string_view appId, const KovaAppProp
       sessionManager_(sessionManager),
       identityManager_(identityManager) {}
 
-MutableDictionary KovaMessageBuilder::mutableBaseMessage(const std::optional<Dictionary>& eventProperties,
-                                                         const std::optional<Dictionary>& userInfo,
-                                                         const std::optional<Dictionary>& pageviewInfo,
-                                                         const std::optional<Dictionary>& sessionInfo) const {
+MutableDictionary KovaMessageBuilder::mutableBaseMessageWithEventProperties(
+    const std::optional<Dictionary>& eventProperties, const std::optional<Dictionary>& userInfo,
+    const std::optional<Dictionary>& pageviewInfo, const std::optional<Dictionary>& sessionInfo) const {
   MutableDictionary message;
   message.reserve(kMessageEntries);
   message.append("id", KovaUtil::randomId());
@@ -68,23 +67,26 @@ const Dictionary& KovaMessageBuilder::transmittableEventProperties(const Diction
   return lastTransmittable_;
 }
 
-MutableDictionary KovaMessageBuilder::mutableMessage(Dictionary eventDictionary, std::string_view kind,
-                                                     int appVisibilityState,
-                                                     const std::optional<Dictionary>& pageviewInfo) const {
-  MutableDictionary message = mutableBaseMessage(std::nullopt, std::nullopt, pageviewInfo, std::nullopt);
+MutableDictionary KovaMessageBuilder::mutableMessageWithEventDictionary(
+    Dictionary eventDictionary, std::string_view kind, int appVisibilityState,
+    const std::optional<Dictionary>& pageviewInfo) const {
+  MutableDictionary message =
+      mutableBaseMessageWithEventProperties(std::nullopt, std::nullopt, pageviewInfo, std::nullopt);
   message.append("event", eventEntry(kind, std::move(eventDictionary), appVisibilityState));
   return message;
 }
 
-MutableDictionary KovaMessageBuilder::mutableMessagePageview(const Dictionary& pageviewInfo) const {
-  MutableDictionary message = mutableBaseMessage(std::nullopt, std::nullopt, pageviewInfo, std::nullopt);
+MutableDictionary KovaMessageBuilder::mutableMessagePageviewWithPageviewInfo(
+    const Dictionary& pageviewInfo) const {
+  MutableDictionary message =
+      mutableBaseMessageWithEventProperties(std::nullopt, std::nullopt, pageviewInfo, std::nullopt);
   message.append("pageview", Dictionary());
   return message;
 }
 
-MutableDictionary KovaMessageBuilder::mutableMessage(const KIEvent& event) const {
-  MutableDictionary message = mutableBaseMessage(event.eventProperties(), event.userInfo(),
-                                                 event.pageviewInfo(), event.sessionInfo());
+MutableDictionary KovaMessageBuilder::mutableMessageForEvent(const KIEvent& event) const {
+  MutableDictionary message = mutableBaseMessageWithEventProperties(
+      event.eventProperties(), event.userInfo(), event.pageviewInfo(), event.sessionInfo());
   message.set("id", event.eventId());
   message.set("timestamp", event.timestamp());
   message.append("event", eventEntry(event.kind(), Dictionary(event.mutableEventDictionary()),
@@ -102,7 +104,7 @@ void KovaMessageBuilder::enrichMessagesWithFirstPageview(std::vector<MutableDict
   }
 }
 
-bool KovaMessageBuilder::unenrichedMessagesExist(const std::vector<MutableDictionary>& messages) {
+bool KovaMessageBuilder::unenrichedMessagesExistInArray(const std::vector<MutableDictionary>& messages) {
   return std::any_of(messages.begin(), messages.end(), [](const MutableDictionary& message) {
     return !message.find("sessionInfo") || !message.find("pageviewInfo");
   });

@@ -25,24 +25,25 @@ class KovaMessageBuilder {
                      const KISessionManager& sessionManager, const KIIdentityManager& identityManager);
 
   // A message without its "event" or "pageview". What is not given is taken from the managers.
-  platform::MutableDictionary mutableBaseMessage(
+  platform::MutableDictionary mutableBaseMessageWithEventProperties(
       const std::optional<platform::Dictionary>& eventProperties,
       const std::optional<platform::Dictionary>& userInfo,
       const std::optional<platform::Dictionary>& pageviewInfo,
       const std::optional<platform::Dictionary>& sessionInfo) const;
-  platform::MutableDictionary mutableMessage(platform::Dictionary eventDictionary, std::string_view kind,
-                                             int appVisibilityState,
-                                             const std::optional<platform::Dictionary>& pageviewInfo) const;
+  platform::MutableDictionary mutableMessageWithEventDictionary(
+      platform::Dictionary eventDictionary, std::string_view kind, int appVisibilityState,
+      const std::optional<platform::Dictionary>& pageviewInfo) const;
   // Only for showing a pageview in the Event Visualizer: pageviews are uploaded as pixel URLs.
-  platform::MutableDictionary mutableMessagePageview(const platform::Dictionary& pageviewInfo) const;
+  platform::MutableDictionary mutableMessagePageviewWithPageviewInfo(
+      const platform::Dictionary& pageviewInfo) const;
   // Id and timestamp are the event's own.
-  platform::MutableDictionary mutableMessage(const KIEvent& event) const;
+  platform::MutableDictionary mutableMessageForEvent(const KIEvent& event) const;
 
   // Gives messages that lack pageview or session info those of the session's pageview, once one has been
   // logged.
   void enrichMessagesWithFirstPageview(std::vector<platform::MutableDictionary>& messages) const;
 
-  static bool unenrichedMessagesExist(const std::vector<platform::MutableDictionary>& messages);
+  static bool unenrichedMessagesExistInArray(const std::vector<platform::MutableDictionary>& messages);
 
  private:
   const platform::Dictionary& transmittableEventProperties(const platform::Dictionary& eventProperties) const;

@@ -28,14 +28,15 @@ KovaRequestBuilder::KovaRequestBuilder(std::string_view appId, const KovaAppProp
       sessionManager_(sessionManager),
       identityManager_(identityManager) {}
 
-std::string KovaRequestBuilder::mutableUrlStringByAppendingBaseQueryString(std::string_view path) const {
+std::string KovaRequestBuilder::mutableUrlStringByAppendingBaseQueryStringToPath(
+    std::string_view path) const {
   return formatted("%@?a=%@&s=%@&b=ios&tv=%@&lv=%@", path, appId_, sessionManager_.sessionId(),
                    appProperties_.trackerVersion(), appProperties_.libraryVersion());
 }
 
-std::string KovaRequestBuilder::pageviewUrlString(const Dictionary& pageviewInfo,
-                                                  Dictionary* pixelProperties) const {
-  std::string url = mutableUrlStringByAppendingBaseQueryString("h");
+std::string KovaRequestBuilder::pageviewUrlStringWithPageviewInfo(const Dictionary& pageviewInfo,
+                                                                  Dictionary* pixelProperties) const {
+  std::string url = mutableUrlStringByAppendingBaseQueryStringToPath("h");
   url += identityManager_.ampersandPrefixedUserInfoQueryParameters();
   url += appProperties_.ampersandPrefixedApplicationAndDeviceInfo();
   url += formatted("&z=%ld", sessionManager_.zParam());
@@ -54,16 +55,18 @@ std::string KovaRequestBuilder::pageviewUrlString(const Dictionary& pageviewInfo
   return url;
 }
 
-std::string KovaRequestBuilder::identitySetUrlString(std::string_view newEncodedIdentity) const {
-  std::string url = mutableUrlStringByAppendingBaseQueryString("api/identify_v3");
+std::string KovaRequestBuilder::identitySetUrlStringWithNewEncodedIdentity(
+    std::string_view newEncodedIdentity) const {
+  std::string url = mutableUrlStringByAppendingBaseQueryStringToPath("api/identify_v3");
   KOVA_appendParameterEncoded(url, "u", identityManager_.userId());
   KOVA_appendParameterEncoded(url, "i", newEncodedIdentity);
   KOVA_appendMostRecentPageviewIdOrRandomNumber(url, sessionManager_);
   return url;
 }
 
-std::string KovaRequestBuilder::addUserPropertiesUrlString(const Dictionary& sanitizedUserProperties) const {
-  std::string url = mutableUrlStringByAppendingBaseQueryString("api/add_user_properties_v3");
+std::string KovaRequestBuilder::addUserPropertiesUrlStringWithSanitizedUserProperties(
+    const Dictionary& sanitizedUserProperties) const {
+  std::string url = mutableUrlStringByAppendingBaseQueryStringToPath("api/add_user_properties_v3");
   url += identityManager_.ampersandPrefixedUserInfoQueryParameters();
   KOVA_appendMostRecentPageviewIdOrRandomNumber(url, sessionManager_);
   for (const auto& [name, value] : sanitizedUserProperties) {
@@ -72,6 +75,6 @@ std::string KovaRequestBuilder::addUserPropertiesUrlString(const Dictionary& san
   return url;
 }
 
-NSURL KovaRequestBuilder::messageBatchUrl(const NSURL& baseUrl) {
+NSURL KovaRequestBuilder::messageBatchUrlWithBaseUrl(const NSURL& baseUrl) {
   return NSURL::create("api/integrations/ios/track", baseUrl).value();
 }

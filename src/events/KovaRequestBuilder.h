@@ -20,15 +20,16 @@ class KovaRequestBuilder {
                      const KISessionManager& sessionManager, const KIIdentityManager& identityManager);
 
   // "path?a=…&s=…&b=ios&tv=…&lv=…"
-  std::string mutableUrlStringByAppendingBaseQueryString(std::string_view path) const;
+  std::string mutableUrlStringByAppendingBaseQueryStringToPath(std::string_view path) const;
 
   // `pixelProperties`, when asked for, receives what a session remembers of its first pageview.
-  std::string pageviewUrlString(const platform::Dictionary& pageviewInfo,
-                                platform::Dictionary* pixelProperties = nullptr) const;
-  std::string identitySetUrlString(std::string_view newEncodedIdentity) const;
-  std::string addUserPropertiesUrlString(const platform::Dictionary& sanitizedUserProperties) const;
+  std::string pageviewUrlStringWithPageviewInfo(const platform::Dictionary& pageviewInfo,
+                                                platform::Dictionary* pixelProperties = nullptr) const;
+  std::string identitySetUrlStringWithNewEncodedIdentity(std::string_view newEncodedIdentity) const;
+  std::string addUserPropertiesUrlStringWithSanitizedUserProperties(
+      const platform::Dictionary& sanitizedUserProperties) const;
 
-  static platform::NSURL messageBatchUrl(const platform::NSURL& baseUrl);
+  static platform::NSURL messageBatchUrlWithBaseUrl(const platform::NSURL& baseUrl);
 
  private:
   const std::string appId_;

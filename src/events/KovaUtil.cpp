@@ -55,9 +55,9 @@ std::string KovaUtil::randomId() {
   return std::string(kRandomIdDigits - digits.size(), '0') + digits;
 }
 
-std::string KovaUtil::epochString() { return epochString(Scheduler::current().now()); }
+std::string KovaUtil::epochString() { return epochStringForDate(Scheduler::current().now()); }
 
-std::string KovaUtil::epochString(NSDate date) {
+std::string KovaUtil::epochStringForDate(NSDate date) {
   return decimal(static_cast<std::int64_t>(std::llrint(date.timeIntervalSince1970() * 1000.0)));
 }
 

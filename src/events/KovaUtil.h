@@ -20,7 +20,7 @@ class KovaUtil {
 
   // Milliseconds since 1970 as decimal text, rounded to whole ones.
   static std::string epochString();
-  static std::string epochString(platform::NSDate date);
+  static std::string epochStringForDate(platform::NSDate date);
 
   // 1 = the application is in the background, 2 = anything else. To be called on the main thread; elsewhere
   // it logs a warning, naming `caller`, and answers all the same.

@@ -10,10 +10,10 @@ using namespace platform;
 
 KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore)
     : persistentStore_(std::move(persistentStore)) {
-  const auto identity = persistentStore_->string(KovaPersistentPropertyKeyUrlEncodedIdentity);
-  const auto userId = persistentStore_->string(KovaPersistentPropertyKeyUserId);
+  const auto identity = persistentStore_->stringForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+  const auto userId = persistentStore_->stringForKey(KovaPersistentPropertyKeyUserId);
   eventProperties_ =
-      persistentStore_->dictionary(KovaPersistentPropertyKeyEventProperties).value_or(Dictionary());
+      persistentStore_->dictionaryForKey(KovaPersistentPropertyKeyEventProperties).value_or(Dictionary());
   {
     const MutexLock lock(propertyLock_);
     urlEncodedIdentity_ = identity;
@@ -25,9 +25,9 @@ KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persis
 }
 
 void KIIdentityManager::removeFromPersistentStore(KovaPersistentStore& store) {
-  store.removeObject(KovaPersistentPropertyKeyUrlEncodedIdentity);
-  store.removeObject(KovaPersistentPropertyKeyUserId);
-  store.removeObject(KovaPersistentPropertyKeyEventProperties);
+  store.removeObjectForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+  store.removeObjectForKey(KovaPersistentPropertyKeyUserId);
+  store.removeObjectForKey(KovaPersistentPropertyKeyEventProperties);
 }
 
 bool KIIdentityManager::isAnonymous() const { return !urlEncodedIdentity(); }
@@ -62,12 +62,11 @@ void KIIdentityManager::setUrlEncodedIdentity(std::optional<std::string> identit
   if (identity) {
     persistentStore_->setObject(Value(*identity), KovaPersistentPropertyKeyUrlEncodedIdentity);
   } else {
-    persistentStore_->removeObject(KovaPersistentPropertyKeyUrlEncodedIdentity);
+    persistentStore_->removeObjectForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
   }
 }
 
-void KIIdentityManager::setUrlEncodedIdentityRecomputingUserId(std::optional<std::string> identity,
-                                                               bool recomputingUserId) {
+void KIIdentityManager::setUrlEncodedIdentity(std::optional<std::string> identity, bool recomputingUserId) {
   setUrlEncodedIdentity(identity);
   if (recomputingUserId) recomputeUserIdFromUrlEncodedIdentity(identity.value_or(""));
 }

@@ -27,21 +27,22 @@ class LifecycleClass : public NSObject {
 
 }  // namespace
 
-std::shared_ptr<KILifecycleEvent> KILifecycle::lifecycleEventIfAppVersionChange(const KovaOptions& options) {
+std::shared_ptr<KILifecycleEvent> KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(
+    const KovaOptions& options) {
   static const SEL selector("lifecycleEventIfAppVersionChangeWithOptions:");
   return kova::guarded(
       {LifecycleClass::classObject(), selector},
-      [&options] { return unsafeLifecycleEventIfAppVersionChange(options); },
+      [&options] { return unsafeLifecycleEventIfAppVersionChangeWithOptions(options); },
       std::shared_ptr<KILifecycleEvent>());
 }
 
-std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionChange(
+std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionChangeWithOptions(
     const KovaOptions& options) {
   const auto defaults = NSUserDefaults::withSuiteName(kSuiteName);
-  const KILifecycleVersion previous = previousVersion(*defaults);
-  const KILifecycleVersion current = currentVersion(options);
-  const bool isFirstRun = current.isFirstRun(previous);
-  if (!isFirstRun && !current.isUpgrade(previous)) {
+  const KILifecycleVersion previous = previousVersionWithDefaults(*defaults);
+  const KILifecycleVersion current = currentVersionWithOptions(options);
+  const bool isFirstRun = current.isFirstRunWithPreviousVersion(previous);
+  if (!isFirstRun && !current.isUpgradeFromPreviousVersion(previous)) {
     KovaLogDebug("(Lifecycle) No version change detected; not sending an 'upgrade' lifecycle event.");
     return nullptr;
   }
@@ -60,11 +61,11 @@ std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionC
   return event;
 }
 
-KILifecycleVersion KILifecycle::previousVersion(NSUserDefaults& defaults) {
-  return {defaults.string(kVersionKey), defaults.string(kBuildKey)};
+KILifecycleVersion KILifecycle::previousVersionWithDefaults(NSUserDefaults& defaults) {
+  return {defaults.stringForKey(kVersionKey), defaults.stringForKey(kBuildKey)};
 }
 
-KILifecycleVersion KILifecycle::currentVersion(const KovaOptions& options) {
+KILifecycleVersion KILifecycle::currentVersionWithOptions(const KovaOptions& options) {
   const NSBundle& bundle = NSBundle::mainBundle();
   auto version = options.testOnlyAppVersion();
   auto build = options.testOnlyAppBuild();
@@ -86,5 +87,5 @@ std::optional<std::string> KILifecycle::installationTime() {
     KovaLogDebug("(Lifecycle) Failed to determine installation time with error: %@", *error);
     return std::nullopt;
   }
-  return KovaUtil::epochString(std::get<FileAttributes>(attributes).creationDate);
+  return KovaUtil::epochStringForDate(std::get<FileAttributes>(attributes).creationDate);
 }

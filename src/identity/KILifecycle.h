@@ -20,14 +20,16 @@ class KILifecycle {
 
   // The install or upgrade event; null when nothing changed, when the library has bailed and when deciding
   // fails.
-  static std::shared_ptr<KILifecycleEvent> lifecycleEventIfAppVersionChange(const KovaOptions& options);
+  static std::shared_ptr<KILifecycleEvent> lifecycleEventIfAppVersionChangeWithOptions(
+      const KovaOptions& options);
 
-  static KILifecycleVersion previousVersion(platform::NSUserDefaults& defaults);
-  static KILifecycleVersion currentVersion(const KovaOptions& options);
+  static KILifecycleVersion previousVersionWithDefaults(platform::NSUserDefaults& defaults);
+  static KILifecycleVersion currentVersionWithOptions(const KovaOptions& options);
   static void persistNewVersion(const KILifecycleVersion& version, platform::NSUserDefaults& defaults);
   // When the documents directory was made, in milliseconds since 1970.
   static std::optional<std::string> installationTime();
 
  private:
-  static std::shared_ptr<KILifecycleEvent> unsafeLifecycleEventIfAppVersionChange(const KovaOptions& options);
+  static std::shared_ptr<KILifecycleEvent> unsafeLifecycleEventIfAppVersionChangeWithOptions(
+      const KovaOptions& options);
 };

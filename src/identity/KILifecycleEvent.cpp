@@ -13,7 +13,7 @@ KILifecycleEvent::KILifecycleEvent(KILifecycleVersion version, KILifecycleVersio
     : KIEvent("lifecycleEvent", kAppVisibilityNotGiven),
       version_(std::move(version)),
       previousVersion_(std::move(previousVersion)),
-      isUpgrade_(version_.isUpgrade(previousVersion_)) {}
+      isUpgrade_(version_.isUpgradeFromPreviousVersion(previousVersion_)) {}
 
 MutableDictionary KILifecycleEvent::mutableEventDictionary() const {
   MutableDictionary dictionary = KIEvent::mutableEventDictionary();

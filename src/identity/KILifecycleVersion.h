@@ -16,9 +16,11 @@ class KILifecycleVersion {
   bool hasValues() const { return version_ && build_; }
 
   // Asked of the current version. There is no order of versions: a downgrade is an upgrade too.
-  bool isFirstRun(const KILifecycleVersion& previous) const { return hasValues() && !previous.hasValues(); }
-  bool isUpgrade(const KILifecycleVersion& previous) const {
-    if (!hasValues() || isFirstRun(previous)) return false;
+  bool isFirstRunWithPreviousVersion(const KILifecycleVersion& previous) const {
+    return hasValues() && !previous.hasValues();
+  }
+  bool isUpgradeFromPreviousVersion(const KILifecycleVersion& previous) const {
+    if (!hasValues() || isFirstRunWithPreviousVersion(previous)) return false;
     return version_ != previous.version_ || build_ != previous.build_;
   }
 

@@ -48,7 +48,7 @@ void KISessionManager::refreshSessionInfo() {
   sessionInfo_ = Dictionary{{"id", sessionId_}, {"timestamp", timestamp ? *timestamp : Value("")}};
 }
 
-bool KISessionManager::loggedPageview(Dictionary pageviewInfo, Dictionary pixelProperties) {
+bool KISessionManager::loggedPageviewWithPageviewInfo(Dictionary pageviewInfo, Dictionary pixelProperties) {
   zParam_ = kLoggedPageview;
   const MutexLock lock(propertyLock_);
   mostRecentPageviewInfo_ = std::move(pageviewInfo);
@@ -59,7 +59,7 @@ bool KISessionManager::loggedPageview(Dictionary pageviewInfo, Dictionary pixelP
   return true;
 }
 
-void KISessionManager::resetSession(bool isNewUser) {
+void KISessionManager::resetSessionWithNewUser(bool isNewUser) {
   if (isNewUser) {
     zParam_ = kNewUser;
   } else if (zParam_ == kLoggedPageview) {

@@ -38,10 +38,11 @@ class KISessionManager {
   std::optional<platform::Dictionary> sessionInfo() const;
 
   // True for the first pageview of the session, whose pixel properties are then kept.
-  bool loggedPageview(platform::Dictionary pageviewInfo, platform::Dictionary pixelProperties);
+  bool loggedPageviewWithPageviewInfo(platform::Dictionary pageviewInfo,
+                                      platform::Dictionary pixelProperties);
 
   // Begins a new session.
-  void resetSession(bool isNewUser);
+  void resetSessionWithNewUser(bool isNewUser);
 
  private:
   void refreshSessionInfo() REQUIRES(propertyLock_);

@@ -40,16 +40,17 @@ Dictionary KovaTracker::applyTimestampAndIdToPageviewInfo(const Dictionary& page
   return Dictionary(std::move(info));
 }
 
-void KovaTracker::recordPageview(EventVisualizer, PageviewInfoBuilder mainQueuePageviewInfoBuilder,
-                                 SEL fromSelector, Repeat repeat) {
-  performSafelyOnMainQueue(
+void KovaTracker::recordPageviewSendingToEventVisualizer(EventVisualizer,
+                                                         PageviewInfoBuilder mainQueuePageviewInfoBuilder,
+                                                         SEL fromSelector, Repeat repeat) {
+  performSafelyOnMainQueueWithBlock(
       [build = std::move(mainQueuePageviewInfoBuilder), fromSelector, repeat](KovaTracker& tracker) {
         // The session of a stopped tracker is over: nothing waits for its pageview any more.
         if (tracker.isStopped_ && repeat == Repeat::OnceASession) return;
         const auto pageviewInfo = build(tracker);
         if (!pageviewInfo) return;
         tracker.extendSession();
-        tracker.performSafelyOnMutationQueue(
+        tracker.performSafelyOnMutationQueueWithBlock(
             [info = *pageviewInfo, repeat](KovaTracker& self) {
               if (repeat == Repeat::OnceASession && self.sessionManager_->hasMostRecentPageviewInfo()) return;
               self.enqueuePageview(info);
@@ -67,8 +68,8 @@ void KovaTracker::enqueuePageview(const Dictionary& pageviewInfo) {
     KovaLogDebug("Logged view controller with properties:%@", descriptionForLog(pageviewInfo));
   }
   Dictionary pixelProperties;
-  const std::string url = requestBuilder_->pageviewUrlString(pageviewInfo, &pixelProperties);
-  if (sessionManager_->loggedPageview(pageviewInfo, pixelProperties)) {
+  const std::string url = requestBuilder_->pageviewUrlStringWithPageviewInfo(pageviewInfo, &pixelProperties);
+  if (sessionManager_->loggedPageviewWithPageviewInfo(pageviewInfo, pixelProperties)) {
     queueManager_->enqueueFirstPageviewUrlString(url, *messageBuilder_);
   } else {
     queueManager_->enqueueUrlString(url);
@@ -85,7 +86,7 @@ void KovaTracker::injectPageviewsIfNeeded() {
 void KovaTracker::injectSyntheticPageviewIfNeeded() {
   static const SEL selector("injectSyntheticPageviewIfNeeded");
   if (!isViewControllerAutocaptureDisabled() || sessionManager_->hasMostRecentPageviewInfo()) return;
-  recordPageview(
+  recordPageviewSendingToEventVisualizer(
       EventVisualizer::Send,
       [](KovaTracker&) {
         return applyTimestampAndIdToPageviewInfo({{KovaPageviewPropertyViewController, ""},
@@ -98,7 +99,7 @@ void KovaTracker::injectSyntheticPageviewIfNeeded() {
 
 void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {
   static const SEL selector("recordAdditionalPageviewFromForegroundingApp");
-  performSafelyOnMainQueue(
+  performSafelyOnMainQueueWithBlock(
       [](KovaTracker& tracker) { tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo(); },
       *this, selector);
 }
@@ -106,7 +107,7 @@ void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {
 void KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {
   static const SEL selector("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo");
   if (!sessionManager_->hasLoggedAnyPageviews() || !isTrackingEnabled()) return;
-  recordPageview(
+  recordPageviewSendingToEventVisualizer(
       EventVisualizer::Send,
       [](KovaTracker& tracker) -> std::optional<Dictionary> {
         const auto mostRecent = tracker.sessionManager_->mostRecentPageviewInfo();
@@ -121,7 +122,7 @@ void KovaTracker::recordAdditionalPageviewsForForegroundedAndVisibleViewControll
     Completion completion) {
   static const SEL selector(
       "recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession:");
-  performSafelyOnMainQueue(
+  performSafelyOnMainQueueWithBlock(
       [completion = std::move(completion)](KovaTracker&) {
         if (completion) completion();
       },

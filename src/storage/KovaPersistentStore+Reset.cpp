@@ -7,8 +7,9 @@
 
 using namespace platform;
 
-void KovaPersistentStore::purgeInvalidStores(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
-                                             std::size_t queuedMessageBatchLimit) {
+void KovaPersistentStore::purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit,
+                                                               std::size_t queuedEventLimit,
+                                                               std::size_t queuedMessageBatchLimit) {
   if (!KovaQueueManager::persistentStoreHasExcessiveQueuedData(
           *this, {queuedUrlLimit, queuedEventLimit, queuedMessageBatchLimit})) {
     return;
@@ -22,7 +23,7 @@ void KovaPersistentStore::clear() {
   KIIdentityManager::removeFromPersistentStore(*this);
   // Written by earlier releases.
   for (const char* key : {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId"})
-    removeObject(key);
+    removeObjectForKey(key);
   if (!cachePath_) return;
   const auto names = fileManager_.contentsOfDirectory(*cachePath_);
   if (!names) return;

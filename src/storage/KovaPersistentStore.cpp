@@ -32,31 +32,33 @@ std::optional<std::string> KovaPersistentStore::establishedCachePath(std::string
   return path;
 }
 
-std::string KovaPersistentStore::storageKey(std::string_view key) const {
+std::string KovaPersistentStore::storageKeyForKey(std::string_view key) const {
   return formatted("kova_%@_%@", appId_, key);
 }
 
 bool KovaPersistentStore::setObject(const Value& value, std::string_view key) {
-  return userDefaults_.setObject(value, storageKey(key));
+  return userDefaults_.setObject(value, storageKeyForKey(key));
 }
 
-void KovaPersistentStore::removeObject(std::string_view key) { userDefaults_.removeObject(storageKey(key)); }
-
-std::optional<Dictionary> KovaPersistentStore::dictionary(std::string_view key) const {
-  return userDefaults_.dictionary(storageKey(key));
+void KovaPersistentStore::removeObjectForKey(std::string_view key) {
+  userDefaults_.removeObjectForKey(storageKeyForKey(key));
 }
 
-std::optional<Array> KovaPersistentStore::array(std::string_view key) const {
-  return userDefaults_.array(storageKey(key));
+std::optional<Dictionary> KovaPersistentStore::dictionaryForKey(std::string_view key) const {
+  return userDefaults_.dictionaryForKey(storageKeyForKey(key));
 }
 
-std::optional<std::string> KovaPersistentStore::string(std::string_view key) const {
-  return userDefaults_.string(storageKey(key));
+std::optional<Array> KovaPersistentStore::arrayForKey(std::string_view key) const {
+  return userDefaults_.arrayForKey(storageKeyForKey(key));
+}
+
+std::optional<std::string> KovaPersistentStore::stringForKey(std::string_view key) const {
+  return userDefaults_.stringForKey(storageKeyForKey(key));
 }
 
 std::vector<Dictionary> KovaPersistentStore::arrayOfDictionaries(std::string_view key) const {
   std::vector<Dictionary> items;
-  for (const Value& item : array(key).value_or(Array())) {
+  for (const Value& item : arrayForKey(key).value_or(Array())) {
     if (item.isDictionary()) items.push_back(item.dictionary());
   }
   return items;
@@ -64,7 +66,7 @@ std::vector<Dictionary> KovaPersistentStore::arrayOfDictionaries(std::string_vie
 
 std::vector<String> KovaPersistentStore::arrayOfStrings(std::string_view key) const {
   std::vector<String> items;
-  for (const Value& item : array(key).value_or(Array())) {
+  for (const Value& item : arrayForKey(key).value_or(Array())) {
     if (item.isString()) items.push_back(item.string());
   }
   return items;

@@ -29,15 +29,15 @@ class KovaPersistentStore {
   const std::string& appId() const { return appId_; }
   // The directory of the batch files; none when it is disabled or cannot be made.
   const std::optional<std::string>& cachePath() const { return cachePath_; }
-  std::string storageKey(std::string_view key) const;
+  std::string storageKeyForKey(std::string_view key) const;
 
   // Whether it is stored. If not, it can still be read in this process, and is tried again with later ones.
   bool setObject(const platform::Value& value, std::string_view key);
-  void removeObject(std::string_view key);
+  void removeObjectForKey(std::string_view key);
   // None for a stored value of another kind; a stored number answers as a string with its text.
-  std::optional<platform::Dictionary> dictionary(std::string_view key) const;
-  std::optional<platform::Array> array(std::string_view key) const;
-  std::optional<std::string> string(std::string_view key) const;
+  std::optional<platform::Dictionary> dictionaryForKey(std::string_view key) const;
+  std::optional<platform::Array> arrayForKey(std::string_view key) const;
+  std::optional<std::string> stringForKey(std::string_view key) const;
   // The stored array's items that are dictionaries, or strings, the others left out; empty when nothing is
   // stored.
   std::vector<platform::Dictionary> arrayOfDictionaries(std::string_view key) const;
@@ -45,8 +45,8 @@ class KovaPersistentStore {
 
   // Resets everything, the identity included, when the stored queues have grown past these bounds. Called
   // before anything is loaded.
-  void purgeInvalidStores(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
-                          std::size_t queuedMessageBatchLimit);
+  void purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
+                                            std::size_t queuedMessageBatchLimit);
   void clear();
 
   // The name of the new file; none when there is no directory, the object is not valid JSON or the write

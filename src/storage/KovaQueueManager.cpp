@@ -89,7 +89,7 @@ void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
   messageBuilder.enrichMessagesWithFirstPageview(queuedEvents_);
 }
 
-std::optional<NSURL> KovaQueueManager::dequeueUrl(const NSURL& baseUrl) {
+std::optional<NSURL> KovaQueueManager::dequeueUrlRelativeToUrl(const NSURL& baseUrl) {
   if (queuedUrlStrings_.empty()) {
     if (areUrlStringsUnsaved_) persistQueuedUrlStrings();
     return std::nullopt;
@@ -129,7 +129,7 @@ void KovaQueueManager::enqueueMessage(MutableDictionary message) {
 }
 
 void KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched) {
-  if (queuedEvents_.empty() || KovaMessageBuilder::unenrichedMessagesExist(queuedEvents_)) {
+  if (queuedEvents_.empty() || KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) {
     if (persistWhenNothingWasBatched) persistQueuedEvents();
     return;
   }
@@ -148,7 +148,7 @@ void KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNot
   persistQueuedEvents();
 }
 
-std::optional<std::string> KovaQueueManager::messageArrayData(const Batch& batch) const {
+std::optional<std::string> KovaQueueManager::messageArrayDataForMessageBatch(const Batch& batch) const {
   const Value* messages = batch.find(kMessagesKey);
   if (messages && messages->isArray() && !messages->array().empty()) {
     return NSJSONSerialization::dataWithJSONObject(*messages);
@@ -157,8 +157,8 @@ std::optional<std::string> KovaQueueManager::messageArrayData(const Batch& batch
   return fileName ? persistentStore_->readJSONObjectDataFromDisk(fileName->text()) : std::nullopt;
 }
 
-std::optional<std::string> KovaQueueManager::payload(const Batch& batch) const {
-  const auto messages = messageArrayData(batch);
+std::optional<std::string> KovaQueueManager::payloadFromMessageBatch(const Batch& batch) const {
+  const auto messages = messageArrayDataForMessageBatch(batch);
   if (!messages) return std::nullopt;
   std::string body = formatted("{\"sentTime\": \"%@\", \"messages\": ", KovaUtil::epochString());
   body.reserve(body.size() + messages->size() + 1);
@@ -167,12 +167,12 @@ std::optional<std::string> KovaQueueManager::payload(const Batch& batch) const {
   return body;
 }
 
-std::optional<KovaQueueManager::Dequeued> KovaQueueManager::dequeueMessageJSONPayload() {
+std::optional<KovaQueueManager::Dequeued> KovaQueueManager::dequeueMessageJSONPayloadWithMessageBatch() {
   std::optional<Dequeued> dequeued;
   while (!dequeued && !queuedMessageBatches_.empty()) {
     Batch batch = std::move(queuedMessageBatches_.front());
     queuedMessageBatches_.pop_front();
-    if (auto body = payload(batch)) {
+    if (auto body = payloadFromMessageBatch(batch)) {
       messageBatchesInFlight_.push_back(batch);
       dequeued = Dequeued{std::move(*body), std::move(batch)};
     } else {
@@ -222,7 +222,7 @@ void KovaQueueManager::persistQueuedMessageBatches() {
 bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,
                                                              Limits limits) {
   const auto storedCount = [&store](std::string_view key) {
-    return store.array(key).value_or(Array()).size();
+    return store.arrayForKey(key).value_or(Array()).size();
   };
   return storedCount(KovaPersistentPropertyKeyQueuedUrlStrings) >= limits.queuedUrls ||
          storedCount(KovaPersistentPropertyKeyQueuedEvents) >= limits.queuedEvents + kSlack ||
@@ -230,7 +230,7 @@ bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersisten
 }
 
 void KovaQueueManager::removeFromPersistentStore(KovaPersistentStore& store) {
-  store.removeObject(KovaPersistentPropertyKeyQueuedUrlStrings);
-  store.removeObject(KovaPersistentPropertyKeyQueuedEvents);
-  store.removeObject(KovaPersistentPropertyKeyQueuedMessageBatches);
+  store.removeObjectForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
+  store.removeObjectForKey(KovaPersistentPropertyKeyQueuedEvents);
+  store.removeObjectForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
 }

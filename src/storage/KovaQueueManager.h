@@ -50,10 +50,10 @@ class KovaQueueManager {
   // The oldest URL, absolute and stamped with its first send time; none when the queue is empty. Until one of
   // the two calls below tells what became of it, the store still holds it: a process that ends in between
   // loses nothing.
-  std::optional<platform::NSURL> dequeueUrl(const platform::NSURL& baseUrl);
+  std::optional<platform::NSURL> dequeueUrlRelativeToUrl(const platform::NSURL& baseUrl);
   // Back to the front, whatever the limit.
   void requeueFailedUrl(const platform::NSURL& url);
-  // The store learns of it with the next dequeueUrl, or persistQueuedUrlStrings.
+  // The store learns of it with the next dequeueUrlRelativeToUrl, or persistQueuedUrlStrings.
   void cleanUpSentUrl(const platform::NSURL& url);
 
   // Single messages.
@@ -70,20 +70,20 @@ class KovaQueueManager {
   // Batches.
   std::size_t queuedMessageBatchesCount() const { return queuedMessageBatches_.size(); }
   // The JSON array of the batch; none when it cannot be read or written.
-  std::optional<std::string> messageArrayData(const Batch& batch) const;
+  std::optional<std::string> messageArrayDataForMessageBatch(const Batch& batch) const;
   // The body to post, with the present time as its send time.
-  std::optional<std::string> payload(const Batch& batch) const;
+  std::optional<std::string> payloadFromMessageBatch(const Batch& batch) const;
   struct Dequeued {
     std::string payload;
     Batch batch;
   };
   // The oldest batch that a body can be made of; those before it are dropped. None when the queue runs empty.
   // As with URLs, the store holds what is taken until one of the two calls below.
-  std::optional<Dequeued> dequeueMessageJSONPayload();
+  std::optional<Dequeued> dequeueMessageJSONPayloadWithMessageBatch();
   // Back to the front, whatever the limit.
   void requeueFailedMessageBatch(Batch batch);
-  // Removes the batch's file. The store learns of it with the next dequeueMessageJSONPayload, or
-  // persistQueuedMessageBatches; should the process end before, the batch is found without its file and
+  // Removes the batch's file. The store learns of it with the next dequeueMessageJSONPayloadWithMessageBatch,
+  // or persistQueuedMessageBatches; should the process end before, the batch is found without its file and
   // dropped.
   void cleanUpSentMessageBatch(const Batch& batch);
 

@@ -22,7 +22,7 @@ void logConnectionFailure(const NSError& error) {
 }
 
 NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
-  NSURLRequest request(KovaRequestBuilder::messageBatchUrl(baseUrl),
+  NSURLRequest request(KovaRequestBuilder::messageBatchUrlWithBaseUrl(baseUrl),
                        NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout);
   request.setValue("application/json", "Content-Type");
   request.setValue(std::to_string(body.size()), "Content-Length");
@@ -55,9 +55,9 @@ std::shared_ptr<KovaUploader> KovaUploader::retained() {
 
 template <class Block>
 void KovaUploader::performOnMutationQueue(Block block, SEL selector) {
-  KOVA_addSafeOperation(*mutationQueue_,
-                        [self = retained(), block = std::move(block)]() mutable { block(*self); },
-                        {isa(), selector});
+  KOVA_addSafeOperationWithBlock(*mutationQueue_,
+                                 [self = retained(), block = std::move(block)]() mutable { block(*self); },
+                                 {isa(), selector});
 }
 
 void KovaUploader::requestScheduledUploads() {
@@ -74,7 +74,7 @@ void KovaUploader::requestScheduledUploads() {
 
 void KovaUploader::startUploadTimer() {
   const std::weak_ptr<NSObject> weakSelf = weak_from_this();
-  auto timer = KovaTimer::scheduleSafeOperation(
+  auto timer = KovaTimer::scheduleSafeOperationWithBlock(
       [weakSelf] {
         if (const auto self = weakSelf.lock()) static_cast<KovaUploader&>(*self).requestScheduledUploads();
       },
@@ -152,7 +152,7 @@ void KovaUploader::sendAllPixelData() {
   static const SEL selector("sendAllPixelData");
   kova::guarded({isa(), selector}, [this] {
     const auto session = urlSession_.lock();
-    const auto url = session ? queueManager_->dequeueUrl(*baseUrl_) : std::nullopt;
+    const auto url = session ? queueManager_->dequeueUrlRelativeToUrl(*baseUrl_) : std::nullopt;
     if (!url) {
       if (isSendingPixelData_) KovaLogDebug("Sent data to Kova!");
       isSendingPixelData_ = false;
@@ -186,7 +186,7 @@ void KovaUploader::sendAllMessageBatchData() {
   static const SEL selector("sendAllMessageBatchData");
   kova::guarded({isa(), selector}, [this] {
     const auto session = urlSession_.lock();
-    auto dequeued = session ? queueManager_->dequeueMessageJSONPayload() : std::nullopt;
+    auto dequeued = session ? queueManager_->dequeueMessageJSONPayloadWithMessageBatch() : std::nullopt;
     if (!dequeued) {
       if (isSendingMessageBatches_) KovaLogDebug("Sent message batch to Kova!");
       isSendingMessageBatches_ = false;

@@ -50,7 +50,7 @@ void KITelemetry::setOptOutStatus(bool optOut) {
   for (const Dictionary& report : released) makeTelemetryRequest(MutableDictionary(report));
 }
 
-void KITelemetry::setMetadata(Dictionary app, Dictionary device, Dictionary sdk) {
+void KITelemetry::setMetadataForApp(Dictionary app, Dictionary device, Dictionary sdk) {
   const MutexLock lock(mutex_);
   appMetadata_ = std::move(app);
   deviceMetadata_ = std::move(device);
@@ -71,7 +71,7 @@ Dictionary KITelemetry::buildTelemetryMetadata() const {
 
 NSDate KITelemetry::getCurrentDate() const { return Scheduler::current().now(); }
 
-void KITelemetry::notifyBailed(const NSException& exception, std::string_view source) {
+void KITelemetry::notifyBailedWithException(const NSException& exception, std::string_view source) {
   MutableDictionary entry{{"custom_message", formatted("%@: %@", exception.name(), exception.reason())},
                           {"source", source},
                           {"event_type", "kova bailed"},

@@ -33,13 +33,13 @@ class KITelemetry {
   void setOptOutStatus(bool optOut);
   OptOutStatus optOutStatus() const;
 
-  void setMetadata(platform::Dictionary app, platform::Dictionary device, platform::Dictionary sdk);
+  void setMetadataForApp(platform::Dictionary app, platform::Dictionary device, platform::Dictionary sdk);
   // The entries "sdk_metadata", "device_metadata" and "app_metadata" of a report: a fallback while any of the
   // three has not been set.
   platform::Dictionary buildTelemetryMetadata() const;
 
   // `source` names the place where the exception was caught.
-  void notifyBailed(const platform::NSException& exception, std::string_view source);
+  void notifyBailedWithException(const platform::NSException& exception, std::string_view source);
 
   // Reports that a POST was about to go out with an empty body: at most 10 times in 60 s, whatever the
   // opt-out choice. Nothing in the library calls it at present.

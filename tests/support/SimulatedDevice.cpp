@@ -27,7 +27,7 @@ std::string makeRoot() {
   return root;
 }
 
-std::string storageKey(std::string_view key) {
+std::string storageKeyForKey(std::string_view key) {
   return std::string("kova_") + SimulatedDevice::kEnvironment + "_" + std::string(key);
 }
 
@@ -148,11 +148,11 @@ std::vector<Dictionary> SimulatedDevice::receivedMessages() const {
 }
 
 std::optional<Value> SimulatedDevice::stored(std::string_view key) const {
-  return NSUserDefaults::standardUserDefaults().object(storageKey(key));
+  return NSUserDefaults::standardUserDefaults().objectForKey(storageKeyForKey(key));
 }
 
 void SimulatedDevice::store(std::string_view key, const Value& value) const {
-  NSUserDefaults::standardUserDefaults().setObject(value, storageKey(key));
+  NSUserDefaults::standardUserDefaults().setObject(value, storageKeyForKey(key));
 }
 
 std::string SimulatedDevice::batchDirectory() const { return directories().caches + "/kova-" + kEnvironment; }

@@ -34,9 +34,9 @@ TEST_F(NSUserDefaultsTest, BringsEveryKindOfValueBackAfterReopening) {
   for (const auto& [key, value] : all) open()->setObject(value, key.text());
 
   const auto defaults = open();
-  EXPECT_EQ(defaults->object("all"), Value(all));
+  EXPECT_EQ(defaults->objectForKey("all"), Value(all));
   for (const auto& [key, value] : all) {
-    const std::optional<Value> back = defaults->object(key.text());
+    const std::optional<Value> back = defaults->objectForKey(key.text());
     ASSERT_TRUE(back) << key.text();
     EXPECT_EQ(*back, value) << key.text();
     // Numbers of different kinds compare equal: the kind is looked at apart.
@@ -45,9 +45,9 @@ TEST_F(NSUserDefaultsTest, BringsEveryKindOfValueBackAfterReopening) {
     EXPECT_EQ(back->isBoolean(), value.isBoolean()) << key.text();
   }
   defaults->setObject(std::nan(""), "nan");
-  EXPECT_TRUE(std::isnan(defaults->object("nan")->real()));
+  EXPECT_TRUE(std::isnan(defaults->objectForKey("nan")->real()));
   defaults->setObject(-0.0, "minus zero");
-  EXPECT_TRUE(std::signbit(defaults->object("minus zero")->real()));
+  EXPECT_TRUE(std::signbit(defaults->objectForKey("minus zero")->real()));
   EXPECT_TRUE(lines.empty());
 }
 
@@ -71,18 +71,18 @@ TEST_F(NSUserDefaultsTest, TypedGettersFollowThePlatformsRules) {
   defaults->setObject(Array{1}, "array");
   defaults->setObject({{"k", 1}}, "dictionary");
   defaults->setObject(nullptr, "null");
-  EXPECT_EQ(defaults->string("string"), "text");
-  EXPECT_EQ(defaults->string("integer"), "7");
-  EXPECT_EQ(defaults->string("real"), "2.5");
-  EXPECT_EQ(defaults->string("boolean"), "1");
+  EXPECT_EQ(defaults->stringForKey("string"), "text");
+  EXPECT_EQ(defaults->stringForKey("integer"), "7");
+  EXPECT_EQ(defaults->stringForKey("real"), "2.5");
+  EXPECT_EQ(defaults->stringForKey("boolean"), "1");
   for (const char* key : {"array", "dictionary", "null", "missing"})
-    EXPECT_FALSE(defaults->string(key)) << key;
-  EXPECT_EQ(defaults->array("array")->size(), 1u);
-  EXPECT_FALSE(defaults->array("dictionary"));
-  EXPECT_EQ(defaults->dictionary("dictionary")->size(), 1u);
-  EXPECT_FALSE(defaults->dictionary("array"));
-  EXPECT_FALSE(defaults->dictionary("string"));
-  EXPECT_TRUE(defaults->object("null")->isNull());
+    EXPECT_FALSE(defaults->stringForKey(key)) << key;
+  EXPECT_EQ(defaults->arrayForKey("array")->size(), 1u);
+  EXPECT_FALSE(defaults->arrayForKey("dictionary"));
+  EXPECT_EQ(defaults->dictionaryForKey("dictionary")->size(), 1u);
+  EXPECT_FALSE(defaults->dictionaryForKey("array"));
+  EXPECT_FALSE(defaults->dictionaryForKey("string"));
+  EXPECT_TRUE(defaults->objectForKey("null")->isNull());
 }
 
 TEST_F(NSUserDefaultsTest, RefusesWhatHasNoStoredFormAndKeepsWhatWasThere) {
@@ -90,7 +90,7 @@ TEST_F(NSUserDefaultsTest, RefusesWhatHasNoStoredFormAndKeepsWhatWasThere) {
   defaults->setObject("before", "key");
   defaults->setObject(Array{std::make_shared<NSObject>()}, "key");
   defaults->setObject({{1, "a key that is no string"}}, "key");
-  EXPECT_EQ(defaults->string("key"), "before");
+  EXPECT_EQ(defaults->stringForKey("key"), "before");
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_NE(lines[0].find("\"key\""), std::string::npos);
 }
@@ -100,11 +100,11 @@ TEST_F(NSUserDefaultsTest, RemovesAndReplaces) {
   defaults->setObject(std::string(300'000, 'x'), "key");
   defaults->setObject("short", "key");
   defaults->setObject("empty key", "");
-  EXPECT_EQ(defaults->string("key"), "short");
-  EXPECT_EQ(defaults->string(""), "empty key");
-  defaults->removeObject("key");
-  defaults->removeObject("never there");
-  EXPECT_FALSE(defaults->object("key"));
+  EXPECT_EQ(defaults->stringForKey("key"), "short");
+  EXPECT_EQ(defaults->stringForKey(""), "empty key");
+  defaults->removeObjectForKey("key");
+  defaults->removeObjectForKey("never there");
+  EXPECT_FALSE(defaults->objectForKey("key"));
 }
 
 TEST_F(NSUserDefaultsTest, SuitesAreApartAndSharedWithinAProcess) {
@@ -114,8 +114,8 @@ TEST_F(NSUserDefaultsTest, SuitesAreApartAndSharedWithinAProcess) {
   NSUserDefaults::standardUserDefaults().setObject("standard", "key");
   open()->setObject("suite", "key");
   NSUserDefaults::withSuiteName("../up/../../and away")->setObject("odd", "key");
-  EXPECT_EQ(NSUserDefaults::standardUserDefaults().string("key"), "standard");
-  EXPECT_EQ(NSUserDefaults::withSuiteName("../up/../../and away")->string("key"), "odd");
+  EXPECT_EQ(NSUserDefaults::standardUserDefaults().stringForKey("key"), "standard");
+  EXPECT_EQ(NSUserDefaults::withSuiteName("../up/../../and away")->stringForKey("key"), "odd");
   EXPECT_TRUE(std::filesystem::exists(preferences + "/com.example.storefront.sqlite"));
   EXPECT_TRUE(std::filesystem::exists(preferences + "/%2E.%2Fup%2F..%2F..%2Fand%20away.sqlite"));
 }
@@ -140,7 +140,7 @@ TEST_F(NSUserDefaultsTest, AnAcknowledgedSetSurvivesKill9) {
   ASSERT_GE(last, 1200);
   const auto defaults = open();
   for (int i = last - 499; i <= last; ++i) {
-    const std::optional<Array> array = defaults->array("k" + std::to_string(i % 500));
+    const std::optional<Array> array = defaults->arrayForKey("k" + std::to_string(i % 500));
     ASSERT_TRUE(array) << i;
     // The set in progress at the moment of death may have been stored too, in the place of the oldest.
     EXPECT_TRUE((*array)[0] == Value(i) || (i == last - 499 && (*array)[0] == Value(last + 1))) << i;
@@ -159,7 +159,7 @@ TEST_F(NSUserDefaultsTest, TwoProcessesWriteAtOnceAndSeeEachOther) {
     toParent.send(0);
     toChild.receive(go);
     for (int i = 0; i < kRounds; ++i) {
-      if (defaults->object("parent" + std::to_string(i)) != Value(i)) _exit(1);
+      if (defaults->objectForKey("parent" + std::to_string(i)) != Value(i)) _exit(1);
     }
     if (!lines.empty()) _exit(2);
   });
@@ -169,7 +169,7 @@ TEST_F(NSUserDefaultsTest, TwoProcessesWriteAtOnceAndSeeEachOther) {
   toChild.send(2);
   int done;
   ASSERT_TRUE(toParent.receive(done));
-  for (int i = 0; i < kRounds; ++i) EXPECT_EQ(defaults->object("child" + std::to_string(i)), Value(i));
+  for (int i = 0; i < kRounds; ++i) EXPECT_EQ(defaults->objectForKey("child" + std::to_string(i)), Value(i));
   EXPECT_TRUE(other.wait());
   EXPECT_TRUE(lines.empty());
 }
@@ -181,12 +181,12 @@ TEST_F(NSUserDefaultsTest, ThreadsShareASuite) {
       for (int i = 0; i < 100; ++i) {
         const std::string key = std::to_string(t) + "-" + std::to_string(i);
         open()->setObject(i, key);
-        EXPECT_EQ(open()->object(key), Value(i));
+        EXPECT_EQ(open()->objectForKey(key), Value(i));
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(open()->object("3-99"), Value(99));
+  EXPECT_EQ(open()->objectForKey("3-99"), Value(99));
 }
 
 }  // namespace

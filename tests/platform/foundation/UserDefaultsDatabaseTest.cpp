@@ -25,11 +25,11 @@ class DamagedUserDefaultsTest : public UserDefaultsTest {
   void expectMovedAsideAndReplaced(std::string_view keyThatShowsIt) {
     {
       const auto defaults = open();
-      EXPECT_FALSE(defaults->object(keyThatShowsIt));
+      EXPECT_FALSE(defaults->objectForKey(keyThatShowsIt));
       defaults->setObject("after", "key");
-      EXPECT_EQ(defaults->string("key"), "after");
+      EXPECT_EQ(defaults->stringForKey("key"), "after");
     }
-    EXPECT_EQ(open()->string("key"), "after");
+    EXPECT_EQ(open()->stringForKey("key"), "after");
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_NE(lines[0].find(" is damaged. It was moved to " + path() + ".corrupt-"), std::string::npos)
         << lines[0];
@@ -74,7 +74,7 @@ TEST_F(DamagedUserDefaultsTest, DamageFoundByASet) {
   fillAndClose();
   overwrite(4096, 4096);
   open()->setObject("after", "key");
-  EXPECT_EQ(open()->string("key"), "after");
+  EXPECT_EQ(open()->stringForKey("key"), "after");
   EXPECT_EQ(lines.size(), 1u);
 }
 
@@ -95,7 +95,7 @@ TEST_F(DamagedUserDefaultsTest, ProcessesThatFindTheDamageTogetherReplaceItOnce)
   EXPECT_EQ(filesAside().size(), 1u);
   for (int i = 0; i < 4; ++i) {
     for (int k = 0; k < 20; ++k) {
-      EXPECT_EQ(open()->object(std::to_string(i) + "-" + std::to_string(k)), Value(k)) << i << " " << k;
+      EXPECT_EQ(open()->objectForKey(std::to_string(i) + "-" + std::to_string(k)), Value(k)) << i << " " << k;
     }
   }
 }
@@ -106,7 +106,7 @@ TEST_F(DamagedUserDefaultsTest, ADatabaseReplacedByAnotherProcessIsOpenedAnew) {
   for (const char* suffix : {"-wal", "-shm", ""})
     std::filesystem::rename(path() + suffix, root + "/aside" + suffix);
   UserDefaultsDatabase(path()).write("key", "\"new\"");
-  EXPECT_EQ(defaults->string("key"), "new");
+  EXPECT_EQ(defaults->stringForKey("key"), "new");
   defaults->setObject("newer", "key");
   EXPECT_EQ(stored("key"), "\"newer\"");
   std::filesystem::remove_all(preferences);
@@ -140,13 +140,13 @@ TEST_F(UserDefaultsTest, AFullDiskLosesNothing) {
     for (int i = 0; i < 3; ++i) defaults->setObject(kLarge, "large");
     EXPECT_FALSE(defaults->synchronize());
     EXPECT_EQ(lines.size(), 1u) << "one line for one cause";
-    EXPECT_EQ(defaults->string("large"), kLarge);
+    EXPECT_EQ(defaults->stringForKey("large"), kLarge);
     EXPECT_EQ(stored("large"), "\"first\"");
-    EXPECT_EQ(defaults->string("before"), "kept");
+    EXPECT_EQ(defaults->stringForKey("before"), "kept");
     defaults->setObject("finds room", "small");
-    defaults->removeObject("removed");
+    defaults->removeObjectForKey("removed");
     EXPECT_EQ(stored("small"), "\"finds room\"");
-    EXPECT_FALSE(defaults->object("removed"));
+    EXPECT_FALSE(defaults->objectForKey("removed"));
   }
   EXPECT_TRUE(defaults->synchronize());
   EXPECT_EQ(stored("large"), "\"" + kLarge + "\"");
@@ -164,8 +164,8 @@ TEST_F(UserDefaultsTest, ADiskThatIsFullFromTheStart) {
     FullDisk disk(1);
     defaults->setObject("value", "key");
     defaults->setObject("value", "other");
-    EXPECT_EQ(defaults->string("key"), "value");
-    EXPECT_FALSE(defaults->object("missing"));
+    EXPECT_EQ(defaults->stringForKey("key"), "value");
+    EXPECT_FALSE(defaults->objectForKey("missing"));
     EXPECT_EQ(lines.size(), 1u);
   }
   defaults->setObject("with room", "third");
@@ -209,10 +209,11 @@ class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
   // Reads what was stored, keeps what is set, and writes it when it can.
   bool readsKeepsAndWritesLater() {
     const auto defaults = open();
-    if (defaults->string("before") != "kept") return false;
+    if (defaults->stringForKey("before") != "kept") return false;
     defaults->setObject("unwritten", "key");
     defaults->setObject("changed", "before");
-    if (defaults->string("key") != "unwritten" || defaults->string("before") != "changed") return false;
+    if (defaults->stringForKey("key") != "unwritten" || defaults->stringForKey("before") != "changed")
+      return false;
     if (defaults->synchronize() || lines.size() > 2) return false;
     if (stored("before") != "\"kept\"") return false;
     setWritable(true);
@@ -239,7 +240,7 @@ TEST_F(ReadOnlyUserDefaultsTest, ADirectoryWithoutAStore) {
   EXPECT_TRUE(holdsWhenReadOnly([&] {
     const auto defaults = open();
     defaults->setObject("unwritten", "key");
-    if (defaults->string("key") != "unwritten" || defaults->object("other") || lines.size() != 1)
+    if (defaults->stringForKey("key") != "unwritten" || defaults->objectForKey("other") || lines.size() != 1)
       return false;
     setWritable(true);
     return defaults->synchronize() && stored("key") == "\"unwritten\"";
@@ -250,7 +251,7 @@ TEST_F(UserDefaultsTest, WithoutADirectoryValuesLiveInThisProcess) {
   setDirectories({});
   const auto defaults = open();
   defaults->setObject("value", "key");
-  EXPECT_EQ(defaults->string("key"), "value");
+  EXPECT_EQ(defaults->stringForKey("key"), "value");
   EXPECT_EQ(lines.size(), 1u);
 }
 

@@ -45,7 +45,7 @@ class FacadeTest : public testing::Test {
 void callEverything() {
   const NSURL link = NSURL::create("kova-12345://1/launch-ev").value();
   const UIOpenURLContext contexts[] = {UIOpenURLContext(link)};
-  Kova::instrumentAutocapture(KovaOptions());
+  Kova::instrumentAutocaptureWithOptions(KovaOptions());
   Kova::handleOpenURL(link);
   Kova::handleOpenURLContexts(contexts);
   Kova::startEVPairing();
@@ -170,7 +170,7 @@ TEST_F(FacadeTest, DoesNothingAndAnswersNothingOnceBailed) {
   const auto userId = device.stored("userId");
   device.clearLog();
 
-  KIBailer::sharedBailer().bail("Test/bail");
+  KIBailer::sharedBailer().bailWithSource("Test/bail");
   callEverything();
   device.start();
   device.advance(600);

@@ -38,28 +38,28 @@ TEST_F(SafeOperationTest, TheSerialStateQueueIsOneOfTheLowestClass) {
 }
 
 TEST_F(SafeOperationTest, RunsInOrderAndNotBeforeTheQueueDoes) {
-  KOVA_addSafeOperation(*queue, record("first"), place());
-  KOVA_addSafeOperation(*queue, record("second"), place());
+  KOVA_addSafeOperationWithBlock(*queue, record("first"), place());
+  KOVA_addSafeOperationWithBlock(*queue, record("second"), place());
   EXPECT_THAT(ran, SizeIs(0));
   device.drain();
   EXPECT_THAT(ran, ElementsAre("first", "second"));
 }
 
 TEST_F(SafeOperationTest, IsSkippedOnceBailedUnlessItRunsAnyway) {
-  KOVA_addSafeOperation(*queue, record("skipped"), place());
-  KOVA_addSafeOperation(*queue, record("anyway"), place(), kova::OnException::Bail,
-                        kova::WhenBailed::RunAnyway);
-  KIBailer::sharedBailer().bail("Test/bail");
-  KOVA_performSafelyOnMainQueue(record("main"), place());
+  KOVA_addSafeOperationWithBlock(*queue, record("skipped"), place());
+  KOVA_addSafeOperationWithBlock(*queue, record("anyway"), place(), kova::OnException::Bail,
+                                 kova::WhenBailed::RunAnyway);
+  KIBailer::sharedBailer().bailWithSource("Test/bail");
+  KOVA_performSafelyOnMainQueueWithBlock(record("main"), place());
   device.drain();
   EXPECT_THAT(ran, ElementsAre("anyway"));
 }
 
 TEST_F(SafeOperationTest, AnExceptionIsReportedUnderItsPlaceAndBailsUnlessToldOtherwise) {
-  KOVA_addSafeOperation(*queue, &fail, place(), kova::OnException::Report);
-  KOVA_addSafeOperation(*queue, record("goes on"), place());
-  KOVA_addSafeOperation(*queue, &fail, place());
-  KOVA_addSafeOperation(*queue, record("not any more"), place());
+  KOVA_addSafeOperationWithBlock(*queue, &fail, place(), kova::OnException::Report);
+  KOVA_addSafeOperationWithBlock(*queue, record("goes on"), place());
+  KOVA_addSafeOperationWithBlock(*queue, &fail, place());
+  KOVA_addSafeOperationWithBlock(*queue, record("not any more"), place());
   EXPECT_NO_THROW(device.drain());
   EXPECT_THAT(ran, ElementsAre("goes on"));
   EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "NSObject/checkout:");
@@ -70,23 +70,23 @@ TEST_F(SafeOperationTest, AnExceptionIsReportedUnderItsPlaceAndBailsUnlessToldOt
 }
 
 TEST_F(SafeOperationTest, TheMainQueueRunsAtOnceOnTheMainThreadAndLaterFromElsewhere) {
-  KOVA_performSafelyOnMainQueue(record("at once"), place());
+  KOVA_performSafelyOnMainQueueWithBlock(record("at once"), place());
   EXPECT_THAT(ran, ElementsAre("at once"));
 
   queue->addOperationWithBlock([&] {
-    KOVA_performSafelyOnMainQueue(
+    KOVA_performSafelyOnMainQueueWithBlock(
         [&] { ran.push_back(Scheduler::current().isMainThread() ? "on main" : "elsewhere"); }, place());
     ran.push_back("first the caller");
   });
   device.drain();
   EXPECT_THAT(ran, ElementsAre("at once", "first the caller", "on main"));
 
-  EXPECT_NO_THROW(KOVA_performSafelyOnMainQueue(&fail, place()));
+  EXPECT_NO_THROW(KOVA_performSafelyOnMainQueueWithBlock(&fail, place()));
   EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "NSObject/checkout:");
 }
 
 TEST_F(SafeOperationTest, ATimerDeliversOnceOnItsQueue) {
-  const auto timer = KovaTimer::scheduleSafeOperation(
+  const auto timer = KovaTimer::scheduleSafeOperationWithBlock(
       [this] { ran.push_back(queue->isCurrent() ? "on the queue" : "elsewhere"); }, 2.5, queue);
   device.advance(2.49);
   EXPECT_TRUE(timer->isRunning());
@@ -101,7 +101,8 @@ TEST_F(SafeOperationTest, ATimerDeliversOnceOnItsQueue) {
 
 TEST_F(SafeOperationTest, ACancelledTimerReadsSoAtOnceAndDeliversNothing) {
   const auto token = std::make_shared<int>();
-  const auto timer = KovaTimer::scheduleSafeOperation([this, token] { ran.push_back("fired"); }, 1, queue);
+  const auto timer =
+      KovaTimer::scheduleSafeOperationWithBlock([this, token] { ran.push_back("fired"); }, 1, queue);
   timer->cancel();
   EXPECT_FALSE(timer->isRunning());
   device.drain();
@@ -114,7 +115,7 @@ TEST_F(SafeOperationTest, ACancelledTimerReadsSoAtOnceAndDeliversNothing) {
 TEST_F(SafeOperationTest, ATimerKeepsItsQueueUntilItHasFired) {
   auto ownQueue = std::make_shared<NSOperationQueue>();
   const std::weak_ptr<NSOperationQueue> watched = ownQueue;
-  const auto timer = KovaTimer::scheduleSafeOperation(record("fired"), 1, ownQueue);
+  const auto timer = KovaTimer::scheduleSafeOperationWithBlock(record("fired"), 1, ownQueue);
   ownQueue.reset();
   EXPECT_FALSE(watched.expired());
   device.advance(1);
@@ -125,7 +126,7 @@ TEST_F(SafeOperationTest, ATimerKeepsItsQueueUntilItHasFired) {
 }
 
 TEST_F(SafeOperationTest, ATimersFailureNamesTheTimer) {
-  KovaTimer::scheduleSafeOperation(&fail, 1, queue);
+  KovaTimer::scheduleSafeOperationWithBlock(&fail, 1, queue);
   EXPECT_NO_THROW(device.advance(1));
   EXPECT_EQ(KIBailer::sharedBailer().bailedSource(),
             "KovaTimer/scheduleSafeOperationWithBlock:afterTimeInterval:inQueue:");

@@ -28,7 +28,8 @@ class KovaMessageBuilderTest : public MessageTest {
   }
 
   MutableDictionary customMessage(const std::optional<Dictionary>& pageviewInfo = std::nullopt) const {
-    return messages.mutableMessage(Dictionary{{"name", "Checkout"}}, "customEvent", 2, pageviewInfo);
+    return messages.mutableMessageWithEventDictionary(Dictionary{{"name", "Checkout"}}, "customEvent", 2,
+                                                      pageviewInfo);
   }
 };
 
@@ -55,7 +56,7 @@ TEST_F(KovaMessageBuilderTest, WritesACustomEventWhole) {
 TEST_F(KovaMessageBuilderTest, WritesAPageviewWhole) {
   viewPages();
   EXPECT_EQ(
-      goldenText(messages.mutableMessagePageview({{"id", "3"}, {"title", "Sale"}})),
+      goldenText(messages.mutableMessagePageviewWithPageviewInfo({{"id", "3"}, {"title", "Sale"}})),
       std::string(
           R"({"id":"ID","envId":"12345","user":{"id":"0000000000000042"},"timestamp":"1767225600000",)") +
           kAppAndDevice +
@@ -73,7 +74,7 @@ TEST_F(KovaMessageBuilderTest, WritesAnEventObjectWithItsOwnIdTimeAndDescriptors
   viewPages();
   device.advance(10);
 
-  const MutableDictionary message = messages.mutableMessage(tap);
+  const MutableDictionary message = messages.mutableMessageForEvent(tap);
   EXPECT_EQ(message.find("id")->text(), tap.eventId());
   EXPECT_EQ(
       goldenText(message),
@@ -81,13 +82,14 @@ TEST_F(KovaMessageBuilderTest, WritesAnEventObjectWithItsOwnIdTimeAndDescriptors
           kAppAndDevice +
           R"(,"pageviewInfo":{"id":"7"},"sessionInfo":{"id":"8"},"properties":{"seats":{"string":"3"}},)"
           R"("event":{"touchEvent":{"type":"touch"},"appVisibilityState":2}})");
-  EXPECT_EQ(messages.mutableBaseMessage({}, {}, {}, {}).find("timestamp")->text(), "1767225610000");
+  EXPECT_EQ(messages.mutableBaseMessageWithEventProperties({}, {}, {}, {}).find("timestamp")->text(),
+            "1767225610000");
 }
 
 TEST_F(KovaMessageBuilderTest, WritesTheLifecycleEventWithoutVisibility) {
   KILifecycleEvent event({"1.1", "2"}, {"1.0", std::nullopt});
   event.setTimestamp("1700000000000");
-  const MutableDictionary message = messages.mutableMessage(event);
+  const MutableDictionary message = messages.mutableMessageForEvent(event);
   EXPECT_EQ(message.find("timestamp")->text(), "1700000000000");
   EXPECT_EQ(
       json(*message.find("event")),
@@ -102,8 +104,8 @@ TEST_F(KovaMessageBuilderTest, LeavesOutWhatIsMissing) {
   EXPECT_EQ(message.size(), 7u);
   // An event's own empty properties are not replaced by the current ones.
   identity.setEventProperties(Dictionary{{"plan", "pro"}});
-  EXPECT_FALSE(has(messages.mutableBaseMessage(Dictionary(), {}, {}, {}), "properties"));
-  EXPECT_TRUE(has(messages.mutableBaseMessage(std::nullopt, {}, {}, {}), "properties"));
+  EXPECT_FALSE(has(messages.mutableBaseMessageWithEventProperties(Dictionary(), {}, {}, {}), "properties"));
+  EXPECT_TRUE(has(messages.mutableBaseMessageWithEventProperties(std::nullopt, {}, {}, {}), "properties"));
   // A pageview that is given stands alone.
   EXPECT_EQ(*customMessage(Dictionary{{"id", "5"}}).find("pageviewInfo"), (Value{{"id", "5"}}));
 }
@@ -139,15 +141,15 @@ TEST_F(KovaMessageBuilderTest, TellsWhetherAnyMessageIsNotEnriched) {
   const MutableDictionary enriched{{"pageviewInfo", Dictionary()}, {"sessionInfo", Dictionary()}};
   const MutableDictionary withoutSession{{"pageviewInfo", Dictionary()}};
   const MutableDictionary withoutPageview{{"sessionInfo", Dictionary()}};
-  EXPECT_FALSE(KovaMessageBuilder::unenrichedMessagesExist({}));
-  EXPECT_FALSE(KovaMessageBuilder::unenrichedMessagesExist({enriched, enriched}));
-  EXPECT_TRUE(KovaMessageBuilder::unenrichedMessagesExist({enriched, withoutSession}));
-  EXPECT_TRUE(KovaMessageBuilder::unenrichedMessagesExist({withoutPageview, enriched}));
+  EXPECT_FALSE(KovaMessageBuilder::unenrichedMessagesExistInArray({}));
+  EXPECT_FALSE(KovaMessageBuilder::unenrichedMessagesExistInArray({enriched, enriched}));
+  EXPECT_TRUE(KovaMessageBuilder::unenrichedMessagesExistInArray({enriched, withoutSession}));
+  EXPECT_TRUE(KovaMessageBuilder::unenrichedMessagesExistInArray({withoutPageview, enriched}));
 }
 
 TEST_F(KovaMessageBuilderTest, FillsOnlyWhatAnEventLacks) {
   Tap empty;
-  empty.applyMissingProperties(session, identity);
+  empty.applyMissingPropertiesFromSessionManager(session, identity);
   EXPECT_EQ(Value(*empty.userInfo()), (Value{{"id", "0000000000000042"}}));
   EXPECT_TRUE(empty.eventProperties()->empty());
   EXPECT_FALSE(empty.sessionInfo());
@@ -156,7 +158,7 @@ TEST_F(KovaMessageBuilderTest, FillsOnlyWhatAnEventLacks) {
   viewPages();
   identity.setUserId("43");
   identity.setEventProperties(Dictionary{{"plan", "pro"}});
-  empty.applyMissingProperties(session, identity);
+  empty.applyMissingPropertiesFromSessionManager(session, identity);
   EXPECT_EQ(Value(*empty.userInfo()), (Value{{"id", "0000000000000042"}}));
   EXPECT_TRUE(empty.eventProperties()->empty());
   EXPECT_EQ(Value(*empty.sessionInfo()), Value(*session.sessionInfo()));

@@ -37,7 +37,7 @@ TEST_F(KovaURLStringTest, AppendsTheLatestPageviewOrARandomNumber) {
   EXPECT_THAT(first, MatchesRegex("&v=[0-9]{16}"));
   EXPECT_NE(first, second);
 
-  session.loggedPageview({{"id", "my page"}}, {});
+  session.loggedPageviewWithPageviewInfo({{"id", "my page"}}, {});
   std::string third;
   KOVA_appendMostRecentPageviewIdOrRandomNumber(third, session);
   EXPECT_EQ(third, "&v=my%20page");

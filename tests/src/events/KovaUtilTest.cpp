@@ -41,7 +41,7 @@ TEST(KovaUtil, RoundsTimesToWholeMilliseconds) {
       {-1.5, "-1500"},
   };
   for (const auto& [seconds, text] : times) {
-    EXPECT_EQ(KovaUtil::epochString(NSDate::withTimeIntervalSince1970(seconds)), text);
+    EXPECT_EQ(KovaUtil::epochStringForDate(NSDate::withTimeIntervalSince1970(seconds)), text);
   }
   SimulatedDevice device;
   device.advance(0.5);

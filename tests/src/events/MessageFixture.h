@@ -25,9 +25,9 @@ class MessageTest : public testing::Test {
 
   // The session's first pageview, 100 s ago, and one after it.
   void viewPages() {
-    session.loggedPageview({{"id", "0000000000000001"}, {"viewController", "Home"}},
-                           {{"h", "Home screen"}, {"ts", "1767225500000"}});
-    session.loggedPageview({{"id", "0000000000000002"}, {"viewController", "Cart"}}, {});
+    session.loggedPageviewWithPageviewInfo({{"id", "0000000000000001"}, {"viewController", "Home"}},
+                                           {{"h", "Home screen"}, {"ts", "1767225500000"}});
+    session.loggedPageviewWithPageviewInfo({{"id", "0000000000000002"}, {"viewController", "Cart"}}, {});
   }
 
   static std::string json(const platform::Value& value) {

@@ -50,11 +50,11 @@ TEST_F(KIIdentityManagerTest, DerivesTheUserFromAStoredIdentityOnlyWhereNoneIsSt
   device.store("userId", "42");
   EXPECT_EQ(open().userId(), "42");
   auto manager = open();
-  manager.setUrlEncodedIdentityRecomputingUserId("  ", true);
+  manager.setUrlEncodedIdentity("  ", true);
   EXPECT_EQ(open().userId(), "0");
-  manager.setUrlEncodedIdentityRecomputingUserId("a", false);
+  manager.setUrlEncodedIdentity("a", false);
   EXPECT_EQ(open().userId(), "0");
-  manager.setUrlEncodedIdentityRecomputingUserId("a", true);
+  manager.setUrlEncodedIdentity("a", true);
   EXPECT_EQ(open().userId(), "7251492750082316");
 }
 

@@ -37,7 +37,7 @@ class KILifecycleTest : public testing::Test {
   // A start of the app in that version.
   std::shared_ptr<KILifecycleEvent> startAs(const Text& version, const Text& build) {
     setBundle(version, build);
-    return KILifecycle::lifecycleEventIfAppVersionChange(KovaOptions());
+    return KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(KovaOptions());
   }
   static Value dictionaryOf(const KILifecycleEvent& event) {
     return Dictionary(event.mutableEventDictionary());
@@ -69,8 +69,8 @@ TEST_F(KILifecycleTest, ReportsAnInstallationAtTheTimeTheDocumentsDirectoryWasMa
   EXPECT_EQ(
       event->description(),
       "<current version: <version: 1.0, build: 1>, previous version: <version: (null), build: (null)>>");
-  EXPECT_EQ(suite()->string("version"), "1.0");
-  EXPECT_EQ(suite()->string("build"), "1");
+  EXPECT_EQ(suite()->stringForKey("version"), "1.0");
+  EXPECT_EQ(suite()->stringForKey("build"), "1");
   EXPECT_THAT(
       device.log(),
       ElementsAre(
@@ -117,16 +117,16 @@ TEST_F(KILifecycleTest, ReportsNothingForAnAppWithoutVersionOrBuild) {
   EXPECT_FALSE(startAs("1.0", std::nullopt));
   EXPECT_FALSE(startAs(std::nullopt, "1"));
   EXPECT_FALSE(startAs(std::nullopt, std::nullopt));
-  EXPECT_FALSE(suite()->string("version"));
-  EXPECT_FALSE(suite()->string("build"));
+  EXPECT_FALSE(suite()->stringForKey("version"));
+  EXPECT_FALSE(suite()->stringForKey("build"));
 }
 
 TEST_F(KILifecycleTest, PrefersTheVersionOfTheOptions) {
   KovaOptions options;
   options.setTestOnlyAppVersion("7.0");
-  EXPECT_EQ(KILifecycle::currentVersion(options).description(), "<version: 7.0, build: 1>");
+  EXPECT_EQ(KILifecycle::currentVersionWithOptions(options).description(), "<version: 7.0, build: 1>");
   options.setTestOnlyAppBuild("70");
-  EXPECT_EQ(KILifecycle::currentVersion(options).description(), "<version: 7.0, build: 70>");
+  EXPECT_EQ(KILifecycle::currentVersionWithOptions(options).description(), "<version: 7.0, build: 70>");
 }
 
 TEST_F(KILifecycleTest, KeepsItsOwnTimeWhereTheInstallationTimeIsUnknown) {
@@ -138,9 +138,9 @@ TEST_F(KILifecycleTest, KeepsItsOwnTimeWhereTheInstallationTimeIsUnknown) {
 }
 
 TEST_F(KILifecycleTest, DecidesNothingOnceTheLibraryHasBailed) {
-  KIBailer::sharedBailer().bail("a test");
+  KIBailer::sharedBailer().bailWithSource("a test");
   EXPECT_FALSE(startAs("1.0", "1"));
-  EXPECT_FALSE(suite()->string("version"));
+  EXPECT_FALSE(suite()->stringForKey("version"));
 }
 
 TEST_F(KILifecycleTest, WaitsForAStartWithTrackingEnabled) {
@@ -148,7 +148,7 @@ TEST_F(KILifecycleTest, WaitsForAStartWithTrackingEnabled) {
   options->setDisableTracking(true);
   device.start(options);
   device.drain();
-  EXPECT_FALSE(suite()->string("version"));
+  EXPECT_FALSE(suite()->stringForKey("version"));
 
   device.start();
   device.runUntil([this] { return !device.receivedTargets("/h").empty(); });
@@ -159,7 +159,7 @@ TEST_F(KILifecycleTest, WaitsForAStartWithTrackingEnabled) {
   EXPECT_EQ(
       *messages[0].find("event"),
       (Value{{"lifecycleEvent", fields("<null>", "<null>", "1.0", "1", false)}, {"appVisibilityState", 0}}));
-  EXPECT_EQ(suite()->string("version"), "1.0");
+  EXPECT_EQ(suite()->stringForKey("version"), "1.0");
 }
 
 }  // namespace

@@ -36,9 +36,9 @@ TEST(KISessionManager, TellsNewUsersAndSessionsWithPageviewsApart) {
     KISessionManager session(cases[i].isNewUser);
     for (const Step step : cases[i].steps) {
       if (step == View) {
-        session.loggedPageview(kHome, {});
+        session.loggedPageviewWithPageviewInfo(kHome, {});
       } else {
-        session.resetSession(step == NewUser);
+        session.resetSessionWithNewUser(step == NewUser);
       }
     }
     EXPECT_EQ(session.zParam(), cases[i].zParam) << "case " << i;
@@ -51,8 +51,8 @@ TEST(KISessionManager, RemembersTheFirstPixelPropertiesAndTheLatestPageview) {
   EXPECT_FALSE(session.sessionInfo());
   EXPECT_FALSE(session.mostRecentPageviewInfo());
 
-  EXPECT_TRUE(session.loggedPageview(kHome, {{"ts", "100"}, {"h", "Home"}}));
-  EXPECT_FALSE(session.loggedPageview(kCart, {{"ts", "200"}, {"h", "Cart"}}));
+  EXPECT_TRUE(session.loggedPageviewWithPageviewInfo(kHome, {{"ts", "100"}, {"h", "Home"}}));
+  EXPECT_FALSE(session.loggedPageviewWithPageviewInfo(kCart, {{"ts", "200"}, {"h", "Cart"}}));
   EXPECT_EQ(Value(*session.sessionPixelProperties()), (Value{{"ts", "100"}, {"h", "Home"}}));
   EXPECT_EQ(Value(*session.mostRecentPageviewInfo()), Value(kCart));
   EXPECT_EQ(Value(*session.sessionInfo()), (Value{{"id", session.sessionId()}, {"timestamp", "100"}}));
@@ -62,9 +62,9 @@ TEST(KISessionManager, BeginsANewSessionWithNothingOfTheOld) {
   KISessionManager session(false);
   const std::string before = session.sessionId();
   EXPECT_THAT(before, testing::MatchesRegex("[0-9]{16}"));
-  session.loggedPageview(kHome, {{"ts", "100"}});
+  session.loggedPageviewWithPageviewInfo(kHome, {{"ts", "100"}});
 
-  session.resetSession(false);
+  session.resetSessionWithNewUser(false);
   EXPECT_THAT(session.sessionId(), testing::MatchesRegex("[0-9]{16}"));
   EXPECT_NE(session.sessionId(), before);
   EXPECT_FALSE(session.sessionInfo());
@@ -72,7 +72,7 @@ TEST(KISessionManager, BeginsANewSessionWithNothingOfTheOld) {
   EXPECT_FALSE(session.mostRecentPageviewInfo());
 
   // The first pageview of the new session is a first one again.
-  EXPECT_TRUE(session.loggedPageview(kCart, {{"h", "Cart"}}));
+  EXPECT_TRUE(session.loggedPageviewWithPageviewInfo(kCart, {{"h", "Cart"}}));
   EXPECT_EQ(Value(*session.sessionInfo()), (Value{{"id", session.sessionId()}, {"timestamp", ""}}));
 }
 

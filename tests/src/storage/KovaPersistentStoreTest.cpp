@@ -27,11 +27,11 @@ class KovaPersistentStoreTest : public testing::Test {
 TEST_F(KovaPersistentStoreTest, KeepsEnvironmentsApart) {
   KovaPersistentStore one = open("12345");
   KovaPersistentStore two = open("6");
-  EXPECT_EQ(one.storageKey("queuedPageviews"), "kova_12345_queuedPageviews");
+  EXPECT_EQ(one.storageKeyForKey("queuedPageviews"), "kova_12345_queuedPageviews");
   one.setObject("a", "userId");
   two.setObject("b", "userId");
-  EXPECT_EQ(NSUserDefaults::standardUserDefaults().string("kova_12345_userId"), "a");
-  EXPECT_EQ(NSUserDefaults::standardUserDefaults().string("kova_6_userId"), "b");
+  EXPECT_EQ(NSUserDefaults::standardUserDefaults().stringForKey("kova_12345_userId"), "a");
+  EXPECT_EQ(NSUserDefaults::standardUserDefaults().stringForKey("kova_6_userId"), "b");
 
   EXPECT_EQ(one.cachePath(), directories().caches + "/kova-12345");
   EXPECT_EQ(two.cachePath(), directories().caches + "/kova-6");
@@ -39,9 +39,9 @@ TEST_F(KovaPersistentStoreTest, KeepsEnvironmentsApart) {
   EXPECT_EQ(two.readJSONObjectDataFromDisk(*name), std::nullopt);
 
   two.clear();
-  EXPECT_EQ(open("12345").string("userId"), "a");
+  EXPECT_EQ(open("12345").stringForKey("userId"), "a");
   EXPECT_EQ(open("12345").readJSONObjectDataFromDisk(*name), "[1]");
-  EXPECT_FALSE(open("6").string("userId"));
+  EXPECT_FALSE(open("6").stringForKey("userId"));
 }
 
 TEST_F(KovaPersistentStoreTest, AnswersOnlyTheKindThatIsStored) {
@@ -50,18 +50,18 @@ TEST_F(KovaPersistentStoreTest, AnswersOnlyTheKindThatIsStored) {
   for (const auto& [key, value] : values) open().setObject(value, key);
 
   const KovaPersistentStore store = open();
-  EXPECT_EQ(store.string("text"), "t");
-  EXPECT_EQ(store.string("number"), "2.5");
-  EXPECT_EQ(store.string("yes"), "1");
-  EXPECT_EQ(Value(*store.array("list")), Value(Array{"u"}));
-  EXPECT_EQ(Value(*store.dictionary("map")), (Value{{"k", "v"}}));
+  EXPECT_EQ(store.stringForKey("text"), "t");
+  EXPECT_EQ(store.stringForKey("number"), "2.5");
+  EXPECT_EQ(store.stringForKey("yes"), "1");
+  EXPECT_EQ(Value(*store.arrayForKey("list")), Value(Array{"u"}));
+  EXPECT_EQ(Value(*store.dictionaryForKey("map")), (Value{{"k", "v"}}));
   for (const auto& [key, value] : values) {
-    EXPECT_EQ(store.string(key).has_value(), value.isString() || value.isNumber()) << key;
-    EXPECT_EQ(store.array(key).has_value(), value.isArray()) << key;
-    EXPECT_EQ(store.dictionary(key).has_value(), value.isDictionary()) << key;
+    EXPECT_EQ(store.stringForKey(key).has_value(), value.isString() || value.isNumber()) << key;
+    EXPECT_EQ(store.arrayForKey(key).has_value(), value.isArray()) << key;
+    EXPECT_EQ(store.dictionaryForKey(key).has_value(), value.isDictionary()) << key;
   }
-  open().removeObject("text");
-  EXPECT_FALSE(store.string("text"));
+  open().removeObjectForKey("text");
+  EXPECT_FALSE(store.stringForKey("text"));
 }
 
 TEST_F(KovaPersistentStoreTest, FiltersArraysByTheKindOfTheirItems) {
@@ -108,7 +108,7 @@ TEST_F(KovaPersistentStoreTest, DoesWithoutFilesWhereThereIsNoDirectory) {
   }
   blocked.setObject("a", "userId");
   blocked.clear();
-  EXPECT_FALSE(open().string("userId"));
+  EXPECT_FALSE(open().stringForKey("userId"));
   EXPECT_TRUE(std::filesystem::is_regular_file(device.batchDirectory()));
 }
 

@@ -44,11 +44,11 @@ class KovaQueueManagerTest : public MessageTest {
 
   // The next URL as the store would hold it.
   std::string dequeued() {
-    const auto url = queues->dequeueUrl(baseUrl);
+    const auto url = queues->dequeueUrlRelativeToUrl(baseUrl);
     return url ? url->absoluteString() : "(none)";
   }
   std::string dequeuedBody() {
-    const auto next = queues->dequeueMessageJSONPayload();
+    const auto next = queues->dequeueMessageJSONPayloadWithMessageBatch();
     return next ? next->payload : "(none)";
   }
   static std::string body(const std::string& sentTime, const std::string& messages) {
@@ -79,7 +79,7 @@ TEST_F(KovaQueueManagerTest, DropsUrlsBeyondTheLimitButPutsBackAFailedOneAlways)
     EXPECT_TRUE(queues->canEnqueueUrlString());
     queues->enqueueUrlString("h?n=" + std::to_string(i));
   }
-  const NSURL failed = queues->dequeueUrl(baseUrl).value();
+  const NSURL failed = queues->dequeueUrlRelativeToUrl(baseUrl).value();
   queues->enqueueUrlString("h?n=200");
   EXPECT_FALSE(queues->canEnqueueUrlString());
   queues->enqueueUrlString("h?n=201");
@@ -95,7 +95,7 @@ TEST_F(KovaQueueManagerTest, DropsUrlsBeyondTheLimitButPutsBackAFailedOneAlways)
 
 TEST_F(KovaQueueManagerTest, KeepsTheFirstSendTimeAcrossRetriesAndRestarts) {
   queues->enqueueUrlString("h?a=1");
-  const NSURL url = queues->dequeueUrl(baseUrl).value();
+  const NSURL url = queues->dequeueUrlRelativeToUrl(baseUrl).value();
   device.advance(60);
   queues->requeueFailedUrl(url);
   reopen();
@@ -125,34 +125,34 @@ TEST_F(KovaQueueManagerTest, PutsTheFirstPageviewInFrontAndEnrichesWhatWaits) {
 
 TEST_F(KovaQueueManagerTest, HoldsWhatIsInFlightInTheStoreUntilItIsSettled) {
   for (const char* url : {"h?n=1", "h?n=2", "h?n=2"}) queues->enqueueUrlString(url);
-  const NSURL first = queues->dequeueUrl(baseUrl).value();
+  const NSURL first = queues->dequeueUrlRelativeToUrl(baseUrl).value();
   EXPECT_EQ(queues->queuedUrlStringsCount(), 2u);
   reopen();  // the process ended before the answer
   EXPECT_EQ(queues->queuedUrlStringsCount(), 3u);
 
-  EXPECT_EQ(queues->dequeueUrl(baseUrl), first);
+  EXPECT_EQ(queues->dequeueUrlRelativeToUrl(baseUrl), first);
   queues->cleanUpSentUrl(first);
-  const NSURL second = queues->dequeueUrl(baseUrl).value();
+  const NSURL second = queues->dequeueUrlRelativeToUrl(baseUrl).value();
   EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000","h?n=2"])");
   // Equal URLs are settled one by one; the store learns of the last one when the queue is found empty.
-  EXPECT_EQ(queues->dequeueUrl(baseUrl), second);
+  EXPECT_EQ(queues->dequeueUrlRelativeToUrl(baseUrl), second);
   queues->cleanUpSentUrl(second);
-  EXPECT_EQ(queues->dequeueUrl(baseUrl), std::nullopt);
+  EXPECT_EQ(queues->dequeueUrlRelativeToUrl(baseUrl), std::nullopt);
   EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000"])");
   queues->requeueFailedUrl(second);
   EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000"])");
 
   storeBatches(2);
-  const auto batch = queues->dequeueMessageJSONPayload().value().batch;
+  const auto batch = queues->dequeueMessageJSONPayloadWithMessageBatch().value().batch;
   EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
   reopen();
   EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
-  EXPECT_EQ(Value(queues->dequeueMessageJSONPayload().value().batch), Value(batch));
+  EXPECT_EQ(Value(queues->dequeueMessageJSONPayloadWithMessageBatch().value().batch), Value(batch));
   queues->requeueFailedMessageBatch(batch);
   EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":0}]},{"messages":[{"n":1}]}])");
-  queues->dequeueMessageJSONPayload();
+  queues->dequeueMessageJSONPayloadWithMessageBatch();
   queues->cleanUpSentMessageBatch(batch);
-  queues->dequeueMessageJSONPayload();
+  queues->dequeueMessageJSONPayloadWithMessageBatch();
   EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":1}]}])");
 }
 
@@ -226,7 +226,7 @@ TEST_F(KovaQueueManagerTest, DropsMessagesWhileTheBatchQueueIsFull) {
   queues->enqueueMessage(enriched(2));
   EXPECT_EQ(queues->queuedEventsCount(), 0u);
 
-  const auto sent = queues->dequeueMessageJSONPayload().value();
+  const auto sent = queues->dequeueMessageJSONPayloadWithMessageBatch().value();
   queues->enqueueMessage(enriched(3));
   EXPECT_EQ(queues->queuedEventsCount(), 1u);
   // Neither a move nor putting back asks for the limit.
@@ -251,11 +251,11 @@ TEST_F(KovaQueueManagerTest, WritesTheBodyOfABatchByteByByte) {
 
   reopen();
   device.advance(2);
-  const auto next = queues->dequeueMessageJSONPayload().value();
+  const auto next = queues->dequeueMessageJSONPayloadWithMessageBatch().value();
   EXPECT_EQ(next.payload, body("1767225602000", array));
-  EXPECT_EQ(queues->messageArrayData(next.batch), array);
+  EXPECT_EQ(queues->messageArrayDataForMessageBatch(next.batch), array);
   device.advance(2);
-  EXPECT_EQ(queues->payload(next.batch), body("1767225604000", array));
+  EXPECT_EQ(queues->payloadFromMessageBatch(next.batch), body("1767225604000", array));
 
   queues->cleanUpSentMessageBatch(next.batch);
   EXPECT_THAT(device.batchFiles(), IsEmpty());
@@ -272,7 +272,7 @@ TEST_F(KovaQueueManagerTest, KeepsMessagesInlineWhereNoFileCanBeWritten) {
   const std::string array = R"([{"n":1,"pageviewInfo":{},"sessionInfo":{}}])";
   EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":)" + array + "}]");
   reopen();
-  const auto next = queues->dequeueMessageJSONPayload().value();
+  const auto next = queues->dequeueMessageJSONPayloadWithMessageBatch().value();
   EXPECT_EQ(next.payload, body("1767225600000", array));
   queues->cleanUpSentMessageBatch(next.batch);
   EXPECT_EQ(dequeuedBody(), "(none)");

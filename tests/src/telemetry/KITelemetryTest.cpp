@@ -21,7 +21,8 @@ constexpr const char* kFallbackMetadata =
 class KITelemetryTest : public testing::Test {
  protected:
   static void report(const std::string& source) {
-    KITelemetry::sharedTelemetry().notifyBailed(NSException("CartException", "on \"fire\""), source);
+    KITelemetry::sharedTelemetry().notifyBailedWithException(NSException("CartException", "on \"fire\""),
+                                                             source);
   }
   std::vector<std::string> bodies() const {
     std::vector<std::string> bodies;
@@ -125,7 +126,7 @@ TEST_F(KITelemetryTest, AtMostTenEmptyBodiesAreReportedInAMinute) {
 TEST_F(KITelemetryTest, AnExceptionMayHaveNoReason) {
   KITelemetry& telemetry = KITelemetry::sharedTelemetry();
   telemetry.setBaseUrl(NSURL::create(device.service.url()));
-  telemetry.notifyBailed(NSException("CartException"), "Cart/checkout:");
+  telemetry.notifyBailedWithException(NSException("CartException"), "Cart/checkout:");
   telemetry.setOptOutStatus(false);
   runUntilBodies(1);
   EXPECT_THAT(bodies(), ElementsAre(HasSubstr("\"custom_message\":\"CartException: (null)\",\"source\"")));
