@@ -16,9 +16,9 @@
 // Product analytics: the one class that an app calls.
 //
 //   auto options = std::make_shared<KovaOptions>();
-//   options->setDisableViewControllerAutocapture(true);  // for an app without view controllers, see
-//   KovaOptions Kova::initialize("1234", options); Kova::track("Checkout", {{"plan", "pro"}, {"trial", true},
-//   {"seats", 3}});
+//   options->setDisableViewControllerAutocapture(true);  // for an app without view controllers
+//   Kova::initialize("1234", options);
+//   Kova::track("Checkout", {{"plan", "pro"}, {"trial", true}, {"seats", 3}});
 //
 // Events are kept on the device, survive restarts, and are sent in batches while the app is in the
 // foreground. An app without view controllers must set disableViewControllerAutocapture as above: no event
