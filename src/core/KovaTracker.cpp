@@ -135,9 +135,13 @@ void KovaTracker::stop() {
         if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
       },
       *this, selector);
+  storeEnqueuedMessages(selector);
+}
+
+void KovaTracker::storeEnqueuedMessages(SEL fromSelector) {
   performSafelyOnMutationQueueWithBlock(
       [](KovaTracker& tracker) { tracker.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *this,
-      selector);
+      fromSelector);
 }
 
 void KovaTracker::bindApplicationEventListeners() {
@@ -156,9 +160,7 @@ void KovaTracker::appDidEnterBackground() {
   kova::guarded({classObject(), selector}, [] {
     const auto tracker = sharedTracker();
     if (!tracker) return;
-    tracker->performSafelyOnMutationQueueWithBlock(
-        [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker,
-        selector);
+    tracker->storeEnqueuedMessages(selector);
     tracker->uploader_->sendAll();
     tracker->uploader_->suspendScheduledUploads();
   });
@@ -169,9 +171,7 @@ void KovaTracker::appWillEnterForeground() {
   kova::guarded({classObject(), selector}, [] {
     const auto tracker = sharedTracker();
     if (!tracker) return;
-    tracker->performSafelyOnMutationQueueWithBlock(
-        [](KovaTracker& self) { self.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *tracker,
-        selector);
+    tracker->storeEnqueuedMessages(selector);
     tracker->recordAdditionalPageviewFromForegroundingApp();
   });
 }

@@ -128,6 +128,7 @@ class KovaTracker : public platform::NSObject {
   static void bindApplicationEventListeners();
   static void appDidEnterBackground();
   static void appWillEnterForeground();
+  void storeEnqueuedMessages(platform::SEL fromSelector);
   void setUpTelemetry() const;
   void enqueueLifecycleEvent();
 

@@ -16,8 +16,8 @@ KovaAppProperties::KovaAppProperties(const KovaOptions& options)
   const UIDevice& device = UIDevice::currentDevice();
   appName_ = bundle.stringForInfoDictionaryKey("CFBundleName").value_or("");
   appVersion_ = bundle.stringForInfoDictionaryKey("CFBundleShortVersionString").value_or("");
-  carrier_ = device.facts().carrierName.value_or("");
-  phoneModel_ = device.facts().machine;
+  carrier_ = carrierFromCoreTelephony().value_or("");
+  phoneModel_ = deviceModelFromSysctl().value_or("");
   platform_ = "iOS " + device.systemVersion();
   if (!options.disableVendorIdCapture()) vendorId_ = device.facts().identifierForVendor;
   if (!options.disableAdvertiserIdCapture()) advertiserId_ = device.facts().advertisingIdentifier;
@@ -37,4 +37,13 @@ KovaAppProperties::KovaAppProperties(const KovaOptions& options)
     deviceInfo.set("iosAdvertiserId", *advertiserId_);
   }
   deviceInfo_ = Dictionary(std::move(deviceInfo));
+}
+
+std::optional<std::string> KovaAppProperties::carrierFromCoreTelephony() {
+  return UIDevice::currentDevice().facts().carrierName;
+}
+
+std::optional<std::string> KovaAppProperties::deviceModelFromSysctl() {
+  const std::string& machine = UIDevice::currentDevice().facts().machine;
+  return machine.empty() ? std::nullopt : std::optional(machine);
 }

@@ -14,6 +14,10 @@ class KovaAppProperties {
  public:
   explicit KovaAppProperties(const KovaOptions& options);
 
+  // The name of the cellular provider, and the hardware's model, as the device states them.
+  static std::optional<std::string> carrierFromCoreTelephony();
+  static std::optional<std::string> deviceModelFromSysctl();
+
   const std::string& libraryVersion() const { return libraryVersion_; }
   const std::string& trackerVersion() const { return trackerVersion_; }
   // The four below are empty when unknown.

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kRandomIdDigits = 16;
 
-std::optional<int>& appVisibilityStateOverride() {
+std::optional<int>& visibilityOverride() {
   static std::optional<int> state;
   return state;
 }
@@ -65,16 +65,16 @@ int KovaUtil::appVisibilityState(SEL caller) {
   if (!Scheduler::current().isMainThread()) {
     KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.", caller);
   }
-  if (appVisibilityStateOverride()) return *appVisibilityStateOverride();
+  if (visibilityOverride()) return *visibilityOverride();
   const auto& application = UIApplication::sharedApplication();
   const bool isInBackground =
       application && application->applicationState() == UIApplicationState::Background;
   return isInBackground ? kAppVisibilityStateBackground : kAppVisibilityStateForeground;
 }
 
-void KovaUtil::setAppVisibilityStateOverride(std::optional<int> state) {
-  appVisibilityStateOverride() = state;
-}
+void KovaUtil::setAppVisibilityStateOverride(std::optional<int> state) { visibilityOverride() = state; }
+
+std::optional<int> KovaUtil::appVisibilityStateOverride() { return visibilityOverride(); }
 
 double KovaUtil::timeSinceLastSelector(std::string_view selector) {
   const auto found = selectorTimes().find(selector);

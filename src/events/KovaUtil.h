@@ -27,6 +27,7 @@ class KovaUtil {
   static int appVisibilityState(platform::SEL caller);
   // Replaces the answer above until it is taken back with nullopt. For tests; main thread.
   static void setAppVisibilityStateOverride(std::optional<int> state);
+  static std::optional<int> appVisibilityStateOverride();
 
   // Seconds since the last update for the key; a very large number for a key never seen. Main thread only.
   static double timeSinceLastSelector(std::string_view selector);

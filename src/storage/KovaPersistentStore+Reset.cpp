@@ -24,8 +24,8 @@ void KovaPersistentStore::clear() {
   // Written by earlier releases.
   for (const char* key : {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId"})
     removeObjectForKey(key);
-  if (!cachePath_) return;
-  const auto names = fileManager_.contentsOfDirectory(*cachePath_);
+  if (!cacheUrl_) return;
+  const auto names = fileManager_.contentsOfDirectory(cacheUrl_->path());
   if (!names) return;
   for (const std::string& name : *names) removeJSONObjectDataFromDisk(name);
 }

@@ -7,29 +7,25 @@
 
 using namespace platform;
 
-namespace {
-
-bool establishDirectory(const std::string& path, const NSFileManager& files) {
-  const FileKind kind = files.fileExists(path);
-  if (kind != FileKind::None) return kind == FileKind::Directory;
-  return files.createDirectory(path, true);
-}
-
-}  // namespace
-
 KovaPersistentStore::KovaPersistentStore(std::string_view appId, JSONStore jsonStore)
     : appId_(appId),
       userDefaults_(NSUserDefaults::standardUserDefaults()),
-      cachePath_(jsonStore == JSONStore::Enabled ? establishedCachePath(appId, fileManager_) : std::nullopt) {
+      cacheUrl_(jsonStore == JSONStore::Enabled ? cacheUrlForAppId(appId, fileManager_) : std::nullopt) {}
+
+std::optional<NSURL> KovaPersistentStore::cacheUrlForAppId(std::string_view appId,
+                                                           const NSFileManager& fileManager) {
+  const std::string caches = fileManager.directory(SearchPath::Caches);
+  if (caches.empty()) return std::nullopt;
+  const NSURL url = NSURL::fileURL(caches).appendingPathComponent(formatted("kova-%@", appId), true);
+  return establishDirectoryAtURL(url, fileManager) ? std::optional(url) : std::nullopt;
 }
 
-std::optional<std::string> KovaPersistentStore::establishedCachePath(std::string_view appId,
-                                                                     const NSFileManager& files) {
-  const std::string caches = files.directory(SearchPath::Caches);
-  if (caches.empty()) return std::nullopt;
-  const std::string path = formatted("%@/kova-%@", caches, appId);
-  if (!establishDirectory(path, files)) return std::nullopt;
-  return path;
+bool KovaPersistentStore::establishDirectoryAtURL(const std::optional<NSURL>& url,
+                                                  const NSFileManager& fileManager) {
+  if (!url) return false;
+  const FileKind kind = fileManager.fileExists(url->path());
+  if (kind != FileKind::None) return kind == FileKind::Directory;
+  return fileManager.createDirectory(url->path(), true);
 }
 
 std::string KovaPersistentStore::storageKeyForKey(std::string_view key) const {
@@ -73,7 +69,7 @@ std::vector<String> KovaPersistentStore::arrayOfStrings(std::string_view key) co
 }
 
 std::optional<std::string> KovaPersistentStore::saveJSONObjectToDisk(const Value& object) const {
-  if (!cachePath_) return std::nullopt;
+  if (!cacheUrl_) return std::nullopt;
   const auto data = NSJSONSerialization::dataWithJSONObject(object);
   if (!data) return std::nullopt;
   const std::string fileName = NSUUID::UUID().UUIDString();
@@ -82,15 +78,15 @@ std::optional<std::string> KovaPersistentStore::saveJSONObjectToDisk(const Value
 }
 
 std::optional<std::string> KovaPersistentStore::readJSONObjectDataFromDisk(std::string_view fileName) const {
-  if (!cachePath_) return std::nullopt;
+  if (!cacheUrl_) return std::nullopt;
   return fileManager_.contents(pathOf(fileName));
 }
 
 void KovaPersistentStore::removeJSONObjectDataFromDisk(std::string_view fileName) const {
-  if (!cachePath_ || fileName.empty()) return;
+  if (!cacheUrl_ || fileName.empty()) return;
   fileManager_.removeItem(pathOf(fileName));
 }
 
 std::string KovaPersistentStore::pathOf(std::string_view fileName) const {
-  return *cachePath_ + "/" + std::string(fileName);
+  return cacheUrl_->path() + "/" + std::string(fileName);
 }

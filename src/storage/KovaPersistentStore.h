@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
 
 namespace platform {
@@ -28,7 +29,12 @@ class KovaPersistentStore {
 
   const std::string& appId() const { return appId_; }
   // The directory of the batch files; none when it is disabled or cannot be made.
-  const std::optional<std::string>& cachePath() const { return cachePath_; }
+  const std::optional<platform::NSURL>& cacheUrl() const { return cacheUrl_; }
+  static std::optional<platform::NSURL> cacheUrlForAppId(std::string_view appId,
+                                                         const platform::NSFileManager& fileManager);
+  // Whether a directory stands at the URL when this returns.
+  static bool establishDirectoryAtURL(const std::optional<platform::NSURL>& url,
+                                      const platform::NSFileManager& fileManager);
   std::string storageKeyForKey(std::string_view key) const;
 
   // Whether it is stored. If not, it can still be read in this process, and is tried again with later ones.
@@ -56,12 +62,10 @@ class KovaPersistentStore {
   void removeJSONObjectDataFromDisk(std::string_view fileName) const;
 
  private:
-  static std::optional<std::string> establishedCachePath(std::string_view appId,
-                                                         const platform::NSFileManager& files);
   std::string pathOf(std::string_view fileName) const;
 
   const std::string appId_;
   platform::NSUserDefaults& userDefaults_;
   const platform::NSFileManager fileManager_{};
-  const std::optional<std::string> cachePath_;
+  const std::optional<platform::NSURL> cacheUrl_;
 };

@@ -52,10 +52,8 @@ KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persiste
   for (String& url : persistentStore_->arrayOfStrings(KovaPersistentPropertyKeyQueuedUrlStrings)) {
     queuedUrlStrings_.push_back(std::move(url));
   }
-  for (const Dictionary& message :
-       persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedEvents)) {
-    queuedEvents_.emplace_back(message);
-  }
+  queuedEvents_ = mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
+      persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedEvents));
   for (Batch& batch : persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedMessageBatches)) {
     queuedMessageBatches_.push_back(std::move(batch));
   }
@@ -233,4 +231,12 @@ void KovaQueueManager::removeFromPersistentStore(KovaPersistentStore& store) {
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedEvents);
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
+}
+
+std::vector<MutableDictionary> KovaQueueManager::mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
+    const std::vector<Dictionary>& dictionaries) {
+  std::vector<MutableDictionary> copies;
+  copies.reserve(dictionaries.size());
+  for (const Dictionary& dictionary : dictionaries) copies.emplace_back(dictionary);
+  return copies;
 }

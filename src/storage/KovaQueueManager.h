@@ -98,6 +98,8 @@ class KovaQueueManager {
 
   // Asked of the stored queues, before any is loaded.
   static bool persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store, Limits limits);
+  static std::vector<platform::MutableDictionary> mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
+      const std::vector<platform::Dictionary>& dictionaries);
   static void removeFromPersistentStore(KovaPersistentStore& store);
 
  private:

@@ -12,6 +12,13 @@ constexpr std::uint32_t kLinkLocalNetwork = 0xA9FE0000;  // 169.254.0.0
 
 bool contains(NetworkReachabilityFlags flags, NetworkReachabilityFlags flag) { return (flags & flag) != 0; }
 
+// What the platform calls at each change, with the reachability object as context.
+void ReachabilityCallback(const std::weak_ptr<NSObject>& context) {
+  const auto reachability = context.lock();
+  if (!reachability) return;
+  NSNotificationCenter::defaultCenter().post(kNetworkReachabilityChangedNotification, reachability);
+}
+
 }  // namespace
 
 std::shared_ptr<KovaReachability> KovaReachability::wrapping(std::shared_ptr<NetworkReachability> handle) {
@@ -42,11 +49,8 @@ std::shared_ptr<KovaReachability> KovaReachability::reachabilityForLocalWiFi() {
 KovaReachability::~KovaReachability() { stopNotifier(); }
 
 bool KovaReachability::startNotifier() {
-  const std::weak_ptr<NSObject> weakSelf = weak_from_this();
-  reachabilityRef_->setCallback([weakSelf](NetworkReachability&, NetworkReachabilityFlags) {
-    const auto self = weakSelf.lock();
-    if (!self) return;
-    NSNotificationCenter::defaultCenter().post(kNetworkReachabilityChangedNotification, self);
+  reachabilityRef_->setCallback([context = weak_from_this()](NetworkReachability&, NetworkReachabilityFlags) {
+    ReachabilityCallback(context);
   });
   return reachabilityRef_->scheduleOnMainRunLoop();
 }

@@ -33,8 +33,8 @@ TEST_F(KovaPersistentStoreTest, KeepsEnvironmentsApart) {
   EXPECT_EQ(NSUserDefaults::standardUserDefaults().stringForKey("kova_12345_userId"), "a");
   EXPECT_EQ(NSUserDefaults::standardUserDefaults().stringForKey("kova_6_userId"), "b");
 
-  EXPECT_EQ(one.cachePath(), directories().caches + "/kova-12345");
-  EXPECT_EQ(two.cachePath(), directories().caches + "/kova-6");
+  EXPECT_EQ(one.cacheUrl()->path(), directories().caches + "/kova-12345");
+  EXPECT_EQ(two.cacheUrl()->path(), directories().caches + "/kova-6");
   const auto name = one.saveJSONObjectToDisk(Array{1});
   EXPECT_EQ(two.readJSONObjectDataFromDisk(*name), std::nullopt);
 
@@ -101,7 +101,7 @@ TEST_F(KovaPersistentStoreTest, DoesWithoutFilesWhereThereIsNoDirectory) {
   std::ofstream(device.batchDirectory()) << "a regular file";
   KovaPersistentStore blocked = open();
   for (const KovaPersistentStore* store : {&disabled, static_cast<const KovaPersistentStore*>(&blocked)}) {
-    EXPECT_FALSE(store->cachePath());
+    EXPECT_FALSE(store->cacheUrl());
     EXPECT_FALSE(store->saveJSONObjectToDisk(Array{1}));
     EXPECT_FALSE(store->readJSONObjectDataFromDisk(""));
     store->removeJSONObjectDataFromDisk("anything");
