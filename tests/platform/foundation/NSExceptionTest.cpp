@@ -25,7 +25,7 @@ TEST(NSExceptionTest, CarriesWhatItWasMadeWith) {
   });
   EXPECT_EQ(exception.name(), "CartException");
   EXPECT_EQ(exception.reason(), "on fire");
-  EXPECT_EQ(Value(exception.userInfo().value()), Value({{"items", 3}}));
+  EXPECT_EQ(Value(exception.userInfo().value()), (Value{{"items", 3}}));
   EXPECT_STREQ(exception.what(), "on fire");
   EXPECT_STREQ(NSException("CartException").what(), "CartException");
   const Array symbols = exception.callStackSymbols();

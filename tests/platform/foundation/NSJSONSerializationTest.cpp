@@ -11,7 +11,7 @@ namespace {
 
 Value nested(int levels) {
   Value value = Array();
-  for (int i = 1; i < levels; ++i) value = i % 2 == 0 ? Value(Array{value}) : Value({{"a", value}});
+  for (int i = 1; i < levels; ++i) value = i % 2 == 0 ? Value(Array{value}) : (Value{{"a", value}});
   return value;
 }
 
@@ -46,7 +46,7 @@ TEST(NSJSONSerializationTest, RefusesWhatIsNoJSON) {
 }
 
 TEST(NSJSONSerializationTest, ReadsWhatItWrites) {
-  const Value values[] = {Value({{"a", Array{1, 2.5, true, nullptr, "caf\u00e9\n"}}, {"b", Dictionary()}}),
+  const Value values[] = {(Value{{"a", Array{1, 2.5, true, nullptr, "caf\u00e9\n"}}, {"b", Dictionary()}}),
                           nested(512), Array{std::numeric_limits<std::int64_t>::max(), 0.1, 1e300}};
   for (const Value& value : values) {
     const auto text = NSJSONSerialization::dataWithJSONObject(value);

@@ -39,7 +39,7 @@ TEST(ValueTest, KeepsTheKindOfALiteral) {
   EXPECT_TRUE(Value(std::make_shared<Cart>()).isObject());
   EXPECT_TRUE(Value(kDate).isDate());
   EXPECT_TRUE(Value(Array{1, "a"}).isArray());
-  EXPECT_TRUE(Value({{"a", 1}}).isDictionary());
+  EXPECT_TRUE((Value{{"a", 1}}).isDictionary());
   EXPECT_EQ(Value(std::numeric_limits<std::uint64_t>::max()).real(), 18446744073709551615.0);
   EXPECT_EQ(Value(std::numeric_limits<std::int64_t>::min()).integer(),
             std::numeric_limits<std::int64_t>::min());
@@ -57,10 +57,10 @@ TEST(ValueTest, ComparesDeeplyAndNumbersByTheirValue) {
   EXPECT_NE(Value(9007199254740993), Value(9007199254740992));
   EXPECT_EQ(Value(cart), Value(cart));
   EXPECT_NE(Value(cart), Value(std::make_shared<Cart>()));
-  EXPECT_EQ(Value({{"a", Array{1, kDate}}, {"b", nullptr}}),
-            Value({{"b", nullptr}, {"a", Array{1.0, kDate}}}));
-  EXPECT_NE(Value({{"a", 1}}), Value({{"a", 1}, {"b", 1}}));
-  EXPECT_NE(Value({{"a", 1}}), Value({{"a", 2}}));
+  EXPECT_EQ((Value{{"a", Array{1, kDate}}, {"b", nullptr}}),
+            (Value{{"b", nullptr}, {"a", Array{1.0, kDate}}}));
+  EXPECT_NE((Value{{"a", 1}}), (Value{{"a", 1}, {"b", 1}}));
+  EXPECT_NE((Value{{"a", 1}}), (Value{{"a", 2}}));
   EXPECT_NE(Value(Array{1, 2}), Value(Array{2, 1}));
   EXPECT_NE(Value(Array{1, 2}), Value(Array{1}));
   EXPECT_NE(Value(Array()), Value(Dictionary()));
@@ -88,8 +88,8 @@ TEST(ValueTest, AMutableDictionaryKeepsItsOrder) {
   copy.remove("missing");
   copy.merge({{"e", 5}, {"c", 30}, {"e", 50}});
   EXPECT_EQ(keysOf(copy), (std::vector<std::string>{"a", "c", "d", "e"}));
-  EXPECT_EQ(Value(Dictionary(copy)), Value({{"a", 10}, {"c", 30}, {"d", nullptr}, {"e", 50}}));
-  EXPECT_EQ(Value(original), Value({{"a", 1}, {"b", 2}, {"c", 3}})) << "the original is shared, and stays";
+  EXPECT_EQ(Value(Dictionary(copy)), (Value{{"a", 10}, {"c", 30}, {"d", nullptr}, {"e", 50}}));
+  EXPECT_EQ(Value(original), (Value{{"a", 1}, {"b", 2}, {"c", 3}})) << "the original is shared, and stays";
 }
 
 TEST(ValueTest, NamesThePlatformsClasses) {
