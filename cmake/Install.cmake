@@ -30,7 +30,8 @@ install(
   INCLUDES DESTINATION ${kova_header_folder})
 
 # Headers that only their layer's own sources include; some of them need headers of other projects.
-set(kova_internal_headers HTTPTransfer MainQueueTimer SerialWorker Text ThreadQueue TransferThread UserDefaultsDatabase)
+set(kova_internal_headers CairoHandles HTTPTransfer MainQueueTimer SerialWorker Text TextLayout ThreadQueue
+                          TransferThread UserDefaultsDatabase)
 list(JOIN kova_internal_headers "|" kova_internal_headers)
 install(
   DIRECTORY ${PROJECT_SOURCE_DIR}/platform/

@@ -65,7 +65,12 @@ void MainRunLoop::removeTimer(NSTimer& timer) {
 
 RunLoopMode MainRunLoop::currentMode() const {
   MutexLock lock(mutex_);
-  return mode_;
+  return mode();
+}
+
+void MainRunLoop::setCurrentMode(RunLoopMode mode) {
+  MutexLock lock(mutex_);
+  tracking_ = mode == RunLoopMode::Tracking;
 }
 
 void MainRunLoop::wakeUp() {
@@ -76,14 +81,14 @@ void MainRunLoop::runUntilUptime(RunLoopMode mode, double limit) {
   RunLoopMode outerMode;
   {
     MutexLock lock(mutex_);
-    outerMode = std::exchange(mode_, mode == RunLoopMode::Common ? RunLoopMode::Default : mode);
+    outerMode = std::exchange(runMode_, mode == RunLoopMode::Common ? RunLoopMode::Default : mode);
   }
   do {
     runQueuedWork();
     runDueTimers();
   } while (waitForWork(limit));
   MutexLock lock(mutex_);
-  mode_ = outerMode;
+  runMode_ = outerMode;
 }
 
 // Work that was queued when the turn began. It is taken out piece by piece, so that a nested run goes on
@@ -147,9 +152,9 @@ bool MainRunLoop::waitForWork(double limit) {
 bool MainRunLoop::takeStop() { return std::exchange(stopRequested_, false); }
 
 std::optional<MainRunLoop::Timers::Key> MainRunLoop::nextTimer() const {
-  const RunLoopMode mode = mode_;
+  const RunLoopMode current = mode();
   return timers_.first(
-      [mode](const Entry& entry) { return entry.mode == mode || entry.mode == RunLoopMode::Common; });
+      [current](const Entry& entry) { return entry.mode == current || entry.mode == RunLoopMode::Common; });
 }
 
 }  // namespace platform

@@ -35,6 +35,7 @@ class MainRunLoop final : public RunLoop {
   void addTimer(std::shared_ptr<NSTimer> timer, RunLoopMode mode) override;
   void removeTimer(NSTimer& timer) override;
   RunLoopMode currentMode() const override;
+  void setCurrentMode(RunLoopMode mode) override;
 
  private:
   struct Entry {
@@ -49,6 +50,7 @@ class MainRunLoop final : public RunLoop {
   // False when the run is over.
   bool waitForWork(double limit);
   bool takeStop() REQUIRES(mutex_);
+  RunLoopMode mode() const REQUIRES(mutex_) { return tracking_ ? RunLoopMode::Tracking : runMode_; }
   std::optional<Timers::Key> nextTimer() const REQUIRES(mutex_);
   void wakeUp() REQUIRES(mutex_);
 
@@ -56,7 +58,8 @@ class MainRunLoop final : public RunLoop {
   Condition wake_;
   bool asleep_ GUARDED_BY(mutex_) = false;
   bool stopRequested_ GUARDED_BY(mutex_) = false;
-  RunLoopMode mode_ GUARDED_BY(mutex_) = RunLoopMode::Default;
+  RunLoopMode runMode_ GUARDED_BY(mutex_) = RunLoopMode::Default;  // what the innermost run asks for
+  bool tracking_ GUARDED_BY(mutex_) = false;                       // whatever the run asks for
   std::deque<Work> queued_ GUARDED_BY(mutex_);
   Timers timers_ GUARDED_BY(mutex_);
   std::unordered_map<const NSTimer*, Timers::Key> keys_ GUARDED_BY(mutex_);

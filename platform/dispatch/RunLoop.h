@@ -35,6 +35,11 @@ class RunLoop {
   // Default or Tracking. Main thread.
   virtual RunLoopMode currentMode() const = 0;
 
+  // For toolkits: a finger drags something (Tracking), or nothing is dragged any more (Default). In between
+  // the loop is in the tracking mode however it is run. Main thread. Does nothing unless a subclass, whose
+  // toolkit then does not keep the mode itself, says otherwise.
+  virtual void setCurrentMode(RunLoopMode /*mode*/) {}
+
   // Whether the caller is on the thread that this loop runs on: the first thread of the process unless a
   // subclass says otherwise. Any thread; called often, so it must be cheap.
   virtual bool isMainThread() const;

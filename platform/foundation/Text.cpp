@@ -30,6 +30,8 @@ CodePoint codePointAt(std::string_view text) {
   return {point, static_cast<std::size_t>(length)};
 }
 
+std::size_t unitsOf(const CodePoint& point) { return point.value < 0x10000 ? 1 : 2; }
+
 int hexadecimalDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -55,6 +57,34 @@ std::u16string utf16(std::string_view text) {
   return units;
 }
 
+std::size_t utf16Length(std::string_view text) {
+  std::size_t units = 0;
+  while (!text.empty()) {
+    const CodePoint point = codePointAt(text);
+    text.remove_prefix(point.length);
+    units += unitsOf(point);
+  }
+  return units;
+}
+
+std::string_view composedCharacterSequencesForPrefix(std::string_view text, std::size_t utf16Units) {
+  constexpr std::size_t kLongestCompletion = 1024;
+  std::size_t units = 0;
+  std::size_t end = 0;
+  utf8proc_int32_t state = 0;
+  utf8proc_int32_t before = 0;
+  while (end < text.size()) {
+    const CodePoint point = codePointAt(text.substr(end));
+    const bool startsSequence = end > 0 && utf8proc_grapheme_break_stateful(before, point.value, &state);
+    if (units >= utf16Units && (end == 0 || startsSequence)) break;
+    if (units >= utf16Units + kLongestCompletion) break;
+    before = point.value;
+    end += point.length;
+    units += unitsOf(point);
+  }
+  return text.substr(0, end);
+}
+
 std::string_view trimmingWhitespaceAndNewlines(std::string_view text) {
   while (!text.empty()) {
     const CodePoint point = codePointAt(text);
@@ -68,6 +98,19 @@ std::string_view trimmingWhitespaceAndNewlines(std::string_view text) {
     if (!isWhitespaceOrNewline(point.value)) end = i;
   }
   return text.substr(0, end);
+}
+
+std::string_view removingLastCharacter(std::string_view text) {
+  std::size_t start = 0;  // of the last character seen so far
+  utf8proc_int32_t state = 0;
+  std::optional<utf8proc_int32_t> previous;
+  for (std::size_t i = 0; i < text.size();) {
+    const CodePoint point = codePointAt(text.substr(i));
+    if (previous && utf8proc_grapheme_break_stateful(*previous, point.value, &state)) start = i;
+    previous = point.value;
+    i += point.length;
+  }
+  return text.substr(0, start);
 }
 
 std::optional<std::string> removingPercentEncoding(std::string_view text) {

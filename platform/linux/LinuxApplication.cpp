@@ -7,6 +7,7 @@
 #include "platform/foundation/NSBundle.h"
 #include "platform/linux/Routes.h"
 #include "platform/net/NetworkReachability.h"
+#include "platform/uikit/InstallUIKit.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIDevice.h"
 
@@ -23,6 +24,7 @@ std::string hostName() {
 
 void startLinuxApplication(const HostOptions& options, const Dictionary& bundleFacts) {
   installLinuxHost(options);
+  installUIKit();
 
   MutableDictionary facts{{"CFBundleName", options.applicationName}};
   facts.merge(bundleFacts);

@@ -6,6 +6,7 @@
 
 #include "platform/runtime/Class.h"
 #include "platform/runtime/ClassBuilder.h"
+#include "platform/runtime/Export.h"
 #include "platform/runtime/KeyValue.h"
 #include "platform/runtime/SEL.h"
 
@@ -41,7 +42,7 @@ struct NSObjectExtras;
 // Threads: an object belongs to the thread that its class names (the main thread for everything on screen);
 // the functions here take no locks. Those that only ask about the class may be called from any thread. Cost:
 // four words, and no allocation besides the object until it is observed or given an associated object.
-class NSObject : public std::enable_shared_from_this<NSObject> {
+class PLATFORM_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
  public:
   NSObject();
   virtual ~NSObject();

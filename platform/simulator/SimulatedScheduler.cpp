@@ -310,6 +310,7 @@ class SimulatedScheduler::MainLoop final : public RunLoop {
   }
 
   RunLoopMode currentMode() const override { return core_->mode(); }
+  void setCurrentMode(RunLoopMode mode) override { core_->setMode(mode); }
   bool isMainThread() const override { return core_->isRunning(kMainLoop); }
 
  private:

@@ -1,7 +1,5 @@
 #include "platform/uikit/UIApplication.h"
 
-#include "platform/foundation/NSNotificationCenter.h"
-
 namespace platform {
 
 namespace {
@@ -13,24 +11,20 @@ std::shared_ptr<UIApplication>& shared() {
 
 }  // namespace
 
+void UIApplication::describe(ClassBuilder<UIApplication>& c) {
+  c.method(sendEventMethod).method(sendActionMethod).method(motionEndedMethod).method(performSnapshotsMethod);
+}
+
 const std::shared_ptr<UIApplication>& UIApplication::sharedApplication() { return shared(); }
 
 void UIApplication::setSharedApplication(std::shared_ptr<UIApplication> application) {
   shared() = std::move(application);
 }
 
-void UIApplication::enterBackground() {
-  if (state_ == UIApplicationState::Background) return;
-  state_ = UIApplicationState::Background;
-  NSNotificationCenter::defaultCenter().post(UIApplicationDidEnterBackgroundNotification, shared_from_this());
-}
+void UIApplication::addWindow(const std::shared_ptr<UIWindow>& window) { windows_.add(window); }
 
-void UIApplication::enterForeground() {
-  if (state_ == UIApplicationState::Background) {
-    NSNotificationCenter::defaultCenter().post(UIApplicationWillEnterForegroundNotification,
-                                               shared_from_this());
-  }
-  state_ = UIApplicationState::Active;
-}
+void UIApplication::removeWindow(const UIWindow& window) { windows_.remove(window); }
+
+std::shared_ptr<UIWindow> UIApplication::keyWindow() const { return keyWindow_.lock(); }
 
 }  // namespace platform

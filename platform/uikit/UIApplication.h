@@ -1,11 +1,19 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string_view>
+#include <vector>
 
-#include "platform/runtime/NSObject.h"
+#include "platform/runtime/Method.h"
+#include "platform/uikit/UIEvent.h"
+#include "platform/uikit/UIResponder.h"
+#include "platform/uikit/WindowList.h"
 
 namespace platform {
+
+class UIScene;
+class UIWindow;
 
 enum class UIApplicationState { Active = 0, Inactive = 1, Background = 2 };
 
@@ -14,26 +22,87 @@ inline constexpr std::string_view UIApplicationDidEnterBackgroundNotification =
     "UIApplicationDidEnterBackgroundNotification";
 inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
     "UIApplicationWillEnterForegroundNotification";
+inline constexpr std::string_view UIApplicationDidBecomeActiveNotification =
+    "UIApplicationDidBecomeActiveNotification";
+inline constexpr std::string_view UIApplicationWillResignActiveNotification =
+    "UIApplicationWillResignActiveNotification";
 
-// The running app. A host makes one and shares it; one without a user interface need not. Main thread only.
-class UIApplication : public NSObject {
-  NS_OBJECT(UIApplication, NSObject)
+// The running app: its windows and scenes, and what every event and action passes through. A host makes one
+// and shares it; one without a user interface need not. Main thread only.
+class PLATFORM_EXPORT UIApplication : public UIResponder {
+  NS_OBJECT(UIApplication, UIResponder)
 
  public:
+  using SnapshotAction = std::function<void()>;
+  using Completion = std::function<void()>;
+
+  // What others may replace.
+  static Method<void(UIApplication&, UIEvent& event)> sendEventMethod;
+  static Method<bool(UIApplication&, SEL action, NSObject* target, NSObject* sender, UIEvent* event)>
+      sendActionMethod;
+  static Method<void(UIApplication&, UIEventSubtype motion, UIEvent* event)> motionEndedMethod;
+  static Method<bool(UIApplication&, const SnapshotAction& action, UIScene* scene,
+                     const Completion& completion)>
+      performSnapshotsMethod;
+
+  static void describe(ClassBuilder<UIApplication>& c);
+
   // Null until a host shares its application.
   static const std::shared_ptr<UIApplication>& sharedApplication();
   static void setSharedApplication(std::shared_ptr<UIApplication> application);
 
   // Active unless the host or its toolkit says otherwise.
   virtual UIApplicationState applicationState() const { return state_; }
+  // Every window of every scene, or, without scenes, those of the application; in the order of their coming.
+  virtual std::vector<std::shared_ptr<UIWindow>> windows() const;
+  // Null when no window is key.
+  virtual std::shared_ptr<UIWindow> keyWindow() const;
+  // In the order of connection. None on systems before 13.
+  virtual std::vector<std::shared_ptr<UIScene>> connectedScenes() const;
 
-  // The host's or a toolkit's calls: change the state and post the notification of the change.
+  // "sendEvent:". Every touch passes here first; hands it to the windows it is in.
+  virtual void sendEvent(UIEvent& event);
+  // "sendAction:to:from:forEvent:". Calls the action of the target or, when that is null, of the first
+  // responder in the chain of the sender (of the first responder, for a sender that is none) that has such an
+  // action. Answers whether one was called. What the action throws passes through.
+  virtual bool sendAction(SEL action, NSObject* target, NSObject* sender, UIEvent* event);
+  // "motionEnded:withEvent:". The end of the chain that a shake runs along.
+  void motionEnded(UIEventSubtype motion, UIEvent* event) override;
+  // "_performSnapshotsWithAction:forScene:completion:". Takes the picture of a scene for the app switcher:
+  // runs `action`, which may arrange the windows for it, draws, and calls `completion`. Answers whether there
+  // is a picture.
+  virtual bool performSnapshotsWithAction(const SnapshotAction& action, UIScene* scene,
+                                          const Completion& completion);
+
+  // The screen stays on while true. No unless set.
+  bool isIdleTimerDisabled() const { return idleTimerDisabled_; }
+  void setIdleTimerDisabled(bool disabled) { idleTimerDisabled_ = disabled; }
+
+  // The host's or a toolkit's calls.
+  // A system before 13 connects none: answers false and does nothing.
+  bool connectScene(std::shared_ptr<UIScene> scene);
+  void disconnectScene(UIScene& scene);
+  // The device was shaken: along the responder chain from the first responder, or the key window.
+  void shake();
+  // Change the state, with that of every connected scene, and post the notifications of the change: scenes
+  // before the application.
   void enterBackground();
   void enterForeground();
-  void becomeInactive() { state_ = UIApplicationState::Inactive; }
+  void becomeInactive();
+  // The windows' own calls.
+  void addWindow(const std::shared_ptr<UIWindow>& window);
+  void removeWindow(const UIWindow& window);
+  void setKeyWindow(const std::shared_ptr<UIWindow>& window) { keyWindow_ = window; }
 
  private:
+  void leaveBackground();
+  void takeSnapshots();
+
   UIApplicationState state_ = UIApplicationState::Active;
+  WindowList windows_;  // those without a scene
+  std::vector<std::shared_ptr<UIScene>> scenes_;
+  std::weak_ptr<UIWindow> keyWindow_;
+  bool idleTimerDisabled_ = false;
 };
 
 }  // namespace platform

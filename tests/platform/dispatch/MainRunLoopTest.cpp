@@ -140,6 +140,24 @@ TEST_F(MainRunLoopTest, TheMainQueueRunsOnTheLoopAndTimesByIt) {
   EXPECT_THAT(ran, ElementsAre(1, 2));
 }
 
+TEST_F(MainRunLoopTest, AToolkitKeepsTheLoopTrackingHoweverItIsRun) {
+  bool defaultFired = false;
+  bool commonFired = false;
+  mainLoop.addTimer(NSTimer::create(0.001, [&] { defaultFired = true; }), RunLoopMode::Default);
+  const auto letGo = [&] {
+    commonFired = true;
+    EXPECT_FALSE(defaultFired);
+    EXPECT_EQ(mainLoop.currentMode(), RunLoopMode::Tracking);
+    mainLoop.setCurrentMode(RunLoopMode::Default);
+  };
+  mainLoop.addTimer(NSTimer::create(0.02, letGo), RunLoopMode::Common);
+  mainLoop.setCurrentMode(RunLoopMode::Tracking);
+  for (int turns = 0; !defaultFired && turns < 1000; ++turns) mainLoop.runFor(0.02);
+  EXPECT_TRUE(commonFired);
+  EXPECT_TRUE(defaultFired);
+  EXPECT_EQ(mainLoop.currentMode(), RunLoopMode::Default);
+}
+
 // Another toolkit's event loop, on a thread of its own.
 class ForeignLoop : public RunLoop {
  public:

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <limits>
+
+#include "platform/uikit/UIGestureRecognizer.h"
+
+namespace platform {
+
+// Fingers that move: Began once their middle is 10 points from where they came down, Changed with each
+// movement, Ended when too few of them are left. A finger that joins or leaves in between moves nothing.
+class PLATFORM_EXPORT UIPanGestureRecognizer : public UIGestureRecognizer {
+  NS_OBJECT(UIPanGestureRecognizer, UIGestureRecognizer)
+
+ public:
+  // Fingers. 1 unless set.
+  int minimumNumberOfTouches() const { return minimumTouches_; }
+  void setMinimumNumberOfTouches(int touches) { minimumTouches_ = touches; }
+  // Any unless set. One more makes it fail, and is left aside once it has begun.
+  int maximumNumberOfTouches() const { return maximumTouches_; }
+  void setMaximumNumberOfTouches(int touches) { maximumTouches_ = touches; }
+
+  // From where the fingers came down, or since the translation was set. Points are as long in every view.
+  CGPoint translationInView(const UIView* view) const;
+  void setTranslation(CGPoint translation, const UIView* view);
+  // Points a second of the latest movement; zero after a rest.
+  CGPoint velocityInView(const UIView* view) const;
+
+  void touchesBegan(const Touches& touches, UIEvent* event) override;
+  void touchesMoved(const Touches& touches, UIEvent* event) override;
+  void touchesEnded(const Touches& touches, UIEvent* event) override;
+  void touchesCancelled(const Touches& touches, UIEvent* event) override;
+  void reset() override;
+
+ private:
+  CGPoint middleOfFingers() const;
+  double latestTimestamp() const;
+  void followNewFingers();
+  void move();
+
+  int minimumTouches_ = 1;
+  int maximumTouches_ = std::numeric_limits<int>::max();
+  CGPoint translation_;
+  CGPoint velocity_;
+  CGPoint middle_;      // at the latest change, in the window
+  double movedAt_ = 0;  // uptime
+};
+
+}  // namespace platform

@@ -1,0 +1,43 @@
+#include "platform/uikit/UIScene.h"
+
+#include "platform/foundation/NSNotificationCenter.h"
+#include "platform/uikit/UIApplication.h"
+
+namespace platform {
+
+UIResponder* UIScene::nextResponder() const { return UIApplication::sharedApplication().get(); }
+
+void UIScene::enterForeground() {
+  if (state_ != UISceneActivationState::Unattached && state_ != UISceneActivationState::Background) return;
+  post(UISceneWillEnterForegroundNotification);
+  state_ = UISceneActivationState::ForegroundInactive;
+}
+
+void UIScene::activate() {
+  enterForeground();
+  if (state_ == UISceneActivationState::ForegroundActive) return;
+  state_ = UISceneActivationState::ForegroundActive;
+  post(UISceneDidActivateNotification);
+}
+
+void UIScene::deactivate() {
+  if (state_ != UISceneActivationState::ForegroundActive) return;
+  post(UISceneWillDeactivateNotification);
+  state_ = UISceneActivationState::ForegroundInactive;
+}
+
+void UIScene::enterBackground() {
+  if (state_ == UISceneActivationState::Background) return;
+  const bool wasInForeground = state_ != UISceneActivationState::Unattached;
+  deactivate();
+  state_ = UISceneActivationState::Background;
+  if (wasInForeground) post(UISceneDidEnterBackgroundNotification);
+}
+
+void UIScene::disconnect() { state_ = UISceneActivationState::Unattached; }
+
+void UIScene::post(std::string_view name) {
+  NSNotificationCenter::defaultCenter().post(name, shared_from_this());
+}
+
+}  // namespace platform

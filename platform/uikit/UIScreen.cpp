@@ -1,0 +1,10 @@
+#include "platform/uikit/UIScreen.h"
+
+namespace platform {
+
+UIScreen& UIScreen::mainScreen() {
+  static UIScreen& screen = *new UIScreen;
+  return screen;
+}
+
+}  // namespace platform

@@ -1,0 +1,112 @@
+#include "platform/uikit/UIWindow.h"
+
+#include <utility>
+
+#include "platform/foundation/NSNotificationCenter.h"
+#include "platform/foundation/NSProcessInfo.h"
+#include "platform/uikit/UIApplication.h"
+#include "platform/uikit/UIScreen.h"
+#include "platform/uikit/UIWindowScene.h"
+
+namespace platform {
+
+std::shared_ptr<UIWindow> UIWindow::create() { return create(UIScreen::mainScreen().bounds()); }
+
+std::shared_ptr<UIWindow> UIWindow::create(CGRect frame) {
+  auto window = std::make_shared<UIWindow>(frame);
+  window->join(nullptr);
+  return window;
+}
+
+std::shared_ptr<UIWindow> UIWindow::create(const std::shared_ptr<UIWindowScene>& scene) {
+  const CGSize size = scene ? scene->frame().size : UIScreen::mainScreen().bounds().size;
+  auto window = std::make_shared<UIWindow>(CGRect{{}, size});
+  window->join(scene);
+  return window;
+}
+
+UIWindow::UIWindow(CGRect frame) : UIView(frame) { UIView::setHidden(true); }
+
+UIWindow::~UIWindow() {
+  const auto responder = std::dynamic_pointer_cast<UIView>(firstResponder());
+  if (responder && responder->isDescendantOfView(*this)) clearFirstResponder();
+}
+
+void UIWindow::join(const std::shared_ptr<UIWindowScene>& scene) {
+  const auto self = std::static_pointer_cast<UIWindow>(shared_from_this());
+  leaveList();
+  if (scene && NSProcessInfo::processInfo().isOperatingSystemAtLeast(13)) {
+    scene_ = scene;
+    scene->addWindow(self);
+  } else if (const auto& application = UIApplication::sharedApplication()) {
+    application->addWindow(self);
+  }
+}
+
+void UIWindow::leaveList() {
+  if (const auto scene = scene_.lock()) scene->removeWindow(*this);
+  if (const auto& application = UIApplication::sharedApplication()) application->removeWindow(*this);
+  scene_.reset();
+}
+
+std::shared_ptr<UIWindowScene> UIWindow::windowScene() const { return scene_.lock(); }
+
+void UIWindow::setWindowScene(const std::shared_ptr<UIWindowScene>& scene) {
+  if (scene != scene_.lock()) join(scene);
+}
+
+UIResponder* UIWindow::nextResponder() const {
+  if (const auto scene = windowScene()) return scene.get();
+  return UIApplication::sharedApplication().get();
+}
+
+bool UIWindow::isKeyWindow() const {
+  const auto& application = UIApplication::sharedApplication();
+  return application && application->keyWindow().get() == this;
+}
+
+void UIWindow::makeKeyAndVisible() {
+  makeKeyWindow();
+  setHidden(false);
+}
+
+void UIWindow::makeKeyWindow() {
+  const auto application = UIApplication::sharedApplication();
+  if (!application || isKeyWindow()) return;
+  const auto previous = application->keyWindow();
+  previousKeyWindow_ = previous;
+  application->setKeyWindow(std::static_pointer_cast<UIWindow>(shared_from_this()));
+  if (previous) previous->post(UIWindowDidResignKeyNotification);
+  post(UIWindowDidBecomeKeyNotification);
+}
+
+void UIWindow::resignKeyWindow() {
+  const auto application = UIApplication::sharedApplication();
+  if (!application || !isKeyWindow()) return;
+  auto next = previousKeyWindow_.lock();
+  if (next && next->isHidden()) next = nullptr;
+  application->setKeyWindow(next);
+  post(UIWindowDidResignKeyNotification);
+  if (next) next->post(UIWindowDidBecomeKeyNotification);
+}
+
+CGPoint UIWindow::convertPointToScreen(CGPoint point) const {
+  const auto scene = windowScene();
+  const CGPoint scenePlace = scene ? scene->frame().origin : CGPoint{};
+  const CGPoint place = frame().origin;
+  const CGPoint scrolled = bounds().origin;
+  return {point.x + place.x + scenePlace.x - scrolled.x, point.y + place.y + scenePlace.y - scrolled.y};
+}
+
+CGPoint UIWindow::convertPointFromScreen(CGPoint point) const {
+  const CGPoint origin = convertPointToScreen({});
+  return {point.x - origin.x, point.y - origin.y};
+}
+
+bool UIWindow::takeNeedsDisplay() { return std::exchange(needsDisplay_, false); }
+
+void UIWindow::post(std::string_view name) {
+  NSNotificationCenter::defaultCenter().post(name, shared_from_this());
+}
+
+}  // namespace platform

@@ -1,0 +1,158 @@
+#include "platform/uikit/UIView.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <vector>
+
+#include "platform/graphics/BitmapContext.h"
+#include "platform/uikit/UIViewController.h"
+#include "platform/uikit/UIWindow.h"
+
+using namespace platform;
+
+namespace {
+
+std::shared_ptr<UIView> box(CGRect frame, std::optional<UIColor> color = std::nullopt) {
+  auto view = std::make_shared<UIView>(frame);
+  view->setBackgroundColor(color);
+  return view;
+}
+
+// Notes the windows that it comes to; draws a blue corner.
+class CornerView : public UIView {
+  NS_OBJECT(CornerView, UIView)
+
+ public:
+  using UIView::UIView;
+  std::vector<UIWindow*> windows;
+  void didMoveToWindow() override { windows.push_back(window()); }
+  void drawRect(CGRect, BitmapContext& context) override {
+    context.fillRect(CGRectMake(-5, -5, 10, 10), UIColor::systemBlue());
+  }
+};
+
+}  // namespace
+
+TEST(UIViewTest, OnlyWhatIsVisibleAndTakesTouchesIsHitFrontToBack) {
+  const auto root = box(CGRectMake(100, 100, 200, 200));
+  const auto back = box(CGRectMake(0, 0, 100, 100));
+  const auto front = box(CGRectMake(50, 50, 100, 100));
+  root->addSubview(back);
+  root->addSubview(front);
+  EXPECT_EQ(root->hitTest({60, 60}, nullptr), front.get());
+  root->bringSubviewToFront(*back);
+  EXPECT_EQ(root->hitTest({60, 60}, nullptr), back.get());
+  back->setHidden(true);
+  EXPECT_EQ(root->hitTest({60, 60}, nullptr), front.get());
+  front->setAlpha(0.009);
+  EXPECT_EQ(root->hitTest({60, 60}, nullptr), root.get());
+  front->setAlpha(0.01);
+  root->setBoundsOrigin({0, 40});
+  EXPECT_EQ(root->hitTest({60, 45}, nullptr), root.get());
+  EXPECT_EQ(root->hitTest({60, 60}, nullptr), front.get());
+  EXPECT_EQ(root->hitTest({60, 20}, nullptr), nullptr);
+  EXPECT_EQ(front->convertPointToView({1, 1}, root.get()), (CGPoint{51, 51}));
+  EXPECT_EQ(front->convertPointToView({1, 1}, back.get()), (CGPoint{51, 51}));
+  EXPECT_EQ(root->convertRectFromView(CGRectMake(1, 1, 2, 2), front.get()), CGRectMake(51, 51, 2, 2));
+  front->setUserInteractionEnabled(false);
+  EXPECT_EQ(root->hitTest({60, 60}, nullptr), root.get());
+}
+
+TEST(UIViewTest, AViewIsInOnePlaceAndHearsOfItsWindow) {
+  auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
+  const auto a = box({});
+  const auto b = box({});
+  const auto view = std::make_shared<CornerView>();
+  a->addSubview(view);
+  EXPECT_TRUE(view->windows.empty());
+  window->addSubview(a);
+  window->addSubview(b);
+  b->insertSubview(view, 99);
+  EXPECT_TRUE(a->subviews().empty());
+  EXPECT_THROW(view->addSubview(b), std::invalid_argument);
+  EXPECT_THROW(b->addSubview(b), std::invalid_argument);
+  b->removeFromSuperview();
+  EXPECT_EQ(view->windows, (std::vector<UIWindow*>{window.get(), nullptr}));
+  window.reset();
+  EXPECT_EQ(a->superview(), nullptr);
+  EXPECT_EQ(a->window(), nullptr);
+}
+
+TEST(UIViewTest, AViewOutlivesItsController) {
+  const auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
+  auto controller = std::make_shared<UIViewController>();
+  const auto view = controller->view();
+  window->setRootViewController(controller);
+  window->setHidden(false);
+  EXPECT_EQ(view->superview(), window.get());
+  EXPECT_EQ(view->frame(), window->bounds());
+  EXPECT_TRUE(controller->isViewAppeared());
+  window->setFrame(CGRectMake(0, 0, 60, 60));
+  window->layoutIfNeeded();
+  EXPECT_EQ(view->frame(), window->bounds());
+  window->setRootViewController(nullptr);
+  EXPECT_FALSE(controller->isViewAppeared());
+  controller.reset();
+  window->addSubview(view);
+  EXPECT_EQ(view->nextResponder(), window.get());
+}
+
+TEST(UIViewTest, ATreeOfAThousandLevelsIsHitDrawnAndReleased) {
+  constexpr double kSide = 10;
+  const auto root = box(CGRectMake(0, 0, kSide, kSide));
+  UIView* innermost = root.get();
+  for (int level = 0; level < 1000; ++level) {
+    auto next = box(CGRectMake(0, 0, kSide, kSide));
+    next->setClipsToBounds(level % 2 == 0);
+    innermost->addSubview(next);
+    innermost = next.get();
+  }
+  innermost->setBackgroundColor(UIColor::systemGreen());
+  EXPECT_EQ(root->hitTest({5, 5}, nullptr), innermost);
+  innermost->touchesBegan({}, nullptr);
+  root->layoutIfNeeded();
+  BitmapContext context({kSide, kSide}, 1);
+  root->renderInContext(context);
+  EXPECT_EQ(context.makeImage()->colorAtPixel(5, 5), UIColor::systemGreen());
+}
+
+TEST(UIViewTest, DrawsBackgroundContentsSubviewsAndBorderWithinWhatClips) {
+  const auto root = box(CGRectMake(7, 7, 100, 100), UIColor::white());
+  const auto clipping = box(CGRectMake(10, 10, 40, 40), UIColor::systemYellow());
+  clipping->setClipsToBounds(true);
+  clipping->setCornerRadius(10);
+  clipping->setBorder(2, UIColor::black());
+  clipping->setBoundsOrigin({0, 20});
+  clipping->addSubview(box(CGRectMake(20, 40, 60, 60), UIColor::systemRed()));
+  root->addSubview(clipping);
+  const auto faint = box(CGRectMake(60, 10, 30, 30), UIColor::black());
+  faint->setAlpha(0.5);
+  faint->addSubview(box(CGRectMake(0, 0, 10, 10), UIColor::black()));
+  root->addSubview(faint);
+  const auto hidden = box(CGRectMake(0, 0, 100, 100), UIColor::black());
+  hidden->setHidden(true);
+  root->addSubview(hidden);
+  const auto corner = std::make_shared<CornerView>(CGRectMake(60, 60, 30, 30));
+  corner->setBackgroundColor(UIColor::lightGray());
+  root->addSubview(corner);
+
+  BitmapContext context({220, 100}, 1);
+  root->renderInContext(context);
+  EXPECT_TRUE(root->drawViewHierarchyInRect(CGRectMake(110, 0, 50, 50), true, context));
+  const auto image = context.makeImage();
+  EXPECT_EQ(image->colorAtPixel(0, 0), UIColor::white());
+  EXPECT_EQ(image->colorAtPixel(10, 10), UIColor::white());         // outside of the rounded corner
+  EXPECT_EQ(image->colorAtPixel(11, 30), UIColor::black());         // border
+  EXPECT_EQ(image->colorAtPixel(20, 20), UIColor::systemYellow());  // background
+  EXPECT_EQ(image->colorAtPixel(40, 40), UIColor::systemRed());     // scrolled subview
+  EXPECT_EQ(image->colorAtPixel(49, 35), UIColor::black());         // border above it
+  EXPECT_EQ(image->colorAtPixel(52, 35), UIColor::white());         // clipped
+  // One layer: what is inside of the faint view does not show through itself.
+  EXPECT_NEAR(image->colorAtPixel(65, 15).red, 0.5, 0.01);
+  EXPECT_EQ(image->colorAtPixel(65, 15), image->colorAtPixel(85, 35));
+  EXPECT_EQ(image->colorAtPixel(62, 62), UIColor::systemBlue());
+  EXPECT_EQ(image->colorAtPixel(58, 58), UIColor::white());               // own contents end at the bounds
+  EXPECT_EQ(image->colorAtPixel(110 + 10, 10), UIColor::systemYellow());  // at half the size
+  EXPECT_EQ(image->colorAtPixel(170, 10).alpha, 0);
+}
