@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kova/KovaConstants.h>
+#include <Kova/KovaIgnore.h>
 #include <Kova/KovaOptions.h>
 
 #include <memory>

@@ -1,9 +1,12 @@
 // Custom events, and events forwarded by frameworks that wrap the library.
 
+#include "platform/uikit/UIWindow.h"
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaTracker.h"
 #include "src/events/KovaUtil.h"
+#include "src/pageviews/UIResponder+ActivePageview.h"
+#include "src/pageviews/UIWindow+KOVA.h"
 
 using namespace platform;
 
@@ -18,6 +21,12 @@ const Value& customPropertiesKey() {
 const Value& sourcePropertiesKey() {
   static const Value& key = *new Value("sourceProperties");
   return key;
+}
+
+// Of the screen that the user has before him; nothing where that has none in this session.
+std::optional<Dictionary> pageviewInfoOfActiveScreen(const std::string& sessionId) {
+  const auto window = KOVA_firstActiveKeyWindow();
+  return window ? KOVA_scopedPageviewInfoWithCurrentSessionId(*window, sessionId) : std::nullopt;
 }
 
 }  // namespace
@@ -91,12 +100,16 @@ void KovaTracker::trackCustomEventWithKind(std::string_view kind, EventVisualize
       [kind, fromSelector, build = std::move(eventDictionaryBuilder)](KovaTracker& tracker) mutable {
         static const SEL appVisibilityStateSelector("appVisibilityState");
         const int appVisibilityState = KovaUtil::appVisibilityState(appVisibilityStateSelector);
+        auto pageviewInfo = tracker.isViewControllerAutocaptureDisabled()
+                                ? std::nullopt
+                                : pageviewInfoOfActiveScreen(tracker.sessionId());
         if (appVisibilityState == kAppVisibilityStateForeground) tracker.extendSession();
         tracker.performSafelyOnMutationQueueWithBlock(
-            [kind, appVisibilityState, build = std::move(build)](KovaTracker& self) mutable {
+            [kind, appVisibilityState, pageviewInfo = std::move(pageviewInfo),
+             build = std::move(build)](KovaTracker& self) mutable {
               if (!self.queueManager_->canEnqueueMessage()) return;
               self.queueManager_->enqueueMessage(self.messageBuilder_->mutableMessageWithEventDictionary(
-                  build(self), kind, appVisibilityState, std::nullopt));
+                  build(self), kind, appVisibilityState, pageviewInfo));
               // The session may have been reset since the host's call, and its pageview with it; without
               // another one this event, and all behind it, would wait for the next event.
               self.injectPageviewsIfNeeded();

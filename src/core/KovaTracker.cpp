@@ -9,9 +9,11 @@
 #include "platform/foundation/NSProcessInfo.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIDevice.h"
+#include "platform/uikit/UIWindowScene.h"
 #include "src/core/KovaLogger.h"
 #include "src/identity/KILifecycle.h"
 #include "src/identity/KILifecycleEvent.h"
+#include "src/pageviews/UIWindowScene+KOVA.h"
 #include "src/storage/KovaSharedURLSession.h"
 #include "src/telemetry/KITelemetry.h"
 
@@ -23,6 +25,8 @@ constexpr double kSessionExpirationInterval = 300.0;  // seconds
 // A store is reset when it holds this much, more URLs than are ever queued.
 constexpr std::size_t kPurgedUrlLimit = 300;
 constexpr KovaQueueManager::Limits kQueueLimits{200, 300, 200};
+constexpr double kCacheDurationAfterTouchCompletion = 0.25;  // seconds
+constexpr double kMaximumTouchCacheDuration = 10.0;          // seconds
 constexpr int kFirstSystemWithPairing = 13;
 constexpr std::uint64_t kSupportedLinkSchema = 1;
 
@@ -77,6 +81,8 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
   identityManager_ = std::make_unique<KIIdentityManager>(persistentStore_);
   sessionManager_ = std::make_unique<KISessionManager>(identityManager_->isFreshStart());
   queueManager_ = KovaQueueManager::forStore(persistentStore_, kQueueLimits);
+  touchEventCache_ =
+      std::make_shared<KITouchEventCache>(kCacheDurationAfterTouchCompletion, kMaximumTouchCacheDuration);
   requestBuilder_ = std::make_unique<const KovaRequestBuilder>(appId_, *appProperties_, *sessionManager_,
                                                                *identityManager_);
   messageBuilder_ = std::make_unique<const KovaMessageBuilder>(appId_, *appProperties_, *sessionManager_,
@@ -89,8 +95,6 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
 }
 
 KovaTracker::~KovaTracker() = default;
-
-void KovaTracker::instrumentAutocaptureWithOptions(const KovaOptions&) {}
 
 void KovaTracker::start() {
   static const SEL selector("start");
@@ -152,6 +156,10 @@ void KovaTracker::bindApplicationEventListeners() {
                        [](const NSNotification&) { appDidEnterBackground(); });
     center.addObserver(UIApplicationWillEnterForegroundNotification,
                        [](const NSNotification&) { appWillEnterForeground(); });
+    if (!KOVA_systemHasScenes()) return;
+    center.addObserver(UISceneWillEnterForegroundNotification, [](const NSNotification& notification) {
+      sceneWillEnterForeground(notification.object);
+    });
   });
 }
 
@@ -173,6 +181,15 @@ void KovaTracker::appWillEnterForeground() {
     if (!tracker) return;
     tracker->storeEnqueuedMessages(selector);
     tracker->recordAdditionalPageviewFromForegroundingApp();
+  });
+}
+
+void KovaTracker::sceneWillEnterForeground(const std::shared_ptr<NSObject>& scene) {
+  static const SEL selector("sceneWillEnterForeground:");
+  kova::guarded({classObject(), selector}, [&scene] {
+    const auto tracker = sharedTracker();
+    if (!tracker) return;
+    tracker->recordAdditionalPageviewFromForegroundingScene(std::dynamic_pointer_cast<UIWindowScene>(scene));
   });
 }
 

@@ -3,6 +3,7 @@
 #include <Kova/KovaOptions.h>
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -13,6 +14,9 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
+#include "src/autocapture/KICaptureContext.h"
+#include "src/autocapture/KITouchEvent.h"
+#include "src/autocapture/KITouchEventCache.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/events/KovaAppProperties.h"
 #include "src/events/KovaMessageBuilder.h"
@@ -23,6 +27,12 @@
 #include "src/storage/KovaQueueManager.h"
 #include "src/storage/KovaUploader.h"
 #include "src/visualizer/KovaOpenURLParser.h"
+
+namespace platform {
+class UIGestureRecognizer;
+class UIWindow;
+class UIWindowScene;
+}  // namespace platform
 
 // The central object of the library. It owns every other component, runs the start-up, keeps the session
 // alive and is the way onto the mutation queue and the main queue for all of them.
@@ -35,7 +45,7 @@
 // called from any thread: they convert their input there and hand over.
 //
 // Its implementation lies in several files, each in the folder of its subsystem.
-class KovaTracker : public platform::NSObject {
+class KovaTracker : public platform::NSObject, public KICaptureContext {
   NS_OBJECT(KovaTracker, NSObject)
 
  public:
@@ -53,8 +63,8 @@ class KovaTracker : public platform::NSObject {
   // If the environment id is not valid, `message` receives what is wrong with it.
   static bool isValidAppId(std::string_view appId, std::string& message);
 
-  // Installs the method replacements that the options ask for. This version captures nothing by itself yet,
-  // so that there are none to install.
+  // Installs the method replacements that the options ask for, on the main thread. What is installed stays
+  // for the life of the process.
   static void instrumentAutocaptureWithOptions(const KovaOptions& options);
 
   void start();
@@ -70,8 +80,45 @@ class KovaTracker : public platform::NSObject {
   std::string userId() const { return identityManager_->userId(); }
   // As it is kept, URL-encoded.
   std::optional<std::string> identity() const { return identityManager_->urlEncodedIdentity(); }
-  std::string sessionId() const { return sessionManager_->sessionId(); }
+  std::string sessionId() const override { return sessionManager_->sessionId(); }
+
+  // What the options say now.
+  bool isTouchAutocaptureDisabled() const { return options_->disableTouchAutocapture(); }
   bool isViewControllerAutocaptureDisabled() const { return options_->disableViewControllerAutocapture(); }
+  bool isBackgroundAutocaptureDisabled() const { return options_->disableAutocaptureWhenBackgrounded(); }
+  bool isTitleCaptureDisabled() const { return options_->disableTitleCapture(); }
+  bool isTextCaptureDisabled() const override { return options_->disableTextCapture(); }
+  bool isAccessibilityLabelCaptureDisabled() const override {
+    return options_->disableAccessibilityLabelCapture();
+  }
+  bool isIvarCaptureDisabled() const override { return options_->disableIvarCapture(); }
+  std::int64_t hierarchyCaptureLimit() const override { return options_->hierarchyCaptureLimit(); }
+  bool enableAccessibilityPrefetching() const override { return options_->enableAccessibilityPrefetching(); }
+
+  // What the enrichment delegate answers; nothing without a delegate.
+  std::optional<platform::Dictionary> overriddenTouchEventPropertiesForEventType(
+      std::string_view eventType, platform::UIView* view, platform::UITouch* touch,
+      platform::UIControl* control) const override;
+  std::optional<platform::Dictionary> overriddenAncestryNodePropertiesForResponder(
+      platform::UIResponder* responder) const override;
+  std::optional<platform::Dictionary> overriddenPageviewPropertiesForViewController(
+      platform::UIViewController* controller) const;
+
+  // Touches, gestures and field edits. Main thread.
+  void recordAutocapturedEventWithType(const platform::String& type, std::shared_ptr<platform::UIView> view,
+                                       std::shared_ptr<platform::UITouch> touch,
+                                       const std::optional<platform::String>& selector,
+                                       KITouchEvent::ViewAncestry viewAncestry);
+  void recordAutocapturedGestureRecognizer(const platform::UIGestureRecognizer& recognizer);
+  // An action was sent: gives its name, and what the sender is known by, to the touch that waits for it. The
+  // touch and the sender may be null.
+  void enrichAutocapturedEventForTouch(std::shared_ptr<platform::UITouch> touch,
+                                       const std::optional<platform::String>& selectorString,
+                                       std::shared_ptr<platform::NSObject> sender);
+  // Queues an event that is complete.
+  void consumeTouchEvent(std::shared_ptr<KITouchEvent> event);
+  // Queues every touch that still waits.
+  void consumeAllLiveTouches();
 
   // Custom and framework events. Properties that are not given are nullopt; anything but a dictionary is
   // discarded.
@@ -97,6 +144,9 @@ class KovaTracker : public platform::NSObject {
 
   // Pageviews. Without one, no event leaves the device.
   void injectPageviewsIfNeeded();
+  // A screen has appeared. Main thread.
+  void recordAutocapturedPageviewWithViewController(
+      const std::shared_ptr<platform::UIViewController>& controller);
 
   void logDebugTrackingDisabled(std::string_view label) const;
 
@@ -128,6 +178,7 @@ class KovaTracker : public platform::NSObject {
   static void bindApplicationEventListeners();
   static void appDidEnterBackground();
   static void appWillEnterForeground();
+  static void sceneWillEnterForeground(const std::shared_ptr<platform::NSObject>& scene);
   void storeEnqueuedMessages(platform::SEL fromSelector);
   void setUpTelemetry() const;
   void enqueueLifecycleEvent();
@@ -147,10 +198,17 @@ class KovaTracker : public platform::NSObject {
   void enqueuePageview(const platform::Dictionary& pageviewInfo);
   static platform::Dictionary applyTimestampAndIdToPageviewInfo(const platform::Dictionary& pageviewInfo);
   void injectSyntheticPageviewIfNeeded();
+  platform::Dictionary pageviewInfoForViewController(platform::UIViewController& controller) const;
+  static bool isSceneBasedApp();
   void recordAdditionalPageviewFromForegroundingApp();
+  // The scene may be null.
+  void recordAdditionalPageviewFromForegroundingScene(std::shared_ptr<platform::UIWindowScene> scene);
+  void recordAdditionalAutocapturedPageviewForWindow(platform::UIWindow& window);
   void recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+  void backfillPendingTouchEventsWithPageview();
   void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
       Completion completion);
+  void recordVisibleViewControllersFromPreviousSession();
 
   std::atomic<bool> isTrackingEnabled_;
   const std::string appId_;
@@ -161,10 +219,12 @@ class KovaTracker : public platform::NSObject {
   std::unique_ptr<KIIdentityManager> identityManager_;
   std::unique_ptr<KISessionManager> sessionManager_;
   std::shared_ptr<KovaQueueManager> queueManager_;
+  std::shared_ptr<KITouchEventCache> touchEventCache_;  // main thread only
   std::unique_ptr<const KovaRequestBuilder> requestBuilder_;
   std::unique_ptr<const KovaMessageBuilder> messageBuilder_;
   std::shared_ptr<KovaUploader> uploader_;
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
   std::atomic<bool> isStopped_ = false;
+  bool isRecordingVisibleViewControllers_ = false;             // main thread only
   std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread only
 };

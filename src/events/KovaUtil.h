@@ -5,8 +5,17 @@
 #include <string_view>
 
 #include "platform/foundation/NSDate.h"
+#include "platform/foundation/String.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/SEL.h"
+
+namespace platform {
+class NSObject;
+class UIControl;
+class UIResponder;
+class UIView;
+class UIViewController;
+}  // namespace platform
 
 // Small services that event capture and message building share. Class operations only; any thread, unless
 // said.
@@ -38,6 +47,32 @@ class KovaUtil {
   static std::string urlEncode(const std::optional<platform::Value>& value);
   // Empty for text whose percent escapes are malformed.
   static std::string urlDecode(std::string_view text);
+
+  // What a touch tells of its target (KovaUtil+Touch.cpp). Main thread only.
+
+  // The nearest control from the view on along the responder chain, within 30 steps and not beyond a view
+  // controller; null when there is none.
+  static platform::UIControl* closestControl(platform::UIView& view);
+  // The controller that the responder belongs to, itself not counted, within 30 steps; null when there is
+  // none.
+  static platform::UIViewController* owningViewController(const platform::UIResponder& responder);
+  // The name of the first instance variable of the owning controller's own class that holds the responder,
+  // without a leading underscore.
+  static std::optional<platform::String> propertyName(const platform::UIResponder& responder);
+
+  // The text that is shown inside the view, or "****" for it when redacted; what is typed into fields is
+  // never read. At most 64 UTF-16 units and what completes the last character. However long the texts are, no
+  // more than that is copied.
+  static platform::String getText(const platform::UIView& view, bool redacted);
+  // Appends such text to `output`, unless that holds `maxLength` units or more, and answers whether it did.
+  // What is appended may exceed the length: it is cut by the caller.
+  static bool extractText(const platform::UIView& view, std::string& output, bool redacted, int depth,
+                          std::size_t maxLength);
+  // The first `index` UTF-16 units and what completes the last character.
+  static std::string_view truncateString(std::string_view text, std::size_t index);
+
+  // Without one colon at the end.
+  static std::optional<platform::String> trimSelector(const std::optional<platform::String>& name);
 };
 
 inline constexpr int kAppVisibilityStateBackground = 1;

@@ -1,4 +1,4 @@
-// Pageviews: the one road by which every pageview is recorded, and those that the library adds by itself.
+// Pageviews: the one road by which every pageview is recorded, and those that events cannot do without.
 
 #include <Kova/KovaConstants.h>
 
@@ -71,6 +71,7 @@ void KovaTracker::enqueuePageview(const Dictionary& pageviewInfo) {
   const std::string url = requestBuilder_->pageviewUrlStringWithPageviewInfo(pageviewInfo, &pixelProperties);
   if (sessionManager_->loggedPageviewWithPageviewInfo(pageviewInfo, pixelProperties)) {
     queueManager_->enqueueFirstPageviewUrlString(url, *messageBuilder_);
+    backfillPendingTouchEventsWithPageview();
   } else {
     queueManager_->enqueueUrlString(url);
   }
@@ -95,36 +96,4 @@ void KovaTracker::injectSyntheticPageviewIfNeeded() {
                                                   {KovaPageviewPropertyAccessibilityLabel, ""}});
       },
       selector, Repeat::OnceASession);
-}
-
-void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {
-  static const SEL selector("recordAdditionalPageviewFromForegroundingApp");
-  performSafelyOnMainQueueWithBlock(
-      [](KovaTracker& tracker) { tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo(); },
-      *this, selector);
-}
-
-void KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {
-  static const SEL selector("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo");
-  if (!sessionManager_->hasLoggedAnyPageviews() || !isTrackingEnabled()) return;
-  recordPageviewSendingToEventVisualizer(
-      EventVisualizer::Send,
-      [](KovaTracker& tracker) -> std::optional<Dictionary> {
-        const auto mostRecent = tracker.sessionManager_->mostRecentPageviewInfo();
-        if (!mostRecent) return std::nullopt;
-        return applyTimestampAndIdToPageviewInfo(*mostRecent);
-      },
-      selector);
-}
-
-// Screens are not captured in this version, so that there is none to record again.
-void KovaTracker::recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
-    Completion completion) {
-  static const SEL selector(
-      "recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession:");
-  performSafelyOnMainQueueWithBlock(
-      [completion = std::move(completion)](KovaTracker&) {
-        if (completion) completion();
-      },
-      *this, selector);
 }

@@ -13,6 +13,7 @@
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/SystemLog.h"
 #include "platform/net/NetworkReachability.h"
+#include "platform/uikit/InstallUIKit.h"
 #include "platform/uikit/UIDevice.h"
 
 using namespace platform;
@@ -52,6 +53,7 @@ SimulatedDevice::SimulatedDevice()
                                       .identifierForVendor = "0F0E0D0C-0B0A-0908-0706-050403020100",
                                       .advertisingIdentifier = std::nullopt,
                                       .carrierName = "T & T"});
+  installUIKit();
   UIApplication::setSharedApplication(application);
   SystemLog::setSink([this](std::string_view line) {
     const std::lock_guard lock(mutex_);
@@ -76,6 +78,24 @@ std::shared_ptr<KovaOptions> SimulatedDevice::options() const {
   options->setDisableViewControllerAutocapture(true);
   options->setTestOnlyUrlSession(session_);
   return options;
+}
+
+std::shared_ptr<KovaOptions> SimulatedDevice::optionsWithScreens() const {
+  auto withScreens = options();
+  withScreens->setDisableViewControllerAutocapture(false);
+  return withScreens;
+}
+
+std::shared_ptr<UIWindow> SimulatedDevice::show(std::shared_ptr<UIViewController> root) {
+  if (!scene && NSProcessInfo::processInfo().isOperatingSystemAtLeast(13)) {
+    scene = std::make_shared<UIWindowScene>();
+    application->connectScene(scene);
+    scene->activate();
+  }
+  auto window = scene ? UIWindow::create(scene) : UIWindow::create();
+  window->setRootViewController(std::move(root));
+  window->makeKeyAndVisible();
+  return window;
 }
 
 void SimulatedDevice::startAndSettle(std::shared_ptr<KovaOptions> options) {

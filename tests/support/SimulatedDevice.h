@@ -13,6 +13,8 @@
 #include "platform/foundation/Value.h"
 #include "platform/simulator/SimulatedScheduler.h"
 #include "platform/uikit/UIApplication.h"
+#include "platform/uikit/UIWindow.h"
+#include "platform/uikit/UIWindowScene.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/SettlingURLSession.h"
 
@@ -55,6 +57,12 @@ class SimulatedDevice {
   // on.
   void settle();
 
+  // Options for an app with view controllers.
+  std::shared_ptr<KovaOptions> optionsWithScreens() const;
+  // Shows a key window with the controller in it. From 13 on it is in `scene`, which the first call makes,
+  // connects and activates.
+  std::shared_ptr<platform::UIWindow> show(std::shared_ptr<platform::UIViewController> root);
+
   void setOnline(bool online);
   // "17.0" unless set; before start().
   void setSystemVersion(std::string_view version);
@@ -81,6 +89,7 @@ class SimulatedDevice {
   platform::SimulatedScheduler& scheduler;
   HttpServer service;
   std::shared_ptr<platform::UIApplication> application;
+  std::shared_ptr<platform::UIWindowScene> scene;  // null before 13, and before the first window is shown
 
  private:
   std::string root_;

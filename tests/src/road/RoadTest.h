@@ -93,6 +93,7 @@ class RoadTest : public testing::Test {
   }
 
   CaptureService service;
+  std::string data_;
 
  private:
   static constexpr const char* kFlush = "flush";
@@ -102,6 +103,5 @@ class RoadTest : public testing::Test {
     return std::find(texts.begin(), texts.end(), text) != texts.end();
   }
 
-  std::string data_;
   int flushes_ = 0;
 };

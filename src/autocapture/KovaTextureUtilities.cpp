@@ -1,0 +1,38 @@
+#include "src/autocapture/KovaTextureUtilities.h"
+
+#include <Kova/KovaConstants.h>
+
+#include "platform/runtime/NSObject.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr std::string_view kTextureViewClass = "_ASDisplayView";
+constexpr std::string_view kAttributedStringClass = "NSAttributedString";
+
+// The class is the toolkit's, or whoever's brings attributed strings: it is known by its name.
+bool isAttributedString(const NSObject& object) {
+  const Class* cls = &object.isa();
+  while (cls && cls->name() != kAttributedStringClass) cls = cls->superclass();
+  return cls != nullptr;
+}
+
+}  // namespace
+
+bool KovaTextureUtilities::isTextureNode(const NSObject& object) {
+  return object.isa().name() == kTextureViewClass;
+}
+
+std::optional<String> KovaTextureUtilities::getTextFromTextureNode(const NSObject& object) {
+  try {
+    const KeyValue title = object.valueForKeyPath(TITLE_PATH);
+    const auto* attributed = std::get_if<std::shared_ptr<NSObject>>(&title);
+    if (!attributed || !isAttributedString(**attributed)) return std::nullopt;
+    const KeyValue plain = (*attributed)->valueForKey("string");
+    if (const auto* text = std::get_if<std::string>(&plain)) return String(*text);
+  } catch (...) {
+    // The toolkit's business; a touch without text is a touch all the same.
+  }
+  return std::nullopt;
+}

@@ -1,0 +1,177 @@
+// Touches, gestures and field edits: from the interceptors to the queue.
+
+#include <Kova/KovaAutocaptureEnrichmentDelegate.h>
+
+#include "platform/uikit/UIControl.h"
+#include "platform/uikit/UIGestureRecognizer.h"
+#include "platform/uikit/UITouch.h"
+#include "src/autocapture/KovaSegmentedControlObserver.h"
+#include "src/autocapture/UIApplication+EventInterceptor.h"
+#include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
+#include "src/autocapture/UIResponder+KovaIgnore.h"
+#include "src/core/KovaLogger.h"
+#include "src/core/KovaTracker.h"
+#include "src/events/KovaUtil.h"
+#include "src/pageviews/UIView+Visibility.h"
+#include "src/pageviews/UIViewController+PageviewCapture.h"
+
+using namespace platform;
+
+namespace {
+
+bool isForegroundAndVisible(const std::shared_ptr<UIView>& view) {
+  return view && KOVA_isForegroundAndVisible(*view);
+}
+
+// What a sender of actions is known by. Most are views; any object may answer by key.
+struct SenderFacts {
+  std::optional<String> identifier;
+  std::optional<String> label;
+};
+
+std::optional<String> textForKey(const NSObject& object, SEL key) {
+  if (!object.respondsToSelector(key)) return std::nullopt;
+  const KeyValue value = object.valueForKey(NSStringFromSelector(key));
+  const auto* text = std::get_if<std::string>(&value);
+  return text ? std::optional<String>(*text) : std::nullopt;
+}
+
+SenderFacts factsOf(const std::shared_ptr<NSObject>& sender, bool withLabel) {
+  static const SEL identifierKey("accessibilityIdentifier");
+  static const SEL labelKey("accessibilityLabel");
+  if (!sender) return {};
+  const auto* view = dynamic_cast<const UIView*>(sender.get());
+  const auto* responder = dynamic_cast<const UIResponder*>(sender.get());
+  SenderFacts facts;
+  facts.identifier = view ? view->accessibilityIdentifier() : textForKey(*sender, identifierKey);
+  if (withLabel) facts.label = responder ? responder->accessibilityLabel() : textForKey(*sender, labelKey);
+  return facts;
+}
+
+// What is there already stays: the first action to reach a touch wins.
+void enrich(KITouchEvent& event, const SenderFacts& facts, const std::optional<String>& selector) {
+  if (facts.identifier && !event.targetAccessibilityIdentifier()) {
+    event.setTargetAccessibilityIdentifier(facts.identifier);
+  }
+  if (facts.label && !event.targetAccessibilityLabel()) event.setTargetAccessibilityLabel(facts.label);
+  if (selector && !event.targetSelector()) event.setTargetSelector(KovaUtil::trimSelector(selector));
+}
+
+}  // namespace
+
+void KovaTracker::instrumentAutocaptureWithOptions(const KovaOptions& options) {
+  static const SEL selector("instrumentAutocaptureWithOptions:");
+  KOVA_performSafelyOnMainQueueWithBlock(
+      [viewControllers = !options.disableViewControllerAutocapture(),
+       touches = !options.disableTouchAutocapture(), gestures = options.enableGestureAutocapture()] {
+        if (viewControllers) KOVA_instrumentPageviewAutocapture();
+        KOVA_instrumentEventVisualizerShakeGesture();
+        if (!touches) return;
+        KOVA_instrumentTouchAutocaptureOfApplication();
+        if (gestures) KOVA_instrumentTouchAutocaptureOfGestureRecognizers();
+      },
+      {classObject(), selector});
+}
+
+std::optional<Dictionary> KovaTracker::overriddenTouchEventPropertiesForEventType(std::string_view eventType,
+                                                                                  UIView* view,
+                                                                                  UITouch* touch,
+                                                                                  UIControl* control) const {
+  const auto delegate = options_->autocaptureEnrichmentDelegate();
+  if (!delegate || !view) return std::nullopt;
+  return delegate->autocaptureTouchEventProperties(eventType, *view, touch, control);
+}
+
+std::optional<Dictionary> KovaTracker::overriddenAncestryNodePropertiesForResponder(
+    UIResponder* responder) const {
+  const auto delegate = options_->autocaptureEnrichmentDelegate();
+  if (!delegate || !responder) return std::nullopt;
+  return delegate->autocaptureAncestryNodeProperties(*responder);
+}
+
+void KovaTracker::recordAutocapturedEventWithType(const String& type, std::shared_ptr<UIView> view,
+                                                  std::shared_ptr<UITouch> touch,
+                                                  const std::optional<String>& selector,
+                                                  KITouchEvent::ViewAncestry viewAncestry) {
+  static const SEL method("recordAutocapturedEventWithType:view:touch:selector:includeViewAncestry:");
+  static const SEL appVisibilityStateSelector("appVisibilityState");
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled(type);
+  if (isTouchAutocaptureDisabled()) return;
+  extendSession();
+  performSafelyOnMainQueueWithBlock(
+      [type, view = std::move(view), touch = std::move(touch), selector, viewAncestry](KovaTracker& tracker) {
+        if (tracker.isBackgroundAutocaptureDisabled() && !isForegroundAndVisible(view) &&
+            !(touch && isForegroundAndVisible(touch->view()))) {
+          return;
+        }
+        const unsigned rules = KOVA_touchEventIgnoreRules(view.get(), nullptr);
+        if (rules & kKovaIgnoreRuleIgnore) return;
+        const auto event =
+            KITouchEvent::create(type, view, touch, selector, viewAncestry,
+                                 KovaUtil::appVisibilityState(appVisibilityStateSelector), rules, tracker);
+        if (!event) return;
+        tracker.injectPageviewsIfNeeded();
+        if (!touch) return tracker.consumeTouchEvent(event);
+        tracker.touchEventCache_->addTouchEvent(
+            event, [weakTracker = std::weak_ptr(tracker.retained()), event,
+                    observer = KovaSegmentedControlObserver::observeTouchEvent(event)] {
+              if (observer) observer->stopObserving();
+              if (const auto self = weakTracker.lock()) self->consumeTouchEvent(event);
+            });
+        // Session and identity are those of the time of the touch, not of the time when it leaves the cache.
+        tracker.performSafelyOnMutationQueueWithBlock(
+            [event](KovaTracker& self) {
+              event->applyMissingPropertiesFromSessionManager(*self.sessionManager_, *self.identityManager_);
+            },
+            tracker, method);
+      },
+      *this, method);
+}
+
+void KovaTracker::recordAutocapturedGestureRecognizer(const UIGestureRecognizer& recognizer) {
+  if (!options_->enableGestureAutocapture()) return;
+  recordAutocapturedEventWithType(recognizer.isa().name(), recognizer.view(), nullptr,
+                                  KOVA_initialAction(recognizer), KITouchEvent::ViewAncestry::Omit);
+}
+
+void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch,
+                                                  const std::optional<String>& selectorString,
+                                                  std::shared_ptr<NSObject> sender) {
+  static const SEL method("enrichAutocapturedEventForTouch:withSelectorString:sender:");
+  auto control = std::dynamic_pointer_cast<UIControl>(sender);
+  if (!touch && !control) return;
+  if (!isTrackingEnabled()) {
+    return logDebugTrackingDisabled(formatted("Selector: %@", selectorString));
+  }
+  if (isTouchAutocaptureDisabled()) return;
+  extendSession();
+  performSafelyOnMainQueueWithBlock(
+      [touch = std::move(touch), selectorString, sender = std::move(sender),
+       control = std::move(control)](KovaTracker& tracker) {
+        const auto touched = touch ? touch->view() : nullptr;
+        if (KOVA_touchEventIgnoreRules(touched.get(), control.get()) & kKovaIgnoreRuleIgnore) return;
+        if (control && !KOVA_isVisibleInHierarchy(*control)) return;
+        const SenderFacts facts = factsOf(sender, !tracker.isAccessibilityLabelCaptureDisabled());
+        for (const auto& event :
+             tracker.touchEventCache_->eventsWithTouchIfPresent(touch.get(), control.get())) {
+          enrich(*event, facts, selectorString);
+        }
+      },
+      *this, method);
+}
+
+void KovaTracker::consumeTouchEvent(std::shared_ptr<KITouchEvent> event) {
+  static const SEL method("consumeTouchEvent:");
+  event->releaseViews();
+  performSafelyOnMutationQueueWithBlock(
+      [event = std::move(event)](KovaTracker& tracker) {
+        if (!tracker.queueManager_->canEnqueueMessage()) return;
+        if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
+          KovaLogDebug("Logged event with properties:\n%@", event->description());
+        }
+        tracker.queueManager_->enqueueMessage(tracker.messageBuilder_->mutableMessageForEvent(*event));
+      },
+      *this, method);
+}
+
+void KovaTracker::consumeAllLiveTouches() { touchEventCache_->removeAllEntries(); }

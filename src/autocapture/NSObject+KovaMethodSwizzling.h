@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/runtime/Class.h"
+#include "platform/runtime/Method.h"
+
+// Replacing the implementations of platform methods. Main thread only.
+
+// Puts `implementation` in the place of the one that the class answers the method with, be it its own or
+// inherited and so shared with other classes, and returns that one. Null when there is no such method, in
+// which case nothing is done, and when that one is the very implementation given.
+template <class Signature>
+typename platform::Method<Signature>::Imp KOVA_replaceMethod(
+    platform::Method<Signature>* method, const platform::Class& cls,
+    typename platform::Method<Signature>::Imp implementation) {
+  if (!method) return nullptr;
+  const auto previous = method->replace(cls, implementation);
+  return previous == implementation ? nullptr : previous;
+}
+
+// The same for a method that is there.
+template <class Signature>
+typename platform::Method<Signature>::Imp KOVA_replaceInstanceSelector(
+    const platform::Class& cls, platform::Method<Signature>& method,
+    typename platform::Method<Signature>::Imp implementation) {
+  return KOVA_replaceMethod(&method, cls, implementation);
+}
+
+// Reports a second attempt to replace the same methods, which switches the library off.
+void KOVA_registerMultipleSwizzleAttempt(const platform::Class& cls, platform::SEL installer);

@@ -1,0 +1,148 @@
+#include "src/autocapture/UIApplication+EventInterceptor.h"
+
+#include <Kova/KovaConstants.h>
+
+#include <algorithm>
+#include <mutex>
+
+#include "platform/uikit/UITextField.h"
+#include "platform/uikit/UITouch.h"
+#include "src/autocapture/UIApplication+DispatchState.h"
+#include "src/core/Guard.h"
+#include "src/core/KovaTracker.h"
+#include "src/events/KovaUtil.h"
+
+using namespace platform;
+
+constinit decltype(UIApplication::sendEventMethod)::Imp __KOVA_SendEvent_Orig = nullptr;
+constinit decltype(UIApplication::sendActionMethod)::Imp __KOVA_SendActionToFromForEvent_Orig = nullptr;
+constinit decltype(UIApplication::performSnapshotsMethod)::Imp
+    __KOVA_PerformSnapshotsWithActionForSceneCompletion_Orig = nullptr;
+constinit decltype(UIApplication::motionEndedMethod)::Imp __KOVA_MotionEndedWithEvent_Orig = nullptr;
+
+namespace {
+
+constexpr double kShortestTimeBetweenSameActions = 0.2;  // seconds
+
+// What the platform sends to itself on the way to the real action, and what the library sends. Both spellings
+// of the last occur.
+bool isNeverReported(SEL action) {
+  static const SEL neverReported[] = {SEL("KOVA_findFirstResponder:event:"), SEL("_sendAction:withEvent:"),
+                                      SEL("_invoke:forEvent:"), SEL("_invoke:forEvent")};
+  return std::find(std::begin(neverReported), std::end(neverReported), action) != std::end(neverReported);
+}
+
+template <class T>
+std::shared_ptr<T> retained(T* object) {
+  return object ? std::static_pointer_cast<T>(object->weak_from_this().lock()) : nullptr;
+}
+
+// The replacements.
+
+void __KOVA_SendEvent(UIApplication& self, SEL selector, UIEvent& event) {
+  const KIEventDispatchScope dispatch(retained(&event));
+  kova::guarded({self.isa(), selector}, [&] { KOVA_handleSendEvent(self, event); });
+  __KOVA_SendEvent_Orig(self, selector, event);
+}
+
+// Answers no, whatever the implementation before does: who asks is told that no action was called.
+bool __KOVA_SendActionToFromForEvent(UIApplication& self, SEL selector, SEL action, NSObject* target,
+                                     NSObject* sender, UIEvent* event) {
+  // The action may remove the control that sent it.
+  const auto keptSender = retained(sender);
+  const auto keptEvent = retained(event);
+  __KOVA_SendActionToFromForEvent_Orig(self, selector, action, target, sender, event);
+  kova::guarded({self.isa(), selector}, [&] { KOVA_handleSendAction(self, action, keptSender, event); });
+  return false;
+}
+
+bool __KOVA_PerformSnapshotsWithActionForSceneCompletion(UIApplication& self, SEL selector,
+                                                         const UIApplication::SnapshotAction& action,
+                                                         UIScene* scene,
+                                                         const UIApplication::Completion& completion) {
+  const KISnapshotScope snapshot;
+  return __KOVA_PerformSnapshotsWithActionForSceneCompletion_Orig(self, selector, action, scene, completion);
+}
+
+void __KOVA_MotionEndedWithEvent(UIApplication& self, SEL selector, UIEventSubtype motion, UIEvent* event) {
+  const auto keptEvent = retained(event);
+  __KOVA_MotionEndedWithEvent_Orig(self, selector, motion, event);
+  kova::guarded({self.isa(), selector}, [&] { KOVA_handleMotionEnded(self, motion, event); });
+}
+
+void replaceTouchMethods() {
+  static const SEL installer("KOVA_instrumentTouchAutocapture");
+  const Class& cls = UIApplication::classObject();
+  if (__KOVA_SendEvent_Orig || __KOVA_SendActionToFromForEvent_Orig ||
+      __KOVA_PerformSnapshotsWithActionForSceneCompletion_Orig) {
+    return KOVA_registerMultipleSwizzleAttempt(cls, installer);
+  }
+  __KOVA_SendEvent_Orig = KOVA_replaceInstanceSelector(cls, UIApplication::sendEventMethod, __KOVA_SendEvent);
+  __KOVA_SendActionToFromForEvent_Orig =
+      KOVA_replaceInstanceSelector(cls, UIApplication::sendActionMethod, __KOVA_SendActionToFromForEvent);
+  __KOVA_PerformSnapshotsWithActionForSceneCompletion_Orig = KOVA_replaceInstanceSelector(
+      cls, UIApplication::performSnapshotsMethod, __KOVA_PerformSnapshotsWithActionForSceneCompletion);
+  NSNotificationCenter::defaultCenter().addObserver(UITextFieldTextDidEndEditingNotification,
+                                                    KOVA_handleTextFieldTextDidEndEditingNotification);
+}
+
+void replaceShakeMethod() {
+  static const SEL installer("KOVA_instrumentEventVisualizerShakeGesture");
+  const Class& cls = UIApplication::classObject();
+  if (__KOVA_MotionEndedWithEvent_Orig) return KOVA_registerMultipleSwizzleAttempt(cls, installer);
+  __KOVA_MotionEndedWithEvent_Orig =
+      KOVA_replaceInstanceSelector(cls, UIApplication::motionEndedMethod, __KOVA_MotionEndedWithEvent);
+}
+
+}  // namespace
+
+void KOVA_instrumentTouchAutocaptureOfApplication() {
+  static std::once_flag once;
+  std::call_once(once, replaceTouchMethods);
+}
+
+void KOVA_instrumentEventVisualizerShakeGesture() {
+  static std::once_flag once;
+  std::call_once(once, replaceShakeMethod);
+}
+
+void KOVA_handleSendEvent(UIApplication&, UIEvent& event) {
+  const UIEvent::Touches touches = event.allTouches();  // code of the app runs while they are recorded
+  for (const auto& touch : touches) {
+    if (!touch || touch->phase() != UITouchPhase::Began) continue;
+    const auto tracker = KovaTracker::sharedTracker();
+    if (!tracker) return;
+    tracker->recordAutocapturedEventWithType(KovaTouchEventTypeTouch, touch->view(), touch, std::nullopt,
+                                             KITouchEvent::ViewAncestry::Capture);
+  }
+}
+
+void KOVA_handleSendAction(UIApplication&, SEL action, const std::shared_ptr<NSObject>& sender,
+                           UIEvent* event) {
+  const std::string& name = NSStringFromSelector(action);
+  if (!(KovaUtil::timeSinceLastSelector(name) > kShortestTimeBetweenSameActions)) return;
+  KovaUtil::updateTimeForSelector(name);
+  if (isNeverReported(action)) return;
+  std::shared_ptr<UITouch> touch;
+  if (event && !event->allTouches().empty()) touch = event->allTouches().front();
+  if (const auto tracker = KovaTracker::sharedTracker()) {
+    tracker->enrichAutocapturedEventForTouch(touch, action ? std::optional<String>(name) : std::nullopt,
+                                             sender);
+  }
+}
+
+void KOVA_handleMotionEnded(UIApplication&, UIEventSubtype motion, UIEvent*) {
+  if (motion != UIEventSubtype::MotionShake) return;
+  if (const auto tracker = KovaTracker::sharedTracker()) tracker->startEVPairing();
+}
+
+void KOVA_handleTextFieldTextDidEndEditingNotification(const NSNotification& notification) {
+  static const SEL selector("KOVA_handleTextFieldTextDidEndEditingNotification:");
+  kova::guarded({UIApplication::classObject(), selector}, [&notification] {
+    const auto tracker = KovaTracker::sharedTracker();
+    if (!tracker) return;
+    tracker->recordAutocapturedEventWithType(KovaTouchEventTypeFieldEdit,
+                                             std::dynamic_pointer_cast<UIView>(notification.object), nullptr,
+                                             std::nullopt, KITouchEvent::ViewAncestry::Capture);
+  });
+}

@@ -1,0 +1,91 @@
+#include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
+
+#include <mutex>
+
+#include "src/core/Guard.h"
+#include "src/core/KovaTracker.h"
+
+using namespace platform;
+
+constinit decltype(UIGestureRecognizer::initWithTargetMethod)::Imp __KOVA_InitWithTargetAction_Orig = nullptr;
+constinit decltype(UIGestureRecognizer::setStateMethod)::Imp __KOVA_SetState_Orig = nullptr;
+
+namespace {
+
+// The name of an action, kept with its recogniser.
+class KIInitialAction : public NSObject {
+  NS_OBJECT(KIInitialAction, NSObject)
+
+ public:
+  explicit KIInitialAction(String name) : name_(std::move(name)) {}
+  const String& name() const { return name_; }
+
+ private:
+  const String name_;
+};
+
+constexpr char kInitialActionKey = 0;  // its address is the key
+
+// The replacements.
+
+std::shared_ptr<UIGestureRecognizer> __KOVA_InitWithTargetAction(UIGestureRecognizer& self, SEL selector,
+                                                                 NSObject* target, SEL action) {
+  auto recognizer = __KOVA_InitWithTargetAction_Orig(self, selector, target, action);
+  if (action && recognizer) {
+    kova::guarded({recognizer->isa(), selector}, [&] { KOVA_handleInitWithTarget(*recognizer, action); });
+  }
+  return recognizer;
+}
+
+void __KOVA_SetState(UIGestureRecognizer& self, SEL selector, UIGestureRecognizerState state) {
+  const auto kept = self.weak_from_this().lock();
+  // Asking may run code of the app, which was not asked at this moment without the library.
+  const auto previousState = kova::guarded(
+      {self.isa(), selector}, [&self] { return std::optional(self.state()); },
+      std::optional<UIGestureRecognizerState>());
+  __KOVA_SetState_Orig(self, selector, state);
+  if (!previousState) return;
+  kova::guarded({self.isa(), selector}, [&] { KOVA_handleSetState(self, state, *previousState); });
+}
+
+void replaceMethods() {
+  static const SEL installer("KOVA_instrumentTouchAutocapture");
+  const Class& cls = UIGestureRecognizer::classObject();
+  if (__KOVA_InitWithTargetAction_Orig || __KOVA_SetState_Orig) {
+    return KOVA_registerMultipleSwizzleAttempt(cls, installer);
+  }
+  __KOVA_InitWithTargetAction_Orig = KOVA_replaceInstanceSelector(
+      cls, UIGestureRecognizer::initWithTargetMethod, __KOVA_InitWithTargetAction);
+  __KOVA_SetState_Orig =
+      KOVA_replaceInstanceSelector(cls, UIGestureRecognizer::setStateMethod, __KOVA_SetState);
+}
+
+}  // namespace
+
+void KOVA_instrumentTouchAutocaptureOfGestureRecognizers() {
+  static std::once_flag once;
+  std::call_once(once, replaceMethods);
+}
+
+std::optional<String> KOVA_initialAction(const UIGestureRecognizer& recognizer) {
+  const auto kept = associatedObject(recognizer, &kInitialActionKey);
+  if (!kept) return std::nullopt;
+  return static_cast<const KIInitialAction&>(*kept).name();
+}
+
+void KOVA_setInitialAction(UIGestureRecognizer& recognizer, const String& action) {
+  setAssociatedObject(recognizer, &kInitialActionKey, std::make_shared<KIInitialAction>(action));
+}
+
+void KOVA_handleInitWithTarget(UIGestureRecognizer& recognizer, SEL action) {
+  if (action) KOVA_setInitialAction(recognizer, NSStringFromSelector(action));
+}
+
+void KOVA_handleSetState(UIGestureRecognizer& recognizer, UIGestureRecognizerState state,
+                         UIGestureRecognizerState previousState) {
+  constexpr auto ended = UIGestureRecognizerState::Ended;
+  if (state != ended || previousState == ended || recognizer.state() != ended) return;
+  if (const auto tracker = KovaTracker::sharedTracker()) {
+    tracker->recordAutocapturedGestureRecognizer(recognizer);
+  }
+}

@@ -1,0 +1,106 @@
+#include "src/autocapture/UIResponder+KovaAncestry.h"
+
+#include <Kova/KovaConstants.h>
+
+#include <unordered_map>
+
+#include "platform/dispatch/Scheduler.h"
+#include "platform/uikit/UIView.h"
+#include "src/autocapture/KICaptureContext.h"
+#include "src/autocapture/UIResponder+KovaIgnore.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr std::size_t kUsualNodeEntries = 3;
+
+// In every node and every box; those that are longer than a Value holds in place are worth sharing.
+struct NodeKeys {
+  const Value className = KovaAncestryNodePropertyClass;
+  const Value label = KovaAncestryNodePropertyAccessibilityLabel;
+  const Value identifier = KovaAncestryNodePropertyAccessibilityIdentifier;
+  const Value boundingBox = KovaAncestryNodePropertyBoundingBox;
+  const Value redacted = KovaRedactedTextSubstitution;
+};
+
+const NodeKeys& keys() {
+  static const NodeKeys& instance = *new NodeKeys;
+  return instance;
+}
+
+Dictionary makeNodeOfClass(const Class& cls) { return Dictionary{{keys().className, cls.name()}}; }
+
+// The node of a responder that has nothing but its class, as most have: made once a class.
+Dictionary nodeOfClass(const Class& cls) {
+  static auto& nodes = *new std::unordered_map<const Class*, Dictionary>;
+  if (!Scheduler::current().isMainThread()) return makeNodeOfClass(cls);
+  const auto [entry, isNew] = nodes.try_emplace(&cls);
+  if (isNew) entry->second = makeNodeOfClass(cls);
+  return entry->second;
+}
+
+Dictionary boxDictionary(const CGRect& box) {
+  return {{"upperLeftOrigin", Dictionary{{"x", CGRectGetMinX(box)}, {"y", CGRectGetMinY(box)}}},
+          {"size", Dictionary{{"width", box.size.width}, {"height", box.size.height}}}};
+}
+
+bool isEmptyText(const Value& value) { return value.isString() && value.string().empty(); }
+
+// The app's entries win, but never bring back a label that is left out or redacted.
+Dictionary withOverrides(const Dictionary& node, const Dictionary& overrides, bool labelOff,
+                         bool redactLabel) {
+  MutableDictionary merged(node);
+  merged.merge(overrides);
+  const Value* label = merged.find(KovaAncestryNodePropertyAccessibilityLabel);
+  if (label && labelOff) {
+    merged.remove(KovaAncestryNodePropertyAccessibilityLabel);
+  } else if (label && redactLabel && !isEmptyText(*label)) {
+    merged.set(keys().label, keys().redacted);
+  }
+  return Dictionary(std::move(merged));
+}
+
+}  // namespace
+
+Dictionary KOVA_autocaptureAncestryMetadata(UIResponder& responder, const KICaptureContext& context,
+                                            bool captureBoundingBox, unsigned& ignoreRules) {
+  const bool labelOff = context.isAccessibilityLabelCaptureDisabled();
+  bool redactLabel = false;
+  if (!labelOff && KOVA_shouldCheckIgnore()) {
+    ignoreRules |= KOVA_ignoreRules(responder);
+    redactLabel = (ignoreRules & kKovaIgnoreRuleRedactAccessibilityLabel) != 0;
+  }
+
+  std::optional<String> label;
+  if (!labelOff) label = responder.accessibilityLabel();
+  std::optional<String> identifier;
+  if (responder.isKindOfClass(UIView::classObject())) {
+    identifier = static_cast<UIView&>(responder).accessibilityIdentifier();
+  }
+  CGRect box = CGRectNull;
+  if (captureBoundingBox) box = KOVA_autocaptureBoundingBox(responder);
+
+  Dictionary node = nodeOfClass(responder.isa());
+  if (label || identifier || !CGRectIsNull(box)) {
+    MutableDictionary entries;
+    entries.reserve(kUsualNodeEntries);
+    entries.append(node.begin()->first, node.begin()->second);
+    if (label) {
+      const bool substitute = redactLabel && !label->empty();
+      entries.append(keys().label, substitute ? keys().redacted : Value(*std::move(label)));
+    }
+    if (identifier) entries.append(keys().identifier, *std::move(identifier));
+    if (!CGRectIsNull(box)) entries.append(keys().boundingBox, boxDictionary(box));
+    node = Dictionary(std::move(entries));
+  }
+
+  const auto overrides = context.overriddenAncestryNodePropertiesForResponder(&responder);
+  return overrides ? withOverrides(node, *overrides, labelOff, redactLabel) : node;
+}
+
+CGRect KOVA_autocaptureBoundingBox(const UIResponder& responder) {
+  if (!responder.isKindOfClass(UIView::classObject())) return CGRectNull;
+  const auto& view = static_cast<const UIView&>(responder);
+  return view.convertRectToView(view.bounds(), nullptr);
+}

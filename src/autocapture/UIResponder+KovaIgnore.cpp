@@ -1,0 +1,215 @@
+#include "src/autocapture/UIResponder+KovaIgnore.h"
+
+#include <stdexcept>
+
+#include "platform/runtime/Method.h"
+#include "platform/uikit/UIView.h"
+#include "src/core/KovaLogger.h"
+#include "src/events/KovaUtil.h"
+#include "src/pageviews/KIHierarchyLimit.h"
+
+using namespace platform;
+
+namespace {
+
+// The bits, kept with their responder.
+class KIIgnoreRules : public NSObject {
+  NS_OBJECT(KIIgnoreRules, NSObject)
+
+ public:
+  explicit KIIgnoreRules(unsigned rules) : rules_(rules) {}
+  unsigned rules() const { return rules_; }
+
+ private:
+  const unsigned rules_;
+};
+
+constexpr char kRulesKey = 0;  // its address is the key
+
+struct IgnoreState {
+  bool shouldCheckIgnore = false;
+  // Whether any class has been given an answer of its own: until then, and without rules, no view hides its
+  // inner hierarchy.
+  bool hasClassDefaults = false;
+};
+
+IgnoreState& state() {
+  static IgnoreState& instance = *new IgnoreState;
+  return instance;
+}
+
+template <bool answer>
+bool alwaysAnswer(UIResponder&, SEL) {
+  return answer;
+}
+
+constinit Method<bool(UIResponder&)> ignoreInnerHierarchyDefaultMethod{
+    UIResponder::classObject, "kovaIgnoreInnerHierarchyDefault", alwaysAnswer<false>};
+
+bool mayAnyViewHideItsInnerHierarchy() { return state().shouldCheckIgnore || state().hasClassDefaults; }
+
+bool respondsTo(const NSObject& object, std::string_view name) {
+  return object.respondsToSelector(SEL(name));
+}
+
+// A string that is read by key; empty for anything else.
+std::string textForKey(const NSObject& object, std::string_view key) {
+  if (!respondsTo(object, key)) return {};
+  const KeyValue value = object.valueForKeyPath(key);
+  const auto* text = std::get_if<std::string>(&value);
+  return text ? *text : std::string();
+}
+
+}  // namespace
+
+bool kovaIgnore(const UIResponder& responder) {
+  return KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleIgnore);
+}
+void setKovaIgnore(UIResponder& responder, bool ignore) {
+  KOVA_toggleIgnoreRules(responder, kKovaIgnoreRuleIgnore, ignore);
+}
+
+bool kovaRedactText(const UIResponder& responder) {
+  return KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleRedactText);
+}
+void setKovaRedactText(UIResponder& responder, bool redact) {
+  KOVA_toggleIgnoreRules(responder, kKovaIgnoreRuleRedactText, redact);
+}
+
+bool kovaRedactAccessibilityLabel(const UIResponder& responder) {
+  return KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleRedactAccessibilityLabel);
+}
+void setKovaRedactAccessibilityLabel(UIResponder& responder, bool redact) {
+  KOVA_toggleIgnoreRules(responder, kKovaIgnoreRuleRedactAccessibilityLabel, redact);
+}
+
+bool kovaIgnoreInnerHierarchy(const UIResponder& responder) {
+  return kovaIgnoreInnerHierarchyDefault(responder)
+             ? !KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleDoNotIgnoreInnerHierarchy)
+             : KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleIgnoreInnerHierarchy);
+}
+void setKovaIgnoreInnerHierarchy(UIResponder& responder, bool ignore) {
+  if (kovaIgnoreInnerHierarchyDefault(responder)) {
+    KOVA_toggleIgnoreRules(responder, kKovaIgnoreRuleDoNotIgnoreInnerHierarchy, !ignore);
+  } else {
+    KOVA_toggleIgnoreRules(responder, kKovaIgnoreRuleIgnoreInnerHierarchy, ignore);
+  }
+}
+
+bool kovaIgnoreInnerHierarchyDefault(const UIResponder& responder) {
+  if (!state().hasClassDefaults) return false;
+  // The answer is the class's: the receiver is only there to pick it by.
+  return ignoreInnerHierarchyDefaultMethod.send(const_cast<UIResponder&>(responder));
+}
+void setKovaIgnoreInnerHierarchyDefault(Class& responderClass, bool ignore) {
+  const auto answer = ignore ? alwaysAnswer<true> : alwaysAnswer<false>;
+  state().hasClassDefaults = true;
+  try {
+    ignoreInnerHierarchyDefaultMethod.implement(responderClass, answer);
+  } catch (const std::logic_error&) {
+    // It has one of its own, which is what `replace` finds, or is no responder at all.
+    ignoreInnerHierarchyDefaultMethod.replace(responderClass, answer);
+  }
+}
+
+bool KOVA_shouldCheckIgnore() { return state().shouldCheckIgnore; }
+
+void KOVA_setShouldCheckIgnore(bool shouldCheck) { state().shouldCheckIgnore = shouldCheck; }
+
+unsigned KOVA_ignoreRules(const UIResponder& responder) {
+  if (!KOVA_shouldCheckIgnore()) return 0;
+  const auto kept = associatedObject(responder, &kRulesKey);
+  return kept ? static_cast<const KIIgnoreRules&>(*kept).rules() : 0;
+}
+
+void KOVA_setIgnoreRules(UIResponder& responder, unsigned rules) {
+  if (rules != 0) KOVA_setShouldCheckIgnore(true);
+  setAssociatedObject(responder, &kRulesKey, std::make_shared<KIIgnoreRules>(rules));
+}
+
+void KOVA_toggleIgnoreRules(UIResponder& responder, unsigned rules, bool include) {
+  const unsigned before = KOVA_ignoreRules(responder);
+  KOVA_setIgnoreRules(responder, include ? before | rules : before & ~rules);
+}
+
+bool KOVA_hasAllIgnoreRules(const UIResponder& responder, unsigned rules) {
+  return (KOVA_ignoreRules(responder) & rules) == rules;
+}
+
+unsigned KOVA_findCombinedIgnoreRules(UIResponder* responder, unsigned mask, UIResponder** stoppingSource) {
+  if (stoppingSource) *stoppingSource = nullptr;
+  if (!KOVA_shouldCheckIgnore()) return 0;
+  unsigned combined = 0;
+  for (int steps = 0; responder && steps < kHierarchyStepLimit; ++steps) {
+    combined |= KOVA_ignoreRules(*responder);
+    if ((combined & mask) == mask) {
+      if (stoppingSource) *stoppingSource = responder;
+      return combined;
+    }
+    responder = responder->nextResponder();
+  }
+  return combined;
+}
+
+unsigned KOVA_touchEventIgnoreRules(UIView* view1, UIView* view2) {
+  UIResponder* source = nullptr;
+  const unsigned rules1 = KOVA_findCombinedIgnoreRules(view1, kKovaIgnoreRuleIgnore, &source);
+  if (source) {
+    KOVA_logIgnoreWithSource(*view1, *source);
+    return rules1;
+  }
+  const unsigned rules2 = KOVA_findCombinedIgnoreRules(view2, kKovaIgnoreRuleIgnore, &source);
+  if (source) KOVA_logIgnoreWithSource(*view2, *source);
+  return rules1 | rules2;
+}
+
+std::string KOVA_ignoreDescription(UIResponder& responder, std::string_view linePrefix,
+                                   std::string_view extraSpace) {
+  std::string lines;
+  const auto addLine = [&](std::string_view label, std::string_view value) {
+    if (!lines.empty()) lines += '\n';
+    ((((lines += linePrefix) += label) += extraSpace) += ": ") += value;
+  };
+  const auto addFact = [&](std::string_view label, std::string_view value) {
+    if (!value.empty()) addLine(label, value);
+  };
+  addLine("Class                    ", responder.isa().name());
+  if (auto* view = dynamic_cast<UIView*>(&responder)) {
+    addFact("Text                     ", KovaUtil::getText(*view, false));
+  }
+  addFact("Accessibility Identifier ", textForKey(responder, "accessibilityIdentifier"));
+  addFact("Accessibility Label      ", responder.accessibilityLabel().value_or(""));
+  return lines;
+}
+
+void KOVA_logIgnoreWithSource(UIResponder& receiver, UIResponder& source) {
+  if (!KovaLoggingEnabled(kKovaLogLevelDebug)) return;
+  if (&receiver == &source) {
+    KovaLogDebug("Ignoring view marked with kovaIgnore:\n%@", KOVA_ignoreDescription(receiver, "    ", ""));
+    return;
+  }
+  KovaLogDebug("Ignoring view because its ancestor is marked with kovaIgnore:\n%@\n%@",
+               KOVA_ignoreDescription(receiver, "    Target ", "          "),
+               KOVA_ignoreDescription(source, "    Ignored Ancestor ", ""));
+}
+
+bool KOVA_isVisibleInHierarchy(const UIView& view) {
+  if (!mayAnyViewHideItsInnerHierarchy()) return true;
+  const UIView* around = view.superview();
+  for (int steps = 0; around && steps < kHierarchyStepLimit; ++steps) {
+    if (kovaIgnoreInnerHierarchy(*around)) return false;
+    around = around->superview();
+  }
+  return true;
+}
+
+UIView& KOVA_closestViewVisibleInHierarchy(UIView& view) {
+  if (!mayAnyViewHideItsInnerHierarchy()) return view;
+  UIView* outermost = &view;
+  UIView* around = view.superview();
+  for (int steps = 0; around && steps < kHierarchyStepLimit; ++steps) {
+    if (kovaIgnoreInnerHierarchy(*around)) outermost = around;
+    around = around->superview();
+  }
+  return *outermost;
+}

@@ -1,0 +1,199 @@
+// Pageviews of screens: of those that appear, and of those that are still there when the app comes back to
+// the foreground or a new session begins.
+
+#include <Kova/KovaConstants.h>
+
+#include "platform/foundation/NSJSONSerialization.h"
+#include "platform/uikit/UIApplication.h"
+#include "platform/uikit/UINavigationController.h"
+#include "platform/uikit/UITabBarController.h"
+#include "platform/uikit/UIWindow.h"
+#include "platform/uikit/UIWindowScene.h"
+#include "src/autocapture/UIApplication+DispatchState.h"
+#include "src/core/KovaLogger.h"
+#include "src/core/KovaTracker.h"
+#include "src/pageviews/KIHierarchyLimit.h"
+#include "src/pageviews/UIResponder+ActivePageview.h"
+#include "src/pageviews/UIView+Visibility.h"
+#include "src/pageviews/UIWindow+KOVA.h"
+#include "src/pageviews/UIWindowScene+KOVA.h"
+
+using namespace platform;
+
+namespace {
+
+// Controllers have none of their own: only classes of the app that give themselves one.
+std::optional<String> accessibilityIdentifierOf(const UIViewController& controller) {
+  static const SEL selector("accessibilityIdentifier");
+  const std::string& key = NSStringFromSelector(selector);
+  if (!controller.respondsToSelector(selector) || !controller.isa().hasKey(key)) return std::nullopt;
+  const KeyValue value = controller.valueForKey(key);
+  const auto* text = std::get_if<std::string>(&value);
+  return text ? std::optional(String(*text)) : std::nullopt;
+}
+
+std::optional<String> titleOf(const std::shared_ptr<UIBarItem>& item) {
+  return item ? item->title() : std::nullopt;
+}
+
+// The parent decides for a screen in a navigation controller, the controller itself when it is a tab bar.
+std::optional<String> titleOf(UIViewController& controller) {
+  if (dynamic_cast<const UINavigationController*>(controller.parentViewController())) {
+    return titleOf(controller.navigationItem());
+  }
+  if (dynamic_cast<const UITabBarController*>(&controller)) return titleOf(controller.tabBarItem());
+  return controller.title();
+}
+
+// The app's delegate, asked about a screen, may record an event, which asks for the screens in turn.
+class RecordingScope {
+ public:
+  explicit RecordingScope(bool& isRecording) : isRecording_(isRecording) { isRecording_ = true; }
+  ~RecordingScope() { isRecording_ = false; }
+  RecordingScope(const RecordingScope&) = delete;
+  RecordingScope& operator=(const RecordingScope&) = delete;
+
+ private:
+  bool& isRecording_;
+};
+
+// Every message of the session carries these properties: one that JSON cannot hold would stop them all.
+void mergeSendable(MutableDictionary& info, const Dictionary& overridden) {
+  for (const auto& [key, value] : overridden) {
+    if (NSJSONSerialization::isValidJSONObject(MutableDictionary{{key, value}})) {
+      info.set(key, value);
+    } else {
+      KovaLogDebug("Pageview property %@ cannot be sent and was discarded", key);
+    }
+  }
+}
+
+}  // namespace
+
+std::optional<Dictionary> KovaTracker::overriddenPageviewPropertiesForViewController(
+    UIViewController* controller) const {
+  const auto delegate = options_->autocaptureEnrichmentDelegate();
+  return delegate && controller ? delegate->autocapturePageviewProperties(*controller) : std::nullopt;
+}
+
+Dictionary KovaTracker::pageviewInfoForViewController(UIViewController& controller) const {
+  const auto identifier = accessibilityIdentifierOf(controller);
+  const auto title = isTitleCaptureDisabled() ? std::nullopt : titleOf(controller);
+  const auto label = isAccessibilityLabelCaptureDisabled() ? std::nullopt : controller.accessibilityLabel();
+  MutableDictionary info;
+  info.reserve(4);
+  info.append(KovaPageviewPropertyViewController, NSStringFromClass(controller.isa()));
+  info.append(KovaPageviewPropertyTitle, title.value_or(String()));
+  info.append(KovaPageviewPropertyAccessibilityIdentifier, identifier.value_or(String()));
+  info.append(KovaPageviewPropertyAccessibilityLabel, label.value_or(String()));
+  if (const auto overridden = overriddenPageviewPropertiesForViewController(&controller)) {
+    mergeSendable(info, *overridden);
+    if (isAccessibilityLabelCaptureDisabled()) info.set(KovaPageviewPropertyAccessibilityLabel, "");
+    if (isTitleCaptureDisabled()) info.set(KovaPageviewPropertyTitle, "");
+  }
+  return Dictionary(std::move(info));
+}
+
+void KovaTracker::recordAutocapturedPageviewWithViewController(
+    const std::shared_ptr<UIViewController>& controller) {
+  static const SEL selector("recordAutocapturedPageviewWithViewController:");
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled("Page View");
+  if (isViewControllerAutocaptureDisabled()) return;
+  const bool onlyIfVisible = isBackgroundAutocaptureDisabled() || KOVA_isCapturingSnapshot();
+  if (onlyIfVisible && !KOVA_isForegroundAndVisible(*controller)) return;
+  recordPageviewSendingToEventVisualizer(
+      EventVisualizer::Send,
+      [controller](KovaTracker& tracker) {
+        Dictionary info =
+            applyTimestampAndIdToPageviewInfo(tracker.pageviewInfoForViewController(*controller));
+        KOVA_setScopedPageviewInfo(controller, info, tracker.sessionId());
+        return info;
+      },
+      selector);
+}
+
+bool KovaTracker::isSceneBasedApp() {
+  const auto& application = UIApplication::sharedApplication();
+  return KOVA_systemHasScenes() && application && !application->connectedScenes().empty();
+}
+
+void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {
+  static const SEL selector("recordAdditionalPageviewFromForegroundingApp");
+  performSafelyOnMainQueueWithBlock(
+      [](KovaTracker& tracker) {
+        if (tracker.isViewControllerAutocaptureDisabled()) {
+          return tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+        }
+        if (isSceneBasedApp()) return;  // its scenes come back one by one
+        const auto& application = UIApplication::sharedApplication();
+        if (const auto window = application ? application->keyWindow() : nullptr) {
+          tracker.recordAdditionalAutocapturedPageviewForWindow(*window);
+        } else {
+          tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+        }
+      },
+      *this, selector);
+}
+
+void KovaTracker::recordAdditionalPageviewFromForegroundingScene(std::shared_ptr<UIWindowScene> scene) {
+  static const SEL selector("recordAdditionalPageviewFromForegroundingScene:");
+  performSafelyOnMainQueueWithBlock(
+      [scene = std::move(scene)](KovaTracker& tracker) {
+        if (tracker.isViewControllerAutocaptureDisabled() || !scene) return;
+        if (const auto window = KOVA_firstKeyWindow(*scene)) {
+          tracker.recordAdditionalAutocapturedPageviewForWindow(*window);
+        }
+      },
+      *this, selector);
+}
+
+void KovaTracker::recordAdditionalAutocapturedPageviewForWindow(UIWindow& window) {
+  const auto source = KOVA_sourceViewControllerForPageviewWithCurrentSessionId(window, sessionId());
+  const auto view = source ? source->viewIfLoaded() : nullptr;
+  if (view && view->window() == &window) recordAutocapturedPageviewWithViewController(source);
+}
+
+void KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {
+  static const SEL selector("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo");
+  if (!sessionManager_->hasLoggedAnyPageviews() || !isTrackingEnabled()) return;
+  recordPageviewSendingToEventVisualizer(
+      EventVisualizer::Send,
+      [](KovaTracker& tracker) -> std::optional<Dictionary> {
+        const auto mostRecent = tracker.sessionManager_->mostRecentPageviewInfo();
+        if (!mostRecent) return std::nullopt;
+        return applyTimestampAndIdToPageviewInfo(*mostRecent);
+      },
+      selector);
+}
+
+// Asked for by every event until the session has a pageview, and yet each screen is recorded once: recording
+// it attaches a pageview of this session to it, so that the next event no longer finds it here.
+void KovaTracker::recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
+    Completion completion) {
+  static const SEL selector(
+      "recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession:");
+  performSafelyOnMainQueueWithBlock(
+      [completion = std::move(completion)](KovaTracker& tracker) {
+        tracker.recordVisibleViewControllersFromPreviousSession();
+        if (completion) completion();
+      },
+      *this, selector);
+}
+
+void KovaTracker::recordVisibleViewControllersFromPreviousSession() {
+  // The screens are those of the tracker that replaced a stopped one.
+  if (isStopped_ || isViewControllerAutocaptureDisabled()) return;
+  const std::string session = sessionId();
+  if (session.empty() || isRecordingVisibleViewControllers_) return;
+  const RecordingScope scope(isRecordingVisibleViewControllers_);
+  for (const auto& window : KOVA_allForegroundedAndVisibleWindows()) {
+    auto controller = window->rootViewController();
+    for (int step = 0; controller && step < kHierarchyStepLimit; ++step) {
+      const auto source =
+          KOVA_sourceViewControllerForPageviewWithSessionIdOtherThanCurrentSessionId(*controller, session);
+      if (source && KOVA_isForegroundAndVisible(*source))
+        recordAutocapturedPageviewWithViewController(source);
+      controller = controller->presentedViewController();
+    }
+  }
+}

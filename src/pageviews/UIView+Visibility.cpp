@@ -1,0 +1,24 @@
+#include "src/pageviews/UIView+Visibility.h"
+
+#include "platform/uikit/UIViewController.h"
+#include "platform/uikit/UIWindow.h"
+#include "platform/uikit/UIWindowScene.h"
+#include "src/events/KovaUtil.h"
+#include "src/pageviews/UIWindowScene+KOVA.h"
+
+using namespace platform;
+
+bool KOVA_isForegroundAndVisible(const UIView& view) {
+  static const SEL selector("appVisibilityState");
+  if (KovaUtil::appVisibilityState(selector) == kAppVisibilityStateBackground) return false;
+  const UIWindow* window = view.window();
+  if (!window) return false;
+  if (!KOVA_systemHasScenes()) return true;
+  const auto scene = window->windowScene();
+  return !scene || KOVA_isInForeground(*scene);
+}
+
+bool KOVA_isForegroundAndVisible(const UIViewController& controller) {
+  const auto view = controller.viewIfLoaded();
+  return view && KOVA_isForegroundAndVisible(*view);
+}

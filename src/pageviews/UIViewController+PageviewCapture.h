@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+#include <unordered_set>
+
+#include "platform/uikit/UIViewController.h"
+
+// Records a pageview whenever the view of a controller has appeared: the library puts its own implementations
+// around three methods of UIViewController, and what they notice goes to the shared tracker. Main thread.
+
+// Replaces the methods, once a process and for good. Reports an attempt to replace what has been replaced
+// already, which disables the library.
+void KOVA_instrumentPageviewAutocapture();
+
+// The implementations before; null until they are replaced.
+extern decltype(platform::UIViewController::viewDidAppearMethod)::Imp __KOVA_ViewDidAppear_Orig;
+extern decltype(platform::UIViewController::presentViewControllerMethod)::Imp
+    __KOVA_PresentViewControllerAnimatedCompletion_Orig;
+extern decltype(platform::UIViewController::dismissViewControllerMethod)::Imp
+    __KOVA_DismissViewControllerAnimatedCompletion_Orig;
+
+// What the replacements call after the implementations before.
+void KOVA_handleViewDidAppear(platform::UIViewController& controller, bool animated);
+void KOVA_handlePresentViewController(platform::UIViewController& presenting,
+                                      const std::shared_ptr<platform::UIViewController>& presented,
+                                      bool animated,
+                                      const platform::UIViewController::Completion& completion);
+void KOVA_handleDismissViewController(platform::UIViewController& controller, bool animated,
+                                      const platform::UIViewController::Completion& completion);
+
+// Records a pageview of the controller, unless it is one of the system's own or was the last one to get here.
+void KOVA_recordAutocapturedPageview(const std::shared_ptr<platform::UIViewController>& controller);
+
+// The screen that the controller stands for: itself or, for a container, the one that it shows. Null for a
+// container that is empty.
+std::shared_ptr<platform::UIViewController> KOVA_viewControllerForPageView(
+    const std::shared_ptr<platform::UIViewController>& controller);
+
+// Whether the controller's very class is a system class that is no screen of the app. Subclasses are not.
+bool KOVA_isIgnored(const platform::UIViewController& controller);
+const std::unordered_set<std::string_view>& KOVA_classesToIgnore();
+
+// The controller that was recorded last, if it still exists. It gets no second pageview before another one
+// has had its own.
+std::shared_ptr<platform::UIViewController> KOVA_lastTrackedViewController();
+void KOVA_setLastTrackedViewController(const std::shared_ptr<platform::UIViewController>& controller);

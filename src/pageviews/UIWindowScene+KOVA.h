@@ -1,0 +1,26 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+namespace platform {
+class UIScene;
+class UIWindow;
+class UIWindowScene;
+}  // namespace platform
+
+// What the library asks of scenes. Main thread.
+
+// From 13.0 on.
+bool KOVA_systemHasScenes();
+// Active or inactive; false in the background and before it is connected.
+bool KOVA_isInForeground(const platform::UIScene& scene);
+
+// An added method: null for a scene that shows no windows; for a window scene the first of its windows that
+// is key, null when none is.
+std::shared_ptr<platform::UIWindow> KOVA_firstKeyWindow(platform::UIScene& scene);
+
+// The first connected window scene that is active in the foreground; null when there is none.
+std::shared_ptr<platform::UIWindowScene> KOVA_activeWindowScene();
+// Every connected window scene in the foreground, in the order of connection.
+std::vector<std::shared_ptr<platform::UIWindowScene>> KOVA_foregroundedWindowScenes();

@@ -1,0 +1,279 @@
+// From the fingers to the service: replaced methods, and what they leave to the app.
+
+#include <regex>
+
+#include "platform/runtime/Method.h"
+#include "platform/uikit/UITapGestureRecognizer.h"
+#include "src/autocapture/NSObject+KovaMethodSwizzling.h"
+#include "src/autocapture/UIApplication+DispatchState.h"
+#include "src/autocapture/UIApplication+EventInterceptor.h"
+#include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
+#include "src/core/KIBailer.h"
+#include "tests/src/autocapture/CaptureFixture.h"
+
+using namespace platform;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+class Enricher : public KovaAutocaptureEnrichmentDelegate {
+ public:
+  std::optional<Dictionary> autocaptureTouchEventProperties(std::string_view, UIView&, UITouch*,
+                                                            UIControl*) override {
+    throw std::runtime_error("of the app");
+  }
+};
+
+// Refuses to end.
+class StubbornRecognizer : public UITapGestureRecognizer {
+  NS_OBJECT(StubbornRecognizer, UITapGestureRecognizer)
+
+ public:
+  UIGestureRecognizerState state() const override { return UIGestureRecognizerState::Possible; }
+};
+
+class InterceptorTest : public testing::Test {
+ protected:
+  InterceptorTest() {
+    window->setRootViewController(controller);
+    button->setFrame(CGRectMake(10, 10, 100, 40));
+    controller->payButton = button;
+    controller->view()->addSubview(button);
+    window->makeKeyAndVisible();
+    button->addTarget(controller, SEL("pay:"), UIControlEvents::TouchUpInside);
+  }
+
+  void start(std::function<void(KovaOptions&)> adjust = nullptr) {
+    const auto options = device.options();
+    if (adjust) adjust(*options);
+    device.startAndSettle(options);
+  }
+  void tap(CGPoint point = {20, 20}) {
+    input.touchBegan(1, point, window);
+    input.touchEnded(1);
+  }
+  // The event entries of all messages after that of the installation.
+  std::vector<std::string> received() {
+    device.advance(15);
+    device.settle();
+    std::vector<std::string> events;
+    for (const Dictionary& message : device.receivedMessages()) {
+      const std::string event = json(at(message, "event"));
+      if (event.find("touchEvent") != std::string::npos) events.push_back(event);
+    }
+    return events;
+  }
+
+  SimulatedDevice device;
+  const std::shared_ptr<UIWindow> window = UIWindow::create(CGRectMake(0, 0, 320, 480));
+  const std::shared_ptr<CartController> controller = std::make_shared<CartController>();
+  const std::shared_ptr<UIButton> button = std::make_shared<UIButton>("Pay");
+  UITouchInput input;
+};
+
+const char* const kTouch =
+    R"({"touchEvent":{"targetView":"UIButton","type":"touch","targetText":"Pay","targetA11yLabel":"Pay",)"
+    R"("targetIvar":"payButton","targetSelector":"pay","viewAncestry":{"ancestry":[{"class":"UIApplication"},)"
+    R"({"class":"UIWindow"},{"class":"CartController"},{"class":"UIView"},)"
+    R"({"class":"UIButton","accessibilityLabel":"Pay"}]}},"appVisibilityState":2})";
+
+TEST_F(InterceptorTest, ATapBecomesOneMessage) {
+  start();
+  tap();
+  EXPECT_EQ(controller->payments, 1);
+  EXPECT_THAT(received(), ElementsAre(kTouch));
+
+  std::string body =
+      std::regex_replace(device.service.lastRequest().body, std::regex(*Kova::userId()), "USER");
+  body = std::regex_replace(body, std::regex(*Kova::sessionId()), "SESSION");
+  body = std::regex_replace(body, std::regex("\"[0-9]{16}\""), "\"ID\"");
+  EXPECT_EQ(
+      body,
+      R"({"sentTime": "1767225615000", "messages": [{"id":"ID","envId":"12345","user":{"id":"USER"},)"
+      R"("timestamp":"1767225600000",)"
+      R"("applicationInfo":{"appName":"Example App","appVersion":"1.0","libraryVersion":"9.0.0"},)"
+      R"("deviceInfo":{"carrier":"T & T","phoneModel":"iPhone15,2","platform":"iOS 17.0",)"
+      R"("iosVendorId":"0F0E0D0C-0B0A-0908-0706-050403020100"},)"
+      R"("pageviewInfo":{"viewController":"","title":"","screenA11yId":"","screenA11yLabel":"",)"
+      R"("timestamp":"1767225600000","id":"ID"},"sessionInfo":{"id":"SESSION","timestamp":"1767225600000"},)"
+      R"("event":)" +
+          std::string(kTouch) + "}]}");
+}
+
+TEST_F(InterceptorTest, AGestureAndAFieldEditBecomeOneEach) {
+  const auto field = std::make_shared<UITextField>();
+  field->setAccessibilityIdentifier("name");
+  field->setText(String("Ada"));
+  controller->view()->addSubview(field);
+  start([](KovaOptions& options) { options.setEnableGestureAutocapture(true); });
+  const auto recognizer =
+      UIGestureRecognizer::create<UITapGestureRecognizer>(controller.get(), SEL("swiped:"));
+  EXPECT_EQ(KOVA_initialAction(*recognizer)->str(), "swiped:");
+  controller->view()->addGestureRecognizer(recognizer);
+  recognizer->setState(UIGestureRecognizerState::Ended);
+  recognizer->setState(UIGestureRecognizerState::Ended);
+  const auto stubborn = UIGestureRecognizer::create<StubbornRecognizer>();
+  EXPECT_EQ(KOVA_initialAction(*stubborn), std::nullopt);
+  stubborn->setState(UIGestureRecognizerState::Ended);
+
+  field->becomeFirstResponder();
+  field->resignFirstResponder();
+  EXPECT_THAT(
+      received(),
+      ElementsAre(
+          R"({"touchEvent":{"targetView":"UIView","type":"UITapGestureRecognizer","targetText":"Pay",)"
+          R"("targetSelector":"swiped"},"appVisibilityState":2})",
+          R"({"touchEvent":{"targetView":"UITextField","type":"fieldedit","targetText":"",)"
+          R"("targetA11yId":"name","viewAncestry":{"ancestry":[{"class":"UIApplication"},)"
+          R"({"class":"UIWindow"},{"class":"CartController"},{"class":"UIView"},)"
+          R"({"class":"UITextField","accessibilityIdentifier":"name"}]}},"appVisibilityState":2})"));
+}
+
+TEST_F(InterceptorTest, TheFirstActionOfATouchWinsAndRepeatsAreNotLookedAt) {
+  start();
+  const SEL first("_sendAction:withEvent:");
+  const SEL second("pay:");
+  input.touchBegan(1, {20, 20}, window);
+  UIEvent event;
+  event.addTouch(input.touchOf(1));
+  EXPECT_FALSE(device.application->sendAction(first, controller.get(), button.get(), &event))
+      << "never reported";
+  EXPECT_FALSE(device.application->sendAction(second, controller.get(), button.get(), &event));
+  EXPECT_EQ(controller->payments, 1) << "called, whatever the answer";
+  EXPECT_FALSE(device.application->sendAction(SEL("other:"), controller.get(), button.get(), &event));
+  input.touchBegan(2, {25, 25}, window);  // within 0.2 s of the same action: gets no name
+  UIEvent repeated;
+  repeated.addTouch(input.touchOf(2));
+  device.application->sendAction(second, controller.get(), button.get(), &repeated);
+  input.cancelAllTouches();
+  const auto events = received();
+  ASSERT_THAT(events, SizeIs(2));
+  EXPECT_NE(events[0].find(R"("targetSelector":"pay")"), std::string::npos);
+  EXPECT_EQ(events[1].find("targetSelector"), std::string::npos);
+}
+
+TEST_F(InterceptorTest, AnActionWithoutTouchEnrichesWhatWaitsForItsControl) {
+  const auto inner = std::make_shared<UIView>(CGRectMake(0, 0, 100, 40));
+  button->addSubview(inner);
+  start();
+  input.touchBegan(1, {20, 20}, window);
+  button->setAccessibilityIdentifier("late");
+  device.application->sendAction(SEL("pay:"), controller.get(), button.get(), nullptr);
+  input.touchEnded(1);
+  const auto events = received();
+  ASSERT_THAT(events, SizeIs(1));
+  EXPECT_NE(events[0].find(R"("targetA11yId":"late")"), std::string::npos);
+  EXPECT_NE(events[0].find(R"("targetSelector":"pay")"), std::string::npos);
+}
+
+TEST_F(InterceptorTest, IgnoredDisabledAndBackgroundedTouchesAreNotRecorded) {
+  start([](KovaOptions& options) { options.setDisableAutocaptureWhenBackgrounded(true); });
+  setKovaIgnore(*controller, true);
+  tap();
+  setKovaIgnore(*controller, false);
+  Kova::setTrackingEnabled(false);
+  tap();
+  Kova::setTrackingEnabled(true);
+  device.application->enterBackground();
+  tap();
+  device.application->enterForeground();
+  setKovaIgnoreInnerHierarchy(*controller->view(), true);
+  device.application->sendAction(SEL("pay:"), controller.get(), button.get(), nullptr);
+  EXPECT_THAT(received(), IsEmpty());
+  tap();
+  const auto events = received();
+  ASSERT_THAT(events, SizeIs(1));
+  EXPECT_EQ(events[0].find("targetSelector"), std::string::npos) << "the control is hidden";
+  EXPECT_EQ(controller->payments, 5) << "the app got them all";
+}
+
+TEST_F(InterceptorTest, WhatTheAppThrowsReachesItsCaller) {
+  start();
+  controller->onPay = [] {
+    EXPECT_NE(KOVA_sentEvent(), nullptr);
+    throw std::runtime_error("of the app");
+  };
+  input.touchBegan(1, {20, 20}, window);
+  EXPECT_EQ(KOVA_sentEvent(), nullptr);
+  EXPECT_THROW(input.touchEnded(1), std::runtime_error);
+  EXPECT_EQ(KOVA_sentEvent(), nullptr);
+  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+}
+
+TEST_F(InterceptorTest, ASnapshotIsKnownWhileItLasts) {
+  start();
+  const auto fail = [] {
+    EXPECT_TRUE(KOVA_isCapturingSnapshot());
+    throw std::runtime_error("of the app");
+  };
+  device.application->performSnapshotsWithAction(
+      [&] {
+        EXPECT_THROW(device.application->performSnapshotsWithAction(fail, nullptr, nullptr),
+                     std::runtime_error);
+        EXPECT_TRUE(KOVA_isCapturingSnapshot()) << "nested ones unwind";
+      },
+      nullptr, nullptr);
+  EXPECT_FALSE(KOVA_isCapturingSnapshot());
+}
+
+TEST_F(InterceptorTest, AFailureInsideSilencesTheLibraryAlone) {
+  const auto enricher = std::make_shared<Enricher>();
+  start([&](KovaOptions& options) { options.setAutocaptureEnrichmentDelegate(enricher); });
+  tap();
+  EXPECT_TRUE(KIBailer::sharedBailer().isBailed());
+  EXPECT_EQ(KIBailer::sharedBailer().bailedSource(),
+            "KovaTracker/recordAutocapturedEventWithType:view:touch:selector:includeViewAncestry:");
+  EXPECT_EQ(controller->payments, 1);
+}
+
+TEST_F(InterceptorTest, AControlMayGoInItsAction) {
+  start();
+  const std::weak_ptr<UIButton> weak = controller->payButton;
+  auto& held = const_cast<std::shared_ptr<UIButton>&>(button);
+  controller->onPay = [&] {
+    button->removeFromSuperview();
+    controller->payButton = nullptr;
+    held.reset();
+  };
+  tap();
+  EXPECT_THAT(received(), ElementsAre(kTouch));
+  EXPECT_TRUE(weak.expired());
+}
+
+TEST_F(InterceptorTest, OptionsSayWhatIsReplaced) {
+  start([](KovaOptions& options) {
+    options.setDisableTouchAutocapture(true);
+    options.setEnableGestureAutocapture(true);
+  });
+  EXPECT_EQ(__KOVA_SendEvent_Orig, nullptr);
+  EXPECT_EQ(__KOVA_SetState_Orig, nullptr);
+  EXPECT_NE(__KOVA_MotionEndedWithEvent_Orig, nullptr);
+  device.application->shake();
+  EXPECT_THAT(device.logLinesWith("Enabling Event Visualizer"), SizeIs(1));
+
+  KOVA_instrumentTouchAutocaptureOfApplication();
+  const auto before = __KOVA_SendEvent_Orig;
+  KOVA_instrumentTouchAutocaptureOfApplication();
+  EXPECT_EQ(__KOVA_SendEvent_Orig, before);
+  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+
+  __KOVA_SetState_Orig = [](UIGestureRecognizer&, SEL, UIGestureRecognizerState) {};
+  KOVA_instrumentTouchAutocaptureOfGestureRecognizers();
+  EXPECT_EQ(__KOVA_InitWithTargetAction_Orig, nullptr);
+  EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "UIGestureRecognizer/KOVA_instrumentTouchAutocapture");
+  EXPECT_THAT(device.logLinesWith("MultipleSwizzleAttempt"), SizeIs(1));
+}
+
+TEST_F(InterceptorTest, ReplacingAnswersTheImplementationBefore) {
+  static Method<int(NSObject&)> method{NSObject::classObject, "answer", [](NSObject&, SEL) { return 1; }};
+  const auto two = [](NSObject&, SEL) { return 2; };
+  const auto before = KOVA_replaceInstanceSelector(NSObject::classObject(), method, two);
+  EXPECT_EQ(before(*controller, method.selector()), 1);
+  EXPECT_EQ(method.send(*controller), 2);
+  EXPECT_EQ(KOVA_replaceInstanceSelector(NSObject::classObject(), method, two), nullptr);
+  EXPECT_EQ(KOVA_replaceMethod<int(NSObject&)>(nullptr, NSObject::classObject(), two), nullptr);
+}
+
+}  // namespace
