@@ -1,0 +1,106 @@
+// A small shop that Kova captures, used by a script or, with --window, by whoever runs it; see --help.
+
+#include <Kova/Kova.h>
+
+#include <cstdio>
+#include <exception>
+#include <memory>
+
+#include "examples/storefront/Arguments.h"
+#include "examples/storefront/RecordedLog.h"
+#include "examples/storefront/SDLRunLoop.h"
+#include "examples/storefront/ShopApp.h"
+#include "examples/storefront/ShopEnrichment.h"
+#include "examples/storefront/ShopWindow.h"
+#include "examples/storefront/Story.h"
+#include "platform/dispatch/ThreadScheduler.h"
+#include "platform/linux/LinuxApplication.h"
+#include "platform/net/NetworkReachability.h"
+#include "platform/uikit/UIApplication.h"
+#include "platform/uikit/UIScreen.h"
+
+namespace {
+
+constexpr platform::CGSize kPhone{390, 844};
+constexpr platform::CGSize kTablet{1024, 768};
+constexpr double kUploadInterval = 1;  // seconds
+// Seconds that the last uploads get. What they do not manage is on disk, and goes with the next start.
+constexpr double kUploadTime = 1.5;
+
+void startPlatform(const Arguments& arguments) {
+  platform::startLinuxApplication({.applicationName = "Storefront",
+                                   .applicationIdentifier = "com.example.storefront",
+                                   .rootDirectory = arguments.dataDirectory},
+                                  {{"CFBundleShortVersionString", "1.0"}, {"CFBundleVersion", "1"}});
+  // The loopback counts as a network, so that a machine without any other will do.
+  platform::NetworkReachability::installFlagSource([](const platform::NetworkReachability::Target&) {
+    return std::optional(platform::kNetworkReachabilityFlagsReachable);
+  });
+}
+
+void startKova(const Arguments& arguments, const std::shared_ptr<ShopEnrichment>& enrichment) {
+  auto options = std::make_shared<KovaOptions>();
+  options->setCaptureBaseUrl(arguments.captureUrl);
+  options->setDebug(true);
+  options->setEnableGestureAutocapture(true);
+  options->setAutocaptureEnrichmentDelegate(enrichment);
+  Kova::initialize(arguments.environment, options);
+  Kova::changeInterval(kUploadInterval);
+}
+
+// Stores everything that is still in memory, and sends what time allows.
+template <typename Loop>
+void leave(Loop& loop) {
+  platform::UIApplication::sharedApplication()->enterBackground();
+  loop.runFor(kUploadTime);
+}
+
+void runInWindow(const Arguments& arguments) {
+  ShopWindow window(arguments.tablet ? kTablet : kPhone);
+  auto& loop = *new SDLRunLoop;  // lives as long as the process
+  platform::ThreadScheduler::installed().setMainRunLoop(loop);
+  startPlatform(arguments);
+  RecordedLog::readBy([](const std::string& line) {
+    std::printf("%s\n", line.c_str());
+    std::fflush(stdout);
+  });
+  ShopApp app;
+  const auto enrichment = std::make_shared<ShopEnrichment>(app.basket());
+  startKova(arguments, enrichment);
+  const int scenes = arguments.tablet ? 2 : 1;
+  for (int i = 0; i < scenes; ++i) app.openScene(ShopApp::frameOfScene(i, scenes));
+  window.run(loop);
+  leave(loop);
+}
+
+void tellStory(const Arguments& arguments) {
+  startPlatform(arguments);
+  platform::UIScreen::mainScreen().setSize(arguments.tablet ? kTablet : kPhone);
+  ShopApp app;
+  const auto enrichment = std::make_shared<ShopEnrichment>(app.basket());
+  Story story(app);
+  startKova(arguments, enrichment);
+  if (arguments.tablet) {
+    story.tellOnTheTablet();
+  } else {
+    story.tellOnThePhone();
+  }
+  leave(platform::ThreadScheduler::installed().ownRunLoop());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Arguments arguments = Arguments::parse(argc, argv);
+  try {
+    if (arguments.window) {
+      runInWindow(arguments);
+    } else {
+      tellStory(arguments);
+    }
+  } catch (const std::exception& problem) {
+    std::fprintf(stderr, "storefront: %s\n", problem.what());
+    return 1;
+  }
+  return 0;
+}
