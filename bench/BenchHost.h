@@ -77,6 +77,40 @@ inline void trackOne() {
       {{"plan", "pro"}, {"currency", "EUR"}, {"coupon", "WINTER-2026"}, {"trial", true}, {"gift", false}});
 }
 
+// An app's calls come in bursts; between two, the queue goes to sleep, so that a burst's first call also
+// wakes it.
+struct Bursts {
+  int runs;
+  int burstsARun;
+  int callsABurst;
+};
+struct Figures {
+  double median;
+  double percentile99;
+};
+
+// Microseconds of each single call.
+inline Figures measure(const Bursts& bursts, const std::function<void()>& call,
+                       const std::function<void()>& settle) {
+  std::vector<double> medians;
+  std::vector<double> tails;
+  for (int run = 0; run < bursts.runs; ++run) {
+    std::vector<double> times;
+    times.reserve(static_cast<std::size_t>(bursts.burstsARun * bursts.callsABurst));
+    for (int burst = 0; burst < bursts.burstsARun; ++burst) {
+      for (int i = 0; i < bursts.callsABurst; ++i) {
+        const auto start = Clock::now();
+        call();
+        times.push_back(secondsSince(start) * 1e6);
+      }
+      settle();
+    }
+    medians.push_back(percentile(times, 0.5));
+    tails.push_back(percentile(times, 0.99));
+  }
+  return {median(medians), median(tails)};
+}
+
 inline void printLine(const char* what, double value, const char* unit, const char* target) {
   std::printf("%-62s %12.2f %-12s target %s\n", what, value, unit, target);
 }
