@@ -32,9 +32,7 @@ class Handlers {
       if (!first_) first_ = std::current_exception();
     }
   }
-  void rethrow() const {
-    if (first_) std::rethrow_exception(first_);
-  }
+  const std::exception_ptr& thrown() const { return first_; }
 
  private:
   std::exception_ptr first_;
@@ -97,7 +95,7 @@ class GestureDelivery::Round {
   void sendActions();
   void cancelInViews(UIEvent* event);
   void lift(const Touches& touches);
-  void rethrow() const { handlers_.rethrow(); }
+  const std::exception_ptr& thrown() const { return handlers_.thrown(); }
 
  private:
   struct Share {
@@ -122,7 +120,7 @@ GestureDelivery::~GestureDelivery() {
   }
 }
 
-GestureDelivery::Touches GestureDelivery::deliver(const Touches& touches, UIEvent& event) {
+GestureDelivery::Delivered GestureDelivery::deliver(const Touches& touches, UIEvent& event) {
   Round round(*this);
   round.giveUpMissed(touches);
   const Touches began = touchesInPhase(touches, UITouchPhase::Began);
@@ -141,8 +139,7 @@ GestureDelivery::Touches GestureDelivery::deliver(const Touches& touches, UIEven
   }
 
   round.lift(touches);
-  round.rethrow();
-  return forViews;
+  return {std::move(forViews), round.thrown()};
 }
 
 void GestureDelivery::recognizerStepped(const std::shared_ptr<UIGestureRecognizer>& recognizer) {
@@ -150,7 +147,7 @@ void GestureDelivery::recognizerStepped(const std::shared_ptr<UIGestureRecognize
   round.follow(recognizer);
   round.sendActions();
   round.cancelInViews(nullptr);
-  round.rethrow();
+  if (round.thrown()) std::rethrow_exception(round.thrown());
 }
 
 GestureDelivery::Down* GestureDelivery::find(const UITouch& touch) {

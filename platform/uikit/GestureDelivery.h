@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <memory>
 #include <vector>
 
@@ -19,28 +20,34 @@ class UIGestureRecognizer;
 // in views, the views are told that theirs are cancelled, and hear no more of them.
 //
 //   void UIWindow::sendEvent(UIEvent& event) {
-//     const Touches touches = gestures_.deliver(event.touchesForWindow(*this), event);
-//     ... each to its view, by phase
+//     const auto round = gestures_.deliver(event.touchesForWindow(*this), event);
+//     ... each of round.forViews to its view, by phase; then rethrow round.thrown
 //   }
 //
-// Owner: its window, as a member. What the app throws in a handler reaches the caller once the round is
+// Owner: its window, as a member. What the app throws in a handler is handed to the caller once the round is
 // complete; when several handlers throw in one round, the first one's. Handlers may change the tree, release
 // anything in it and send further events. Main thread only.
 class GestureDelivery {
  public:
   using Touches = std::vector<std::shared_ptr<UITouch>>;
+  struct Delivered {
+    // Those that the window is to hand to their views now: the ones that changed and were not taken by a
+    // recogniser, and of several fingers on a view that wants only one, the first.
+    Touches forViews;
+    std::exception_ptr thrown;  // by a handler; null for nothing
+  };
 
   GestureDelivery();
   ~GestureDelivery();
   GestureDelivery(const GestureDelivery&) = delete;
   GestureDelivery& operator=(const GestureDelivery&) = delete;
 
-  // One round: `touches` are all of the event that are in the window, in their new phases. Answers those that
-  // the window is to hand to their views now: the ones that changed and were not taken by a recogniser, and
-  // of several fingers on a view that wants only one, the first.
-  Touches deliver(const Touches& touches, UIEvent& event);
+  // One round: `touches` are all of the event that are in the window, in their new phases. An action that
+  // throws does not keep the views from their touches.
+  Delivered deliver(const Touches& touches, UIEvent& event);
 
-  // A recogniser has stepped outside a round: sends its actions and does what follows from the step.
+  // A recogniser has stepped outside a round: sends its actions, does what follows from the step, and throws
+  // what they threw.
   void recognizerStepped(const std::shared_ptr<UIGestureRecognizer>& recognizer);
 
  private:

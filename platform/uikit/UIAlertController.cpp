@@ -23,13 +23,19 @@ constexpr UIColor kShade = UIColor::black().withAlpha(0.4);
 
 }  // namespace
 
-// A choice: draws its title itself, and a line that parts it from what is above or to the left.
+// A choice: its title, and a line that parts it from what is above or to the left.
 class UIAlertController::ActionView : public UIControl {
   NS_OBJECT_NAMED(ActionView, UIControl, "_UIAlertControllerActionView")
 
  public:
-  ActionView(std::shared_ptr<UIAlertAction> action, bool isBold)
-      : action_(std::move(action)), isBold_(isBold) {}
+  ActionView(std::shared_ptr<UIAlertAction> action, bool isBold) : action_(std::move(action)) {
+    const bool isDestructive = action_->style() == UIAlertAction::Style::Destructive;
+    label_->setText(action_->title());
+    label_->setFont(Font::systemFont(17, isBold ? Font::Weight::Bold : Font::Weight::Regular));
+    label_->setTextColor(isDestructive ? UIColor::systemRed() : UIColor::systemBlue());
+    label_->setTextAlignment(TextAlignment::Center);
+    addSubview(label_);
+  }
 
   const std::shared_ptr<UIAlertAction>& action() const { return action_; }
   void setLineAtLeft(bool atLeft) { lineAtLeft_ = atLeft; }
@@ -39,21 +45,18 @@ class UIAlertController::ActionView : public UIControl {
     return label ? label : action_->title();
   }
 
+  void layoutSubviews() override { label_->setFrame(CGRectInset(bounds(), kGap, 0)); }
+
   void drawRect(CGRect, BitmapContext& context) override {
     const CGSize size = bounds().size;
     if (isHighlighted()) context.fillRect(bounds(), UIColor::black().withAlpha(0.1));
     context.fillRect(CGRectMake(0, 0, size.width, kHairline), UIColor::separator());
     if (lineAtLeft_) context.fillRect(CGRectMake(0, 0, kHairline, size.height), UIColor::separator());
-    const bool isDestructive = action_->style() == UIAlertAction::Style::Destructive;
-    context.drawText(action_->title(), CGRectInset(bounds(), kGap, 0),
-                     {.font = Font::systemFont(17, isBold_ ? Font::Weight::Bold : Font::Weight::Regular),
-                      .color = isDestructive ? UIColor::systemRed() : UIColor::systemBlue(),
-                      .alignment = TextAlignment::Center});
   }
 
  private:
   const std::shared_ptr<UIAlertAction> action_;
-  const bool isBold_;
+  const std::shared_ptr<UILabel> label_ = std::make_shared<UILabel>();
   bool lineAtLeft_ = false;
 };
 

@@ -41,7 +41,14 @@ void send(UIEvent& event, UITouch& changed, UITouchPhase phase) {
 }  // namespace
 
 UITouchInput::UITouchInput() = default;
-UITouchInput::~UITouchInput() = default;
+
+UITouchInput::~UITouchInput() {
+  try {
+    cancelAllTouches();
+  } catch (...) {
+    // A handler of the app threw; a destructor has nobody to pass that on to.
+  }
+}
 
 void UITouchInput::touchBegan(Finger finger, CGPoint pointOnScreen) {
   touchEnded(finger);

@@ -23,6 +23,7 @@ class UITouchInput {
   using Finger = std::int64_t;
 
   UITouchInput();
+  // Cancels what is still down: nobody would ever lift it.
   ~UITouchInput();
 
   // Hits the front-most visible window and view at the point; where there is no view, that is the window

@@ -50,8 +50,7 @@ std::vector<Share> sharesOf(const Touches& touches) {
 
 void UIWindow::sendEvent(UIEvent& event) {
   const auto keep = shared_from_this();
-  const Touches forViews = gestures_.deliver(event.touchesForWindow(*this), event);
-  std::exception_ptr thrown;
+  auto [forViews, thrown] = gestures_.deliver(event.touchesForWindow(*this), event);
   for (const Share& share : sharesOf(forViews)) {
     try {
       tell(*share.view, share.phase, share.touches, event);

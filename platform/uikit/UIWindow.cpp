@@ -28,6 +28,14 @@ std::shared_ptr<UIWindow> UIWindow::create(const std::shared_ptr<UIWindowScene>&
 UIWindow::UIWindow(CGRect frame) : UIView(frame) { UIView::setHidden(true); }
 
 UIWindow::~UIWindow() {
+  const Subviews below = UIView::subviews();
+  for (const auto& subview : below) {
+    try {
+      subview->removeFromSuperview();
+    } catch (...) {
+      // A handler of the app threw; a destructor has nobody to pass that on to.
+    }
+  }
   const auto responder = std::dynamic_pointer_cast<UIView>(firstResponder());
   if (responder && responder->isDescendantOfView(*this)) clearFirstResponder();
 }

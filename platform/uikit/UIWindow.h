@@ -42,6 +42,7 @@ class PLATFORM_EXPORT UIWindow : public UIView {
   static std::shared_ptr<UIWindow> create(const std::shared_ptr<UIWindowScene>& scene);
   // For subclasses, which then call `join`.
   explicit UIWindow(CGRect frame);
+  // Views that somebody still holds are taken from the window before it goes: editing in them ends.
   ~UIWindow() override;
 
   // Enters the window into its scene's, or the application's, list.

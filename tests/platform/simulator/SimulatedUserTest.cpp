@@ -37,10 +37,12 @@ class Form : public UIViewController {
     setView(view);
   }
   void send() { ++sent; }
+  void motionEnded(UIEventSubtype, UIEvent*) override { ++shakes; }
 
   std::shared_ptr<UITextField> field;
   std::shared_ptr<UIView> cover;
   int sent = 0;
+  int shakes = 0;
 };
 
 class SimulatedUserTest : public testing::Test {
@@ -86,6 +88,27 @@ TEST_F(SimulatedUserTest, TypesIntoWhatItHasTapped) {
   user.erases(6);
   EXPECT_EQ(form->field->text(), "né");
   EXPECT_THROW(user.typesOnKeyboard("%"), std::runtime_error);
+}
+
+TEST_F(SimulatedUserTest, PressesLongTapsTwiceAndShakes) {
+  const auto twice = UIGestureRecognizer::create<UITapGestureRecognizer>(form.get(), SEL("send:"));
+  twice->setNumberOfTapsRequired(2);
+  const auto press = UIGestureRecognizer::create<UILongPressGestureRecognizer>(form.get(), SEL("send:"));
+  press->setNumberOfTouchesRequired(2);
+  const auto pad = std::make_shared<UIView>(CGRectMake(20, 300, 200, 200));
+  pad->addGestureRecognizer(twice);
+  pad->addGestureRecognizer(press);
+  form->view()->insertSubview(pad, 0);
+  user.doubleTaps(*pad);
+  EXPECT_EQ(form->sent, 1);
+  user.longPresses(*pad, 0.6, 2);
+  EXPECT_EQ(form->sent, 3) << "when it began, and when it ended";
+  user.longPresses(*pad, 0.4, 2);
+  user.longPresses(*pad, 0.6);
+  EXPECT_EQ(form->sent, 3);
+  form->field->becomeFirstResponder();
+  user.shakes();
+  EXPECT_EQ(form->shakes, 1);
 }
 
 }  // namespace

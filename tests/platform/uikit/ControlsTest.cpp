@@ -363,6 +363,19 @@ TEST_F(ControlsTest, AFieldThatDiesTakesTheKeyboardWithIt) {
   EXPECT_FALSE(isKeyboardShown());
 }
 
+TEST_F(ControlsTest, AFieldThatOutlivesItsWindowEndsEditing) {
+  const auto field = placeField("name", 100);
+  tap(*field);
+  ASSERT_TRUE(isKeyboardShown());
+  takeLog();
+  controller_.reset();
+  window_.reset();
+  EXPECT_THAT(takeLog(), ElementsAre("ended name"));
+  EXPECT_FALSE(isKeyboardShown());
+  EXPECT_FALSE(field->isEditing());
+  EXPECT_EQ(field->window(), nullptr);
+}
+
 TEST_F(ControlsTest, ASecureFieldNeitherShowsNorTellsItsText) {
   const auto draw = [](UITextField& field) {
     BitmapContext context({200, 34}, 1);

@@ -246,6 +246,34 @@ TEST_F(GestureTest, WhatAnActionThrowsPassesAndLeavesEverythingWhole) {
   EXPECT_THAT(take(), ElementsAre("began 0", "act 3", "cancelled 4"));
 }
 
+TEST_F(GestureTest, AnActionThatThrowsDoesNotKeepTheViewFromItsTouch) {
+  const auto tapping = recognizer<UITapGestureRecognizer>(*pad);
+  tapping->setCancelsTouchesInView(false);
+  target->onAction = [](UIGestureRecognizer&) { throw std::runtime_error("app"); };
+  down(10, 10);
+  EXPECT_THROW(up(), std::runtime_error);
+  EXPECT_THAT(take(), ElementsAre("began 0", "act 3", "ended 3"));
+}
+
+TEST_F(GestureTest, FingersOfAnInputThatGoesAreCancelled) {
+  auto going = std::make_unique<UITouchInput>();
+  const std::weak_ptr<UIGestureRecognizer> tapping = recognizer<UITapGestureRecognizer>(*pad);
+  const auto pan = recognizer<UIPanGestureRecognizer>(*pad);
+  target->onAction = [](UIGestureRecognizer& sender) {
+    if (sender.state() == State::Cancelled) throw std::runtime_error("app");
+  };
+  going->touchBegan(1, {10, 10}, window);
+  going->touchBegan(2, {90, 10}, window);
+  going->touchMoved(1, {10, 60});
+  going.reset();
+  EXPECT_THAT(take(), ElementsAre("began 0", "began 0", "act 1", "cancelled 4", "cancelled 4", "act 4"));
+  const std::weak_ptr<UIView> view = pad;
+  pad->removeFromSuperview();
+  pad.reset();
+  EXPECT_TRUE(view.expired()) << "no touch holds it";
+  EXPECT_TRUE(tapping.expired());
+}
+
 TEST_F(GestureTest, AViewThatWantsOneFingerHearsOfOne) {
   pad->setMultipleTouchEnabled(false);
   down(10, 10, 1);

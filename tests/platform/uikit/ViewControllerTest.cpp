@@ -230,6 +230,22 @@ TEST_F(ViewControllerTest, PresentedFullScreenHidesThePresenter) {
   EXPECT_THAT(window->subviews(), ElementsAre(stack->view()));
 }
 
+TEST_F(ViewControllerTest, WhatIsPresentedGoesWithARootThatIsReplacedOutOfSight) {
+  for (const auto style : {Style::FullScreen, Style::OverCurrentContext}) {
+    auto root = make("Root"), presented = make("Presented", style), other = make("Other");
+    show(root);
+    root->presentViewController(presented, false);
+    window->setHidden(true);
+    told();
+    window->setRootViewController(other);
+    EXPECT_THAT(window->subviews(), IsEmpty());
+    EXPECT_THAT(told(), IsEmpty());
+    window->setHidden(false);
+    EXPECT_THAT(window->subviews(), ElementsAre(other->view()));
+    EXPECT_THAT(told(), ElementsAre("Other loads", "Other will appear", "Other did appear"));
+  }
+}
+
 TEST_F(ViewControllerTest, AStackOfPresentationsGoesAtOnce) {
   auto root = make("Root"), a = make("A"), b = make("B", Style::OverCurrentContext), c = make("C");
   show(root);
