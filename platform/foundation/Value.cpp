@@ -106,6 +106,10 @@ void MutableDictionary::set(Value key, std::optional<Value> value) {
 void MutableDictionary::remove(std::string_view key) { set(Value(key), std::nullopt); }
 
 void MutableDictionary::merge(const Dictionary& other) {
+  if (entries_.size() + other.size() <= kScannedKeys) {
+    for (const Entry& entry : other) set(entry.first, entry.second);
+    return;
+  }
   std::unordered_map<const Value*, std::size_t, KeyHash, KeyEqual> places;
   const std::size_t before = entries_.size();
   entries_.reserve(before + other.size());  // no entry moves below: `places` points into them
