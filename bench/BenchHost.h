@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -109,6 +110,20 @@ inline Figures measure(const Bursts& bursts, const std::function<void()>& call,
     tails.push_back(percentile(times, 0.99));
   }
   return {median(medians), median(tails)};
+}
+
+// Kilobytes of this process that are in memory.
+inline double residentMemory() {
+  std::ifstream status("/proc/self/smaps_rollup");
+  std::string word;
+  double kilobytes = 0;
+  while (status >> word) {
+    if (word == "Rss:") {
+      status >> kilobytes;
+      break;
+    }
+  }
+  return kilobytes;
 }
 
 inline void printLine(const char* what, double value, const char* unit, const char* target) {

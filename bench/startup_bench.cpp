@@ -17,29 +17,15 @@ namespace {
 
 constexpr int kRuns = 15;
 
-// Kilobytes of this process that are in memory.
-double residentMemory() {
-  std::ifstream status("/proc/self/smaps_rollup");
-  std::string word;
-  double kilobytes = 0;
-  while (status >> word) {
-    if (word == "Rss:") {
-      status >> kilobytes;
-      break;
-    }
-  }
-  return kilobytes;
-}
-
 // The child's part: initialises and prints microseconds, kilobytes before and after, bytes a queued event.
 void measureStart(const std::string& root) {
   bench::Host::startIn(root, false);
-  const double before = residentMemory();
+  const double before = bench::residentMemory();
   const auto start = bench::Clock::now();
   Kova::initialize(bench::kEnvironment, bench::Host::options());
   const double microseconds = bench::secondsSince(start) * 1e6;
   KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
-  const double after = residentMemory();
+  const double after = bench::residentMemory();
   std::printf("%f %f ", microseconds, after - before);
 }
 
@@ -51,10 +37,10 @@ void measureQueuedEvent(const std::string& root) {
   Kova::initialize(bench::kEnvironment, options);
   Kova::track("warm up");
   KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
-  const double before = residentMemory();
+  const double before = bench::residentMemory();
   for (int i = 0; i < 299; ++i) bench::trackOne();
   KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
-  std::printf("%f ", (residentMemory() - before) * 1024 / 299);
+  std::printf("%f ", (bench::residentMemory() - before) * 1024 / 299);
 }
 
 std::vector<double> figuresOfChild(const char* program, const std::string& what, const std::string& root) {

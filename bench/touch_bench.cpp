@@ -1,10 +1,11 @@
-// What a touch costs the main thread, from the interceptor to the hand-over to the queue, against an empty
-// hand-over to the same kind of queue: 30 responders, two texts, and a controller with 50 instance variables
-// of which the last holds the touched button.
+// What a touch costs the main thread: the application is told of a finger that came down, with the library's
+// replacement in place, which records it, and without; then the parts of it. Every touch is a finger of its
+// own, and is found in the queue in the end.
 
 #include "bench/BenchHost.h"
+#include "bench/BenchQueues.h"
+#include "bench/BenchScreen.h"
 #include "platform/dispatch/Scheduler.h"
-#include "platform/uikit/UIKit.h"
 #include "src/autocapture/KIViewAncestry.h"
 #include "src/autocapture/UIApplication+EventInterceptor.h"
 #include "src/core/KovaTracker.h"
@@ -15,96 +16,144 @@ namespace {
 using namespace platform;
 
 constexpr bench::Bursts kBursts{.runs = 7, .burstsARun = 100, .callsABurst = 20};
-constexpr int kViewsAboveButton = 26;  // with the button, the controller, the window and the app: 30
-constexpr int kOtherVariables = 49;
+constexpr std::size_t kTouches = 7 * 100 * 20;
 
-class BenchController : public UIViewController {
-  NS_OBJECT(BenchController, UIViewController)
-
+// Adds something to every touch and to each of its responders.
+class Delegate : public KovaAutocaptureEnrichmentDelegate {
  public:
-  static void describe(ClassBuilder<BenchController>& c) {
-    for (int i = 0; i < kOtherVariables; ++i) c.ivar("_view" + std::to_string(i), &BenchController::other);
-    c.ivar("_payButton", &BenchController::payButton);
+  std::optional<Dictionary> autocaptureAncestryNodeProperties(UIResponder&) override {
+    return Dictionary{{"accessibilityLabel", "pay"}};
   }
-
-  std::shared_ptr<UIView> other = std::make_shared<UIView>();
-  std::shared_ptr<UIButton> payButton = std::make_shared<UIButton>();
+  std::optional<Dictionary> autocaptureTouchEventProperties(std::string_view, UIView&, UITouch*,
+                                                            UIControl*) override {
+    return Dictionary{{"targetText", "Pay now"}};
+  }
 };
 
-struct Screen {
-  Screen() {
-    UIApplication::setSharedApplication(application);
-    std::shared_ptr<UIView> view = controller->view();
-    for (int i = 1; i < kViewsAboveButton; ++i) {
-      const auto inner = std::make_shared<UIView>();
-      inner->setAccessibilityIdentifier("level " + std::to_string(i));
-      view->addSubview(inner);
-      view = inner;
-    }
-    controller->payButton->addSubview(std::make_shared<UILabel>("Pay now"));
-    controller->payButton->addSubview(std::make_shared<UILabel>("and get it tomorrow"));
-    view->addSubview(controller->payButton);
-    window->setRootViewController(controller);
-    window->makeKeyAndVisible();
-    const auto touch = std::make_shared<UITouch>();
-    touch->setTarget(window, controller->payButton);
-    event->addTouch(touch);
+// Fingers that have come down, of which no one has been told yet.
+class Touches {
+ public:
+  explicit Touches(const bench::Screen& screen) : screen_(screen) { prepare(); }
+  void prepare() {
+    events_.clear();
+    for (int i = 0; i < kBursts.callsABurst; ++i) events_.push_back(screen_.touchOnButton());
+  }
+  std::shared_ptr<UIEvent> next() {
+    auto event = std::move(events_.back());
+    events_.pop_back();
+    return event;
   }
 
-  const std::shared_ptr<UIApplication> application = std::make_shared<UIApplication>();
-  const std::shared_ptr<UIWindow> window = UIWindow::create();
-  const std::shared_ptr<BenchController> controller = std::make_shared<BenchController>();
-  const std::shared_ptr<UIEvent> event = std::make_shared<UIEvent>();
+ private:
+  const bench::Screen& screen_;
+  std::vector<std::shared_ptr<UIEvent>> events_;
 };
+
+using OneTouch = std::function<void(const std::shared_ptr<UIEvent>&)>;
+
+bench::Figures measureTouches(const bench::Screen& screen, KovaTracker& tracker, const OneTouch& oneTouch) {
+  Touches touches(screen);
+  std::vector<std::shared_ptr<UIEvent>> told;
+  return bench::measure(
+      kBursts, [&] { oneTouch(told.emplace_back(touches.next())); },
+      [&] {
+        for (const auto& event : told) {
+          event->allTouches().front()->setPhase(UITouchPhase::Ended);
+          screen.application->sendEvent(*event);
+        }
+        told.clear();
+        tracker.consumeAllLiveTouches();
+        KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
+        touches.prepare();
+      });
+}
+
+bench::Figures measureRecorded(const bench::Queues& queues, const bench::Screen& screen, KovaTracker& tracker,
+                               const OneTouch& oneTouch) {
+  queues.takeMessages();
+  const bench::Figures figures = measureTouches(screen, tracker, oneTouch);
+  const std::size_t recorded = queues.takeMessages();
+  if (recorded != kTouches) {
+    std::printf("%zu touches of %zu were recorded\n", recorded, kTouches);
+    std::exit(1);
+  }
+  return figures;
+}
+
+void printRecorded(const bench::Queues& queues, const bench::Screen& screen, KovaTracker& tracker,
+                   const OneTouch& tell) {
+  const auto queue = Scheduler::current().makeSerialQueue("baseline", QualityOfService::Background);
+  const bench::Figures handOver = bench::measure(
+      kBursts, [&queue] { queue->async([] {}); }, [&queue] { queue->waitUntilIdle(); });
+
+  auto& sendEvent = UIApplication::sendEventMethod;
+  const auto replacement = sendEvent.replace(UIApplication::classObject(), __KOVA_SendEvent_Orig);
+  const bench::Figures before = measureTouches(screen, tracker, tell);
+  sendEvent.replace(UIApplication::classObject(), replacement);
+  const bench::Figures touch = measureRecorded(queues, screen, tracker, tell);
+  const bench::Figures wholeTap =
+      measureRecorded(queues, screen, tracker, [&](const std::shared_ptr<UIEvent>& event) {
+        static const String action("pay:");
+        const std::shared_ptr<UITouch> finger = event->allTouches().front();
+        KOVA_handleSendEvent(*screen.application, *event);
+        tracker.enrichAutocapturedEventForTouch(finger, action, screen.controller->payButton);
+        finger->setPhase(UITouchPhase::Ended);
+        tracker.consumeAllLiveTouches();
+      });
+  bench::printLine("empty hand-over, median", handOver.median, "us", "-");
+  bench::printLine("a touch, before", before.median, "us", "-");
+  bench::printLine("a touch, median", touch.median, "us", "<= 10");
+  bench::printLine("a touch, 99th percentile", touch.percentile99, "us", "-");
+  bench::printLine("  median as a multiple of the empty hand-over", touch.median / handOver.median, "x", "-");
+  bench::printLine("a touch and its action, until it has left the cache, median", wholeTap.median, "us",
+                   "<= 10");
+}
+
+void printParts(const bench::Screen& screen, KovaTracker& tracker) {
+  UIButton& button = *screen.controller->payButton;
+  const auto captured = KIViewAncestry::captureFromView(button, tracker, KIViewAncestry::BoundingBoxes::Omit);
+  std::printf("%zu responders, \"%s\", %s\n", captured->ancestry().size(),
+              KovaUtil::getText(button, false).str().c_str(),
+              KovaUtil::propertyName(button).value_or("").str().c_str());
+  const auto print = [](const char* what, const std::function<void()>& part) {
+    const auto nothing = [] {};
+    bench::printLine(what, bench::measure(kBursts, part, nothing).median, "us", "-");
+  };
+  print("  of it: ancestry of 30 responders",
+        [&] { KIViewAncestry::captureFromView(button, tracker, KIViewAncestry::BoundingBoxes::Omit); });
+  print("  of it: text", [&] { KovaUtil::getText(button, false); });
+  const UILabel longLabel(String(std::string(10'000'000, 'a')));
+  print("  text of a label of 10 MB", [&] { KovaUtil::getText(longLabel, false); });
+  print("  of it: name of the instance variable, the last of 50", [&] { KovaUtil::propertyName(button); });
+  print("  of it: extending the session", [&] { tracker.extendSession(); });
+}
 
 }  // namespace
 
 int main() {
   const bench::Host host(false);
-  const Screen screen;
-  Kova::initialize(bench::kEnvironment, bench::Host::options());
+  const auto options = bench::Host::options();
+  options->setDisableViewControllerAutocapture(false);
+  Kova::initialize(bench::kEnvironment, options);
+  const bench::Screen screen;
+  screen.show();
   const auto tracker = KovaTracker::sharedTracker();
-  const UIButton& button = *screen.controller->payButton;
-  const auto queue = Scheduler::current().makeSerialQueue("baseline", QualityOfService::Background);
-  const auto nothing = [] {};
+  const bench::Queues queues;
+  const auto tell = [&screen](const std::shared_ptr<UIEvent>& event) {
+    screen.application->sendEvent(*event);
+  };
+  const auto print = [&](const char* what) {
+    bench::printLine(what, measureRecorded(queues, screen, *tracker, tell).median, "us", "<= 10");
+  };
 
-  const bench::Figures handOver = bench::measure(
-      kBursts, [&queue] { queue->async([] {}); }, [&queue] { queue->waitUntilIdle(); });
-  const bench::Figures touch = bench::measure(
-      kBursts, [&screen] { KOVA_handleSendEvent(*screen.application, *screen.event); },
-      [&tracker] {
-        tracker->consumeAllLiveTouches();
-        KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
-      });
-  const bench::Figures ancestry = bench::measure(
-      kBursts,
-      [&] {
-        KIViewAncestry::captureFromView(*screen.controller->payButton, *tracker,
-                                        KIViewAncestry::BoundingBoxes::Omit);
-      },
-      nothing);
-  const bench::Figures text = bench::measure(
-      kBursts, [&] { KovaUtil::getText(button, false); }, nothing);
-  const UILabel longLabel(String(std::string(10'000'000, 'a')));
-  const bench::Figures longText = bench::measure(
-      kBursts, [&] { KovaUtil::getText(longLabel, false); }, nothing);
-  const bench::Figures variable = bench::measure(
-      kBursts, [&] { KovaUtil::propertyName(button); }, nothing);
-  const bench::Figures session = bench::measure(
-      kBursts, [&] { tracker->extendSession(); }, nothing);
-
-  const auto captured = KIViewAncestry::captureFromView(*screen.controller->payButton, *tracker,
-                                                        KIViewAncestry::BoundingBoxes::Omit);
-  std::printf("%zu responders, \"%s\", %s\n", captured->ancestry().size(),
-              KovaUtil::getText(button, false).str().c_str(),
-              KovaUtil::propertyName(button).value_or("").str().c_str());
-  bench::printLine("empty hand-over, median", handOver.median, "us", "-");
-  bench::printLine("a touch, median", touch.median, "us", "<= 10");
-  bench::printLine("a touch, 99th percentile", touch.percentile99, "us", "-");
-  bench::printLine("  median as a multiple of the empty hand-over", touch.median / handOver.median, "x", "-");
-  bench::printLine("  of it: ancestry of 30 responders", ancestry.median, "us", "-");
-  bench::printLine("  of it: text", text.median, "us", "-");
-  bench::printLine("  text of a label of 10 MB", longText.median, "us", "-");
-  bench::printLine("  of it: name of the instance variable, the last of 50", variable.median, "us", "-");
-  bench::printLine("  of it: extending the session", session.median, "us", "-");
+  printRecorded(queues, screen, *tracker, tell);
+  printParts(screen, *tracker);
+  const auto delegate = std::make_shared<Delegate>();
+  options->setAutocaptureEnrichmentDelegate(delegate);
+  print("a touch, with a delegate that enriches");
+  options->setAutocaptureEnrichmentDelegate({});
+  setKovaRedactAccessibilityLabel(*screen.window, true);
+  print("a touch, with a rule on the window");
+  options->setAutocaptureEnrichmentDelegate(delegate);
+  print("a touch, with both");
 }
