@@ -6,6 +6,7 @@
 #include "platform/uikit/UITouch.h"
 #include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
+#include "src/core/NSObject+Retained.h"
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 
@@ -17,15 +18,10 @@ constexpr const char* kKind = "touchEvent";
 constexpr std::string_view kKeyboardClass = "UIKeyboardLayoutStar";
 constexpr std::size_t kMostEntries = 8;
 
-template <class T>
-std::shared_ptr<T> shared(T* object) {
-  return object ? std::static_pointer_cast<T>(object->weak_from_this().lock()) : nullptr;
-}
-
 // A view that is in the middle of being destroyed has no owner any more, and is left alone.
 std::shared_ptr<UIView> visibleView(const std::shared_ptr<UIView>& view) {
   if (!view) return nullptr;
-  auto visible = shared(&KOVA_closestViewVisibleInHierarchy(*view));
+  auto visible = KOVA_retained(&KOVA_closestViewVisibleInHierarchy(*view));
   return visible ? visible : view;
 }
 
@@ -65,7 +61,7 @@ std::shared_ptr<KITouchEvent> KITouchEvent::create(const String& eventType,
   const std::string_view className = target ? std::string_view(target->isa().name()) : "UIView";
   if (eventType.view() == KovaTouchEventTypeTouch && className == kKeyboardClass) return nullptr;
 
-  auto control = target ? shared(KovaUtil::closestControl(*target)) : nullptr;
+  auto control = target ? KOVA_retained(KovaUtil::closestControl(*target)) : nullptr;
   auto ancestry = viewAncestry == ViewAncestry::Capture ? ancestryOf(target, context) : nullptr;
   const auto overrides =
       context.overriddenTouchEventPropertiesForEventType(eventType, target.get(), touch.get(), control.get());

@@ -58,7 +58,7 @@ void KovaSegmentedControlObserver::unsafeObserveValueForKeyPath(const void* cont
 }
 
 bool KovaSegmentedControlObserver::shouldAttributeValueChangeToTouchEvent() const {
-  const auto& event = KOVA_sentEvent();
+  UIEvent* const event = KOVA_sentEvent();
   const auto& touch = touchEvent_->touch();
   if (!touch || !event || event->allTouches().empty()) return true;
   const auto& touches = event->allTouches();

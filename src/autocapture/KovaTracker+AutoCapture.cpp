@@ -11,6 +11,7 @@
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaTracker.h"
+#include "src/core/NSObject+TextForKey.h"
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/UIView+Visibility.h"
 #include "src/pageviews/UIViewController+PageviewCapture.h"
@@ -29,13 +30,6 @@ struct SenderFacts {
   std::optional<String> label;
 };
 
-std::optional<String> textForKey(const NSObject& object, SEL key) {
-  if (!object.respondsToSelector(key)) return std::nullopt;
-  const KeyValue value = object.valueForKey(NSStringFromSelector(key));
-  const auto* text = std::get_if<std::string>(&value);
-  return text ? std::optional<String>(*text) : std::nullopt;
-}
-
 SenderFacts factsOf(const std::shared_ptr<NSObject>& sender, bool withLabel) {
   static const SEL identifierKey("accessibilityIdentifier");
   static const SEL labelKey("accessibilityLabel");
@@ -43,8 +37,9 @@ SenderFacts factsOf(const std::shared_ptr<NSObject>& sender, bool withLabel) {
   const auto* view = dynamic_cast<const UIView*>(sender.get());
   const auto* responder = dynamic_cast<const UIResponder*>(sender.get());
   SenderFacts facts;
-  facts.identifier = view ? view->accessibilityIdentifier() : textForKey(*sender, identifierKey);
-  if (withLabel) facts.label = responder ? responder->accessibilityLabel() : textForKey(*sender, labelKey);
+  facts.identifier = view ? view->accessibilityIdentifier() : KOVA_textForKey(*sender, identifierKey);
+  if (withLabel)
+    facts.label = responder ? responder->accessibilityLabel() : KOVA_textForKey(*sender, labelKey);
   return facts;
 }
 
@@ -170,6 +165,10 @@ void KovaTracker::consumeTouchEvent(std::shared_ptr<KITouchEvent> event) {
           KovaLogDebug("Logged event with properties:\n%@", event->description());
         }
         tracker.queueManager_->enqueueMessage(tracker.messageBuilder_->mutableMessageForEvent(*event));
+        // The session may have been reset since the capture, and its pageview with it; without another one
+        // this event, and all behind it, would wait for the next event. One that still belongs to the session
+        // before needs none.
+        if (!event->sessionInfo()) tracker.injectPageviewsIfNeeded();
       },
       *this, method);
 }

@@ -2,30 +2,26 @@
 
 #include <utility>
 
+#include "platform/uikit/UIEvent.h"
+#include "src/core/NSObject+Retained.h"
+
 namespace {
 
-struct DispatchState {
-  std::shared_ptr<platform::UIEvent> sentEvent;
-  bool isCapturingSnapshot = false;
-};
-
-DispatchState& state() {
-  static DispatchState& instance = *new DispatchState;
-  return instance;
-}
+constinit platform::UIEvent* sentEvent = nullptr;
+constinit bool isCapturingSnapshot = false;
 
 }  // namespace
 
-const std::shared_ptr<platform::UIEvent>& KOVA_sentEvent() { return state().sentEvent; }
+platform::UIEvent* KOVA_sentEvent() { return sentEvent; }
 
-bool KOVA_isCapturingSnapshot() { return state().isCapturingSnapshot; }
+bool KOVA_isCapturingSnapshot() { return isCapturingSnapshot; }
 
-KIEventDispatchScope::KIEventDispatchScope(std::shared_ptr<platform::UIEvent> event) {
-  state().sentEvent = std::move(event);
+KIEventDispatchScope::KIEventDispatchScope(platform::UIEvent& event) : kept_(KOVA_retained(&event)) {
+  sentEvent = &event;
 }
 
-KIEventDispatchScope::~KIEventDispatchScope() { state().sentEvent.reset(); }
+KIEventDispatchScope::~KIEventDispatchScope() { sentEvent = nullptr; }
 
-KISnapshotScope::KISnapshotScope() : before_(std::exchange(state().isCapturingSnapshot, true)) {}
+KISnapshotScope::KISnapshotScope() : before_(std::exchange(isCapturingSnapshot, true)) {}
 
-KISnapshotScope::~KISnapshotScope() { state().isCapturingSnapshot = before_; }
+KISnapshotScope::~KISnapshotScope() { isCapturingSnapshot = before_; }

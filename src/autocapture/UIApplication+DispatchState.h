@@ -11,18 +11,21 @@ class UIEvent;
 // thread only.
 
 // The event that is being dispatched; null outside of a dispatch.
-const std::shared_ptr<platform::UIEvent>& KOVA_sentEvent();
+platform::UIEvent* KOVA_sentEvent();
 // Whether pictures of a scene are being taken for the app switcher.
 bool KOVA_isCapturingSnapshot();
 
-// Keeps the event and shows it as the one being dispatched. None is once the scope has ended, even when it
-// was opened inside of another.
+// Keeps the event, if it is shared, and shows it as the one being dispatched. None is once the scope has
+// ended, even when it was opened inside of another.
 class KIEventDispatchScope {
  public:
-  explicit KIEventDispatchScope(std::shared_ptr<platform::UIEvent> event);
+  explicit KIEventDispatchScope(platform::UIEvent& event);
   ~KIEventDispatchScope();
   KIEventDispatchScope(const KIEventDispatchScope&) = delete;
   KIEventDispatchScope& operator=(const KIEventDispatchScope&) = delete;
+
+ private:
+  const std::shared_ptr<platform::UIEvent> kept_;
 };
 
 // May be nested.

@@ -10,6 +10,7 @@
 #include "src/autocapture/UIApplication+DispatchState.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaTracker.h"
+#include "src/core/NSObject+Retained.h"
 #include "src/events/KovaUtil.h"
 
 using namespace platform;
@@ -32,15 +33,10 @@ bool isNeverReported(SEL action) {
   return std::find(std::begin(neverReported), std::end(neverReported), action) != std::end(neverReported);
 }
 
-template <class T>
-std::shared_ptr<T> retained(T* object) {
-  return object ? std::static_pointer_cast<T>(object->weak_from_this().lock()) : nullptr;
-}
-
 // The replacements.
 
 void __KOVA_SendEvent(UIApplication& self, SEL selector, UIEvent& event) {
-  const KIEventDispatchScope dispatch(retained(&event));
+  const KIEventDispatchScope dispatch(event);
   kova::guarded({self.isa(), selector}, [&] { KOVA_handleSendEvent(self, event); });
   __KOVA_SendEvent_Orig(self, selector, event);
 }
@@ -48,11 +44,12 @@ void __KOVA_SendEvent(UIApplication& self, SEL selector, UIEvent& event) {
 // Answers no, whatever the implementation before does: who asks is told that no action was called.
 bool __KOVA_SendActionToFromForEvent(UIApplication& self, SEL selector, SEL action, NSObject* target,
                                      NSObject* sender, UIEvent* event) {
-  // The action may remove the control that sent it.
-  const auto keptSender = retained(sender);
-  const auto keptEvent = retained(event);
+  const kova::Place place{self.isa(), selector};
+  // The action may remove the control that sent it, and let go of the application.
+  const auto keptSender = KOVA_retained(sender);
+  const auto keptEvent = event == KOVA_sentEvent() ? nullptr : KOVA_retained(event);
   __KOVA_SendActionToFromForEvent_Orig(self, selector, action, target, sender, event);
-  kova::guarded({self.isa(), selector}, [&] { KOVA_handleSendAction(self, action, keptSender, event); });
+  kova::guarded(place, [&] { KOVA_handleSendAction(self, action, keptSender, event); });
   return false;
 }
 
@@ -65,9 +62,9 @@ bool __KOVA_PerformSnapshotsWithActionForSceneCompletion(UIApplication& self, SE
 }
 
 void __KOVA_MotionEndedWithEvent(UIApplication& self, SEL selector, UIEventSubtype motion, UIEvent* event) {
-  const auto keptEvent = retained(event);
+  const kova::Place place{self.isa(), selector};
   __KOVA_MotionEndedWithEvent_Orig(self, selector, motion, event);
-  kova::guarded({self.isa(), selector}, [&] { KOVA_handleMotionEnded(self, motion, event); });
+  kova::guarded(place, [&] { KOVA_handleMotionEnded(self, motion, event); });
 }
 
 void replaceTouchMethods() {
@@ -107,9 +104,14 @@ void KOVA_instrumentEventVisualizerShakeGesture() {
 }
 
 void KOVA_handleSendEvent(UIApplication&, UIEvent& event) {
+  const auto isBeginning = [](const std::shared_ptr<UITouch>& touch) {
+    return touch && touch->phase() == UITouchPhase::Began;
+  };
+  // Most events are of fingers that move.
+  if (std::ranges::none_of(event.allTouches(), isBeginning)) return;
   const UIEvent::Touches touches = event.allTouches();  // code of the app runs while they are recorded
   for (const auto& touch : touches) {
-    if (!touch || touch->phase() != UITouchPhase::Began) continue;
+    if (!isBeginning(touch)) continue;
     const auto tracker = KovaTracker::sharedTracker();
     if (!tracker) return;
     tracker->recordAutocapturedEventWithType(KovaTouchEventTypeTouch, touch->view(), touch, std::nullopt,

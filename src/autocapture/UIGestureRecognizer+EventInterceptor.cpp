@@ -4,6 +4,7 @@
 
 #include "src/core/Guard.h"
 #include "src/core/KovaTracker.h"
+#include "src/core/NSObject+Retained.h"
 
 using namespace platform;
 
@@ -38,7 +39,9 @@ std::shared_ptr<UIGestureRecognizer> __KOVA_InitWithTargetAction(UIGestureRecogn
 }
 
 void __KOVA_SetState(UIGestureRecognizer& self, SEL selector, UIGestureRecognizerState state) {
-  const auto kept = self.weak_from_this().lock();
+  // A recogniser that moves takes many steps, and only its end makes an event.
+  if (state != UIGestureRecognizerState::Ended) return __KOVA_SetState_Orig(self, selector, state);
+  const auto kept = KOVA_retained(&self);
   // Asking may run code of the app, which was not asked at this moment without the library.
   const auto previousState = kova::guarded(
       {self.isa(), selector}, [&self] { return std::optional(self.state()); },

@@ -48,17 +48,15 @@ Dictionary boxDictionary(const CGRect& box) {
 bool isEmptyText(const Value& value) { return value.isString() && value.string().empty(); }
 
 // The app's entries win, but never bring back a label that is left out or redacted.
-Dictionary withOverrides(const Dictionary& node, const Dictionary& overrides, bool labelOff,
-                         bool redactLabel) {
-  MutableDictionary merged(node);
-  merged.merge(overrides);
-  const Value* label = merged.find(KovaAncestryNodePropertyAccessibilityLabel);
+void mergeOverrides(MutableDictionary& node, const Dictionary& overrides, bool labelOff, bool redactLabel) {
+  node.merge(overrides);
+  if (!labelOff && !redactLabel) return;
+  const Value* label = node.find(KovaAncestryNodePropertyAccessibilityLabel);
   if (label && labelOff) {
-    merged.remove(KovaAncestryNodePropertyAccessibilityLabel);
-  } else if (label && redactLabel && !isEmptyText(*label)) {
-    merged.set(keys().label, keys().redacted);
+    node.remove(KovaAncestryNodePropertyAccessibilityLabel);
+  } else if (label && !isEmptyText(*label)) {
+    node.set(keys().label, keys().redacted);
   }
-  return Dictionary(std::move(merged));
 }
 
 }  // namespace
@@ -81,22 +79,21 @@ Dictionary KOVA_autocaptureAncestryMetadata(UIResponder& responder, const KICapt
   CGRect box = CGRectNull;
   if (captureBoundingBox) box = KOVA_autocaptureBoundingBox(responder);
 
-  Dictionary node = nodeOfClass(responder.isa());
-  if (label || identifier || !CGRectIsNull(box)) {
-    MutableDictionary entries;
-    entries.reserve(kUsualNodeEntries);
-    entries.append(node.begin()->first, node.begin()->second);
-    if (label) {
-      const bool substitute = redactLabel && !label->empty();
-      entries.append(keys().label, substitute ? keys().redacted : Value(*std::move(label)));
-    }
-    if (identifier) entries.append(keys().identifier, *std::move(identifier));
-    if (!CGRectIsNull(box)) entries.append(keys().boundingBox, boxDictionary(box));
-    node = Dictionary(std::move(entries));
-  }
-
+  const Dictionary node = nodeOfClass(responder.isa());
   const auto overrides = context.overriddenAncestryNodePropertiesForResponder(&responder);
-  return overrides ? withOverrides(node, *overrides, labelOff, redactLabel) : node;
+  if (!label && !identifier && CGRectIsNull(box) && !overrides) return node;
+
+  MutableDictionary entries;
+  entries.reserve(kUsualNodeEntries);
+  entries.append(node.begin()->first, node.begin()->second);
+  if (label) {
+    const bool substitute = redactLabel && !label->empty();
+    entries.append(keys().label, substitute ? keys().redacted : Value(*std::move(label)));
+  }
+  if (identifier) entries.append(keys().identifier, *std::move(identifier));
+  if (!CGRectIsNull(box)) entries.append(keys().boundingBox, boxDictionary(box));
+  if (overrides) mergeOverrides(entries, *overrides, labelOff, redactLabel);
+  return Dictionary(std::move(entries));
 }
 
 CGRect KOVA_autocaptureBoundingBox(const UIResponder& responder) {

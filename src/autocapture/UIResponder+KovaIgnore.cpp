@@ -5,6 +5,8 @@
 #include "platform/runtime/Method.h"
 #include "platform/uikit/UIView.h"
 #include "src/core/KovaLogger.h"
+#include "src/core/NSObject+Retained.h"
+#include "src/core/NSObject+TextForKey.h"
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/KIHierarchyLimit.h"
 
@@ -33,10 +35,7 @@ struct IgnoreState {
   bool hasClassDefaults = false;
 };
 
-IgnoreState& state() {
-  static IgnoreState& instance = *new IgnoreState;
-  return instance;
-}
+constinit IgnoreState state;
 
 template <bool answer>
 bool alwaysAnswer(UIResponder&, SEL) {
@@ -46,19 +45,7 @@ bool alwaysAnswer(UIResponder&, SEL) {
 constinit Method<bool(UIResponder&)> ignoreInnerHierarchyDefaultMethod{
     UIResponder::classObject, "kovaIgnoreInnerHierarchyDefault", alwaysAnswer<false>};
 
-bool mayAnyViewHideItsInnerHierarchy() { return state().shouldCheckIgnore || state().hasClassDefaults; }
-
-bool respondsTo(const NSObject& object, std::string_view name) {
-  return object.respondsToSelector(SEL(name));
-}
-
-// A string that is read by key; empty for anything else.
-std::string textForKey(const NSObject& object, std::string_view key) {
-  if (!respondsTo(object, key)) return {};
-  const KeyValue value = object.valueForKeyPath(key);
-  const auto* text = std::get_if<std::string>(&value);
-  return text ? *text : std::string();
-}
+bool mayAnyViewHideItsInnerHierarchy() { return state.shouldCheckIgnore || state.hasClassDefaults; }
 
 }  // namespace
 
@@ -97,13 +84,13 @@ void setKovaIgnoreInnerHierarchy(UIResponder& responder, bool ignore) {
 }
 
 bool kovaIgnoreInnerHierarchyDefault(const UIResponder& responder) {
-  if (!state().hasClassDefaults) return false;
+  if (!state.hasClassDefaults) return false;
   // The answer is the class's: the receiver is only there to pick it by.
   return ignoreInnerHierarchyDefaultMethod.send(const_cast<UIResponder&>(responder));
 }
 void setKovaIgnoreInnerHierarchyDefault(Class& responderClass, bool ignore) {
   const auto answer = ignore ? alwaysAnswer<true> : alwaysAnswer<false>;
-  state().hasClassDefaults = true;
+  state.hasClassDefaults = true;
   try {
     ignoreInnerHierarchyDefaultMethod.implement(responderClass, answer);
   } catch (const std::logic_error&) {
@@ -112,9 +99,9 @@ void setKovaIgnoreInnerHierarchyDefault(Class& responderClass, bool ignore) {
   }
 }
 
-bool KOVA_shouldCheckIgnore() { return state().shouldCheckIgnore; }
+bool KOVA_shouldCheckIgnore() { return state.shouldCheckIgnore; }
 
-void KOVA_setShouldCheckIgnore(bool shouldCheck) { state().shouldCheckIgnore = shouldCheck; }
+void KOVA_setShouldCheckIgnore(bool shouldCheck) { state.shouldCheckIgnore = shouldCheck; }
 
 unsigned KOVA_ignoreRules(const UIResponder& responder) {
   if (!KOVA_shouldCheckIgnore()) return 0;
@@ -165,6 +152,7 @@ unsigned KOVA_touchEventIgnoreRules(UIView* view1, UIView* view2) {
 
 std::string KOVA_ignoreDescription(UIResponder& responder, std::string_view linePrefix,
                                    std::string_view extraSpace) {
+  static const SEL identifierKey("accessibilityIdentifier");
   std::string lines;
   const auto addLine = [&](std::string_view label, std::string_view value) {
     if (!lines.empty()) lines += '\n';
@@ -177,7 +165,7 @@ std::string KOVA_ignoreDescription(UIResponder& responder, std::string_view line
   if (auto* view = dynamic_cast<UIView*>(&responder)) {
     addFact("Text                     ", KovaUtil::getText(*view, false));
   }
-  addFact("Accessibility Identifier ", textForKey(responder, "accessibilityIdentifier"));
+  addFact("Accessibility Identifier ", KOVA_textForKey(responder, identifierKey).value_or(""));
   addFact("Accessibility Label      ", responder.accessibilityLabel().value_or(""));
   return lines;
 }
@@ -188,6 +176,8 @@ void KOVA_logIgnoreWithSource(UIResponder& receiver, UIResponder& source) {
     KovaLogDebug("Ignoring view marked with kovaIgnore:\n%@", KOVA_ignoreDescription(receiver, "    ", ""));
     return;
   }
+  // Describing one runs code of the app, which may let go of the other.
+  const auto keptSource = KOVA_retained(&source);
   KovaLogDebug("Ignoring view because its ancestor is marked with kovaIgnore:\n%@\n%@",
                KOVA_ignoreDescription(receiver, "    Target ", "          "),
                KOVA_ignoreDescription(source, "    Ignored Ancestor ", ""));

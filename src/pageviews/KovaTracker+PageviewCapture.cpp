@@ -12,6 +12,7 @@
 #include "src/autocapture/UIApplication+DispatchState.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaTracker.h"
+#include "src/core/NSObject+TextForKey.h"
 #include "src/pageviews/KIHierarchyLimit.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 #include "src/pageviews/UIView+Visibility.h"
@@ -21,16 +22,6 @@
 using namespace platform;
 
 namespace {
-
-// Controllers have none of their own: only classes of the app that give themselves one.
-std::optional<String> accessibilityIdentifierOf(const UIViewController& controller) {
-  static const SEL selector("accessibilityIdentifier");
-  const std::string& key = NSStringFromSelector(selector);
-  if (!controller.respondsToSelector(selector) || !controller.isa().hasKey(key)) return std::nullopt;
-  const KeyValue value = controller.valueForKey(key);
-  const auto* text = std::get_if<std::string>(&value);
-  return text ? std::optional(String(*text)) : std::nullopt;
-}
 
 std::optional<String> titleOf(const std::shared_ptr<UIBarItem>& item) {
   return item ? item->title() : std::nullopt;
@@ -77,7 +68,9 @@ std::optional<Dictionary> KovaTracker::overriddenPageviewPropertiesForViewContro
 }
 
 Dictionary KovaTracker::pageviewInfoForViewController(UIViewController& controller) const {
-  const auto identifier = accessibilityIdentifierOf(controller);
+  static const SEL identifierKey("accessibilityIdentifier");
+  // Controllers have none of their own: only classes of the app that give themselves one.
+  const auto identifier = KOVA_textForKey(controller, identifierKey);
   const auto title = isTitleCaptureDisabled() ? std::nullopt : titleOf(controller);
   const auto label = isAccessibilityLabelCaptureDisabled() ? std::nullopt : controller.accessibilityLabel();
   MutableDictionary info;

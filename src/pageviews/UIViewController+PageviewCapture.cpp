@@ -7,6 +7,7 @@
 #include "src/autocapture/NSObject+KovaMethodSwizzling.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaTracker.h"
+#include "src/core/NSObject+Retained.h"
 #include "src/pageviews/KIHierarchyLimit.h"
 
 using namespace platform;
@@ -26,7 +27,7 @@ using Completion = UIViewController::Completion;
 // is kept, because the host may let go of it on the way.
 
 void __KOVA_ViewDidAppear(UIViewController& self, SEL selector, bool animated) {
-  const auto kept = self.weak_from_this().lock();
+  const auto kept = KOVA_retained(&self);
   __KOVA_ViewDidAppear_Orig(self, selector, animated);
   kova::guarded({self.isa(), selector}, [&] { KOVA_handleViewDidAppear(self, animated); });
 }
@@ -34,7 +35,7 @@ void __KOVA_ViewDidAppear(UIViewController& self, SEL selector, bool animated) {
 void __KOVA_PresentViewControllerAnimatedCompletion(UIViewController& self, SEL selector,
                                                     const Controller& presented, bool animated,
                                                     const Completion& completion) {
-  const auto kept = self.weak_from_this().lock();
+  const auto kept = KOVA_retained(&self);
   __KOVA_PresentViewControllerAnimatedCompletion_Orig(self, selector, presented, animated, completion);
   kova::guarded({self.isa(), selector},
                 [&] { KOVA_handlePresentViewController(self, presented, animated, completion); });
@@ -42,7 +43,7 @@ void __KOVA_PresentViewControllerAnimatedCompletion(UIViewController& self, SEL 
 
 void __KOVA_DismissViewControllerAnimatedCompletion(UIViewController& self, SEL selector, bool animated,
                                                     const Completion& completion) {
-  const auto kept = self.weak_from_this().lock();
+  const auto kept = KOVA_retained(&self);
   __KOVA_DismissViewControllerAnimatedCompletion_Orig(self, selector, animated, completion);
   kova::guarded({self.isa(), selector},
                 [&] { KOVA_handleDismissViewController(self, animated, completion); });
@@ -92,9 +93,18 @@ ScreenMethod& screenMethod() {
   return method;
 }
 
-std::weak_ptr<UIViewController>& lastTracked() {
-  static auto& controller = *new std::weak_ptr<UIViewController>;
-  return controller;
+struct LastTracked {
+  std::weak_ptr<UIViewController> controller;
+  const UIViewController* address = nullptr;  // good to compare with while the controller exists
+};
+
+LastTracked& lastTracked() {
+  static LastTracked& instance = *new LastTracked;
+  return instance;
+}
+
+bool isLastTracked(const UIViewController& controller) {
+  return lastTracked().address == &controller && !lastTracked().controller.expired();
 }
 
 }  // namespace
@@ -105,6 +115,8 @@ void KOVA_instrumentPageviewAutocapture() {
 }
 
 void KOVA_handleViewDidAppear(UIViewController& controller, bool) {
+  // What was tracked is a screen, which stands for itself.
+  if (isLastTracked(controller)) return;
   const auto screen = KOVA_viewControllerForPageView(
       std::static_pointer_cast<UIViewController>(controller.weak_from_this().lock()));
   if (screen) KOVA_recordAutocapturedPageview(screen);
@@ -115,7 +127,7 @@ void KOVA_handlePresentViewController(UIViewController&, const Controller&, bool
 void KOVA_handleDismissViewController(UIViewController&, bool, const Completion&) {}
 
 void KOVA_recordAutocapturedPageview(const Controller& controller) {
-  if (KOVA_isIgnored(*controller) || controller == KOVA_lastTrackedViewController()) return;
+  if (isLastTracked(*controller) || KOVA_isIgnored(*controller)) return;
   if (const auto tracker = KovaTracker::sharedTracker()) {
     tracker->recordAutocapturedPageviewWithViewController(controller);
   }
@@ -182,6 +194,8 @@ const std::unordered_set<std::string_view>& KOVA_classesToIgnore() {
   return names;
 }
 
-Controller KOVA_lastTrackedViewController() { return lastTracked().lock(); }
+Controller KOVA_lastTrackedViewController() { return lastTracked().controller.lock(); }
 
-void KOVA_setLastTrackedViewController(const Controller& controller) { lastTracked() = controller; }
+void KOVA_setLastTrackedViewController(const Controller& controller) {
+  lastTracked() = {controller, controller.get()};
+}

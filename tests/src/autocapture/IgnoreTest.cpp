@@ -26,6 +26,17 @@ class CircularResponder : public UIView {
   UIView* superview() const override { return const_cast<CircularResponder*>(this); }
 };
 
+// Leaves its ignored superview, which nobody else keeps, while its label is read.
+class LeavingView : public UIView {
+  NS_OBJECT(LeavingView, UIView)
+
+ public:
+  std::optional<String> accessibilityLabel() const override {
+    if (UIView* const around = superview()) around->removeFromSuperview();
+    return String("gone");
+  }
+};
+
 TEST(IgnoreTest, EachFlagIsItsOwnBit) {
   UIView view;
   EXPECT_FALSE(KOVA_shouldCheckIgnore());
@@ -133,6 +144,12 @@ TEST(IgnoreTest, TheDebugLogSaysWhatIsIgnoredAndWhy) {
                           "[KOVA DEBUG]: Ignoring view marked with kovaIgnore:\n"
                           "    Class                    : UIView\n"
                           "    Text                     : Pay"));
+
+  const auto leaving = std::make_shared<LeavingView>();
+  const auto root = viewWith({viewWith({leaving})});
+  setKovaIgnore(*root->subviews().front(), true);
+  KOVA_touchEventIgnoreRules(leaving.get(), nullptr);
+  EXPECT_THAT(device.logLinesWith("gone"), testing::SizeIs(1));
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include "src/autocapture/UIApplication+EventInterceptor.h"
 #include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
 #include "src/core/KIBailer.h"
-#include "tests/src/autocapture/CaptureFixture.h"
+#include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
 using testing::ElementsAre;
@@ -34,44 +34,17 @@ class StubbornRecognizer : public UITapGestureRecognizer {
   UIGestureRecognizerState state() const override { return UIGestureRecognizerState::Possible; }
 };
 
-class InterceptorTest : public testing::Test {
- protected:
-  InterceptorTest() {
-    window->setRootViewController(controller);
-    button->setFrame(CGRectMake(10, 10, 100, 40));
-    controller->payButton = button;
-    controller->view()->addSubview(button);
-    window->makeKeyAndVisible();
-    button->addTarget(controller, SEL("pay:"), UIControlEvents::TouchUpInside);
-  }
+// Answers a selector that none of its keys stands behind.
+class KeylessSender : public NSObject {
+  NS_OBJECT(KeylessSender, NSObject)
 
-  void start(std::function<void(KovaOptions&)> adjust = nullptr) {
-    const auto options = device.options();
-    if (adjust) adjust(*options);
-    device.startAndSettle(options);
+ public:
+  bool respondsToSelector(SEL selector) const override {
+    return selector == SEL("accessibilityIdentifier") || NSObject::respondsToSelector(selector);
   }
-  void tap(CGPoint point = {20, 20}) {
-    input.touchBegan(1, point, window);
-    input.touchEnded(1);
-  }
-  // The event entries of all messages after that of the installation.
-  std::vector<std::string> received() {
-    device.advance(15);
-    device.settle();
-    std::vector<std::string> events;
-    for (const Dictionary& message : device.receivedMessages()) {
-      const std::string event = json(at(message, "event"));
-      if (event.find("touchEvent") != std::string::npos) events.push_back(event);
-    }
-    return events;
-  }
-
-  SimulatedDevice device;
-  const std::shared_ptr<UIWindow> window = UIWindow::create(CGRectMake(0, 0, 320, 480));
-  const std::shared_ptr<CartController> controller = std::make_shared<CartController>();
-  const std::shared_ptr<UIButton> button = std::make_shared<UIButton>("Pay");
-  UITouchInput input;
 };
+
+class InterceptorTest : public CaptureTest {};
 
 const char* const kTouch =
     R"({"touchEvent":{"targetView":"UIButton","type":"touch","targetText":"Pay","targetA11yLabel":"Pay",)"
@@ -142,16 +115,24 @@ TEST_F(InterceptorTest, TheFirstActionOfATouchWinsAndRepeatsAreNotLookedAt) {
       << "never reported";
   EXPECT_FALSE(device.application->sendAction(second, controller.get(), button.get(), &event));
   EXPECT_EQ(controller->payments, 1) << "called, whatever the answer";
-  EXPECT_FALSE(device.application->sendAction(SEL("other:"), controller.get(), button.get(), &event));
+  const auto keyless = std::make_shared<KeylessSender>();
+  EXPECT_FALSE(device.application->sendAction(SEL("other:"), controller.get(), keyless.get(), &event));
+  device.advance(0.19);
   input.touchBegan(2, {25, 25}, window);  // within 0.2 s of the same action: gets no name
   UIEvent repeated;
   repeated.addTouch(input.touchOf(2));
   device.application->sendAction(second, controller.get(), button.get(), &repeated);
+  device.advance(0.02);
+  input.touchBegan(3, {30, 30}, window);
+  UIEvent late;
+  late.addTouch(input.touchOf(3));
+  device.application->sendAction(second, controller.get(), button.get(), &late);
   input.cancelAllTouches();
   const auto events = received();
-  ASSERT_THAT(events, SizeIs(2));
+  ASSERT_THAT(events, SizeIs(3));
   EXPECT_NE(events[0].find(R"("targetSelector":"pay")"), std::string::npos);
   EXPECT_EQ(events[1].find("targetSelector"), std::string::npos);
+  EXPECT_NE(events[2].find(R"("targetSelector":"pay")"), std::string::npos);
 }
 
 TEST_F(InterceptorTest, AnActionWithoutTouchEnrichesWhatWaitsForItsControl) {
@@ -231,15 +212,22 @@ TEST_F(InterceptorTest, AFailureInsideSilencesTheLibraryAlone) {
 TEST_F(InterceptorTest, AControlMayGoInItsAction) {
   start();
   const std::weak_ptr<UIButton> weak = controller->payButton;
-  auto& held = const_cast<std::shared_ptr<UIButton>&>(button);
   controller->onPay = [&] {
     button->removeFromSuperview();
     controller->payButton = nullptr;
-    held.reset();
+    button.reset();
   };
   tap();
   EXPECT_THAT(received(), ElementsAre(kTouch));
   EXPECT_TRUE(weak.expired());
+
+  // So may the application, whom nobody but the test and the process itself keep.
+  controller->onPay = [&] {
+    UIApplication::setSharedApplication(nullptr);
+    device.application.reset();
+  };
+  device.application->sendAction(SEL("pay:"), controller.get(), nullptr, nullptr);
+  EXPECT_EQ(device.application, nullptr);
 }
 
 TEST_F(InterceptorTest, OptionsSayWhatIsReplaced) {

@@ -54,15 +54,15 @@ TEST_F(SegmentedControlObserverTest, AnotherFingersSelectionIsNotTheTouchs) {
   const auto others = std::make_shared<UIEvent>();
   others->addTouch(std::make_shared<UITouch>());
   {
-    const KIEventDispatchScope dispatch(others);
+    const KIEventDispatchScope dispatch(*others);
     control->setSelectedSegmentIndex(2);
     EXPECT_EQ(event->sanitizedTargetText(), text);
     others->addTouch(touch);
     control->setSelectedSegmentIndex(1);
     EXPECT_EQ(event->sanitizedTargetText().view(), "Middle");
   }
-  const KIEventDispatchScope shake(
-      std::make_shared<UIEvent>(UIEventType::Motion, UIEventSubtype::MotionShake));
+  UIEvent shake(UIEventType::Motion, UIEventSubtype::MotionShake);
+  const KIEventDispatchScope dispatch(shake);
   control->setSelectedSegmentIndex(2);
   EXPECT_EQ(event->sanitizedTargetText().view(), "B") << "an event without touches";
 }

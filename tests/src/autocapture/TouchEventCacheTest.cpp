@@ -7,6 +7,7 @@
 #include "tests/src/autocapture/CaptureFixture.h"
 
 using namespace platform;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -107,7 +108,8 @@ TEST_F(TouchEventCacheTest, EachEventLeavesOnceWhateverItsCallbackDoes) {
 // A session whose first pageview comes while a touch waits: the touch belongs to that one, not to a later
 // one.
 TEST_F(TouchEventCacheTest, TouchesThatWaitGetTheSessionsFirstPageview) {
-  device.start(device.optionsWithScreens());
+  const auto options = device.optionsWithScreens();
+  device.start(options);
   const auto window = device.show(nullptr);
   window->addSubview(button);
   button->setFrame(CGRectMake(10, 10, 100, 40));
@@ -131,6 +133,23 @@ TEST_F(TouchEventCacheTest, TouchesThatWaitGetTheSessionsFirstPageview) {
   EXPECT_EQ(at(touch, "pageviewInfo/viewController"), Value("CartController"));
   EXPECT_EQ(at(touch, "sessionInfo/id"), Value(*Kova::sessionId()));
   EXPECT_TRUE(at(touch, "properties").isNull()) << "what the touch had stays as it was";
+
+  // Nor to a session that begins while it waits, which has no event and so gets no pageview.
+  options->setTestOnlySessionExpirationInterval(5.0);
+  const auto visible = device.show(std::make_shared<CartController>());
+  input.touchBegan(1, {20, 20}, window);
+  device.advance(6);
+  input.touchEnded(1);
+  for (int pass = 0; pass < 2; ++pass) {
+    device.advance(15);
+    device.settle();
+  }
+  const Dictionary later = device.receivedMessages().back();
+  EXPECT_NE(at(later, "id"), at(touch, "id"));
+  EXPECT_EQ(at(later, "sessionInfo/id"), at(touch, "sessionInfo/id"));
+  EXPECT_NE(at(later, "sessionInfo/id"), Value(*Kova::sessionId()));
+  EXPECT_THAT(device.receivedTargets("/h"),
+              Each(testing::HasSubstr("&s=" + at(touch, "sessionInfo/id").description())));
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 
 #include <regex>
 
+#include "platform/foundation/NSNotificationCenter.h"
+#include "platform/uikit/UITextField.h"
 #include "src/core/KovaLogger.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
@@ -65,6 +67,20 @@ TEST_F(PageviewTest, EachSessionWithAnEventGetsOne) {
   EXPECT_NE(at(message, "pageviewInfo/id"), first);
   EXPECT_EQ(at(message, "sessionInfo/id"), Value(*Kova::sessionId()));
   EXPECT_EQ(at(message, "sessionInfo/timestamp"), Value("1767225901000"));
+
+  // An app that signs its user out while he types: the session ends between the edit and its message.
+  Kova::identify("ada");
+  Kova::resetIdentity();
+  NSNotificationCenter::defaultCenter().post(UITextFieldTextDidEndEditingNotification,
+                                             std::make_shared<UITextField>());
+  device.advance(15);
+  device.settle();
+  device.advance(15);
+  device.settle();
+  EXPECT_THAT(device.receivedTargets("/h"), SizeIs(3));
+  const Dictionary edit = device.receivedMessages().back();
+  EXPECT_EQ(at(edit, "event/touchEvent/type"), Value("fieldedit"));
+  EXPECT_EQ(at(edit, "sessionInfo/id"), Value(*Kova::sessionId()));
 }
 
 TEST_F(PageviewTest, NoEventLeavesTheDeviceWithoutOne) {

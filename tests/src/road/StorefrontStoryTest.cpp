@@ -74,7 +74,7 @@ TEST_F(StorefrontStoryTest, EachInteractionArrivesOnThePageviewOfItsOwnScreen) {
                   "3 BasketController: touch Check out checkOut checkOutButton",
                   "4 CheckoutController: touch **** addressRow", "4 CheckoutController: Order placed",
                   "4 CheckoutController: touch Place order placeOrder placeOrderButton",
-                  "6 UIAlertController: touch _actionTapped",
+                  "6 UIAlertController: touch OK _actionTapped",
                   "5 BasketController: touch Account _tabBarItemClicked",
                   "7 AccountController: touch emailField", "7 AccountController: fieldedit emailField",
                   "7 AccountController: touch Sign in signIn signInButton"));
