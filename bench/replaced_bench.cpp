@@ -8,6 +8,7 @@
 #include "src/autocapture/UIApplication+EventInterceptor.h"
 #include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
+#include "src/core/NSObject+Retained.h"
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/UIViewController+PageviewCapture.h"
 
