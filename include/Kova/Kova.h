@@ -56,8 +56,9 @@ class KOVA_EXPORT Kova {
   // A null id is an empty one.
   static void initialize(const char* envId) { initialize(std::string_view(envId ? envId : "")); }
 
-  // Prepares the capture of touches, actions and screens ahead of initialize, which does it as well. Needs no
-  // tracker.
+  // Installs the capture of touches, actions and screens ahead of initialize, which does it as well. Needs no
+  // tracker; what happens before initialize is not recorded, and a screen that appears before it counts as
+  // recorded until another one has appeared.
   static void instrumentAutocaptureWithOptions(const KovaOptions& options);
 
   // For apps that forward the URLs that they are asked to open. Anything but a deep link of the library is
