@@ -1,5 +1,5 @@
-// What the sanitizers report about the text libraries, which are not built with them. Part of every test
-// program of a build with sanitizers; the sanitizers ask for these texts by name.
+// What the sanitizers report about the text libraries, which are not built with them. Part of every program
+// that tests run in a build with sanitizers; the sanitizers ask for these texts by name.
 
 extern "C" {
 
