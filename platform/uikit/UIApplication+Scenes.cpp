@@ -3,7 +3,6 @@
 #include <new>
 
 #include "platform/foundation/NSNotificationCenter.h"
-#include "platform/foundation/NSProcessInfo.h"
 #include "platform/graphics/BitmapContext.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIWindow.h"
@@ -77,7 +76,7 @@ std::vector<std::shared_ptr<UIWindow>> UIApplication::windows() const {
 }
 
 bool UIApplication::connectScene(std::shared_ptr<UIScene> scene) {
-  if (!scene || !NSProcessInfo::processInfo().isOperatingSystemAtLeast(13)) return false;
+  if (!scene || !UIScene::areAvailable()) return false;
   if (std::find(scenes_.begin(), scenes_.end(), scene) != scenes_.end()) return true;
   scenes_.push_back(scene);
   switch (state_) {

@@ -1,9 +1,15 @@
 #include "platform/uikit/UIScene.h"
 
 #include "platform/foundation/NSNotificationCenter.h"
+#include "platform/foundation/NSProcessInfo.h"
 #include "platform/uikit/UIApplication.h"
 
 namespace platform {
+
+bool UIScene::areAvailable() {
+  constexpr int kFirstSystemWithScenes = 13;
+  return NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithScenes);
+}
 
 UIResponder* UIScene::nextResponder() const { return UIApplication::sharedApplication().get(); }
 

@@ -28,6 +28,9 @@ class PLATFORM_EXPORT UIScene : public UIResponder {
   NS_OBJECT(UIScene, UIResponder)
 
  public:
+  // Whether the system has scenes at all.
+  static bool areAvailable();
+
   virtual UISceneActivationState activationState() const { return state_; }
   UIResponder* nextResponder() const override;
 

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "platform/foundation/NSNotificationCenter.h"
-#include "platform/foundation/NSProcessInfo.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIScreen.h"
 #include "platform/uikit/UIWindowScene.h"
@@ -43,7 +42,7 @@ UIWindow::~UIWindow() {
 void UIWindow::join(const std::shared_ptr<UIWindowScene>& scene) {
   const auto self = std::static_pointer_cast<UIWindow>(shared_from_this());
   leaveList();
-  if (scene && NSProcessInfo::processInfo().isOperatingSystemAtLeast(13)) {
+  if (scene && UIScene::areAvailable()) {
     scene_ = scene;
     scene->addWindow(self);
   } else if (const auto& application = UIApplication::sharedApplication()) {

@@ -89,7 +89,6 @@ void KovaTracker::recordAutocapturedEventWithType(const String& type, std::share
                                                   const std::optional<String>& selector,
                                                   KITouchEvent::ViewAncestry viewAncestry) {
   static const SEL method("recordAutocapturedEventWithType:view:touch:selector:includeViewAncestry:");
-  static const SEL appVisibilityStateSelector("appVisibilityState");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(type);
   if (isTouchAutocaptureDisabled()) return;
   extendSession();
@@ -101,9 +100,8 @@ void KovaTracker::recordAutocapturedEventWithType(const String& type, std::share
         }
         const unsigned rules = KOVA_touchEventIgnoreRules(view.get(), nullptr);
         if (rules & kKovaIgnoreRuleIgnore) return;
-        const auto event =
-            KITouchEvent::create(type, view, touch, selector, viewAncestry,
-                                 KovaUtil::appVisibilityState(appVisibilityStateSelector), rules, tracker);
+        const auto event = KITouchEvent::create(type, view, touch, selector, viewAncestry,
+                                                KovaUtil::appVisibilityState(method), rules, tracker);
         if (!event) return;
         tracker.injectPageviewsIfNeeded();
         if (!touch) return tracker.consumeTouchEvent(event);

@@ -98,8 +98,7 @@ void KovaTracker::trackCustomEventWithKind(std::string_view kind, EventVisualize
   injectPageviewsIfNeeded();
   performSafelyOnMainQueueWithBlock(
       [kind, fromSelector, build = std::move(eventDictionaryBuilder)](KovaTracker& tracker) mutable {
-        static const SEL appVisibilityStateSelector("appVisibilityState");
-        const int appVisibilityState = KovaUtil::appVisibilityState(appVisibilityStateSelector);
+        const int appVisibilityState = KovaUtil::appVisibilityState(fromSelector);
         auto pageviewInfo = tracker.isViewControllerAutocaptureDisabled()
                                 ? std::nullopt
                                 : pageviewInfoOfActiveScreen(tracker.sessionId());

@@ -13,7 +13,6 @@
 #include "src/core/KovaLogger.h"
 #include "src/identity/KILifecycle.h"
 #include "src/identity/KILifecycleEvent.h"
-#include "src/pageviews/UIWindowScene+KOVA.h"
 #include "src/storage/KovaSharedURLSession.h"
 #include "src/telemetry/KITelemetry.h"
 
@@ -156,7 +155,7 @@ void KovaTracker::bindApplicationEventListeners() {
                        [](const NSNotification&) { appDidEnterBackground(); });
     center.addObserver(UIApplicationWillEnterForegroundNotification,
                        [](const NSNotification&) { appWillEnterForeground(); });
-    if (!KOVA_systemHasScenes()) return;
+    if (!UIScene::areAvailable()) return;
     center.addObserver(UISceneWillEnterForegroundNotification, [](const NSNotification& notification) {
       sceneWillEnterForeground(notification.object);
     });

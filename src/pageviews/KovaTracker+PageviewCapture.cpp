@@ -107,7 +107,7 @@ void KovaTracker::recordAutocapturedPageviewWithViewController(
 
 bool KovaTracker::isSceneBasedApp() {
   const auto& application = UIApplication::sharedApplication();
-  return KOVA_systemHasScenes() && application && !application->connectedScenes().empty();
+  return UIScene::areAvailable() && application && !application->connectedScenes().empty();
 }
 
 void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {

@@ -9,11 +9,11 @@
 using namespace platform;
 
 bool KOVA_isForegroundAndVisible(const UIView& view) {
-  static const SEL selector("appVisibilityState");
+  static const SEL selector("KOVA_isForegroundAndVisible");
   if (KovaUtil::appVisibilityState(selector) == kAppVisibilityStateBackground) return false;
   const UIWindow* window = view.window();
   if (!window) return false;
-  if (!KOVA_systemHasScenes()) return true;
+  if (!UIScene::areAvailable()) return true;
   const auto scene = window->windowScene();
   return !scene || KOVA_isInForeground(*scene);
 }

@@ -39,14 +39,14 @@ std::shared_ptr<UIViewController> KOVA_deepestViewController(const UIWindow& win
 }
 
 Windows KOVA_allWindowsInScene(const UIWindow& window) {
-  if (KOVA_systemHasScenes()) {
+  if (UIScene::areAvailable()) {
     if (const auto scene = window.windowScene()) return scene->windows();
   }
   return windowsOfApplication();
 }
 
 std::shared_ptr<UIWindow> KOVA_firstActiveKeyWindow() {
-  if (KOVA_systemHasScenes()) {
+  if (UIScene::areAvailable()) {
     if (const auto scene = KOVA_activeWindowScene()) {
       if (auto window = KOVA_firstKeyWindow(*scene)) return window;
     }
@@ -56,10 +56,10 @@ std::shared_ptr<UIWindow> KOVA_firstActiveKeyWindow() {
 }
 
 Windows KOVA_allForegroundedAndVisibleWindows() {
-  static const SEL selector("appVisibilityState");
+  static const SEL selector("KOVA_allForegroundedAndVisibleWindows");
   Windows visible;
   if (KovaUtil::appVisibilityState(selector) == kAppVisibilityStateBackground) return visible;
-  if (KOVA_systemHasScenes()) {
+  if (UIScene::areAvailable()) {
     for (const auto& scene : KOVA_foregroundedWindowScenes()) appendVisibleWindows(visible, scene->windows());
   }
   if (visible.empty()) appendVisibleWindows(visible, windowsOfApplication());

@@ -2,7 +2,6 @@
 
 #include <mutex>
 
-#include "platform/foundation/NSProcessInfo.h"
 #include "platform/runtime/Method.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIWindow.h"
@@ -11,8 +10,6 @@
 using namespace platform;
 
 namespace {
-
-constexpr int kFirstSystemWithScenes = 13;
 
 std::shared_ptr<UIWindow> firstKeyWindowOfScene(UIScene&, SEL) { return nullptr; }
 
@@ -32,10 +29,6 @@ std::vector<std::shared_ptr<UIScene>> connectedScenes() {
 }
 
 }  // namespace
-
-bool KOVA_systemHasScenes() {
-  return NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithScenes);
-}
 
 bool KOVA_isInForeground(const UIScene& scene) {
   const UISceneActivationState state = scene.activationState();

@@ -11,8 +11,6 @@ class UIWindowScene;
 
 // What the library asks of scenes. Main thread.
 
-// From 13.0 on.
-bool KOVA_systemHasScenes();
 // Active or inactive; false in the background and before it is connected.
 bool KOVA_isInForeground(const platform::UIScene& scene);
 

@@ -77,6 +77,9 @@ class SimulatedDevice {
   // What the service received at that path: decoded bodies of POSTs, targets of GETs.
   std::vector<std::string> receivedTargets(std::string_view path) const;
   std::vector<platform::Value> receivedBatches() const;
+  // The body of the last request, with what differs from run to run replaced: the ids of the user ("USER")
+  // and of the session ("SESSION"), and all others ("ID").
+  std::string lastBodyWithoutIds() const;
   // The messages of all batches, in order of arrival.
   std::vector<platform::Dictionary> receivedMessages() const;
 
