@@ -25,6 +25,11 @@ class DispatchQueue {
 
   // Any thread. Returns at once.
   virtual void async(Work work) = 0;
+  // As async(), for work that only has to be done before what is added after it: the work has its place in
+  // the order, but a queue that sleeps is not woken for it. It runs with what wakes the queue next: other
+  // work, a timer, or somebody who waits for the queue to be idle. Saves the caller the system call of waking
+  // a thread.
+  virtual void asyncLazily(Work work) = 0;
 
   // Any thread. Runs the work on this queue once, `seconds` of uptime from now (0 if negative); the clock on
   // the wall does not matter. Never null.

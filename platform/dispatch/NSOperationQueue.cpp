@@ -29,6 +29,11 @@ void NSOperationQueue::addOperationWithBlock(Work block) {
   }
 }
 
+void NSOperationQueue::addOperationLazily(NSBlockOperation operation) {
+  if (isMainQueue()) return addOperation(std::move(operation));
+  runner().asyncLazily(std::move(operation.block_));
+}
+
 std::shared_ptr<DispatchTimer> NSOperationQueue::after(double seconds, Work block) {
   if (isMainQueue()) return MainQueueTimer::start(seconds, std::move(block));
   return runner().after(seconds, std::move(block));

@@ -44,6 +44,8 @@ class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
   // Any thread.
   void addOperation(NSBlockOperation operation) { addOperationWithBlock(std::move(operation.block_)); }
   void addOperationWithBlock(Work block);
+  // Leaves a queue that sleeps asleep; see DispatchQueue::asyncLazily. The main queue is always woken.
+  void addOperationLazily(NSBlockOperation operation);
 
   // Runs the block as this queue's work, once, `seconds` of uptime from now, whichever kind of queue this is.
   // Any thread.

@@ -38,6 +38,12 @@ void SerialWorker::add(Work work) {
   if (wake) wake_.notifyOne();
 }
 
+void SerialWorker::addLazily(Work work) {
+  MutexLock lock(mutex_);
+  startIfNeeded();
+  queued_.push_back(std::move(work));
+}
+
 SerialWorker::Timers::Key SerialWorker::addTimer(double deadline, Work work) {
   Timers::Key key;
   bool wake;
@@ -68,6 +74,7 @@ void SerialWorker::close() {
 void SerialWorker::waitUntilIdle() {
   MutexLock lock(mutex_);
   ++idleWaiters_;
+  if (!queued_.empty() && takeSleep()) wake_.notifyOne();  // what was added lazily
   while (busy_ || !queued_.empty()) idle_.wait(mutex_);
   --idleWaiters_;
 }

@@ -22,6 +22,8 @@ class SerialWorker : public std::enable_shared_from_this<SerialWorker> {
 
   // Any thread. Throws std::system_error, with nothing added, when the system gives no thread.
   void add(Work work);
+  // As add(), but leaves a thread that sleeps asleep.
+  void addLazily(Work work);
   Timers::Key addTimer(double deadline, Work work);
   void removeTimer(const Timers::Key& key);
 

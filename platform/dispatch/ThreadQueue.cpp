@@ -33,6 +33,8 @@ ThreadQueue::~ThreadQueue() { worker_->close(); }
 
 void ThreadQueue::async(Work work) { worker_->add(std::move(work)); }
 
+void ThreadQueue::asyncLazily(Work work) { worker_->addLazily(std::move(work)); }
+
 std::shared_ptr<DispatchTimer> ThreadQueue::after(double seconds, Work work) {
   const auto key = worker_->addTimer(deviceUptime() + validDelay(seconds), std::move(work));
   return std::make_shared<WorkerTimer>(worker_, key);

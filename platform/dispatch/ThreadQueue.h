@@ -13,6 +13,7 @@ class ThreadQueue final : public DispatchQueue {
   ~ThreadQueue() override;
 
   void async(Work work) override;
+  void asyncLazily(Work work) override;
   std::shared_ptr<DispatchTimer> after(double seconds, Work work) override;
   void waitUntilIdle() override;
   bool isCurrent() const override;

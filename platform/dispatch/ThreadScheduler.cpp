@@ -1,5 +1,6 @@
 #include "platform/dispatch/ThreadScheduler.h"
 
+#include <ctime>
 #include <stdexcept>
 
 #include "platform/dispatch/ThreadQueue.h"
@@ -16,6 +17,13 @@ ThreadScheduler& ThreadScheduler::installed() {
 NSDate ThreadScheduler::now() {
   const std::chrono::duration<double> since1970 = std::chrono::system_clock::now().time_since_epoch();
   return NSDate::withTimeIntervalSince1970(since1970.count());
+}
+
+NSDate ThreadScheduler::coarseNow() {
+  timespec tick;
+  clock_gettime(CLOCK_REALTIME_COARSE, &tick);
+  return NSDate::withTimeIntervalSince1970(static_cast<double>(tick.tv_sec) +
+                                           static_cast<double>(tick.tv_nsec) * 1e-9);
 }
 
 double ThreadScheduler::uptime() { return deviceUptime(); }

@@ -26,6 +26,7 @@ class ThreadScheduler final : public Scheduler {
   void setMainRunLoop(RunLoop& loop) { mainRunLoop_.store(&loop, std::memory_order_release); }
 
   NSDate now() override;
+  NSDate coarseNow() override;
   double uptime() override;
   std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label,
                                                  QualityOfService qualityOfService) override;

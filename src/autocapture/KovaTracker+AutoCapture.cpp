@@ -111,8 +111,9 @@ void KovaTracker::recordAutocapturedEventWithType(const String& type, std::share
               if (observer) observer->stopObserving();
               if (const auto self = weakTracker.lock()) self->consumeTouchEvent(event);
             });
-        // Session and identity are those of the time of the touch, not of the time when it leaves the cache.
-        tracker.performSafelyOnMutationQueueWithBlock(
+        // Session and identity are those of the time of the touch, not of the time when it leaves the cache:
+        // this has to happen before whatever is queued next, which is no reason to wake the queue.
+        tracker.performSafelyOnMutationQueueLazilyWithBlock(
             [event](KovaTracker& self) {
               event->applyMissingPropertiesFromSessionManager(*self.sessionManager_, *self.identityManager_);
             },
@@ -134,6 +135,7 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
   auto control = std::dynamic_pointer_cast<UIControl>(sender);
   if (!touch && !control) return;
   if (!isTrackingEnabled()) {
+    if (!KovaLoggingEnabled(kKovaLogLevelDebug)) return;
     return logDebugTrackingDisabled(formatted("Selector: %@", selectorString));
   }
   if (isTouchAutocaptureDisabled()) return;

@@ -158,6 +158,14 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
                                    [self = retained(), block = std::move(block)]() mutable { block(*self); },
                                    {fromObject.isa(), selector});
   }
+  // The same without waking a queue that sleeps: the block runs with what is queued next.
+  template <class Block>
+  void performSafelyOnMutationQueueLazilyWithBlock(Block block, const platform::NSObject& fromObject,
+                                                   platform::SEL selector) {
+    mutationQueue_->addOperationLazily(KOVA_safeBlockOperationWithBlock(
+        [self = retained(), block = std::move(block)]() mutable { block(*self); },
+        {fromObject.isa(), selector}));
+  }
   // Runs block(tracker) at once on the main thread; from elsewhere it is queued there.
   template <class Block>
   void performSafelyOnMainQueueWithBlock(Block block, const platform::NSObject& fromObject,

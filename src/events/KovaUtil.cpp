@@ -79,11 +79,11 @@ std::optional<int> KovaUtil::appVisibilityStateOverride() { return visibilityOve
 double KovaUtil::timeSinceLastSelector(std::string_view selector) {
   const auto found = selectorTimes().find(selector);
   const NSDate last = found == selectorTimes().end() ? NSDate::distantPast() : found->second;
-  return Scheduler::current().now().timeIntervalSince(last);
+  return Scheduler::current().coarseNow().timeIntervalSince(last);
 }
 
 void KovaUtil::updateTimeForSelector(std::string_view selector) {
-  selectorTimes().insert_or_assign(std::string(selector), Scheduler::current().now());
+  selectorTimes().insert_or_assign(std::string(selector), Scheduler::current().coarseNow());
 }
 
 std::string KovaUtil::urlEncode(const std::optional<Value>& value) {

@@ -38,7 +38,8 @@ class KovaUtil {
   static void setAppVisibilityStateOverride(std::optional<int> state);
   static std::optional<int> appVisibilityStateOverride();
 
-  // Seconds since the last update for the key; a very large number for a key never seen. Main thread only.
+  // Seconds since the last update for the key, by the coarse clock; a very large number for a key never seen.
+  // Main thread only.
   static double timeSinceLastSelector(std::string_view selector);
   static void updateTimeForSelector(std::string_view selector);
 

@@ -116,15 +116,18 @@ TEST_F(SerialQueueTest, TimersFireInOrderOfTimeAndNotBefore) {
   std::vector<int> fired;
   std::promise<void> done;
   const double start = scheduler.uptime();
-  queue->after(0.06, [&] {
-    fired.push_back(3);
-    EXPECT_GE(scheduler.uptime(), start + 0.06);
-    EXPECT_TRUE(queue->isCurrent());
-    done.set_value();
+  // On the queue, so that none fires before all are set, however slow the machine.
+  queue->async([&] {
+    queue->after(0.6, [&] {
+      fired.push_back(3);
+      EXPECT_GE(scheduler.uptime(), start + 0.6);
+      EXPECT_TRUE(queue->isCurrent());
+      done.set_value();
+    });
+    queue->after(0.2, [&] { fired.push_back(1); });
+    queue->after(0.4, [&] { fired.push_back(2); });
+    queue->after(-5, [&] { fired.push_back(0); });
   });
-  queue->after(0.02, [&] { fired.push_back(1); });
-  queue->after(0.04, [&] { fired.push_back(2); });
-  queue->after(-5, [&] { fired.push_back(0); });
   ASSERT_TRUE(kept(done));
   EXPECT_THAT(fired, ElementsAre(0, 1, 2, 3));
 }
@@ -184,6 +187,20 @@ TEST_F(SerialQueueTest, CancelRacingWithTheFiringRunsTheWorkOnceOrNever) {
   ASSERT_TRUE(settle(*queue));
   EXPECT_THAT(runs, testing::Each(testing::Le(1)));
   for (const auto& held : watched) EXPECT_TRUE(held.expired());
+}
+
+TEST_F(SerialQueueTest, LazyWorkRunsForWhoeverWaitsForTheQueueAndWhenItDies) {
+  auto queue = makeQueue();
+  int runs = 0;
+  for (int round = 1; round <= 1'000; ++round) {
+    queue->asyncLazily([&] { ++runs; });
+    queue->waitUntilIdle();
+    ASSERT_EQ(runs, round);
+  }
+  std::promise<void> done;
+  queue->asyncLazily([&] { done.set_value(); });
+  queue.reset();
+  EXPECT_TRUE(kept(done));
 }
 
 TEST_F(SerialQueueTest, WhatIsQueuedStillRunsWhenTheQueueDiesAndItsTimersAreDropped) {
@@ -250,6 +267,15 @@ TEST_F(SerialQueueTest, AnIdleQueueSleepsUntilItsTimer) {
   mainLoop.runFor(0.3);
   EXPECT_EQ(voluntarySwitches(thread), before);
   EXPECT_NE(before, "");
+
+  // Nor is it woken by lazy work, which has its place before what comes next all the same.
+  std::vector<int> ran;
+  queue->asyncLazily([&] { ran.push_back(1); });
+  mainLoop.runFor(0.1);
+  EXPECT_EQ(voluntarySwitches(thread), before);
+  queue->async([&] { ran.push_back(2); });
+  ASSERT_TRUE(settle(*queue));
+  EXPECT_THAT(ran, ElementsAre(1, 2));
 
   // An earlier timer cuts the sleep short.
   queue->after(0.001, [&] { done.set_value(); });
