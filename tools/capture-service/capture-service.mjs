@@ -29,6 +29,7 @@ async function run({ port, portFile, ...settings }) {
   const url = await service.start(port);
   log("a developer's tool: it listens on this machine only and keeps what it receives in plain text");
   process.stdout.write(`capture-service listening on ${url}\n`);
+  if (settings.visualizer !== undefined) process.stdout.write(`dashboard at ${url}/visualizer/\n`);
   if (portFile !== undefined) writeWhole(portFile, `${new URL(url).port}\n`);
 }
 

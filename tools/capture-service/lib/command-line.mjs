@@ -17,6 +17,9 @@ A developer's tool: receives on 127.0.0.1 what the library sends, checks it stri
   --status N         the status of mode status (default 500)
   --times N          go back to normal after N requests
   --endpoint NAME    only requests to h, identify, user-properties, track or telemetry are answered that way
+  --visualizer       show live events of running apps, too, on a page below /visualizer/; needs npm packages
+  --env-id ID        the environment that the page proposes to pair with; needs --visualizer
+  --ping-interval N  milliseconds between pings to apps (default 25000); needs --visualizer
   --help             print this text
 `;
 
@@ -32,6 +35,9 @@ const options = {
   status: text,
   times: text,
   endpoint: text,
+  visualizer: { type: 'boolean' },
+  'env-id': text,
+  'ping-interval': text,
   help: { type: 'boolean' },
 };
 
@@ -54,6 +60,7 @@ export function parseCommandLine(args) {
     maxRecords: number('max-records', 1, 10_000_000),
     bodyLimit: number('max-body', 1, 1024 ** 3),
     behaviour: behaviourOf(values, number),
+    visualizer: visualizerOf(values, number),
   };
 }
 
@@ -71,4 +78,14 @@ function behaviourOf(values, number) {
   const { setting, problems } = parseSetting({ mode, ...given });
   if (problems !== undefined) throw new Error(problems.join('; '));
   return setting;
+}
+
+function visualizerOf({ visualizer, 'env-id': envId }, number) {
+  const pingInterval = number('ping-interval', 1, 600_000);
+  if (visualizer) {
+    if (envId !== undefined && !/^[1-9]\d{0,19}$/.test(envId)) throw new Error(`--env-id takes digits, not "${envId}"`);
+    return { envId, pingInterval };
+  }
+  if (envId !== undefined || pingInterval !== undefined) throw new Error('--env-id and --ping-interval need --visualizer');
+  return undefined;
 }

@@ -4,6 +4,7 @@ import { isObject, oneOf } from './checks.mjs';
 import { parseSetting } from './behaviour.mjs';
 import { endpointNames } from './endpoints/index.mjs';
 import { readBody, sendJson } from './http-io.mjs';
+import { comesFromElsewhere } from './own-origin.mjs';
 
 const BODY_LIMIT = 64 * 1024;
 const MAX_WAIT_MS = 600_000;
@@ -90,13 +91,6 @@ function parseListing(query) {
   const waitMs = number('waitMs', 0, MAX_WAIT_MS);
   for (const name of given.keys()) problems.push(`unknown parameter ${name}`);
   return { filter, atLeast, waitMs, problems };
-}
-
-/** Pages of other origins may reach this port through a browser; they can neither read nor steer. */
-function comesFromElsewhere({ headers, socket }) {
-  const own = [`127.0.0.1:${socket.localPort}`, `localhost:${socket.localPort}`];
-  if (!own.includes(headers.host)) return true;
-  return headers.origin !== undefined && !own.some((host) => headers.origin === `http://${host}`);
 }
 
 function parseJson(text) {

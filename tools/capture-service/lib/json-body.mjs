@@ -50,8 +50,11 @@ export function parseCompactJson(json) {
   }
 }
 
-// Walks the characters, not the grammar: the parser has the last word on that.
-function layoutProblem(json) {
+/**
+ * Why a text is not the compact JSON of a value that later steps can walk, or null. Looks at the characters, not the grammar:
+ * the parser has the last word on that.
+ */
+export function layoutProblem(json) {
   let depth = 0;
   let inString = false;
   for (let i = 0; i < json.length; i++) {

@@ -15,10 +15,18 @@ export class Service {
   #store;
   #capture;
   #control;
+  #log;
+  #visualizerSettings;
+  #visualizer = null;
   #busy = new WeakSet(); // sockets whose request is being read
 
-  /** Throws when the file cannot be opened. The service owns its store and closes it. */
-  constructor({ file = null, maxRecords, bodyLimit = 32 * 1024 * 1024, behaviour, log = () => {} } = {}) {
+  /**
+   * Throws when the file cannot be opened. The service owns its store and closes it. With `visualizer`, the settings of a
+   * Visualizer, it shows live events, too.
+   */
+  constructor({ file = null, maxRecords, bodyLimit = 32 * 1024 * 1024, behaviour, visualizer, log = () => {} } = {}) {
+    this.#log = log;
+    this.#visualizerSettings = visualizer;
     this.#store = new RecordStore({ file, maxRecords, log });
     const parts = { store: this.#store, behaviour: new Behaviour(behaviour), bodyLimit };
     this.#capture = new CaptureRoutes(parts);
@@ -30,7 +38,8 @@ export class Service {
   }
 
   /** Listens on the loopback only. Resolves to the base URL. */
-  start(port = 0) {
+  async start(port = 0) {
+    if (this.#visualizerSettings !== undefined) await this.#attachVisualizer();
     return new Promise((resolve, reject) => {
       this.http.once('error', reject);
       this.http.listen(port, HOST, () => resolve(`http://${HOST}:${this.http.address().port}`));
@@ -39,20 +48,36 @@ export class Service {
 
   /** Ends open connections, answered or not. */
   async stop() {
+    await this.#visualizer?.close();
     const closed = new Promise((resolve) => this.http.close(resolve));
     this.http.closeAllConnections();
     await closed;
     this.#store.close();
   }
 
+  /** Loaded here, because it alone needs npm packages. */
+  async #attachVisualizer() {
+    const { Visualizer } = await import('./visualizer/visualizer.mjs').catch((error) => {
+      if (error.code !== 'ERR_MODULE_NOT_FOUND') throw error;
+      throw new Error(`the visualizer needs its packages ("npm ci" in tools/capture-service): ${error.message}`);
+    });
+    this.#visualizer = new Visualizer({ ...this.#visualizerSettings, log: this.#log });
+    this.http.on('upgrade', (request, socket, head) => {
+      this.#visualizer.handleUpgrade(request, socket, head, split(request.url).path);
+    });
+  }
+
   async #route(request, response) {
-    const mark = request.url.indexOf('?');
-    const path = mark < 0 ? request.url : request.url.slice(0, mark);
-    const query = mark < 0 ? '' : request.url.slice(mark + 1);
-    const routes = path.startsWith('/_/') ? this.#control : this.#capture;
+    const { path, query } = split(request.url);
+    const routes = this.#routesOf(path);
     this.#busy.add(request.socket);
     response.once('close', () => this.#busy.delete(request.socket));
     await routes.handle(request, response, path, query);
+  }
+
+  #routesOf(path) {
+    if (path.startsWith('/_/')) return this.#control;
+    return this.#visualizer?.serves(path) ? this.#visualizer : this.#capture;
   }
 
   #answerMalformed(error, socket) {
@@ -65,4 +90,9 @@ export class Service {
     }
     socket.destroySoon();
   }
+}
+
+function split(url) {
+  const mark = url.indexOf('?');
+  return mark < 0 ? { path: url, query: '' } : { path: url.slice(0, mark), query: url.slice(mark + 1) };
 }

@@ -1,0 +1,88 @@
+// The devices that announced themselves, and where each stands: available, asked to pair, paired, gone. Knows nothing of
+// sockets. Emits 'changed' (device) and 'removed' (id).
+
+import { randomInt } from 'node:crypto';
+import { EventEmitter } from 'node:events';
+
+const GONE_MS = 60_000;
+
+export class DeviceList extends EventEmitter {
+  #devices = new Map();
+  #hasEventsOf;
+  #goneMs;
+
+  /** A device that is gone stays for `goneMs`, and for as long as `hasEventsOf(id)`. */
+  constructor({ hasEventsOf, goneMs = GONE_MS }) {
+    super();
+    this.#hasEventsOf = hasEventsOf;
+    this.#goneMs = goneMs;
+  }
+
+  find(id) {
+    return this.#devices.get(id);
+  }
+
+  all() {
+    return [...this.#devices.values()];
+  }
+
+  add(id, facts) {
+    const now = Date.now();
+    const device = { id, ...facts, state: 'available', pairCode: null, since: now, lastSeen: now, events: 0 };
+    this.#devices.set(id, device);
+    this.emit('changed', device);
+  }
+
+  noteSeen(device) {
+    device.lastSeen = Date.now();
+    this.emit('changed', device);
+  }
+
+  noteEvent(device) {
+    device.events++;
+    this.noteSeen(device);
+  }
+
+  /** Returns the code of the request, which no other device was asked with. */
+  ask(device) {
+    const taken = new Set(this.all().map(({ pairCode }) => pairCode));
+    let code;
+    do code = String(randomInt(10_000)).padStart(4, '0');
+    while (taken.has(code));
+    this.#enter(device, 'asked', code);
+    return code;
+  }
+
+  accept(device) {
+    this.#enter(device, 'paired', device.pairCode);
+  }
+
+  leave(device) {
+    this.#enter(device, 'gone', null);
+    setTimeout(() => this.#removeIfDone(device), this.#goneMs).unref();
+  }
+
+  #enter(device, state, pairCode) {
+    Object.assign(device, { state, pairCode, since: Date.now() });
+    this.emit('changed', device);
+  }
+
+  /** To be called when events were dropped: they may have been the last of a device that is gone. */
+  eventsWereDropped() {
+    for (const device of this.all()) this.#removeIfDone(device);
+  }
+
+  /** All events were forgotten. */
+  resetEvents() {
+    for (const device of this.all().filter(({ events }) => events > 0)) {
+      device.events = 0;
+      this.emit('changed', device);
+    }
+    this.eventsWereDropped();
+  }
+
+  #removeIfDone({ id, state, since }) {
+    if (state !== 'gone' || Date.now() - since < this.#goneMs || this.#hasEventsOf(id)) return;
+    if (this.#devices.delete(id)) this.emit('removed', id);
+  }
+}

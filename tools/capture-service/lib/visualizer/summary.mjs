@@ -1,0 +1,56 @@
+// The few short facts of a message that a list of events shows. The message may hold anything.
+
+import { isObject } from '../checks.mjs';
+
+const MAX_TEXT = 200;
+const KINDS = new Map([
+  ['touch', 'touch'],
+  ['fieldedit', 'change'],
+]);
+
+/** The text, cut to a length that a list can show and never within a character; null for anything else, or no text. */
+export function shortText(value) {
+  if (typeof value !== 'string' || value === '') return null;
+  return value.length <= MAX_TEXT ? value : value.slice(0, MAX_TEXT).replace(/[\ud800-\udbff]$/, '');
+}
+
+const firstText = (...values) => values.map(shortText).find((text) => text !== null) ?? null;
+
+const readers = {
+  touchEvent: ({ type, targetText, targetA11yLabel, targetView, targetSelector }) => ({
+    kind: KINDS.get(type) ?? 'gesture',
+    name: type,
+    text: firstText(targetText, targetA11yLabel, targetView),
+    selector: targetSelector,
+  }),
+  customEvent: ({ type }) => ({ kind: 'custom', name: type }),
+  sourceEvent: ({ type, source }) => ({ kind: 'custom', name: type, text: source }),
+  sourceCustomEvent: ({ type, source }) => ({ kind: 'custom', name: type, text: source }),
+  lifecycleEvent: ({ isUpgrade, currentVersionCode }) => ({
+    kind: 'other',
+    name: isUpgrade === true ? 'upgrade' : 'install',
+    text: currentVersionCode,
+  }),
+};
+
+function factsOf({ event, pageview, pageviewInfo }) {
+  if (isObject(event)) {
+    const kind = Object.keys(readers).find((name) => isObject(event[name]));
+    return kind === undefined ? { kind: 'other' } : readers[kind](event[kind]);
+  }
+  return isObject(pageview) ? { kind: 'pageview', name: 'pageview', text: pageviewInfo?.title } : { kind: 'other' };
+}
+
+/** { time, kind, name, text, selector, screen } of a message. */
+export function summaryOf(message) {
+  const { kind, name, text, selector } = factsOf(message);
+  const { timestamp, pageviewInfo } = message;
+  return {
+    time: typeof timestamp === 'string' && /^[1-9]\d{12}$/.test(timestamp) ? Number(timestamp) : null,
+    kind,
+    name: shortText(name) ?? 'unnamed',
+    text: shortText(text),
+    selector: shortText(selector),
+    screen: firstText(pageviewInfo?.title, pageviewInfo?.viewController),
+  };
+}

@@ -1,0 +1,56 @@
+// Elements are made here and nowhere else. Text is always set as text, so whatever an app sends stays text.
+
+const SVG = 'http://www.w3.org/2000/svg';
+
+/**
+ * An element. `on…` properties are listeners, `text` is its text, a property that is null or false is left out, and
+ * all others are attributes.
+ */
+export function el(tag, properties = {}, ...children) {
+  const element = document.createElement(tag);
+  for (const [name, value] of Object.entries(properties)) {
+    if (value === null || value === undefined || value === false) continue;
+    if (name.startsWith('on')) element.addEventListener(name.slice(2), value);
+    else if (name === 'text') element.textContent = value;
+    else element.setAttribute(name, value === true ? '' : value);
+  }
+  element.append(...children.filter((child) => child !== null && child !== undefined && child !== false));
+  return element;
+}
+
+/** A picture of the sprite in index.html, for the eye only. */
+export function icon(name) {
+  const svg = document.createElementNS(SVG, 'svg');
+  svg.setAttribute('class', 'icon');
+  svg.setAttribute('aria-hidden', 'true');
+  const use = document.createElementNS(SVG, 'use');
+  use.setAttribute('href', `#icon-${name}`);
+  svg.append(use);
+  return svg;
+}
+
+export function showIcon(svg, name) {
+  svg.firstChild.setAttribute('href', `#icon-${name}`);
+}
+
+/** Writes only what differs: a text node that stays is not laid out again. */
+export function setText(element, text) {
+  if (element.textContent !== text) element.textContent = text;
+}
+
+export const find = (id) => document.getElementById(id);
+
+/** For those who do not see the page. */
+export function announce(text) {
+  find('announcer').textContent = text;
+}
+
+const NOTICE_MS = 8000;
+
+/** Something that went wrong, in a sentence. It leaves by itself. */
+export function notice(text) {
+  const close = el('button', { class: 'quiet', 'aria-label': 'Dismiss', onclick: () => line.remove() }, icon('close'));
+  const line = el('p', { class: 'notice' }, el('span', { text }), close);
+  find('notices').replaceChildren(line);
+  setTimeout(() => line.remove(), NOTICE_MS);
+}
