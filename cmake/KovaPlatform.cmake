@@ -5,7 +5,7 @@ endforeach()
 add_library(KovaPlatform ${layer_objects})
 add_library(Kova::Platform ALIAS KovaPlatform)
 kova_compile_options(KovaPlatform)
-target_link_libraries(KovaPlatform PRIVATE PkgConfig::utf8proc SQLite::SQLite3 OpenSSL::Crypto CURL::libcurl
+target_link_libraries(KovaPlatform PRIVATE PkgConfig::utf8proc SQLite::SQLite3 OpenSSL::SSL OpenSSL::Crypto CURL::libcurl
                                            PkgConfig::cairo PkgConfig::pangocairo
                                    PUBLIC Threads::Threads)
 target_include_directories(

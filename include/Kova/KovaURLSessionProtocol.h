@@ -5,8 +5,8 @@
 #include "Kova/KovaExport.h"
 #include "platform/net/NSURLSession.h"
 
-// The seam through which all uploads go: the two operations of the platform's URL session that the library
-// calls. The completion may be called on any thread, once, and not before resume() of the task.
+// The seam through which all traffic goes: the operations of the platform's URL session that the library
+// calls. A completion may be called on any thread, once, and not before resume() of the task.
 class KOVA_EXPORT KOVAURLSessionProtocol {
  public:
   using Completion = platform::NSURLSession::Completion;
@@ -17,4 +17,10 @@ class KOVA_EXPORT KOVAURLSessionProtocol {
                                                                Completion completion) = 0;
   virtual std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURLRequest& request,
                                                                Completion completion) = 0;
+  // The socket of the Event Visualizer; as for the others, null is allowed. Unless overridden it is one of
+  // the shared session.
+  virtual std::shared_ptr<platform::NSURLSessionWebSocketTask> webSocketTask(
+      const platform::NSURLRequest& request) {
+    return platform::NSURLSession::sharedSession().webSocketTask(request);
+  }
 };

@@ -11,6 +11,7 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <vector>
 
@@ -88,11 +89,16 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
  public:
   bool Null() { return add(Value()); }
   bool Bool(bool boolean) { return add(boolean); }
-  bool Int(int integer) { return add(integer); }
-  bool Uint(unsigned integer) { return add(integer); }
-  bool Int64(std::int64_t integer) { return add(integer); }
-  bool Uint64(std::uint64_t integer) { return add(integer); }
-  bool Double(double real) { return add(real); }
+  // The reader's own conversion makes any number of a zero with an exponent. A number that no double holds is
+  // refused.
+  bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+    const char* const end = text + length;
+    std::int64_t integer = 0;
+    const auto whole = std::from_chars(text, end, integer);
+    if (whole.ec == std::errc() && whole.ptr == end) return add(integer);
+    double real = 0;
+    return std::from_chars(text, end, real).ec == std::errc() && add(real);
+  }
   bool String(const char* text, rapidjson::SizeType length, bool) {
     return add(std::string_view(text, length));
   }
@@ -168,7 +174,7 @@ std::optional<Value> NSJSONSerialization::JSONObjectWithData(std::string_view da
   rapidjson::Reader reader;
   ValueBuilder builder;
   constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
-                             rapidjson::kParseFullPrecisionFlag;
+                             rapidjson::kParseNumbersAsStringsFlag;
   if (reader.Parse<flags>(stream, builder).IsError()) return std::nullopt;
   return builder.result();
 }

@@ -1,6 +1,5 @@
 #include "platform/net/HTTPTransfer.h"
 
-#include <netinet/in.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -23,34 +22,11 @@ constexpr curl_off_t kLargestReserve = 1 << 20;
 constexpr double kLongestTimeout = 30.0 * 24 * 3600;
 constexpr const char* kProtocols = "http,https";
 
-bool isToken(std::string_view text) {
-  constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
-  return !text.empty() && std::all_of(text.begin(), text.end(), [&](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-           kMarks.find(c) != std::string_view::npos;
-  });
-}
-
-// A line break in a field would end it and begin another.
-bool isSendable(const HTTPHeaderField& field) {
-  return isToken(field.first) &&
-         field.second.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
-}
-
 std::string_view trimmed(std::string_view text) {
   constexpr std::string_view kBlank = " \t\r\n";
   const std::size_t first = text.find_first_not_of(kBlank);
   if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
-}
-
-// False when in doubt.
-bool isOffline() {
-  sockaddr_in zero{};
-  zero.sin_family = AF_INET;
-  const auto reachability = NetworkReachability::create(reinterpret_cast<const sockaddr*>(&zero));
-  const std::optional<NetworkReachabilityFlags> flags = reachability->flags();
-  return flags && (*flags & kNetworkReachabilityFlagsReachable) == 0;
 }
 
 }  // namespace
@@ -68,7 +44,7 @@ HTTPTransfer::~HTTPTransfer() {
 std::optional<int> HTTPTransfer::refusal() const {
   const auto& scheme = task_->originalRequest().url().scheme();
   if (scheme != "http" && scheme != "https") return NSURLErrorUnsupportedURL;
-  if (!isToken(task_->originalRequest().httpMethod())) return NSURLErrorUnknown;
+  if (!isHTTPToken(task_->originalRequest().httpMethod())) return NSURLErrorUnknown;
   return std::nullopt;
 }
 
@@ -109,7 +85,7 @@ void HTTPTransfer::configureMethod() {
 void HTTPTransfer::configureHeaders() {
   for (const HTTPHeaderField& field : task_->originalRequest().allHTTPHeaderFields()) {
     // libcurl writes the length that it sends.
-    if (!isSendable(field) || strcasecmp(field.first.c_str(), "Content-Length") == 0) continue;
+    if (!isSendableHTTPHeaderField(field) || strcasecmp(field.first.c_str(), "Content-Length") == 0) continue;
     const std::string line = field.second.empty() ? field.first + ";" : field.first + ": " + field.second;
     requestHeaders_ = curl_slist_append(requestHeaders_, line.c_str());
   }
@@ -221,7 +197,7 @@ int HTTPTransfer::errorCode(CURLcode code) const {
       return info(CURLINFO_RESPONSE_CODE) == 0 ? NSURLErrorBadServerResponse : NSURLErrorUnsupportedURL;
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
-      return isOffline() ? NSURLErrorNotConnectedToInternet : NSURLErrorCannotFindHost;
+      return NetworkReachability::isOffline() ? NSURLErrorNotConnectedToInternet : NSURLErrorCannotFindHost;
     case CURLE_COULDNT_CONNECT:
       return info(CURLINFO_OS_ERRNO) == ENETUNREACH ? NSURLErrorNotConnectedToInternet
                                                     : NSURLErrorCannotConnectToHost;

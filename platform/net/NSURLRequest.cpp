@@ -20,6 +20,19 @@ const std::string* findHTTPHeaderField(const std::vector<HTTPHeaderField>& field
   return found == fields.end() ? nullptr : &found->second;
 }
 
+bool isHTTPToken(std::string_view text) {
+  constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
+  return !text.empty() && std::all_of(text.begin(), text.end(), [&](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+           kMarks.find(c) != std::string_view::npos;
+  });
+}
+
+bool isSendableHTTPHeaderField(const HTTPHeaderField& field) {
+  return isHTTPToken(field.first) &&
+         field.second.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
+}
+
 const std::string* NSURLRequest::valueForHTTPHeaderField(std::string_view name) const {
   return findHTTPHeaderField(headers_, name);
 }

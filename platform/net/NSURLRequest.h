@@ -63,4 +63,9 @@ class NSURLRequest {
 // The value of the field of that name, whatever its case; null when there is none.
 const std::string* findHTTPHeaderField(const std::vector<HTTPHeaderField>& fields, std::string_view name);
 
+// Whether the text can be a method or the name of a field.
+bool isHTTPToken(std::string_view text);
+// Whether the field can be written into a request; a line break in it would end it and begin another.
+bool isSendableHTTPHeaderField(const HTTPHeaderField& field);
+
 }  // namespace platform

@@ -4,6 +4,7 @@
 
 #include "platform/dispatch/DispatchQueue.h"
 #include "platform/dispatch/Scheduler.h"
+#include "platform/net/WebSocketTask.h"
 
 namespace platform {
 namespace {
@@ -40,6 +41,10 @@ std::shared_ptr<NSURLSessionDataTask> NSURLSession::dataTask(const NSURL& url, C
 std::shared_ptr<NSURLSessionDataTask> NSURLSession::dataTask(const NSURLRequest& request,
                                                              Completion completion) {
   return std::make_shared<NSURLSessionDataTask>(request, configuration_, queue_, std::move(completion));
+}
+
+std::shared_ptr<NSURLSessionWebSocketTask> NSURLSession::webSocketTask(const NSURLRequest& request) {
+  return makeWebSocketTask(request, configuration_, queue_);
 }
 
 }  // namespace platform

@@ -11,6 +11,7 @@
 #include "platform/net/NSURLResponse.h"
 #include "platform/net/NSURLSessionConfiguration.h"
 #include "platform/net/NSURLSessionDataTask.h"
+#include "platform/net/NSURLSessionWebSocketTask.h"
 
 namespace platform {
 
@@ -38,6 +39,10 @@ class NSURLSession {
   // A GET. The task is suspended; without a completion its outcome is ignored.
   std::shared_ptr<NSURLSessionDataTask> dataTask(const NSURL& url, Completion completion = {});
   std::shared_ptr<NSURLSessionDataTask> dataTask(const NSURLRequest& request, Completion completion = {});
+
+  // A WebSocket to a URL of scheme ws or wss, with the request's headers in its upgrade; the request's
+  // timeout bounds connecting and upgrading, in seconds. The task is suspended.
+  std::shared_ptr<NSURLSessionWebSocketTask> webSocketTask(const NSURLRequest& request);
 
  private:
   std::shared_ptr<const NSURLSessionConfiguration> configuration_;

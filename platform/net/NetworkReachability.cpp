@@ -37,6 +37,11 @@ void NetworkReachability::installChangeSource(ChangeSource source) {
   sources().changes = std::move(installed);
 }
 
+bool NetworkReachability::isOffline() {
+  const std::optional<Flags> flags = createWithIPv4(INADDR_ANY)->flags();
+  return flags && (*flags & kNetworkReachabilityFlagsReachable) == 0;
+}
+
 std::shared_ptr<NetworkReachability> NetworkReachability::create(const sockaddr* address) {
   if (!address) return nullptr;
   std::size_t length = 0;

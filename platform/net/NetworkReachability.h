@@ -48,6 +48,9 @@ class NetworkReachability : public std::enable_shared_from_this<NetworkReachabil
   static void installFlagSource(FlagSource source);
   static void installChangeSource(ChangeSource source);
 
+  // No route leads anywhere. False when in doubt.
+  static bool isOffline();
+
   // Null for an address that is neither IPv4 nor IPv6, or for an empty name.
   static std::shared_ptr<NetworkReachability> create(const sockaddr* address);
   // An IPv4 address or network as a number: 169.254.0.0 is 0xA9FE0000.

@@ -1,21 +1,19 @@
 #pragma once
 
-#include <openssl/types.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
+
+#include "tests/support/LoopbackListener.h"
+#include "tests/support/ServerConnection.h"
 
 class TestCertificate;
 
@@ -23,19 +21,8 @@ class TestCertificate;
 // say. A thread a connection; connections are kept alive. All functions may be called from any thread.
 class HttpServer {
  public:
-  using Field = std::pair<std::string, std::string>;
-
-  struct Request {
-    std::string method;
-    std::string target;  // "/h?a=1"
-    std::vector<Field> headers;
-    std::string body;
-
-    std::string path() const { return target.substr(0, target.find('?')); }
-    // Null when there is none.
-    const std::string* header(std::string_view name) const;
-    std::size_t countOfHeader(std::string_view name) const;
-  };
+  using Field = HttpRequest::Field;
+  using Request = HttpRequest;
 
   // What is done about a request.
   struct Reply {
@@ -71,7 +58,7 @@ class HttpServer {
   HttpServer(const HttpServer&) = delete;
   HttpServer& operator=(const HttpServer&) = delete;
 
-  int port() const { return port_; }
+  int port() const { return listener_.port(); }
   // "http://127.0.0.1:8080" and the path.
   std::string url(std::string_view path = "") const;
 
@@ -84,43 +71,34 @@ class HttpServer {
   // Requests are kept for requests() unless switched off, as long runs do.
   void keepRequests(bool keep);
 
-  std::size_t connectionCount() const;
-  std::size_t openConnectionCount() const;
+  std::size_t connectionCount() const { return listener_.connectionCount(); }
+  std::size_t openConnectionCount() const { return listener_.openConnectionCount(); }
   std::size_t requestCount() const;
   std::vector<Request> requests() const;
   Request lastRequest() const;
 
   // Each answers false when it does not come true within 20 seconds.
   bool waitForRequests(std::size_t count) const;
-  bool waitForOpenConnections(std::size_t count) const;
+  bool waitForOpenConnections(std::size_t count) const { return listener_.waitForOpenConnections(count); }
 
  private:
-  class Connection;
-  struct ContextDeleter {
-    void operator()(SSL_CTX* context) const;
-  };
+  explicit HttpServer(const TestCertificate* certificate);
 
-  void listen();
-  void acceptConnections();
-  void serve(int socket);
-  void serveRequests(Connection& connection);
+  void serve(ServerConnection& connection);
   Reply replyTo(const Request& request);
-  bool send(Connection& connection, const Reply& reply, bool closes);
+  bool send(ServerConnection& connection, const Reply& reply, bool closes);
 
-  int listener_ = -1;
-  int port_ = 0;
   std::function<void()> observer_;
-  std::unique_ptr<SSL_CTX, ContextDeleter> tls_;
-  std::thread acceptor_;
 
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   std::map<std::string, Handler> handlers_;
   std::vector<Request> requests_;
-  std::set<int> sockets_;
-  std::size_t connectionCount_ = 0;
   std::size_t requestCount_ = 0;
   std::size_t requestsPerConnection_ = static_cast<std::size_t>(-1);
   bool keepsRequests_ = true;
   bool stopping_ = false;
+
+  // Last, because it serves from its beginning to its end.
+  LoopbackListener listener_;
 };

@@ -20,6 +20,10 @@ class SettlingURLSession : public KOVAURLSessionProtocol {
                                                        Completion completion) override;
   std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURLRequest& request,
                                                        Completion completion) override;
+  // None: a test that wants a socket brings its own.
+  std::shared_ptr<platform::NSURLSessionWebSocketTask> webSocketTask(const platform::NSURLRequest&) override {
+    return nullptr;
+  }
 
  private:
   Completion counted(Completion completion);

@@ -60,6 +60,8 @@ TEST(NSJSONSerializationTest, ReadsWhatItWrites) {
 TEST(NSJSONSerializationTest, ReadsKindsAndRefusesMalformedText) {
   const std::pair<const char*, Value> good[] = {{" 3 ", 3},
                                                 {"3.0", 3.0},
+                                                {"0e308", 0.0},
+                                                {"-1.5E-3", -0.0015},
                                                 {"true", true},
                                                 {"null", Value()},
                                                 {"\"\\u00e9\\ud83d\\ude00\"", "\u00e9\U0001F600"},
@@ -73,7 +75,7 @@ TEST(NSJSONSerializationTest, ReadsKindsAndRefusesMalformedText) {
   EXPECT_TRUE(NSJSONSerialization::JSONObjectWithData("3")->isInteger());
   EXPECT_TRUE(NSJSONSerialization::JSONObjectWithData("3.0")->isReal());
   for (const std::string bad :
-       {"", "{", "[1,]", "{\"a\"}", "{1:2}", "[1] x", "nul", "\"\xFF\"", "\"\\ud83d\"", "NaN"}) {
+       {"", "{", "[1,]", "{\"a\"}", "{1:2}", "[1] x", "nul", "\"\xFF\"", "\"\\ud83d\"", "NaN", "1e999"}) {
     EXPECT_EQ(NSJSONSerialization::JSONObjectWithData(bad), std::nullopt) << bad;
   }
   EXPECT_FALSE(NSJSONSerialization::JSONObjectWithData(std::string(513, '[') + std::string(513, ']')));

@@ -1,7 +1,4 @@
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
+#include "tests/platform/net/DeadPort.h"
 #include "tests/platform/net/NetFixture.h"
 #include "tests/support/TestCertificate.h"
 
@@ -14,34 +11,6 @@ using Request = HttpServer::Request;
 // How each failure of a request is told.
 class NSURLErrorTest : public NetTest {
  protected:
-  // A port of the loopback on which nobody listens, or where nobody takes connections any more.
-  class DeadPort {
-   public:
-    enum class Kind { refuses, neverAnswers };
-    explicit DeadPort(Kind kind)
-        : listener_(socket(AF_INET, SOCK_STREAM, 0)), visitor_(socket(AF_INET, SOCK_STREAM, 0)) {
-      address_.sin_family = AF_INET;
-      address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-      socklen_t size = sizeof address_;
-      EXPECT_EQ(bind(listener_, reinterpret_cast<sockaddr*>(&address_), size), 0);
-      EXPECT_EQ(getsockname(listener_, reinterpret_cast<sockaddr*>(&address_), &size), 0);
-      if (kind == Kind::refuses) return;
-      // One waiting connection fills the queue; the kernel leaves the next one without an answer.
-      EXPECT_EQ(listen(listener_, 0), 0);
-      EXPECT_EQ(connect(visitor_, reinterpret_cast<sockaddr*>(&address_), size), 0);
-    }
-    ~DeadPort() {
-      close(visitor_);
-      close(listener_);
-    }
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(ntohs(address_.sin_port)) + "/"; }
-
-   private:
-    int listener_;
-    int visitor_;
-    sockaddr_in address_{};
-  };
-
   void expectError(const Outcome& outcome, int code, std::string_view description, const std::string& url) {
     ASSERT_TRUE(outcome.error) << "no error, status " << outcome.status();
     EXPECT_EQ(outcome.error->domain(), "NSURLErrorDomain");
@@ -60,7 +29,7 @@ class NSURLErrorTest : public NetTest {
 
 TEST_F(NSURLErrorTest, cannotConnect) {
   const DeadPort port(DeadPort::Kind::refuses);
-  expectError(load(get(port.url())), -1004, "Could not connect to the server.", port.url());
+  expectError(load(get(port.url("http"))), -1004, "Could not connect to the server.", port.url("http"));
 }
 
 TEST_F(NSURLErrorTest, timesOut) {
@@ -69,7 +38,7 @@ TEST_F(NSURLErrorTest, timesOut) {
     return Reply::rawBytes("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf", Reply::Ending::stall);
   });
   const DeadPort port(DeadPort::Kind::neverAnswers);
-  for (const std::string& url : {server.url("/silent"), server.url("/half"), port.url()}) {
+  for (const std::string& url : {server.url("/silent"), server.url("/half"), port.url("http")}) {
     const auto before = std::chrono::steady_clock::now();
     expectError(load(get(url, 0.2)), -1001, "The request timed out.", url);
     const auto passed = std::chrono::steady_clock::now() - before;
@@ -158,9 +127,9 @@ TEST_F(NSURLErrorTest, cancels) {
   EXPECT_EQ(server.requestCount(), 0u);
 
   const DeadPort port(DeadPort::Kind::neverAnswers);
-  Load connecting = start(get(port.url()));
+  Load connecting = start(get(port.url("http")));
   connecting.task->cancel();
-  expectError(connecting.outcome(), -999, "cancelled", port.url());
+  expectError(connecting.outcome(), -999, "cancelled", port.url("http"));
 
   server.handle("/half", [](const Request&) {
     return Reply::rawBytes("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf", Reply::Ending::stall);

@@ -1,0 +1,101 @@
+#include "tests/support/LoopbackListener.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <openssl/ssl.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+#include "tests/support/TestCertificate.h"
+
+LoopbackListener::LoopbackListener(const TestCertificate* certificate, Service service)
+    : service_(std::move(service)), tls_(certificate ? SSL_CTX_new(TLS_server_method()) : nullptr) {
+  if (tls_) {
+    signal(SIGPIPE, SIG_IGN);
+    SSL_CTX_use_certificate(tls_.get(), certificate->certificate());
+    SSL_CTX_use_PrivateKey(tls_.get(), certificate->key());
+  }
+  listen();
+}
+
+LoopbackListener::~LoopbackListener() { stop(); }
+
+void LoopbackListener::ContextDeleter::operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+
+void LoopbackListener::listen() {
+  listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  if (bind(listener_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+      ::listen(listener_, SOMAXCONN) != 0 ||
+      getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    throw std::runtime_error("A server of the tests cannot listen on the loopback");
+  }
+  port_ = ntohs(address.sin_port);
+  acceptor_ = std::thread([this] { acceptConnections(); });
+}
+
+void LoopbackListener::stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (stopping_) return;
+    stopping_ = true;
+    for (const int socket : sockets_) shutdown(socket, SHUT_RDWR);
+  }
+  shutdown(listener_, SHUT_RDWR);
+  acceptor_.join();
+  close(listener_);
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return sockets_.empty(); });
+}
+
+std::size_t LoopbackListener::connectionCount() const {
+  const std::lock_guard lock(mutex_);
+  return connectionCount_;
+}
+
+std::size_t LoopbackListener::openConnectionCount() const {
+  const std::lock_guard lock(mutex_);
+  return sockets_.size();
+}
+
+bool LoopbackListener::waitForOpenConnections(std::size_t count) const {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return sockets_.size() == count; });
+}
+
+void LoopbackListener::acceptConnections() {
+  while (true) {
+    const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const std::lock_guard lock(mutex_);
+    if (socket < 0 || stopping_) {
+      if (socket >= 0) close(socket);
+      return;
+    }
+    const int on = 1;
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    ++connectionCount_;
+    sockets_.insert(socket);
+    changed_.notify_all();
+    std::thread([this, socket] { serve(socket); }).detach();
+  }
+}
+
+void LoopbackListener::serve(int socket) {
+  {
+    ServerConnection connection(socket, tls_.get());
+    service_(connection);
+  }
+  // Under the lock to the end: once the last socket is gone, the listener may be.
+  const std::lock_guard lock(mutex_);
+  close(socket);
+  sockets_.erase(socket);
+  changed_.notify_all();
+}

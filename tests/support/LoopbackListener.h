@@ -1,0 +1,60 @@
+#pragma once
+
+#include <openssl/types.h>
+
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "tests/support/ServerConnection.h"
+
+class TestCertificate;
+
+// Takes connections on a free port of 127.0.0.1 and serves each on a thread of its own; a connection is over
+// when its service returns. All functions may be called from any thread.
+class LoopbackListener {
+ public:
+  using Service = std::function<void(ServerConnection&)>;
+
+  // Serves from now on; for TLS when there is a certificate.
+  LoopbackListener(const TestCertificate* certificate, Service service);
+  ~LoopbackListener();
+  LoopbackListener(const LoopbackListener&) = delete;
+  LoopbackListener& operator=(const LoopbackListener&) = delete;
+
+  int port() const { return port_; }
+  bool isSecure() const { return tls_ != nullptr; }
+
+  // Closes all connections, waits for their threads and takes no more.
+  void stop();
+
+  std::size_t connectionCount() const;
+  std::size_t openConnectionCount() const;
+  // False when it does not come true within 20 seconds.
+  bool waitForOpenConnections(std::size_t count) const;
+
+ private:
+  struct ContextDeleter {
+    void operator()(SSL_CTX* context) const;
+  };
+
+  void listen();
+  void acceptConnections();
+  void serve(int socket);
+
+  const Service service_;
+  std::unique_ptr<SSL_CTX, ContextDeleter> tls_;
+  int listener_ = -1;
+  int port_ = 0;
+  std::thread acceptor_;
+
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  std::set<int> sockets_;
+  std::size_t connectionCount_ = 0;
+  bool stopping_ = false;
+};
