@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <new>
 #include <numbers>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "platform/graphics/CairoHandles.h"
 #include "platform/graphics/TextLayout.h"
@@ -14,7 +17,8 @@ namespace platform {
 struct BitmapContext::Canvas {
   CGSize size;
   double scale;
-  CairoSurface surface;
+  std::vector<std::uint8_t> pixels;
+  CairoSurface surface;  // over the pixels
   CairoContext cairo;
 };
 
@@ -24,6 +28,8 @@ namespace {
 // Cairo's own coordinates go before they wrap around.
 constexpr double kReach = 100'000;
 constexpr double kMaximumScale = 64;
+
+constexpr std::size_t kBytesPerPixel = 4;
 
 void setSource(cairo_t* cairo, Color color) {
   cairo_set_source_rgba(cairo, color.red, color.green, color.blue, color.alpha);
@@ -62,22 +68,45 @@ bool isWithinReach(cairo_t* cairo, const CGRect& rect) {
          CGRectContainsPoint(limits, {CGRectGetMaxX(rect), CGRectGetMaxY(rect)});
 }
 
+// The image itself or, where it is to be shown small, the smallest of its halvings that still has a pixel for
+// each of those on the sheet: a good filter would read every pixel of a large image each time.
+const Image& suitedFor(CGSize pixels, const Image& image) {
+  const Image* suited = &image;
+  while (suited->width() >= 2 * pixels.width && suited->height() >= 2 * pixels.height) {
+    const Image* const halved = suited->halved();
+    if (!halved) break;
+    suited = halved;
+  }
+  return *suited;
+}
+
+// Of four neighbours, the simple filter; it leaves none out down to half the size.
+cairo_filter_t filterFor(CGSize pixels, const Image& image) {
+  const bool isSimple = image.width() < 2 * pixels.width && image.height() < 2 * pixels.height;
+  return isSimple ? CAIRO_FILTER_BILINEAR : CAIRO_FILTER_GOOD;
+}
+
 bool isLineWidth(double width) { return width > 0 && width < kReach; }
 
 }  // namespace
 
-BitmapContext::BitmapContext(CGSize size, double scale) {
+BitmapContext::BitmapContext(CGSize size, double scale, Backing backing) {
   const double width = std::ceil(size.width * scale);
   const double height = std::ceil(size.height * scale);
   if (!(scale > 0 && scale <= kMaximumScale) || !Image::isPossible(width, height)) {
     throw std::invalid_argument("a bitmap context of an impossible size");
   }
-  CairoSurface surface(
-      cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(width), static_cast<int>(height)));
+  const int columns = static_cast<int>(width);
+  const int rows = static_cast<int>(height);
+  std::vector<std::uint8_t> pixels(kBytesPerPixel * static_cast<std::size_t>(columns) *
+                                   static_cast<std::size_t>(rows));
+  CairoSurface surface = surfaceOver(pixels.data(), columns, rows);
   if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
   CairoContext cairo(cairo_create(surface.get()));
+  if (backing == Backing::Black) cairo_paint(cairo.get());  // black is the source of a fresh context
   cairo_scale(cairo.get(), scale, scale);
-  canvas_ = std::make_unique<Canvas>(Canvas{size, scale, std::move(surface), std::move(cairo)});
+  canvas_ =
+      std::make_unique<Canvas>(Canvas{size, scale, std::move(pixels), std::move(surface), std::move(cairo)});
 }
 
 BitmapContext::~BitmapContext() = default;
@@ -167,8 +196,10 @@ void BitmapContext::fillEllipse(const CGRect& rect, Color color) {
 void BitmapContext::drawImage(const Image& image, const CGRect& rect) {
   cairo_t* cairo = canvas_->cairo.get();
   if (!isWithinReach(cairo, rect)) return;
-  const CairoSurface surface = surfaceOver(image.pixels().data(), image.width(), image.height());
-  paintStretched(cairo, surface.get(), rect);
+  const CGSize pixels{rect.size.width * canvas_->scale, rect.size.height * canvas_->scale};
+  const Image& suited = suitedFor(pixels, image);
+  const CairoSurface surface = surfaceOver(suited.pixels().data(), suited.width(), suited.height());
+  paintStretched(cairo, surface.get(), rect, filterFor(pixels, suited));
 }
 
 void BitmapContext::drawText(std::string_view utf8, const CGRect& rect, const TextStyle& style) {
@@ -185,12 +216,17 @@ void BitmapContext::drawText(std::string_view utf8, const CGRect& rect, const Te
 std::shared_ptr<const Image> BitmapContext::makeImage() const {
   cairo_surface_t* surface = canvas_->surface.get();
   cairo_surface_flush(surface);
-  const int width = cairo_image_surface_get_width(surface);
-  const int height = cairo_image_surface_get_height(surface);
-  const std::uint8_t* pixels = cairo_image_surface_get_data(surface);
-  // Rows of four-byte pixels have no padding.
-  return Image::create(width, height, canvas_->scale,
-                       {pixels, pixels + cairo_image_surface_get_stride(surface) * std::ptrdiff_t{height}});
+  return Image::create(cairo_image_surface_get_width(surface), cairo_image_surface_get_height(surface),
+                       canvas_->scale, canvas_->pixels);
+}
+
+std::shared_ptr<const Image> BitmapContext::takeImage() && {
+  const std::unique_ptr<Canvas> canvas = std::move(canvas_);
+  const int width = cairo_image_surface_get_width(canvas->surface.get());
+  const int height = cairo_image_surface_get_height(canvas->surface.get());
+  canvas->cairo.reset();
+  cairo_surface_finish(canvas->surface.get());  // nobody draws on the pixels any more
+  return Image::create(width, height, canvas->scale, std::move(canvas->pixels));
 }
 
 }  // namespace platform

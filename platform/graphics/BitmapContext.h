@@ -10,7 +10,7 @@
 
 namespace platform {
 
-// A sheet of pixels to draw on, clear at first. Everything is given in points from the top left corner; a
+// A sheet of pixels to draw on. Everything is given in points from the top left corner; a
 // pixel that an edge crosses is covered in part.
 //
 // Shapes without area, or with coordinates that are not numbers, draw nothing. Rectangles may be of any size;
@@ -18,9 +18,12 @@ namespace platform {
 // Used by one thread at a time; drawText by the main thread alone.
 class BitmapContext {
  public:
+  // What is there before anything is drawn. Over black every pixel stays opaque.
+  enum class Backing { Clear, Black };
+
   // `scale` is the number of pixels to a point; a last part of a pixel counts as a whole one. Throws
   // std::invalid_argument when no image of that size is possible or the scale is above 64.
-  BitmapContext(CGSize size, double scale);
+  BitmapContext(CGSize size, double scale, Backing backing = Backing::Clear);
   ~BitmapContext();
   BitmapContext(const BitmapContext&) = delete;
   BitmapContext& operator=(const BitmapContext&) = delete;
@@ -78,6 +81,8 @@ class BitmapContext {
 
   // What is drawn so far, copied. Not within a TransparencyLayer.
   std::shared_ptr<const Image> makeImage() const;
+  // The same without a copy, of a context that is done with: only its end may follow.
+  std::shared_ptr<const Image> takeImage() &&;
 
  private:
   struct Canvas;

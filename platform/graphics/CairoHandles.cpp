@@ -9,7 +9,7 @@ CairoSurface surfaceOver(const std::uint8_t* pixels, int width, int height, cair
                                                           cairo_format_stride_for_width(format, width)));
 }
 
-void paintStretched(cairo_t* cairo, cairo_surface_t* image, const CGRect& rect) {
+void paintStretched(cairo_t* cairo, cairo_surface_t* image, const CGRect& rect, cairo_filter_t filter) {
   cairo_save(cairo);
   cairo_rectangle(cairo, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
   cairo_clip(cairo);
@@ -19,6 +19,7 @@ void paintStretched(cairo_t* cairo, cairo_surface_t* image, const CGRect& rect) 
   cairo_set_source_surface(cairo, image, 0, 0);
   // Otherwise the border would mix with the nothing around it.
   cairo_pattern_set_extend(cairo_get_source(cairo), CAIRO_EXTEND_PAD);
+  cairo_pattern_set_filter(cairo_get_source(cairo), filter);
   cairo_paint(cairo);
   cairo_restore(cairo);
 }

@@ -23,6 +23,7 @@ CairoSurface surfaceOver(const std::uint8_t* pixels, int width, int height,
                          cairo_format_t format = CAIRO_FORMAT_ARGB32);
 
 // Paints the whole of an image surface, stretched, into the rectangle of the present coordinates.
-void paintStretched(cairo_t* cairo, cairo_surface_t* image, const CGRect& rect);
+void paintStretched(cairo_t* cairo, cairo_surface_t* image, const CGRect& rect,
+                    cairo_filter_t filter = CAIRO_FILTER_GOOD);
 
 }  // namespace platform

@@ -57,6 +57,24 @@ std::vector<std::uint8_t> emptyPixels(int width, int height) {
                                    static_cast<std::size_t>(height));
 }
 
+// Of an odd row or column, the last one is left out.
+std::vector<std::uint8_t> meansOfFour(std::span<const std::uint8_t> pixels, int width, int height) {
+  std::vector<std::uint8_t> means = emptyPixels(width / 2, height / 2);
+  const std::size_t row = std::size_t{kBytesPerPixel} * static_cast<std::size_t>(width);
+  std::uint8_t* mean = means.data();
+  for (int y = 0; y < height / 2; ++y) {
+    const std::uint8_t* upper = &pixels[2 * row * static_cast<std::size_t>(y)];
+    for (int x = 0; x < width / 2; ++x, upper += 2 * kBytesPerPixel) {
+      const std::uint8_t* lower = upper + row;
+      for (int i = 0; i < kBytesPerPixel; ++i) {
+        const int sum = upper[i] + upper[i + kBytesPerPixel] + lower[i] + lower[i + kBytesPerPixel];
+        *mean++ = static_cast<std::uint8_t>((sum + 2) / 4);
+      }
+    }
+  }
+  return means;
+}
+
 }  // namespace
 
 std::shared_ptr<const Image> Image::create(int width, int height, double pixelsPerPoint,
@@ -118,6 +136,13 @@ std::shared_ptr<const Image> Image::scaledTo(CGSize points) const {
   paintStretched(cairo.get(), surfaceOver(pixels_.data(), width_, height_).get(),
                  CGRectMake(0, 0, width, height));
   return create(static_cast<int>(width), static_cast<int>(height), scale_, std::move(pixels));
+}
+
+const Image* Image::halved() const {
+  std::call_once(halvedOnce_, [this] {
+    halved_ = create(width_ / 2, height_ / 2, scale_ / 2, meansOfFour(pixels_, width_, height_));
+  });
+  return halved_.get();
 }
 
 }  // namespace platform

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -46,6 +47,9 @@ class Image {
   std::string PNGRepresentation() const;
   // The whole image drawn into another size, at the same scale. Null when that size is not possible.
   std::shared_ptr<const Image> scaledTo(CGSize points) const;
+  // Half as wide and half as high, each pixel the mean of four, for drawing the image small. Made when it is
+  // first asked for, then kept. Null for an image of a single row or column.
+  const Image* halved() const;
 
  private:
   Image(int width, int height, double scale, std::vector<std::uint8_t> pixels)
@@ -55,6 +59,8 @@ class Image {
   int height_;
   double scale_;
   std::vector<std::uint8_t> pixels_;
+  mutable std::once_flag halvedOnce_;
+  mutable std::shared_ptr<const Image> halved_;
 };
 
 }  // namespace platform

@@ -46,6 +46,40 @@ TEST(BitmapContextTest, refusesImpossibleSizes) {
   EXPECT_EQ(BitmapContext({10.1, 1}, 2).makeImage()->width(), 21);
 }
 
+TEST(BitmapContextTest, drawsALargeImageSmallFromAllItsPixels) {
+  // Columns white and clear in turn.
+  constexpr int kSide = 67;
+  std::vector<std::uint8_t> pixels;
+  for (int i = 0; i < kSide * kSide; ++i) pixels.insert(pixels.end(), 4, i % kSide % 2 ? 0 : 0xFF);
+  const auto stripes = Image::create(kSide, kSide, 1, std::move(pixels));
+  BitmapContext context({8, 8}, 2);
+  context.drawImage(*stripes, CGRectMake(1, 1, 4, 4));
+  const auto image = context.makeImage();
+  for (const int y : {2, 5, 9}) {
+    for (const int x : {2, 5, 9}) {
+      EXPECT_NEAR(image->colorAtPixel(x, y).alpha, 0.5, 0.02) << x << ", " << y;
+      EXPECT_NEAR(image->colorAtPixel(x, y).red, 1, 0.01);
+    }
+  }
+  EXPECT_EQ(inkOf(context), CGRectMake(1, 1, 4, 4));
+
+  const auto row = Image::create(8, 1, 1, std::vector<std::uint8_t>(32, 0xFF));
+  context.drawImage(*row, CGRectMake(6, 6, 0.5, 0.5));
+  EXPECT_EQ(context.makeImage()->colorAtPixel(12, 12), Color::white());
+}
+
+TEST(BitmapContextTest, anImageIsCopiedOrTaken) {
+  BitmapContext context({7, 5}, 1, BitmapContext::Backing::Black);
+  context.fillRect(CGRectMake(2, 1, 3, 3), Color::systemRed().withAlpha(0.5));
+  const auto copied = context.makeImage();
+  context.fillRect(CGRectMake(0, 0, 1, 1), Color::white());
+  const auto taken = std::move(context).takeImage();
+  EXPECT_EQ(copied->colorAtPixel(0, 0), Color::black());
+  EXPECT_EQ(taken->colorAtPixel(0, 0), Color::white());
+  EXPECT_EQ(taken->size(), (CGSize{7, 5}));
+  for (const auto& image : {copied, taken}) EXPECT_EQ(image->colorAtPixel(3, 2).alpha, 1);
+}
+
 TEST(BitmapContextTest, clipsAndTranslatesUntilTheStateEnds) {
   BitmapContext context({100, 100}, 2);
   {
