@@ -15,6 +15,7 @@
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/UIView+Visibility.h"
 #include "src/pageviews/UIViewController+PageviewCapture.h"
+#include "src/visualizer/KovaEventVisualizer.h"
 
 using namespace platform;
 
@@ -103,6 +104,9 @@ void KovaTracker::recordAutocapturedEventWithType(const String& type, std::share
         const auto event = KITouchEvent::create(type, view, touch, selector, viewAncestry,
                                                 KovaUtil::appVisibilityState(method), rules, tracker);
         if (!event) return;
+        if (const auto visualizer = tracker.capturingEventVisualizer(EventVisualizer::Send)) {
+          event->setEvCaptureContext(visualizer->willRecordWithView(event->view().get(), tracker));
+        }
         tracker.injectPageviewsIfNeeded();
         if (!touch) return tracker.consumeTouchEvent(event);
         tracker.touchEventCache_->addTouchEvent(
@@ -158,13 +162,20 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
 void KovaTracker::consumeTouchEvent(std::shared_ptr<KITouchEvent> event) {
   static const SEL method("consumeTouchEvent:");
   event->releaseViews();
+  auto visualizer = event->evCaptureContext() ? eventVisualizer_ : nullptr;
   performSafelyOnMutationQueueWithBlock(
-      [event = std::move(event)](KovaTracker& tracker) {
+      [event = std::move(event), visualizer = std::move(visualizer)](KovaTracker& tracker) {
         if (!tracker.queueManager_->canEnqueueMessage()) return;
         if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
           KovaLogDebug("Logged event with properties:\n%@", event->description());
         }
-        tracker.queueManager_->enqueueMessage(tracker.messageBuilder_->mutableMessageForEvent(*event));
+        auto message = tracker.messageBuilder_->mutableMessageForEvent(*event);
+        if (visualizer) {
+          visualizer->recordEventMessage(
+              Dictionary(message),
+              std::static_pointer_cast<const KovaEventVisualizerContext>(event->evCaptureContext()));
+        }
+        tracker.queueManager_->enqueueMessage(std::move(message));
         // The session may have been reset since the capture, and its pageview with it; without another one
         // this event, and all behind it, would wait for the next event. One that still belongs to the session
         // before needs none.

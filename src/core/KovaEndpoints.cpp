@@ -10,6 +10,12 @@ const platform::NSURL& defaultCaptureEndpoint() {
   return url;
 }
 
+const platform::NSURL& defaultEventVisualizerEndpoint() {
+  static const auto& url =
+      *new platform::NSURL(platform::NSURL::create("https://visualizer.kova.example/").value());
+  return url;
+}
+
 std::optional<platform::NSURL> captureEndpoint(const std::optional<platform::NSURL>& captureBaseUrl) {
   if (!captureBaseUrl) return defaultCaptureEndpoint();
   const auto& scheme = captureBaseUrl->scheme();

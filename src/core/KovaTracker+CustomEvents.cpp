@@ -7,6 +7,7 @@
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 #include "src/pageviews/UIWindow+KOVA.h"
+#include "src/visualizer/KovaEventVisualizer.h"
 
 using namespace platform;
 
@@ -93,22 +94,28 @@ void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::o
 // The road that all of them share: what the screen tells is read on the main thread, the message is built and
 // queued on the mutation queue.
 template <class Builder>
-void KovaTracker::trackCustomEventWithKind(std::string_view kind, EventVisualizer,
+void KovaTracker::trackCustomEventWithKind(std::string_view kind, EventVisualizer eventVisualizer,
                                            Builder eventDictionaryBuilder, SEL fromSelector) {
   injectPageviewsIfNeeded();
   performSafelyOnMainQueueWithBlock(
-      [kind, fromSelector, build = std::move(eventDictionaryBuilder)](KovaTracker& tracker) mutable {
+      [kind, eventVisualizer, fromSelector,
+       build = std::move(eventDictionaryBuilder)](KovaTracker& tracker) mutable {
+        auto visualizer = tracker.capturingEventVisualizer(eventVisualizer);
+        auto context = visualizer ? visualizer->willRecordWithTracker(tracker) : nullptr;
         const int appVisibilityState = KovaUtil::appVisibilityState(fromSelector);
         auto pageviewInfo = tracker.isViewControllerAutocaptureDisabled()
                                 ? std::nullopt
                                 : pageviewInfoOfActiveScreen(tracker.sessionId());
         if (appVisibilityState == kAppVisibilityStateForeground) tracker.extendSession();
         tracker.performSafelyOnMutationQueueWithBlock(
-            [kind, appVisibilityState, pageviewInfo = std::move(pageviewInfo),
-             build = std::move(build)](KovaTracker& self) mutable {
+            [kind, appVisibilityState, pageviewInfo = std::move(pageviewInfo), build = std::move(build),
+             visualizer = std::move(visualizer), context = std::move(context)](KovaTracker& self) mutable {
               if (!self.queueManager_->canEnqueueMessage()) return;
-              self.queueManager_->enqueueMessage(self.messageBuilder_->mutableMessageWithEventDictionary(
-                  build(self), kind, appVisibilityState, pageviewInfo));
+              auto message = self.messageBuilder_->mutableMessageWithEventDictionary(
+                  build(self), kind, appVisibilityState, pageviewInfo);
+              const Dictionary shown = visualizer ? Dictionary(message) : Dictionary();
+              self.queueManager_->enqueueMessage(std::move(message));
+              if (visualizer) visualizer->recordEventMessage(shown, context);
               // The session may have been reset since the host's call, and its pageview with it; without
               // another one this event, and all behind it, would wait for the next event.
               self.injectPageviewsIfNeeded();

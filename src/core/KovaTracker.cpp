@@ -1,12 +1,9 @@
 #include "src/core/KovaTracker.h"
 
-#include <Kova/KovaConstants.h>
-
 #include <algorithm>
 #include <mutex>
 
 #include "platform/foundation/NSNotificationCenter.h"
-#include "platform/foundation/NSProcessInfo.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIDevice.h"
 #include "platform/uikit/UIWindowScene.h"
@@ -26,8 +23,6 @@ constexpr std::size_t kPurgedUrlLimit = 300;
 constexpr KovaQueueManager::Limits kQueueLimits{200, 300, 200};
 constexpr double kCacheDurationAfterTouchCompletion = 0.25;  // seconds
 constexpr double kMaximumTouchCacheDuration = 10.0;          // seconds
-constexpr int kFirstSystemWithPairing = 13;
-constexpr std::uint64_t kSupportedLinkSchema = 1;
 
 struct SharedTracker {
   Mutex mutex;
@@ -98,6 +93,7 @@ KovaTracker::~KovaTracker() = default;
 void KovaTracker::start() {
   static const SEL selector("start");
   bindApplicationEventListeners();
+  startEVTriggerDetection();
   instrumentAutocaptureWithOptions(*options_);
   extendSession();
   openURLParser_->validateCustomURLScheme();
@@ -213,30 +209,6 @@ void KovaTracker::resetSession() {
       [](KovaTracker& tracker) { tracker.sessionManager_->resetSessionWithNewUser(false); }, *this, selector);
   extendSession();
 }
-
-void KovaTracker::handleOpenURL(const NSURL& url) {
-  const auto link = openURLParser_->parseUrl(url);
-  if (!link) return;
-  if (link->schemaVersion != kSupportedLinkSchema) {
-    KovaLog("Invalid schema version detected (%lu). Kova Event Visualizer will not be enabled.",
-            link->schemaVersion);
-    return;
-  }
-  if (link->instruction == KovaOpenURLInstructionLaunchEventVisualizer) startEVPairing();
-}
-
-void KovaTracker::startEVPairing() {
-  stopEVPairing();
-  if (!NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithPairing)) {
-    KovaLog("Event Visualizer device pairing only available on iOS 13.0 or greater");
-    return;
-  }
-  // The visualizer itself is not part of this version: there is nothing to connect yet.
-  KovaLog("Enabling Event Visualizer. Connecting to Kova server.");
-}
-
-// Nothing can be paired in this version, see above.
-void KovaTracker::stopEVPairing() {}
 
 void KovaTracker::logDebugTrackingDisabled(std::string_view label) const {
   KovaLogDebug("Tracking disabled, ignoring: <%@>", label);

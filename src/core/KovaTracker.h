@@ -28,6 +28,7 @@
 #include "src/storage/KovaUploader.h"
 #include "src/visualizer/KovaOpenURLParser.h"
 
+class KovaEventVisualizer;
 namespace platform {
 class UIGestureRecognizer;
 class UIWindow;
@@ -73,6 +74,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   bool isTrackingEnabled() const { return isTrackingEnabled_; }
   void setTrackingEnabled(bool enabled) { isTrackingEnabled_ = enabled; }
   void setUploadInterval(double seconds) { uploader_->setUploadInterval(seconds); }
+
+  // The Event Visualizer. Any thread.
   void handleOpenURL(const platform::NSURL& url);
   void startEVPairing();
   void stopEVPairing();
@@ -115,7 +118,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void enrichAutocapturedEventForTouch(std::shared_ptr<platform::UITouch> touch,
                                        const std::optional<platform::String>& selectorString,
                                        std::shared_ptr<platform::NSObject> sender);
-  // Queues an event that is complete.
+  // Queues an event that is complete. Main thread.
   void consumeTouchEvent(std::shared_ptr<KITouchEvent> event);
   // Queues every touch that still waits.
   void consumeAllLiveTouches();
@@ -183,6 +186,11 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::shared_ptr<KovaTracker> retained() {
     return std::static_pointer_cast<KovaTracker>(shared_from_this());
   }
+  // Of the Event Visualizer as it is now: the one to send an event to that is being recorded, if any. Main
+  // thread. It is handed along with the event.
+  std::shared_ptr<KovaEventVisualizer> capturingEventVisualizer(EventVisualizer eventVisualizer) const;
+
+  void startEVTriggerDetection() const;
   static void bindApplicationEventListeners();
   static void appDidEnterBackground();
   static void appWillEnterForeground();
@@ -203,7 +211,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void recordPageviewSendingToEventVisualizer(EventVisualizer eventVisualizer,
                                               PageviewInfoBuilder mainQueuePageviewInfoBuilder,
                                               platform::SEL fromSelector, Repeat repeat = Repeat::Always);
-  void enqueuePageview(const platform::Dictionary& pageviewInfo);
+  // False when the queue of pageviews is full.
+  bool enqueuePageview(const platform::Dictionary& pageviewInfo);
   static platform::Dictionary applyTimestampAndIdToPageviewInfo(const platform::Dictionary& pageviewInfo);
   void injectSyntheticPageviewIfNeeded();
   platform::Dictionary pageviewInfoForViewController(platform::UIViewController& controller) const;
@@ -232,6 +241,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::unique_ptr<const KovaMessageBuilder> messageBuilder_;
   std::shared_ptr<KovaUploader> uploader_;
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
+  std::shared_ptr<KovaEventVisualizer> eventVisualizer_;  // main thread only; null until pairing is asked for
   std::atomic<bool> isStopped_ = false;
   bool isRecordingVisibleViewControllers_ = false;             // main thread only
   std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread only

@@ -38,8 +38,8 @@ class KIEvent : public platform::NSObject {
   void setTimestamp(std::string timestamp) { timestamp_ = std::move(timestamp); }
 
   // What the Event Visualizer gave when the event was captured, held only to be handed back with the message.
-  const std::shared_ptr<platform::NSObject>& evCaptureContext() const { return evCaptureContext_; }
-  void setEvCaptureContext(std::shared_ptr<platform::NSObject> context) {
+  const std::shared_ptr<const platform::NSObject>& evCaptureContext() const { return evCaptureContext_; }
+  void setEvCaptureContext(std::shared_ptr<const platform::NSObject> context) {
     evCaptureContext_ = std::move(context);
   }
 
@@ -59,7 +59,7 @@ class KIEvent : public platform::NSObject {
   const std::string eventId_;
   const int appVisibilityState_;
   const std::string kind_;
-  std::shared_ptr<platform::NSObject> evCaptureContext_;
+  std::shared_ptr<const platform::NSObject> evCaptureContext_;
   std::optional<platform::Dictionary> sessionInfo_;
   std::optional<platform::Dictionary> pageviewInfo_;
   std::optional<platform::Dictionary> userInfo_;

@@ -5,6 +5,7 @@
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaTracker.h"
 #include "src/events/KovaUtil.h"
+#include "src/visualizer/KovaEventVisualizer.h"
 
 using namespace platform;
 
@@ -40,20 +41,29 @@ Dictionary KovaTracker::applyTimestampAndIdToPageviewInfo(const Dictionary& page
   return Dictionary(std::move(info));
 }
 
-void KovaTracker::recordPageviewSendingToEventVisualizer(EventVisualizer,
+void KovaTracker::recordPageviewSendingToEventVisualizer(EventVisualizer eventVisualizer,
                                                          PageviewInfoBuilder mainQueuePageviewInfoBuilder,
                                                          SEL fromSelector, Repeat repeat) {
   performSafelyOnMainQueueWithBlock(
-      [build = std::move(mainQueuePageviewInfoBuilder), fromSelector, repeat](KovaTracker& tracker) {
+      [eventVisualizer, build = std::move(mainQueuePageviewInfoBuilder), fromSelector,
+       repeat](KovaTracker& tracker) {
         // The session of a stopped tracker is over: nothing waits for its pageview any more.
         if (tracker.isStopped_ && repeat == Repeat::OnceASession) return;
         const auto pageviewInfo = build(tracker);
         if (!pageviewInfo) return;
+        auto visualizer = tracker.capturingEventVisualizer(eventVisualizer);
+        auto context = visualizer ? visualizer->willRecordWithTracker(tracker) : nullptr;
         tracker.extendSession();
         tracker.performSafelyOnMutationQueueWithBlock(
-            [info = *pageviewInfo, repeat](KovaTracker& self) {
+            [info = *pageviewInfo, repeat, visualizer = std::move(visualizer),
+             context = std::move(context)](KovaTracker& self) {
               if (repeat == Repeat::OnceASession && self.sessionManager_->hasMostRecentPageviewInfo()) return;
-              self.enqueuePageview(info);
+              if (!self.enqueuePageview(info)) return;
+              if (visualizer) {
+                visualizer->recordEventMessage(
+                    Dictionary(self.messageBuilder_->mutableMessagePageviewWithPageviewInfo(info)), context);
+              }
+              self.uploader_->requestScheduledUploads();
             },
             tracker, fromSelector);
         tracker.uploader_->requestScheduledUploads();
@@ -61,8 +71,8 @@ void KovaTracker::recordPageviewSendingToEventVisualizer(EventVisualizer,
       *this, fromSelector);
 }
 
-void KovaTracker::enqueuePageview(const Dictionary& pageviewInfo) {
-  if (!queueManager_->canEnqueueUrlString()) return;
+bool KovaTracker::enqueuePageview(const Dictionary& pageviewInfo) {
+  if (!queueManager_->canEnqueueUrlString()) return false;
   queueManager_->moveEnqueuedMessagesToBatchAndPersist();
   if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
     KovaLogDebug("Logged view controller with properties:%@", descriptionForLog(pageviewInfo));
@@ -75,7 +85,7 @@ void KovaTracker::enqueuePageview(const Dictionary& pageviewInfo) {
   } else {
     queueManager_->enqueueUrlString(url);
   }
-  uploader_->requestScheduledUploads();
+  return true;
 }
 
 void KovaTracker::injectPageviewsIfNeeded() {

@@ -26,6 +26,7 @@ class CaptureTest : public testing::Test {
   void startWhole(const std::shared_ptr<KovaAutocaptureEnrichmentDelegate>& delegate = nullptr) {
     const auto options = device.optionsWithScreens();
     options->setEnableGestureAutocapture(true);
+    options->setDisableVisualizerPairingGesture(true);  // a recogniser that is not the app's
     options->setDebug(true);
     options->setAutocaptureEnrichmentDelegate(delegate);
     device.start(options);

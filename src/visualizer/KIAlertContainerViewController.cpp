@@ -1,0 +1,51 @@
+#include "src/visualizer/KIAlertContainerViewController.h"
+
+#include <utility>
+
+#include "platform/uikit/UIScreen.h"
+#include "platform/uikit/UIWindow.h"
+#include "platform/uikit/UIWindowScene.h"
+#include "src/pageviews/UIWindow+KOVA.h"
+#include "src/pageviews/UIWindowScene+KOVA.h"
+
+using namespace platform;
+
+namespace {
+
+std::shared_ptr<UIWindow> emptyWindowBeside(const std::shared_ptr<UIWindow>& window) {
+  if (UIScene::areAvailable()) {
+    auto scene = window ? window->windowScene() : nullptr;
+    if (!scene) scene = KOVA_activeWindowScene();
+    if (scene) return UIWindow::create(scene);
+  }
+  return UIWindow::create(UIScreen::mainScreen().bounds());
+}
+
+}  // namespace
+
+void KIAlertContainerViewController::moveToTop() {
+  if (isActive_) return;
+  previousKeyWindow_ = KOVA_firstActiveKeyWindow();
+  if (!containerWindow_) containerWindow_ = containerWindowForWindow(previousKeyWindow_);
+  isActive_ = true;
+  containerWindow_->makeKeyAndVisible();
+}
+
+void KIAlertContainerViewController::removeAndRestorePrevious() {
+  if (!isActive_) return;
+  // The window may be all that keeps this container.
+  const auto kept = shared_from_this();
+  isActive_ = false;
+  const auto window = std::exchange(containerWindow_, nullptr);
+  const auto previous = std::exchange(previousKeyWindow_, nullptr);
+  if (previous) previous->makeKeyWindow();
+  window->setHidden(true);
+}
+
+std::shared_ptr<UIWindow> KIAlertContainerViewController::containerWindowForWindow(
+    const std::shared_ptr<UIWindow>& window) {
+  auto container = emptyWindowBeside(window);
+  container->setWindowLevel(UIWindowLevelAlert);
+  container->setRootViewController(std::static_pointer_cast<UIViewController>(shared_from_this()));
+  return container;
+}

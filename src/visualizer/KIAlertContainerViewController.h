@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/uikit/UIViewController.h"
+
+namespace platform {
+class UIWindow;
+}
+
+// The empty root of a window of the library's own, above the app's, from which an alert is presented.
+//
+// Shown by moveToTop and put away by removeAndRestorePrevious. In between the window and the container keep
+// each other alive, and the window that was key before is kept, too; others hold the container weakly. Main
+// thread.
+class KIAlertContainerViewController : public platform::UIViewController {
+  NS_OBJECT(KIAlertContainerViewController, UIViewController)
+
+ public:
+  // Does nothing when the container is shown already.
+  void moveToTop();
+  // Gives the key status back to the window that had it. Does nothing when the container is not shown.
+  void removeAndRestorePrevious();
+
+  bool isActive() const { return isActive_; }
+
+  // A window for the container in the scene of the given one, which may be null: then, and when that has
+  // none, in the active scene. It covers the main screen where no scene is found.
+  std::shared_ptr<platform::UIWindow> containerWindowForWindow(
+      const std::shared_ptr<platform::UIWindow>& window);
+
+ private:
+  std::shared_ptr<platform::UIWindow> previousKeyWindow_;
+  std::shared_ptr<platform::UIWindow> containerWindow_;
+  bool isActive_ = false;
+};

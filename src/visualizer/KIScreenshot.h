@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+
+namespace platform {
+class BitmapContext;
+class Image;
+class UIView;
+}  // namespace platform
+
+// Pictures of what is on the screen, a pixel to a point, without transparency. Main thread.
+//
+// A picture in high quality lays the views out first; a fast one takes them as they stand. One picture that
+// takes longer than half a second switches the process to fast ones, for good.
+class KIScreenshot {
+ public:
+  enum class Quality { High, Fast };
+
+  // The application's key window; null when there is none.
+  static std::shared_ptr<const platform::Image> captureScreenWithHighQuality(Quality quality);
+  // What is on the screen over the view's rectangle, also what lies in front of the view. Null for a view
+  // that is in no window, or whose size no picture can have.
+  static std::shared_ptr<const platform::Image> captureView(platform::UIView& view, Quality quality);
+
+  // Draws the view with all inside it, and watches the time.
+  static void renderView(platform::UIView& view, Quality quality, platform::BitmapContext& context);
+  // What a picture that took so many seconds means for the next ones.
+  static void updateOptimizationStateForTotalTimeInterval(double seconds);
+
+  // Whether the process has switched.
+  static bool permanentlySwitchToFastCapture();
+  static void disableHighQualityRenderingDueToPerformance();
+};

@@ -1,0 +1,304 @@
+#include <utility>
+
+#include "platform/foundation/NSJSONSerialization.h"
+#include "platform/foundation/NSNotificationCenter.h"
+#include "platform/uikit/UIApplication.h"
+#include "platform/uikit/UIDevice.h"
+#include "src/core/KovaLogger.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/storage/KovaSharedURLSession.h"
+#include "src/visualizer/KovaEventVisualizer.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr const char* kNamespace = "/ios";
+constexpr double kConnectionAttemptInterval = 6.0;  // seconds
+constexpr double kConnectionAttemptLimit = 6;
+constexpr double kDeviceAvailableInterval = 5.0;  // seconds
+constexpr std::int64_t kDeviceAvailableLimit = 12;
+constexpr long kUnauthorized = 401;
+constexpr long kForbidden = 403;
+// Every attempt to connect listens to the app's notifications once more, for good, so that one return to the
+// foreground makes as many attempts as there were before. Without an end to that each return would double
+// them.
+constexpr int kListenerLimit = 32;
+
+struct IncomingEvent {
+  String name;
+  Dictionary data;
+};
+
+// None for what is no array of a name and a dictionary.
+std::optional<IncomingEvent> parseEvent(std::string_view message) {
+  if (message.size() > KovaEventVisualizer::kLongestMessage) return std::nullopt;
+  const auto json = NSJSONSerialization::JSONObjectWithData(message);
+  if (!json || !json->isArray() || json->array().size() != 2) return std::nullopt;
+  const Value& name = json->array()[0];
+  const Value& data = json->array()[1];
+  if (!name.isString() || !data.isDictionary()) return std::nullopt;
+  return IncomingEvent{name.string(), data.dictionary()};
+}
+
+bool isPairCode(const Value& code) {
+  return code.isString() && !code.text().empty() &&
+         code.text().size() <= KovaEventVisualizer::kLongestPairCode;
+}
+
+}  // namespace
+
+std::shared_ptr<KovaEventVisualizer> KovaEventVisualizer::retained() {
+  return std::static_pointer_cast<KovaEventVisualizer>(shared_from_this());
+}
+
+void KovaEventVisualizer::performOnMutationQueue(std::function<void(KovaEventVisualizer&)> block,
+                                                 SEL selector) {
+  KOVA_addSafeOperationWithBlock(
+      *mutationQueue_, [self = retained(), block = std::move(block)] { block(*self); }, {isa(), selector});
+}
+
+// --- Connecting
+
+void KovaEventVisualizer::connect() {
+  isConnectionWanted_ = true;
+  connectWebSocket();
+}
+
+void KovaEventVisualizer::disconnect() {
+  isConnectionWanted_ = false;
+  disconnectWebSocket();
+}
+
+void KovaEventVisualizer::connectWebSocket() {
+  static const SEL selector("connectWebSocket");
+  cancelRetryTimer();
+  performOnMutationQueue([](KovaEventVisualizer& self) { self.openSocket(); }, selector);
+}
+
+void KovaEventVisualizer::openSocket() {
+  ++numberOfConnectionAttempts_;
+  Session::Headers headers{{"--x-kova-env-id", appId_}, {"--x-kova-app-version", appVersion_}};
+  socket_ = std::make_shared<Session>(baseUrl_, std::move(headers), kNamespace, mutationQueue_);
+  socket_->setDelegate(retained());
+  {
+    const MutexLock lock(mutex_);
+    openConnection_ = socket_;
+  }
+  numberOfDeviceAvailableAttempts_ = 0;
+  const auto& testSession = options_->testOnlyUrlSession();
+  socket_->connectWithURLSession(testSession ? *testSession : *KovaSharedURLSession::sharedSession());
+  bindApplicationEventListeners();
+}
+
+void KovaEventVisualizer::bindApplicationEventListeners() {
+  if (numberOfListeners_ == kListenerLimit) return;
+  ++numberOfListeners_;
+  const std::weak_ptr<KovaEventVisualizer> visualizer = retained();
+  NSNotificationCenter& center = NSNotificationCenter::defaultCenter();
+  center.addObserver(UIApplicationDidEnterBackgroundNotification, [visualizer](const NSNotification&) {
+    if (const auto self = visualizer.lock()) self->applicationDidEnterBackground();
+  });
+  center.addObserver(UIApplicationWillEnterForegroundNotification, [visualizer](const NSNotification&) {
+    if (const auto self = visualizer.lock()) self->applicationWillEnterForeground();
+  });
+}
+
+void KovaEventVisualizer::applicationDidEnterBackground() {
+  static const SEL selector("applicationDidEnterBackground:");
+  kova::guarded({isa(), selector}, [this] { disconnect(); });
+}
+
+void KovaEventVisualizer::applicationWillEnterForeground() {
+  static const SEL selector("applicationWillEnterForeground:");
+  kova::guarded({isa(), selector}, [this] {
+    resetDeviceId();
+    connect();
+  });
+}
+
+void KovaEventVisualizer::disconnectWebSocket() {
+  static const SEL selector("disconnectWebSocket");
+  cancelRetryTimer();
+  performOnMutationQueue([](KovaEventVisualizer& self) { self.closeSocket(); }, selector);
+}
+
+void KovaEventVisualizer::closeSocket() {
+  cancelRetryTimer();  // one that was scheduled after the caller cancelled
+  if (socket_) {
+    if (isPaired()) {
+      sendDeviceDisconnect(*socket_);
+    } else {
+      socket_->disconnect();
+    }
+    socket_->setDelegate({});  // what the session still has to say comes too late
+  }
+  {
+    const MutexLock lock(mutex_);
+    pairCode_.clear();
+    acceptedCode_.clear();
+    openConnection_.reset();
+  }
+  resetDeviceId();
+  isPaired_ = false;
+  isCapturing_ = false;
+  // From here and not from the caller's thread: it must not overtake what an accepted request asked for.
+  setIdleTimerDisabled(false);
+}
+
+// --- The next attempt
+
+void KovaEventVisualizer::scheduleRetry(double seconds, std::function<void(KovaEventVisualizer&)> action) {
+  cancelRetryTimer();
+  std::uint64_t number;
+  {
+    const MutexLock lock(mutex_);
+    number = retryNumber_;
+  }
+  const std::weak_ptr<KovaEventVisualizer> visualizer = retained();
+  auto timer = KovaTimer::scheduleSafeOperationWithBlock(
+      [visualizer, number, action = std::move(action)] {
+        const auto self = visualizer.lock();
+        if (self && self->isCurrentRetry(number)) action(*self);
+      },
+      seconds, mutationQueue_);
+  const MutexLock lock(mutex_);
+  if (number == retryNumber_) retryTimer_ = std::move(timer);
+}
+
+bool KovaEventVisualizer::isCurrentRetry(std::uint64_t number) const {
+  const MutexLock lock(mutex_);
+  return number == retryNumber_;
+}
+
+void KovaEventVisualizer::cancelRetryTimer() {
+  std::shared_ptr<KovaTimer> timer;
+  {
+    const MutexLock lock(mutex_);
+    ++retryNumber_;
+    timer = std::exchange(retryTimer_, nullptr);
+  }
+  if (timer) timer->cancel();
+}
+
+void KovaEventVisualizer::scheduleWebSocketConnectionAttempt() {
+  static const SEL selector("scheduleWebSocketConnectionAttempt");
+  const double interval = options_->testOnlyEVReconnectAttemptInterval().value_or(kConnectionAttemptInterval);
+  const double limit = options_->testOnlyEVReconnectAttemptLimit().value_or(kConnectionAttemptLimit);
+  performOnMutationQueue(
+      [interval, limit](KovaEventVisualizer& self) {
+        if (!self.isConnectionWanted_) return;
+        if (static_cast<double>(self.numberOfConnectionAttempts_) >= limit) return self.disconnectWebSocket();
+        // On the mutation queue already: a disconnect that is asked for from now on comes after it.
+        self.scheduleRetry(interval, [](KovaEventVisualizer& visualizer) { visualizer.openSocket(); });
+      },
+      selector);
+}
+
+void KovaEventVisualizer::scheduleMakeDeviceAvailableAttempt() {
+  static const SEL selector("scheduleMakeDeviceAvailableAttempt");
+  performOnMutationQueue(
+      [](KovaEventVisualizer& self) {
+        if (self.numberOfDeviceAvailableAttempts_ >= kDeviceAvailableLimit) return;
+        {
+          const MutexLock lock(self.mutex_);
+          if (!self.pairCode_.empty()) return;
+        }
+        self.scheduleRetry(kDeviceAvailableInterval, [](KovaEventVisualizer& visualizer) {
+          if (!visualizer.socket_) return;
+          visualizer.makeDeviceAvailable(*visualizer.socket_);
+          visualizer.scheduleMakeDeviceAvailableAttempt();
+        });
+      },
+      selector);
+}
+
+// --- What the session tells
+
+void KovaEventVisualizer::webSocketConnectionDidConnect(KovaWebSocketSession& session) {
+  numberOfConnectionAttempts_ = 0;
+  KovaLogDebug("Connection established with Event Visualizer.");
+  makeDeviceAvailable(session);
+  scheduleMakeDeviceAvailableAttempt();
+}
+
+void KovaEventVisualizer::didReceiveMessage(KovaWebSocketSession& session, std::string_view message) {
+  // A String is always UTF-8: it differs from text that is not.
+  if (message.size() <= kLongestMessage && String(message).view() != message) {
+    return KovaLogDebug("Failed to decode event message data.");
+  }
+  const auto event = parseEvent(message);
+  if (!event) return KovaLogDebug("Failed to deserialize JSON Object with data.");
+  const Value* code = event->data.find("pairCode");
+  if (event->name.view() != "web_requested_pair" || !code) return;
+  if (!isPairCode(*code)) return KovaLogDebug("Failed to deserialize JSON Object with data.");
+  cancelRetryTimer();
+  pairWasRequestedWithPairCode(std::string(code->text()), session);
+}
+
+void KovaEventVisualizer::handshakeFailedWithError(KovaWebSocketSession&, const NSError& error) {
+  KovaLogDebug("WebSocketConnection - Handshake Failed With Error: %@", error);
+  disconnectWebSocket();
+  scheduleWebSocketConnectionAttempt();
+}
+
+void KovaEventVisualizer::handshakeFailedWithStatusCode(KovaWebSocketSession&, long statusCode) {
+  KovaLogDebug("WebSocketConnection - Handshake Failed With Status Code: %ld", statusCode);
+  disconnectWebSocket();
+  if (statusCode != kUnauthorized && statusCode != kForbidden) scheduleWebSocketConnectionAttempt();
+}
+
+void KovaEventVisualizer::failedToSendWithError(KovaWebSocketSession&, const NSError& error) {
+  KovaLogDebug("WebSocketConnection - Failed To Send Message With Error: %@", error);
+}
+
+void KovaEventVisualizer::didStopListeningWithError(KovaWebSocketSession&, const NSError& error) {
+  KovaLogDebug("WebSocketConnection - Did Stop Listening With Error: %@", error);
+  disconnectWebSocket();
+}
+
+void KovaEventVisualizer::didCloseWithCode(KovaWebSocketSession&, long code, const std::string&) {
+  KovaLogDebug("WebSocketConnection - Did Stop Listening With Code: %ld", code);
+  disconnectWebSocket();
+}
+
+void KovaEventVisualizer::webSocketConnectionMissedHeartbeat(KovaWebSocketSession&) {
+  KovaLogDebug("WebSocketConnection - Disconnected due to Heartbeat Timeout");
+  disconnectWebSocket();
+}
+
+void KovaEventVisualizer::webSocketConnectionServerRequestedDisconnect(KovaWebSocketSession&) {
+  KovaLogDebug("WebSocketConnection - Disconnected at Server's Request");
+  disconnectWebSocket();
+}
+
+// --- Sending
+
+void KovaEventVisualizer::makeDeviceAvailable(Session& connection) {
+  ++numberOfDeviceAvailableAttempts_;
+  sendSocketMessageWithEventName("device_available", connection, {}, AfterSending::Stay);
+}
+
+void KovaEventVisualizer::sendDeviceAcceptedPair(Session& connection) {
+  sendSocketMessageWithEventName("device_accepted_pair", connection, {}, AfterSending::Stay);
+}
+
+void KovaEventVisualizer::sendDeviceDisconnect(Session& connection) {
+  sendSocketMessageWithEventName("device_left", connection, {}, AfterSending::Disconnect);
+}
+
+void KovaEventVisualizer::sendSocketMessageWithEventName(std::string_view eventName, Session& connection,
+                                                         const Dictionary& data, AfterSending afterSending) {
+  MutableDictionary payload{{"appId", appId_}};
+  {
+    const MutexLock lock(mutex_);
+    payload.append("deviceId", deviceId_);
+    payload.append("deviceName", UIDevice::currentDevice().facts().name);
+    payload.append("deviceType", phoneModel_);
+    if (!pairCode_.empty()) payload.append("pairCode", pairCode_);
+  }
+  payload.merge(data);
+  const auto text = NSJSONSerialization::dataWithJSONObject(Array{eventName, Dictionary(std::move(payload))});
+  if (!text) return KovaLogDebug("Failed to serialize event message data.");
+  connection.sendText(*text, afterSending);
+}

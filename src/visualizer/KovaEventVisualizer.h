@@ -1,0 +1,171 @@
+#pragma once
+
+#include <Kova/KovaOptions.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/dispatch/NSOperationQueue.h"
+#include "platform/foundation/NSURL.h"
+#include "platform/foundation/Value.h"
+#include "platform/runtime/Mutex.h"
+#include "platform/runtime/NSObject.h"
+#include "src/core/KovaTimer.h"
+#include "src/visualizer/KovaEventVisualizerContext.h"
+#include "src/visualizer/KovaWebSocketConnectionDelegate.h"
+#include "src/visualizer/KovaWebSocketSession.h"
+
+class KIAlertContainerViewController;
+class KICaptureContext;
+class KovaAppProperties;
+namespace platform {
+class UIView;
+}
+
+// Pairs the running app with a dashboard and, once the app's user has agreed, sends it every event with what
+// was on screen.
+//
+// Life cycle: made by the tracker when pairing is asked for, and connected. It announces the device, waits
+// for the dashboard to ask for pairing with a short code, and asks the user whether that is the code in the
+// browser. "Accept" begins the capture, "Reject" disconnects. Every disconnect ends the pairing and gives the
+// device a new id. An app that goes to the background disconnects, and connects again when it comes back, for
+// as long as the object lives, also after disconnect(). Nothing is kept from run to run.
+//
+// Owner: the tracker, by std::shared_ptr. Queued work retains it; timers, the app's notifications and an
+// alert that is shown refer to it weakly.
+// Threads: the state and the socket belong to the mutation queue; alerts and the capture of screens to the
+// main thread. connect(), disconnect(), resetDeviceId(), isPaired() and isCapturing() may be called from any.
+//
+// What is sent: nothing captured before "Accept", and nothing while the user is asked about another code than
+// the accepted one. An event that was recorded before "Accept" and comes to be sent after it is left out by
+// whoever records it. An "Accept" for a connection that is gone meanwhile is void.
+// What a server may cost: a code that is no string, is empty or longer than kLongestPairCode bytes and a
+// message longer than kLongestMessage bytes are taken for messages that cannot be read; of the requests that
+// wait for the main thread or for an alert to go, only the newest is kept.
+class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConnectionDelegate {
+  NS_OBJECT(KovaEventVisualizer, NSObject)
+
+ public:
+  using Context = std::shared_ptr<const KovaEventVisualizerContext>;
+
+  static constexpr std::size_t kLongestPairCode = 64;
+  static constexpr std::size_t kLongestMessage = 64 * 1024;
+
+  KovaEventVisualizer(std::string_view appId, std::shared_ptr<const KovaOptions> options,
+                      const KovaAppProperties& appProperties,
+                      std::shared_ptr<platform::NSOperationQueue> mutationQueue);
+  ~KovaEventVisualizer() override;
+
+  void connect();
+  void disconnect();
+  void resetDeviceId();
+
+  bool isPaired() const { return isPaired_.load(std::memory_order_relaxed); }
+  bool isCapturing() const { return isCapturing_.load(std::memory_order_relaxed); }
+
+  // What is on screen as an event is recorded, to be handed back with its message; null when there is nothing
+  // to show, or nobody to show it to. Main thread.
+  Context willRecordWithTracker(const KICaptureContext& tracker) const {
+    if (!isCapturing()) return nullptr;
+    return captureScreen(nullptr, tracker);
+  }
+  Context willRecordWithView(platform::UIView* view, const KICaptureContext& tracker) const {
+    if (!isCapturing() || !view) return nullptr;
+    return captureScreen(view, tracker);
+  }
+  // Sends an event that was recorded while isCapturing(). Mutation queue.
+  void recordEventMessage(const platform::Dictionary& message, const Context& context);
+
+  // KovaWebSocketConnectionDelegate
+  void webSocketConnectionDidConnect(KovaWebSocketSession& session) override;
+  void didReceiveMessage(KovaWebSocketSession& session, std::string_view message) override;
+  void handshakeFailedWithStatusCode(KovaWebSocketSession& session, long statusCode) override;
+  void handshakeFailedWithError(KovaWebSocketSession& session, const platform::NSError& error) override;
+  void didCloseWithCode(KovaWebSocketSession& session, long code, const std::string& reason) override;
+  void didStopListeningWithError(KovaWebSocketSession& session, const platform::NSError& error) override;
+  void failedToSendWithError(KovaWebSocketSession& session, const platform::NSError& error) override;
+  void webSocketConnectionMissedHeartbeat(KovaWebSocketSession& session) override;
+  void webSocketConnectionServerRequestedDisconnect(KovaWebSocketSession& session) override;
+
+ private:
+  using Session = KovaWebSocketSession;
+  using AfterSending = KovaWebSocketSession::AfterSending;
+  struct PairRequest {
+    std::string code;
+    std::weak_ptr<Session> connection;
+  };
+
+  Context captureScreen(platform::UIView* view, const KICaptureContext& tracker) const;
+
+  // Connecting.
+  void connectWebSocket();
+  void openSocket();
+  void disconnectWebSocket();
+  void closeSocket();
+  void bindApplicationEventListeners();
+  void applicationDidEnterBackground();
+  void applicationWillEnterForeground();
+  void scheduleWebSocketConnectionAttempt();
+  void scheduleMakeDeviceAvailableAttempt();
+  // One timer serves the next attempt to connect and the next announcement: scheduling one takes the place of
+  // the other. Cancelled, it does nothing any more, even when it was firing.
+  void scheduleRetry(double seconds, std::function<void(KovaEventVisualizer&)> action);
+  void cancelRetryTimer();
+  bool isCurrentRetry(std::uint64_t number) const;
+
+  // Sending.
+  void makeDeviceAvailable(Session& connection);
+  void sendDeviceAcceptedPair(Session& connection);
+  void sendDeviceDisconnect(Session& connection);
+  void sendSocketMessageWithEventName(std::string_view eventName, Session& connection,
+                                      const platform::Dictionary& data, AfterSending afterSending);
+
+  // Pairing.
+  void pairWasRequestedWithPairCode(std::string pairCode, Session& connection);
+  void showPairRequest();
+  void requestUserApprovalToPair(const PairRequest& request,
+                                 const std::shared_ptr<KIAlertContainerViewController>& alertContainer);
+  void pairingRequestWasAccepted(const PairRequest& request);
+  void setIdleTimerDisabled(bool disabled);
+  // Whether the request's connection is the one that is open. setPairCode keeps the code if so.
+  bool isOpen(const PairRequest& request) const REQUIRES(mutex_);
+  bool setPairCode(const PairRequest& request);
+
+  std::shared_ptr<KovaEventVisualizer> retained();
+  void performOnMutationQueue(std::function<void(KovaEventVisualizer&)> block, platform::SEL selector);
+
+  std::atomic<bool> isPaired_ = false;
+  std::atomic<bool> isCapturing_ = false;
+  // By the tracker and the app's state: a failed attempt is followed by another only as long as this holds.
+  std::atomic<bool> isConnectionWanted_ = false;
+  const std::string appId_;
+  const std::string appVersion_;
+  const std::string phoneModel_;
+  const std::shared_ptr<const KovaOptions> options_;
+  const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
+  const platform::NSURL baseUrl_;
+
+  // Mutation queue only.
+  std::shared_ptr<Session> socket_;
+  std::int64_t numberOfConnectionAttempts_ = 0;
+  std::int64_t numberOfDeviceAvailableAttempts_ = 0;
+  int numberOfListeners_ = 0;
+
+  // Main thread only.
+  std::weak_ptr<KIAlertContainerViewController> alertContainer_;
+  std::optional<PairRequest> requestAfterDismissal_;  // while an alert is being dismissed
+
+  mutable platform::Mutex mutex_;
+  std::weak_ptr<Session> openConnection_ GUARDED_BY(mutex_);
+  std::string deviceId_ GUARDED_BY(mutex_);
+  std::string pairCode_ GUARDED_BY(mutex_);                       // pending or accepted; empty for none
+  std::string acceptedCode_ GUARDED_BY(mutex_);                   // empty for none
+  std::optional<PairRequest> waitingRequest_ GUARDED_BY(mutex_);  // for the main thread
+  std::shared_ptr<KovaTimer> retryTimer_ GUARDED_BY(mutex_);
+  std::uint64_t retryNumber_ GUARDED_BY(mutex_) = 0;
+};

@@ -1,0 +1,42 @@
+#include "src/visualizer/KovaEventVisualizerContext.h"
+
+#include <Kova/KovaOptions.h>
+
+#include "platform/foundation/Base64.h"
+#include "platform/uikit/UIView.h"
+#include "src/autocapture/KICaptureContext.h"
+#include "src/visualizer/KIScreenshot.h"
+
+using namespace platform;
+
+namespace {
+
+String encoded(const Image& image) { return base64EncodedString(image.PNGRepresentation()); }
+
+}  // namespace
+
+std::shared_ptr<const KovaEventVisualizerContext> KovaEventVisualizerContext::create(
+    UIView* view, const KICaptureContext& tracker, const KovaOptions& options) {
+  const auto quality =
+      options.useFastEVScreenshotCapture() ? KIScreenshot::Quality::Fast : KIScreenshot::Quality::High;
+  const bool withPictures = !options.testOnlyOmitEVScreenshots();
+  const std::shared_ptr<KovaEventVisualizerContext> context(new KovaEventVisualizerContext);
+  if (withPictures) context->fullImage_ = KIScreenshot::captureScreenWithHighQuality(quality);
+  if (!view) return context->fullImage_ ? context : nullptr;
+  if (withPictures) context->croppedImage_ = KIScreenshot::captureView(*view, quality);
+  context->viewAncestry_ =
+      KIViewAncestry::captureFromView(*view, tracker, KIViewAncestry::BoundingBoxes::Capture);
+  return context;
+}
+
+Dictionary KovaEventVisualizerContext::transmittableDictionary() const {
+  MutableDictionary entries{{"image_format", "png"}, {"image_encoding", "base64"}};
+  if (croppedImage_) {
+    entries.append("image_data", encoded(*croppedImage_));
+    if (fullImage_) entries.append("full_image_data", encoded(*fullImage_));
+  } else if (fullImage_) {
+    entries.append("image_data", encoded(*fullImage_));
+  }
+  if (viewAncestry_) entries.append("view_ancestry", viewAncestry_->transmittableDictionary());
+  return Dictionary(std::move(entries));
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/foundation/Value.h"
+#include "platform/graphics/Image.h"
+#include "platform/runtime/NSObject.h"
+#include "src/autocapture/KIViewAncestry.h"
+
+class KICaptureContext;
+class KovaOptions;
+namespace platform {
+class UIView;
+}
+
+// What was on the screen at the moment of an event: pictures and the ancestry of the event's view.
+//
+// Made on the main thread; immutable, and kept by the event until its message has been sent. Read on any
+// thread.
+class KovaEventVisualizerContext : public platform::NSObject {
+  NS_OBJECT(KovaEventVisualizerContext, NSObject)
+
+ public:
+  // Of the whole screen, and of the view unless it is null. Null when there is neither a view nor a picture.
+  static std::shared_ptr<const KovaEventVisualizerContext> create(platform::UIView* view,
+                                                                  const KICaptureContext& tracker,
+                                                                  const KovaOptions& options);
+
+  // Each may be null.
+  const std::shared_ptr<const platform::Image>& croppedImage() const { return croppedImage_; }
+  const std::shared_ptr<const platform::Image>& fullImage() const { return fullImage_; }
+  const std::shared_ptr<const KIViewAncestry>& viewAncestry() const { return viewAncestry_; }
+
+  // What is sent of it. Encodes the pictures, which takes milliseconds: not for the main thread.
+  platform::Dictionary transmittableDictionary() const;
+
+ private:
+  KovaEventVisualizerContext() = default;
+
+  std::shared_ptr<const platform::Image> croppedImage_;
+  std::shared_ptr<const platform::Image> fullImage_;
+  std::shared_ptr<const KIViewAncestry> viewAncestry_;
+};

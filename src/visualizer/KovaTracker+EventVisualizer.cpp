@@ -1,0 +1,68 @@
+// What starts pairing with the Event Visualizer, and who is to be told of events meanwhile.
+
+#include <Kova/KovaConstants.h>
+
+#include "platform/foundation/NSProcessInfo.h"
+#include "src/core/KovaLogger.h"
+#include "src/core/KovaTracker.h"
+#include "src/visualizer/KIEVTriggerDetection.h"
+#include "src/visualizer/KovaEventVisualizer.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr int kFirstSystemWithPairing = 13;
+constexpr std::uint64_t kSupportedLinkSchema = 1;
+
+bool isPairingPossible() {
+  return NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithPairing);
+}
+
+}  // namespace
+
+void KovaTracker::startEVTriggerDetection() const { KIEVTriggerDetection::startWithOptions(*options_); }
+
+void KovaTracker::handleOpenURL(const NSURL& url) {
+  const auto link = openURLParser_->parseUrl(url);
+  if (!link) return;
+  if (link->schemaVersion != kSupportedLinkSchema) {
+    KovaLog("Invalid schema version detected (%lu). Kova Event Visualizer will not be enabled.",
+            link->schemaVersion);
+    return;
+  }
+  if (link->instruction == KovaOpenURLInstructionLaunchEventVisualizer) startEVPairing();
+}
+
+void KovaTracker::startEVPairing() {
+  static const SEL selector("startEVPairing");
+  stopEVPairing();
+  if (!isPairingPossible()) {
+    KovaLog("Event Visualizer device pairing only available on iOS 13.0 or greater");
+    return;
+  }
+  KovaLog("Enabling Event Visualizer. Connecting to Kova server.");
+  performSafelyOnMainQueueWithBlock(
+      [](KovaTracker& tracker) {
+        tracker.eventVisualizer_ = std::make_shared<KovaEventVisualizer>(
+            tracker.appId_, tracker.options_, *tracker.appProperties_, tracker.mutationQueue_);
+        tracker.eventVisualizer_->connect();
+      },
+      *this, selector);
+}
+
+void KovaTracker::stopEVPairing() {
+  static const SEL selector("stopEVPairing");
+  if (!isPairingPossible()) return;
+  performSafelyOnMainQueueWithBlock(
+      [](KovaTracker& tracker) {
+        if (tracker.eventVisualizer_) tracker.eventVisualizer_->disconnect();
+      },
+      *this, selector);
+}
+
+std::shared_ptr<KovaEventVisualizer> KovaTracker::capturingEventVisualizer(
+    EventVisualizer eventVisualizer) const {
+  if (eventVisualizer == EventVisualizer::Skip || !eventVisualizer_) return nullptr;
+  return eventVisualizer_->isCapturing() ? eventVisualizer_ : nullptr;
+}
