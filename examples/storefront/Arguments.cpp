@@ -16,6 +16,12 @@ constexpr const char* kUsage =
     "  --window             opens a window: mouse and keyboard, Ctrl-S shakes the device\n"
     "  --tablet             two scenes of the shop side by side\n"
     "  --capture-url URL    where to send what is recorded\n"
+    "  --visualizer-url URL where to pair with a dashboard\n"
+    "  --open-url URL       the link that the app is opened with; with kova-ID://1/launch-ev the scripted "
+    "user\n"
+    "                       waits for somebody to pair with her device in the dashboard, and then goes "
+    "shopping\n"
+    "  --pause SECONDS      how long the scripted user rests after each step (0)\n"
     "  --environment ID     the environment to record for, a number (1234567890)\n"
     "  --data DIRECTORY     where to keep the app's files\n"
     "  --help               prints this\n";
@@ -39,6 +45,21 @@ platform::NSURL urlFrom(const std::string& text) {
   return *url;
 }
 
+platform::NSURL linkFrom(const std::string& text) {
+  const auto url = platform::NSURL::create(text);
+  if (!url || !url->scheme()) failUsage("'" + text + "' is no URL");
+  return *url;
+}
+
+double secondsFrom(const std::string& text) {
+  char* end = nullptr;
+  const double seconds = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end || !(seconds >= 0 && seconds <= 60)) {
+    failUsage("'" + text + "' is no number of seconds from 0 to 60");
+  }
+  return seconds;
+}
+
 }  // namespace
 
 Arguments Arguments::parse(int argc, char** argv) {
@@ -58,6 +79,12 @@ Arguments Arguments::parse(int argc, char** argv) {
       arguments.tablet = true;
     } else if (option == "--capture-url") {
       arguments.captureUrl = urlFrom(value());
+    } else if (option == "--visualizer-url") {
+      arguments.visualizerUrl = urlFrom(value());
+    } else if (option == "--open-url") {
+      arguments.openedUrl = linkFrom(value());
+    } else if (option == "--pause") {
+      arguments.pause = secondsFrom(value());
     } else if (option == "--environment") {
       arguments.environment = environmentFrom(value());
     } else if (option == "--data") {

@@ -1,5 +1,7 @@
 #include "examples/storefront/Story.h"
 
+#include <Kova/Kova.h>
+
 #include <cstdio>
 #include <utility>
 
@@ -15,8 +17,9 @@ constexpr double kUntilAtRest = 0.4;
 
 }  // namespace
 
-Story::Story(ShopApp& app)
+Story::Story(ShopApp& app, double pause)
     : app_(app),
+      pause_(pause),
       user_([](double seconds) { ThreadScheduler::installed().ownRunLoop().runFor(seconds); }),
       recorded_(std::make_shared<Recorded>()) {
   RecordedLog::readBy([recorded = recorded_](std::string line) {
@@ -28,7 +31,7 @@ Story::Story(ShopApp& app)
 void Story::step(const std::string& what, const std::function<void()>& act) {
   std::printf("\nAda %s\n", what.c_str());
   act();
-  user_.waits(kUntilAtRest);
+  user_.waits(kUntilAtRest + pause_);
   std::vector<std::string> lines;
   {
     MutexLock lock(recorded_->mutex);
@@ -40,11 +43,31 @@ void Story::step(const std::string& what, const std::function<void()>& act) {
 }
 
 void Story::tellOnThePhone() {
-  step("opens the shop", [&] { app_.openScene(ShopApp::frameOfScene(0, 1)); });
+  opensTheShop();
   looksAtAProduct();
   buysIt();
   signsIn();
   leavesAndComesBack();
+}
+
+void Story::tellToSomebodyWatching(const NSURL& link) {
+  opensTheShop();
+  step("opens the link of a dashboard", [&] { Kova::handleOpenURL(link); });
+  agreesToBeWatched();
+  looksAtAProduct();
+  buysIt();
+  signsIn();
+}
+
+void Story::agreesToBeWatched() {
+  std::printf("\nNow pair with her device in the dashboard.\n");
+  std::fflush(stdout);
+  while (!user_.sees("Accept")) user_.waits(kUntilAtRest);
+  step("compares the codes and taps \"Accept\"", [&] { user_.taps("Accept"); });
+}
+
+void Story::opensTheShop() {
+  step("opens the shop", [&] { app_.openScene(ShopApp::frameOfScene(0, 1)); });
 }
 
 void Story::looksAtAProduct() {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "examples/storefront/ShopApp.h"
+#include "platform/foundation/NSURL.h"
 #include "platform/runtime/Mutex.h"
 #include "platform/simulator/SimulatedUser.h"
 
@@ -13,10 +14,14 @@
 // runs inside the steps.
 class Story {
  public:
-  explicit Story(ShopApp& app);
+  // She rests for `pause` seconds after each step, beside what Kova needs to record it.
+  Story(ShopApp& app, double pause);
 
   // In one scene that fills the screen.
   void tellOnThePhone();
+  // The same, opened by a link that pairs her device with a dashboard: waits until somebody there asks for
+  // it. She stays in the app.
+  void tellToSomebodyWatching(const platform::NSURL& link);
   // In two scenes side by side.
   void tellOnTheTablet();
 
@@ -30,12 +35,16 @@ class Story {
   // Prints what she does, lets her do it, and prints what was recorded until all of it is at rest.
   void step(const std::string& what, const std::function<void()>& act);
 
+  void opensTheShop();
   void looksAtAProduct();
   void buysIt();
   void signsIn();
   void leavesAndComesBack();
 
+  void agreesToBeWatched();
+
   ShopApp& app_;
+  const double pause_;
   platform::SimulatedUser user_;
   const std::shared_ptr<Recorded> recorded_;
 };

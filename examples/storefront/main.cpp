@@ -17,6 +17,7 @@
 #include "platform/linux/LinuxApplication.h"
 #include "platform/net/NetworkReachability.h"
 #include "platform/uikit/UIApplication.h"
+#include "platform/uikit/UIDevice.h"
 #include "platform/uikit/UIScreen.h"
 
 namespace {
@@ -27,11 +28,22 @@ constexpr double kUploadInterval = 1;  // seconds
 // Seconds that the last uploads get. What they do not manage is on disk, and goes with the next start.
 constexpr double kUploadTime = 1.5;
 
+// The scheme of the links that pair the app with a dashboard.
+platform::Value urlTypes(const Arguments& arguments) {
+  const platform::Array schemes{"kova-" + arguments.environment};
+  return platform::Array{platform::Dictionary{{"CFBundleURLSchemes", schemes}}};
+}
+
 void startPlatform(const Arguments& arguments) {
   platform::startLinuxApplication({.applicationName = "Storefront",
                                    .applicationIdentifier = "com.example.storefront",
                                    .rootDirectory = arguments.dataDirectory},
-                                  {{"CFBundleShortVersionString", "1.0"}, {"CFBundleVersion", "1"}});
+                                  {{"CFBundleShortVersionString", "1.0"},
+                                   {"CFBundleVersion", "1"},
+                                   {"CFBundleURLTypes", urlTypes(arguments)}});
+  auto device = platform::UIDevice::currentDevice().facts();
+  device.name = arguments.tablet ? "Ada's tablet" : "Ada's phone";
+  platform::UIDevice::currentDevice().setFacts(std::move(device));
   // The loopback counts as a network, so that a machine without any other will do.
   platform::NetworkReachability::installFlagSource([](const platform::NetworkReachability::Target&) {
     return std::optional(platform::kNetworkReachabilityFlagsReachable);
@@ -41,6 +53,7 @@ void startPlatform(const Arguments& arguments) {
 void startKova(const Arguments& arguments, const std::shared_ptr<ShopEnrichment>& enrichment) {
   auto options = std::make_shared<KovaOptions>();
   options->setCaptureBaseUrl(arguments.captureUrl);
+  options->setEventVisualizerWebSocketBaseUrl(arguments.visualizerUrl);
   options->setDebug(true);
   options->setEnableGestureAutocapture(true);
   options->setAutocaptureEnrichmentDelegate(enrichment);
@@ -69,6 +82,7 @@ void runInWindow(const Arguments& arguments) {
   startKova(arguments, enrichment);
   const int scenes = arguments.tablet ? 2 : 1;
   for (int i = 0; i < scenes; ++i) app.openScene(ShopApp::frameOfScene(i, scenes));
+  if (arguments.openedUrl) Kova::handleOpenURL(*arguments.openedUrl);
   window.run(loop);
   leave(loop);
 }
@@ -78,9 +92,11 @@ void tellStory(const Arguments& arguments) {
   platform::UIScreen::mainScreen().setSize(arguments.tablet ? kTablet : kPhone);
   ShopApp app;
   const auto enrichment = std::make_shared<ShopEnrichment>(app.basket());
-  Story story(app);
+  Story story(app, arguments.pause);
   startKova(arguments, enrichment);
-  if (arguments.tablet) {
+  if (arguments.openedUrl) {
+    story.tellToSomebodyWatching(*arguments.openedUrl);
+  } else if (arguments.tablet) {
     story.tellOnTheTablet();
   } else {
     story.tellOnThePhone();

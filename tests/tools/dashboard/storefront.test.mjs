@@ -1,0 +1,65 @@
+// The whole road: the example app with the library in it, the service, and a browser in which somebody pairs with it.
+// STOREFRONT names the app's program.
+
+import assert from 'node:assert/strict';
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
+import fs from 'node:fs';
+import os from 'node:os';
+import path from 'node:path';
+import { test } from 'node:test';
+import { Dashboard, launchBrowser } from './support.mjs';
+
+function startStorefront(t, url) {
+  const program = process.env.STOREFRONT;
+  assert.ok(program, 'STOREFRONT must name the program of the example app');
+  const data = fs.mkdtempSync(path.join(os.tmpdir(), 'storefront-'));
+  const app = spawn(
+    program,
+    ['--data', data, '--environment', '11', '--capture-url', url, '--visualizer-url', `${url}/`]
+      .concat(['--open-url', 'kova-11://1/launch-ev']),
+    { stdio: ['ignore', 'pipe', 'inherit'] },
+  );
+  const ended = once(app, 'exit');
+  let told = '';
+  app.stdout.on('data', (text) => (told += text));
+  t.after(async () => {
+    app.kill();
+    await ended;
+    fs.rmSync(data, { recursive: true });
+  });
+  return { ended, told: () => told };
+}
+
+test('the example app is paired in the browser, used by its scripted user, and seen', async (t) => {
+  const browser = await launchBrowser();
+  t.after(() => browser.close());
+  const dashboard = await Dashboard.open(t, browser, { width: 1440, height: 900 });
+  const { page } = dashboard;
+  const app = startStorefront(t, dashboard.url);
+
+  await page.locator('#stage').getByRole('button', { name: /^Pair with/ }).click();
+  await page.locator('#stage .code').waitFor(); // the scripted user accepts
+  const row = page.locator('.row', { hasText: 'addToBasket' });
+  await row.click({ timeout: 60_000 });
+  await dashboard.showsEvent('Add to basket');
+  await page.waitForFunction(() => {
+    const [screen, crop] = document.querySelectorAll('#detail img');
+    return screen?.naturalWidth === 390 && screen.naturalHeight === 844 && crop?.naturalWidth > 100;
+  });
+  const outline = await page.locator('.outline.target').boundingBox();
+  assert.ok(outline.width > 100 && outline.height > 10);
+  assert.deepEqual((await page.locator('.node-class').allTextContents()).slice(-3), [
+    'ProductController',
+    'Column',
+    'UIButton',
+  ]);
+  if (process.env.PICTURE) await page.screenshot({ path: process.env.PICTURE });
+
+  const [code] = await app.ended;
+  assert.equal(code, 0, app.told());
+  await dashboard.showsEvent('Add to basket'); // whoever looks at an event keeps it before his eyes
+  const all = await page.locator('.row-title').allTextContents();
+  assert.equal(all.length, 20);
+  assert.ok(!all.some((title) => /4111|Analytical|Accept/.test(title)), all.join('\n'));
+});
