@@ -94,6 +94,7 @@ std::optional<std::string> recordIn(std::string_view message) {
   if (isAbout("Logged custom event ")) return customLine(message);
   if (isAbout("Ignoring view "))
     return lineOf("ignored", valueOf(fieldsOf(message), "Class") + ", as the app asks");
+  if (isAbout("WebSocketConnection - ")) return lineOf("dashboard", std::string(message));
   return std::nullopt;
 }
 

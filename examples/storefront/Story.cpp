@@ -3,6 +3,7 @@
 #include <Kova/Kova.h>
 
 #include <cstdio>
+#include <stdexcept>
 #include <utility>
 
 #include "examples/storefront/RecordedLog.h"
@@ -14,6 +15,8 @@ namespace {
 
 // A touch is recorded a quarter of a second after the finger was lifted.
 constexpr double kUntilAtRest = 0.4;
+// How long she waits for somebody at a dashboard, in seconds.
+constexpr double kPatience = 600;
 
 }  // namespace
 
@@ -32,14 +35,19 @@ void Story::step(const std::string& what, const std::function<void()>& act) {
   std::printf("\nAda %s\n", what.c_str());
   act();
   user_.waits(kUntilAtRest + pause_);
+  if (!printRecorded()) std::printf("    nothing recorded\n");
+  std::fflush(stdout);
+}
+
+bool Story::printRecorded() {
   std::vector<std::string> lines;
   {
     MutexLock lock(recorded_->mutex);
     lines.swap(recorded_->lines);
   }
-  if (lines.empty()) std::printf("    nothing recorded\n");
   for (const std::string& line : lines) std::printf("    %s\n", line.c_str());
   std::fflush(stdout);
+  return !lines.empty();
 }
 
 void Story::tellOnThePhone() {
@@ -62,7 +70,17 @@ void Story::tellToSomebodyWatching(const NSURL& link) {
 void Story::agreesToBeWatched() {
   std::printf("\nNow pair with her device in the dashboard.\n");
   std::fflush(stdout);
-  while (!user_.sees("Accept")) user_.waits(kUntilAtRest);
+  const double limit = Scheduler::current().uptime() + kPatience;
+  while (!user_.sees("Accept")) {
+    user_.waits(kUntilAtRest);
+    printRecorded();
+    if (Scheduler::current().uptime() > limit) throw std::runtime_error("nobody has paired with her device");
+  }
+  for (const std::string& text : user_.readableTexts()) {
+    if (text.starts_with("Please confirm")) std::printf("\nHer device asks: %s\n", text.c_str());
+  }
+  std::fflush(stdout);
+  user_.waits(2 * pause_);
   step("compares the codes and taps \"Accept\"", [&] { user_.taps("Accept"); });
 }
 

@@ -41,7 +41,10 @@ class Story {
   void signsIn();
   void leavesAndComesBack();
 
+  // Throws std::runtime_error when nobody wants to watch.
   void agreesToBeWatched();
+  // Whether there was anything.
+  bool printRecorded();
 
   ShopApp& app_;
   const double pause_;

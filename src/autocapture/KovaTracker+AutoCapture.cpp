@@ -15,7 +15,7 @@
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/UIView+Visibility.h"
 #include "src/pageviews/UIViewController+PageviewCapture.h"
-#include "src/visualizer/KovaEventVisualizer.h"
+#include "src/visualizer/KovaEventRecording.h"
 
 using namespace platform;
 
@@ -104,9 +104,8 @@ void KovaTracker::recordAutocapturedEventWithType(const String& type, std::share
         const auto event = KITouchEvent::create(type, view, touch, selector, viewAncestry,
                                                 KovaUtil::appVisibilityState(method), rules, tracker);
         if (!event) return;
-        if (const auto visualizer = tracker.capturingEventVisualizer(EventVisualizer::Send)) {
-          event->setEvCaptureContext(visualizer->willRecordWithView(event->view().get(), tracker));
-        }
+        event->setEvCaptureContext(
+            KovaEventRecording::ofView(tracker.eventVisualizer_, event->view().get(), tracker));
         tracker.injectPageviewsIfNeeded();
         if (!touch) return tracker.consumeTouchEvent(event);
         tracker.touchEventCache_->addTouchEvent(
@@ -162,18 +161,15 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
 void KovaTracker::consumeTouchEvent(std::shared_ptr<KITouchEvent> event) {
   static const SEL method("consumeTouchEvent:");
   event->releaseViews();
-  auto visualizer = event->evCaptureContext() ? eventVisualizer_ : nullptr;
   performSafelyOnMutationQueueWithBlock(
-      [event = std::move(event), visualizer = std::move(visualizer)](KovaTracker& tracker) {
+      [event = std::move(event)](KovaTracker& tracker) {
         if (!tracker.queueManager_->canEnqueueMessage()) return;
         if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
           KovaLogDebug("Logged event with properties:\n%@", event->description());
         }
         auto message = tracker.messageBuilder_->mutableMessageForEvent(*event);
-        if (visualizer) {
-          visualizer->recordEventMessage(
-              Dictionary(message),
-              std::static_pointer_cast<const KovaEventVisualizerContext>(event->evCaptureContext()));
+        if (const auto& recording = event->evCaptureContext()) {
+          static_cast<const KovaEventRecording&>(*recording).send(Dictionary(message));
         }
         tracker.queueManager_->enqueueMessage(std::move(message));
         // The session may have been reset since the capture, and its pageview with it; without another one

@@ -7,7 +7,7 @@
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 #include "src/pageviews/UIWindow+KOVA.h"
-#include "src/visualizer/KovaEventVisualizer.h"
+#include "src/visualizer/KovaEventRecording.h"
 
 using namespace platform;
 
@@ -100,8 +100,7 @@ void KovaTracker::trackCustomEventWithKind(std::string_view kind, EventVisualize
   performSafelyOnMainQueueWithBlock(
       [kind, eventVisualizer, fromSelector,
        build = std::move(eventDictionaryBuilder)](KovaTracker& tracker) mutable {
-        auto visualizer = tracker.capturingEventVisualizer(eventVisualizer);
-        auto context = visualizer ? visualizer->willRecordWithTracker(tracker) : nullptr;
+        auto recording = tracker.recordingOfScreen(eventVisualizer);
         const int appVisibilityState = KovaUtil::appVisibilityState(fromSelector);
         auto pageviewInfo = tracker.isViewControllerAutocaptureDisabled()
                                 ? std::nullopt
@@ -109,13 +108,13 @@ void KovaTracker::trackCustomEventWithKind(std::string_view kind, EventVisualize
         if (appVisibilityState == kAppVisibilityStateForeground) tracker.extendSession();
         tracker.performSafelyOnMutationQueueWithBlock(
             [kind, appVisibilityState, pageviewInfo = std::move(pageviewInfo), build = std::move(build),
-             visualizer = std::move(visualizer), context = std::move(context)](KovaTracker& self) mutable {
+             recording = std::move(recording)](KovaTracker& self) mutable {
               if (!self.queueManager_->canEnqueueMessage()) return;
               auto message = self.messageBuilder_->mutableMessageWithEventDictionary(
                   build(self), kind, appVisibilityState, pageviewInfo);
-              const Dictionary shown = visualizer ? Dictionary(message) : Dictionary();
+              const Dictionary shown = recording ? Dictionary(message) : Dictionary();
               self.queueManager_->enqueueMessage(std::move(message));
-              if (visualizer) visualizer->recordEventMessage(shown, context);
+              if (recording) recording->send(shown);
               // The session may have been reset since the host's call, and its pageview with it; without
               // another one this event, and all behind it, would wait for the next event.
               self.injectPageviewsIfNeeded();

@@ -28,6 +28,7 @@
 #include "src/storage/KovaUploader.h"
 #include "src/visualizer/KovaOpenURLParser.h"
 
+class KovaEventRecording;
 class KovaEventVisualizer;
 namespace platform {
 class UIGestureRecognizer;
@@ -186,9 +187,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::shared_ptr<KovaTracker> retained() {
     return std::static_pointer_cast<KovaTracker>(shared_from_this());
   }
-  // Of the Event Visualizer as it is now: the one to send an event to that is being recorded, if any. Main
-  // thread. It is handed along with the event.
-  std::shared_ptr<KovaEventVisualizer> capturingEventVisualizer(EventVisualizer eventVisualizer) const;
+  // What the Event Visualizer is to be sent with an event that is being recorded; null when it is not told of
+  // it. Main thread.
+  std::shared_ptr<const KovaEventRecording> recordingOfScreen(EventVisualizer eventVisualizer) const;
 
   void startEVTriggerDetection() const;
   static void bindApplicationEventListeners();

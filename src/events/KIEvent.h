@@ -37,7 +37,8 @@ class KIEvent : public platform::NSObject {
   const std::string& timestamp() const { return timestamp_; }
   void setTimestamp(std::string timestamp) { timestamp_ = std::move(timestamp); }
 
-  // What the Event Visualizer gave when the event was captured, held only to be handed back with the message.
+  // What the Event Visualizer is to have of the event (KovaEventRecording), only held until its message is
+  // built.
   const std::shared_ptr<const platform::NSObject>& evCaptureContext() const { return evCaptureContext_; }
   void setEvCaptureContext(std::shared_ptr<const platform::NSObject> context) {
     evCaptureContext_ = std::move(context);

@@ -5,7 +5,7 @@
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaTracker.h"
 #include "src/events/KovaUtil.h"
-#include "src/visualizer/KovaEventVisualizer.h"
+#include "src/visualizer/KovaEventRecording.h"
 
 using namespace platform;
 
@@ -51,17 +51,15 @@ void KovaTracker::recordPageviewSendingToEventVisualizer(EventVisualizer eventVi
         if (tracker.isStopped_ && repeat == Repeat::OnceASession) return;
         const auto pageviewInfo = build(tracker);
         if (!pageviewInfo) return;
-        auto visualizer = tracker.capturingEventVisualizer(eventVisualizer);
-        auto context = visualizer ? visualizer->willRecordWithTracker(tracker) : nullptr;
+        auto recording = tracker.recordingOfScreen(eventVisualizer);
         tracker.extendSession();
         tracker.performSafelyOnMutationQueueWithBlock(
-            [info = *pageviewInfo, repeat, visualizer = std::move(visualizer),
-             context = std::move(context)](KovaTracker& self) {
+            [info = *pageviewInfo, repeat, recording = std::move(recording)](KovaTracker& self) {
               if (repeat == Repeat::OnceASession && self.sessionManager_->hasMostRecentPageviewInfo()) return;
               if (!self.enqueuePageview(info)) return;
-              if (visualizer) {
-                visualizer->recordEventMessage(
-                    Dictionary(self.messageBuilder_->mutableMessagePageviewWithPageviewInfo(info)), context);
+              if (recording) {
+                recording->send(
+                    Dictionary(self.messageBuilder_->mutableMessagePageviewWithPageviewInfo(info)));
               }
               self.uploader_->requestScheduledUploads();
             },

@@ -27,6 +27,7 @@ void KIAlertContainerViewController::moveToTop() {
   if (isActive_) return;
   previousKeyWindow_ = KOVA_firstActiveKeyWindow();
   if (!containerWindow_) containerWindow_ = containerWindowForWindow(previousKeyWindow_);
+  isInScene_ = containerWindow_->windowScene() != nullptr;
   isActive_ = true;
   containerWindow_->makeKeyAndVisible();
 }
@@ -35,11 +36,18 @@ void KIAlertContainerViewController::removeAndRestorePrevious() {
   if (!isActive_) return;
   // The window may be all that keeps this container.
   const auto kept = shared_from_this();
+  const bool isGone = isStranded();
   isActive_ = false;
   const auto window = std::exchange(containerWindow_, nullptr);
   const auto previous = std::exchange(previousKeyWindow_, nullptr);
-  if (previous) previous->makeKeyWindow();
+  if (previous && !isGone) previous->makeKeyWindow();
   window->setHidden(true);
+}
+
+bool KIAlertContainerViewController::isStranded() const {
+  if (!isActive_ || !isInScene_) return false;
+  const auto scene = containerWindow_->windowScene();
+  return !scene || scene->activationState() == UISceneActivationState::Unattached;
 }
 
 std::shared_ptr<UIWindow> KIAlertContainerViewController::containerWindowForWindow(

@@ -19,10 +19,13 @@ class KIAlertContainerViewController : public platform::UIViewController {
  public:
   // Does nothing when the container is shown already.
   void moveToTop();
-  // Gives the key status back to the window that had it. Does nothing when the container is not shown.
+  // Gives the key status back to the window that had it, unless their scene is gone. Does nothing when the
+  // container is not shown.
   void removeAndRestorePrevious();
 
   bool isActive() const { return isActive_; }
+  // Whether it is shown in a scene that is gone, where nobody can answer.
+  bool isStranded() const;
 
   // A window for the container in the scene of the given one, which may be null: then, and when that has
   // none, in the active scene. It covers the main screen where no scene is found.
@@ -33,4 +36,5 @@ class KIAlertContainerViewController : public platform::UIViewController {
   std::shared_ptr<platform::UIWindow> previousKeyWindow_;
   std::shared_ptr<platform::UIWindow> containerWindow_;
   bool isActive_ = false;
+  bool isInScene_ = false;  // the window was made in one
 };

@@ -23,7 +23,7 @@ constexpr long kForbidden = 403;
 // Every attempt to connect listens to the app's notifications once more, for good, so that one return to the
 // foreground makes as many attempts as there were before. Without an end to that each return would double
 // them.
-constexpr int kListenerLimit = 32;
+constexpr std::size_t kListenerLimit = 64;  // two an attempt
 
 struct IncomingEvent {
   String name;
@@ -77,6 +77,7 @@ void KovaEventVisualizer::connectWebSocket() {
 }
 
 void KovaEventVisualizer::openSocket() {
+  cancelRetryTimer();  // one that was scheduled after the caller cancelled
   ++numberOfConnectionAttempts_;
   Session::Headers headers{{"--x-kova-env-id", appId_}, {"--x-kova-app-version", appVersion_}};
   socket_ = std::make_shared<Session>(baseUrl_, std::move(headers), kNamespace, mutationQueue_);
@@ -92,16 +93,17 @@ void KovaEventVisualizer::openSocket() {
 }
 
 void KovaEventVisualizer::bindApplicationEventListeners() {
-  if (numberOfListeners_ == kListenerLimit) return;
-  ++numberOfListeners_;
+  if (listeners_.size() >= kListenerLimit) return;
   const std::weak_ptr<KovaEventVisualizer> visualizer = retained();
   NSNotificationCenter& center = NSNotificationCenter::defaultCenter();
-  center.addObserver(UIApplicationDidEnterBackgroundNotification, [visualizer](const NSNotification&) {
-    if (const auto self = visualizer.lock()) self->applicationDidEnterBackground();
-  });
-  center.addObserver(UIApplicationWillEnterForegroundNotification, [visualizer](const NSNotification&) {
-    if (const auto self = visualizer.lock()) self->applicationWillEnterForeground();
-  });
+  listeners_.push_back(
+      center.addObserver(UIApplicationDidEnterBackgroundNotification, [visualizer](const NSNotification&) {
+        if (const auto self = visualizer.lock()) self->applicationDidEnterBackground();
+      }));
+  listeners_.push_back(
+      center.addObserver(UIApplicationWillEnterForegroundNotification, [visualizer](const NSNotification&) {
+        if (const auto self = visualizer.lock()) self->applicationWillEnterForeground();
+      }));
 }
 
 void KovaEventVisualizer::applicationDidEnterBackground() {
@@ -181,13 +183,18 @@ void KovaEventVisualizer::cancelRetryTimer() {
   if (timer) timer->cancel();
 }
 
+bool KovaEventVisualizer::hasOpenConnection() const {
+  const MutexLock lock(mutex_);
+  return !openConnection_.expired();
+}
+
 void KovaEventVisualizer::scheduleWebSocketConnectionAttempt() {
   static const SEL selector("scheduleWebSocketConnectionAttempt");
   const double interval = options_->testOnlyEVReconnectAttemptInterval().value_or(kConnectionAttemptInterval);
   const double limit = options_->testOnlyEVReconnectAttemptLimit().value_or(kConnectionAttemptLimit);
   performOnMutationQueue(
       [interval, limit](KovaEventVisualizer& self) {
-        if (!self.isConnectionWanted_) return;
+        if (!self.isConnectionWanted_ || self.hasOpenConnection()) return;
         if (static_cast<double>(self.numberOfConnectionAttempts_) >= limit) return self.disconnectWebSocket();
         // On the mutation queue already: a disconnect that is asked for from now on comes after it.
         self.scheduleRetry(interval, [](KovaEventVisualizer& visualizer) { visualizer.openSocket(); });
@@ -199,6 +206,7 @@ void KovaEventVisualizer::scheduleMakeDeviceAvailableAttempt() {
   static const SEL selector("scheduleMakeDeviceAvailableAttempt");
   performOnMutationQueue(
       [](KovaEventVisualizer& self) {
+        if (!self.hasOpenConnection()) return;
         if (self.numberOfDeviceAvailableAttempts_ >= kDeviceAvailableLimit) return;
         {
           const MutexLock lock(self.mutex_);
@@ -238,13 +246,13 @@ void KovaEventVisualizer::didReceiveMessage(KovaWebSocketSession& session, std::
 
 void KovaEventVisualizer::handshakeFailedWithError(KovaWebSocketSession&, const NSError& error) {
   KovaLogDebug("WebSocketConnection - Handshake Failed With Error: %@", error);
-  disconnectWebSocket();
+  closeSocket();
   scheduleWebSocketConnectionAttempt();
 }
 
 void KovaEventVisualizer::handshakeFailedWithStatusCode(KovaWebSocketSession&, long statusCode) {
   KovaLogDebug("WebSocketConnection - Handshake Failed With Status Code: %ld", statusCode);
-  disconnectWebSocket();
+  closeSocket();
   if (statusCode != kUnauthorized && statusCode != kForbidden) scheduleWebSocketConnectionAttempt();
 }
 
@@ -254,22 +262,22 @@ void KovaEventVisualizer::failedToSendWithError(KovaWebSocketSession&, const NSE
 
 void KovaEventVisualizer::didStopListeningWithError(KovaWebSocketSession&, const NSError& error) {
   KovaLogDebug("WebSocketConnection - Did Stop Listening With Error: %@", error);
-  disconnectWebSocket();
+  closeSocket();
 }
 
 void KovaEventVisualizer::didCloseWithCode(KovaWebSocketSession&, long code, const std::string&) {
   KovaLogDebug("WebSocketConnection - Did Stop Listening With Code: %ld", code);
-  disconnectWebSocket();
+  closeSocket();
 }
 
 void KovaEventVisualizer::webSocketConnectionMissedHeartbeat(KovaWebSocketSession&) {
   KovaLogDebug("WebSocketConnection - Disconnected due to Heartbeat Timeout");
-  disconnectWebSocket();
+  closeSocket();
 }
 
 void KovaEventVisualizer::webSocketConnectionServerRequestedDisconnect(KovaWebSocketSession&) {
   KovaLogDebug("WebSocketConnection - Disconnected at Server's Request");
-  disconnectWebSocket();
+  closeSocket();
 }
 
 // --- Sending

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/dispatch/Scheduler.h"
 #include "platform/foundation/Format.h"
 #include "platform/foundation/NSProcessInfo.h"
 #include "platform/foundation/Random.h"
@@ -17,6 +18,36 @@ using namespace platform;
 namespace {
 
 constexpr int kFirstSystemWithPairing = 13;
+// An alert that has taken the place of another stays this long, so that a server that asks without end
+// neither takes it away under the user's finger nor fills the app's pageviews with alerts.
+constexpr double kShortestTimeBetweenReplacements = 2.0;  // seconds
+
+// The container's window takes every touch of the app: it goes whatever has happened, also when the library
+// has bailed meanwhile.
+void uncoverTheApp(KIAlertContainerViewController& container) {
+  static const SEL selector("removeAndRestorePrevious");
+  kova::guarded(
+      {container.isa(), selector}, [&container] { container.removeAndRestorePrevious(); },
+      kova::OnException::Bail, kova::WhenBailed::RunAnyway);
+}
+
+// Uncovers the app at its end unless the container presents an alert, or is going to.
+class ShownForAnAlert {
+ public:
+  explicit ShownForAnAlert(const std::shared_ptr<KIAlertContainerViewController>& container)
+      : container_(container) {}
+  ~ShownForAnAlert() {
+    if (!isAlertOnItsWay_ && !container_->presentedViewController()) uncoverTheApp(*container_);
+  }
+  ShownForAnAlert(const ShownForAnAlert&) = delete;
+  ShownForAnAlert& operator=(const ShownForAnAlert&) = delete;
+
+  void anAlertIsOnItsWay() { isAlertOnItsWay_ = true; }
+
+ private:
+  const std::shared_ptr<KIAlertContainerViewController> container_;
+  bool isAlertOnItsWay_ = false;
+};
 
 }  // namespace
 
@@ -35,8 +66,12 @@ KovaEventVisualizer::KovaEventVisualizer(std::string_view appId, std::shared_ptr
 KovaEventVisualizer::~KovaEventVisualizer() {
   static const SEL selector("dealloc");
   kova::guarded(
-      {classObject(), selector}, [this] { cancelRetryTimer(); }, kova::OnException::Bail,
-      kova::WhenBailed::RunAnyway);
+      {classObject(), selector},
+      [this] {
+        cancelRetryTimer();
+        for (const auto token : listeners_) NSNotificationCenter::defaultCenter().removeObserver(token);
+      },
+      kova::OnException::Bail, kova::WhenBailed::RunAnyway);
 }
 
 void KovaEventVisualizer::resetDeviceId() {
@@ -52,14 +87,15 @@ KovaEventVisualizer::Context KovaEventVisualizer::captureScreen(UIView* view,
   return KovaEventVisualizerContext::create(view, tracker, *options_);
 }
 
-void KovaEventVisualizer::recordEventMessage(const Dictionary& message, const Context& context) {
-  if (!isCapturing() || !NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithPairing)) {
-    return;
-  }
-  {
-    const MutexLock lock(mutex_);
-    if (pairCode_ != acceptedCode_) return;
-  }
+std::optional<std::uint64_t> KovaEventVisualizer::acceptedPairing() const {
+  const MutexLock lock(mutex_);
+  return !acceptedCode_.empty() && pairCode_ == acceptedCode_ ? std::optional(pairing_) : std::nullopt;
+}
+
+void KovaEventVisualizer::recordEventMessage(const Dictionary& message, const Context& context,
+                                             std::uint64_t pairing) {
+  if (!NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithPairing)) return;
+  if (currentPairing() != pairing) return;
   MutableDictionary data{{"message", message}};
   if (context) data.merge(context->transmittableDictionary());
   sendSocketMessageWithEventName("device_captured_event", *socket_, Dictionary(std::move(data)),
@@ -108,25 +144,48 @@ void KovaEventVisualizer::showPairRequest() {
     isOnScreen = pairCode_ == request->code;
   }
   auto container = alertContainer_.lock();
+  if (container && container->isStranded()) uncoverTheApp(*std::exchange(container, nullptr));
   if (!container) {
     container = std::make_shared<KIAlertContainerViewController>();
     alertContainer_ = container;
     requestAfterDismissal_.reset();
   }
+  ShownForAnAlert shown(container);
   container->moveToTop();
   if (requestAfterDismissal_) {
     requestAfterDismissal_ = std::move(request);
-    return;
+    return shown.anAlertIsOnItsWay();
   }
   if (!container->presentedViewController()) return requestUserApprovalToPair(*request, container);
   if (isOnScreen) return;
+  if (const double wait = secondsUntilReplacement(); wait > 0) return showPairRequestLater(*request, wait);
+  replacedAt_ = Scheduler::current().uptime();
   requestAfterDismissal_ = std::move(request);
+  shown.anAlertIsOnItsWay();
   container->dismissViewController(true, [self = retained(), container] {
+    const ShownForAnAlert shownAfterwards(container);
+    const auto next = std::exchange(self->requestAfterDismissal_, std::nullopt);
     kova::guarded({classObject(), selector}, [&] {
-      const auto next = std::exchange(self->requestAfterDismissal_, std::nullopt);
       if (next) self->requestUserApprovalToPair(*next, container);
     });
   });
+}
+
+double KovaEventVisualizer::secondsUntilReplacement() const {
+  return replacedAt_ ? *replacedAt_ + kShortestTimeBetweenReplacements - Scheduler::current().uptime() : 0;
+}
+
+// As long as the request waits, newer ones take its place.
+void KovaEventVisualizer::showPairRequestLater(PairRequest request, double seconds) {
+  {
+    const MutexLock lock(mutex_);
+    if (!waitingRequest_) waitingRequest_ = std::move(request);
+  }
+  KovaTimer::scheduleSafeOperationWithBlock(
+      [visualizer = std::weak_ptr(retained())] {
+        if (const auto self = visualizer.lock()) self->showPairRequest();
+      },
+      seconds, NSOperationQueue::mainQueue());
 }
 
 void KovaEventVisualizer::requestUserApprovalToPair(
@@ -141,15 +200,15 @@ void KovaEventVisualizer::requestUserApprovalToPair(
   const auto answer = [this, &alertContainer](std::function<void(KovaEventVisualizer&)> action) {
     const std::weak_ptr<KovaEventVisualizer> visualizer = retained();
     return [visualizer, alertContainer, action = std::move(action)](UIAlertAction&) {
+      uncoverTheApp(*alertContainer);
       kova::guarded({classObject(), selector}, [&] {
-        alertContainer->removeAndRestorePrevious();
         if (const auto self = visualizer.lock()) self->performOnMutationQueue(action, selector);
       });
     };
   };
-  alert->addAction(
-      std::make_shared<UIAlertAction>("Reject", UIAlertAction::Style::Default,
-                                      answer([](KovaEventVisualizer& self) { self.disconnectWebSocket(); })));
+  alert->addAction(std::make_shared<UIAlertAction>(
+      "Reject", UIAlertAction::Style::Default,
+      answer([request](KovaEventVisualizer& self) { self.pairingRequestWasRejected(request); })));
   const auto accept = std::make_shared<UIAlertAction>(
       "Accept", UIAlertAction::Style::Default,
       answer([request](KovaEventVisualizer& self) { self.pairingRequestWasAccepted(request); }));
@@ -164,11 +223,20 @@ void KovaEventVisualizer::pairingRequestWasAccepted(const PairRequest& request) 
     const MutexLock lock(mutex_);
     if (!isOpen(request) || pairCode_ != request.code) return;
     acceptedCode_ = request.code;
+    ++pairing_;
   }
   isCapturing_ = true;
   isPaired_ = true;
   sendDeviceAcceptedPair(*connection);
   setIdleTimerDisabled(true);
+}
+
+void KovaEventVisualizer::pairingRequestWasRejected(const PairRequest& request) {
+  {
+    const MutexLock lock(mutex_);
+    if (!isOpen(request)) return;
+  }
+  disconnectWebSocket();
 }
 
 void KovaEventVisualizer::setIdleTimerDisabled(bool disabled) {

@@ -9,8 +9,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/dispatch/NSOperationQueue.h"
+#include "platform/foundation/NSNotificationCenter.h"
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/Mutex.h"
@@ -41,12 +43,13 @@ class UIView;
 // Threads: the state and the socket belong to the mutation queue; alerts and the capture of screens to the
 // main thread. connect(), disconnect(), resetDeviceId(), isPaired() and isCapturing() may be called from any.
 //
-// What is sent: nothing captured before "Accept", and nothing while the user is asked about another code than
-// the accepted one. An event that was recorded before "Accept" and comes to be sent after it is left out by
-// whoever records it. An "Accept" for a connection that is gone meanwhile is void.
-// What a server may cost: a code that is no string, is empty or longer than kLongestPairCode bytes and a
-// message longer than kLongestMessage bytes are taken for messages that cannot be read; of the requests that
-// wait for the main thread or for an alert to go, only the newest is kept.
+// What is sent: nothing captured before "Accept". Each "Accept" begins a pairing with a number of its own;
+// what was recorded before it, or for another, is not sent after it, and nothing while the user is asked
+// about another code than the accepted one. An answer for a connection that is gone meanwhile is void. What a
+// server may cost: a code that is no string, is empty or longer than kLongestPairCode bytes and a message
+// longer than kLongestMessage bytes are taken for messages that cannot be read; of the requests that wait for
+// the main thread or for an alert to go, only the newest is kept; and an alert that has taken the place of
+// another stays for two seconds.
 class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConnectionDelegate {
   NS_OBJECT(KovaEventVisualizer, NSObject)
 
@@ -68,6 +71,11 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   bool isPaired() const { return isPaired_.load(std::memory_order_relaxed); }
   bool isCapturing() const { return isCapturing_.load(std::memory_order_relaxed); }
 
+  // The pairing that an event recorded now is for; none when it is not to be sent. See KovaEventRecording.
+  std::optional<std::uint64_t> currentPairing() const {
+    return isCapturing() ? acceptedPairing() : std::nullopt;
+  }
+
   // What is on screen as an event is recorded, to be handed back with its message; null when there is nothing
   // to show, or nobody to show it to. Main thread.
   Context willRecordWithTracker(const KICaptureContext& tracker) const {
@@ -78,8 +86,8 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
     if (!isCapturing() || !view) return nullptr;
     return captureScreen(view, tracker);
   }
-  // Sends an event that was recorded while isCapturing(). Mutation queue.
-  void recordEventMessage(const platform::Dictionary& message, const Context& context);
+  // Sends an event of the pairing, if that is still the current one. Mutation queue.
+  void recordEventMessage(const platform::Dictionary& message, const Context& context, std::uint64_t pairing);
 
   // KovaWebSocketConnectionDelegate
   void webSocketConnectionDidConnect(KovaWebSocketSession& session) override;
@@ -100,6 +108,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
     std::weak_ptr<Session> connection;
   };
 
+  std::optional<std::uint64_t> acceptedPairing() const;
   Context captureScreen(platform::UIView* view, const KICaptureContext& tracker) const;
 
   // Connecting.
@@ -110,6 +119,8 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   void bindApplicationEventListeners();
   void applicationDidEnterBackground();
   void applicationWillEnterForeground();
+  // From the attempt to connect to its end.
+  bool hasOpenConnection() const;
   void scheduleWebSocketConnectionAttempt();
   void scheduleMakeDeviceAvailableAttempt();
   // One timer serves the next attempt to connect and the next announcement: scheduling one takes the place of
@@ -128,9 +139,12 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   // Pairing.
   void pairWasRequestedWithPairCode(std::string pairCode, Session& connection);
   void showPairRequest();
+  void showPairRequestLater(PairRequest request, double seconds);
+  double secondsUntilReplacement() const;
   void requestUserApprovalToPair(const PairRequest& request,
                                  const std::shared_ptr<KIAlertContainerViewController>& alertContainer);
   void pairingRequestWasAccepted(const PairRequest& request);
+  void pairingRequestWasRejected(const PairRequest& request);
   void setIdleTimerDisabled(bool disabled);
   // Whether the request's connection is the one that is open. setPairCode keeps the code if so.
   bool isOpen(const PairRequest& request) const REQUIRES(mutex_);
@@ -154,17 +168,19 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   std::shared_ptr<Session> socket_;
   std::int64_t numberOfConnectionAttempts_ = 0;
   std::int64_t numberOfDeviceAvailableAttempts_ = 0;
-  int numberOfListeners_ = 0;
+  std::vector<platform::NSNotificationCenter::Token> listeners_;
 
   // Main thread only.
   std::weak_ptr<KIAlertContainerViewController> alertContainer_;
   std::optional<PairRequest> requestAfterDismissal_;  // while an alert is being dismissed
+  std::optional<double> replacedAt_;                  // uptime, in seconds
 
   mutable platform::Mutex mutex_;
   std::weak_ptr<Session> openConnection_ GUARDED_BY(mutex_);
   std::string deviceId_ GUARDED_BY(mutex_);
   std::string pairCode_ GUARDED_BY(mutex_);                       // pending or accepted; empty for none
   std::string acceptedCode_ GUARDED_BY(mutex_);                   // empty for none
+  std::uint64_t pairing_ GUARDED_BY(mutex_) = 0;                  // how often was accepted
   std::optional<PairRequest> waitingRequest_ GUARDED_BY(mutex_);  // for the main thread
   std::shared_ptr<KovaTimer> retryTimer_ GUARDED_BY(mutex_);
   std::uint64_t retryNumber_ GUARDED_BY(mutex_) = 0;

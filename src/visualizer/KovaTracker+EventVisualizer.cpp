@@ -6,6 +6,7 @@
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaTracker.h"
 #include "src/visualizer/KIEVTriggerDetection.h"
+#include "src/visualizer/KovaEventRecording.h"
 #include "src/visualizer/KovaEventVisualizer.h"
 
 using namespace platform;
@@ -61,8 +62,8 @@ void KovaTracker::stopEVPairing() {
       *this, selector);
 }
 
-std::shared_ptr<KovaEventVisualizer> KovaTracker::capturingEventVisualizer(
+std::shared_ptr<const KovaEventRecording> KovaTracker::recordingOfScreen(
     EventVisualizer eventVisualizer) const {
-  if (eventVisualizer == EventVisualizer::Skip || !eventVisualizer_) return nullptr;
-  return eventVisualizer_->isCapturing() ? eventVisualizer_ : nullptr;
+  if (eventVisualizer == EventVisualizer::Skip) return nullptr;
+  return KovaEventRecording::ofScreen(eventVisualizer_, *this);
 }

@@ -6,6 +6,7 @@
 
 #include "platform/foundation/NSJSONSerialization.h"
 #include "platform/net/NSHTTPURLResponse.h"
+#include "platform/net/NSURLError.h"
 #include "src/core/KovaEndpoints.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
@@ -18,6 +19,7 @@ namespace {
 constexpr const char* kSocketReference = "socko/?EIO=4&transport=websocket";
 constexpr double kConnectTimeout = 10.0;   // seconds
 constexpr double kHeartbeatAllowance = 7;  // seconds that a ping may be late
+constexpr double kLongestFarewell = 5;     // seconds that the last message, and what is before it, may take
 constexpr std::size_t kLongestHandshake = 64 * 1024;
 // What a message that waits costs besides its bytes.
 constexpr std::size_t kMessageOverhead = 256;
@@ -93,7 +95,11 @@ std::optional<NSURL> KovaWebSocketSession::socketURL(const NSURL& baseURL) {
 
 void KovaWebSocketSession::connectWithURLSession(KOVAURLSessionProtocol& urlSession) {
   const auto url = socketURL(baseURL_);
-  if (!url) return;
+  if (!url) {
+    return tellDelegate([this](auto& delegate) {
+      delegate.handshakeFailedWithError(*this, makeURLError(NSURLErrorBadURL, baseURL_));
+    });
+  }
   NSURLRequest request(*url, NSURLRequestCachePolicy::reloadIgnoringLocalCacheData, kConnectTimeout);
   for (const auto& [name, value] : headers_) request.setValue(value, name);
   socketTask_ = urlSession.webSocketTask(request);
@@ -103,8 +109,8 @@ void KovaWebSocketSession::connectWithURLSession(KOVAURLSessionProtocol& urlSess
 }
 
 void KovaWebSocketSession::disconnect() {
-  if (socketTask_) socketTask_->cancel();
   if (heartbeatTimer_) heartbeatTimer_->cancel();
+  if (socketTask_ && !disconnectsAfterSending_) socketTask_->cancel();
 }
 
 // --- Listening
@@ -250,9 +256,13 @@ void KovaWebSocketSession::sendMessage(NSURLSessionWebSocketMessage message, Aft
     return sent(NSError(std::string(NSPOSIXErrorDomain), ENOBUFS), 0, afterSending);
   }
   unsentBytes_ += size;
-  disconnectsAfterSending_ |= afterSending == AfterSending::Disconnect;
-  // The last message outlives the session, which may be let go as soon as it is on its way.
+  // The last message outlives the session, which may be let go as soon as it is on its way; but not for long.
   const auto closing = afterSending == AfterSending::Disconnect ? socketTask_ : nullptr;
+  if (closing) {
+    disconnectsAfterSending_ = true;
+    KovaTimer::scheduleSafeOperationWithBlock([closing] { closing->cancel(); }, kLongestFarewell,
+                                              delegateQueue_);
+  }
   socketTask_->sendMessage(std::move(message), [session = weak(), queue = delegateQueue_, size, afterSending,
                                                 closing](auto error) {
     KOVA_addSafeOperationWithBlock(*queue,
@@ -269,5 +279,7 @@ void KovaWebSocketSession::sent(const std::optional<NSError>& error, std::size_t
                                 AfterSending afterSending) {
   unsentBytes_ -= size;
   if (error) tellDelegate([&](auto& delegate) { delegate.failedToSendWithError(*this, *error); });
-  if (afterSending == AfterSending::Disconnect) disconnect();
+  if (afterSending == AfterSending::Stay) return;
+  disconnectsAfterSending_ = false;
+  disconnect();
 }

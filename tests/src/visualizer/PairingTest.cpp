@@ -3,10 +3,11 @@
 #include <gmock/gmock.h>
 
 #include "platform/simulator/SimulatedUser.h"
+#include "src/core/KIBailer.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/events/KovaAppProperties.h"
-#include "src/visualizer/KovaEventVisualizer.h"
+#include "src/visualizer/KovaEventRecording.h"
 #include "tests/src/autocapture/CaptureFixture.h"
 #include "tests/support/ScriptedSocket.h"
 
@@ -63,10 +64,12 @@ class PairingTest : public testing::Test {
     device.drain();
   }
   // An event as the tracker records one, and its message.
-  KovaEventVisualizer::Context record() { return visualizer->willRecordWithTracker(settings); }
-  void consume(const KovaEventVisualizer::Context& context, const char* name = "m") {
+  using Recording = std::shared_ptr<const KovaEventRecording>;
+  Recording record() { return KovaEventRecording::ofScreen(visualizer, settings); }
+  Recording recordTouch(UIView* view) { return KovaEventRecording::ofView(visualizer, view, settings); }
+  void consume(const Recording& recording) {
     KOVA_serialStateQueue()->addOperationWithBlock([&] {
-      visualizer->recordEventMessage({{"name", name}}, context);
+      if (recording) recording->send({{"name", "m"}});
     });
     device.drain();
   }
@@ -244,11 +247,13 @@ TEST_F(PairingTest, AsksAboutTheNewestCodeOnce) {
   EXPECT_TRUE(user.sees(std::string(kQuestion) + "2"));
   EXPECT_FALSE(user.sees(std::string(kQuestion) + "1"));
 
-  // A flood: whatever arrives before the main thread comes to it is one request.
+  // A flood: what was replaced once stays long enough to be answered, and of all that waits the last is next.
   for (int i = 3; i <= 1000; ++i) {
     socket().says(R"(42/ios,["web_requested_pair",{"pairCode":")" + std::to_string(i) + R"("}])");
   }
-  device.drain();
+  device.advance(1.9);
+  EXPECT_TRUE(user.sees(std::string(kQuestion) + "2"));
+  device.advance(0.1);
   EXPECT_TRUE(user.sees(std::string(kQuestion) + "1000"));
   user.taps("Accept");
   const auto sent = events(socket());
@@ -301,10 +306,11 @@ TEST_F(PairingTest, SendsWhatIsRecordedAfterAccept) {
   EXPECT_THAT(names(socket()), IsEmpty());
   pair("1");
   consume(record());
-  consume(visualizer->willRecordWithView(button.get(), settings));
-  EXPECT_EQ(visualizer->willRecordWithView(nullptr, settings), nullptr);
+  consume(recordTouch(button.get()));
+  consume(recordTouch(nullptr));
   const auto sent = events(socket());
-  ASSERT_THAT(sent, SizeIs(2));
+  ASSERT_THAT(sent, SizeIs(3));
+  EXPECT_EQ(sent[2].second.find("image_data"), nullptr) << "a touch without a view has a message alone";
   struct {
     bool full;
     bool ancestry;
@@ -320,17 +326,21 @@ TEST_F(PairingTest, SendsWhatIsRecordedAfterAccept) {
     EXPECT_EQ(data.find("view_ancestry") != nullptr, expected[i].ancestry);
   }
 
-  // Somebody else asks: nothing until the user has answered.
-  const auto context = record();
+  // Somebody else asks: nothing until the user has answered, and nothing of the time before to him.
+  const auto ofFirst = record();
   request("2");
-  consume(context);
+  EXPECT_EQ(record(), nullptr);
+  consume(ofFirst);
   EXPECT_THAT(names(socket()), IsEmpty());
   user.taps("Accept");
-  consume(context);
-  EXPECT_THAT(names(socket()), ElementsAre("device_accepted_pair", "device_captured_event"));
+  consume(ofFirst);
+  EXPECT_THAT(names(socket()), ElementsAre("device_accepted_pair"));
+  const auto ofSecond = record();
+  consume(ofSecond);
+  EXPECT_THAT(names(socket()), ElementsAre("device_captured_event"));
 
   visualizer->disconnect();
-  consume(context);
+  consume(ofSecond);
   EXPECT_THAT(names(socket()), ElementsAre("device_left"));
 }
 
@@ -397,6 +407,55 @@ TEST_F(PairingTest, LeavesInTheBackgroundAndComesBackAsAnotherDevice) {
   EXPECT_TRUE(socket().isCancelled());
   goToBackgroundAndBack();
   EXPECT_EQ(attempts(), sofar + 32);
+}
+
+TEST_F(PairingTest, TheLastWordIsNotCutOffAndDoesNotTakeForEver) {
+  ScriptedSocket& left = open();
+  pair();
+  left.setSending(ScriptedSocket::Sending::Stalls);
+  visualizer->disconnect();
+  visualizer->disconnect();  // as a second listener does
+  device.drain();
+  EXPECT_THAT(names(left), ElementsAre("device_left"));
+  EXPECT_FALSE(left.isCancelled());
+  visualizer = nullptr;
+  device.advance(4.9);
+  EXPECT_FALSE(left.isCancelled());
+  device.advance(0.2);
+  EXPECT_TRUE(left.isCancelled());
+}
+
+// Whatever becomes of the question, its window does not stay over the app.
+TEST_F(PairingTest, TheAppIsUncoveredWhateverHappens) {
+  const auto expectUncovered = [&](const char* when) {
+    device.drain();
+    EXPECT_EQ(device.application->keyWindow(), window) << when;
+    EXPECT_FALSE(user.sees("Confirm connection?")) << when;
+  };
+  open();
+  const auto token = NSNotificationCenter::defaultCenter().addObserver(
+      UIWindowDidBecomeVisibleNotification, [&](const NSNotification&) {
+        visualizer->disconnect();
+        KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
+      });
+  request("1");
+  expectUncovered("the connection ended while the question was put up");
+  NSNotificationCenter::defaultCenter().removeObserver(token);
+
+  visualizer->connect();
+  device.drain();
+  letIn();
+  request("2");
+  EXPECT_TRUE(user.sees("Confirm connection?"));
+  device.application->disconnectScene(*device.scene);
+  device.scene = nullptr;
+  window = device.show(std::make_shared<UIViewController>());
+  device.drain();
+  request("3");
+  EXPECT_TRUE(user.sees("Confirm connection?")) << "in the scene that is there now";
+  KIBailer::sharedBailer().registerException(NSException("a", "b"), "test", true);
+  user.taps("Accept");
+  expectUncovered("the library has bailed");
 }
 
 TEST_F(PairingTest, AConnectionThatDropsIsNotMadeAnew) {
@@ -484,7 +543,6 @@ TEST_F(PairingTest, TestsMaySkipTheQuestionAndTheScreenshots) {
   request("7");
   EXPECT_FALSE(user.sees("Confirm connection?"));
   EXPECT_TRUE(visualizer->isPaired());
-  EXPECT_EQ(record(), nullptr);
   consume(record());
   const auto sent = events(socket());
   ASSERT_THAT(sent, SizeIs(2));

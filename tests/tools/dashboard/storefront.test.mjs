@@ -28,7 +28,10 @@ function startStorefront(t, url) {
     await ended;
     fs.rmSync(data, { recursive: true });
   });
-  return { ended, told: () => told };
+  const tells = async (text) => {
+    while (!told.includes(text)) await once(app.stdout, 'data', { signal: AbortSignal.timeout(30_000) });
+  };
+  return { ended, told: () => told, tells };
 }
 
 test('the example app is paired in the browser, used by its scripted user, and seen', async (t) => {
@@ -36,7 +39,12 @@ test('the example app is paired in the browser, used by its scripted user, and s
   t.after(() => browser.close());
   const dashboard = await Dashboard.open(t, browser, { width: 1440, height: 900 });
   const { page } = dashboard;
+
+  // Nobody is there at first: the app tries again after the interval that it has in earnest.
+  await dashboard.stopService();
   const app = startStorefront(t, dashboard.url);
+  await app.tells('dashboard Handshake Failed With Error');
+  await dashboard.startService();
 
   await page.locator('#stage').getByRole('button', { name: /^Pair with/ }).click();
   await page.locator('#stage .code').waitFor(); // the scripted user accepts

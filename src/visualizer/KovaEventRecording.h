@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/foundation/Value.h"
+#include "platform/runtime/NSObject.h"
+#include "src/visualizer/KovaEventVisualizer.h"
+
+class KICaptureContext;
+namespace platform {
+class UIView;
+}
+
+// An event on its way to a dashboard: what was on screen as it was recorded, and for which pairing that was.
+// An event of one pairing is never sent to the next.
+//
+// Made on the main thread as the event is recorded, kept with it, and sent with its message on the mutation
+// queue. Immutable.
+class KovaEventRecording : public platform::NSObject {
+  NS_OBJECT(KovaEventRecording, NSObject)
+
+ public:
+  // Of an event without a view, and of one that has a view or might have one. Null when there is no
+  // visualizer or it captures nothing now.
+  static std::shared_ptr<const KovaEventRecording> ofScreen(
+      const std::shared_ptr<KovaEventVisualizer>& visualizer, const KICaptureContext& tracker);
+  static std::shared_ptr<const KovaEventRecording> ofView(
+      const std::shared_ptr<KovaEventVisualizer>& visualizer, platform::UIView* view,
+      const KICaptureContext& tracker);
+
+  void send(const platform::Dictionary& message) const;
+
+ private:
+  KovaEventRecording(std::shared_ptr<KovaEventVisualizer> visualizer, std::uint64_t pairing,
+                     KovaEventVisualizer::Context context);
+
+  const std::shared_ptr<KovaEventVisualizer> visualizer_;
+  const std::uint64_t pairing_;
+  const KovaEventVisualizer::Context context_;  // null when there was nothing to see
+};
