@@ -196,11 +196,12 @@ void KovaEventVisualizer::requestUserApprovalToPair(
       "Confirm connection?",
       formatted("Please confirm that the following pairing code matches the one in your browser: %@",
                 request.code));
-  // The answer goes to the visualizer if it still is there; the container goes in any case.
+  // The answer goes to the visualizer if it still is there; the container, which keeps the alert, goes in any
+  // case.
   const auto answer = [this, &alertContainer](std::function<void(KovaEventVisualizer&)> action) {
-    const std::weak_ptr<KovaEventVisualizer> visualizer = retained();
-    return [visualizer, alertContainer, action = std::move(action)](UIAlertAction&) {
-      uncoverTheApp(*alertContainer);
+    return [visualizer = std::weak_ptr(retained()), shown = std::weak_ptr(alertContainer),
+            action = std::move(action)](UIAlertAction&) {
+      if (const auto container = shown.lock()) uncoverTheApp(*container);
       kova::guarded({classObject(), selector}, [&] {
         if (const auto self = visualizer.lock()) self->performOnMutationQueue(action, selector);
       });

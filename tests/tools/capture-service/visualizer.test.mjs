@@ -187,8 +187,8 @@ test('an event counts only from the device that was asked, once it accepted with
 test('pages of other origins and names of other hosts are turned away', limits, async (t) => {
   const service = await startVisualizer(t);
   const polling = '/socko/?EIO=4&transport=polling';
-  const own = { Origin: service.url.replace('127.0.0.1', 'localhost') };
-  const port = new URL(service.url).port;
+  const { port } = new URL(service.url);
+  const own = { Origin: `http://localhost:${port}`, Host: `LocalHost:${port}` };
   const foreign = [{ Origin: 'http://example.com' }, { Origin: 'null' }, { Host: `example.com:${port}` }];
   for (const path of ['/visualizer/', '/visualizer/qr.svg?appId=11', polling]) {
     for (const headers of foreign) assert.equal((await service.send('GET', path, undefined, headers)).status, 403, path);
@@ -206,6 +206,8 @@ test('pages of other origins and names of other hosts are turned away', limits, 
     assert.equal((await service.get(path)).status, 404, path);
   }
   assert.equal((await service.send('POST', '/visualizer/')).status, 405);
+  const root = await fetch(service.url, { redirect: 'manual' });
+  assert.deepEqual([root.status, root.headers.get('location'), await service.records()], [302, '/visualizer/', []]);
   assert.equal((await (await startService(t)).get('/visualizer/')).status, 404); // unless it was asked for
 });
 

@@ -112,8 +112,9 @@ test('whatever an app sends is text', async (t) => {
   const dashboard = await Dashboard.open(t, browser);
   const { page } = dashboard;
   // The mark betrays markup even where the page's policy would keep the script from running.
-  const evil = (where) => `<b data-evil>${where}</b><img src=x onerror="evil=1"><script>evil=1</script>`;
-  const app = await dashboard.pairedApp({ name: evil('name') });
+  const evil = (where) => `<b data-evil>${where}</b><img src=x onerror="evil=1"><script>evil=1</script>\u202e`;
+  const shown = (where) => evil(where).replace('\u202e', '\ufffd');
+  const app = await dashboard.pairedApp({ name: evil('name') }, shown('name'));
   t.after(() => app.close());
   app.touch({
     event: { targetText: evil('text'), targetSelector: evil('selector'), [evil('key')]: 1 },
@@ -131,19 +132,18 @@ test('whatever an app sends is text', async (t) => {
       ],
     },
   });
-  await dashboard.showsEvent(evil('text'));
+  await dashboard.showsEvent(shown('text'));
   await page.locator('.node').first().click();
   await dashboard.shows('.node-facts', evil('more'));
   await page.getByRole('tab', { name: 'Message' }).click();
-  for (const [selector, where] of [
-    ['.device h3', 'name'],
-    ['.row-selector', 'selector'],
-    ['.row-screen', 'title'],
-    ['#detail .about', 'added'],
-    ['pre.message', 'key'],
+  for (const [selector, wanted] of [
+    ['.device h3', shown('name')],
+    ['.row-selector', shown('selector')],
+    ['.row-screen', shown('title')],
+    ['#detail .about', evil('added')],
+    ['pre.message', JSON.stringify(evil('key'))],
   ]) {
-    const text = await page.locator(selector).textContent();
-    assert.ok(text.includes(selector === 'pre.message' ? JSON.stringify(evil(where)) : evil(where)), selector);
+    assert.ok((await page.locator(selector).textContent()).includes(wanted), selector);
   }
   assert.equal(
     await page.evaluate(() => document.querySelectorAll('[data-evil], img[src="x"], script:not([src])').length),
@@ -212,7 +212,7 @@ test('a lost connection is said with what to do, and mends itself', async (t) =>
 
   await dashboard.stopService();
   await dashboard.shows('#connection', 'Not connected');
-  await dashboard.shows('#outage', `--visualizer --port ${new URL(dashboard.url).port}`);
+  await dashboard.shows('#outage', `--visualizer --port ${new URL(dashboard.url).port} --env-id 11`);
   await page.getByRole('button', { name: /^Disconnect/ }).click();
   await dashboard.shows('#notices', 'The service did not answer');
   await dashboard.hasRows(1);
@@ -226,6 +226,34 @@ test('a lost connection is said with what to do, and mends itself', async (t) =>
   t.after(() => app.close());
   app.touch({ event: { targetText: 'Pay' } });
   await dashboard.showsEvent('Pay');
+});
+
+test('a narrow window cuts nothing off to the right, and the state of the connection stays in sight', async (t) => {
+  const dashboard = await Dashboard.open(t, browser);
+  const { page } = dashboard;
+  const isInSight = async (width) => {
+    await page.setViewportSize({ width, height: 700 });
+    const outside = await page.evaluate(() =>
+      [...document.querySelectorAll('.bar, #connection, #devices, .device > *, #stage, #timeline, #detail')]
+        .filter((element) => element.checkVisibility() && element.getBoundingClientRect().right > innerWidth)
+        .map((element) => element.id || element.className),
+    );
+    assert.deepEqual(outside, [], `at ${width}`);
+    assert.ok((await page.locator('#connection').boundingBox()).y < 52);
+  };
+  const widths = [960, 800, 420];
+  for (const width of widths) await isInSight(width);
+  const app = await dashboard.pairedApp({ name: 'The longest name that anybody ever gave to a telephone' });
+  t.after(() => app.close());
+  app.touch();
+  await dashboard.showsEvent('Add to basket');
+  for (const width of widths) await isInSight(width);
+  await page.locator('.outline.target').scrollIntoViewIfNeeded();
+  await isInSight(420);
+  await dashboard.outlines('.outline.target', buttonBox);
+  await dashboard.stopService();
+  await dashboard.shows('#connection', 'Not connected');
+  for (const width of widths) await isInSight(width);
 });
 
 test('the keyboard alone: move, follow, search, filter, and walk the ancestry', async (t) => {

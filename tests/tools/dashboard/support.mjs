@@ -51,10 +51,10 @@ export class Dashboard {
     this.#service = null;
   }
 
-  /** An app that was asked by this page and has accepted. */
-  async pairedApp(settings) {
+  /** An app that was asked by this page and has accepted; `shownName` is what the page makes of its name. */
+  async pairedApp(settings, shownName = settings?.name ?? 'Ada’s iPhone') {
     const app = await ScriptedApp.start(this.url, settings);
-    const card = this.card(settings?.name ?? 'Ada’s iPhone');
+    const card = this.card(shownName);
     await card.getByRole('button', { name: /^Pair with/ }).click();
     await card.filter({ hasText: 'Paired since' }).waitFor();
     return app;

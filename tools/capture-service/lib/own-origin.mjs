@@ -3,6 +3,6 @@
 
 export function comesFromElsewhere({ headers, socket }) {
   const own = [`127.0.0.1:${socket.localPort}`, `localhost:${socket.localPort}`];
-  if (!own.includes(headers.host)) return true;
+  if (!own.includes(headers.host?.toLowerCase())) return true;
   return headers.origin !== undefined && !own.some((host) => headers.origin === `http://${host}`);
 }

@@ -69,15 +69,15 @@ export class Service {
 
   async #route(request, response) {
     const { path, query } = split(request.url);
-    const routes = this.#routesOf(path);
+    const routes = this.#routesOf(request.method, path);
     this.#busy.add(request.socket);
     response.once('close', () => this.#busy.delete(request.socket));
     await routes.handle(request, response, path, query);
   }
 
-  #routesOf(path) {
+  #routesOf(method, path) {
     if (path.startsWith('/_/')) return this.#control;
-    return this.#visualizer?.serves(path) ? this.#visualizer : this.#capture;
+    return this.#visualizer?.serves(method, path) ? this.#visualizer : this.#capture;
   }
 
   #answerMalformed(error, socket) {

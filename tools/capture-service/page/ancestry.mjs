@@ -1,7 +1,7 @@
 // The chain of responders from the application down to the view that was touched, as a tree. What an app sends is taken as
 // data of any shape.
 
-import { el } from './dom.mjs';
+import { appText, el } from './dom.mjs';
 import { points } from './format.mjs';
 import { shortText } from './json-text.mjs';
 
@@ -83,8 +83,8 @@ export class AncestryTree {
         'data-index': String(level),
       },
       el('span', { class: 'node-class', text: node.name }),
-      node.label && el('span', { class: 'node-label', text: `“${node.label}”` }),
-      node.identifier && el('span', { class: 'node-identifier', text: `#${node.identifier}` }),
+      node.label && el('span', { class: 'node-label' }, '“', appText(node.label), '”'),
+      node.identifier && el('span', { class: 'node-identifier' }, '#', appText(node.identifier)),
     );
     item.style.setProperty('--level', String(level));
     return item;

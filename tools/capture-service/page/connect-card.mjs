@@ -76,7 +76,7 @@ export function connectSteps() {
     ),
     step(
       'Wake the Event Visualizer',
-      'Scan the code with the device, or open the link on it. Holding four fingers on the screen for five seconds does the same.',
+      'Scan the code with the device, or open the link on it. Holding four fingers on the screen for five seconds, or shaking the device, does the same.',
     ),
     step('Pair', 'The device appears on this page. Press Pair, compare the code, and press Accept in the app.'),
   );

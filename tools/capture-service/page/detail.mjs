@@ -3,7 +3,7 @@
 
 import { AncestryTree, factRows, nodesOf } from './ancestry.mjs';
 import { copyButton } from './copy.mjs';
-import { el, icon, setText, showIcon } from './dom.mjs';
+import { appText, el, icon, setText, showIcon } from './dom.mjs';
 import { factsOf } from './event-facts.mjs';
 import { KINDS, exactTime, happenedAt, kindOf, titleOf } from './format.mjs';
 import { colouredJson, jsonText } from './json-text.mjs';
@@ -92,7 +92,8 @@ export class Detail {
     showIcon(this.#kindIcon, kind);
     setText(this.#kind, KINDS[kind]);
     setText(this.#title, titleOf(summary));
-    setText(this.#when, [exactTime(happenedAt(summary)), summary.deviceName].filter(Boolean).join(' · '));
+    this.#when.replaceChildren(exactTime(happenedAt(summary)));
+    if (summary.deviceName) this.#when.append(' · ', appText(summary.deviceName));
     this.#problem.hidden = !problem;
     setText(this.#problem, problem ?? '');
 

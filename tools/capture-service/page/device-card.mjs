@@ -1,6 +1,6 @@
 // A device among the others, and what it shares with the stage: its name, picture, pair code, and what can be done next.
 
-import { el, icon, notice, setText } from './dom.mjs';
+import { appText, el, icon, notice, setText } from './dom.mjs';
 import { minuteTime, plural } from './format.mjs';
 
 export const deviceName = (device) => device.name || device.type || 'Unnamed device';
@@ -46,6 +46,14 @@ export function replaceKeepingFocus(parent, ...children) {
   if (hadFocus) parent.querySelector('button')?.focus();
 }
 
+function aboutLine({ type, appVersion }) {
+  const line = el('p');
+  if (type) line.append(appText(type));
+  if (appVersion) line.append(type ? ' · app ' : 'app ', appText(appVersion));
+  line.title = line.textContent;
+  return line;
+}
+
 export class DeviceCard {
   element = el('li', { class: 'device' });
   state = null;
@@ -61,7 +69,6 @@ export class DeviceCard {
     this.#shown = shown;
     this.state = device.state;
     this.element.dataset.state = device.state;
-    const about = [device.type, device.appVersion && `app ${device.appVersion}`].filter(Boolean).join(' · ');
     replaceKeepingFocus(
       this.element,
       pictureOf(device),
@@ -69,7 +76,7 @@ export class DeviceCard {
         'div',
         { class: 'device-about' },
         el('h3', { text: deviceName(device), title: deviceName(device) }),
-        el('p', { text: about, title: about }),
+        aboutLine(device),
       ),
       el(
         'p',

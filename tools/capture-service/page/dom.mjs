@@ -18,6 +18,9 @@ export function el(tag, properties = {}, ...children) {
   return element;
 }
 
+/** Text of an app among the page's own words, which it cannot turn around. */
+export const appText = (text) => el('bdi', { text });
+
 /** A picture of the sprite in index.html, for the eye only. */
 export function icon(name) {
   const svg = document.createElementNS(SVG, 'svg');

@@ -2,7 +2,7 @@
 
 import { ConnectCard, connectSteps } from './connect-card.mjs';
 import { deviceAction, deviceName, pairCode, pictureOf, replaceKeepingFocus } from './device-card.mjs';
-import { el } from './dom.mjs';
+import { appText, el } from './dom.mjs';
 
 export class Stage {
   #root;
@@ -64,7 +64,7 @@ export class Stage {
     return el(
       'div',
       { class: 'hero tile' },
-      el('h2', { text: `Does ${deviceName(device)} show this code?` }),
+      el('h2', {}, 'Does ', appText(deviceName(device)), ' show this code?'),
       pairCode(device),
       el('p', { class: 'lead', text: 'If it does, press Accept in the app. If it shows another code, press Reject.' }),
       deviceAction(device, this.#connection),
@@ -83,11 +83,12 @@ export class Stage {
   }
 
   #pairedDevices(devices) {
+    const names = devices.flatMap((device, index) => [index > 0 && ' and ', appText(deviceName(device))]);
     return el(
       'div',
       { class: 'hero' },
       el('span', { class: 'pulse', 'aria-hidden': true }),
-      el('h2', { text: `Paired with ${devices.map(deviceName).join(' and ')}` }),
+      el('h2', {}, 'Paired with ', ...names),
       el('p', { class: 'lead', text: 'Tap something in the app, or open a screen. It appears here.' }),
     );
   }

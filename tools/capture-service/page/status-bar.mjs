@@ -9,17 +9,16 @@ export class StatusBar {
   #store;
   #dot = el('span', { class: 'dot', 'aria-hidden': true });
   #words = el('span');
+  #command = el('code');
 
   constructor(store) {
     this.#store = store;
     find('connection').append(this.#dot, this.#words);
-    const port = location.port ? ` --port ${location.port}` : '';
-    const command = `node tools/capture-service/capture-service.mjs --visualizer${port}`;
     find('outage').append(
       el('strong', { text: 'The capture service does not answer.' }),
       el('span', { text: 'If it was stopped, start it again; this page reconnects by itself.' }),
-      el('code', { text: command }),
-      copyButton('Copy command', () => command),
+      this.#command,
+      copyButton('Copy command', () => this.#command.textContent),
     );
     store.subscribe(() => this.#render());
     this.#render();
@@ -30,6 +29,14 @@ export class StatusBar {
     document.body.dataset.connection = connection;
     setText(this.#words, WORDS[connection]);
     setText(find('environment'), envId === null ? '' : `Environment ${envId}`);
+    setText(this.#command, startCommand(envId));
     find('outage').hidden = connection !== 'lost';
   }
+}
+
+/** What starts a service in the place of this one. */
+function startCommand(envId) {
+  const port = location.port ? ` --port ${location.port}` : '';
+  const environment = envId === null ? '' : ` --env-id ${envId}`;
+  return `node tools/capture-service/capture-service.mjs --visualizer${port}${environment}`;
 }

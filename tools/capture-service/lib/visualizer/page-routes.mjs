@@ -1,4 +1,5 @@
-// What browsers load, below "/visualizer/": the page's files, the QR code, and the events with their pictures.
+// What browsers load, below "/visualizer/", to which the root leads: the page's files, the QR code, and the events with their
+// pictures.
 
 import fs from 'node:fs/promises';
 import { createRequire } from 'node:module';
@@ -42,6 +43,7 @@ export class PageRoutes {
     if (request.method !== 'GET' && request.method !== 'HEAD') {
       return sendJson(response, 405, { problems: [`method ${request.method}, not GET`] }, { Allow: 'GET, HEAD' });
     }
+    if (route === '/') return response.writeHead(302, { Location: '/visualizer/' }).end();
     if (route === '/visualizer') return response.writeHead(308, { Location: '/visualizer/' }).end();
     const name = route.slice('/visualizer/'.length);
     const event = /^events\/([1-9]\d{0,14})(\.json|\/screen\.png|\/crop\.png)$/.exec(name);

@@ -3,15 +3,21 @@
 import { isObject } from '../checks.mjs';
 
 const MAX_TEXT = 200;
+// Embeddings, overrides and isolates of the bidirectional algorithm: unclosed, they turn the words around them.
+const DIRECTION_CONTROLS = /[\u202a-\u202e\u2066-\u2069]/g;
 const KINDS = new Map([
   ['touch', 'touch'],
   ['fieldedit', 'change'],
 ]);
 
-/** The text, cut to a length that a list can show and never within a character; null for anything else, or no text. */
+/**
+ * The text, cut to a length that a list can show and never within a character, with U+FFFD for controls of direction; null
+ * for anything else, or no text.
+ */
 export function shortText(value) {
   if (typeof value !== 'string' || value === '') return null;
-  return value.length <= MAX_TEXT ? value : value.slice(0, MAX_TEXT).replace(/[\ud800-\udbff]$/, '');
+  const cut = value.length <= MAX_TEXT ? value : value.slice(0, MAX_TEXT).replace(/[\ud800-\udbff]$/, '');
+  return cut.replace(DIRECTION_CONTROLS, '\ufffd');
 }
 
 const firstText = (...values) => values.map(shortText).find((text) => text !== null) ?? null;

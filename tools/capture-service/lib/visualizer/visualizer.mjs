@@ -50,7 +50,9 @@ export class Visualizer {
     new PageSockets({ namespace: this.#pages, state, requests });
   }
 
-  serves(path) {
+  /** The root is for people who open the printed address; whatever else is sent to it is the library's mistake. */
+  serves(method, path) {
+    if (path === '/') return method === 'GET';
     return path === '/visualizer' || path.startsWith('/visualizer/') || path.startsWith(SOCKET_PATH);
   }
 
