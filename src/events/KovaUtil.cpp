@@ -77,8 +77,9 @@ void KovaUtil::setAppVisibilityStateOverride(std::optional<int> state) { visibil
 std::optional<int> KovaUtil::appVisibilityStateOverride() { return visibilityOverride(); }
 
 double KovaUtil::timeSinceLastSelector(std::string_view selector) {
-  const auto found = selectorTimes().find(selector);
-  const NSDate last = found == selectorTimes().end() ? NSDate::distantPast() : found->second;
+  const auto& times = selectorTimes();
+  const auto found = times.find(selector);
+  const NSDate last = found == times.end() ? NSDate::distantPast() : found->second;
   return Scheduler::current().coarseNow().timeIntervalSince(last);
 }
 
