@@ -29,7 +29,7 @@ const expected = [
   { type: 'fieldedit', targetA11yId: 'e-mail', targetIvar: 'emailField', screen: 'AccountController' },
   { type: 'touch', targetText: 'Sign in', targetSelector: 'signIn', screen: 'AccountController' },
 ];
-const secrets = ['4111', 'Analytical', 'Card number', 'UIKeyboardLayoutStar"'];
+const secrets = ['4111 1111', '41111111', 'Analytical', 'Card number', 'UIKeyboardLayoutStar"'];
 
 const problems = records.filter(({ valid }) => !valid).map((record) => `refused: ${record.problems}`);
 const seen = pageviews.map(({ h }) => h);
