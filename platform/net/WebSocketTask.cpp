@@ -1,19 +1,6 @@
 #include "platform/net/WebSocketTask.h"
 
-#include <fcntl.h>
-#include <openssl/crypto.h>
-#include <openssl/ssl.h>
-#include <openssl/x509v3.h>
-#include <pthread.h>
-#include <unistd.h>
-
-// One thread runs the context, so that nothing has to be fenced off.
-#define BOOST_ASIO_DISABLE_FENCED_BLOCK
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/ssl/context.hpp>
-#include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/bind_handler.hpp>
 #include <boost/beast/http/empty_body.hpp>
@@ -23,25 +10,23 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <deque>
 #include <exception>
 #include <functional>
-#include <future>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "platform/dispatch/DispatchQueue.h"
-#include "platform/dispatch/SignalsBlocked.h"
 #include "platform/foundation/String.h"
 #include "platform/foundation/SystemLog.h"
 #include "platform/net/NSHTTPURLResponse.h"
 #include "platform/net/NSURLError.h"
-#include "platform/net/NetworkReachability.h"
+#include "platform/net/WebSocketConnector.h"
+#include "platform/net/WebSocketThread.h"
+#include "platform/net/WebSocketTransport.h"
 #include "platform/net/WebSocketUpgrade.h"
 #include "platform/runtime/Mutex.h"
 
@@ -52,13 +37,11 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
 namespace websocket = boost::beast::websocket;
-using asio::ip::tcp;
 using boost::system::error_code;
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int kSwitchingProtocols = 101;
-constexpr std::chrono::milliseconds kLongestWaitAtExit{50};
 // How long a socket that has been cancelled may take to say so to the other side.
 constexpr std::chrono::seconds kLongestFarewell{1};
 // A timeout above this is as good as none, and does not overflow a clock.
@@ -69,149 +52,12 @@ constexpr std::size_t kFirstReadSize = 4 * 1024;
 // What a close frame without a code counts as.
 constexpr NSURLSessionWebSocketTask::CloseCode kNoStatusReceived = 1005;
 
-// The thread of all sockets of the process. It begins with the first socket and sleeps in the kernel while
-// nothing comes or goes. It is never joined; when the process exits it is stopped between two steps.
-class NetworkThread {
- public:
-  static NetworkThread& shared() {
-    static NetworkThread& thread = *new NetworkThread;
-    return thread;
-  }
-
-  // What is posted before launch() waits for it.
-  asio::io_context& context() { return context_; }
-
-  void launch() {
-    MutexLock lock(mutex_);
-    if (launched_) return;
-    const SignalsBlocked signalsBlocked;
-    std::thread([this] { run(); }).detach();
-    launched_ = true;
-  }
-
- private:
-  void run() {
-    pthread_setname_np(pthread_self(), "NSURLSession.ws");
-    // OpenSSL would else free what this thread uses when the process exits. Where it was set up before, by
-    // others, its turn comes after this thread has been stopped.
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    std::atexit([] { shared().stop(); });
-    while (true) {
-      try {
-        context_.run();
-      } catch (const std::exception& exception) {
-        NSLog(std::string("A step of the WebSocket thread failed: ") + exception.what());
-      }
-    }
-  }
-
-  void stop() {
-    std::promise<void>& stopped = *new std::promise<void>;
-    asio::post(context_, [&stopped] {
-      stopped.set_value();
-      while (true) pause();
-    });
-    // By the wall clock, because the thread sanitizer of g++ 12 does not see waits by the steady one.
-    stopped.get_future().wait_until(std::chrono::system_clock::now() + kLongestWaitAtExit);
-  }
-
-  asio::io_context context_{1};
-  asio::executor_work_guard<asio::io_context::executor_type> work_ = asio::make_work_guard(context_);
-  Mutex mutex_;
-  bool launched_ GUARDED_BY(mutex_) = false;
-};
-
-// What a WebSocket stands on: TCP, and TLS over it once useTLS() has been called. One type for both, so that
-// everything above is compiled once.
-class Transport {
- public:
-  using next_layer_type = asio::basic_stream_socket<tcp, asio::io_context::executor_type>;
-  using executor_type = next_layer_type::executor_type;
-  using TLS = asio::ssl::stream<next_layer_type&>;
-  using Listener = std::function<void(std::string_view bytes)>;
-
-  explicit Transport(asio::io_context& context) : socket_(context) {}
-
-  executor_type get_executor() { return socket_.get_executor(); }
-  next_layer_type& next_layer() { return socket_; }
-  const next_layer_type& next_layer() const { return socket_; }
-  TLS& useTLS(asio::ssl::context& context) { return tls_.emplace(socket_, context); }
-  TLS& tls() { return *tls_; }
-
-  // Hears what is read before its reader does; null ends it.
-  void setListener(Listener listener) { listener_ = std::move(listener); }
-
-  template <class Buffers, class Handler>
-  void async_read_some(const Buffers& buffers, Handler&& handler) {
-    if (!listener_) return readSome(buffers, std::forward<Handler>(handler));
-    readSome(buffers, [this, buffers, handler = std::forward<Handler>(handler)](error_code error,
-                                                                                std::size_t count) mutable {
-      hear(buffers, count);
-      handler(error, count);
-    });
-  }
-
-  template <class Buffers, class Handler>
-  void async_write_some(const Buffers& buffers, Handler&& handler) {
-    if (tls_) return tls_->async_write_some(buffers, std::forward<Handler>(handler));
-    socket_.async_write_some(buffers, std::forward<Handler>(handler));
-  }
-
- private:
-  template <class Buffers, class Handler>
-  void readSome(const Buffers& buffers, Handler&& handler) {
-    if (tls_) return tls_->async_read_some(buffers, std::forward<Handler>(handler));
-    socket_.async_read_some(buffers, std::forward<Handler>(handler));
-  }
-
-  template <class Buffers>
-  void hear(const Buffers& buffers, std::size_t count) {
-    for (auto at = asio::buffer_sequence_begin(buffers); at != asio::buffer_sequence_end(buffers); ++at) {
-      const asio::mutable_buffer buffer = *at;
-      const std::string_view bytes(static_cast<const char*>(buffer.data()), std::min(count, buffer.size()));
-      count -= bytes.size();
-      if (listener_ && !bytes.empty()) listener_(bytes);
-    }
-  }
-
-  next_layer_type socket_;
-  std::optional<TLS> tls_;
-  Listener listener_;
-};
-
 // What Beast calls after a close handshake. The socket is closed by the task; nothing waits for the other
 // side.
 template <class Handler>
-void async_teardown(beast::role_type, Transport& transport, Handler&& handler) {
+void async_teardown(beast::role_type, WebSocketTransport& transport, Handler&& handler) {
   asio::post(transport.get_executor(),
              beast::bind_front_handler(std::forward<Handler>(handler), error_code()));
-}
-
-// Trusts the system's certificates, or those of the file.
-asio::ssl::context makeTLSContext(const std::string& certificateAuthorityFile) {
-  asio::ssl::context context(asio::ssl::context::tls_client);
-  context.set_verify_mode(asio::ssl::verify_peer);
-  SSL_CTX_set_min_proto_version(context.native_handle(), TLS1_2_VERSION);
-  if (certificateAuthorityFile.empty()) {
-    context.set_default_verify_paths();
-  } else {
-    context.load_verify_file(certificateAuthorityFile);
-  }
-  return context;
-}
-
-// The certificate has to name the host, and a host that has a name is told it.
-void expectHost(SSL* tls, const std::string& host) {
-  X509_VERIFY_PARAM* const expected = SSL_get0_param(tls);
-  if (X509_VERIFY_PARAM_set1_ip_asc(expected, host.c_str()) == 1) return;
-  X509_VERIFY_PARAM_set_hostflags(expected, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
-  X509_VERIFY_PARAM_set1_host(expected, host.c_str(), host.size());
-  SSL_set_tlsext_host_name(tls, host.c_str());
-}
-
-int codeOfConnectError(error_code error) {
-  return error == asio::error::network_unreachable ? NSURLErrorNotConnectedToInternet
-                                                   : NSURLErrorCannotConnectToHost;
 }
 
 // Of an upgrade, and of an open socket.
@@ -280,9 +126,6 @@ class WebSocketTask : public NSURLSessionWebSocketTask, public std::enable_share
 
   void begin();
   void failAfter(std::chrono::duration<double> delay, int code);
-  void resolve();
-  void connect(std::vector<tcp::endpoint> endpoints, std::size_t at);
-  void secure();
   void upgrade();
   void hearAnswer(std::string_view bytes);
   void upgraded();
@@ -311,8 +154,7 @@ class WebSocketTask : public NSURLSessionWebSocketTask, public std::enable_share
                 std::optional<NSError> error);
   void complete(SendCompletion completion, std::optional<NSError> error);
 
-  Transport& transport() { return stream_.next_layer(); }
-  Transport::next_layer_type& socket() { return transport().next_layer(); }
+  WebSocketTransport& transport() { return stream_.next_layer(); }
 
   const NSURLRequest request_;
   const std::shared_ptr<const NSURLSessionConfiguration> configuration_;
@@ -330,10 +172,10 @@ class WebSocketTask : public NSURLSessionWebSocketTask, public std::enable_share
   std::optional<std::string> closeReason_ GUARDED_BY(mutex_);
 
   // Of the network thread alone.
-  NetworkThread& thread_ = NetworkThread::shared();
-  tcp::resolver resolver_{thread_.context()};
+  WebSocketThread& thread_ = WebSocketThread::shared();
   asio::steady_timer timer_{thread_.context()};
-  websocket::stream<Transport, false> stream_{thread_.context()};
+  websocket::stream<WebSocketTransport, false> stream_{thread_.context()};
+  WebSocketConnector connector_{request_.url(), configuration_->certificateAuthorityFile, transport()};
   Stage stage_ = Stage::unstarted;
   std::optional<NSError> endError_;
   bool isReleased_ = false;
@@ -395,7 +237,7 @@ void WebSocketTask::release(std::shared_ptr<WebSocketTask> task) noexcept {
   // The network thread may hold completions of a task that was never resumed, but none of one it never knew.
   if (!task->isKnown_) return;
   try {
-    NetworkThread& thread = task->thread_;
+    WebSocketThread& thread = task->thread_;
     thread.launch();
     asio::post(thread.context(), [task = std::move(task)] {
       task->isReleased_ = true;
@@ -431,7 +273,9 @@ void WebSocketTask::begin() {
   if (!hasWebSocketHost(url)) return fail(NSURLErrorBadURL);
   failAfter(std::chrono::duration<double>(std::clamp(request_.timeoutInterval(), 0.0, kLongestTimeout)),
             NSURLErrorTimedOut);
-  resolve();
+  connector_.connect([self = shared_from_this()](int code, const std::string& detail) {
+    code == 0 ? self->upgrade() : self->fail(code, detail);
+  });
 }
 
 // Unless the timer is set anew or cancelled before.
@@ -441,64 +285,6 @@ void WebSocketTask::failAfter(std::chrono::duration<double> delay, int code) {
     const bool isDue = !error && self->timer_.expiry() <= Clock::now();
     if (isDue) self->fail(code);
   });
-}
-
-void WebSocketTask::resolve() {
-  const NSURL& url = request_.url();
-  const int port = webSocketPort(url);
-  error_code isName;
-  const asio::ip::address address = asio::ip::make_address(*url.host(), isName);
-  if (!isName) return connect({tcp::endpoint(address, static_cast<std::uint16_t>(port))}, 0);
-
-  // The look-up blocks a thread of its own, and goes on there when nobody is interested any more.
-  resolver_.async_resolve(
-      *url.host(), std::to_string(port), tcp::resolver::numeric_service,
-      [self = shared_from_this()](error_code error, const tcp::resolver::results_type& results) {
-        if (self->stage_ == Stage::ended) return;
-        if (error) {
-          const bool isOffline = NetworkReachability::isOffline();
-          return self->fail(isOffline ? NSURLErrorNotConnectedToInternet : NSURLErrorCannotFindHost,
-                            error.message());
-        }
-        self->connect(std::vector<tcp::endpoint>(results.begin(), results.end()), 0);
-      });
-}
-
-// Tries one address after the other.
-void WebSocketTask::connect(std::vector<tcp::endpoint> endpoints, std::size_t at) {
-  const tcp::endpoint endpoint = endpoints[at];
-  error_code ignored;
-  socket().close(ignored);
-  socket().open(endpoint.protocol(), ignored);
-  // A program that the host starts does not inherit it.
-  fcntl(socket().native_handle(), F_SETFD, FD_CLOEXEC);
-  socket().async_connect(
-      endpoint, [self = shared_from_this(), endpoints = std::move(endpoints), at](error_code error) mutable {
-        if (self->stage_ == Stage::ended) return;
-        if (error && at + 1 < endpoints.size()) return self->connect(std::move(endpoints), at + 1);
-        if (error) return self->fail(codeOfConnectError(error), error.message());
-        self->socket().set_option(tcp::no_delay(true), error);
-        isSecureWebSocket(self->request_.url()) ? self->secure() : self->upgrade();
-      });
-}
-
-void WebSocketTask::secure() {
-  SSL* tls = nullptr;
-  try {
-    asio::ssl::context context = makeTLSContext(configuration_->certificateAuthorityFile);
-    tls = transport().useTLS(context).native_handle();
-  } catch (const boost::system::system_error& error) {
-    return fail(NSURLErrorSecureConnectionFailed, error.what());
-  }
-  expectHost(tls, *request_.url().host());
-  transport().tls().async_handshake(
-      asio::ssl::stream_base::client, [self = shared_from_this(), tls](error_code error) {
-        if (self->stage_ == Stage::ended) return;
-        if (!error) return self->upgrade();
-        const long verdict = SSL_get_verify_result(tls);
-        if (verdict == X509_V_OK) return self->fail(NSURLErrorSecureConnectionFailed, error.message());
-        self->fail(NSURLErrorServerCertificateUntrusted, X509_verify_cert_error_string(verdict));
-      });
 }
 
 void WebSocketTask::upgrade() {
@@ -666,7 +452,7 @@ void WebSocketTask::end(NSError error, Farewell farewell) {
   }
   endError_ = error;
   timer_.expires_at(Clock::time_point::max());
-  resolver_.cancel();
+  connector_.cancel();
   while (!sends_.empty()) finishSend(error);
   for (ReceiveCompletion& completion : receives_) complete(std::move(completion), std::nullopt, error);
   receives_.clear();
@@ -689,7 +475,7 @@ void WebSocketTask::sayGoodbye() {
 
 void WebSocketTask::closeSocket() {
   error_code ignored;
-  socket().close(ignored);
+  transport().next_layer().close(ignored);
 }
 
 void WebSocketTask::complete(ReceiveCompletion completion,
