@@ -31,8 +31,8 @@ install(
 
 # Headers that only their layer's own sources include; some of them need headers of other projects.
 set(kova_internal_headers CairoHandles HTTPTransfer MainQueueTimer SerialWorker Text TextLayout ThreadQueue
-                          TransferThread UserDefaultsDatabase WebSocketTask
-                          WebSocketUpgrade)
+                          TransferThread UserDefaultsDatabase WebSocketConnector WebSocketTask WebSocketThread
+                          WebSocketTransport WebSocketUpgrade)
 list(JOIN kova_internal_headers "|" kova_internal_headers)
 install(
   DIRECTORY ${PROJECT_SOURCE_DIR}/platform/
