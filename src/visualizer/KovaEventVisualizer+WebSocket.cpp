@@ -68,6 +68,7 @@ void KovaEventVisualizer::connect() {
 void KovaEventVisualizer::disconnect() {
   isConnectionWanted_ = false;
   disconnectWebSocket();
+  takeBackQuestion();
 }
 
 void KovaEventVisualizer::connectWebSocket() {
@@ -77,7 +78,8 @@ void KovaEventVisualizer::connectWebSocket() {
 }
 
 void KovaEventVisualizer::openSocket() {
-  cancelRetryTimer();  // one that was scheduled after the caller cancelled
+  if (!pairCode().empty()) closeSocket();  // a new connection has nobody's agreement
+  cancelRetryTimer();                      // one that was scheduled after the caller cancelled
   ++numberOfConnectionAttempts_;
   Session::Headers headers{{"--x-kova-env-id", appId_}, {"--x-kova-app-version", appVersion_}};
   socket_ = std::make_shared<Session>(baseUrl_, std::move(headers), kNamespace, mutationQueue_);
@@ -208,10 +210,7 @@ void KovaEventVisualizer::scheduleMakeDeviceAvailableAttempt() {
       [](KovaEventVisualizer& self) {
         if (!self.hasOpenConnection()) return;
         if (self.numberOfDeviceAvailableAttempts_ >= kDeviceAvailableLimit) return;
-        {
-          const MutexLock lock(self.mutex_);
-          if (!self.pairCode_.empty()) return;
-        }
+        if (!self.pairCode().empty()) return;
         self.scheduleRetry(kDeviceAvailableInterval, [](KovaEventVisualizer& visualizer) {
           if (!visualizer.socket_) return;
           visualizer.makeDeviceAvailable(*visualizer.socket_);
@@ -284,27 +283,33 @@ void KovaEventVisualizer::webSocketConnectionServerRequestedDisconnect(KovaWebSo
 
 void KovaEventVisualizer::makeDeviceAvailable(Session& connection) {
   ++numberOfDeviceAvailableAttempts_;
-  sendSocketMessageWithEventName("device_available", connection, {}, AfterSending::Stay);
+  sendSocketMessageWithEventName("device_available", connection, pairCode(), {}, AfterSending::Stay);
 }
 
-void KovaEventVisualizer::sendDeviceAcceptedPair(Session& connection) {
-  sendSocketMessageWithEventName("device_accepted_pair", connection, {}, AfterSending::Stay);
+void KovaEventVisualizer::sendDeviceAcceptedPair(Session& connection, const std::string& pairCode) {
+  sendSocketMessageWithEventName("device_accepted_pair", connection, pairCode, {}, AfterSending::Stay);
 }
 
 void KovaEventVisualizer::sendDeviceDisconnect(Session& connection) {
-  sendSocketMessageWithEventName("device_left", connection, {}, AfterSending::Disconnect);
+  sendSocketMessageWithEventName("device_left", connection, pairCode(), {}, AfterSending::Disconnect);
+}
+
+std::string KovaEventVisualizer::pairCode() const {
+  const MutexLock lock(mutex_);
+  return pairCode_;
 }
 
 void KovaEventVisualizer::sendSocketMessageWithEventName(std::string_view eventName, Session& connection,
-                                                         const Dictionary& data, AfterSending afterSending) {
+                                                         const std::string& pairCode, const Dictionary& data,
+                                                         AfterSending afterSending) {
   MutableDictionary payload{{"appId", appId_}};
   {
     const MutexLock lock(mutex_);
     payload.append("deviceId", deviceId_);
     payload.append("deviceName", UIDevice::currentDevice().facts().name);
     payload.append("deviceType", phoneModel_);
-    if (!pairCode_.empty()) payload.append("pairCode", pairCode_);
   }
+  if (!pairCode.empty()) payload.append("pairCode", pairCode);
   payload.merge(data);
   const auto text = NSJSONSerialization::dataWithJSONObject(Array{eventName, Dictionary(std::move(payload))});
   if (!text) return KovaLogDebug("Failed to serialize event message data.");

@@ -89,7 +89,16 @@ KovaEventVisualizer::Context KovaEventVisualizer::captureScreen(UIView* view,
 
 std::optional<std::uint64_t> KovaEventVisualizer::acceptedPairing() const {
   const MutexLock lock(mutex_);
-  return !acceptedCode_.empty() && pairCode_ == acceptedCode_ ? std::optional(pairing_) : std::nullopt;
+  return isAcceptedCodeCurrent() ? std::optional(pairing_) : std::nullopt;
+}
+
+std::string KovaEventVisualizer::acceptedCode(std::uint64_t pairing) const {
+  const MutexLock lock(mutex_);
+  return isAcceptedCodeCurrent() && pairing_ == pairing ? acceptedCode_ : std::string();
+}
+
+bool KovaEventVisualizer::isAcceptedCodeCurrent() const {
+  return !acceptedCode_.empty() && pairCode_ == acceptedCode_;
 }
 
 void KovaEventVisualizer::recordEventMessage(const Dictionary& message, const Context& context,
@@ -98,7 +107,10 @@ void KovaEventVisualizer::recordEventMessage(const Dictionary& message, const Co
   if (currentPairing() != pairing) return;
   MutableDictionary data{{"message", message}};
   if (context) data.merge(context->transmittableDictionary());
-  sendSocketMessageWithEventName("device_captured_event", *socket_, Dictionary(std::move(data)),
+  // The pictures take milliseconds, in which the user may have been asked about another code.
+  const std::string code = acceptedCode(pairing);
+  if (code.empty()) return;
+  sendSocketMessageWithEventName("device_captured_event", *socket_, code, Dictionary(std::move(data)),
                                  AfterSending::Stay);
 }
 
@@ -228,8 +240,23 @@ void KovaEventVisualizer::pairingRequestWasAccepted(const PairRequest& request) 
   }
   isCapturing_ = true;
   isPaired_ = true;
-  sendDeviceAcceptedPair(*connection);
+  sendDeviceAcceptedPair(*connection, request.code);
   setIdleTimerDisabled(true);
+}
+
+// A question is void without its connection. Its container goes after the connection, so that none takes its
+// place.
+void KovaEventVisualizer::takeBackQuestion() {
+  static const SEL selector("takeBackQuestion");
+  const auto uncover = [](KovaEventVisualizer& self) {
+    KOVA_addSafeOperationWithBlock(*NSOperationQueue::mainQueue(),
+                                   [self = self.retained()] {
+                                     const auto container = self->alertContainer_.lock();
+                                     if (container) uncoverTheApp(*container);
+                                   },
+                                   {self.isa(), selector});
+  };
+  performOnMutationQueue(uncover, selector);
 }
 
 void KovaEventVisualizer::pairingRequestWasRejected(const PairRequest& request) {

@@ -39,7 +39,7 @@ class UIView;
 // as long as the object lives, also after disconnect(). Nothing is kept from run to run.
 //
 // Owner: the tracker, by std::shared_ptr. Queued work retains it; timers, the app's notifications and an
-// alert that is shown refer to it weakly.
+// alert that is shown refer to it weakly. disconnect() takes an alert back.
 // Threads: the state and the socket belong to the mutation queue; alerts and the capture of screens to the
 // main thread. connect(), disconnect(), resetDeviceId(), isPaired() and isCapturing() may be called from any.
 //
@@ -109,6 +109,9 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   };
 
   std::optional<std::uint64_t> acceptedPairing() const;
+  // The code of the pairing; empty when it is not the current one, or when another code is asked about.
+  std::string acceptedCode(std::uint64_t pairing) const;
+  bool isAcceptedCodeCurrent() const REQUIRES(mutex_);
   Context captureScreen(platform::UIView* view, const KICaptureContext& tracker) const;
 
   // Connecting.
@@ -131,10 +134,14 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
 
   // Sending.
   void makeDeviceAvailable(Session& connection);
-  void sendDeviceAcceptedPair(Session& connection);
+  void sendDeviceAcceptedPair(Session& connection, const std::string& pairCode);
   void sendDeviceDisconnect(Session& connection);
+  // Of what was captured and of what was accepted, the sender says the code: the pending one may change at
+  // any moment.
   void sendSocketMessageWithEventName(std::string_view eventName, Session& connection,
-                                      const platform::Dictionary& data, AfterSending afterSending);
+                                      const std::string& pairCode, const platform::Dictionary& data,
+                                      AfterSending afterSending);
+  std::string pairCode() const;
 
   // Pairing.
   void pairWasRequestedWithPairCode(std::string pairCode, Session& connection);
@@ -145,6 +152,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
                                  const std::shared_ptr<KIAlertContainerViewController>& alertContainer);
   void pairingRequestWasAccepted(const PairRequest& request);
   void pairingRequestWasRejected(const PairRequest& request);
+  void takeBackQuestion();
   void setIdleTimerDisabled(bool disabled);
   // Whether the request's connection is the one that is open. setPairCode keeps the code if so.
   bool isOpen(const PairRequest& request) const REQUIRES(mutex_);

@@ -89,7 +89,8 @@ std::optional<NSURL> KovaWebSocketSession::socketURL(const NSURL& baseURL) {
   if (!resolved) return std::nullopt;
   std::string_view afterScheme = resolved->absoluteString();
   if (resolved->scheme()) afterScheme.remove_prefix(resolved->scheme()->size() + 1);
-  const std::string scheme = resolved->scheme() == "http" ? "ws:" : "wss:";
+  // As it was written, and not in the lower case that resolving gives it: "HTTP" is not exactly "http".
+  const std::string scheme = baseURL.absoluteString().starts_with("http:") ? "ws:" : "wss:";
   return NSURL::create(scheme + std::string(afterScheme));
 }
 

@@ -288,16 +288,29 @@ TEST_F(PairingTest, AnAnswerForAConnectionThatIsGoneIsVoid) {
   letIn();
   request("2");
   goToBackgroundAndBack();
+  EXPECT_FALSE(user.sees("Confirm connection?")) << "taken back with the connection";
+  EXPECT_EQ(device.application->keyWindow(), window);
   letIn();
-  user.taps("Accept");
   EXPECT_FALSE(visualizer->isPaired());
-  EXPECT_THAT(names(socket()), IsEmpty());
 
   // A request that was on its way to the main thread when the connection ended asks nobody.
   socket().says(R"(42/ios,["web_requested_pair",{"pairCode":"3"}])");
   visualizer->disconnect();
   device.drain();
   EXPECT_FALSE(user.sees("Confirm connection?"));
+}
+
+TEST_F(PairingTest, ANewConnectionHasNobodysAgreement) {
+  ScriptedSocket& first = open();
+  pair("1");
+  const auto ofFirst = record();
+  visualizer->connect();
+  device.drain();
+  EXPECT_THAT(names(first), ElementsAre("device_left"));
+  EXPECT_FALSE(visualizer->isPaired() || visualizer->isCapturing());
+  letIn();
+  consume(ofFirst);
+  EXPECT_THAT(names(socket()), IsEmpty());
 }
 
 TEST_F(PairingTest, SendsWhatIsRecordedAfterAccept) {

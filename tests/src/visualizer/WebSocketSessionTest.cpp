@@ -61,6 +61,7 @@ constexpr const char* kNotSent = "not sent: NSURLErrorDomain -1005";
 TEST_F(WebSocketSessionTest, AsksForTheSocketBelowTheBaseUrl) {
   constexpr std::pair<const char*, const char*> kAddresses[] = {
       {"http://host:8080/", "ws://host:8080/socko/?EIO=4&transport=websocket"},
+      {"HTTP://host/", "wss://host/socko/?EIO=4&transport=websocket"},
       {"https://host", "wss://host/socko/?EIO=4&transport=websocket"},
       {"https://host/a/b?c=d", "wss://host/a/socko/?EIO=4&transport=websocket"},
       {"ws://host/a/", "wss://host/a/socko/?EIO=4&transport=websocket"},
