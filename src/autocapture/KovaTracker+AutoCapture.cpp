@@ -1,6 +1,7 @@
 // Touches, gestures and field edits: from the interceptors to the queue.
 
 #include <Kova/KovaAutocaptureEnrichmentDelegate.h>
+#include <Kova/KovaConstants.h>
 
 #include "platform/uikit/UIControl.h"
 #include "platform/uikit/UIGestureRecognizer.h"
@@ -147,9 +148,13 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
       [touch = std::move(touch), selectorString, sender = std::move(sender),
        control = std::move(control)](KovaTracker& tracker) {
         const auto touched = touch ? touch->view() : nullptr;
-        if (KOVA_touchEventIgnoreRules(touched.get(), control.get()) & kKovaIgnoreRuleIgnore) return;
+        const auto rules = KOVA_touchEventIgnoreRules(touched.get(), control.get());
+        if (rules & kKovaIgnoreRuleIgnore) return;
         if (control && !KOVA_isVisibleInHierarchy(*control)) return;
-        const SenderFacts facts = factsOf(sender, !tracker.isAccessibilityLabelCaptureDisabled());
+        SenderFacts facts = factsOf(sender, !tracker.isAccessibilityLabelCaptureDisabled());
+        // The view that was touched may be another than the control, and not redacted.
+        const bool isRedacted = rules & kKovaIgnoreRuleRedactAccessibilityLabel;
+        if (isRedacted && facts.label) facts.label = KovaRedactedTextSubstitution;
         for (const auto& event :
              tracker.touchEventCache_->eventsWithTouchIfPresent(touch.get(), control.get())) {
           enrich(*event, facts, selectorString);

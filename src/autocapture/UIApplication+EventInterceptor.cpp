@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <mutex>
 
+#include "platform/uikit/UIGestureRecognizer.h"
 #include "platform/uikit/UITextField.h"
 #include "platform/uikit/UITouch.h"
 #include "src/autocapture/UIApplication+DispatchState.h"
@@ -91,6 +92,24 @@ void replaceShakeMethod() {
       KOVA_replaceInstanceSelector(cls, UIApplication::motionEndedMethod, __KOVA_MotionEndedWithEvent);
 }
 
+// Of several fingers that are down, the one on the sender: its action must not describe what another touches.
+std::shared_ptr<UITouch> touchOfSender(const UIEvent::Touches& touches, const NSObject* sender) {
+  if (touches.size() < 2) return touches.empty() ? nullptr : touches.front();
+  const auto* recognizer = dynamic_cast<const UIGestureRecognizer*>(sender);
+  const auto recognized = recognizer ? recognizer->view() : nullptr;
+  const UIView* const view = recognized ? recognized.get() : dynamic_cast<const UIView*>(sender);
+  const auto isOnSender = [view](const std::shared_ptr<UITouch>& touch) {
+    const auto touched = touch ? touch->view() : nullptr;
+    return touched && view && touched->isDescendantOfView(*view);
+  };
+  const auto isActing = [](const std::shared_ptr<UITouch>& touch) {
+    return touch && (touch->phase() == UITouchPhase::Ended || touch->phase() == UITouchPhase::Began);
+  };
+  auto found = std::ranges::find_if(touches, isOnSender);
+  if (found == touches.end()) found = std::ranges::find_if(touches, isActing);
+  return found == touches.end() ? touches.front() : *found;
+}
+
 }  // namespace
 
 void KOVA_instrumentTouchAutocaptureOfApplication() {
@@ -125,8 +144,7 @@ void KOVA_handleSendAction(UIApplication&, SEL action, const std::shared_ptr<NSO
   if (!(KovaUtil::timeSinceLastSelector(name) > kShortestTimeBetweenSameActions)) return;
   KovaUtil::updateTimeForSelector(name);
   if (isNeverReported(action)) return;
-  std::shared_ptr<UITouch> touch;
-  if (event && !event->allTouches().empty()) touch = event->allTouches().front();
+  const auto touch = event ? touchOfSender(event->allTouches(), sender.get()) : nullptr;
   if (const auto tracker = KovaTracker::sharedTracker()) {
     tracker->enrichAutocapturedEventForTouch(touch, action ? std::optional<String>(name) : std::nullopt,
                                              sender);

@@ -1,11 +1,13 @@
 // From the fingers to the service: replaced methods, and what they leave to the app.
 
 #include "platform/runtime/Method.h"
+#include "platform/uikit/UIEvent.h"
 #include "platform/uikit/UITapGestureRecognizer.h"
 #include "src/autocapture/NSObject+KovaMethodSwizzling.h"
 #include "src/autocapture/UIApplication+DispatchState.h"
 #include "src/autocapture/UIApplication+EventInterceptor.h"
 #include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
+#include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KIBailer.h"
 #include "tests/src/autocapture/CaptureTest.h"
 
@@ -246,6 +248,43 @@ TEST_F(InterceptorTest, OptionsSayWhatIsReplaced) {
   EXPECT_EQ(__KOVA_InitWithTargetAction_Orig, nullptr);
   EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "UIGestureRecognizer/KOVA_instrumentTouchAutocapture");
   EXPECT_THAT(device.logLinesWith("MultipleSwizzleAttempt"), SizeIs(1));
+}
+
+TEST_F(InterceptorTest, AnActionBelongsToTheFingerOnItsControl) {
+  startWhole();
+  button->setAccessibilityLabel("Card 4111");
+  setKovaRedactAccessibilityLabel(*button, true);
+  setKovaRedactText(*button, true);
+  const auto pad = place(std::make_shared<UIView>(CGRectMake(10, 100, 100, 40)));
+  input.touchBegan(1, {20, 110}, window);
+  input.touchBegan(2, {20, 20}, window);
+  input.touchEnded(2);
+  device.advance(1);
+  input.touchEnded(1);
+
+  const auto events = received();
+  ASSERT_THAT(events, SizeIs(2));
+  for (const std::string& event : events) {
+    const bool isOfPad = event.find("\"targetView\":\"UIView\"") != std::string::npos;
+    EXPECT_EQ(event.find("targetSelector") == std::string::npos, isOfPad) << event;
+    EXPECT_EQ(event.find("4111"), std::string::npos) << event;
+  }
+}
+
+TEST_F(InterceptorTest, ATouchOnAnotherViewTellsNoRedactedLabel) {
+  startWhole();
+  button->setAccessibilityLabel("Card 4111");
+  setKovaRedactAccessibilityLabel(*button, true);
+  const auto pad = place(std::make_shared<UIView>(CGRectMake(10, 100, 100, 40)));
+  input.touchBegan(1, {20, 110}, window);
+  UIEvent event;
+  event.addTouch(input.touchOf(1));
+  button->sendActionsForControlEvents(UIControlEvents::TouchUpInside, &event);
+  input.touchEnded(1);
+  const auto events = received();
+  ASSERT_THAT(events, SizeIs(1));
+  EXPECT_NE(events[0].find("\"targetSelector\":\"pay\""), std::string::npos) << events[0];
+  EXPECT_EQ(events[0].find("4111"), std::string::npos) << events[0];
 }
 
 TEST_F(InterceptorTest, ReplacingAnswersTheImplementationBefore) {
