@@ -16,6 +16,7 @@ class UITextEffectsWindow : public UIWindow {
  public:
   using UIWindow::UIWindow;
 
+  bool canBecomeKeyWindow() const override { return false; }
   UIView* hitTest(CGPoint point, UIEvent* event) override {
     UIView* hit = UIWindow::hitTest(point, event);
     return dynamic_cast<UIKeyboardLayoutStar*>(hit) ? hit : nullptr;

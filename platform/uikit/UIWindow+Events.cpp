@@ -46,11 +46,15 @@ std::vector<Share> sharesOf(const Touches& touches) {
   return shares;
 }
 
+bool isBeginning(const std::shared_ptr<UITouch>& touch) { return touch->phase() == UITouchPhase::Began; }
+
 }  // namespace
 
 void UIWindow::sendEvent(UIEvent& event) {
   const auto keep = shared_from_this();
-  auto [forViews, thrown] = gestures_.deliver(event.touchesForWindow(*this), event);
+  const Touches touches = event.touchesForWindow(*this);
+  if (canBecomeKeyWindow() && std::ranges::any_of(touches, isBeginning)) makeKeyWindow();
+  auto [forViews, thrown] = gestures_.deliver(touches, event);
   for (const Share& share : sharesOf(forViews)) {
     try {
       tell(*share.view, share.phase, share.touches, event);

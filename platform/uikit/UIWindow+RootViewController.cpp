@@ -8,8 +8,7 @@ void UIWindow::setHidden(bool hidden) {
   if (isHidden() == hidden) return;
   const auto keep = shared_from_this();
   if (!hidden) {
-    static std::uint64_t lastShown = 0;
-    shownOrder_ = ++lastShown;
+    bringToFront();
     UIView::setHidden(false);
     post(UIWindowDidBecomeVisibleNotification);
     showRootView();

@@ -74,7 +74,14 @@ bool UIWindow::isKeyWindow() const {
 
 void UIWindow::makeKeyAndVisible() {
   makeKeyWindow();
+  bringToFront();
   setHidden(false);
+}
+
+void UIWindow::bringToFront() {
+  static std::uint64_t lastShown = 0;
+  shownOrder_ = ++lastShown;
+  setNeedsDisplay();
 }
 
 void UIWindow::makeKeyWindow() {

@@ -56,9 +56,11 @@ class PLATFORM_EXPORT UIWindow : public UIView {
   void setWindowLevel(UIWindowLevel level) { level_ = level; }
 
   virtual bool isKeyWindow() const;
-  // Shows the window, if it is hidden, and makes it the key one.
+  // Shows the window in front of all of its level, and makes it the key one.
   void makeKeyAndVisible();
   void makeKeyWindow();
+  // Whether a touch makes it the key window.
+  virtual bool canBecomeKeyWindow() const { return true; }
   // Resigns for the window that was key before, if that is still there.
   void resignKeyWindow();
   // Showing and hiding brings the controller's appearance with it.
@@ -71,11 +73,12 @@ class PLATFORM_EXPORT UIWindow : public UIView {
   UIWindow* window() const override { return const_cast<UIWindow*>(this); }
   UIResponder* nextResponder() const override;
 
-  // Hands each touch of the event to the recognisers and the view that it belongs to. What handlers of the
-  // app throw reaches the caller when all have been told; the first of it, when several throw.
+  // Hands each touch of the event to the recognisers and the view that it belongs to; a finger that comes
+  // down makes the window the key one first. What handlers of the app throw reaches the caller when all have
+  // been told; the first of it, when several throw.
   virtual void sendEvent(UIEvent& event);
 
-  // Grows each time the window is shown; 0 before the first.
+  // Grows each time the window is shown or brought to the front; 0 before the first.
   std::uint64_t shownOrder() const { return shownOrder_; }
 
   // Between the window's coordinates and its screen's. Its frame is in its scene's, or the screen's.
@@ -92,6 +95,7 @@ class PLATFORM_EXPORT UIWindow : public UIView {
 
  private:
   void leaveList();
+  void bringToFront();
   void showRootView();
   void post(std::string_view name);
 

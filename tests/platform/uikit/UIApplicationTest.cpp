@@ -186,11 +186,15 @@ TEST_F(UIApplicationTest, WindowsAreHitByLevelThenByLatestShowing) {
   EXPECT_EQ(hit({60, 60}), below);
   EXPECT_EQ(hit({1000, 10}), nullptr);
   EXPECT_EQ(input.touchOf(1)->view(), nullptr);
+  latest->makeKeyAndVisible();
+  EXPECT_EQ(hit({60, 60}), latest) << "in front again";
 
-  // The key window gives the key back when it leaves, to one that is still shown.
-  EXPECT_TRUE(latest->isKeyWindow());
-  latest->setHidden(true);
+  // A touch makes its window the key one, which gives the key back when it leaves, to one that is still
+  // shown.
+  EXPECT_EQ(hit({10, 10}), alert);
   EXPECT_TRUE(alert->isKeyWindow());
+  alert->setHidden(true);
+  EXPECT_TRUE(latest->isKeyWindow());
 }
 
 TEST_F(UIApplicationTest, WhatAHandlerThrowsReachesTheCallerAndNothingIsLeftHalfDone) {
