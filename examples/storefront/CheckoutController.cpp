@@ -56,6 +56,10 @@ void CheckoutController::placeOrder() {
     note_->setText("Please enter the number of your card.");
     return;
   }
+  if (basket_->isEmpty()) {  // ordered from another window meanwhile
+    note_->setText("Your basket is empty.");
+    return;
+  }
   Kova::track("Order placed", {{"total", basket_->total()},
                                {"items", basket_->items().size()},
                                {"first item", basket_->items().front().product->identifier}});
