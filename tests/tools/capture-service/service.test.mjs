@@ -44,6 +44,8 @@ test('the listing filters, waits for what is asked for, and refuses what it does
     assert.equal((await service.get(`/_/records?${query}`)).status, 400, query);
   }
   const foreign = await service.send('POST', '/_/reset', undefined, { Origin: 'http://example.com' });
+  const upload = await service.send('GET', '/h?a=11', undefined, { Origin: 'http://example.com' });
+  assert.equal(upload.status, 403);
   assert.equal(foreign.status, 403);
   assert.equal((await service.send('GET', '/_/records', undefined, { Host: 'example.com' })).status, 403);
   assert.equal((await service.records()).length, 4);

@@ -3,6 +3,7 @@
 import { show } from './checks.mjs';
 import { endpointAt, OTHER } from './endpoints/index.mjs';
 import { readBody, sendJson } from './http-io.mjs';
+import { comesFromElsewhere } from './own-origin.mjs';
 
 export class CaptureRoutes {
   #store;
@@ -17,6 +18,10 @@ export class CaptureRoutes {
 
   async handle(request, response, path, query) {
     const { body, size, complete } = await readBody(request, this.#bodyLimit);
+    if (comesFromElsewhere(request)) {
+      sendJson(response, 403, { problems: ['this service records what programs send, and no pages of other origins'] });
+      return;
+    }
     const endpoint = endpointAt(path);
     const refusal = this.#refusal({ request, endpoint, path, body, size, complete });
     const receipt = this.#store.tally.openRequest(
