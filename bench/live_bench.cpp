@@ -21,6 +21,7 @@ constexpr double kTurn = 0.05;     // seconds
 constexpr int kTurns = 1200;       // a minute
 constexpr int kSettledTurn = 200;  // 10 s
 constexpr double kMostGrowth = 1.1;
+constexpr double kLongestPairing = 30;   // seconds
 constexpr double kUntilAllHaveLeft = 1;  // seconds
 
 // Numbers the touches.
@@ -95,7 +96,14 @@ int main() {
   const bench::Catalog catalog;
   MainRunLoop& loop = ThreadScheduler::installed().ownRunLoop();
   Kova::startEVPairing();
-  while (!UIApplication::sharedApplication()->isIdleTimerDisabled()) loop.runFor(kTurn);
+  const auto asked = bench::Clock::now();
+  while (!UIApplication::sharedApplication()->isIdleTimerDisabled()) {
+    if (bench::secondsSince(asked) > kLongestPairing) {
+      std::cerr << "The app was not paired within " << kLongestPairing << " s.\n";
+      return 1;
+    }
+    loop.runFor(kTurn);
+  }
 
   UITouchInput input;
   const auto start = bench::Clock::now();
