@@ -150,14 +150,15 @@ test('one bad message does not taint its batch', async (t) => {
 
 test('senders that break off or talk nonsense are recorded, and the service goes on', async (t) => {
   const service = await startService(t);
+  const { host, port } = new URL(service.url);
   const say = (text, end) =>
     new Promise((resolve) => {
-      const socket = net.connect(new URL(service.url).port, '127.0.0.1', () => socket.write(text, () => end && socket.destroy()));
+      const socket = net.connect(port, '127.0.0.1', () => socket.write(text, () => end && socket.destroy()));
       socket.on('error', () => {}).on('data', () => {}).on('close', resolve);
     });
   await say('nonsense\r\n\r\n', false);
-  await say(`POST ${trackPath} HTTP/1.1\r\nHost: x\r\nContent-Length: 100\r\n\r\n{"sent`, true);
-  await say(`POST ${trackPath} HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\nno chunk\r\n`, false);
+  await say(`POST ${trackPath} HTTP/1.1\r\nHost: ${host}\r\nContent-Length: 100\r\n\r\n{"sent`, true);
+  await say(`POST ${trackPath} HTTP/1.1\r\nHost: ${host}\r\nTransfer-Encoding: chunked\r\n\r\nno chunk\r\n`, false);
   await say('', true);
   const records = await service.records('?atLeast=3&waitMs=10000');
   assert.deepEqual(records.map(({ endpoint, answered }) => [endpoint, answered]), [['other', '400'], ['track', 'aborted'], ['track', 'aborted']]);
