@@ -17,8 +17,9 @@ export class CaptureRoutes {
   }
 
   async handle(request, response, path, query) {
+    const isForeign = comesFromElsewhere(request); // now: a socket that has broken off knows its port no more
     const { body, size, complete } = await readBody(request, this.#bodyLimit);
-    if (comesFromElsewhere(request)) {
+    if (isForeign) {
       sendJson(response, 403, { problems: ['this service records what programs send, and no pages of other origins'] });
       return;
     }
