@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <iostream>
+
 #include "bench/BenchCatalog.h"
 #include "bench/BenchHost.h"
 #include "platform/dispatch/MainRunLoop.h"
