@@ -49,7 +49,7 @@ class SDLRunLoop final : public platform::RunLoop {
 
   const Uint32 wakeUpEvent_;
   platform::Mutex mutex_;
-  std::deque<platform::Work> queued_ GUARDED_BY(mutex_);
+  std::deque<platform::Work> queued_ PLATFORM_GUARDED_BY(mutex_);
   // Main thread.
   Timers timers_;
   std::unordered_map<const platform::NSTimer*, Timers::Key> keys_;

@@ -29,7 +29,7 @@ class Story {
   // Lines that were recorded and not printed yet. Kept by the log, too, which goes on after the story.
   struct Recorded {
     platform::Mutex mutex;
-    std::vector<std::string> lines GUARDED_BY(mutex);
+    std::vector<std::string> lines PLATFORM_GUARDED_BY(mutex);
   };
 
   // Prints what she does, lets her do it, and prints what was recorded until all of it is at rest.

@@ -49,20 +49,20 @@ class MainRunLoop final : public RunLoop {
   void runDueTimers();
   // False when the run is over.
   bool waitForWork(double limit);
-  bool takeStop() REQUIRES(mutex_);
-  RunLoopMode mode() const REQUIRES(mutex_) { return tracking_ ? RunLoopMode::Tracking : runMode_; }
-  std::optional<Timers::Key> nextTimer() const REQUIRES(mutex_);
-  void wakeUp() REQUIRES(mutex_);
+  bool takeStop() PLATFORM_REQUIRES(mutex_);
+  RunLoopMode mode() const PLATFORM_REQUIRES(mutex_) { return tracking_ ? RunLoopMode::Tracking : runMode_; }
+  std::optional<Timers::Key> nextTimer() const PLATFORM_REQUIRES(mutex_);
+  void wakeUp() PLATFORM_REQUIRES(mutex_);
 
   mutable Mutex mutex_;
   Condition wake_;
-  bool asleep_ GUARDED_BY(mutex_) = false;
-  bool stopRequested_ GUARDED_BY(mutex_) = false;
-  RunLoopMode runMode_ GUARDED_BY(mutex_) = RunLoopMode::Default;  // what the innermost run asks for
-  bool tracking_ GUARDED_BY(mutex_) = false;                       // whatever the run asks for
-  std::deque<Work> queued_ GUARDED_BY(mutex_);
-  Timers timers_ GUARDED_BY(mutex_);
-  std::unordered_map<const NSTimer*, Timers::Key> keys_ GUARDED_BY(mutex_);
+  bool asleep_ PLATFORM_GUARDED_BY(mutex_) = false;
+  bool stopRequested_ PLATFORM_GUARDED_BY(mutex_) = false;
+  RunLoopMode runMode_ PLATFORM_GUARDED_BY(mutex_) = RunLoopMode::Default;  // what the innermost run asks for
+  bool tracking_ PLATFORM_GUARDED_BY(mutex_) = false;                       // whatever the run asks for
+  std::deque<Work> queued_ PLATFORM_GUARDED_BY(mutex_);
+  Timers timers_ PLATFORM_GUARDED_BY(mutex_);
+  std::unordered_map<const NSTimer*, Timers::Key> keys_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

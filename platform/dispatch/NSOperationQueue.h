@@ -68,7 +68,7 @@ class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
   std::shared_ptr<DispatchQueue> underlyingQueue_;
 
   mutable Mutex mutex_;
-  std::shared_ptr<DispatchQueue> ownQueue_ GUARDED_BY(mutex_);
+  std::shared_ptr<DispatchQueue> ownQueue_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

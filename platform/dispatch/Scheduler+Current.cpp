@@ -16,7 +16,8 @@ std::atomic<Scheduler*> inForce{nullptr};
 
 struct Installed {
   Mutex mutex;
-  std::vector<std::unique_ptr<Scheduler>> schedulers GUARDED_BY(mutex);  // those that were replaced too
+  // Those that were replaced too.
+  std::vector<std::unique_ptr<Scheduler>> schedulers PLATFORM_GUARDED_BY(mutex);
 };
 
 Installed& installed() {

@@ -37,9 +37,9 @@ class SerialWorker : public std::enable_shared_from_this<SerialWorker> {
   bool isCurrent() const;
 
  private:
-  void startIfNeeded() REQUIRES(mutex_);
+  void startIfNeeded() PLATFORM_REQUIRES(mutex_);
   // Answers whether the thread must be woken, which the caller does when it has let go of the lock.
-  bool takeSleep() REQUIRES(mutex_);
+  bool takeSleep() PLATFORM_REQUIRES(mutex_);
 
   void runOnThread() noexcept;
   // Takes what is queued, and returns when there is some or a timer is due; false when the thread may leave.
@@ -49,14 +49,14 @@ class SerialWorker : public std::enable_shared_from_this<SerialWorker> {
   const std::string label_;
   Mutex mutex_;
   Condition wake_;
-  std::deque<Work> queued_ GUARDED_BY(mutex_);
-  Timers timers_ GUARDED_BY(mutex_);
-  bool started_ GUARDED_BY(mutex_) = false;
-  bool asleep_ GUARDED_BY(mutex_) = false;
-  bool closed_ GUARDED_BY(mutex_) = false;
-  bool busy_ GUARDED_BY(mutex_) = false;
+  std::deque<Work> queued_ PLATFORM_GUARDED_BY(mutex_);
+  Timers timers_ PLATFORM_GUARDED_BY(mutex_);
+  bool started_ PLATFORM_GUARDED_BY(mutex_) = false;
+  bool asleep_ PLATFORM_GUARDED_BY(mutex_) = false;
+  bool closed_ PLATFORM_GUARDED_BY(mutex_) = false;
+  bool busy_ PLATFORM_GUARDED_BY(mutex_) = false;
   Condition idle_;  // signalled for those who wait
-  int idleWaiters_ GUARDED_BY(mutex_) = 0;
+  int idleWaiters_ PLATFORM_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace platform

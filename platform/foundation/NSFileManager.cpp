@@ -21,7 +21,7 @@ namespace {
 
 struct InstalledDirectories {
   Mutex mutex;
-  Directories value GUARDED_BY(mutex);
+  Directories value PLATFORM_GUARDED_BY(mutex);
 };
 
 InstalledDirectories& installed() {

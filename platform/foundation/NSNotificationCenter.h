@@ -44,8 +44,8 @@ class NSNotificationCenter {
     std::shared_ptr<const Observer> observer;
   };
   Mutex mutex_;
-  std::vector<Registration> registrations_ GUARDED_BY(mutex_);
-  std::uint64_t lastToken_ GUARDED_BY(mutex_) = 0;
+  std::vector<Registration> registrations_ PLATFORM_GUARDED_BY(mutex_);
+  std::uint64_t lastToken_ PLATFORM_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace platform

@@ -116,8 +116,8 @@ std::string pathOfSuite(const std::string& preferences, std::string_view suite) 
 // The suites in use by the path of their database, and the standard ones, which are kept.
 struct Suites {
   Mutex mutex;
-  std::map<std::string, std::weak_ptr<NSUserDefaults>> open GUARDED_BY(mutex);
-  std::map<std::string, std::shared_ptr<NSUserDefaults>> standard GUARDED_BY(mutex);
+  std::map<std::string, std::weak_ptr<NSUserDefaults>> open PLATFORM_GUARDED_BY(mutex);
+  std::map<std::string, std::shared_ptr<NSUserDefaults>> standard PLATFORM_GUARDED_BY(mutex);
 };
 
 Suites& suites() {

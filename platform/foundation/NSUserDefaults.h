@@ -67,12 +67,12 @@ class NSUserDefaults {
 
   // The text is the stored form of a value; none removes the key.
   bool store(std::string_view key, std::optional<std::string> text);
-  void writePending() REQUIRES(mutex_);
+  void writePending() PLATFORM_REQUIRES(mutex_);
 
   Mutex mutex_;
-  const std::unique_ptr<UserDefaultsDatabase> database_ PT_GUARDED_BY(mutex_);
+  const std::unique_ptr<UserDefaultsDatabase> database_ PLATFORM_PT_GUARDED_BY(mutex_);
   // What could not be written yet: stored forms, none for a removal. Stands before what the database holds.
-  std::map<std::string, std::optional<std::string>, std::less<>> pending_ GUARDED_BY(mutex_);
+  std::map<std::string, std::optional<std::string>, std::less<>> pending_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

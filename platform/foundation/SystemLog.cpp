@@ -17,7 +17,7 @@ namespace {
 
 struct State {
   Mutex sinkMutex;
-  std::shared_ptr<const SystemLog::Sink> sink GUARDED_BY(sinkMutex);
+  std::shared_ptr<const SystemLog::Sink> sink PLATFORM_GUARDED_BY(sinkMutex);
   // Keeps the lines of this process apart where one write is not enough: a long line into a pipe that is
   // nearly full.
   Mutex streamMutex;

@@ -48,8 +48,8 @@ class NSURLSessionDataTask : public NSURLSessionTask,
   const std::shared_ptr<DispatchQueue> queue_;
 
   mutable Mutex mutex_;
-  State state_ GUARDED_BY(mutex_) = State::suspended;
-  Completion completion_ GUARDED_BY(mutex_);
+  State state_ PLATFORM_GUARDED_BY(mutex_) = State::suspended;
+  Completion completion_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

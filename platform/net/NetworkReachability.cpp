@@ -14,8 +14,8 @@ namespace {
 
 struct Sources {
   Mutex mutex;
-  std::shared_ptr<const NetworkReachability::FlagSource> flags GUARDED_BY(mutex);
-  std::shared_ptr<const NetworkReachability::ChangeSource> changes GUARDED_BY(mutex);
+  std::shared_ptr<const NetworkReachability::FlagSource> flags PLATFORM_GUARDED_BY(mutex);
+  std::shared_ptr<const NetworkReachability::ChangeSource> changes PLATFORM_GUARDED_BY(mutex);
 };
 
 Sources& sources() {

@@ -76,9 +76,9 @@ class NetworkReachability : public std::enable_shared_from_this<NetworkReachabil
 
   const Target target_;
   Mutex mutex_;
-  Callback callback_ GUARDED_BY(mutex_);
-  StopWatching stop_ GUARDED_BY(mutex_);
-  std::optional<Flags> lastFlags_ GUARDED_BY(mutex_);
+  Callback callback_ PLATFORM_GUARDED_BY(mutex_);
+  StopWatching stop_ PLATFORM_GUARDED_BY(mutex_);
+  std::optional<Flags> lastFlags_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

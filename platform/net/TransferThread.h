@@ -32,7 +32,7 @@ class TransferThread {
 
   TransferThread() = default;
   void post(Command command);
-  void launch() REQUIRES(mutex_);
+  void launch() PLATFORM_REQUIRES(mutex_);
 
   void run();
   void setUp();
@@ -46,10 +46,10 @@ class TransferThread {
   int millisecondsToSleep() const;
 
   Mutex mutex_;
-  bool launched_ GUARDED_BY(mutex_) = false;
-  std::vector<Command> commands_ GUARDED_BY(mutex_);
+  bool launched_ PLATFORM_GUARDED_BY(mutex_) = false;
+  std::vector<Command> commands_ PLATFORM_GUARDED_BY(mutex_);
   // Null until the thread has set it up; then constant.
-  CURLM* wakeable_ GUARDED_BY(mutex_) = nullptr;
+  CURLM* wakeable_ PLATFORM_GUARDED_BY(mutex_) = nullptr;
 
   // Of the thread alone.
   CURLM* multi_ = nullptr;

@@ -166,10 +166,10 @@ class WebSocketTask : public NSURLSessionWebSocketTask, public std::enable_share
   std::atomic<bool> isKnown_ = false;
 
   mutable Mutex mutex_;
-  State state_ GUARDED_BY(mutex_) = State::suspended;
-  std::shared_ptr<NSURLResponse> response_ GUARDED_BY(mutex_);
-  CloseCode closeCode_ GUARDED_BY(mutex_) = kCloseCodeInvalid;
-  std::optional<std::string> closeReason_ GUARDED_BY(mutex_);
+  State state_ PLATFORM_GUARDED_BY(mutex_) = State::suspended;
+  std::shared_ptr<NSURLResponse> response_ PLATFORM_GUARDED_BY(mutex_);
+  CloseCode closeCode_ PLATFORM_GUARDED_BY(mutex_) = kCloseCodeInvalid;
+  std::optional<std::string> closeReason_ PLATFORM_GUARDED_BY(mutex_);
 
   // Of the network thread alone.
   WebSocketThread& thread_ = WebSocketThread::shared();

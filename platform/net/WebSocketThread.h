@@ -26,7 +26,7 @@ class WebSocketThread {
   boost::asio::io_context context_{1};
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_{context_.get_executor()};
   Mutex mutex_;
-  bool launched_ GUARDED_BY(mutex_) = false;
+  bool launched_ PLATFORM_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace platform

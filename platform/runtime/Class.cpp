@@ -7,7 +7,8 @@ namespace {
 
 struct ClassTable {
   Mutex mutex;
-  std::unordered_map<std::string_view, Class*> classes GUARDED_BY(mutex);  // keyed by each record's own name
+  // Keyed by each record's own name.
+  std::unordered_map<std::string_view, Class*> classes PLATFORM_GUARDED_BY(mutex);
 };
 
 ClassTable& classTable() {

@@ -80,7 +80,7 @@ class Class {
   std::map<std::string, Key, std::less<>> keys_;
 
   mutable Mutex mutex_;
-  std::unordered_set<SEL> selectors_ GUARDED_BY(mutex_);
+  std::unordered_set<SEL> selectors_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 // Null when no class of this name has been used yet.

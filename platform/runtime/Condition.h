@@ -11,14 +11,14 @@ namespace platform {
 // condition.
 class Condition {
  public:
-  void wait(Mutex& mutex) REQUIRES(mutex) {
+  void wait(Mutex& mutex) PLATFORM_REQUIRES(mutex) {
     std::unique_lock<std::mutex> held(mutex.mutex_, std::adopt_lock);
     condition_.wait(held);
     held.release();
   }
 
   // Returns at the deadline at the latest.
-  void waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point deadline) REQUIRES(mutex) {
+  void waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point deadline) PLATFORM_REQUIRES(mutex) {
     std::unique_lock<std::mutex> held(mutex.mutex_, std::adopt_lock);
     condition_.wait_until(held, deadline);
     held.release();

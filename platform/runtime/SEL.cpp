@@ -9,7 +9,7 @@ namespace {
 
 struct SelectorTable {
   Mutex mutex;
-  std::unordered_set<std::string> names GUARDED_BY(mutex);  // its nodes never move
+  std::unordered_set<std::string> names PLATFORM_GUARDED_BY(mutex);  // its nodes never move
 };
 
 SelectorTable& selectorTable() {

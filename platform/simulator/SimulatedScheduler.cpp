@@ -214,7 +214,7 @@ class SimulatedScheduler::Core {
     work();
   }
 
-  std::optional<Timers::Key> nextTimer(double target) const REQUIRES(mutex_) {
+  std::optional<Timers::Key> nextTimer(double target) const PLATFORM_REQUIRES(mutex_) {
     const RunLoopMode mode = mode_;
     const auto key = timers_.first([mode](const Waiting& waiting) {
       return waiting.mode == mode || waiting.mode == RunLoopMode::Common;
@@ -222,7 +222,7 @@ class SimulatedScheduler::Core {
     return key && key->deadline <= target ? key : std::nullopt;
   }
 
-  void moveTimeTo(double uptime) REQUIRES(mutex_) {
+  void moveTimeTo(double uptime) PLATFORM_REQUIRES(mutex_) {
     if (uptime <= uptime_) return;
     uptime_ = uptime;
     steps_ = 0;
@@ -235,12 +235,12 @@ class SimulatedScheduler::Core {
 
   mutable Mutex mutex_;
   Condition handedOver_;
-  std::deque<Queued> queued_ GUARDED_BY(mutex_);
-  Timers timers_ GUARDED_BY(mutex_);
-  Owner lastOwner_ GUARDED_BY(mutex_) = kMainLoop;
-  RunLoopMode mode_ GUARDED_BY(mutex_) = RunLoopMode::Default;
-  double uptime_ GUARDED_BY(mutex_) = kFirstUptime;
-  double wallClockAhead_ GUARDED_BY(mutex_) = kFirstWallClock - kFirstUptime;
+  std::deque<Queued> queued_ PLATFORM_GUARDED_BY(mutex_);
+  Timers timers_ PLATFORM_GUARDED_BY(mutex_);
+  Owner lastOwner_ PLATFORM_GUARDED_BY(mutex_) = kMainLoop;
+  RunLoopMode mode_ PLATFORM_GUARDED_BY(mutex_) = RunLoopMode::Default;
+  double uptime_ PLATFORM_GUARDED_BY(mutex_) = kFirstUptime;
+  double wallClockAhead_ PLATFORM_GUARDED_BY(mutex_) = kFirstWallClock - kFirstUptime;
 };
 
 class SimulatedScheduler::QueueTimer final : public DispatchTimer {

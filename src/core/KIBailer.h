@@ -42,5 +42,5 @@ class KIBailer {
 
   std::atomic<bool> isBailed_ = false;
   mutable platform::Mutex mutex_;
-  std::optional<std::string> bailedSource_ GUARDED_BY(mutex_);
+  std::optional<std::string> bailedSource_ PLATFORM_GUARDED_BY(mutex_);
 };

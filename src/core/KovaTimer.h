@@ -35,5 +35,5 @@ class KovaTimer : public platform::NSObject {
   std::atomic<bool> isRunning_ = false;
   std::weak_ptr<platform::NSOperationQueue> queue_;
   platform::Mutex mutex_;
-  std::shared_ptr<platform::DispatchTimer> source_ GUARDED_BY(mutex_);
+  std::shared_ptr<platform::DispatchTimer> source_ PLATFORM_GUARDED_BY(mutex_);
 };

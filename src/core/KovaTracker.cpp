@@ -26,7 +26,7 @@ constexpr double kMaximumTouchCacheDuration = 10.0;          // seconds
 
 struct SharedTracker {
   Mutex mutex;
-  std::shared_ptr<KovaTracker> tracker GUARDED_BY(mutex);
+  std::shared_ptr<KovaTracker> tracker PLATFORM_GUARDED_BY(mutex);
 };
 
 SharedTracker& shared() {

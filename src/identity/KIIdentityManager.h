@@ -56,14 +56,14 @@ class KIIdentityManager {
   void resetEventProperties();
 
  private:
-  void refreshUserInfo() REQUIRES(propertyLock_);
+  void refreshUserInfo() PLATFORM_REQUIRES(propertyLock_);
 
   bool didGenerateUserId_ = false;
   mutable platform::Mutex propertyLock_;
-  std::optional<std::string> urlEncodedIdentity_ GUARDED_BY(propertyLock_);
-  std::string userId_ GUARDED_BY(propertyLock_);
+  std::optional<std::string> urlEncodedIdentity_ PLATFORM_GUARDED_BY(propertyLock_);
+  std::string userId_ PLATFORM_GUARDED_BY(propertyLock_);
   // Made when id or identity change, because every message carries it.
-  platform::Dictionary userInfo_ GUARDED_BY(propertyLock_);
+  platform::Dictionary userInfo_ PLATFORM_GUARDED_BY(propertyLock_);
   platform::Dictionary eventProperties_;
   const std::shared_ptr<KovaPersistentStore> persistentStore_;
 };

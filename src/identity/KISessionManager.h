@@ -45,14 +45,14 @@ class KISessionManager {
   void resetSessionWithNewUser(bool isNewUser);
 
  private:
-  void refreshSessionInfo() REQUIRES(propertyLock_);
+  void refreshSessionInfo() PLATFORM_REQUIRES(propertyLock_);
 
   mutable platform::Mutex propertyLock_;
-  std::string sessionId_ GUARDED_BY(propertyLock_);
-  std::optional<platform::Dictionary> sessionPixelProperties_ GUARDED_BY(propertyLock_);
-  std::optional<platform::Dictionary> mostRecentPageviewInfo_ GUARDED_BY(propertyLock_);
+  std::string sessionId_ PLATFORM_GUARDED_BY(propertyLock_);
+  std::optional<platform::Dictionary> sessionPixelProperties_ PLATFORM_GUARDED_BY(propertyLock_);
+  std::optional<platform::Dictionary> mostRecentPageviewInfo_ PLATFORM_GUARDED_BY(propertyLock_);
   // Made when what it consists of changes, because every message carries it.
-  std::optional<platform::Dictionary> sessionInfo_ GUARDED_BY(propertyLock_);
+  std::optional<platform::Dictionary> sessionInfo_ PLATFORM_GUARDED_BY(propertyLock_);
   std::atomic<bool> hasMostRecentPageviewInfo_ = false;
   std::atomic<std::int64_t> zParam_;
 };

@@ -63,7 +63,7 @@ class KovaUploader : public platform::NSObject {
 
   std::atomic<bool> isStopped_ = false;
   mutable platform::Mutex mutex_;
-  std::shared_ptr<KovaTimer> uploadTimer_ GUARDED_BY(mutex_);
+  std::shared_ptr<KovaTimer> uploadTimer_ PLATFORM_GUARDED_BY(mutex_);
 
   // Mutation queue only.
   bool isSendingPixelData_ = false;

@@ -54,12 +54,12 @@ class KITelemetry {
 
   // Covers the fields alone: a report is sent without it, since sending may itself fail and be reported.
   mutable platform::Mutex mutex_;
-  OptOutStatus optOutStatus_ GUARDED_BY(mutex_) = OptOutStatus::Unknown;
-  std::vector<platform::Dictionary> cache_ GUARDED_BY(mutex_);
-  std::optional<platform::Dictionary> sdkMetadata_ GUARDED_BY(mutex_);
-  std::optional<platform::Dictionary> appMetadata_ GUARDED_BY(mutex_);
-  std::optional<platform::Dictionary> deviceMetadata_ GUARDED_BY(mutex_);
-  std::optional<platform::NSURL> baseUrl_ GUARDED_BY(mutex_);
+  OptOutStatus optOutStatus_ PLATFORM_GUARDED_BY(mutex_) = OptOutStatus::Unknown;
+  std::vector<platform::Dictionary> cache_ PLATFORM_GUARDED_BY(mutex_);
+  std::optional<platform::Dictionary> sdkMetadata_ PLATFORM_GUARDED_BY(mutex_);
+  std::optional<platform::Dictionary> appMetadata_ PLATFORM_GUARDED_BY(mutex_);
+  std::optional<platform::Dictionary> deviceMetadata_ PLATFORM_GUARDED_BY(mutex_);
+  std::optional<platform::NSURL> baseUrl_ PLATFORM_GUARDED_BY(mutex_);
 
   std::optional<platform::NSDate> lastTimeSinceEmptyBodyRequestBatch_;
   std::int32_t emptyBodyRequestCount_ = 0;

@@ -111,7 +111,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   std::optional<std::uint64_t> acceptedPairing() const;
   // The code of the pairing; empty when it is not the current one, or when another code is asked about.
   std::string acceptedCode(std::uint64_t pairing) const;
-  bool isAcceptedCodeCurrent() const REQUIRES(mutex_);
+  bool isAcceptedCodeCurrent() const PLATFORM_REQUIRES(mutex_);
   Context captureScreen(platform::UIView* view, const KICaptureContext& tracker) const;
 
   // Connecting.
@@ -155,7 +155,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   void takeBackQuestion();
   void setIdleTimerDisabled(bool disabled);
   // Whether the request's connection is the one that is open. setPairCode keeps the code if so.
-  bool isOpen(const PairRequest& request) const REQUIRES(mutex_);
+  bool isOpen(const PairRequest& request) const PLATFORM_REQUIRES(mutex_);
   bool setPairCode(const PairRequest& request);
 
   std::shared_ptr<KovaEventVisualizer> retained();
@@ -184,12 +184,12 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   std::optional<double> replacedAt_;                  // uptime, in seconds
 
   mutable platform::Mutex mutex_;
-  std::weak_ptr<Session> openConnection_ GUARDED_BY(mutex_);
-  std::string deviceId_ GUARDED_BY(mutex_);
-  std::string pairCode_ GUARDED_BY(mutex_);                       // pending or accepted; empty for none
-  std::string acceptedCode_ GUARDED_BY(mutex_);                   // empty for none
-  std::uint64_t pairing_ GUARDED_BY(mutex_) = 0;                  // how often was accepted
-  std::optional<PairRequest> waitingRequest_ GUARDED_BY(mutex_);  // for the main thread
-  std::shared_ptr<KovaTimer> retryTimer_ GUARDED_BY(mutex_);
-  std::uint64_t retryNumber_ GUARDED_BY(mutex_) = 0;
+  std::weak_ptr<Session> openConnection_ PLATFORM_GUARDED_BY(mutex_);
+  std::string deviceId_ PLATFORM_GUARDED_BY(mutex_);
+  std::string pairCode_ PLATFORM_GUARDED_BY(mutex_);       // pending or accepted; empty for none
+  std::string acceptedCode_ PLATFORM_GUARDED_BY(mutex_);   // empty for none
+  std::uint64_t pairing_ PLATFORM_GUARDED_BY(mutex_) = 0;  // how often was accepted
+  std::optional<PairRequest> waitingRequest_ PLATFORM_GUARDED_BY(mutex_);  // for the main thread
+  std::shared_ptr<KovaTimer> retryTimer_ PLATFORM_GUARDED_BY(mutex_);
+  std::uint64_t retryNumber_ PLATFORM_GUARDED_BY(mutex_) = 0;
 };
