@@ -228,34 +228,6 @@ test('a lost connection is said with what to do, and mends itself', async (t) =>
   await dashboard.showsEvent('Pay');
 });
 
-test('a narrow window cuts nothing off to the right, and the state of the connection stays in sight', async (t) => {
-  const dashboard = await Dashboard.open(t, browser);
-  const { page } = dashboard;
-  const isInSight = async (width) => {
-    await page.setViewportSize({ width, height: 700 });
-    const outside = await page.evaluate(() =>
-      [...document.querySelectorAll('.bar, #connection, #devices, .device > *, #stage, #timeline, #detail')]
-        .filter((element) => element.checkVisibility() && element.getBoundingClientRect().right > innerWidth)
-        .map((element) => element.id || element.className),
-    );
-    assert.deepEqual(outside, [], `at ${width}`);
-    assert.ok((await page.locator('#connection').boundingBox()).y < 52);
-  };
-  const widths = [960, 800, 420];
-  for (const width of widths) await isInSight(width);
-  const app = await dashboard.pairedApp({ name: 'The longest name that anybody ever gave to a telephone' });
-  t.after(() => app.close());
-  app.touch();
-  await dashboard.showsEvent('Add to basket');
-  for (const width of widths) await isInSight(width);
-  await page.locator('.outline.target').scrollIntoViewIfNeeded();
-  await isInSight(420);
-  await dashboard.outlines('.outline.target', buttonBox);
-  await dashboard.stopService();
-  await dashboard.shows('#connection', 'Not connected');
-  for (const width of widths) await isInSight(width);
-});
-
 test('the keyboard alone: move, follow, search, filter, and walk the ancestry', async (t) => {
   const dashboard = await Dashboard.open(t, browser, { width: 900, height: 640 });
   const { page } = dashboard;

@@ -2,6 +2,7 @@
 
 import assert from 'node:assert/strict';
 import { createRequire } from 'node:module';
+import { fileURLToPath } from 'node:url';
 import { Service } from '../../../tools/capture-service/lib/service.mjs';
 import { ScriptedApp } from '../support/scripted-app.mjs';
 
@@ -9,7 +10,13 @@ const { chromium } = createRequire(new URL('../../../tools/capture-service/packa
   'playwright-core',
 );
 
-export const launchBrowser = () => chromium.launch({ executablePath: '/usr/bin/chromium', args: ['--no-sandbox'] });
+/** A browser that sees these fonts and no other of the machine's: 'wide' or 'narrow', a file each in support/fonts. */
+export const launchBrowser = (fonts = 'wide') =>
+  chromium.launch({
+    executablePath: '/usr/bin/chromium',
+    args: ['--no-sandbox'],
+    env: { ...process.env, FONTCONFIG_FILE: fileURLToPath(new URL(`../support/fonts/${fonts}.conf`, import.meta.url)) },
+  });
 
 /** A dashboard in a browser, with a service that can be stopped and started again on the same port. */
 export class Dashboard {
@@ -21,24 +28,27 @@ export class Dashboard {
   static async open(t, browser, { width = 1280, height = 800 } = {}) {
     const dashboard = new Dashboard();
     await dashboard.startService();
-    const context = await browser.newContext({
-      viewport: { width, height },
-      permissions: ['clipboard-read', 'clipboard-write'],
-    });
-    context.setDefaultTimeout(15_000);
-    dashboard.page = await context.newPage();
-    dashboard.page.on('pageerror', (error) => {
-      t.diagnostic(`the page raised: ${error.message}`);
-      dashboard.#errors.push(error.message);
-    });
     t.after(async () => {
-      await context.close();
       await dashboard.stopService();
       assert.deepEqual(dashboard.#errors, []);
     });
-    await dashboard.page.goto(`${dashboard.url}/visualizer/`);
-    await dashboard.shows('#connection', 'Live');
+    dashboard.page = await dashboard.pageIn(t, browser, { width, height });
     return dashboard;
+  }
+
+  /** One more page of the same service. */
+  async pageIn(t, browser, viewport) {
+    const context = await browser.newContext({ viewport, permissions: ['clipboard-read', 'clipboard-write'] });
+    t.after(() => context.close());
+    context.setDefaultTimeout(15_000);
+    const page = await context.newPage();
+    page.on('pageerror', (error) => {
+      t.diagnostic(`the page raised: ${error.message}`);
+      this.#errors.push(error.message);
+    });
+    await page.goto(`${this.url}/visualizer/`);
+    await page.locator('#connection', { hasText: 'Live' }).waitFor();
+    return page;
   }
 
   async startService() {

@@ -1,0 +1,128 @@
+// No pane's content leaves its pane, at any width of window, in the widest and the narrowest of the usual fonts.
+
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+import { ScriptedApp, buttonBox } from '../support/scripted-app.mjs';
+import { Dashboard, launchBrowser } from './support.mjs';
+
+const SETS = ['wide', 'narrow'];
+const FONTS = ['DejaVu Sans', 'Liberation Sans Narrow']; // theirs
+const WIDTHS = [
+  [360, 390, 412, 420, 480, 560, 600, 640, 700, 701, 768, 800, 900, 960, 1000, 1001, 1024, 1100, 1180, 1280, 1366],
+  [1424, 1440, 1500, 1600, 1680, 1920],
+];
+const SIZES = WIDTHS.flatMap((widths, large) => widths.map((width) => ({ width, height: large ? 900 : 720 })));
+const LONG_NAME = 'The longest name that anybody ever gave to a telephone';
+const NO_PICTURES = { full_image_data: undefined, image_data: undefined };
+
+let browsers;
+before(async () => {
+  browsers = await Promise.all(SETS.map(launchBrowser));
+});
+after(() => Promise.all(browsers.map((browser) => browser.close())));
+
+/** What lies outside its pane, or touches a control beside it, in words. Runs in the page. */
+function faults() {
+  const PANES = '.bar, #outage, #devices, .device, #stage, .tile, .connect-card, #timeline, .toolbar, #detail, .tabs';
+  const found = [];
+
+  const nameOf = (node) => node.id || node.className || node.textContent.slice(0, 30);
+  const hasText = (node) => [...node.childNodes].some((child) => child.nodeType === Node.TEXT_NODE);
+  const textOf = (node) => {
+    const range = document.createRange();
+    range.selectNodeContents(node);
+    return range;
+  };
+  const noteTouch = (one, other) => {
+    const apart = (first, second) => second.left - first.right >= 4 || second.top - first.bottom >= 4;
+    if (!apart(one.extent, other.extent) && !apart(other.extent, one.extent))
+      found.push(`${one.name} touches ${other.name}`);
+  };
+  /** Down to what cuts or scrolls its own content, which may then be of any size. */
+  const look = (node, pane, controls) => {
+    if (!node.checkVisibility() || node.matches('svg, .visually-hidden')) return;
+    const name = nameOf(node);
+    const isPane = node.matches(PANES);
+    const isControl = node.matches('button, input, select');
+    const { overflowX, overflowY } = getComputedStyle(node);
+    const isWhole = isPane || isControl || overflowX !== 'visible';
+    const extent = (!isWhole && hasText(node) ? textOf(node) : node).getBoundingClientRect();
+    const by = Math.max(pane.left - extent.left, extent.right - pane.right, extent.bottom - pane.bottom);
+    if (by > 0.5) found.push(`${name} leaves ${pane.name} by ${Math.ceil(by)}`);
+    if (isControl) {
+      for (const other of controls) noteTouch({ name, extent }, other);
+      controls.push({ name, extent });
+    }
+    if (isWhole && !isPane) return;
+    const { left, right } = extent;
+    const inside = isPane ? { name, left, right, bottom: overflowY === 'visible' ? extent.bottom : Infinity } : pane;
+    for (const child of node.children) look(child, inside, isPane ? [] : controls);
+  };
+  const page = { name: 'the window', left: 0, right: innerWidth, bottom: Infinity };
+  for (const top of document.querySelectorAll('.bar, #outage, #devices, #main > *')) look(top, page, []);
+  return found;
+}
+
+async function fontOfTheTitle(page) {
+  const tools = await page.context().newCDPSession(page);
+  await tools.send('DOM.enable');
+  await tools.send('CSS.enable');
+  const { root } = await tools.send('DOM.getDocument');
+  const { nodeId } = await tools.send('DOM.querySelector', { nodeId: root.nodeId, selector: 'h1' });
+  const { fonts } = await tools.send('CSS.getPlatformFontsForNode', { nodeId });
+  return fonts.map(({ familyName }) => familyName).join();
+}
+
+test('no pane’s content leaves its pane, from 360 to 1920 pixels, in wide and in narrow fonts', async (t) => {
+  const dashboard = await Dashboard.open(t, browsers[0]);
+  const pages = [dashboard.page, await dashboard.pageIn(t, browsers[1])];
+  const inEach = (act) => Promise.all(pages.map(act));
+  const show = (selector, hasText) => inEach((page) => page.locator(selector, { hasText }).waitFor());
+  const holds = async (state) => {
+    const wrong = {};
+    await inEach(async (page, index) => {
+      for (const size of SIZES) {
+        await page.setViewportSize(size);
+        const found = await page.evaluate(faults);
+        if (found.length > 0) wrong[`${FONTS[index]}, ${size.width} x ${size.height}`] = found;
+      }
+    });
+    assert.deepEqual(wrong, {}, state);
+  };
+
+  assert.deepEqual(await inEach(fontOfTheTitle), FONTS);
+  await holds('no device');
+
+  const ada = await dashboard.pairedApp();
+  t.after(() => ada.close());
+  await show('#stage h2', 'Paired with');
+  await holds('one device');
+
+  for (let left = 500; left > 0; left--) ada.touch(left > 1 ? NO_PICTURES : {});
+  await show('.foot .count', 'the last 500 events');
+  await holds('one device, 500 events');
+
+  await dashboard.page.getByRole('button', { name: 'Clear' }).click();
+  const other = await ScriptedApp.start(dashboard.url, { name: LONG_NAME, deviceId: '2', accepts: false });
+  t.after(() => other.close());
+  await dashboard.card(LONG_NAME).getByRole('button', { name: /^Pair/ }).click();
+  await show('#stage .code');
+  await holds('two devices, the second was asked');
+
+  other.accept();
+  await show('.device[data-state="paired"] h3', LONG_NAME);
+  for (let left = 500; left > 0; left--) ada.touch(left > 1 ? NO_PICTURES : {});
+  other.touch();
+  await show('.row-device', LONG_NAME);
+  await inEach((page) => page.getByRole('button', { name: 'Touch' }).click());
+  await show('.foot .count', '500 of the last 500 events');
+  await holds('two devices, 500 events');
+
+  await dashboard.page.setViewportSize({ width: 420, height: 700 });
+  await dashboard.page.locator('.outline.target').scrollIntoViewIfNeeded();
+  await dashboard.outlines('.outline.target', buttonBox);
+
+  await dashboard.stopService();
+  await show('#connection', 'Not connected');
+  await holds('no service');
+});
