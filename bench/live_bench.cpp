@@ -1,6 +1,6 @@
-// A paired app that is tapped 20 times a second for a minute, before a dashboard in a process of its own:
-// each touch arrives with its pictures, in order, and memory stays flat. Fails when one of that does not
-// hold.
+// A paired app with photographs on its screen that is tapped 20 times a second for a minute, before a
+// dashboard in a process of its own: each touch arrives with its pictures, in order, and memory stays flat.
+// Fails when one of that does not hold.
 
 #include <Kova/KovaAutocaptureEnrichmentDelegate.h>
 #include <sys/wait.h>
@@ -95,7 +95,7 @@ int main() {
   options->setTestOnlySkipEVPairingDialog(true);
   options->setAutocaptureEnrichmentDelegate(numbers);
   Kova::initialize(bench::kEnvironment, options);
-  const bench::Catalog catalog;
+  const bench::Catalog catalog(bench::Pictures::Photographs);
   MainRunLoop& loop = ThreadScheduler::installed().ownRunLoop();
   Kova::startEVPairing();
   const auto asked = bench::Clock::now();

@@ -39,28 +39,15 @@ void writeFile(const std::string& path, const Image& image) {
   std::ofstream(path, std::ios::binary) << image.PNGRepresentation();
 }
 
-}  // namespace
-
-// With the name of a folder, also writes the pictures there.
-int main(int argc, char** argv) {
+double capturing(const bench::Catalog& catalog, const KovaOptions& options) {
   using Quality = KIScreenshot::Quality;
-  const bench::Host host(false);
-  const auto options = bench::Host::options();
-  Kova::initialize(bench::kEnvironment, options);
-  const bench::Catalog catalog;
   UIView& card = *catalog.controller->firstCard();
   const KovaTracker& tracker = *KovaTracker::sharedTracker();
-
-  const auto context = KovaEventVisualizerContext::create(&card, tracker, *options);
+  const auto context = KovaEventVisualizerContext::create(&card, tracker, options);
   const Image& screen = *context->fullImage();
-  if (argc > 1) {
-    writeFile(std::string(argv[1]) + "/screen.png", screen);
-    writeFile(std::string(argv[1]) + "/crop.png", *context->croppedImage());
-  }
   const double copy = plainCopy(screen);
   std::printf("%d x %d pixels\n", screen.width(), screen.height());
   bench::printLine("plain copy of the screen's bytes", copy, "ms", "-");
-
   const auto picture = [&](Quality quality) {
     return milliseconds([quality] { KIScreenshot::captureScreenWithHighQuality(quality); });
   };
@@ -69,8 +56,14 @@ int main(int argc, char** argv) {
   print("picture of a card", milliseconds([&] { KIScreenshot::captureView(card, Quality::High); }), copy,
         "-");
   print("both, and the card's ancestry: all that a touch costs more",
-        milliseconds([&] { KovaEventVisualizerContext::create(&card, tracker, *options); }), copy, "<= 8");
+        milliseconds([&] { KovaEventVisualizerContext::create(&card, tracker, options); }), copy, "<= 8");
+  return copy;
+}
 
+void encoding(const bench::Catalog& catalog, const KovaOptions& options, double copy) {
+  UIView& card = *catalog.controller->firstCard();
+  const auto context = KovaEventVisualizerContext::create(&card, *KovaTracker::sharedTracker(), options);
+  const Image& screen = *context->fullImage();
   const std::string png = screen.PNGRepresentation();
   std::printf("%zu bytes of PNG, %zu of the card's\n", png.size(),
               context->croppedImage()->PNGRepresentation().size());
@@ -78,4 +71,30 @@ int main(int argc, char** argv) {
         milliseconds([&] { context->transmittableDictionary(); }), copy, "<= 30");
   print("  of it: PNG of the screen", milliseconds([&] { screen.PNGRepresentation(); }), copy, "-");
   print("  of it: Base64 of the screen's PNG", milliseconds([&] { base64EncodedString(png); }), copy, "-");
+}
+
+// Into the folder, when one is named.
+void writePictures(const bench::Catalog& catalog, const KovaOptions& options, const std::string& folder) {
+  if (folder.empty()) return;
+  UIView& card = *catalog.controller->firstCard();
+  const auto context = KovaEventVisualizerContext::create(&card, *KovaTracker::sharedTracker(), options);
+  writeFile(folder + "/screen.png", *context->fullImage());
+  writeFile(folder + "/crop.png", *context->croppedImage());
+}
+
+}  // namespace
+
+// With the name of a folder, also writes the pictures with photographs there.
+int main(int argc, char** argv) {
+  const bench::Host host(false);
+  const auto options = bench::Host::options();
+  Kova::initialize(bench::kEnvironment, options);
+  const bench::Catalog drawn(bench::Pictures::Drawn);
+  const double copy = capturing(drawn, *options);
+  std::printf("Drawn pictures: ");
+  encoding(drawn, *options, copy);
+  const bench::Catalog photographs(bench::Pictures::Photographs);
+  std::printf("Photographs: ");
+  encoding(photographs, *options, copy);
+  writePictures(photographs, *options, argc > 1 ? argv[1] : "");
 }

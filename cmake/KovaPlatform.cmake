@@ -6,7 +6,7 @@ add_library(KovaPlatform ${layer_objects})
 add_library(Kova::Platform ALIAS KovaPlatform)
 kova_compile_options(KovaPlatform)
 target_link_libraries(KovaPlatform PRIVATE PkgConfig::utf8proc SQLite::SQLite3 OpenSSL::SSL OpenSSL::Crypto CURL::libcurl
-                                           PkgConfig::cairo PkgConfig::pangocairo
+                                           PkgConfig::cairo PkgConfig::pangocairo PkgConfig::libpng
                                    PUBLIC Threads::Threads)
 target_include_directories(
   KovaPlatform PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kova>)

@@ -44,6 +44,8 @@ class Image {
   // The colour as it was before multiplication by alpha; clear outside of the image.
   Color colorAtPixel(int x, int y) const;
 
+  // Written for speed: a few times faster than a file of the least size. Throws std::bad_alloc when memory
+  // does not suffice.
   std::string PNGRepresentation() const;
   // The whole image drawn into another size, at the same scale. Null when that size is not possible.
   std::shared_ptr<const Image> scaledTo(CGSize points) const;
