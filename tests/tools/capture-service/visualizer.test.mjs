@@ -184,18 +184,20 @@ test('an event counts only from the device that was asked, once it accepted with
   assert.deepEqual([service.lines.filter(Boolean), page.events.length], [[], 1]);
 });
 
-test('pages of other origins and names of other hosts are turned away', limits, async (t) => {
+test('pages of other sites and names of other hosts are turned away', limits, async (t) => {
   const service = await startVisualizer(t);
   const polling = '/socko/?EIO=4&transport=polling';
   const { port } = new URL(service.url);
-  const own = { Origin: `http://localhost:${port}`, Host: `LocalHost:${port}` };
-  const foreign = [{ Origin: 'http://example.com' }, { Origin: 'null' }, { Host: `example.com:${port}` }];
+  const own = { Origin: `http://localhost:${port}`, Host: `LocalHost:${port}`, 'Sec-Fetch-Site': 'same-origin' };
+  const foreign = ['cross-site', 'same-site', 'unheard-of'].map((site) => ({ 'Sec-Fetch-Site': site }));
+  foreign.push({ Origin: 'http://example.com' }, { Origin: 'null' }, { Host: `example.com:${port}` });
   for (const path of ['/visualizer/', '/visualizer/qr.svg?appId=11', polling]) {
     for (const headers of foreign) assert.equal((await service.send('GET', path, undefined, headers)).status, 403, path);
     assert.equal((await service.send('GET', path, undefined, own)).status, 200, path);
   }
   for (const headers of foreign) assert.deepEqual(await upgrade(service.url, headers), { status: 403 });
   assert.equal((await upgrade(service.url, own)).status, 101);
+  assert.equal((await service.send('GET', '/visualizer/', undefined, { 'Sec-Fetch-Site': 'none' })).status, 200);
 
   const qr = await service.get('/visualizer/qr.svg?appId=11');
   assert.match(qr.text, /^<svg /);

@@ -56,6 +56,18 @@ test('from an empty page over the pair code to a tap with its picture, box, ance
   assert.deepEqual(JSON.parse(await page.evaluate(() => navigator.clipboard.readText())), message);
 });
 
+test('a browser that keeps nothing for the page shows it all the same', async (t) => {
+  const before = () =>
+    Object.defineProperty(globalThis, 'localStorage', {
+      get() {
+        throw new DOMException('Access is denied', 'SecurityError');
+      },
+    });
+  const dashboard = await Dashboard.open(t, browser, { envId: null, before });
+  await dashboard.page.locator('#stage input').fill('42');
+  await dashboard.shows('#stage .deep-link', 'kova-42://1/launch-ev');
+});
+
 test('a reload loses nothing, and what is cleared is gone', async (t) => {
   const dashboard = await Dashboard.open(t, browser);
   const app = await dashboard.pairedApp();

@@ -22,22 +22,24 @@ export const launchBrowser = (fonts = 'wide') =>
 export class Dashboard {
   url;
   page;
+  #envId;
   #service;
   #errors = [];
 
-  static async open(t, browser, { width = 1280, height = 800 } = {}) {
+  static async open(t, browser, { width = 1280, height = 800, envId = '11', before } = {}) {
     const dashboard = new Dashboard();
+    dashboard.#envId = envId;
     await dashboard.startService();
     t.after(async () => {
       await dashboard.stopService();
       assert.deepEqual(dashboard.#errors, []);
     });
-    dashboard.page = await dashboard.pageIn(t, browser, { width, height });
+    dashboard.page = await dashboard.pageIn(t, browser, { width, height }, before);
     return dashboard;
   }
 
-  /** One more page of the same service. */
-  async pageIn(t, browser, viewport) {
+  /** One more page of the same service; `before` runs in it ahead of its own scripts. */
+  async pageIn(t, browser, viewport, before = () => {}) {
     const context = await browser.newContext({ viewport, permissions: ['clipboard-read', 'clipboard-write'] });
     t.after(() => context.close());
     context.setDefaultTimeout(15_000);
@@ -46,13 +48,14 @@ export class Dashboard {
       t.diagnostic(`the page raised: ${error.message}`);
       this.#errors.push(error.message);
     });
+    await page.addInitScript(before);
     await page.goto(`${this.url}/visualizer/`);
     await page.locator('#connection', { hasText: 'Live' }).waitFor();
     return page;
   }
 
   async startService() {
-    this.#service = new Service({ visualizer: { envId: '11' } });
+    this.#service = new Service({ visualizer: { envId: this.#envId } });
     this.url = await this.#service.start(this.url ? Number(new URL(this.url).port) : 0);
   }
 

@@ -2,6 +2,7 @@
 
 import { copyButton } from './copy.mjs';
 import { el, setText } from './dom.mjs';
+import { remember, remembered } from './remembered.mjs';
 
 const REMEMBERED_ID = 'environment-id';
 
@@ -28,9 +29,9 @@ export class ConnectCard {
   constructor(store) {
     this.#store = store;
     const input = el('input', { inputmode: 'numeric', autocomplete: 'off', placeholder: 'digits only' });
-    input.value = localStorage.getItem(REMEMBERED_ID) ?? '';
+    input.value = remembered(REMEMBERED_ID) ?? '';
     input.addEventListener('input', () => {
-      localStorage.setItem(REMEMBERED_ID, input.value);
+      remember(REMEMBERED_ID, input.value);
       this.render();
     });
     this.#field = el(
