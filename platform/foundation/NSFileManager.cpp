@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <utility>
@@ -18,6 +19,9 @@
 namespace platform {
 
 namespace {
+
+constexpr mode_t kFileMode = 0600;
+constexpr mode_t kDirectoryMode = 0700;
 
 struct InstalledDirectories {
   Mutex mutex;
@@ -57,7 +61,7 @@ bool writeAll(int file, std::string_view contents) {
 }
 
 bool writeNewFile(const std::string& path, std::string_view contents) {
-  FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
   if (!file.isOpen()) return false;
   return writeAll(file.number(), contents) && file.close();
 }
@@ -69,6 +73,13 @@ NSError posixError(int code, const std::string& path) {
 
 NSDate dateOf(const statx_timestamp& time) {
   return NSDate::withTimeIntervalSince1970(static_cast<double>(time.tv_sec) + time.tv_nsec * 1e-9);
+}
+
+double secondsSince(const statx_timestamp& time) {
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME, &now);
+  return static_cast<double>(now.tv_sec - time.tv_sec) +
+         (now.tv_nsec - static_cast<long>(time.tv_nsec)) * 1e-9;
 }
 
 }  // namespace
@@ -112,14 +123,17 @@ std::variant<FileAttributes, NSError> NSFileManager::attributes(const std::strin
   attributes.kind = S_ISDIR(facts.stx_mode) ? FileKind::Directory : FileKind::File;
   attributes.size = facts.stx_size;
   attributes.modificationDate = dateOf(facts.stx_mtime);
+  attributes.secondsSinceModification = secondsSince(facts.stx_mtime);
   attributes.creationDate = dateOf((facts.stx_mask & STATX_BTIME) ? facts.stx_btime : facts.stx_mtime);
   return attributes;
 }
 
 bool NSFileManager::createDirectory(const std::string& path, bool withIntermediates) const {
-  if (!withIntermediates) return ::mkdir(path.c_str(), 0755) == 0;
-  std::error_code failure;
-  std::filesystem::create_directories(path, failure);
+  if (!withIntermediates) return ::mkdir(path.c_str(), kDirectoryMode) == 0;
+  for (std::size_t end = 0; end != std::string::npos;) {
+    end = path.find('/', end + 1);
+    ::mkdir(path.substr(0, end).c_str(), kDirectoryMode);
+  }
   return fileExists(path) == FileKind::Directory;
 }
 
@@ -171,6 +185,11 @@ bool NSFileManager::removeItem(const std::string& path) const {
   std::error_code failure;
   const std::uintmax_t removed = std::filesystem::remove_all(path, failure);
   return !failure && removed > 0;
+}
+
+bool NSFileManager::isDeletableFile(const std::string& path) const {
+  const std::string parent = path.substr(0, path.find_last_of('/') + 1);
+  return ::access(parent.c_str(), W_OK | X_OK) == 0;
 }
 
 }  // namespace platform

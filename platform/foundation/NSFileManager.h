@@ -38,11 +38,14 @@ struct FileAttributes {
   // The last modification, on file systems that do not keep the time of creation.
   NSDate creationDate;
   NSDate modificationDate;
+  // By the clock that dates files, which need not be the scheduler's. Negative when it was set back
+  // meanwhile.
+  double secondsSinceModification = 0;
 };
 
 // Operations on files, by path. Holds no state: any thread, and several instances do not know of each other.
 // Nothing throws but for want of memory; a failure is the answer false, none, or an NSError of the POSIX
-// domain.
+// domain. What is made is for the user alone, files 0600 and directories 0700; what exists keeps its mode.
 class NSFileManager {
  public:
   // The directory of the user domain, whether it exists or not.
@@ -64,6 +67,8 @@ class NSFileManager {
   // A directory goes with all that it holds; of a symbolic link, the link. False when there was nothing to
   // remove.
   bool removeItem(const std::string& path) const;
+  // Whether the directory that it stands in lets go of it; no promise.
+  bool isDeletableFile(const std::string& path) const;
 };
 
 }  // namespace platform

@@ -17,16 +17,26 @@ namespace platform {
 namespace {
 
 constexpr int kBusyTimeoutMilliseconds = 5000;
+constexpr mode_t kFileMode = 0600;
 
 // After a commit the log is in the file system's hands, which the death of a process leaves alone; the disk
 // is waited for only when the log is copied back into the database. A process that ends leaves its log
 // behind, and the next one reads it whole before anything else: 300 pages, about 1.2 MB, take it less than
-// half a millisecond. The cache is bounded at 128 KiB.
+// half a millisecond; what a large value made longer is cut to that at its next round. The cache is bounded
+// at 128 KiB.
 constexpr const char* kConnectionSettings =
-    "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-128; PRAGMA wal_autocheckpoint=300";
+    "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-128; PRAGMA wal_autocheckpoint=300;"
+    "PRAGMA journal_size_limit=1228800";
 
-// The answer of connect() for a database without our table: sound, but not made yet.
+constexpr const char* kSelect = "SELECT value FROM defaults WHERE key = ?1";
+constexpr const char* kUpsert =
+    "INSERT INTO defaults(key, value) VALUES(?1, ?2)"
+    " ON CONFLICT(key) DO UPDATE SET value = excluded.value";
+constexpr const char* kDelete = "DELETE FROM defaults WHERE key = ?1";
+
+// What preparing our statements answers for a sound database whose table is missing, or is another's.
 constexpr int kTableMissing = SQLITE_ERROR;
+constexpr int kTableForeign = SQLITE_ERROR;
 
 // Held while databases of a directory are opened (shared) or made and moved (exclusive). SQLite finds a log
 // by its name: without this lock, a process could join an old database to the log of a new one.
@@ -114,9 +124,7 @@ bool UserDefaultsDatabase::write(std::string_view key, const std::optional<std::
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (!ensureOpen()) return false;
     Statement& kept = text ? upsert_ : delete_;
-    int code = prepare(kept, text ? "INSERT INTO defaults(key, value) VALUES(?1, ?2)"
-                                    " ON CONFLICT(key) DO UPDATE SET value = excluded.value"
-                                  : "DELETE FROM defaults WHERE key = ?1");
+    int code = prepare(kept, text ? kUpsert : kDelete);
     if (code == SQLITE_OK) {
       bindText(kept.get(), 1, key);
       if (text) code = bindText(kept.get(), 2, *text);
@@ -145,12 +153,11 @@ bool UserDefaultsDatabase::ensureOpen() {
   }
   DirectoryLock making(directory_, LOCK_EX);
   // Another process may have made or replaced it meanwhile.
-  int code = connect();
-  if (isDamage(code)) {
-    moveAside();
-    code = connect();
+  int code = connectOrMake();
+  if (isDamage(code) || code == kTableForeign || NSFileManager().fileExists(path_) == FileKind::Directory) {
+    moveAside(isDamage(code) ? "is damaged" : "is another's");
+    code = connectOrMake();
   }
-  if (code == kTableMissing) code = createTable();
   if (code == SQLITE_OK) return true;
   report(code, connection_ ? sqlite3_errmsg(connection_.get()) : sqlite3_errstr(code));
   if (connectImmutable() == SQLITE_OK) return true;
@@ -162,9 +169,16 @@ int UserDefaultsDatabase::connect() {
   close();
   // SQLite would take a database that was cut to nothing for a new one, and delete its log.
   if (sizeOf(path_) == 0 && sizeOf(path_ + "-wal") > 0) return SQLITE_CORRUPT;
+  // SQLite gives its log and index the mode of the database, which it would let everybody read.
+  const int made = ::open(path_.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
+  if (made >= 0) ::close(made);
   const int code = open(path_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-  if (code != SQLITE_OK) return code;
-  return prepare(select_, "SELECT value FROM defaults WHERE key = ?1");
+  return code == SQLITE_OK ? prepareAll() : code;
+}
+
+int UserDefaultsDatabase::connectOrMake() {
+  const int code = connect();
+  return code == kTableMissing ? createTable() : code;
 }
 
 int UserDefaultsDatabase::open(const std::string& name, int flags) {
@@ -185,8 +199,7 @@ int UserDefaultsDatabase::createTable() {
   const int code = execute(
       "PRAGMA journal_mode=WAL;"
       "CREATE TABLE IF NOT EXISTS defaults(key TEXT PRIMARY KEY NOT NULL, value TEXT NOT NULL)");
-  if (code != SQLITE_OK) return code;
-  return prepare(select_, "SELECT value FROM defaults WHERE key = ?1");
+  return code == SQLITE_OK ? prepareAll() : code;
 }
 
 // Where nothing can be created, SQLite cannot share a database with a log; but nobody else can write to it
@@ -200,8 +213,7 @@ int UserDefaultsDatabase::connectImmutable() {
     c == '/' ? name += c : name += escaped;
   }
   const int code = open(name + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
-  if (code != SQLITE_OK) return code;
-  return prepare(select_, "SELECT value FROM defaults WHERE key = ?1");
+  return code == SQLITE_OK ? prepare(select_, kSelect) : code;
 }
 
 void UserDefaultsDatabase::close() {
@@ -220,7 +232,7 @@ bool UserDefaultsDatabase::isStale() const {
 // The connection is closed after the files have moved: SQLite sees that, and neither writes the log into the
 // damaged file nor deletes it. The database itself goes last, so that its log never stands alone under the
 // old name.
-void UserDefaultsDatabase::moveAside() {
+void UserDefaultsDatabase::moveAside(std::string_view fault) {
   const NSFileManager files;
   const std::string stem = path_ + ".corrupt-" + timeForFileName();
   std::string aside = stem;
@@ -231,15 +243,22 @@ void UserDefaultsDatabase::moveAside() {
   }
   close();
   if (moved) {
-    reports_.push_back("NSUserDefaults: the database " + path_ + " is damaged. It was moved to " + aside +
-                       ", and a new one begun.");
+    reports_.push_back("NSUserDefaults: the database " + path_ + " " + std::string(fault) +
+                       ". It was moved to " + aside + ", and a new one begun.");
   } else {
-    report(SQLITE_CORRUPT, "it is damaged and cannot be moved aside");
+    report(SQLITE_CORRUPT, "it " + std::string(fault) + " and cannot be moved aside");
   }
 }
 
 int UserDefaultsDatabase::execute(const char* statements) {
   return sqlite3_exec(connection_.get(), statements, nullptr, nullptr, nullptr);
+}
+
+int UserDefaultsDatabase::prepareAll() {
+  int code = prepare(select_, kSelect);
+  if (code == SQLITE_OK) code = prepare(upsert_, kUpsert);
+  if (code == SQLITE_OK) code = prepare(delete_, kDelete);
+  return code;
 }
 
 int UserDefaultsDatabase::prepare(Statement& statement, const char* text) {
@@ -254,7 +273,7 @@ int UserDefaultsDatabase::prepare(Statement& statement, const char* text) {
 bool UserDefaultsDatabase::overcome(int code) {
   if (isDamage(code)) {
     DirectoryLock moving(directory_, LOCK_EX);
-    if (!isStale()) moveAside();
+    if (!isStale()) moveAside("is damaged");
     close();
     return true;
   }

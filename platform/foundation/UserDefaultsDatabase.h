@@ -15,10 +15,11 @@ namespace platform {
 
 // The database file behind one suite of user defaults: texts by key, in SQLite with a write-ahead log.
 //
-// Opened at the first use and whenever the file at the path is no longer the one that was opened. A damaged
-// database is moved aside, a new one begun, and the operation tried again. What cannot be done is answered by
-// false or nothing, and the reason put into words once; it may be tried again at any time. Processes exclude
-// each other by SQLite's locks; opening, making and moving aside by a lock on the directory.
+// Opened at the first use and whenever the file at the path is no longer the one that was opened. What is
+// damaged, or is no database of this form, is moved aside, a new one begun, and the operation tried again.
+// What cannot be done is answered by false or nothing, and the reason put into words once; it may be tried
+// again at any time. Processes exclude each other by SQLite's locks; opening, making and moving aside by a
+// lock on the directory.
 //
 // Owned and guarded by its NSUserDefaults; not thread-safe.
 class UserDefaultsDatabase {
@@ -50,14 +51,16 @@ class UserDefaultsDatabase {
 
   bool ensureOpen();
   int connect();
+  int connectOrMake();
   int open(const std::string& name, int flags);
   int createTable();
   int connectImmutable();
   void close();
   bool isStale() const;
-  void moveAside();
+  void moveAside(std::string_view fault);
 
   int execute(const char* statements);
+  int prepareAll();
   int prepare(Statement& statement, const char* text);
   // Whether to try again: the cause has been removed.
   bool overcome(int code);

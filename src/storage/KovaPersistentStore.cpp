@@ -69,24 +69,24 @@ std::vector<String> KovaPersistentStore::arrayOfStrings(std::string_view key) co
 }
 
 std::optional<std::string> KovaPersistentStore::saveJSONObjectToDisk(const Value& object) const {
-  if (!cacheUrl_) return std::nullopt;
-  const auto data = NSJSONSerialization::dataWithJSONObject(object);
-  if (!data) return std::nullopt;
   const std::string fileName = NSUUID::UUID().UUIDString();
-  if (!fileManager_.createFile(pathOf(fileName), *data)) return std::nullopt;
+  const auto path = pathOf(fileName);
+  const auto data = path ? NSJSONSerialization::dataWithJSONObject(object) : std::nullopt;
+  if (!data || !fileManager_.createFile(*path, *data)) return std::nullopt;
   return fileName;
 }
 
 std::optional<std::string> KovaPersistentStore::readJSONObjectDataFromDisk(std::string_view fileName) const {
-  if (!cacheUrl_) return std::nullopt;
-  return fileManager_.contents(pathOf(fileName));
+  const auto path = pathOf(fileName);
+  return path ? fileManager_.contents(*path) : std::nullopt;
 }
 
 void KovaPersistentStore::removeJSONObjectDataFromDisk(std::string_view fileName) const {
-  if (!cacheUrl_ || fileName.empty()) return;
-  fileManager_.removeItem(pathOf(fileName));
+  if (const auto path = pathOf(fileName)) fileManager_.removeItem(*path);
 }
 
-std::string KovaPersistentStore::pathOf(std::string_view fileName) const {
+std::optional<std::string> KovaPersistentStore::pathOf(std::string_view fileName) const {
+  const bool isPath = fileName.find('/') != std::string_view::npos || fileName == "." || fileName == "..";
+  if (!cacheUrl_ || fileName.empty() || isPath) return std::nullopt;
   return cacheUrl_->path() + "/" + std::string(fileName);
 }

@@ -58,11 +58,13 @@ class KovaPersistentStore {
   // The name of the new file; none when there is no directory, the object is not valid JSON or the write
   // fails.
   std::optional<std::string> saveJSONObjectToDisk(const platform::Value& object) const;
+  // A name that leads out of the directory names no file.
   std::optional<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const;
   void removeJSONObjectDataFromDisk(std::string_view fileName) const;
 
  private:
-  std::string pathOf(std::string_view fileName) const;
+  // None without a directory, or for a name that is no file's in it.
+  std::optional<std::string> pathOf(std::string_view fileName) const;
 
   const std::string appId_;
   platform::NSUserDefaults& userDefaults_;

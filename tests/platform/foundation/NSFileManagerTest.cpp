@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -64,6 +65,23 @@ TEST_F(NSFileManagerTest, MakesDirectoriesWithAndWithoutIntermediates) {
   files.createFile(root + "/file", "");
   EXPECT_FALSE(files.createDirectory(root + "/file", true));
   EXPECT_FALSE(files.createDirectory(root + "/file/below", true));
+}
+
+TEST_F(NSFileManagerTest, MakesThingsForTheUserAloneAndLeavesTheModesOfOthers) {
+  const auto modeOf = [](const std::string& path) {
+    struct stat facts {};
+    EXPECT_EQ(::stat(path.c_str(), &facts), 0) << path;
+    return facts.st_mode & 07777;
+  };
+  umask(0);
+  ::mkdir((root + "/open").c_str(), 0755);
+  EXPECT_TRUE(files.createDirectory(root + "/open/a/b", true));
+  EXPECT_TRUE(files.createDirectory(root + "/open/a/c", false));
+  EXPECT_TRUE(files.createFile(root + "/open/a/file", ""));
+  EXPECT_EQ(modeOf(root + "/open"), 0755u);
+  for (const char* made : {"/open/a", "/open/a/b", "/open/a/c"})
+    EXPECT_EQ(modeOf(root + made), 0700u) << made;
+  EXPECT_EQ(modeOf(root + "/open/a/file"), 0600u);
 }
 
 TEST_F(NSFileManagerTest, RemovesADirectoryWithAllItHoldsButNotWhatLinksPointTo) {

@@ -1,5 +1,6 @@
 #include "platform/foundation/UserDefaultsDatabase.h"
 
+#include <sqlite3.h>
 #include <sys/resource.h>
 
 #include <fstream>
@@ -22,7 +23,7 @@ class DamagedUserDefaultsTest : public UserDefaultsTest {
     file.seekp(at);
     file << std::string(length, '\x5a');
   }
-  void expectMovedAsideAndReplaced(std::string_view keyThatShowsIt) {
+  void expectMovedAsideAndReplaced(std::string_view keyThatShowsIt, const std::string& fault = "is damaged") {
     {
       const auto defaults = open();
       EXPECT_FALSE(defaults->objectForKey(keyThatShowsIt));
@@ -31,7 +32,7 @@ class DamagedUserDefaultsTest : public UserDefaultsTest {
     }
     EXPECT_EQ(open()->stringForKey("key"), "after");
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find(" is damaged. It was moved to " + path() + ".corrupt-"), std::string::npos)
+    EXPECT_NE(lines[0].find(" " + fault + ". It was moved to " + path() + ".corrupt-"), std::string::npos)
         << lines[0];
     EXPECT_FALSE(filesAside().empty());
   }
@@ -43,6 +44,30 @@ TEST_F(DamagedUserDefaultsTest, AFileThatIsNoDatabase) {
   expectMovedAsideAndReplaced("small");
   ASSERT_EQ(filesAside().size(), 1u);
   EXPECT_EQ(std::filesystem::file_size(preferences + "/" + filesAside()[0]), 10'000u);
+}
+
+TEST_F(DamagedUserDefaultsTest, WhatStandsThereInAnotherForm) {
+  const auto inAnotherForm = [&](const char* table) {
+    std::filesystem::create_directories(preferences);
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(path().c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, table, nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(database);
+  };
+  inAnotherForm("CREATE TABLE another(a)");  // without ours: taken over as it is
+  open()->setObject("after", "key");
+  EXPECT_EQ(open()->stringForKey("key"), "after");
+  EXPECT_TRUE(lines.empty());
+  for (const char* table : {"CREATE TABLE defaults(name, content)", "CREATE TABLE defaults(key, value)"}) {
+    std::filesystem::remove_all(preferences);
+    lines.clear();
+    inAnotherForm(table);
+    expectMovedAsideAndReplaced("small", "is another's");
+  }
+  std::filesystem::remove_all(preferences);
+  lines.clear();
+  std::filesystem::create_directories(path() + "/within");
+  expectMovedAsideAndReplaced("small", "is another's");
 }
 
 TEST_F(DamagedUserDefaultsTest, ATruncatedDatabase) {
@@ -112,6 +137,18 @@ TEST_F(DamagedUserDefaultsTest, ADatabaseReplacedByAnotherProcessIsOpenedAnew) {
   std::filesystem::remove_all(preferences);
   defaults->setObject("newest", "key");
   EXPECT_EQ(stored("key"), "\"newest\"");
+}
+
+TEST_F(UserDefaultsTest, ItsFilesAreTheUsersAloneAndItsLogIsCut) {
+  umask(0);
+  const auto defaults = open();
+  for (int i = 0; i < 20; ++i) defaults->setObject(std::string(4'000'000, 'x'), "large");
+  for (int i = 0; i < 400; ++i) defaults->setObject(i, "small");
+  EXPECT_LE(std::filesystem::file_size(path() + "-wal"), 2'000'000u);
+  for (const char* suffix : {"", "-wal", "-shm"}) {
+    EXPECT_EQ(std::filesystem::status(path() + suffix).permissions(), std::filesystem::perms(0600)) << suffix;
+  }
+  EXPECT_EQ(std::filesystem::status(preferences).permissions(), std::filesystem::perms(0700));
 }
 
 // Files of this process cannot grow beyond a size, as on a disk that is full.

@@ -95,6 +95,22 @@ TEST_F(KovaPersistentStoreTest, KeepsCompactJSONInFilesNamedByUUIDs) {
   EXPECT_FALSE(store.readJSONObjectDataFromDisk(*name));
 }
 
+TEST_F(KovaPersistentStoreTest, ReadsAndRemovesNothingOutsideItsDirectory) {
+  const KovaPersistentStore store = open();
+  const std::string outside = directories().caches + "/outside";
+  std::ofstream(outside) << "[1]";
+  std::filesystem::create_directory(device.batchDirectory() + "/below");
+  std::ofstream(device.batchDirectory() + "/below/file") << "[1]";
+  std::ofstream(device.batchDirectory() + "/any name..") << "[2]";
+  for (const char* name : {"../outside", "below/file", "/etc/passwd", "..", ".", ""}) {
+    EXPECT_FALSE(store.readJSONObjectDataFromDisk(name)) << name;
+    store.removeJSONObjectDataFromDisk(name);
+  }
+  EXPECT_TRUE(std::filesystem::exists(outside));
+  EXPECT_TRUE(std::filesystem::exists(device.batchDirectory() + "/below/file"));
+  EXPECT_EQ(store.readJSONObjectDataFromDisk("any name.."), "[2]");
+}
+
 TEST_F(KovaPersistentStoreTest, DoesWithoutFilesWhereThereIsNoDirectory) {
   const KovaPersistentStore disabled(SimulatedDevice::kEnvironment, KovaPersistentStore::JSONStore::Disabled);
   std::filesystem::create_directories(directories().caches);
