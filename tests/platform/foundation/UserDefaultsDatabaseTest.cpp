@@ -1,6 +1,5 @@
 #include "platform/foundation/UserDefaultsDatabase.h"
 
-#include <sqlite3.h>
 #include <sys/resource.h>
 
 #include <fstream>
@@ -22,6 +21,14 @@ class DamagedUserDefaultsTest : public UserDefaultsTest {
     std::fstream file(path(), std::ios::in | std::ios::out | std::ios::binary);
     file.seekp(at);
     file << std::string(length, '\x5a');
+  }
+  // By text of the same length.
+  void replaceInFile(std::string_view old, std::string_view with) {
+    std::string bytes = NSFileManager().contents(path()).value();
+    for (std::size_t at = 0; (at = bytes.find(old, at)) != std::string::npos;) {
+      bytes.replace(at, old.size(), with);
+    }
+    NSFileManager().createFile(path(), bytes);
   }
   void expectMovedAsideAndReplaced(std::string_view keyThatShowsIt, const std::string& fault = "is damaged") {
     {
@@ -47,23 +54,17 @@ TEST_F(DamagedUserDefaultsTest, AFileThatIsNoDatabase) {
 }
 
 TEST_F(DamagedUserDefaultsTest, WhatStandsThereInAnotherForm) {
-  const auto inAnotherForm = [&](const char* table) {
-    std::filesystem::create_directories(preferences);
-    sqlite3* database = nullptr;
-    ASSERT_EQ(sqlite3_open(path().c_str(), &database), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(database, table, nullptr, nullptr, nullptr), SQLITE_OK);
-    sqlite3_close(database);
-  };
-  inAnotherForm("CREATE TABLE another(a)");  // without ours: taken over as it is
+  fillAndClose();
+  replaceInFile("defaults", "anothers");  // without our table: taken over as it is
   open()->setObject("after", "key");
   EXPECT_EQ(open()->stringForKey("key"), "after");
   EXPECT_TRUE(lines.empty());
-  for (const char* table : {"CREATE TABLE defaults(name, content)", "CREATE TABLE defaults(key, value)"}) {
-    std::filesystem::remove_all(preferences);
-    lines.clear();
-    inAnotherForm(table);
-    expectMovedAsideAndReplaced("small", "is another's");
-  }
+
+  std::filesystem::remove_all(preferences);
+  fillAndClose();
+  replaceInFile("value TEXT", "other TEXT");
+  expectMovedAsideAndReplaced("small", "is another's");
+
   std::filesystem::remove_all(preferences);
   lines.clear();
   std::filesystem::create_directories(path() + "/within");
