@@ -157,39 +157,68 @@ NSUserDefaults::NSUserDefaults(std::string path)
 NSUserDefaults::~NSUserDefaults() { synchronize(); }
 
 bool NSUserDefaults::setObject(const Value& value, std::string_view key) {
-  std::optional<std::string> text = storedForm(value);
-  if (text) return store(key, std::move(text));
-  NSLog("NSUserDefaults: refused to store a value for the key \"" + std::string(key) +
-        "\": it holds an object, a dictionary key that is no string, or too many levels.");
-  return false;
+  return setObjects({{std::string(key), value}});
 }
 
-void NSUserDefaults::removeObjectForKey(std::string_view key) { store(key, std::nullopt); }
+void NSUserDefaults::removeObjectForKey(std::string_view key) { store({{std::string(key), std::nullopt}}); }
 
-bool NSUserDefaults::store(std::string_view key, std::optional<std::string> text) {
+bool NSUserDefaults::setObjects(const Changes& changes) {
+  Texts texts;
+  for (const auto& [key, value] : changes) {
+    std::optional<std::string> text = value ? storedForm(*value) : std::nullopt;
+    if (value && !text) {
+      NSLog("NSUserDefaults: refused to store a value for the key \"" + key +
+            "\": it holds an object, a dictionary key that is no string, or too many levels.");
+      return false;
+    }
+    texts.insert_or_assign(key, std::move(text));
+  }
+  return texts.empty() || store(std::move(texts));
+}
+
+bool NSUserDefaults::store(Texts texts) {
   std::vector<std::string> reports;
   bool isStored;
   {
     MutexLock lock(mutex_);
-    if (!pending_.empty()) {
-      pending_.insert_or_assign(std::string(key), std::move(text));
-      writePending();
-    } else if (!database_->write(key, text)) {
-      pending_.emplace(key, std::move(text));
+    const bool areOthersPending = !pending_.empty();
+    isStored = !areOthersPending && database_->write(texts);
+    if (!isStored) {
+      const std::string anyKey = texts.begin()->first;
+      keepPending(std::move(texts));
+      if (areOthersPending) writePending();
+      isStored = !findPending(anyKey);
     }
-    isStored = !pending_.contains(key);
     reports = database_->takeReports();
   }
   logAll(reports);
   return isStored;
 }
 
-// Each key by itself: what has room is stored, whatever else has none.
+// Newer texts win. Pieces that share a key become one, since neither may be stored without the other.
+void NSUserDefaults::keepPending(Texts texts) {
+  for (auto piece = pending_.begin(); piece != pending_.end();) {
+    const bool sharesKey = std::any_of(piece->begin(), piece->end(),
+                                       [&texts](const auto& entry) { return texts.contains(entry.first); });
+    if (sharesKey) texts.merge(*piece);
+    piece = sharesKey ? pending_.erase(piece) : std::next(piece);
+  }
+  pending_.push_back(std::move(texts));
+}
+
+// Each piece by itself: what has room is stored, whatever else has none.
 void NSUserDefaults::writePending() {
-  for (auto entry = pending_.begin(); entry != pending_.end();) {
-    entry = database_->write(entry->first, entry->second) ? pending_.erase(entry) : std::next(entry);
+  for (auto piece = pending_.begin(); piece != pending_.end();) {
+    piece = database_->write(*piece) ? pending_.erase(piece) : std::next(piece);
   }
   if (pending_.empty()) database_->forgetReportedFailures();
+}
+
+const std::optional<std::string>* NSUserDefaults::findPending(std::string_view key) const {
+  for (const Texts& piece : pending_) {
+    if (const auto found = piece.find(key); found != piece.end()) return &found->second;
+  }
+  return nullptr;
 }
 
 std::optional<Value> NSUserDefaults::objectForKey(std::string_view key) {
@@ -197,8 +226,8 @@ std::optional<Value> NSUserDefaults::objectForKey(std::string_view key) {
   std::vector<std::string> reports;
   {
     MutexLock lock(mutex_);
-    const auto waiting = pending_.find(key);
-    text = waiting != pending_.end() ? waiting->second : database_->read(key);
+    const auto* waiting = findPending(key);
+    text = waiting ? *waiting : database_->read(key);
     reports = database_->takeReports();
   }
   logAll(reports);

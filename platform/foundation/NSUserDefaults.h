@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "platform/foundation/Value.h"
 #include "platform/runtime/Condition.h"
@@ -51,6 +53,10 @@ class NSUserDefaults {
   // Whether the value is stored now.
   bool setObject(const Value& value, std::string_view key);
   void removeObjectForKey(std::string_view key);
+  // Several keys in one step, a value of none removing its key: all of them are stored or none, whenever the
+  // process ends. A value that is refused refuses them all.
+  using Changes = std::vector<std::pair<std::string, std::optional<Value>>>;
+  bool setObjects(const Changes& changes);
 
   std::optional<Value> objectForKey(std::string_view key);
   // A stored string, or the text of a stored number.
@@ -65,14 +71,18 @@ class NSUserDefaults {
  private:
   explicit NSUserDefaults(std::string path);
 
-  // The text is the stored form of a value; none removes the key.
-  bool store(std::string_view key, std::optional<std::string> text);
+  // Stored forms by key; none removes the key.
+  using Texts = std::map<std::string, std::optional<std::string>, std::less<>>;
+  bool store(Texts texts);
+  void keepPending(Texts texts) PLATFORM_REQUIRES(mutex_);
   void writePending() PLATFORM_REQUIRES(mutex_);
+  const std::optional<std::string>* findPending(std::string_view key) const PLATFORM_REQUIRES(mutex_);
 
   Mutex mutex_;
   const std::unique_ptr<UserDefaultsDatabase> database_ PLATFORM_PT_GUARDED_BY(mutex_);
-  // What could not be written yet: stored forms, none for a removal. Stands before what the database holds.
-  std::map<std::string, std::optional<std::string>, std::less<>> pending_ PLATFORM_GUARDED_BY(mutex_);
+  // What could not be written yet, and stands before what the database holds: what belongs together in one
+  // piece, each key once.
+  std::vector<Texts> pending_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

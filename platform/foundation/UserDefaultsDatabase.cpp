@@ -120,23 +120,39 @@ std::optional<std::string> UserDefaultsDatabase::read(std::string_view key) {
   return std::nullopt;
 }
 
-bool UserDefaultsDatabase::write(std::string_view key, const std::optional<std::string>& text) {
+bool UserDefaultsDatabase::write(const Changes& changes) {
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (!ensureOpen()) return false;
-    Statement& kept = text ? upsert_ : delete_;
-    int code = prepare(kept, text ? kUpsert : kDelete);
-    if (code == SQLITE_OK) {
-      bindText(kept.get(), 1, key);
-      if (text) code = bindText(kept.get(), 2, *text);
-    }
-    if (code == SQLITE_OK) {
-      sqlite3_step(kept.get());
-      code = sqlite3_reset(kept.get());
-    }
+    const int code =
+        changes.size() == 1 ? apply(changes.begin()->first, changes.begin()->second) : applyTogether(changes);
     if (code == SQLITE_OK) return true;
     if (!overcome(code)) return false;
   }
   return false;
+}
+
+int UserDefaultsDatabase::apply(std::string_view key, const std::optional<std::string>& text) {
+  Statement& kept = text ? upsert_ : delete_;
+  int code = prepare(kept, text ? kUpsert : kDelete);
+  if (code != SQLITE_OK) return code;
+  bindText(kept.get(), 1, key);
+  if (text) code = bindText(kept.get(), 2, *text);
+  if (code != SQLITE_OK) return code;
+  sqlite3_step(kept.get());
+  return sqlite3_reset(kept.get());
+}
+
+int UserDefaultsDatabase::applyTogether(const Changes& changes) {
+  int code = execute("BEGIN IMMEDIATE");
+  if (code != SQLITE_OK) return code;
+  for (const auto& [key, text] : changes) {
+    code = apply(key, text);
+    if (code != SQLITE_OK) break;
+  }
+  if (code == SQLITE_OK) code = execute("COMMIT");
+  // SQLite has rolled back some failures by itself; there is none open then.
+  if (code != SQLITE_OK) execute("ROLLBACK");
+  return code;
 }
 
 bool UserDefaultsDatabase::ensureOpen() {
@@ -277,7 +293,7 @@ bool UserDefaultsDatabase::overcome(int code) {
     close();
     return true;
   }
-  report(code, sqlite3_errmsg(connection_.get()));
+  report(code, sqlite3_errstr(code));
   if (!isPassing(code)) close();
   return false;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -32,8 +33,10 @@ class UserDefaultsDatabase {
 
   // Nothing when there is no such key, or when it cannot be read.
   std::optional<std::string> read(std::string_view key);
-  // Stores the text, or removes the key when there is none. On true it outlives the process.
-  bool write(std::string_view key, const std::optional<std::string>& text);
+  // Texts by key; none removes the key.
+  using Changes = std::map<std::string, std::optional<std::string>, std::less<>>;
+  // In one step: all of them, or none. On true they outlive the process.
+  bool write(const Changes& changes);
 
   // A failure that is met from now on is reported again.
   void forgetReportedFailures() { reportedCauses_.clear(); }
@@ -59,6 +62,8 @@ class UserDefaultsDatabase {
   bool isStale() const;
   void moveAside(std::string_view fault);
 
+  int apply(std::string_view key, const std::optional<std::string>& text);
+  int applyTogether(const Changes& changes);
   int execute(const char* statements);
   int prepareAll();
   int prepare(Statement& statement, const char* text);

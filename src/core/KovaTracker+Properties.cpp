@@ -26,26 +26,30 @@ void KovaTracker::identify(const std::optional<Value>& identity) {
 void KovaTracker::identifyOnMutationQueue(const String& identity) {
   if (identity.empty()) return;
   const std::string encoded = KovaUtil::urlEncode(Value(identity));
-  if (identityManager_->hasIdentityDifferentFromUrlEncodedIdentity(encoded)) {
-    // By then this tracker may have been replaced by one of the same environment, and only one identity
-    // manager may write its store.
-    resetIdentity([self = retained(), identity] {
-      const auto shared = sharedTracker();
-      (shared && shared->appId_ == self->appId_ ? shared : self)->identify(Value(identity));
-    });
-  } else if (identityManager_->isAnonymous()) {
+  const bool isSomebodyElse = identityManager_->hasIdentityDifferentFromUrlEncodedIdentity(encoded);
+  persistentStore_->changeInOneStep([&] {
+    if (isSomebodyElse) beginWithNewUser();
+    if (!identityManager_->isAnonymous()) return;
     identityManager_->setUrlEncodedIdentity(encoded, false);
     queueManager_->enqueueUrlString(requestBuilder_->identitySetUrlStringWithNewEncodedIdentity(encoded));
-  }
+  });
   KovaLogDebug("Identified user with identity: %@", identity);
+  if (!isSomebodyElse) return;
+  KovaLogDebug("Identified user with identity: %@", identity);  // once for the reset, once for the name
+  recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(nullptr);
+}
+
+bool KovaTracker::beginWithNewUser() {
+  if (!identityManager_->resetIdentity()) return false;
+  sessionManager_->resetSessionWithNewUser(true);
+  return true;
 }
 
 void KovaTracker::resetIdentity(Completion completion) {
   static const SEL selector("resetIdentity:");
   performSafelyOnMutationQueueWithBlock(
       [completion = std::move(completion)](KovaTracker& tracker) {
-        if (tracker.identityManager_->resetIdentity()) {
-          tracker.sessionManager_->resetSessionWithNewUser(true);
+        if (tracker.beginWithNewUser()) {
           tracker.recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
               completion);
         } else if (completion) {

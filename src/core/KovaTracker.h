@@ -204,7 +204,11 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void trackCustomEventWithKind(std::string_view kind, EventVisualizer eventVisualizer,
                                 Builder eventDictionaryBuilder, platform::SEL fromSelector);
   void logEventPropertiesFromSelector(platform::SEL fromSelector) const;
+  // One step, in memory and in the store: nobody is seen in between as another user under the same name, or
+  // as the same user without one.
   void identifyOnMutationQueue(const platform::String& identity);
+  // False, changing nothing, when the user is anonymous already. Mutation queue.
+  bool beginWithNewUser();
 
   // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events
   // may ask for the same injected pageview before the first of them has got it.

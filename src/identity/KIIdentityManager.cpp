@@ -87,8 +87,10 @@ bool KIIdentityManager::hasIdentityDifferentFromUrlEncodedIdentity(std::string_v
 
 bool KIIdentityManager::resetIdentity() {
   if (isAnonymous()) return false;
-  setUrlEncodedIdentity(std::nullopt);
-  generateUserId();
+  persistentStore_->changeInOneStep([this] {
+    setUrlEncodedIdentity(std::nullopt);
+    generateUserId();
+  });
   return true;
 }
 

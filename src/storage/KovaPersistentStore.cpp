@@ -1,9 +1,10 @@
 #include "src/storage/KovaPersistentStore.h"
 
+#include <utility>
+
 #include "platform/foundation/Format.h"
 #include "platform/foundation/NSJSONSerialization.h"
 #include "platform/foundation/NSUUID.h"
-#include "platform/foundation/NSUserDefaults.h"
 
 using namespace platform;
 
@@ -33,11 +34,26 @@ std::string KovaPersistentStore::storageKeyForKey(std::string_view key) const {
 }
 
 bool KovaPersistentStore::setObject(const Value& value, std::string_view key) {
-  return userDefaults_.setObject(value, storageKeyForKey(key));
+  if (!step_) return userDefaults_.setObject(value, storageKeyForKey(key));
+  step_->emplace_back(storageKeyForKey(key), value);
+  return true;
 }
 
 void KovaPersistentStore::removeObjectForKey(std::string_view key) {
-  userDefaults_.removeObjectForKey(storageKeyForKey(key));
+  if (!step_) return userDefaults_.removeObjectForKey(storageKeyForKey(key));
+  step_->emplace_back(storageKeyForKey(key), std::nullopt);
+}
+
+void KovaPersistentStore::changeInOneStep(const std::function<void()>& changes) {
+  if (step_) return changes();  // part of the step around it
+  step_.emplace();
+  try {
+    changes();
+  } catch (...) {
+    step_.reset();
+    throw;
+  }
+  userDefaults_.setObjects(*std::exchange(step_, std::nullopt));
 }
 
 std::optional<Dictionary> KovaPersistentStore::dictionaryForKey(std::string_view key) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,11 +10,8 @@
 
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSURL.h"
+#include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/Value.h"
-
-namespace platform {
-class NSUserDefaults;
-}
 
 // The state of one environment id across launches: values in the user defaults under "kova_<id>_<key>", and
 // the message arrays of batches as JSON files in the directory "kova-<id>" of the caches directory.
@@ -40,6 +38,10 @@ class KovaPersistentStore {
   // Whether it is stored. If not, it can still be read in this process, and is tried again with later ones.
   bool setObject(const platform::Value& value, std::string_view key);
   void removeObjectForKey(std::string_view key);
+  // What `changes` sets and removes reaches the store in one step when it returns: all of it or nothing,
+  // whenever the process ends, and nothing when it throws. Meanwhile setObject answers true, and reads find
+  // what was there before.
+  void changeInOneStep(const std::function<void()>& changes);
   // None for a stored value of another kind; a stored number answers as a string with its text.
   std::optional<platform::Dictionary> dictionaryForKey(std::string_view key) const;
   std::optional<platform::Array> arrayForKey(std::string_view key) const;
@@ -70,4 +72,5 @@ class KovaPersistentStore {
   platform::NSUserDefaults& userDefaults_;
   const platform::NSFileManager fileManager_{};
   const std::optional<platform::NSURL> cacheUrl_;
+  std::optional<platform::NSUserDefaults::Changes> step_;  // while one is being made
 };

@@ -131,7 +131,7 @@ TEST_F(DamagedUserDefaultsTest, ADatabaseReplacedByAnotherProcessIsOpenedAnew) {
   defaults->setObject("old", "key");
   for (const char* suffix : {"-wal", "-shm", ""})
     std::filesystem::rename(path() + suffix, root + "/aside" + suffix);
-  UserDefaultsDatabase(path()).write("key", "\"new\"");
+  UserDefaultsDatabase(path()).write({{"key", "\"new\""}});
   EXPECT_EQ(defaults->stringForKey("key"), "new");
   defaults->setObject("newer", "key");
   EXPECT_EQ(stored("key"), "\"newer\"");
@@ -194,6 +194,25 @@ TEST_F(UserDefaultsTest, AFullDiskLosesNothing) {
     defaults->setObject(kLarge + kLarge, "large");
     EXPECT_EQ(lines.size(), 2u) << "a cause that has passed and comes back is news";
   }
+}
+
+TEST_F(UserDefaultsTest, WhatIsSetTogetherIsStoredTogether) {
+  const auto defaults = open();
+  defaults->setObjects({{"person", "ada"}, {"id", "1"}, {"queue", "first"}});
+  {
+    FullDisk disk(64 * 1024);
+    EXPECT_FALSE(defaults->setObjects({{"person", std::nullopt}, {"queue", kLarge}}));
+    EXPECT_TRUE(defaults->setObject("2", "id"));
+    EXPECT_FALSE(defaults->setObjects({{"id", "3"}, {"queue", kLarge + "!"}}));
+    EXPECT_EQ(stored("person"), "\"ada\"") << "what belongs to it has no room";
+    EXPECT_EQ(stored("id"), "\"2\"");
+    EXPECT_FALSE(defaults->objectForKey("person"));
+    EXPECT_EQ(defaults->stringForKey("id"), "3");
+  }
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(stored("person"), std::nullopt);
+  EXPECT_EQ(stored("id"), "\"3\"");
+  EXPECT_EQ(stored("queue"), "\"" + kLarge + "!\"");
 }
 
 TEST_F(UserDefaultsTest, ADiskThatIsFullFromTheStart) {

@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <fstream>
+
+#include "platform/foundation/NSFileManager.h"
 #include "src/core/KovaLogger.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
@@ -86,6 +89,60 @@ TEST_F(PropertiesAndIdentityTest, IdentifyUnderAnotherNameMakesANewUserFirst) {
   EXPECT_EQ(json(at(device.receivedMessages().back(), "user")),
             R"({"id":")" + newUserId + R"(","identity":"grace"})");
   EXPECT_NE(device.receivedTargets("/h")[1].find("&z=0&"), std::string::npos) << "a new user";
+}
+
+TEST_F(PropertiesAndIdentityTest, TheLastIdentityCallWins) {
+  const auto identitiesSent = [this] {
+    device.settle();
+    device.advance(15);
+    device.settle();
+    return device.receivedTargets("/api/identify_v3").size();
+  };
+  const struct {
+    std::vector<std::string> calls;  // "-" resets
+    Value identity;
+    std::size_t sent;
+  } cases[] = {{{"grace", "mary"}, "mary", 2}, {{"grace", "-"}, nullptr, 1},
+               {{"-", "grace"}, "grace", 1},   {{"grace", ""}, "grace", 1},
+               {{"grace", "ada"}, "ada", 2},   {{"grace", "grace"}, "grace", 1}};
+  for (const auto& each : cases) {
+    Kova::identify("ada");
+    const std::size_t before = identitiesSent();
+    for (const std::string& name : each.calls) name == "-" ? Kova::resetIdentity() : Kova::identify(name);
+    Kova::track("Checkout");
+    device.drain();
+    EXPECT_EQ(identitiesSent(), before + each.sent) << testing::PrintToString(each.calls);
+    const Dictionary message = device.receivedMessages().back();
+    EXPECT_EQ(at(message, "user/identity"), each.identity) << testing::PrintToString(each.calls);
+    EXPECT_EQ(at(message, "user/id"), Value(*Kova::userId()));
+    EXPECT_EQ(at(message, "sessionInfo/id"), Value(*Kova::sessionId()));
+  }
+}
+
+// Commits in the log of the library's database: the frames that say how large the database is after them.
+std::size_t commitsInLog() {
+  std::ifstream log(directories().preferences + "/" + directories().applicationIdentifier + ".sqlite-wal",
+                    std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(log)), {});
+  const auto numberAt = [&bytes](std::size_t place) {
+    std::uint32_t number = 0;
+    for (std::size_t i = place; i < place + 4; ++i)
+      number = number << 8 | static_cast<unsigned char>(bytes[i]);
+    return number;
+  };
+  std::size_t commits = 0;
+  for (std::size_t frame = 32; frame + 24 < bytes.size(); frame += 24 + numberAt(8))
+    commits += numberAt(frame + 4) != 0;
+  return commits;
+}
+
+TEST_F(PropertiesAndIdentityTest, AnIdentityCallIsStoredInOneStep) {
+  for (const char* name : {"ada", "grace", static_cast<const char*>(nullptr)}) {
+    const std::size_t before = commitsInLog();
+    name ? Kova::identify(name) : Kova::resetIdentity();
+    device.drain();
+    EXPECT_EQ(commitsInLog(), before + 1) << "identity, user id and URL of " << (name ? name : "nobody");
+  }
 }
 
 TEST_F(PropertiesAndIdentityTest, IdentifyWithNothingToIdentifyBy) {
