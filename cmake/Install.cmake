@@ -30,7 +30,7 @@ install(
   INCLUDES DESTINATION ${kova_header_folder})
 
 # Headers that only their layer's own sources include; some of them need headers of other projects.
-set(kova_internal_headers CairoHandles HTTPTransfer MainQueueTimer SerialWorker Text TextLayout ThreadQueue
+set(kova_internal_headers CairoHandles HTTPTransfer MainQueueTimer OpenSSLUse SerialWorker Text TextLayout ThreadQueue
                           TransferThread UserDefaultsDatabase WebSocketConnector WebSocketTask WebSocketThread
                           WebSocketTransport WebSocketUpgrade)
 list(JOIN kova_internal_headers "|" kova_internal_headers)

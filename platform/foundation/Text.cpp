@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 #include <utf8proc.h>
 
+#include "platform/foundation/OpenSSLUse.h"
 #include "platform/foundation/String.h"
 
 namespace platform {
@@ -134,6 +135,7 @@ std::optional<std::string> removingPercentEncoding(std::string_view text) {
 
 std::array<std::uint8_t, 16> CC_MD5(std::span<const std::uint8_t> bytes) {
   std::array<std::uint8_t, 16> digest{};
+  const OpenSSLUse use;
   EVP_Digest(bytes.data(), bytes.size(), digest.data(), nullptr, EVP_md5(), nullptr);
   return digest;
 }

@@ -10,6 +10,7 @@
 #include <cstdlib>
 
 #include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/OpenSSLUse.h"
 
 namespace platform {
 
@@ -100,6 +101,7 @@ std::optional<NSUUID> vendorIdentifier(std::string_view applicationIdentifier,
   if (!machine || *machine == "uninitialized") return std::nullopt;
   const std::string material = *machine + "\n" + std::string(applicationIdentifier);
   unsigned char digest[EVP_MAX_MD_SIZE];
+  const OpenSSLUse use;
   if (EVP_Digest(material.data(), material.size(), digest, nullptr, EVP_sha256(), nullptr) != 1)
     return std::nullopt;
   NSUUID::Bytes bytes;

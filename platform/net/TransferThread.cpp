@@ -1,19 +1,16 @@
 #include "platform/net/TransferThread.h"
 
-#include <openssl/crypto.h>
 #include <pthread.h>
-#include <signal.h>
 
 #include <algorithm>
 #include <chrono>
 #include <climits>
-#include <cstdlib>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
 
 #include "platform/dispatch/SignalsBlocked.h"
+#include "platform/foundation/OpenSSLUse.h"
 #include "platform/foundation/SystemLog.h"
 #include "platform/net/NSURLError.h"
 
@@ -21,19 +18,6 @@ namespace platform {
 namespace {
 
 constexpr long kConnectionsKept = 8;
-constexpr std::chrono::milliseconds kLongestWaitAtExit{50};
-
-// Held by the transfer thread during a step, and for ever by a process that exits: libraries that take
-// themselves down at exit must not do so under a step.
-std::timed_mutex& stepGate() {
-  static std::timed_mutex& gate = *new std::timed_mutex;
-  return gate;
-}
-
-// By the wall clock, because the thread sanitizer of g++ 12 does not see a lock taken by the steady one.
-void closeStepGate() {
-  static_cast<void>(stepGate().try_lock_until(std::chrono::system_clock::now() + kLongestWaitAtExit));
-}
 
 }  // namespace
 
@@ -73,7 +57,7 @@ void TransferThread::run() {
   setUp();
   while (true) {
     {
-      const std::lock_guard<std::timed_mutex> gate(stepGate());
+      const OpenSSLUse use;
       stepGuarded();
     }
     curl_multi_poll(multi_, nullptr, 0, millisecondsToSleep(), nullptr);
@@ -81,12 +65,8 @@ void TransferThread::run() {
 }
 
 void TransferThread::setUp() {
-  // OpenSSL would else free what this thread uses when the process exits. Where it was set up before, by
-  // others, the gate, whose handler then runs first, keeps this thread away from it.
-  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-  std::atexit(&closeStepGate);
   {
-    const std::lock_guard<std::timed_mutex> gate(stepGate());
+    const OpenSSLUse use;
     curl_global_init(CURL_GLOBAL_DEFAULT);
     multi_ = curl_multi_init();
   }

@@ -4,23 +4,16 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include <boost/asio/post.hpp>
-#include <chrono>
 #include <cstdlib>
 #include <exception>
-#include <future>
 #include <string>
 #include <thread>
 
 #include "platform/dispatch/SignalsBlocked.h"
+#include "platform/foundation/OpenSSLUse.h"
 #include "platform/foundation/SystemLog.h"
 
 namespace platform {
-namespace {
-
-constexpr std::chrono::milliseconds kLongestWaitAtExit{50};
-
-}  // namespace
 
 WebSocketThread& WebSocketThread::shared() {
   static WebSocketThread& thread = *new WebSocketThread;
@@ -37,27 +30,24 @@ void WebSocketThread::launch() {
 
 void WebSocketThread::run() {
   pthread_setname_np(pthread_self(), "NSURLSession.ws");
-  // OpenSSL would else free what this thread uses when the process exits. Where it was set up before, by
-  // others, its turn comes after this thread has been stopped.
-  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-  std::atexit([] { shared().stop(); });
-  while (true) {
+  runUntilExit();
+  // What OpenSSL does when a thread ends must not be done now.
+  while (true) pause();
+}
+
+void WebSocketThread::runUntilExit() {
+  const OpenSSLUse use;
+  // OpenSSL, when it takes itself down, asks for this before it waits for the end of the use.
+  const auto stop = [] { shared().context_.stop(); };
+  std::atexit(stop);
+  OPENSSL_atexit(stop);
+  while (!context_.stopped()) {
     try {
       context_.run();
     } catch (const std::exception& exception) {
       NSLog(std::string("A step of the WebSocket thread failed: ") + exception.what());
     }
   }
-}
-
-void WebSocketThread::stop() {
-  std::promise<void>& stopped = *new std::promise<void>;
-  boost::asio::post(context_, [&stopped] {
-    stopped.set_value();
-    while (true) pause();
-  });
-  // By the wall clock, because the thread sanitizer of g++ 12 does not see waits by the steady one.
-  stopped.get_future().wait_until(std::chrono::system_clock::now() + kLongestWaitAtExit);
 }
 
 }  // namespace platform

@@ -21,7 +21,7 @@ class WebSocketThread {
  private:
   WebSocketThread() = default;
   void run();
-  void stop();
+  void runUntilExit();
 
   boost::asio::io_context context_{1};
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_{context_.get_executor()};
