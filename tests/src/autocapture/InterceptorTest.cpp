@@ -9,6 +9,7 @@
 #include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KIBailer.h"
+#include "src/events/KovaUtil.h"
 #include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
@@ -109,6 +110,7 @@ TEST_F(InterceptorTest, TheFirstActionOfATouchWinsAndRepeatsAreNotLookedAt) {
   event.addTouch(input.touchOf(1));
   EXPECT_FALSE(device.application->sendAction(first, controller.get(), button.get(), &event))
       << "never reported";
+  EXPECT_EQ(KovaUtil::timeSinceLastSelector(NSStringFromSelector(first)), 0) << "noted all the same";
   EXPECT_FALSE(device.application->sendAction(second, controller.get(), button.get(), &event));
   EXPECT_EQ(controller->payments, 1) << "called, whatever the answer";
   const auto keyless = std::make_shared<KeylessSender>();
@@ -137,16 +139,22 @@ TEST_F(InterceptorTest, AnActionWithoutTouchEnrichesWhatWaitsForItsControl) {
   start();
   input.touchBegan(1, {20, 20}, window);
   button->setAccessibilityIdentifier("late");
+  button->setAccessibilityLabel("late");
   device.application->sendAction(SEL("pay:"), controller.get(), button.get(), nullptr);
   input.touchEnded(1);
   const auto events = received();
   ASSERT_THAT(events, SizeIs(1));
-  EXPECT_NE(events[0].find(R"("targetA11yId":"late")"), std::string::npos);
+  EXPECT_NE(events[0].find(R"("targetA11yLabel":"Pay","targetA11yId":"late")"), std::string::npos)
+      << "what it had, it keeps";
   EXPECT_NE(events[0].find(R"("targetSelector":"pay")"), std::string::npos);
 }
 
 TEST_F(InterceptorTest, IgnoredDisabledAndBackgroundedTouchesAreNotRecorded) {
-  start([](KovaOptions& options) { options.setDisableAutocaptureWhenBackgrounded(true); });
+  KovaOptions* options = nullptr;
+  start([&options](KovaOptions& started) {
+    options = &started;
+    options->setDisableAutocaptureWhenBackgrounded(true);
+  });
   setKovaIgnore(*controller, true);
   tap();
   setKovaIgnore(*controller, false);
@@ -163,7 +171,29 @@ TEST_F(InterceptorTest, IgnoredDisabledAndBackgroundedTouchesAreNotRecorded) {
   const auto events = received();
   ASSERT_THAT(events, SizeIs(1));
   EXPECT_EQ(events[0].find("targetSelector"), std::string::npos) << "the control is hidden";
-  EXPECT_EQ(controller->payments, 5) << "the app got them all";
+
+  setKovaIgnoreInnerHierarchy(*controller->view(), false);
+  input.touchBegan(1, {20, 20}, window);
+  options->setDisableTouchAutocapture(true);
+  input.touchEnded(1);
+  tap();
+  const auto withOptionOff = received();
+  ASSERT_THAT(withOptionOff, SizeIs(2));
+  EXPECT_EQ(withOptionOff[1].find("targetSelector"), std::string::npos) << "its action came too late";
+  EXPECT_EQ(controller->payments, 7) << "the app got them all";
+}
+
+TEST_F(InterceptorTest, TouchesActionsAndScreensExtendTheSession) {
+  startWhole();
+  const auto session = Kova::sessionId();
+  device.advance(250);
+  input.touchBegan(1, {20, 20}, window);
+  device.advance(250);
+  input.touchEnded(1);
+  device.advance(250);
+  controller->presentViewController(std::make_shared<CartController>(), false);
+  device.advance(250);
+  EXPECT_EQ(Kova::sessionId(), session);
 }
 
 TEST_F(InterceptorTest, WhatTheAppThrowsReachesItsCaller) {
@@ -227,6 +257,11 @@ TEST_F(InterceptorTest, AControlMayGoInItsAction) {
 }
 
 TEST_F(InterceptorTest, OptionsSayWhatIsReplaced) {
+  static const SimulatedDevice* shaken = &device;
+  UIApplication::motionEndedMethod.replace(
+      UIApplication::classObject(), [](UIApplication&, SEL, UIEventSubtype, UIEvent*) {
+        EXPECT_THAT(shaken->logLinesWith("Enabling Event Visualizer"), IsEmpty()) << "the app's comes first";
+      });
   start([](KovaOptions& options) {
     options.setDisableTouchAutocapture(true);
     options.setEnableGestureAutocapture(true);

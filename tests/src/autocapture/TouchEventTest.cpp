@@ -4,6 +4,7 @@
 #include "src/autocapture/KITouchEvent.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/events/KovaUtil.h"
+#include "src/pageviews/UIResponder+ActivePageview.h"
 #include "tests/src/autocapture/CaptureFixture.h"
 
 using namespace platform;
@@ -66,6 +67,8 @@ TEST_F(TouchEventTest, TheTargetIsDescribedByViewControlAndController) {
   EXPECT_EQ(jsonOf(touch(controller->row)),
             R"({"targetView":"UIView","type":"touch","targetText":"","targetIvar":"row"})");
   EXPECT_EQ(touch(icon)->closestControl(), controller->payButton);
+  KOVA_setScopedPageviewInfo(controller, {{"title", "Cart"}}, settings.sessionId());
+  EXPECT_EQ(json(touch(icon)->pageviewInfo().value()), R"({"title":"Cart"})");
 
   settings.touchOverrides = Dictionary{{"targetView", "Custom"},   {"targetText", "own"},
                                        {"targetA11yLabel", 7},     {"targetA11yId", "own id"},
@@ -155,6 +158,20 @@ TEST_F(TouchEventTest, TextEndsAt64UnitsAndAWholeCharacter) {
   EXPECT_EQ(textOf(viewWith({label(a63), label("\u0301bc")})), a63 + " \u0301");
   EXPECT_EQ(textOf(viewWith({label(a63 + "b"), label("c")})), a63 + "b") << "full: the second is not read";
   EXPECT_EQ(textOf(viewWith({label(a63.substr(3)), label("bcd")})), a63.substr(3) + " bcd");
+}
+
+TEST_F(TouchEventTest, AControlIsSoughtAmongThirtyRespondersUpToAController) {
+  const auto control = std::make_shared<UIButton>("Pay");
+  std::shared_ptr<UIView> deepest = control;
+  for (int step = 1; step <= 30; ++step) {
+    const auto inside = viewWith({});
+    deepest->addSubview(inside);
+    deepest = inside;
+    EXPECT_EQ(KovaUtil::closestControl(*deepest), step < 30 ? control.get() : nullptr) << step;
+  }
+  const auto controller = std::make_shared<CartController>();
+  control->addSubview(controller->view());
+  EXPECT_EQ(KovaUtil::closestControl(*controller->view()), nullptr);
 }
 
 TEST_F(TouchEventTest, ASelectorLosesOneColon) {

@@ -88,6 +88,12 @@ TEST_F(ActivePageviewTest, AScreenWithoutOneBelongsToWhatIsBelowOrBesideIt) {
   const auto emptyWindow = device.show(nullptr);
   EXPECT_EQ(pageviewOf(*emptyWindow), "Far");
 
+  const auto above = screen();
+  attach(above, "Above");
+  above->setModalPresentationStyle(UIViewController::ModalPresentationStyle::OverCurrentContext);
+  alone->presentViewController(above, false);
+  EXPECT_EQ(pageviewOf(*alone), "Far") << "not what its own window shows above it";
+
   const auto presented = std::make_shared<UIInputWindowController>();
   others[0]->rootViewController()->presentViewController(presented, false);
   EXPECT_EQ(pageviewOf(*presented->view()), "Near");

@@ -94,6 +94,11 @@ TEST_F(PageviewCaptureTest, TitlesAreThoseOfTheBarThatShowsTheScreen) {
   second->navigationItem()->setTitle("In the bar");
   navigation->pushViewController(second, false);
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:In%20the%20bar"));
+  const auto inside = screen("Own");
+  inside->navigationItem()->setTitle("In no bar");
+  second->addChildViewController(inside);
+  inside->viewDidAppear(false);
+  EXPECT_THAT(newPageviews(), ElementsAre("CartController:Own")) << "the bar shows its parent's";
 
   // Only a tab bar itself is asked for its tab's title, and it stands for its selected screen unless empty.
   const auto tabs = std::make_shared<UITabBarController>();
@@ -190,6 +195,12 @@ TEST_F(PageviewCaptureTest, ComingBackToTheForegroundRecordsTheScreenOfTheKeyWin
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart"))
       << "once, though scene and app have come back";
 
+  const auto overlay = device.show(std::make_shared<UIInputWindowController>());
+  device.application->enterBackground();
+  device.application->enterForeground();
+  EXPECT_THAT(newPageviews(), IsEmpty()) << "the screen behind is another window's";
+  window->makeKeyWindow();
+
   // What covers it has no pageview of its own, and the screen below is not in the window any more.
   window->rootViewController()->presentViewController(std::make_shared<UIInputWindowController>(), false);
   device.application->enterBackground();
@@ -235,6 +246,14 @@ TEST_F(PageviewCaptureTest, ANewSessionRecordsTheVisibleScreensOnceBeforeItsEven
   Kova::identify("ada");
   Kova::resetIdentity();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart", "AccountController:Account"));
+  const auto cover = screen("Cover");
+  cover->setModalPresentationStyle(UIViewController::ModalPresentationStyle::FullScreen);
+  root->dismissViewController(false);
+  root->presentViewController(cover, false);
+  EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cover"));
+  device.advance(301);
+  Kova::track("Checkout");
+  EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cover")) << "the other is covered";
   device.advance(301);
   device.application->enterBackground();
   Kova::track("Checkout");
