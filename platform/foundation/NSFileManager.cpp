@@ -37,7 +37,11 @@ InstalledDirectories& installed() {
 class FileDescriptor {
  public:
   explicit FileDescriptor(int number) : number_(number) {}
-  ~FileDescriptor() { close(); }
+  ~FileDescriptor() {
+    const int failure = errno;  // of what was done with it, for the caller to see
+    close();
+    errno = failure;
+  }
   FileDescriptor(const FileDescriptor&) = delete;
   FileDescriptor& operator=(const FileDescriptor&) = delete;
 
@@ -69,6 +73,29 @@ bool writeNewFile(const std::string& path, std::string_view contents) {
 NSError posixError(int code, const std::string& path) {
   return NSError(std::string(NSPOSIXErrorDomain), code,
                  {{NSLocalizedDescriptionKey, std::generic_category().message(code)}, {"NSFilePath", path}});
+}
+
+// None with errno set.
+std::optional<std::string> readWhole(const std::string& path) {
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat facts;
+  if (!file.isOpen() || ::fstat(file.number(), &facts) != 0) return std::nullopt;
+
+  // The size is a hint: the file may grow while it is read, and files that the kernel makes up state none.
+  constexpr std::size_t kStep = 4096;
+  std::string bytes;
+  std::size_t length = 0;
+  bytes.resize(static_cast<std::size_t>(facts.st_size) + 1);
+  for (;;) {
+    if (length == bytes.size()) bytes.resize(length + kStep);
+    const ssize_t count = ::read(file.number(), bytes.data() + length, bytes.size() - length);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    length += static_cast<std::size_t>(count);
+  }
+  bytes.resize(length);
+  return bytes;
 }
 
 NSDate dateOf(const statx_timestamp& time) {
@@ -144,25 +171,10 @@ bool NSFileManager::createFile(const std::string& path, std::string_view content
   return false;
 }
 
-std::optional<std::string> NSFileManager::contents(const std::string& path) const {
-  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat facts;
-  if (!file.isOpen() || ::fstat(file.number(), &facts) != 0) return std::nullopt;
-
-  // The size is a hint: the file may grow while it is read, and files that the kernel makes up state none.
-  constexpr std::size_t kStep = 4096;
-  std::string bytes;
-  std::size_t length = 0;
-  bytes.resize(static_cast<std::size_t>(facts.st_size) + 1);
-  for (;;) {
-    if (length == bytes.size()) bytes.resize(length + kStep);
-    const ssize_t count = ::read(file.number(), bytes.data() + length, bytes.size() - length);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return std::nullopt;
-    if (count == 0) break;
-    length += static_cast<std::size_t>(count);
-  }
-  bytes.resize(length);
+std::optional<std::string> NSFileManager::contents(const std::string& path,
+                                                   std::optional<NSError>* failure) const {
+  auto bytes = readWhole(path);
+  if (!bytes && failure) *failure = posixError(errno, path);
   return bytes;
 }
 

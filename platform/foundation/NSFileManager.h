@@ -61,7 +61,9 @@ class NSFileManager {
   // what stood there before or all of `contents`. Replaces a file that exists. While it writes, a file named
   // `path`.<digits>.partial stands next to it.
   bool createFile(const std::string& path, std::string_view contents) const;
-  std::optional<std::string> contents(const std::string& path) const;
+  // The failure, if any, is put where the caller says.
+  std::optional<std::string> contents(const std::string& path,
+                                      std::optional<NSError>* failure = nullptr) const;
   // Names of the entries, in no order.
   std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path) const;
   // A directory goes with all that it holds; of a symbolic link, the link. False when there was nothing to

@@ -98,8 +98,12 @@ void KovaTracker::start() {
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();
-  performSafelyOnMutationQueueWithBlock([](KovaTracker& tracker) { tracker.enqueueLifecycleEvent(); }, *this,
-                                        selector);
+  performSafelyOnMutationQueueWithBlock(
+      [](KovaTracker& tracker) {
+        tracker.queueManager_->adoptLeftovers();
+        tracker.enqueueLifecycleEvent();
+      },
+      *this, selector);
 }
 
 void KovaTracker::setUpTelemetry() const {

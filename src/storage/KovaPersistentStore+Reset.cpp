@@ -21,8 +21,9 @@ void KovaPersistentStore::purgeInvalidStoresWithQueuedUrlLimit(std::size_t queue
 void KovaPersistentStore::clear() {
   KovaQueueManager::removeFromPersistentStore(*this);
   KIIdentityManager::removeFromPersistentStore(*this);
-  // Written by earlier releases.
-  for (const char* key : {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId"})
+  // Nothing writes the first four; the name is that of a batch file.
+  for (const char* key :
+       {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId", "unreadableBatchFile"})
     removeObjectForKey(key);
   if (!cacheUrl_) return;
   const auto names = fileManager_.contentsOfDirectory(cacheUrl_->path());

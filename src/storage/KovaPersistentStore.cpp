@@ -1,12 +1,37 @@
 #include "src/storage/KovaPersistentStore.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <utility>
+#include <variant>
 
 #include "platform/foundation/Format.h"
 #include "platform/foundation/NSJSONSerialization.h"
 #include "platform/foundation/NSUUID.h"
+#include "src/core/KovaLogger.h"
 
 using namespace platform;
+
+namespace {
+
+constexpr std::string_view kFailedFileKey = "unreadableBatchFile";
+// Seconds. A younger file may be one that another process is about to name.
+constexpr double kSettledAfter = 60;
+
+// What may be gone at the next try.
+bool isPassing(std::int64_t code) {
+  constexpr int kPassing[] = {EMFILE, ENFILE, ENOMEM, EINTR, EAGAIN, EIO};
+  return std::find(std::begin(kPassing), std::end(kPassing), code) != std::end(kPassing);
+}
+
+bool isArrayOfDictionaries(const std::optional<std::string>& data) {
+  const auto object = data ? NSJSONSerialization::JSONObjectWithData(*data) : std::nullopt;
+  return object && object->isArray() && !object->array().empty() &&
+         std::all_of(object->array().begin(), object->array().end(),
+                     [](const Value& item) { return item.isDictionary(); });
+}
+
+}  // namespace
 
 KovaPersistentStore::KovaPersistentStore(std::string_view appId, JSONStore jsonStore)
     : appId_(appId),
@@ -92,13 +117,51 @@ std::optional<std::string> KovaPersistentStore::saveJSONObjectToDisk(const Value
   return fileName;
 }
 
-std::optional<std::string> KovaPersistentStore::readJSONObjectDataFromDisk(std::string_view fileName) const {
+Reading<std::string> KovaPersistentStore::readJSONObjectDataFromDisk(std::string_view fileName) const {
   const auto path = pathOf(fileName);
-  return path ? fileManager_.contents(*path) : std::nullopt;
+  if (!path) return std::nullopt;
+  std::optional<NSError> failure;
+  auto data = fileManager_.contents(*path, &failure);
+  if (data || !isPassing(failure->code())) return data;
+  if (failure->code() == EIO && hasFailedInEarlierProcess(fileName)) return std::nullopt;
+  KovaLogDebug("The message batch %@ cannot be read for the moment and waits for the next upload: %@",
+               fileName, failure->localizedDescription());
+  return Reading<std::string>::unreadable();
+}
+
+bool KovaPersistentStore::hasFailedInEarlierProcess(std::string_view fileName) const {
+  if (!failedBefore_) failedBefore_ = stringForKey(kFailedFileKey);
+  if (*failedBefore_ == fileName) return true;
+  userDefaults_.setObject(fileName, storageKeyForKey(kFailedFileKey));
+  return false;
 }
 
 void KovaPersistentStore::removeJSONObjectDataFromDisk(std::string_view fileName) const {
   if (const auto path = pathOf(fileName)) fileManager_.removeItem(*path);
+}
+
+std::vector<std::string> KovaPersistentStore::sweepLeftovers(const FileNames& known) const {
+  std::vector<std::pair<double, std::string>> byAge;
+  const auto names = cacheUrl_ ? fileManager_.contentsOfDirectory(cacheUrl_->path()) : std::nullopt;
+  for (const std::string& name : names.value_or(std::vector<std::string>())) {
+    if (name.ends_with(".partial")) {
+      removeJSONObjectDataFromDisk(name);
+      continue;
+    }
+    if (known.contains(name)) continue;
+    const std::string path = *pathOf(name);
+    const auto attributes = fileManager_.attributes(path);
+    const auto* facts = std::get_if<FileAttributes>(&attributes);
+    const bool isSettled = facts && facts->secondsSinceModification > kSettledAfter;
+    // What could not be removed once it was sent would be sent again at every start.
+    if (!isSettled || !fileManager_.isDeletableFile(path)) continue;
+    if (isArrayOfDictionaries(fileManager_.contents(path)))
+      byAge.emplace_back(-facts->secondsSinceModification, name);
+  }
+  std::sort(byAge.begin(), byAge.end());
+  std::vector<std::string> oldestFirst;
+  for (auto& [age, name] : byAge) oldestFirst.push_back(std::move(name));
+  return oldestFirst;
 }
 
 std::optional<std::string> KovaPersistentStore::pathOf(std::string_view fileName) const {

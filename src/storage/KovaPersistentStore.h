@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/NSUserDefaults.h"
+#include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
 
 // The state of one environment id across launches: values in the user defaults under "kova_<id>_<key>", and
@@ -60,17 +62,25 @@ class KovaPersistentStore {
   // The name of the new file; none when there is no directory, the object is not valid JSON or the write
   // fails.
   std::optional<std::string> saveJSONObjectToDisk(const platform::Value& object) const;
-  // A name that leads out of the directory names no file.
-  std::optional<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const;
+  // A name that leads out of the directory names no file. Unreadable, with a line of debug log, is what a
+  // later try may read; a disk error is that once, and "none" when an earlier process has met it already.
+  platform::Reading<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const;
   void removeJSONObjectDataFromDisk(std::string_view fileName) const;
+  // Removes what a killed process has half written, and answers, oldest first, which other files than the
+  // known ones it has left behind: arrays of dictionaries that nobody has touched for a minute.
+  using FileNames = std::set<std::string, std::less<>>;
+  std::vector<std::string> sweepLeftovers(const FileNames& known) const;
 
  private:
   // None without a directory, or for a name that is no file's in it.
   std::optional<std::string> pathOf(std::string_view fileName) const;
+  bool hasFailedInEarlierProcess(std::string_view fileName) const;
 
   const std::string appId_;
   platform::NSUserDefaults& userDefaults_;
   const platform::NSFileManager fileManager_{};
   const std::optional<platform::NSURL> cacheUrl_;
   std::optional<platform::NSUserDefaults::Changes> step_;  // while one is being made
+  // The file that gave an earlier process a disk error; asked for at the first such error of this one.
+  mutable std::optional<platform::Reading<std::string>> failedBefore_;
 };

@@ -146,18 +146,19 @@ void KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNot
   persistQueuedEvents();
 }
 
-std::optional<std::string> KovaQueueManager::messageArrayDataForMessageBatch(const Batch& batch) const {
+Reading<std::string> KovaQueueManager::messageArrayDataForMessageBatch(const Batch& batch) const {
   const Value* messages = batch.find(kMessagesKey);
   if (messages && messages->isArray() && !messages->array().empty()) {
     return NSJSONSerialization::dataWithJSONObject(*messages);
   }
   const Value* fileName = stringIn(batch, kMessagesIdentifierKey);
-  return fileName ? persistentStore_->readJSONObjectDataFromDisk(fileName->text()) : std::nullopt;
+  if (!fileName) return std::nullopt;
+  return persistentStore_->readJSONObjectDataFromDisk(fileName->text());
 }
 
-std::optional<std::string> KovaQueueManager::payloadFromMessageBatch(const Batch& batch) const {
-  const auto messages = messageArrayDataForMessageBatch(batch);
-  if (!messages) return std::nullopt;
+Reading<std::string> KovaQueueManager::payloadFromMessageBatch(const Batch& batch) const {
+  auto messages = messageArrayDataForMessageBatch(batch);
+  if (!messages) return messages;
   std::string body = formatted("{\"sentTime\": \"%@\", \"messages\": ", KovaUtil::epochString());
   body.reserve(body.size() + messages->size() + 1);
   body += *messages;
@@ -168,9 +169,11 @@ std::optional<std::string> KovaQueueManager::payloadFromMessageBatch(const Batch
 std::optional<KovaQueueManager::Dequeued> KovaQueueManager::dequeueMessageJSONPayloadWithMessageBatch() {
   std::optional<Dequeued> dequeued;
   while (!dequeued && !queuedMessageBatches_.empty()) {
+    auto body = payloadFromMessageBatch(queuedMessageBatches_.front());
+    if (body.isUnreadable()) break;
     Batch batch = std::move(queuedMessageBatches_.front());
     queuedMessageBatches_.pop_front();
-    if (auto body = payloadFromMessageBatch(batch)) {
+    if (body) {
       messageBatchesInFlight_.push_back(batch);
       dequeued = Dequeued{std::move(*body), std::move(batch)};
     } else {
@@ -194,6 +197,25 @@ void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
   if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) {
     persistentStore_->removeJSONObjectDataFromDisk(fileName->text());
   }
+}
+
+void KovaQueueManager::adoptLeftovers() {
+  KovaPersistentStore::FileNames named;
+  const auto noteName = [&named](const Batch& batch) {
+    if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) named.emplace(fileName->text());
+  };
+  std::for_each(queuedMessageBatches_.begin(), queuedMessageBatches_.end(), noteName);
+  std::for_each(messageBatchesInFlight_.begin(), messageBatchesInFlight_.end(), noteName);
+
+  std::size_t count = 0;
+  for (const std::string& fileName : persistentStore_->sweepLeftovers(named)) {
+    if (!canEnqueueMessage()) break;
+    queuedMessageBatches_.push_back(Dictionary{{kMessagesIdentifierKey, fileName}});
+    ++count;
+  }
+  if (count == 0) return;
+  KovaLogDebug("Took up %ld message batches that were left behind", static_cast<long>(count));
+  persistQueuedMessageBatches();
 }
 
 void KovaQueueManager::persistQueuedEvents() {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/foundation/NSURL.h"
+#include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
 
 class KovaMessageBuilder;
@@ -69,15 +70,16 @@ class KovaQueueManager {
 
   // Batches.
   std::size_t queuedMessageBatchesCount() const { return queuedMessageBatches_.size(); }
-  // The JSON array of the batch; none when it cannot be read or written.
-  std::optional<std::string> messageArrayDataForMessageBatch(const Batch& batch) const;
+  // The JSON array of the batch; none when it cannot be read or written, unreadable when a later try may.
+  platform::Reading<std::string> messageArrayDataForMessageBatch(const Batch& batch) const;
   // The body to post, with the present time as its send time.
-  std::optional<std::string> payloadFromMessageBatch(const Batch& batch) const;
+  platform::Reading<std::string> payloadFromMessageBatch(const Batch& batch) const;
   struct Dequeued {
     std::string payload;
     Batch batch;
   };
-  // The oldest batch that a body can be made of; those before it are dropped. None when the queue runs empty.
+  // The oldest batch that a body can be made of; those before it are dropped. None when the queue runs empty,
+  // and when the batch whose turn it is cannot be read for the moment: it stays at the front.
   // As with URLs, the store holds what is taken until one of the two calls below.
   std::optional<Dequeued> dequeueMessageJSONPayloadWithMessageBatch();
   // Back to the front, whatever the limit.
@@ -86,6 +88,10 @@ class KovaQueueManager {
   // or persistQueuedMessageBatches; should the process end before, the batch is found without its file and
   // dropped.
   void cleanUpSentMessageBatch(const Batch& batch);
+
+  // Takes up the batches whose files a killed process, a lost database or a failing disk has left without a
+  // row, behind those that wait and within their limit. Once, before the first pass; reads each such file.
+  void adoptLeftovers();
 
   // Whether something has been taken off the queues whose end is not known yet.
   bool isAnythingInFlight() const { return !urlStringsInFlight_.empty() || !messageBatchesInFlight_.empty(); }
