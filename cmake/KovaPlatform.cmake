@@ -10,4 +10,10 @@ target_link_libraries(KovaPlatform PRIVATE PkgConfig::utf8proc SQLite::SQLite3 O
                                    PUBLIC Threads::Threads)
 target_include_directories(
   KovaPlatform PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kova>)
+kova_keep_loaded(KovaPlatform)
+if(BUILD_SHARED_LIBS AND UNIX AND NOT APPLE)
+  set(symbols ${PROJECT_SOURCE_DIR}/platform/exported-symbols.map)
+  target_link_options(KovaPlatform PRIVATE LINKER:--version-script=${symbols})
+  set_target_properties(KovaPlatform PROPERTIES LINK_DEPENDS ${symbols})
+endif()
 set_target_properties(KovaPlatform PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})

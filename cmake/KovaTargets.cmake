@@ -23,6 +23,13 @@ function(kova_compile_options target)
   endif()
 endfunction()
 
+# kova_keep_loaded(<library>): its threads outlive a dlclose() of whatever brought it in, and so must it.
+function(kova_keep_loaded library)
+  if(BUILD_SHARED_LIBS AND UNIX AND NOT APPLE)
+    target_link_options(${library} PRIVATE LINKER:-z,nodelete)
+  endif()
+endfunction()
+
 # kova_platform_layer(<name> SOURCES ... [LAYERS ...] [LIBRARIES ...]): one folder of platform/ as an object
 # library, so that its tests link it and the layers below it alone.
 function(kova_platform_layer name)

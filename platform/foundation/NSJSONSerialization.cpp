@@ -1,5 +1,7 @@
 #include "platform/foundation/NSJSONSerialization.h"
 
+// A host may bring a RapidJSON of another version, and a linker would mix the two.
+#define RAPIDJSON_NAMESPACE platform_rapidjson
 #define RAPIDJSON_HAS_STDSTRING 1
 #if defined(__SSE2__)
 #define RAPIDJSON_SSE2
@@ -18,6 +20,8 @@
 namespace platform {
 
 namespace {
+
+namespace rapidjson = RAPIDJSON_NAMESPACE;
 
 constexpr int kDeepestLevel = 512;
 // Kept free above a dictionary that is still to become part of something larger.
