@@ -15,7 +15,7 @@ const SIZES = WIDTHS.flatMap((widths, large) => widths.map((width) => ({ width, 
 const LONG_NAME = 'The longest name that anybody ever gave to a telephone';
 const NO_PICTURES = { full_image_data: undefined, image_data: undefined };
 
-let browsers;
+let browsers = [];
 before(async () => {
   browsers = await Promise.all(SETS.map(launchBrowser));
 });

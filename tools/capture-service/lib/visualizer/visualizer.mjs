@@ -59,7 +59,7 @@ export class Visualizer {
   async handle(request, response, path, query) {
     if (comesFromElsewhere(request)) {
       request.resume();
-      sendJson(response, 403, { problems: ['this service answers programs and pages of its own only'] });
+      sendJson(response, 403, { problems: ['this service answers programs and pages of its own only; open its page by typing the address'] });
     } else if (path.startsWith(SOCKET_PATH)) {
       this.#engine.handleRequest(request, response);
     } else {
