@@ -13,6 +13,7 @@ import { PageSockets } from './page-sockets.mjs';
 
 const SOCKET_PATH = '/socko/';
 const MAX_FRAME_BYTES = 64 * 1024 * 1024; // two screenshots in Base64, and much to spare
+const FOREIGN = 'this service answers programs and pages of its own only; open its page by typing the address';
 const GONE = { error: 'The device is not connected any more. Start pairing on the device again.' };
 
 export class Visualizer {
@@ -59,7 +60,7 @@ export class Visualizer {
   async handle(request, response, path, query) {
     if (comesFromElsewhere(request)) {
       request.resume();
-      sendJson(response, 403, { problems: ['this service answers programs and pages of its own only; open its page by typing the address'] });
+      sendJson(response, 403, { problems: [FOREIGN] });
     } else if (path.startsWith(SOCKET_PATH)) {
       this.#engine.handleRequest(request, response);
     } else {
