@@ -18,9 +18,17 @@ constexpr double kLongestHighQuality = 0.5;  // seconds
 
 std::atomic<bool> switchedToFastCapture = false;
 
+// Arithmetic leaves whole numbers a hair away from where they belong.
+constexpr double kTolerance = 1e-6;
+
 bool isPossible(CGSize size) {
   return Image::isPossible(std::ceil(size.width * kScale), std::ceil(size.height * kScale));
 }
+
+CGSize inWholePixels(CGSize size) {
+  return {std::ceil(size.width - kTolerance), std::ceil(size.height - kTolerance)};
+}
+double wholePixelBefore(double coordinate) { return std::floor(coordinate + kTolerance); }
 
 }  // namespace
 
@@ -34,17 +42,19 @@ std::shared_ptr<const Image> KIScreenshot::captureScreenWithHighQuality(Quality 
 }
 
 std::shared_ptr<const Image> KIScreenshot::captureView(UIView& view, Quality quality) {
-  UIWindow* const window = view.window();
-  if (!window || !isPossible(view.frame().size)) return nullptr;
-  BitmapContext context(view.frame().size, kScale, BitmapContext::Backing::Black);
-  // The screen's coordinates, of which the context shows the part that begins at the view's corner.
-  const CGPoint inWindow = view.convertPointToView(view.bounds().origin, window);
-  const CGPoint onScreen = window->convertPointToScreen(inWindow);
-  context.translate(-onScreen.x, -onScreen.y);
-  // The window is drawn where it lies on the screen: it may belong to a scene that fills a part of it.
-  const CGPoint place = window->convertPointToScreen(window->bounds().origin);
-  context.translate(place.x, place.y);
-  renderView(*window, quality, context);
+  const CGSize size = inWholePixels(view.frame().size);
+  if (!isPossible(size)) return nullptr;
+  BitmapContext context(size, kScale, BitmapContext::Backing::Black);
+  if (UIWindow* const window = view.window()) {
+    // The window is drawn where it lies on the screen, as it may belong to a scene that fills a part of it,
+    // and shifted to where the view begins: by whole pixels, since the last ones of a view at the window's
+    // edge would show nothing otherwise.
+    const CGPoint inWindow = view.convertPointToView(view.bounds().origin, window);
+    const CGPoint onScreen = window->convertPointToScreen(inWindow);
+    const CGPoint place = window->convertPointToScreen(window->bounds().origin);
+    context.translate(-wholePixelBefore(onScreen.x - place.x), -wholePixelBefore(onScreen.y - place.y));
+    renderView(*window, quality, context);
+  }
   return std::move(context).takeImage();
 }
 

@@ -18,8 +18,9 @@ class KIScreenshot {
 
   // The application's key window; null when there is none.
   static std::shared_ptr<const platform::Image> captureScreenWithHighQuality(Quality quality);
-  // What is on the screen over the view's rectangle, also what lies in front of the view. Null for a view
-  // that is in no window, or whose size no picture can have.
+  // What is on the screen over the view's rectangle, also what lies in front of the view: black for a view
+  // that has left its window. A last part of a pixel counts as a whole one. Null for a view whose size no
+  // picture can have.
   static std::shared_ptr<const platform::Image> captureView(platform::UIView& view, Quality quality);
 
   // Draws the view with all inside it, and watches the time.

@@ -3,8 +3,8 @@
 #include <utility>
 
 KovaEventRecording::KovaEventRecording(std::shared_ptr<KovaEventVisualizer> visualizer, std::uint64_t pairing,
-                                       KovaEventVisualizer::Context context)
-    : visualizer_(std::move(visualizer)), pairing_(pairing), context_(std::move(context)) {}
+                                       KovaEventVisualizer::CaptureRef capture)
+    : visualizer_(std::move(visualizer)), pairing_(pairing), capture_(std::move(capture)) {}
 
 std::shared_ptr<const KovaEventRecording> KovaEventRecording::ofScreen(
     const std::shared_ptr<KovaEventVisualizer>& visualizer, const KICaptureContext& tracker) {
@@ -24,5 +24,5 @@ std::shared_ptr<const KovaEventRecording> KovaEventRecording::ofView(
 }
 
 void KovaEventRecording::send(const platform::Dictionary& message) const {
-  visualizer_->recordEventMessage(message, context_, pairing_);
+  visualizer_->recordEventMessage(message, capture_, pairing_);
 }

@@ -33,9 +33,9 @@ class KovaEventRecording : public platform::NSObject {
 
  private:
   KovaEventRecording(std::shared_ptr<KovaEventVisualizer> visualizer, std::uint64_t pairing,
-                     KovaEventVisualizer::Context context);
+                     KovaEventVisualizer::CaptureRef capture);
 
   const std::shared_ptr<KovaEventVisualizer> visualizer_;
   const std::uint64_t pairing_;
-  const KovaEventVisualizer::Context context_;  // null when there was nothing to see
+  const KovaEventVisualizer::CaptureRef capture_;  // null when there was nothing to see
 };

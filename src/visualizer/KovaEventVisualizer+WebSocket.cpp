@@ -68,7 +68,6 @@ void KovaEventVisualizer::connect() {
 void KovaEventVisualizer::disconnect() {
   isConnectionWanted_ = false;
   disconnectWebSocket();
-  takeBackQuestion();
 }
 
 void KovaEventVisualizer::connectWebSocket() {
@@ -82,15 +81,16 @@ void KovaEventVisualizer::openSocket() {
   cancelRetryTimer();                      // one that was scheduled after the caller cancelled
   ++numberOfConnectionAttempts_;
   Session::Headers headers{{"--x-kova-env-id", appId_}, {"--x-kova-app-version", appVersion_}};
-  socket_ = std::make_shared<Session>(baseUrl_, std::move(headers), kNamespace, mutationQueue_);
-  socket_->setDelegate(retained());
+  const auto socket = std::make_shared<Session>(baseUrl_, std::move(headers), kNamespace, mutationQueue_);
+  socket_ = socket;
+  socket->setDelegate(retained());
   {
     const MutexLock lock(mutex_);
-    openConnection_ = socket_;
+    openConnection_ = socket;
   }
   numberOfDeviceAvailableAttempts_ = 0;
   const auto& testSession = options_->testOnlyUrlSession();
-  socket_->connectWithURLSession(testSession ? *testSession : *KovaSharedURLSession::sharedSession());
+  socket->connectWithURLSession(testSession ? *testSession : *KovaSharedURLSession::sharedSession());
   bindApplicationEventListeners();
 }
 
@@ -129,13 +129,10 @@ void KovaEventVisualizer::disconnectWebSocket() {
 
 void KovaEventVisualizer::closeSocket() {
   cancelRetryTimer();  // one that was scheduled after the caller cancelled
-  if (socket_) {
-    if (isPaired()) {
-      sendDeviceDisconnect(*socket_);
-    } else {
-      socket_->disconnect();
-    }
-    socket_->setDelegate({});  // what the session still has to say comes too late
+  // Let go: a further call, as a second listener makes, must not cut off what the outbox still holds for it.
+  if (const auto socket = std::exchange(socket_, nullptr)) {
+    socket->setDelegate({});  // what the session still has to say comes too late
+    isPaired() ? sendDeviceDisconnect(socket) : socket->disconnect();
   }
   {
     const MutexLock lock(mutex_);
@@ -148,6 +145,7 @@ void KovaEventVisualizer::closeSocket() {
   isCapturing_ = false;
   // From here and not from the caller's thread: it must not overtake what an accepted request asked for.
   setIdleTimerDisabled(false);
+  takeBackQuestion();
 }
 
 // --- The next attempt
@@ -238,7 +236,10 @@ void KovaEventVisualizer::didReceiveMessage(KovaWebSocketSession& session, std::
   if (!event) return KovaLogDebug("Failed to deserialize JSON Object with data.");
   const Value* code = event->data.find("pairCode");
   if (event->name.view() != "web_requested_pair" || !code) return;
-  if (!isPairCode(*code)) return KovaLogDebug("Failed to deserialize JSON Object with data.");
+  if (!isPairCode(*code)) {
+    return KovaLogDebug("Ignoring a pair request: its code is not a text of 1 to %lu bytes.",
+                        kLongestPairCode);
+  }
   cancelRetryTimer();
   pairWasRequestedWithPairCode(std::string(code->text()), session);
 }
@@ -283,15 +284,21 @@ void KovaEventVisualizer::webSocketConnectionServerRequestedDisconnect(KovaWebSo
 
 void KovaEventVisualizer::makeDeviceAvailable(Session& connection) {
   ++numberOfDeviceAvailableAttempts_;
-  sendSocketMessageWithEventName("device_available", connection, pairCode(), {}, AfterSending::Stay);
+  sendSocketMessageWithEventName("device_available", connection, sender(pairCode()), {}, AfterSending::Stay);
 }
 
-void KovaEventVisualizer::sendDeviceAcceptedPair(Session& connection, const std::string& pairCode) {
-  sendSocketMessageWithEventName("device_accepted_pair", connection, pairCode, {}, AfterSending::Stay);
+// A pairing's first and last word take their turn, too: what belongs to the one before goes first.
+void KovaEventVisualizer::sendDeviceAcceptedPair(std::shared_ptr<Session> connection,
+                                                 const std::string& pairCode) {
+  outbox_->post(nullptr, [connection = std::move(connection), from = sender(pairCode)](const Dictionary&) {
+    sendSocketMessageWithEventName("device_accepted_pair", *connection, from, {}, AfterSending::Stay);
+  });
 }
 
-void KovaEventVisualizer::sendDeviceDisconnect(Session& connection) {
-  sendSocketMessageWithEventName("device_left", connection, pairCode(), {}, AfterSending::Disconnect);
+void KovaEventVisualizer::sendDeviceDisconnect(std::shared_ptr<Session> connection) {
+  outbox_->post(nullptr, [connection = std::move(connection), from = sender(pairCode())](const Dictionary&) {
+    sendSocketMessageWithEventName("device_left", *connection, from, {}, AfterSending::Disconnect);
+  });
 }
 
 std::string KovaEventVisualizer::pairCode() const {
@@ -299,17 +306,22 @@ std::string KovaEventVisualizer::pairCode() const {
   return pairCode_;
 }
 
-void KovaEventVisualizer::sendSocketMessageWithEventName(std::string_view eventName, Session& connection,
-                                                         const std::string& pairCode, const Dictionary& data,
-                                                         AfterSending afterSending) {
-  MutableDictionary payload{{"appId", appId_}};
+Dictionary KovaEventVisualizer::sender(const std::string& pairCode) const {
+  MutableDictionary sender{{"appId", appId_}};
   {
     const MutexLock lock(mutex_);
-    payload.append("deviceId", deviceId_);
-    payload.append("deviceName", UIDevice::currentDevice().facts().name);
-    payload.append("deviceType", phoneModel_);
+    sender.append("deviceId", deviceId_);
   }
-  if (!pairCode.empty()) payload.append("pairCode", pairCode);
+  sender.append("deviceName", UIDevice::currentDevice().facts().name);
+  sender.append("deviceType", phoneModel_);
+  if (!pairCode.empty()) sender.append("pairCode", pairCode);
+  return Dictionary(std::move(sender));
+}
+
+void KovaEventVisualizer::sendSocketMessageWithEventName(std::string_view eventName, Session& connection,
+                                                         const Dictionary& sender, const Dictionary& data,
+                                                         AfterSending afterSending) {
+  MutableDictionary payload(sender);
   payload.merge(data);
   const auto text = NSJSONSerialization::dataWithJSONObject(Array{eventName, Dictionary(std::move(payload))});
   if (!text) return KovaLogDebug("Failed to serialize event message data.");

@@ -59,7 +59,8 @@ KovaEventVisualizer::KovaEventVisualizer(std::string_view appId, std::shared_ptr
       phoneModel_(appProperties.phoneModel()),
       options_(std::move(options)),
       mutationQueue_(std::move(mutationQueue)),
-      baseUrl_(options_->eventVisualizerWebSocketBaseUrl().value_or(kova::defaultEventVisualizerEndpoint())) {
+      baseUrl_(options_->eventVisualizerWebSocketBaseUrl().value_or(kova::defaultEventVisualizerEndpoint())),
+      outbox_(std::make_shared<KIEventOutbox>(mutationQueue_)) {
   resetDeviceId();
 }
 
@@ -82,9 +83,9 @@ void KovaEventVisualizer::resetDeviceId() {
 
 // --- Captured events
 
-KovaEventVisualizer::Context KovaEventVisualizer::captureScreen(UIView* view,
-                                                                const KICaptureContext& tracker) const {
-  return KovaEventVisualizerContext::create(view, tracker, *options_);
+KovaEventVisualizer::CaptureRef KovaEventVisualizer::captureScreen(UIView* view,
+                                                                   const KICaptureContext& tracker) const {
+  return outbox_->prepare(KovaEventVisualizerContext::create(view, tracker, *options_));
 }
 
 std::optional<std::uint64_t> KovaEventVisualizer::acceptedPairing() const {
@@ -101,17 +102,18 @@ bool KovaEventVisualizer::isAcceptedCodeCurrent() const {
   return !acceptedCode_.empty() && pairCode_ == acceptedCode_;
 }
 
-void KovaEventVisualizer::recordEventMessage(const Dictionary& message, const Context& context,
+void KovaEventVisualizer::recordEventMessage(const Dictionary& message, const CaptureRef& capture,
                                              std::uint64_t pairing) {
   if (!NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithPairing)) return;
-  if (currentPairing() != pairing) return;
-  MutableDictionary data{{"message", message}};
-  if (context) data.merge(context->transmittableDictionary());
-  // The pictures take milliseconds, in which the user may have been asked about another code.
   const std::string code = acceptedCode(pairing);
-  if (code.empty()) return;
-  sendSocketMessageWithEventName("device_captured_event", *socket_, code, Dictionary(std::move(data)),
-                                 AfterSending::Stay);
+  if (!isCapturing() || code.empty()) return;
+  // Whatever is asked and answered until the pictures are encoded: it goes where it was accepted.
+  outbox_->post(capture, [connection = socket_, from = sender(code), message](const Dictionary& captured) {
+    MutableDictionary data{{"message", message}};
+    data.merge(captured);
+    sendSocketMessageWithEventName("device_captured_event", *connection, from, Dictionary(std::move(data)),
+                                   AfterSending::Stay);
+  });
 }
 
 // --- Pairing
@@ -204,6 +206,7 @@ void KovaEventVisualizer::requestUserApprovalToPair(
     const PairRequest& request, const std::shared_ptr<KIAlertContainerViewController>& alertContainer) {
   static const SEL selector("_requestUserApprovalToPairWithCode:alertContainer:andConnection:");
   if (!setPairCode(request)) return;
+  question_ = request;
   const auto alert = std::make_shared<UIAlertController>(
       "Confirm connection?",
       formatted("Please confirm that the following pairing code matches the one in your browser: %@",
@@ -240,23 +243,25 @@ void KovaEventVisualizer::pairingRequestWasAccepted(const PairRequest& request) 
   }
   isCapturing_ = true;
   isPaired_ = true;
-  sendDeviceAcceptedPair(*connection, request.code);
+  sendDeviceAcceptedPair(connection, request.code);
   setIdleTimerDisabled(true);
 }
 
-// A question is void without its connection. Its container goes after the connection, so that none takes its
-// place.
+// A question is void without its connection. This comes after the connection's end, so that no other question
+// for it takes its place, but may come after the first of the next connection.
 void KovaEventVisualizer::takeBackQuestion() {
   static const SEL selector("takeBackQuestion");
-  const auto uncover = [](KovaEventVisualizer& self) {
-    KOVA_addSafeOperationWithBlock(*NSOperationQueue::mainQueue(),
-                                   [self = self.retained()] {
-                                     const auto container = self->alertContainer_.lock();
-                                     if (container) uncoverTheApp(*container);
-                                   },
-                                   {self.isa(), selector});
-  };
-  performOnMutationQueue(uncover, selector);
+  KOVA_addSafeOperationWithBlock(*NSOperationQueue::mainQueue(),
+                                 [self = retained()] {
+                                   const auto container = self->alertContainer_.lock();
+                                   if (container && !self->isQuestionOpen()) uncoverTheApp(*container);
+                                 },
+                                 {isa(), selector});
+}
+
+bool KovaEventVisualizer::isQuestionOpen() const {
+  const MutexLock lock(mutex_);
+  return question_ && isOpen(*question_);
 }
 
 void KovaEventVisualizer::pairingRequestWasRejected(const PairRequest& request) {

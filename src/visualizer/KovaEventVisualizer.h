@@ -18,7 +18,7 @@
 #include "platform/runtime/Mutex.h"
 #include "platform/runtime/NSObject.h"
 #include "src/core/KovaTimer.h"
-#include "src/visualizer/KovaEventVisualizerContext.h"
+#include "src/visualizer/KIEventOutbox.h"
 #include "src/visualizer/KovaWebSocketConnectionDelegate.h"
 #include "src/visualizer/KovaWebSocketSession.h"
 
@@ -39,22 +39,22 @@ class UIView;
 // as long as the object lives, also after disconnect(). Nothing is kept from run to run.
 //
 // Owner: the tracker, by std::shared_ptr. Queued work retains it; timers, the app's notifications and an
-// alert that is shown refer to it weakly. disconnect() takes an alert back.
+// alert that is shown refer to it weakly. An alert is taken back when its connection ends.
 // Threads: the state and the socket belong to the mutation queue; alerts and the capture of screens to the
 // main thread. connect(), disconnect(), resetDeviceId(), isPaired() and isCapturing() may be called from any.
 //
 // What is sent: nothing captured before "Accept". Each "Accept" begins a pairing with a number of its own;
-// what was recorded before it, or for another, is not sent after it, and nothing while the user is asked
-// about another code than the accepted one. An answer for a connection that is gone meanwhile is void. What a
-// server may cost: a code that is no string, is empty or longer than kLongestPairCode bytes and a message
-// longer than kLongestMessage bytes are taken for messages that cannot be read; of the requests that wait for
-// the main thread or for an alert to go, only the newest is kept; and an alert that has taken the place of
-// another stays for two seconds.
+// what was recorded before it, or for another, is not sent to it, and nothing is recorded while the user is
+// asked about another code than the accepted one. An answer for a connection that is gone meanwhile is void.
+// What a server may cost: a code that is no string, is empty or longer than kLongestPairCode bytes is
+// refused, a message longer than kLongestMessage bytes is taken for one that cannot be read; of the requests
+// that wait for the main thread or for an alert to go, only the newest is kept; and an alert that has taken
+// the place of another stays for two seconds.
 class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConnectionDelegate {
   NS_OBJECT(KovaEventVisualizer, NSObject)
 
  public:
-  using Context = std::shared_ptr<const KovaEventVisualizerContext>;
+  using CaptureRef = KIEventOutbox::CaptureRef;
 
   static constexpr std::size_t kLongestPairCode = 64;
   static constexpr std::size_t kLongestMessage = 64 * 1024;
@@ -78,16 +78,18 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
 
   // What is on screen as an event is recorded, to be handed back with its message; null when there is nothing
   // to show, or nobody to show it to. Main thread.
-  Context willRecordWithTracker(const KICaptureContext& tracker) const {
+  CaptureRef willRecordWithTracker(const KICaptureContext& tracker) const {
     if (!isCapturing()) return nullptr;
     return captureScreen(nullptr, tracker);
   }
-  Context willRecordWithView(platform::UIView* view, const KICaptureContext& tracker) const {
+  CaptureRef willRecordWithView(platform::UIView* view, const KICaptureContext& tracker) const {
     if (!isCapturing() || !view) return nullptr;
     return captureScreen(view, tracker);
   }
-  // Sends an event of the pairing, if that is still the current one. Mutation queue.
-  void recordEventMessage(const platform::Dictionary& message, const Context& context, std::uint64_t pairing);
+  // Sends an event of the pairing, if that is still the current one, behind all that was recorded before it.
+  // Mutation queue.
+  void recordEventMessage(const platform::Dictionary& message, const CaptureRef& capture,
+                          std::uint64_t pairing);
 
   // KovaWebSocketConnectionDelegate
   void webSocketConnectionDidConnect(KovaWebSocketSession& session) override;
@@ -112,7 +114,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   // The code of the pairing; empty when it is not the current one, or when another code is asked about.
   std::string acceptedCode(std::uint64_t pairing) const;
   bool isAcceptedCodeCurrent() const PLATFORM_REQUIRES(mutex_);
-  Context captureScreen(platform::UIView* view, const KICaptureContext& tracker) const;
+  CaptureRef captureScreen(platform::UIView* view, const KICaptureContext& tracker) const;
 
   // Connecting.
   void connectWebSocket();
@@ -134,13 +136,13 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
 
   // Sending.
   void makeDeviceAvailable(Session& connection);
-  void sendDeviceAcceptedPair(Session& connection, const std::string& pairCode);
-  void sendDeviceDisconnect(Session& connection);
-  // Of what was captured and of what was accepted, the sender says the code: the pending one may change at
-  // any moment.
-  void sendSocketMessageWithEventName(std::string_view eventName, Session& connection,
-                                      const std::string& pairCode, const platform::Dictionary& data,
-                                      AfterSending afterSending);
+  void sendDeviceAcceptedPair(std::shared_ptr<Session> connection, const std::string& pairCode);
+  void sendDeviceDisconnect(std::shared_ptr<Session> connection);
+  // What each message says of the device and of the pairing, as they are now. The pair code may be empty.
+  platform::Dictionary sender(const std::string& pairCode) const;
+  static void sendSocketMessageWithEventName(std::string_view eventName, Session& connection,
+                                             const platform::Dictionary& sender,
+                                             const platform::Dictionary& data, AfterSending afterSending);
   std::string pairCode() const;
 
   // Pairing.
@@ -153,6 +155,8 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   void pairingRequestWasAccepted(const PairRequest& request);
   void pairingRequestWasRejected(const PairRequest& request);
   void takeBackQuestion();
+  // Whether the question that was put up last is about the connection that is open. Main thread.
+  bool isQuestionOpen() const;
   void setIdleTimerDisabled(bool disabled);
   // Whether the request's connection is the one that is open. setPairCode keeps the code if so.
   bool isOpen(const PairRequest& request) const PLATFORM_REQUIRES(mutex_);
@@ -171,6 +175,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   const std::shared_ptr<const KovaOptions> options_;
   const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
   const platform::NSURL baseUrl_;
+  const std::shared_ptr<KIEventOutbox> outbox_;
 
   // Mutation queue only.
   std::shared_ptr<Session> socket_;
@@ -180,6 +185,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
 
   // Main thread only.
   std::weak_ptr<KIAlertContainerViewController> alertContainer_;
+  std::optional<PairRequest> question_;               // that was put up last
   std::optional<PairRequest> requestAfterDismissal_;  // while an alert is being dismissed
   std::optional<double> replacedAt_;                  // uptime, in seconds
 

@@ -30,12 +30,20 @@ std::shared_ptr<const KovaEventVisualizerContext> KovaEventVisualizerContext::cr
 }
 
 Dictionary KovaEventVisualizerContext::transmittableDictionary() const {
+  return dictionaryWith(croppedImage_.get(), fullImage_.get());
+}
+
+Dictionary KovaEventVisualizerContext::transmittableDictionaryWithoutPictures() const {
+  return viewAncestry_ ? dictionaryWith(nullptr, nullptr) : Dictionary();
+}
+
+Dictionary KovaEventVisualizerContext::dictionaryWith(const Image* crop, const Image* screen) const {
   MutableDictionary entries{{"image_format", "png"}, {"image_encoding", "base64"}};
-  if (croppedImage_) {
-    entries.append("image_data", encoded(*croppedImage_));
-    if (fullImage_) entries.append("full_image_data", encoded(*fullImage_));
-  } else if (fullImage_) {
-    entries.append("image_data", encoded(*fullImage_));
+  if (crop) {
+    entries.append("image_data", encoded(*crop));
+    if (screen) entries.append("full_image_data", encoded(*screen));
+  } else if (screen) {
+    entries.append("image_data", encoded(*screen));
   }
   if (viewAncestry_) entries.append("view_ancestry", viewAncestry_->transmittableDictionary());
   return Dictionary(std::move(entries));

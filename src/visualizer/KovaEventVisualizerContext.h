@@ -15,8 +15,7 @@ class UIView;
 
 // What was on the screen at the moment of an event: pictures and the ancestry of the event's view.
 //
-// Made on the main thread; immutable, and kept by the event until its message has been sent. Read on any
-// thread.
+// Made on the main thread; immutable, and kept until it is encoded. Read on any thread.
 class KovaEventVisualizerContext : public platform::NSObject {
   NS_OBJECT(KovaEventVisualizerContext, NSObject)
 
@@ -33,9 +32,13 @@ class KovaEventVisualizerContext : public platform::NSObject {
 
   // What is sent of it. Encodes the pictures, which takes milliseconds: not for the main thread.
   platform::Dictionary transmittableDictionary() const;
+  // As if no picture had been taken.
+  platform::Dictionary transmittableDictionaryWithoutPictures() const;
 
  private:
   KovaEventVisualizerContext() = default;
+
+  platform::Dictionary dictionaryWith(const platform::Image* crop, const platform::Image* screen) const;
 
   std::shared_ptr<const platform::Image> croppedImage_;
   std::shared_ptr<const platform::Image> fullImage_;

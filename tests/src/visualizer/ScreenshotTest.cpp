@@ -93,9 +93,26 @@ TEST_F(ScreenshotTest, ACropShowsWhatLiesOnTheScreenOverTheView) {
   }
   view->setFrame(CGRectMake(10, 110, 30, 0));
   EXPECT_FALSE(KIScreenshot::captureView(*view, Quality::High));
-  view->setFrame(CGRectMake(10, 110, 30, 20));
-  view->removeFromSuperview();
-  EXPECT_FALSE(KIScreenshot::captureView(*view, Quality::High));
+}
+
+TEST_F(ScreenshotTest, ACropBeginsAtAWholePixelSoThatItsLastIsOnTheScreen) {
+  const auto window = windowAwayFromTheCorner();
+  const double third = 100.0 / 3;
+  const auto tab = box(CGRectMake(2 * third, 59.5, third, 20.5), UIColor::systemBlue());
+  window->addSubview(tab);
+  const auto image = KIScreenshot::captureView(*tab, Quality::High);
+  EXPECT_EQ(image->size(), (CGSize{34, 21}));
+  EXPECT_EQ(image->colorAtPixel(33, 20), UIColor::systemBlue());
+  EXPECT_EQ(image->colorAtPixel(1, 1), UIColor::systemBlue());
+}
+
+TEST_F(ScreenshotTest, ACropOfAViewThatHasLeftItsWindowIsBlack) {
+  const auto window = windowAwayFromTheCorner();
+  const auto view = box(CGRectMake(0, 0, 30, 20), UIColor::systemBlue());
+  const auto context = KovaEventVisualizerContext::create(view.get(), settings, options);
+  ASSERT_TRUE(context->croppedImage() && context->fullImage());
+  EXPECT_EQ(context->croppedImage()->size(), (CGSize{30, 20}));
+  EXPECT_EQ(context->croppedImage()->colorAtPixel(15, 10), UIColor::black());
 }
 
 TEST_F(ScreenshotTest, ASlowPictureSwitchesToFastOnesForGood) {
