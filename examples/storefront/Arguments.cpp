@@ -1,6 +1,7 @@
 #include "examples/storefront/Arguments.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 
@@ -52,9 +53,10 @@ platform::NSURL linkFrom(const std::string& text) {
 }
 
 double secondsFrom(const std::string& text) {
-  char* end = nullptr;
-  const double seconds = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end || !(seconds >= 0 && seconds <= 60)) {
+  double seconds = 0;
+  const char* const last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, seconds);
+  if (error != std::errc() || end != last || !(seconds >= 0 && seconds <= 60)) {
     failUsage("'" + text + "' is no number of seconds from 0 to 60");
   }
   return seconds;

@@ -3,11 +3,9 @@
 // text in quotes unless it consists of ASCII letters and digits alone.
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
 
+#include "platform/foundation/Decimal.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
 
@@ -17,15 +15,6 @@ namespace {
 
 // Deeper collections are written as "…": a description serves people, and must not exhaust the stack.
 constexpr int kDeepestLevel = 200;
-
-std::string describeReal(double real) {
-  if (std::isnan(real)) return "nan";
-  if (std::isinf(real)) return real > 0 ? "inf" : "-inf";
-  char text[40];
-  std::snprintf(text, sizeof text, "%.16g", real);
-  if (std::strtod(text, nullptr) != real) std::snprintf(text, sizeof text, "%.17g", real);
-  return text;
-}
 
 bool standsWithoutQuotes(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) {
@@ -44,10 +33,15 @@ char32_t takeCodePoint(std::string_view& text) {
   return point;
 }
 
-void appendUTF16Escape(std::string& out, unsigned unit) {
-  char text[16];
-  std::snprintf(text, sizeof text, "\\U%04x", unit);
-  out += text;
+// The digits of a number in a base of 2^bits, with zeros in front.
+void appendDigits(std::string& out, char32_t number, int digits, int bits) {
+  for (int i = digits - 1; i >= 0; --i)
+    out += "0123456789abcdef"[(number >> (i * bits)) & ((1u << bits) - 1)];
+}
+
+void appendUTF16Escape(std::string& out, char32_t unit) {
+  out += "\\U";
+  appendDigits(out, unit, 4, 4);
 }
 
 void appendQuotedCharacter(std::string& out, char32_t point) {
@@ -73,14 +67,13 @@ void appendQuotedCharacter(std::string& out, char32_t point) {
   if (point >= 0x20 && point < 0x7F) {
     out += static_cast<char>(point);
   } else if (point < 0x20 || point == 0x7F) {
-    char text[16];
-    std::snprintf(text, sizeof text, "\\%03o", static_cast<unsigned>(point));
-    out += text;
+    out += '\\';
+    appendDigits(out, point, 3, 3);
   } else if (point < 0x10000) {
-    appendUTF16Escape(out, static_cast<unsigned>(point));
+    appendUTF16Escape(out, point);
   } else {
-    appendUTF16Escape(out, static_cast<unsigned>(0xD800 + ((point - 0x10000) >> 10)));
-    appendUTF16Escape(out, static_cast<unsigned>(0xDC00 + ((point - 0x10000) & 0x3FF)));
+    appendUTF16Escape(out, 0xD800 + ((point - 0x10000) >> 10));
+    appendUTF16Escape(out, 0xDC00 + ((point - 0x10000) & 0x3FF));
   }
 }
 
@@ -153,8 +146,10 @@ void describe(std::string& out, const Value& value, int level) {
 std::string Value::description() const {
   if (isNull()) return "<null>";
   if (isBoolean()) return boolean() ? "1" : "0";
-  if (isInteger()) return std::to_string(integer());
-  if (isReal()) return describeReal(real());
+  if (isInteger()) return decimal(integer());
+  if (isUnsigned()) return decimal(unsignedInteger());
+  if (is<float>()) return decimal(std::get<float>(data_));
+  if (isReal()) return decimal(real());
   if (isString()) return string().str();
   if (isDate()) return date().description();
   if (isObject()) return object()->description();

@@ -1,31 +1,28 @@
 #include "platform/foundation/Format.h"
 
-#include <cstdio>
+#include <algorithm>
+
+#include "platform/foundation/Decimal.h"
 
 namespace platform {
 
 namespace {
 
-template <class T>
-std::string printed(const std::string& conversion, T value) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-  const int length = std::snprintf(nullptr, 0, conversion.c_str(), value);
-  std::string text(static_cast<std::size_t>(length) + 1, '\0');
-  std::snprintf(text.data(), text.size(), conversion.c_str(), value);
-#pragma GCC diagnostic pop
-  text.pop_back();
-  return text;
+std::string withZerosInFront(std::string digits, std::size_t width) {
+  return digits.insert(0, width > digits.size() ? width - digits.size() : 0, '0');
 }
 
-// The conversion with every integer as wide as it gets, since that is how arguments are kept.
-std::string widened(std::string_view conversion) {
-  std::string wide;
-  for (const char c : conversion) {
-    if (c == 'd' || c == 'u') wide += "ll";
-    if (c != 'l') wide += c;
+std::string converted(const FormatConversion& conversion, const FormatArgument& argument) {
+  switch (conversion.letter) {
+    case 'd':
+      return decimal(argument.asSigned());
+    case 'u':
+      return withZerosInFront(decimal(argument.asUnsigned()), conversion.width);
+    case 'f':
+      return fixedDecimal(argument.asReal(), conversion.precision);
+    default:
+      return argument.described();
   }
-  return wide;
 }
 
 }  // namespace
@@ -38,17 +35,8 @@ std::string vformatted(std::string_view format, const FormatArgument* arguments)
     format.remove_prefix(plain);
     if (format.empty()) break;
     const FormatConversion conversion = conversionAt(format);
-    const std::string_view written = format.substr(0, conversion.length);
     format.remove_prefix(conversion.length);
-    if (conversion.letter == '%') {
-      text += '%';
-      continue;
-    }
-    const FormatArgument& argument = *arguments++;
-    if (conversion.letter == '@') text += argument.described();
-    if (conversion.letter == 'd') text += printed(widened(written), argument.asSigned());
-    if (conversion.letter == 'u') text += printed(widened(written), argument.asUnsigned());
-    if (conversion.letter == 'f') text += printed(std::string(written), argument.asReal());
+    text += conversion.letter == '%' ? "%" : converted(conversion, *arguments++);
   }
   return text;
 }

@@ -16,6 +16,7 @@ namespace platform {
 //   %@                 anything with a description (below), "(null)" for what is missing
 //   %d %ld %lld        signed integers            %u %lu %llu %016llu   unsigned integers
 //   %f %.0f            real numbers               %%                    a per cent sign
+// Numbers are written the same in every locale.
 // A format is checked when it is compiled: a conversion without its argument, an argument without its
 // conversion or one of the wrong kind does not compile. Nothing is described before the text is really made.
 
@@ -61,35 +62,46 @@ class FormatArgument {
     if constexpr (std::floating_point<T>) real_ = static_cast<double>(thing);
   }
   std::string described() const { return describe_(thing_); }
-  long long asSigned() const { return signed_; }
-  unsigned long long asUnsigned() const { return unsigned_; }
+  std::int64_t asSigned() const { return signed_; }
+  std::uint64_t asUnsigned() const { return unsigned_; }
   double asReal() const { return real_; }
 
  private:
   const void* thing_;
   std::string (*describe_)(const void*) = nullptr;
   union {
-    long long signed_ = 0;
-    unsigned long long unsigned_;
+    std::int64_t signed_ = 0;
+    std::uint64_t unsigned_;
     double real_;
   };
 };
 
-// The conversion that stands at the head of `text` (which begins with '%'): its letter and the length of it
-// all.
+// The conversion that stands at the head of `text` (which begins with '%').
 struct FormatConversion {
-  char letter;  // '@', 'd', 'u', 'f' or '%'; 0 for what is not understood
-  std::size_t length;
+  char letter = 0;         // '@', 'd', 'u', 'f' or '%'; 0 for what is not understood
+  std::size_t length = 1;  // of it all
+  std::size_t width = 0;   // digits at least, with zeros in front
+  int precision = 6;       // digits behind the point
 };
 
 constexpr FormatConversion conversionAt(std::string_view text) {
-  std::size_t i = 1;
-  while (i < text.size() && (text[i] == '.' || (text[i] >= '0' && text[i] <= '9'))) ++i;
+  FormatConversion conversion;
+  std::size_t& i = conversion.length;
+  const auto number = [&] {
+    int value = 0;
+    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) value = value * 10 + (text[i] - '0');
+    return value;
+  };
+  if (i < text.size() && text[i] == '0') conversion.width = static_cast<std::size_t>(number());
+  if (i < text.size() && text[i] == '.') conversion.precision = (++i, number());
   while (i < text.size() && text[i] == 'l') ++i;
-  if (i == text.size()) return {0, i};
-  const char letter = text[i];
-  const bool known = letter == '@' || letter == 'd' || letter == 'u' || letter == 'f' || letter == '%';
-  return {known ? letter : '\0', i + 1};
+  if (i == text.size()) return conversion;
+  const char letter = text[i++];
+  const bool isKnown = letter == '@' || letter == 'd' || letter == 'u' || letter == 'f' || letter == '%';
+  const bool isSuited =
+      (conversion.width == 0 || letter == 'u') && (conversion.precision == 6 || letter == 'f');
+  if (isKnown && isSuited) conversion.letter = letter;
+  return conversion;
 }
 
 template <class T>

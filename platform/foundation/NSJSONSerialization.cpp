@@ -83,6 +83,7 @@ bool write(Writer& writer, const Value& value, int level) {
   if (value.isArray()) return level < kDeepestLevel && writeArray(writer, value.array(), level + 1);
   if (value.isBoolean()) return writer.Bool(value.boolean());
   if (value.isInteger()) return writer.Int64(value.integer());
+  if (value.isUnsigned()) return writer.Uint64(value.unsignedInteger());
   if (value.isReal()) return writer.Double(value.real());  // refuses what is not finite
   return value.isNull() && writer.Null();
 }
@@ -97,11 +98,7 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   // refused.
   bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
     const char* const end = text + length;
-    std::int64_t integer = 0;
-    const auto whole = std::from_chars(text, end, integer);
-    if (whole.ec == std::errc() && whole.ptr == end) return add(integer);
-    double real = 0;
-    return std::from_chars(text, end, real).ec == std::errc() && add(real);
+    return addAs<std::int64_t>(text, end) || addAs<std::uint64_t>(text, end) || addAs<double>(text, end);
   }
   bool String(const char* text, rapidjson::SizeType length, bool) {
     return add(std::string_view(text, length));
@@ -134,6 +131,13 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   // time.
   static constexpr rapidjson::SizeType kCheckedForRepeats = 64;
 
+  // Whether all of the text is one number of the kind.
+  template <class Number>
+  bool addAs(const char* text, const char* end) {
+    Number number{};
+    const auto read = std::from_chars(text, end, number);
+    return read.ec == std::errc() && read.ptr == end && add(number);
+  }
   bool open() { return ++level_ <= kDeepestLevel; }
   bool close(Value collection) {
     --level_;

@@ -21,7 +21,8 @@ class NSJSONSerialization {
   static std::optional<std::string> dataWithJSONObject(const Value& object);
 
   // The value of one JSON text, scalars at the top included. Nothing for text that is not JSON, is not UTF-8
-  // or is nested more than 512 levels deep. Whole numbers in range become integers, other numbers reals.
+  // or is nested more than 512 levels deep. Whole numbers of 64 bits stay whole, other
+  // numbers become reals.
   static std::optional<Value> JSONObjectWithData(std::string_view data);
 };
 

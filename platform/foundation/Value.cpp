@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "platform/foundation/Decimal.h"
 #include "platform/runtime/Class.h"
 #include "platform/runtime/NSObject.h"
 
@@ -129,32 +130,33 @@ const Value* MutableDictionary::find(std::string_view key) const {
   return entry == end() ? nullptr : &entry->second;
 }
 
+double Value::real() const {
+  return is<float>() ? doubleOfDigits(std::get<float>(data_)) : std::get<double>(data_);
+}
+
 double Value::doubleValue() const {
   if (isBoolean()) return boolean() ? 1 : 0;
   if (isInteger()) return static_cast<double>(integer());
+  if (isUnsigned()) return static_cast<double>(unsignedInteger());
   return isReal() ? real() : 0;
 }
 
 std::string_view Value::className() const {
-  struct Namer {
-    std::string_view operator()(const Null&) const { return "NSNull"; }
-    std::string_view operator()(bool) const { return "NSNumber"; }
-    std::string_view operator()(std::int64_t) const { return "NSNumber"; }
-    std::string_view operator()(double) const { return "NSNumber"; }
-    std::string_view operator()(const String&) const { return "NSString"; }
-    std::string_view operator()(const NSDate&) const { return "NSDate"; }
-    std::string_view operator()(const Array&) const { return "NSArray"; }
-    std::string_view operator()(const Dictionary&) const { return "NSDictionary"; }
-    std::string_view operator()(const std::shared_ptr<NSObject>& object) const {
-      return object->isa().name();
-    }
-  };
-  return visit(Namer{});
+  if (isNull()) return "NSNull";
+  if (isNumber()) return "NSNumber";
+  if (isString()) return "NSString";
+  if (isDate()) return "NSDate";
+  if (isArray()) return "NSArray";
+  if (isDictionary()) return "NSDictionary";
+  return object()->isa().name();
 }
 
 bool operator==(const Value& a, const Value& b) {
   if (a.isBoolean() || b.isBoolean()) return a.isBoolean() && b.isBoolean() && a.boolean() == b.boolean();
-  if (a.isInteger() && b.isInteger()) return a.integer() == b.integer();
+  const auto isWhole = [](const Value& value) { return value.isInteger() || value.isUnsigned(); };
+  if (isWhole(a) && isWhole(b))
+    return a.isInteger() ? b.isInteger() && a.integer() == b.integer()
+                         : b.isUnsigned() && a.unsignedInteger() == b.unsignedInteger();
   if (a.isNumber() && b.isNumber()) return a.doubleValue() == b.doubleValue();
   if (a.data_.index() != b.data_.index()) return false;
   if (a.isString()) return a.string() == b.string();

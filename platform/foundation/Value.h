@@ -23,6 +23,11 @@ class Value;
 class MutableDictionary;
 using Entry = std::pair<Value, Value>;
 
+template <class T>
+concept WholeNumber =
+    std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> &&
+    !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
+
 // An immutable, ordered list of values. Copies share one list.
 class Array {
  public:
@@ -63,12 +68,13 @@ class Dictionary {
   std::shared_ptr<const std::vector<Entry>> entries_;
 };
 
-// Foundation's property-list world as one C++ value of 24 bytes: the null marker, a boolean, an integer, a
-// real, a string, a date, an array, a dictionary or any NSObject. Copying is cheap: what is large is shared
-// and immutable.
+// Foundation's property-list world as one C++ value of 24 bytes: the null marker, a boolean, a whole number,
+// a real (double or float), a string, a date, an array, a dictionary or any NSObject. Copying is cheap: what
+// is large is shared and immutable.
 //
-// Literals convert: {{"plan", "pro"}, {"trial", true}, {"seats", 3}} is a dictionary, Array{1, 2} an array.
-// A boolean is never an integer. "No value" (nil) is not a Value: it is std::nullopt of std::optional<Value>.
+// Literals convert: {{"plan", "pro"}, {"trial", true}, {"seats", 3}} is a dictionary, Array{1, 2} an array. A
+// char is text of one character. A boolean is never an integer. "No value" (nil) is not a Value: it is
+// std::nullopt of std::optional<Value>.
 class Value {
  public:
   struct Null {
@@ -78,9 +84,9 @@ class Value {
   Value() = default;
   Value(std::nullptr_t) {}
   Value(std::same_as<bool> auto boolean) : data_(static_cast<bool>(boolean)) {}
-  template <std::integral T>
-  requires(!std::same_as<T, bool>) Value(T integer) : data_(fromInteger(integer)) {}
-  Value(std::floating_point auto real) : data_(static_cast<double>(real)) {}
+  Value(std::same_as<char> auto character) : data_(String(std::string_view(&character, 1))) {}
+  Value(WholeNumber auto number) : data_(fromWhole(number)) {}
+  Value(std::floating_point auto real) : data_(fromReal(real)) {}
   Value(const char* text) {
     if (text) data_ = String(text);
   }
@@ -99,8 +105,10 @@ class Value {
   bool isNull() const { return is<Null>(); }
   bool isBoolean() const { return is<bool>(); }
   bool isInteger() const { return is<std::int64_t>(); }
-  bool isReal() const { return is<double>(); }
-  bool isNumber() const { return isBoolean() || isInteger() || isReal(); }
+  // A whole number beyond the range of the integers.
+  bool isUnsigned() const { return is<std::uint64_t>(); }
+  bool isReal() const { return is<double>() || is<float>(); }
+  bool isNumber() const { return isBoolean() || isInteger() || isUnsigned() || isReal(); }
   bool isString() const { return is<String>(); }
   bool isDate() const { return is<NSDate>(); }
   bool isArray() const { return is<Array>(); }
@@ -110,7 +118,9 @@ class Value {
   // Each throws std::bad_variant_access when the value is of another kind.
   bool boolean() const { return std::get<bool>(data_); }
   std::int64_t integer() const { return std::get<std::int64_t>(data_); }
-  double real() const { return std::get<double>(data_); }
+  std::uint64_t unsignedInteger() const { return std::get<std::uint64_t>(data_); }
+  // A float by its own digits: 0.1 for 0.1f.
+  double real() const;
   const String& string() const { return std::get<String>(data_); }
   NSDate date() const { return std::get<NSDate>(data_); }
   const Array& array() const { return std::get<Array>(data_); }
@@ -122,7 +132,8 @@ class Value {
   // The text of a string, empty for what is no string.
   std::string_view text() const { return isString() ? string().view() : std::string_view(); }
 
-  // The text that "%@" writes: 3, 2.5, 1 for true, <null>, collections on several lines.
+  // The text that "%@" writes, the same in every locale: 3, 2.5, 1 for true, <null>, collections on several
+  // lines.
   std::string description() const;
   // The name of the platform's class for such a value: NSString, NSNumber, NSNull, or the object's own class.
   std::string_view className() const;
@@ -131,25 +142,20 @@ class Value {
   // booleans only to booleans.
   friend bool operator==(const Value& a, const Value& b);
 
-  template <class Visitor>
-  decltype(auto) visit(Visitor&& visitor) const {
-    return std::visit(std::forward<Visitor>(visitor), data_);
-  }
-
  private:
-  using Data = std::variant<Null, bool, std::int64_t, double, String, NSDate, Array, Dictionary,
-                            std::shared_ptr<NSObject>>;
+  using Data = std::variant<Null, bool, std::int64_t, std::uint64_t, double, float, String, NSDate, Array,
+                            Dictionary, std::shared_ptr<NSObject>>;
 
   template <class T>
   bool is() const {
     return std::holds_alternative<T>(data_);
   }
-  // An unsigned number beyond the range of the signed ones becomes a real.
-  template <std::integral T>
-  static Data fromInteger(T integer) {
-    if (std::in_range<std::int64_t>(integer)) return static_cast<std::int64_t>(integer);
-    return static_cast<double>(integer);
+  static Data fromWhole(WholeNumber auto number) {
+    if (std::in_range<std::int64_t>(number)) return static_cast<std::int64_t>(number);
+    return static_cast<std::uint64_t>(number);
   }
+  static Data fromReal(float real) { return real; }
+  static Data fromReal(std::floating_point auto real) { return static_cast<double>(real); }
 
   Data data_;
 };

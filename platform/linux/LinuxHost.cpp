@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 
 #include "platform/foundation/NSFileManager.h"
@@ -17,7 +16,9 @@ namespace platform {
 namespace {
 
 std::string trimmed(std::string_view text) {
-  const auto isSpace = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+  const auto isSpace = [](char c) {
+    return std::string_view(" \t\r\n\v\f").find(c) != std::string_view::npos;
+  };
   while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
   while (!text.empty() && isSpace(text.back())) text.remove_suffix(1);
   return std::string(text);

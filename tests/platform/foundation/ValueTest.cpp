@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <tuple>
 
 #include "platform/runtime/NSObject.h"
 
@@ -27,22 +28,33 @@ std::vector<std::string> keysOf(const auto& dictionary) {
 }
 
 TEST(ValueTest, KeepsTheKindOfALiteral) {
-  EXPECT_TRUE(Value(true).isBoolean());
-  EXPECT_FALSE(Value(true).isInteger());
-  EXPECT_TRUE(Value(true).isNumber());
-  EXPECT_TRUE(Value(3).isInteger());
-  EXPECT_TRUE(Value(std::uint8_t{200}).isInteger());
-  EXPECT_TRUE(Value(2.0f).isReal());
-  EXPECT_TRUE(Value("text").isString());
-  EXPECT_TRUE(Value(nullptr).isNull());
-  EXPECT_TRUE(Value(std::shared_ptr<Cart>()).isNull());
-  EXPECT_TRUE(Value(std::make_shared<Cart>()).isObject());
-  EXPECT_TRUE(Value(kDate).isDate());
-  EXPECT_TRUE(Value(Array{1, "a"}).isArray());
-  EXPECT_TRUE((Value{{"a", 1}}).isDictionary());
-  EXPECT_EQ(Value(std::numeric_limits<std::uint64_t>::max()).real(), 18446744073709551615.0);
-  EXPECT_EQ(Value(std::numeric_limits<std::int64_t>::min()).integer(),
-            std::numeric_limits<std::int64_t>::min());
+  using Kind = bool (Value::*)() const;
+  const Kind kinds[] = {&Value::isNull,       &Value::isBoolean, &Value::isInteger, &Value::isUnsigned,
+                        &Value::isReal,       &Value::isString,  &Value::isDate,    &Value::isArray,
+                        &Value::isDictionary, &Value::isObject};
+  constexpr auto kLargest = std::numeric_limits<std::uint64_t>::max();
+  const std::tuple<Value, Kind, const char*> cases[] = {
+      {nullptr, &Value::isNull, "NSNull"},
+      {static_cast<const char*>(nullptr), &Value::isNull, "NSNull"},
+      {std::shared_ptr<Cart>(), &Value::isNull, "NSNull"},
+      {true, &Value::isBoolean, "NSNumber"},
+      {3, &Value::isInteger, "NSNumber"},
+      {std::uint8_t{200}, &Value::isInteger, "NSNumber"},
+      {kLargest / 2, &Value::isInteger, "NSNumber"},
+      {kLargest / 2 + 1, &Value::isUnsigned, "NSNumber"},
+      {2.5, &Value::isReal, "NSNumber"},
+      {2.5f, &Value::isReal, "NSNumber"},
+      {"a", &Value::isString, "NSString"},
+      {'a', &Value::isString, "NSString"},
+      {kDate, &Value::isDate, "NSDate"},
+      {Array{}, &Value::isArray, "NSArray"},
+      {{{"a", 1}}, &Value::isDictionary, "NSDictionary"},
+      {std::make_shared<Cart>(), &Value::isObject, "Cart"}};
+  for (const auto& [value, kind, className] : cases) {
+    for (const Kind each : kinds) EXPECT_EQ((value.*each)(), each == kind) << value.description();
+    EXPECT_EQ(value.isNumber(), value.className() == "NSNumber");
+    EXPECT_EQ(value.className(), className);
+  }
   EXPECT_THROW(Value("3").integer(), std::bad_variant_access);
 }
 
@@ -55,6 +67,10 @@ TEST(ValueTest, ComparesDeeplyAndNumbersByTheirValue) {
   EXPECT_NE(Value(), Value(0));
   EXPECT_EQ(Value(9007199254740993), Value(9007199254740993));
   EXPECT_NE(Value(9007199254740993), Value(9007199254740992));
+  EXPECT_NE(Value(std::numeric_limits<std::int64_t>::max()), Value(std::uint64_t{1} << 63));
+  EXPECT_NE(Value(std::numeric_limits<std::uint64_t>::max()),
+            Value(std::numeric_limits<std::uint64_t>::max() - 1));
+  EXPECT_EQ(Value(0.1f), Value(0.1));
   EXPECT_EQ(Value(cart), Value(cart));
   EXPECT_NE(Value(cart), Value(std::make_shared<Cart>()));
   EXPECT_EQ((Value{{"a", Array{1, kDate}}, {"b", nullptr}}),
@@ -92,33 +108,34 @@ TEST(ValueTest, AMutableDictionaryKeepsItsOrder) {
   EXPECT_EQ(Value(original), (Value{{"a", 1}, {"b", 2}, {"c", 3}})) << "the original is shared, and stays";
 }
 
-TEST(ValueTest, NamesThePlatformsClasses) {
-  const std::pair<Value, const char*> cases[] = {{nullptr, "NSNull"},
-                                                 {true, "NSNumber"},
-                                                 {3, "NSNumber"},
-                                                 {2.5, "NSNumber"},
-                                                 {"a", "NSString"},
-                                                 {kDate, "NSDate"},
-                                                 {Array{}, "NSArray"},
-                                                 {Dictionary(), "NSDictionary"},
-                                                 {std::make_shared<Cart>(), "Cart"}};
-  for (const auto& [value, name] : cases) EXPECT_EQ(value.className(), name);
-}
-
 TEST(DescriptionTest, OfScalars) {
   const std::pair<Value, const char*> cases[] = {
       {nullptr, "<null>"},
       {true, "1"},
       {false, "0"},
-      {3, "3"},
-      {-3, "-3"},
+      {std::numeric_limits<std::int64_t>::min(), "-9223372036854775808"},
+      {std::numeric_limits<std::uint64_t>::max(), "18446744073709551615"},
       {3.0, "3"},
+      {-0.0, "-0"},
       {2.5, "2.5"},
       {0.1, "0.1"},
-      {1e21, "1e+21"},
       {1.0 / 3, "0.3333333333333333"},
+      {0.1 + 0.2, "0.30000000000000004"},
+      {1e15, "1000000000000000"},
+      {1e16, "1e+16"},
+      {0.0001, "0.0001"},
+      {0.00001, "1e-05"},
+      {5e-324, "4.940656458412465e-324"},
+      {std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
       {std::nan(""), "nan"},
       {-std::numeric_limits<double>::infinity(), "-inf"},
+      {0.1f, "0.1"},
+      {95926.26f, "95926.26"},
+      {100000.0f, "100000"},
+      {1e16f, "1e+16"},
+      {0.00001f, "1e-05"},
+      {-std::numeric_limits<float>::infinity(), "-inf"},
+      {'A', "A"},
       {"a \"b\"\n", "a \"b\"\n"},
       {kDate, "2026-01-01 00:00:00 +0000"},
       {NSDate::withTimeIntervalSince1970(-0.5), "1969-12-31 23:59:59 +0000"},

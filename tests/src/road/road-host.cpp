@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <clocale>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -157,6 +158,7 @@ void startPlatform(const std::string& data, const std::string& version) {
 
 int main(int argc, char** argv) {
   if (argc != 4) return 2;
+  std::setlocale(LC_ALL, "");  // as toolkits do at their start
   captureUrl = argv[1];
   startPlatform(argv[2], argv[3]);
   std::thread(readCommands).detach();
