@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+// OpenSSL's own: what it may use in the process from now on.
+extern "C" int EVP_set_default_properties(void* context, const char* properties);
+
 namespace platform {
 namespace {
 
@@ -75,7 +78,8 @@ TEST(TextTest, RemovesPercentEncoding) {
   for (const auto& [text, decoded] : cases) EXPECT_EQ(removingPercentEncoding(text), decoded) << text;
 }
 
-TEST(TextTest, MD5) {
+TEST(TextTest, MD5EvenWhereTheHostForbidsIt) {
+  ASSERT_EQ(EVP_set_default_properties(nullptr, "fips=yes"), 1);
   const std::uint8_t bytes[] = {'a', 'b', 'c'};
   const std::array<std::uint8_t, 16> expected = {0x90, 0x01, 0x50, 0x98, 0x3c, 0xd2, 0x4f, 0xb0,
                                                  0xd6, 0x96, 0x3f, 0x7d, 0x28, 0xe1, 0x7f, 0x72};
