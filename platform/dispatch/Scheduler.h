@@ -26,11 +26,11 @@ class Scheduler {
 
   // The clock on the wall; it may be set back and forth.
   virtual NSDate now() = 0;
-  // The same as of the last tick of the system's clock, 10 ms ago at most, for an eighth of the cost.
-  virtual NSDate coarseNow() { return now(); }
 
   // Seconds that only ever grow, from an arbitrary start.
   virtual double uptime() = 0;
+  // The same as of the last tick of the system's clock, 10 ms ago at most, for a fraction of the cost.
+  virtual double coarseUptime() { return uptime(); }
 
   virtual std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label,
                                                          QualityOfService qualityOfService) = 0;

@@ -19,14 +19,13 @@ NSDate ThreadScheduler::now() {
   return NSDate::withTimeIntervalSince1970(since1970.count());
 }
 
-NSDate ThreadScheduler::coarseNow() {
-  timespec tick;
-  clock_gettime(CLOCK_REALTIME_COARSE, &tick);
-  return NSDate::withTimeIntervalSince1970(static_cast<double>(tick.tv_sec) +
-                                           static_cast<double>(tick.tv_nsec) * 1e-9);
-}
-
 double ThreadScheduler::uptime() { return deviceUptime(); }
+
+double ThreadScheduler::coarseUptime() {
+  timespec tick;
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &tick);  // runs behind the steady clock of uptime()
+  return static_cast<double>(tick.tv_sec) + static_cast<double>(tick.tv_nsec) * 1e-9;
+}
 
 std::shared_ptr<DispatchQueue> ThreadScheduler::makeSerialQueue(std::string label,
                                                                 QualityOfService qualityOfService) {

@@ -26,8 +26,8 @@ class ThreadScheduler final : public Scheduler {
   void setMainRunLoop(RunLoop& loop) { mainRunLoop_.store(&loop, std::memory_order_release); }
 
   NSDate now() override;
-  NSDate coarseNow() override;
   double uptime() override;
+  double coarseUptime() override;
   std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label,
                                                  QualityOfService qualityOfService) override;
   RunLoop& mainRunLoop() override { return *mainRunLoop_.load(std::memory_order_acquire); }

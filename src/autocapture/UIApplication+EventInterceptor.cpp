@@ -24,8 +24,6 @@ constinit decltype(UIApplication::motionEndedMethod)::Imp __KOVA_MotionEndedWith
 
 namespace {
 
-constexpr double kShortestTimeBetweenSameActions = 0.2;  // seconds
-
 // What the platform sends to itself on the way to the real action, and what the library sends. Both spellings
 // of the last occur.
 bool isNeverReported(SEL action) {

@@ -1,12 +1,13 @@
 #include "src/events/KovaUtil.h"
 
+#include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <map>
 
 #include "platform/dispatch/Scheduler.h"
+#include "platform/foundation/Decimal.h"
 #include "platform/foundation/Random.h"
 #include "platform/foundation/Text.h"
 #include "platform/uikit/UIApplication.h"
@@ -23,10 +24,14 @@ std::optional<int>& visibilityOverride() {
   return state;
 }
 
-std::map<std::string, NSDate, std::less<>>& selectorTimes() {
-  static auto& times = *new std::map<std::string, NSDate, std::less<>>;
+// By selector, the uptime of its last use.
+std::map<std::string, double, std::less<>>& selectorTimes() {
+  static auto& times = *new std::map<std::string, double, std::less<>>;
   return times;
 }
+
+// What a difference of two uptimes was before floating point: 0.2, and not a little more.
+double inMicroseconds(double seconds) { return std::round(seconds * 1e6) / 1e6; }
 
 // Which bytes urlEncode writes as they are.
 constexpr std::array<bool, 256> makePassesUnencoded() {
@@ -38,13 +43,6 @@ constexpr std::array<bool, 256> makePassesUnencoded() {
   return passes;
 }
 constexpr std::array<bool, 256> kPassesUnencoded = makePassesUnencoded();
-
-template <class Number>
-std::string decimal(Number number) {
-  char text[24];
-  const auto [end, error] = std::to_chars(text, text + sizeof text, number);
-  return std::string(text, end);
-}
 
 }  // namespace
 
@@ -77,14 +75,19 @@ void KovaUtil::setAppVisibilityStateOverride(std::optional<int> state) { visibil
 std::optional<int> KovaUtil::appVisibilityStateOverride() { return visibilityOverride(); }
 
 double KovaUtil::timeSinceLastSelector(std::string_view selector) {
+  constexpr double kTick = 0.01;  // seconds that the coarse clock is behind, at most
+  Scheduler& scheduler = Scheduler::current();
   const auto& times = selectorTimes();
   const auto found = times.find(selector);
-  const NSDate last = found == times.end() ? NSDate::distantPast() : found->second;
-  return Scheduler::current().coarseNow().timeIntervalSince(last);
+  if (found == times.end()) return scheduler.now().timeIntervalSince(NSDate::distantPast());
+  const double elapsed = inMicroseconds(scheduler.coarseUptime() - found->second);
+  const double untilBorder = kShortestTimeBetweenSameActions - elapsed;
+  if (untilBorder >= 0 && untilBorder <= kTick) return inMicroseconds(scheduler.uptime() - found->second);
+  return std::max(elapsed, 0.0);
 }
 
 void KovaUtil::updateTimeForSelector(std::string_view selector) {
-  selectorTimes().insert_or_assign(std::string(selector), Scheduler::current().coarseNow());
+  selectorTimes().insert_or_assign(std::string(selector), Scheduler::current().uptime());
 }
 
 std::string KovaUtil::urlEncode(const std::optional<Value>& value) {

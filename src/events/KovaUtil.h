@@ -38,8 +38,9 @@ class KovaUtil {
   static void setAppVisibilityStateOverride(std::optional<int> state);
   static std::optional<int> appVisibilityStateOverride();
 
-  // Seconds since the last update for the key, by the coarse clock; a very large number for a key never seen.
-  // Main thread only.
+  // Seconds since the last update for the key, by a clock that cannot be set; a very large number for a key
+  // never seen. Around kShortestTimeBetweenSameActions precise to the millisecond, elsewhere up to 10 ms too
+  // few. Main thread only.
   static double timeSinceLastSelector(std::string_view selector);
   static void updateTimeForSelector(std::string_view selector);
 
@@ -75,6 +76,9 @@ class KovaUtil {
   // Without one colon at the end.
   static std::optional<platform::String> trimSelector(const std::optional<platform::String>& name);
 };
+
+// Seconds. An action that comes no later than this after one of the same name is not looked at.
+inline constexpr double kShortestTimeBetweenSameActions = 0.2;
 
 inline constexpr int kAppVisibilityStateBackground = 1;
 inline constexpr int kAppVisibilityStateForeground = 2;
