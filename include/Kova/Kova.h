@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kova/KovaArguments.h>
 #include <Kova/KovaConstants.h>
 #include <Kova/KovaIgnore.h>
 #include <Kova/KovaOptions.h>
@@ -8,7 +9,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
@@ -30,8 +30,10 @@
 // answers nothing. No exception ever leaves a call, with one exception: an invalid environment id fails an
 // assertion. After a failure of its own the library logs it and does nothing for the rest of the process.
 //
-// Dictionaries are copied; what is no dictionary, and values that cannot be sent, are discarded with a line
-// in the debug log. Booleans stay booleans, every other property value is sent as its description.
+// Dictionaries are copied; what is no dictionary, properties whose key is no text, and values that cannot be
+// sent are discarded with a line in the debug log. Booleans stay booleans, every other property value is sent
+// as its description, numbers in the same way in every locale. nullptr and {} stand for no properties. An
+// event or a property without a name (null text) is left out, with a line in the debug log.
 class KOVA_EXPORT Kova {
  public:
   Kova() = delete;
@@ -47,14 +49,12 @@ class KOVA_EXPORT Kova {
   static std::optional<std::string> sessionId();
 
   // Starts the library. The environment id is a decimal number without leading zeros; any other throws an
-  // NSInternalInconsistencyException. A further call replaces what the one before it started, after
-  // everything that was recorded until then has been stored. The options are shared with the caller, see
-  // KovaOptions; null stands for a fresh KovaOptions.
-  // Belongs to the main thread, unlike the other calls.
-  static void initialize(std::string_view envId);
-  static void initialize(std::string_view envId, std::shared_ptr<KovaOptions> options);
-  // A null id is an empty one.
-  static void initialize(const char* envId) { initialize(std::string_view(envId ? envId : "")); }
+  // NSInternalInconsistencyException, and null counts as empty. A further call replaces what the one before
+  // it started, after everything that was recorded until then has been stored. The options are shared with
+  // the caller, see KovaOptions; null stands for a fresh KovaOptions. Belongs to the main thread, unlike the
+  // other calls.
+  static void initialize(KovaText envId);
+  static void initialize(KovaText envId, std::shared_ptr<KovaOptions> options);
 
   // Installs the capture of touches, actions and screens ahead of initialize, which does it as well. Needs no
   // tracker; what happens before initialize is not recorded, and a screen that appears before it counts as
@@ -80,14 +80,15 @@ class KOVA_EXPORT Kova {
   static void changeInterval(double seconds);
 
   // Records an event of the app's own.
-  static void track(std::string_view event);
-  static void track(std::string_view event, const platform::Value& properties);
+  static void track(KovaText event);
+  static void track(KovaText event, const KovaProperties& properties);
 
-  // For frameworks that wrap the library: events of theirs, with the framework's name as source.
-  static void frameworkAutocaptureEvent(std::string_view event, std::string_view source,
-                                        const platform::Value& sourceProperties);
-  static void frameworkTrack(std::string_view event, const platform::Value& properties,
-                             std::string_view source, const platform::Value& sourceProperties);
+  // For frameworks that wrap the library: events of theirs, with the framework's name as source. Without a
+  // source they are left out, as without a name.
+  static void frameworkAutocaptureEvent(KovaText event, KovaText source,
+                                        const KovaProperties& sourceProperties = {});
+  static void frameworkTrack(KovaText event, const KovaProperties& properties, KovaText source,
+                             const KovaProperties& sourceProperties = {});
 
   // Attaches a name of the app's own to the user: a non-empty string. Under another name than before, the
   // user becomes a new one first.
@@ -96,9 +97,9 @@ class KOVA_EXPORT Kova {
   static void resetIdentity();
 
   // Properties of the user, sent once and not kept.
-  static void addUserProperties(const platform::Value& properties);
+  static void addUserProperties(const KovaProperties& properties);
   // Properties of every event from now on, kept across restarts.
-  static void addEventProperties(const platform::Value& properties);
-  static void removeEventProperty(std::string_view name);
+  static void addEventProperties(const KovaProperties& properties);
+  static void removeEventProperty(KovaText name);
   static void clearEventProperties();
 };

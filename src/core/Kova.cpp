@@ -1,5 +1,7 @@
 #include <Kova/Kova.h>
 
+#include <algorithm>
+
 #include "platform/foundation/NSException.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
@@ -21,6 +23,16 @@ template <class Call>
 void forward(SEL selector, Call&& call) {
   kova::guarded({FacadeClass::classObject(), selector}, [&call] {
     if (const auto tracker = KovaTracker::sharedTracker()) call(*tracker);
+  });
+}
+
+// The same for a call that needs texts: without one of them it does nothing but say so.
+template <class Call>
+void forwardWithTexts(SEL selector, std::initializer_list<KovaText> texts, Call&& call) {
+  forward(selector, [&](KovaTracker& tracker) {
+    if (std::none_of(texts.begin(), texts.end(), [](KovaText text) { return text.isNil(); }))
+      return call(tracker);
+    KovaLogDebug("Called +[Kova %@] without a name. The call is left out.", selector);
   });
 }
 
@@ -83,17 +95,17 @@ std::optional<std::string> Kova::sessionId() {
       selector, [](KovaTracker& tracker) { return tracker.sessionId(); }, std::nullopt, std::nullopt);
 }
 
-void Kova::initialize(std::string_view envId) { initialize(envId, nullptr); }
+void Kova::initialize(KovaText envId) { initialize(envId, nullptr); }
 
-void Kova::initialize(std::string_view envId, std::shared_ptr<KovaOptions> options) {
+void Kova::initialize(KovaText envId, std::shared_ptr<KovaOptions> options) {
   static const SEL selector("initialize:withOptions:");
-  if (std::string message; !KovaTracker::isValidAppId(envId, message)) {
+  if (std::string message; !KovaTracker::isValidAppId(envId.view(), message)) {
     KovaLogDebug("%@", message);
     // The one failure that is meant to reach the host: the app cannot have been run with this id before.
     handleFailureInMethod("+[Kova initialize:withOptions:]", "Kova", 59, message);
   }
   kova::guarded({FacadeClass::classObject(), selector}, [&] {
-    unsafeInitialize(envId, options ? std::move(options) : std::make_shared<KovaOptions>());
+    unsafeInitialize(envId.view(), options ? std::move(options) : std::make_shared<KovaOptions>());
   });
 }
 
@@ -146,29 +158,33 @@ void Kova::changeInterval(double seconds) {
   forward(selector, [seconds](KovaTracker& tracker) { tracker.setUploadInterval(seconds); });
 }
 
-void Kova::track(std::string_view event) {
+void Kova::track(KovaText event) {
   static const SEL selector("track:");
-  forward(selector, [event](KovaTracker& tracker) { tracker.recordCustomEvent(event, std::nullopt); });
+  forwardWithTexts(selector, {event},
+                   [&](KovaTracker& tracker) { tracker.recordCustomEvent(event.view(), std::nullopt); });
 }
 
-void Kova::track(std::string_view event, const Value& properties) {
+void Kova::track(KovaText event, const KovaProperties& properties) {
   static const SEL selector("track:withProperties:");
-  forward(selector, [&](KovaTracker& tracker) { tracker.recordCustomEvent(event, properties); });
-}
-
-void Kova::frameworkAutocaptureEvent(std::string_view event, std::string_view source,
-                                     const Value& sourceProperties) {
-  static const SEL selector("frameworkAutocaptureEvent:withSource:withSourceProperties:");
-  forward(selector, [&](KovaTracker& tracker) {
-    tracker.recordFrameworkAutocaptureEvent(event, source, sourceProperties);
+  forwardWithTexts(selector, {event}, [&](KovaTracker& tracker) {
+    tracker.recordCustomEvent(event.view(), properties.value());
   });
 }
 
-void Kova::frameworkTrack(std::string_view event, const Value& properties, std::string_view source,
-                          const Value& sourceProperties) {
+void Kova::frameworkAutocaptureEvent(KovaText event, KovaText source,
+                                     const KovaProperties& sourceProperties) {
+  static const SEL selector("frameworkAutocaptureEvent:withSource:withSourceProperties:");
+  forwardWithTexts(selector, {event, source}, [&](KovaTracker& tracker) {
+    tracker.recordFrameworkAutocaptureEvent(event.view(), source.view(), sourceProperties.value());
+  });
+}
+
+void Kova::frameworkTrack(KovaText event, const KovaProperties& properties, KovaText source,
+                          const KovaProperties& sourceProperties) {
   static const SEL selector("frameworkTrack:withProperties:withSource:withSourceProperties:");
-  forward(selector, [&](KovaTracker& tracker) {
-    tracker.recordFrameworkCustomEvent(event, properties, source, sourceProperties);
+  forwardWithTexts(selector, {event, source}, [&](KovaTracker& tracker) {
+    tracker.recordFrameworkCustomEvent(event.view(), properties.value(), source.view(),
+                                       sourceProperties.value());
   });
 }
 
@@ -182,19 +198,19 @@ void Kova::resetIdentity() {
   forward(selector, [](KovaTracker& tracker) { tracker.resetIdentity(); });
 }
 
-void Kova::addUserProperties(const Value& properties) {
+void Kova::addUserProperties(const KovaProperties& properties) {
   static const SEL selector("addUserProperties:");
-  forward(selector, [&](KovaTracker& tracker) { tracker.addUserProperties(properties); });
+  forward(selector, [&](KovaTracker& tracker) { tracker.addUserProperties(properties.value()); });
 }
 
-void Kova::addEventProperties(const Value& properties) {
+void Kova::addEventProperties(const KovaProperties& properties) {
   static const SEL selector("addEventProperties:");
-  forward(selector, [&](KovaTracker& tracker) { tracker.addEventProperties(properties); });
+  forward(selector, [&](KovaTracker& tracker) { tracker.addEventProperties(properties.value()); });
 }
 
-void Kova::removeEventProperty(std::string_view name) {
+void Kova::removeEventProperty(KovaText name) {
   static const SEL selector("removeEventProperty:");
-  forward(selector, [name](KovaTracker& tracker) { tracker.removeEventProperty(name); });
+  forwardWithTexts(selector, {name}, [&](KovaTracker& tracker) { tracker.removeEventProperty(name.view()); });
 }
 
 void Kova::clearEventProperties() {

@@ -37,6 +37,10 @@ Dictionary KovaInputTransformer::transmittableDictionaryForPropertyDictionary(
   MutableDictionary typed;
   typed.reserve(properties->dictionary().size());
   for (const auto& [key, value] : properties->dictionary()) {
+    if (!key.isString()) {
+      KovaLogDebug("Property key of type %@ was discarded: %@", key.className(), key);
+      continue;
+    }
     if (value.isBoolean()) {
       typed.append(key, typedBoolean(value.boolean()));
       continue;

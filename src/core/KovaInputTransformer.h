@@ -21,8 +21,8 @@ class KovaInputTransformer {
   };
   static Transmittable transmittablePropertyValueForValue(const platform::Value& value);
 
-  // Typed properties: each name maps to {type: value}. Keys are taken as they are. Empty for what is not
-  // viable.
+  // Typed properties: each name maps to {type: value}. Keys that are no strings are dropped, with a line of
+  // debug log. Empty for what is not viable.
   static platform::Dictionary transmittableDictionaryForPropertyDictionary(
       const std::optional<platform::Value>& properties);
 

@@ -101,6 +101,57 @@ TEST_F(FacadeTest, InvalidEnvironmentIdFailsAnAssertion) {
   EXPECT_THAT(Kova::userId().value(), MatchesRegex(kIds));
 }
 
+// Every call that takes text or properties, without them.
+void callWithout(KovaText text) {
+  Kova::track(text);
+  Kova::track(text, {{"a", 1}});
+  Kova::frameworkAutocaptureEvent(text, "react");
+  Kova::frameworkAutocaptureEvent("Event", text);
+  Kova::frameworkTrack(text, {}, "react");
+  Kova::frameworkTrack("Event", {}, text);
+  Kova::removeEventProperty(text);
+}
+
+TEST_F(FacadeTest, NullTextIsNoTextAndNoProperties) {
+  KovaLogger::sharedInstance().setLogLevel(1);
+  const KovaText nils[] = {nullptr, static_cast<const char*>(nullptr), std::string_view()};
+  for (const KovaText nil : nils) {
+    device.clearLog();
+    callWithout(nil);
+    EXPECT_THAT(device.log(), IsEmpty()) << "there is no tracker yet";
+    EXPECT_THROW(Kova::initialize(nil, device.options()), NSException);
+    EXPECT_THAT(device.log(), Contains("[KOVA DEBUG]: Kova envId cannot be empty"));
+  }
+  device.startAndSettle();
+  device.clearLog();
+  callWithout(nullptr);
+  device.drain();
+  const auto leftOut = [](const std::string& selector) {
+    return "[KOVA DEBUG]: Called +[Kova " + selector + "] without a name. The call is left out.";
+  };
+  const std::string autocapture = leftOut("frameworkAutocaptureEvent:withSource:withSourceProperties:");
+  const std::string track = leftOut("frameworkTrack:withProperties:withSource:withSourceProperties:");
+  EXPECT_THAT(device.log(), ElementsAre(leftOut("track:"), leftOut("track:withProperties:"), autocapture,
+                                        autocapture, track, track, leftOut("removeEventProperty:")));
+  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+
+  device.clearLog();
+  Kova::track("", nullptr);
+  Kova::frameworkTrack(std::string("Event"), {}, String("react"));
+  Kova::addUserProperties(nullptr);
+  Kova::addEventProperties({});
+  Kova::track("Null marker", Value());
+  Kova::identify(static_cast<const char*>(nullptr));
+  device.drain();
+  EXPECT_THAT(
+      device.log(),
+      ElementsAre("[KOVA DEBUG]: Event/user properties were of type NSNull and were discarded",
+                  HasSubstr("The `identify:(NSDictionary *)properties` method has been removed."),
+                  HasSubstr("event \"\" with\n - properties: (null)"),
+                  HasSubstr("event \"Event\" with\n - properties: (null)\n - source properties: (null)"),
+                  HasSubstr("event \"Null marker\" with\n - properties: <null>")));
+}
+
 TEST_F(FacadeTest, NoOptionsAreDefaultOptions) {
   const KovaOptions fresh;
   EXPECT_EQ(fresh.hierarchyCaptureLimit(), 30);
@@ -203,17 +254,6 @@ TEST_F(FacadeTest, GoesQuietAfterAnExceptionInACall) {
   device.advance(600);
   device.settle();
   EXPECT_EQ(device.service.requestCount(), 3u);
-}
-
-TEST_F(FacadeTest, GoesQuietAfterAnExceptionInAQueuedBlock) {
-  const auto options = device.options();
-  options->setDebug(true);
-  device.startAndSettle(options);
-  // Converted well by the call; described once more for the debug line, on the queue.
-  Kova::track("Checkout", {{"cart", std::make_shared<FaultyObject>(1)}});
-  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
-  EXPECT_NO_THROW(device.drain());
-  expectBailed("KovaTracker/recordCustomEvent:withProperties:");
 }
 
 TEST_F(FacadeTest, GoesQuietAfterAnExceptionInACompletion) {
