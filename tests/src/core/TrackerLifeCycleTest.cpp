@@ -104,6 +104,19 @@ TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForegro
   EXPECT_THAT(eventTypes(), Contains(Value("Later"))) << "scheduled uploads have resumed";
 }
 
+TEST_F(TrackerLifeCycleTest, TheForegroundStoresWhatCameInTheBackgroundEvenIfItRecordsNothing) {
+  device.setOnline(false);
+  device.start();
+  device.application->enterBackground();
+  device.drain();
+  const std::size_t before = storedCount("queuedMessageBatches");
+  Kova::track("In the background");
+  Kova::setTrackingEnabled(false);
+  device.application->enterForeground();
+  device.drain();
+  EXPECT_EQ(storedCount("queuedMessageBatches"), before + 1);
+}
+
 TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageviewOrTracking) {
   const auto options = device.options();
   options->setDisableTracking(true);

@@ -106,6 +106,9 @@ TEST_F(KovaMessageBuilderTest, LeavesOutWhatIsMissing) {
   identity.setEventProperties(Dictionary{{"plan", "pro"}});
   EXPECT_FALSE(has(messages.mutableBaseMessageWithEventProperties(Dictionary(), {}, {}, {}), "properties"));
   EXPECT_TRUE(has(messages.mutableBaseMessageWithEventProperties(std::nullopt, {}, {}, {}), "properties"));
+  // And the current ones are those of now, not of the message before.
+  identity.setEventProperties(Dictionary{{"plan", "basic"}});
+  EXPECT_EQ(json(*customMessage().find("properties")), R"({"plan":{"string":"basic"}})");
   // A pageview that is given stands alone.
   EXPECT_EQ(*customMessage(Dictionary{{"id", "5"}}).find("pageviewInfo"), (Value{{"id", "5"}}));
 }

@@ -5,7 +5,9 @@
 
 #include <cmath>
 #include <filesystem>
+#include <stdexcept>
 
+#include "platform/dispatch/ThreadScheduler.h"
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSUserDefaults.h"
 #include "src/core/KIBailer.h"
@@ -141,6 +143,26 @@ TEST_F(KILifecycleTest, DecidesNothingOnceTheLibraryHasBailed) {
   KIBailer::sharedBailer().bailWithSource("a test");
   EXPECT_FALSE(startAs("1.0", "1"));
   EXPECT_FALSE(suite()->stringForKey("version"));
+}
+
+TEST(KILifecycle, AFailureEndsTheLibraryAndNotTheHost) {
+  struct BrokenClock : Scheduler {
+    NSDate now() override { throw std::runtime_error("no clock"); }
+    double uptime() override { return real.uptime(); }
+    std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label, QualityOfService quality) override {
+      return real.makeSerialQueue(std::move(label), quality);
+    }
+    RunLoop& mainRunLoop() override { return real.mainRunLoop(); }
+    bool isMainThread() override { return real.isMainThread(); }
+    ThreadScheduler real;
+  };
+  Scheduler::install(std::make_unique<BrokenClock>());
+  KovaOptions options;
+  options.setTestOnlyAppVersion("1.0");
+  options.setTestOnlyAppBuild("1");
+  EXPECT_EQ(KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(options), nullptr);
+  EXPECT_EQ(KIBailer::sharedBailer().bailedSource(),
+            "KILifecycle/lifecycleEventIfAppVersionChangeWithOptions:");
 }
 
 TEST_F(KILifecycleTest, WaitsForAStartWithTrackingEnabled) {

@@ -6,6 +6,7 @@
 
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/uikit/UITextField.h"
+#include "platform/uikit/UIViewController.h"
 #include "src/core/KovaLogger.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
@@ -98,6 +99,21 @@ TEST_F(PageviewTest, NoEventLeavesTheDeviceWithoutOne) {
     EXPECT_EQ(message.dictionary().find("sessionInfo"), nullptr);
   }
   EXPECT_EQ(stored.array().size(), 2u);
+}
+
+TEST_F(PageviewTest, MessagesOfTheScreenBeforeAreBatchedAheadOfTheNext) {
+  device.setOnline(false);
+  device.start(device.optionsWithScreens());
+  const auto numberOfBatches = [this] {
+    device.drain();
+    const auto stored = device.stored("queuedMessageBatches");
+    return stored ? stored->array().size() : 0;
+  };
+  device.show(std::make_shared<UIViewController>());
+  Kova::track("Checkout");
+  const std::size_t before = numberOfBatches();
+  device.show(std::make_shared<UIViewController>());
+  EXPECT_EQ(numberOfBatches(), before + 1);
 }
 
 TEST_F(PageviewTest, AFullQueueDropsThePageview) {
