@@ -24,14 +24,33 @@ void NSOperationQueue::setMaxConcurrentOperationCount(int count) {
 void NSOperationQueue::addOperationWithBlock(Work block) {
   if (isMainQueue()) {
     Scheduler::current().mainRunLoop().perform(std::move(block));
-  } else {
+  } else if (!hold(block)) {
     runner().async(std::move(block));
   }
 }
 
 void NSOperationQueue::addOperationLazily(NSBlockOperation operation) {
   if (isMainQueue()) return addOperation(std::move(operation));
-  runner().asyncLazily(std::move(operation.block_));
+  if (!hold(operation.block_)) runner().asyncLazily(std::move(operation.block_));
+}
+
+bool NSOperationQueue::hold(Work& block) {
+  if (!isSuspended()) return false;
+  MutexLock lock(mutex_);
+  if (!isSuspended()) return false;
+  held_.push_back(std::move(block));
+  return true;
+}
+
+void NSOperationQueue::setSuspended(bool isSuspended) {
+  if (isMainQueue()) throw std::logic_error("the main queue is never suspended");
+  DispatchQueue& queue = runner();
+  MutexLock lock(mutex_);
+  if (!isSuspended) {
+    for (Work& block : held_) queue.async(std::move(block));
+    held_.clear();
+  }
+  isSuspended_.store(isSuspended, std::memory_order_release);
 }
 
 std::shared_ptr<DispatchTimer> NSOperationQueue::after(double seconds, Work block) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/dispatch/DispatchQueue.h"
 #include "platform/dispatch/DispatchTimer.h"
@@ -47,11 +49,17 @@ class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
   // Leaves a queue that sleeps asleep; see DispatchQueue::asyncLazily. The main queue is always woken.
   void addOperationLazily(NSBlockOperation operation);
 
+  // While suspended, what is added waits, and runs in its order afterwards; what after() brings runs all the
+  // same. Any thread; not for the main queue.
+  void setSuspended(bool isSuspended);
+  bool isSuspended() const { return isSuspended_.load(std::memory_order_acquire); }
+
   // Runs the block as this queue's work, once, `seconds` of uptime from now, whichever kind of queue this is.
   // Any thread.
   std::shared_ptr<DispatchTimer> after(double seconds, Work block);
 
-  // Returns when no operation is queued or runs any more, those added meanwhile included. Not for the main
+  // Returns when no operation is queued or runs any more, those added meanwhile included, those that a
+  // suspension holds back not. Not for the main
   // queue, and not to be called by this queue's own work: both throw std::logic_error.
   void waitUntilAllOperationsAreFinished();
 
@@ -60,6 +68,8 @@ class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
 
  private:
   bool isMainQueue() const { return this == mainQueue().get(); }
+  // Whether the block has been taken, because the queue is suspended.
+  bool hold(Work& block);
   // The dispatch queue that runs the operations, made at the first call when none was set.
   DispatchQueue& runner();
 
@@ -68,6 +78,8 @@ class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
   std::shared_ptr<DispatchQueue> underlyingQueue_;
 
   mutable Mutex mutex_;
+  std::atomic<bool> isSuspended_ = false;  // changed with the mutex held
+  std::vector<Work> held_ PLATFORM_GUARDED_BY(mutex_);
   std::shared_ptr<DispatchQueue> ownQueue_ PLATFORM_GUARDED_BY(mutex_);
 };
 

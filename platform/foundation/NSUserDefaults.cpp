@@ -221,34 +221,38 @@ const std::optional<std::string>* NSUserDefaults::findPending(std::string_view k
   return nullptr;
 }
 
-std::optional<Value> NSUserDefaults::objectForKey(std::string_view key) {
-  std::optional<std::string> text;
+Reading<Value> NSUserDefaults::objectForKey(std::string_view key) {
+  Reading<std::string> text;
   std::vector<std::string> reports;
   {
     MutexLock lock(mutex_);
     const auto* waiting = findPending(key);
-    text = waiting ? *waiting : database_->read(key);
+    text = waiting ? Reading<std::string>(*waiting) : database_->read(key);
     reports = database_->takeReports();
   }
   logAll(reports);
+  if (text.isUnreadable()) return Reading<Value>::unreadable();
   return text ? fromStoredForm(*text) : std::nullopt;
 }
 
-std::optional<std::string> NSUserDefaults::stringForKey(std::string_view key) {
-  const std::optional<Value> value = objectForKey(key);
+Reading<std::string> NSUserDefaults::stringForKey(std::string_view key) {
+  const Reading<Value> value = objectForKey(key);
+  if (value.isUnreadable()) return Reading<std::string>::unreadable();
   if (!value) return std::nullopt;
   if (value->isString()) return value->string().str();
   if (value->isNumber()) return value->description();
   return std::nullopt;
 }
 
-std::optional<Array> NSUserDefaults::arrayForKey(std::string_view key) {
-  const std::optional<Value> value = objectForKey(key);
+Reading<Array> NSUserDefaults::arrayForKey(std::string_view key) {
+  const Reading<Value> value = objectForKey(key);
+  if (value.isUnreadable()) return Reading<Array>::unreadable();
   return value && value->isArray() ? std::optional(value->array()) : std::nullopt;
 }
 
-std::optional<Dictionary> NSUserDefaults::dictionaryForKey(std::string_view key) {
-  const std::optional<Value> value = objectForKey(key);
+Reading<Dictionary> NSUserDefaults::dictionaryForKey(std::string_view key) {
+  const Reading<Value> value = objectForKey(key);
+  if (value.isUnreadable()) return Reading<Dictionary>::unreadable();
   return value && value->isDictionary() ? std::optional(value->dictionary()) : std::nullopt;
 }
 

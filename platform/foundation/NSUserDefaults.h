@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/Condition.h"
 
@@ -36,8 +37,9 @@ class UserDefaultsDatabase;
 // cause is logged once until it has passed.
 //
 // Any thread. One mutex a suite, held while the database is read or written, never while text is made or a
-// line is logged. A call waits up to five seconds for another process that is writing. Not to be used in a
-// child that has forked without a new program image.
+// line is logged. A call waits for another process for 100 ms at most, and while that one goes on, later
+// calls do not wait at all: it is as with a store that cannot be used. Not to be used in a child that has
+// forked without a new program image.
 class NSUserDefaults {
  public:
   // The application's own, named by its identifier. Lives as long as the process.
@@ -58,12 +60,14 @@ class NSUserDefaults {
   using Changes = std::vector<std::pair<std::string, std::optional<Value>>>;
   bool setObjects(const Changes& changes);
 
-  std::optional<Value> objectForKey(std::string_view key);
+  // "Unreadable" where something may be stored that cannot be read for the moment; "none" also where there is
+  // no place to store anything.
+  Reading<Value> objectForKey(std::string_view key);
   // A stored string, or the text of a stored number.
-  std::optional<std::string> stringForKey(std::string_view key);
+  Reading<std::string> stringForKey(std::string_view key);
   // None when the stored value is of another kind.
-  std::optional<Array> arrayForKey(std::string_view key);
-  std::optional<Dictionary> dictionaryForKey(std::string_view key);
+  Reading<Array> arrayForKey(std::string_view key);
+  Reading<Dictionary> dictionaryForKey(std::string_view key);
 
   // Tries again what could not be written. True when everything that was set is stored.
   bool synchronize();

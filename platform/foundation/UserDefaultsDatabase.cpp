@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <thread>
 #include <utility>
 
 #include "platform/foundation/NSFileManager.h"
@@ -16,7 +18,8 @@ namespace platform {
 
 namespace {
 
-constexpr int kBusyTimeoutMilliseconds = 5000;
+constexpr std::chrono::milliseconds kLongestWait{100};
+constexpr std::chrono::milliseconds kPause{2};
 constexpr mode_t kFileMode = 0600;
 
 // After a commit the log is in the file system's hands, which the death of a process leaves alone; the disk
@@ -42,9 +45,16 @@ constexpr int kTableForeign = SQLITE_ERROR;
 // by its name: without this lock, a process could join an old database to the log of a new one.
 class DirectoryLock {
  public:
-  DirectoryLock(const std::string& directory, int mode)
+  template <class IsTimeLeft>
+  DirectoryLock(const std::string& directory, int mode, IsTimeLeft isTimeLeft)
       : file_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    if (file_ >= 0) ::flock(file_, mode);
+    while (file_ >= 0 && ::flock(file_, mode | LOCK_NB) != 0) {
+      if (!isTimeLeft()) {
+        isHeldByAnother_ = true;
+        return;
+      }
+      std::this_thread::sleep_for(kPause);
+    }
   }
   ~DirectoryLock() {
     if (file_ >= 0) ::close(file_);
@@ -52,8 +62,12 @@ class DirectoryLock {
   DirectoryLock(const DirectoryLock&) = delete;
   DirectoryLock& operator=(const DirectoryLock&) = delete;
 
+  // In vain: another process has kept it. A directory that cannot be opened has no lock to wait for.
+  bool isHeldByAnother() const { return isHeldByAnother_; }
+
  private:
   const int file_;
+  bool isHeldByAnother_ = false;
 };
 
 bool isDamage(int code) {
@@ -101,9 +115,10 @@ UserDefaultsDatabase::UserDefaultsDatabase(std::string path)
 
 UserDefaultsDatabase::~UserDefaultsDatabase() { close(); }
 
-std::optional<std::string> UserDefaultsDatabase::read(std::string_view key) {
+Reading<std::string> UserDefaultsDatabase::read(std::string_view key) {
+  beginWaiting();
   for (int attempt = 0; attempt < 2; ++attempt) {
-    if (!ensureOpen()) return std::nullopt;
+    if (!ensureOpen()) return isUnreadable_ ? Reading<std::string>::unreadable() : std::nullopt;
     sqlite3_stmt* statement = select_.get();
     bindText(statement, 1, key);
     const int code = sqlite3_step(statement);
@@ -113,22 +128,38 @@ std::optional<std::string> UserDefaultsDatabase::read(std::string_view key) {
       if (bytes) text.emplace(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, 0)));
     }
     const int failure = sqlite3_reset(statement);
+    noteOutcome(code);
     if (code == SQLITE_DONE || text) return text;
     if (!overcome(failure != SQLITE_OK ? failure : sqlite3_extended_errcode(connection_.get())))
-      return std::nullopt;
+      return Reading<std::string>::unreadable();
   }
   return std::nullopt;
 }
 
 bool UserDefaultsDatabase::write(const Changes& changes) {
+  beginWaiting();
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (!ensureOpen()) return false;
     const int code =
         changes.size() == 1 ? apply(changes.begin()->first, changes.begin()->second) : applyTogether(changes);
+    noteOutcome(code);
     if (code == SQLITE_OK) return true;
     if (!overcome(code)) return false;
   }
   return false;
+}
+
+void UserDefaultsDatabase::beginWaiting() {
+  deadline_ = std::chrono::steady_clock::now();
+  if (!hasWaitedInVain_) deadline_ += kLongestWait;
+}
+
+void UserDefaultsDatabase::noteOutcome(int code) { hasWaitedInVain_ = (code & 0xff) == SQLITE_BUSY; }
+
+int UserDefaultsDatabase::waitForOthers(void* self, int) {
+  if (!static_cast<UserDefaultsDatabase*>(self)->isTimeLeft()) return 0;
+  std::this_thread::sleep_for(kPause);
+  return 1;
 }
 
 int UserDefaultsDatabase::apply(std::string_view key, const std::optional<std::string>& text) {
@@ -158,27 +189,51 @@ int UserDefaultsDatabase::applyTogether(const Changes& changes) {
 bool UserDefaultsDatabase::ensureOpen() {
   if (connection_ && !isStale()) return true;
   close();
+  isUnreadable_ = false;
   if (path_.empty()) {
     report(SQLITE_CANTOPEN, "no preferences directory is installed");
     return false;
   }
   NSFileManager().createDirectory(directory_, true);
+  const int code = openOrReplace();
+  noteOutcome(code);
+  if (code == SQLITE_OK) return true;
+  report(code, connection_ ? sqlite3_errmsg(connection_.get()) : sqlite3_errstr(code));
+  if (isReadOnlyPlace() && connectImmutable() == SQLITE_OK) return true;
+  isUnreadable_ = mayHoldSomething(code);
+  close();
+  return false;
+}
+
+int UserDefaultsDatabase::openOrReplace() {
   {
-    DirectoryLock opening(directory_, LOCK_SH);
-    if (connect() == SQLITE_OK) return true;
+    const DirectoryLock opening(directory_, LOCK_SH, [this] { return isTimeLeft(); });
+    if (!opening.isHeldByAnother() && connect() == SQLITE_OK) return SQLITE_OK;
   }
-  DirectoryLock making(directory_, LOCK_EX);
+  const DirectoryLock making(directory_, LOCK_EX, [this] { return isTimeLeft(); });
+  if (making.isHeldByAnother()) {
+    close();
+    return SQLITE_BUSY;
+  }
   // Another process may have made or replaced it meanwhile.
   int code = connectOrMake();
   if (isDamage(code) || code == kTableForeign || NSFileManager().fileExists(path_) == FileKind::Directory) {
     moveAside(isDamage(code) ? "is damaged" : "is another's");
     code = connectOrMake();
   }
-  if (code == SQLITE_OK) return true;
-  report(code, connection_ ? sqlite3_errmsg(connection_.get()) : sqlite3_errstr(code));
-  if (connectImmutable() == SQLITE_OK) return true;
-  close();
-  return false;
+  return code;
+}
+
+bool UserDefaultsDatabase::mayHoldSomething(int code) const {
+  if (isDamage(code) || code == kTableForeign) return false;
+  if ((code & 0xff) == SQLITE_BUSY) return true;
+  struct stat facts;
+  if (::stat(path_.c_str(), &facts) != 0) return errno != ENOENT && errno != ENOTDIR;
+  return facts.st_size > 0 || sizeOf(path_ + "-wal") > 0;
+}
+
+bool UserDefaultsDatabase::isReadOnlyPlace() const {
+  return ::access(directory_.c_str(), W_OK) != 0 && (errno == EROFS || errno == EACCES || errno == EPERM);
 }
 
 int UserDefaultsDatabase::connect() {
@@ -205,7 +260,7 @@ int UserDefaultsDatabase::open(const std::string& name, int flags) {
   connection_.reset(connection);
   if (code != SQLITE_OK) return code;
   sqlite3_db_config(connection, SQLITE_DBCONFIG_LOOKASIDE, nullptr, 256, 64);
-  sqlite3_busy_timeout(connection, kBusyTimeoutMilliseconds);
+  sqlite3_busy_handler(connection, waitForOthers, this);
   return execute(kConnectionSettings);
 }
 
@@ -288,8 +343,8 @@ int UserDefaultsDatabase::prepare(Statement& statement, const char* text) {
 
 bool UserDefaultsDatabase::overcome(int code) {
   if (isDamage(code)) {
-    DirectoryLock moving(directory_, LOCK_EX);
-    if (!isStale()) moveAside("is damaged");
+    const DirectoryLock moving(directory_, LOCK_EX, [this] { return isTimeLeft(); });
+    if (!moving.isHeldByAnother() && !isStale()) moveAside("is damaged");
     close();
     return true;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
@@ -8,6 +9,8 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "platform/foundation/Reading.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -20,7 +23,8 @@ namespace platform {
 // damaged, or is no database of this form, is moved aside, a new one begun, and the operation tried again.
 // What cannot be done is answered by false or nothing, and the reason put into words once; it may be tried
 // again at any time. Processes exclude each other by SQLite's locks; opening, making and moving aside by a
-// lock on the directory.
+// lock on the directory. An operation waits for other processes for 100 ms at most, and those after one
+// that has waited in vain do not wait at all until one succeeds.
 //
 // Owned and guarded by its NSUserDefaults; not thread-safe.
 class UserDefaultsDatabase {
@@ -31,8 +35,9 @@ class UserDefaultsDatabase {
   UserDefaultsDatabase(const UserDefaultsDatabase&) = delete;
   UserDefaultsDatabase& operator=(const UserDefaultsDatabase&) = delete;
 
-  // Nothing when there is no such key, or when it cannot be read.
-  std::optional<std::string> read(std::string_view key);
+  // Unreadable when something may be stored that cannot be read for the moment; a place that is missing, that
+  // can never be read, or that only cannot be written to, is none of that.
+  Reading<std::string> read(std::string_view key);
   // Texts by key; none removes the key.
   using Changes = std::map<std::string, std::optional<std::string>, std::less<>>;
   // In one step: all of them, or none. On true they outlive the process.
@@ -52,7 +57,15 @@ class UserDefaultsDatabase {
   };
   using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
 
+  void beginWaiting();
+  void noteOutcome(int code);
+  bool isTimeLeft() const { return std::chrono::steady_clock::now() < deadline_; }
+  static int waitForOthers(void* self, int);
+
   bool ensureOpen();
+  int openOrReplace();
+  bool mayHoldSomething(int code) const;
+  bool isReadOnlyPlace() const;
   int connect();
   int connectOrMake();
   int open(const std::string& name, int flags);
@@ -77,6 +90,10 @@ class UserDefaultsDatabase {
   Statement select_;
   Statement upsert_;
   Statement delete_;
+  // Why it could not be opened: something is there that cannot be read for the moment.
+  bool isUnreadable_ = false;
+  std::chrono::steady_clock::time_point deadline_;
+  bool hasWaitedInVain_ = false;
   std::set<int> reportedCauses_;
   std::vector<std::string> reports_;
 };

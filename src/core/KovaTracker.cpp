@@ -70,8 +70,7 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
       mutationQueue_(std::move(mutationQueue)) {
   appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
   persistentStore_ = std::make_shared<KovaPersistentStore>(appId_);
-  persistentStore_->purgeInvalidStoresWithQueuedUrlLimit(kPurgedUrlLimit, kQueueLimits.queuedEvents,
-                                                         kQueueLimits.queuedMessageBatches);
+  purgeStore();
   identityManager_ = std::make_unique<KIIdentityManager>(persistentStore_);
   sessionManager_ = std::make_unique<KISessionManager>(identityManager_->isFreshStart());
   queueManager_ = KovaQueueManager::forStore(persistentStore_, kQueueLimits);
@@ -86,12 +85,19 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
       std::make_shared<KovaUploader>(options_->captureBaseUrl(), queueManager_, mutationQueue_,
                                      testSession ? testSession : KovaSharedURLSession::sharedSession());
   openURLParser_ = std::make_unique<const KovaOpenURLParser>(appId_);
+  holdWorkWhileStoreIsUnreadable();
 }
 
 KovaTracker::~KovaTracker() = default;
 
+void KovaTracker::purgeStore() {
+  persistentStore_->purgeInvalidStoresWithQueuedUrlLimit(kPurgedUrlLimit, kQueueLimits.queuedEvents,
+                                                         kQueueLimits.queuedMessageBatches);
+}
+
 void KovaTracker::start() {
   static const SEL selector("start");
+  if (mutationQueue_->isSuspended()) takeUpStoreLater();
   bindApplicationEventListeners();
   startEVTriggerDetection();
   instrumentAutocaptureWithOptions(*options_);
@@ -131,6 +137,7 @@ void KovaTracker::enqueueLifecycleEvent() {
 void KovaTracker::stop() {
   static const SEL selector("stop");
   isStopped_ = true;
+  if (mutationQueue_->isSuspended()) takeUpStore(false);  // whoever is next waits for what is queued
   uploader_->stop();
   stopEVPairing();
   performSafelyOnMainQueueWithBlock(

@@ -197,6 +197,16 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   static void appWillEnterForeground();
   static void sceneWillEnterForeground(const std::shared_ptr<platform::NSObject>& scene);
   void storeEnqueuedMessages(platform::SEL fromSelector);
+  void purgeStore();
+  // Whether user and queues are the stored ones.
+  bool loadStored();
+  // Suspends the mutation queue while the store cannot be read, for one upload interval at most. From then on
+  // the work goes on with a user made up, and what is stored is taken up when it can be read.
+  void holdWorkWhileStoreIsUnreadable();
+  void takeUpStoreLater();
+  void takeUpStoreAfter(double seconds, double secondsLeft);
+  // On the mutation queue, or on any thread while it is held. False when it is to be tried again.
+  bool takeUpStore(bool mayWait);
   void setUpTelemetry() const;
   void enqueueLifecycleEvent();
 
@@ -248,6 +258,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
   std::shared_ptr<KovaEventVisualizer> eventVisualizer_;  // main thread only; null until pairing is asked for
   std::atomic<bool> isStopped_ = false;
+  platform::Mutex storeMutex_;
+  bool isStoreTakenUp_ PLATFORM_GUARDED_BY(storeMutex_) = false;
   bool isRecordingVisibleViewControllers_ = false;             // main thread only
   std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread only
 };

@@ -10,10 +10,36 @@ using namespace platform;
 
 KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore)
     : persistentStore_(std::move(persistentStore)) {
+  load();
+}
+
+bool KIIdentityManager::load() {
+  if (isLoaded_) return true;
   const auto identity = persistentStore_->stringForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
   const auto userId = persistentStore_->stringForKey(KovaPersistentPropertyKeyUserId);
-  eventProperties_ =
-      persistentStore_->dictionaryForKey(KovaPersistentPropertyKeyEventProperties).value_or(Dictionary());
+  const auto properties = persistentStore_->dictionaryForKey(KovaPersistentPropertyKeyEventProperties);
+  if (identity.isUnreadable() || userId.isUnreadable() || properties.isUnreadable()) return false;
+  isLoaded_ = true;
+
+  if (hasChangedUnloaded_) {
+    persistentStore_->changeInOneStep([this] {
+      storeIdentity();
+      storeUser();
+    });
+  } else if (userId || identity || this->userId().empty()) {
+    didGenerateUserId_ = false;
+    takeUp(identity, userId);
+  } else {
+    storeUser();
+  }
+
+  eventProperties_ = properties.value_or(Dictionary());
+  for (const PropertiesChange& change : std::exchange(changesUnloaded_, {})) changeEventProperties(change);
+  return true;
+}
+
+void KIIdentityManager::takeUp(std::optional<std::string> identity,
+                               const std::optional<std::string>& userId) {
   {
     const MutexLock lock(propertyLock_);
     urlEncodedIdentity_ = identity;
@@ -22,6 +48,23 @@ KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persis
   }
   if (!userId && identity) recomputeUserIdFromUrlEncodedIdentity(*identity);
   if (!userId && !identity) generateUserId();
+}
+
+void KIIdentityManager::assumeUser() {
+  if (userId().empty()) generateUserId();
+}
+
+void KIIdentityManager::storeUser() {
+  if (isLoaded_) persistentStore_->setObject(Value(userId()), KovaPersistentPropertyKeyUserId);
+}
+
+void KIIdentityManager::storeIdentity() {
+  if (!isLoaded_) return;
+  if (const auto identity = urlEncodedIdentity()) {
+    persistentStore_->setObject(Value(*identity), KovaPersistentPropertyKeyUrlEncodedIdentity);
+  } else {
+    persistentStore_->removeObjectForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+  }
 }
 
 void KIIdentityManager::removeFromPersistentStore(KovaPersistentStore& store) {
@@ -42,10 +85,10 @@ std::string KIIdentityManager::userId() const {
 void KIIdentityManager::setUserId(std::string userId) {
   {
     const MutexLock lock(propertyLock_);
-    userId_ = userId;
+    userId_ = std::move(userId);
     refreshUserInfo();
   }
-  persistentStore_->setObject(Value(userId), KovaPersistentPropertyKeyUserId);
+  storeUser();
 }
 
 std::optional<std::string> KIIdentityManager::urlEncodedIdentity() const {
@@ -56,14 +99,11 @@ std::optional<std::string> KIIdentityManager::urlEncodedIdentity() const {
 void KIIdentityManager::setUrlEncodedIdentity(std::optional<std::string> identity) {
   {
     const MutexLock lock(propertyLock_);
-    urlEncodedIdentity_ = identity;
+    urlEncodedIdentity_ = std::move(identity);
     refreshUserInfo();
   }
-  if (identity) {
-    persistentStore_->setObject(Value(*identity), KovaPersistentPropertyKeyUrlEncodedIdentity);
-  } else {
-    persistentStore_->removeObjectForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
-  }
+  hasChangedUnloaded_ = !isLoaded_;
+  storeIdentity();
 }
 
 void KIIdentityManager::setUrlEncodedIdentity(std::optional<std::string> identity, bool recomputingUserId) {
@@ -86,6 +126,7 @@ bool KIIdentityManager::hasIdentityDifferentFromUrlEncodedIdentity(std::string_v
 }
 
 bool KIIdentityManager::resetIdentity() {
+  hasChangedUnloaded_ = !isLoaded_;  // whoever is stored may have a name
   if (isAnonymous()) return false;
   persistentStore_->changeInOneStep([this] {
     setUrlEncodedIdentity(std::nullopt);
@@ -113,20 +154,24 @@ std::string KIIdentityManager::ampersandPrefixedUserInfoQueryParameters() const 
 }
 
 void KIIdentityManager::setEventProperties(std::optional<Dictionary> properties) {
-  eventProperties_ = std::move(properties).value_or(Dictionary());
-  persistentStore_->setObject(eventProperties_, KovaPersistentPropertyKeyEventProperties);
+  changeEventProperties([properties = std::move(properties).value_or(Dictionary())](
+                            MutableDictionary& changed) { changed = MutableDictionary(properties); });
 }
 
 void KIIdentityManager::addSanitizedEventProperties(const Dictionary& properties) {
-  MutableDictionary merged(eventProperties_);
-  merged.merge(properties);
-  setEventProperties(Dictionary(std::move(merged)));
+  changeEventProperties([properties](MutableDictionary& changed) { changed.merge(properties); });
 }
 
 void KIIdentityManager::removeEventProperty(std::string_view name) {
-  MutableDictionary remaining(eventProperties_);
-  remaining.remove(name);
-  setEventProperties(Dictionary(std::move(remaining)));
+  changeEventProperties([name = std::string(name)](MutableDictionary& changed) { changed.remove(name); });
 }
 
 void KIIdentityManager::resetEventProperties() { setEventProperties(std::nullopt); }
+
+void KIIdentityManager::changeEventProperties(const PropertiesChange& change) {
+  MutableDictionary changed(eventProperties_);
+  change(changed);
+  eventProperties_ = Dictionary(std::move(changed));
+  if (!isLoaded_) return changesUnloaded_.push_back(change);
+  persistentStore_->setObject(eventProperties_, KovaPersistentPropertyKeyEventProperties);
+}

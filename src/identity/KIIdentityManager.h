@@ -1,9 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/foundation/Value.h"
 #include "platform/runtime/Mutex.h"
@@ -20,8 +22,16 @@ class KovaPersistentStore;
 // Event properties belong to the mutation queue.
 class KIIdentityManager {
  public:
-  // Loads what is stored; without a stored user id, derives one from the stored identity or makes one up.
+  // Loads what is stored, if it can be read.
   explicit KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore);
+
+  // Takes up what is stored; without a stored user id, derives one from the stored identity or makes one up.
+  // False while the store cannot be read: then there is no user, and its id is empty, until assumeUser().
+  bool load();
+  // Makes up a user, unless there is one already. As long as load() has not succeeded nothing is stored; when
+  // it does, the stored user takes the place of the one made up, unless that one has been identified or reset
+  // meanwhile. Event properties that were changed meanwhile are changed in the stored ones.
+  void assumeUser();
 
   static void removeFromPersistentStore(KovaPersistentStore& store);
 
@@ -58,6 +68,15 @@ class KIIdentityManager {
  private:
   void refreshUserInfo() PLATFORM_REQUIRES(propertyLock_);
 
+  using PropertiesChange = std::function<void(platform::MutableDictionary&)>;
+  void changeEventProperties(const PropertiesChange& change);
+  void takeUp(std::optional<std::string> identity, const std::optional<std::string>& userId);
+  void storeUser();
+  void storeIdentity();
+
+  bool isLoaded_ = false;
+  bool hasChangedUnloaded_ = false;                // identified or reset before it was loaded
+  std::vector<PropertiesChange> changesUnloaded_;  // of event properties, in order
   bool didGenerateUserId_ = false;
   mutable platform::Mutex propertyLock_;
   std::optional<std::string> urlEncodedIdentity_ PLATFORM_GUARDED_BY(propertyLock_);

@@ -39,6 +39,11 @@ std::shared_ptr<KILifecycleEvent> KILifecycle::lifecycleEventIfAppVersionChangeW
 std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionChangeWithOptions(
     const KovaOptions& options) {
   const auto defaults = NSUserDefaults::withSuiteName(kSuiteName);
+  if (defaults->objectForKey(kVersionKey).isUnreadable() ||
+      defaults->objectForKey(kBuildKey).isUnreadable()) {
+    KovaLogDebug("(Lifecycle) The version of the last run cannot be read; the next start decides.");
+    return nullptr;
+  }
   const KILifecycleVersion previous = previousVersionWithDefaults(*defaults);
   const KILifecycleVersion current = currentVersionWithOptions(options);
   const bool isFirstRun = current.isFirstRunWithPreviousVersion(previous);

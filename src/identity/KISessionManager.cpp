@@ -15,6 +15,10 @@ constexpr std::int64_t kLoggedPageview = 2;
 KISessionManager::KISessionManager(bool isNewUser)
     : sessionId_(KovaUtil::randomId()), zParam_(isNewUser ? kNewUser : kReturningUser) {}
 
+void KISessionManager::markNewUser() {
+  if (zParam_ == kReturningUser) zParam_ = kNewUser;
+}
+
 std::string KISessionManager::sessionId() const {
   const MutexLock lock(propertyLock_);
   return sessionId_;

@@ -81,29 +81,29 @@ void KovaPersistentStore::changeInOneStep(const std::function<void()>& changes) 
   userDefaults_.setObjects(*std::exchange(step_, std::nullopt));
 }
 
-std::optional<Dictionary> KovaPersistentStore::dictionaryForKey(std::string_view key) const {
+Reading<Dictionary> KovaPersistentStore::dictionaryForKey(std::string_view key) const {
   return userDefaults_.dictionaryForKey(storageKeyForKey(key));
 }
 
-std::optional<Array> KovaPersistentStore::arrayForKey(std::string_view key) const {
+Reading<Array> KovaPersistentStore::arrayForKey(std::string_view key) const {
   return userDefaults_.arrayForKey(storageKeyForKey(key));
 }
 
-std::optional<std::string> KovaPersistentStore::stringForKey(std::string_view key) const {
+Reading<std::string> KovaPersistentStore::stringForKey(std::string_view key) const {
   return userDefaults_.stringForKey(storageKeyForKey(key));
 }
 
-std::vector<Dictionary> KovaPersistentStore::arrayOfDictionaries(std::string_view key) const {
+std::vector<Dictionary> KovaPersistentStore::dictionariesIn(const Array& array) {
   std::vector<Dictionary> items;
-  for (const Value& item : arrayForKey(key).value_or(Array())) {
+  for (const Value& item : array) {
     if (item.isDictionary()) items.push_back(item.dictionary());
   }
   return items;
 }
 
-std::vector<String> KovaPersistentStore::arrayOfStrings(std::string_view key) const {
+std::vector<String> KovaPersistentStore::stringsIn(const Array& array) {
   std::vector<String> items;
-  for (const Value& item : arrayForKey(key).value_or(Array())) {
+  for (const Value& item : array) {
     if (item.isString()) items.push_back(item.string());
   }
   return items;

@@ -44,14 +44,14 @@ class KovaPersistentStore {
   // whenever the process ends, and nothing when it throws. Meanwhile setObject answers true, and reads find
   // what was there before.
   void changeInOneStep(const std::function<void()>& changes);
-  // None for a stored value of another kind; a stored number answers as a string with its text.
-  std::optional<platform::Dictionary> dictionaryForKey(std::string_view key) const;
-  std::optional<platform::Array> arrayForKey(std::string_view key) const;
-  std::optional<std::string> stringForKey(std::string_view key) const;
-  // The stored array's items that are dictionaries, or strings, the others left out; empty when nothing is
-  // stored.
-  std::vector<platform::Dictionary> arrayOfDictionaries(std::string_view key) const;
-  std::vector<platform::String> arrayOfStrings(std::string_view key) const;
+  // None for a stored value of another kind; a stored number answers as a string with its text. Unreadable
+  // when it cannot be told for the moment whether something is stored.
+  platform::Reading<platform::Dictionary> dictionaryForKey(std::string_view key) const;
+  platform::Reading<platform::Array> arrayForKey(std::string_view key) const;
+  platform::Reading<std::string> stringForKey(std::string_view key) const;
+  // The array's items that are dictionaries, or strings, the others left out.
+  static std::vector<platform::Dictionary> dictionariesIn(const platform::Array& array);
+  static std::vector<platform::String> stringsIn(const platform::Array& array);
 
   // Resets everything, the identity included, when the stored queues have grown past these bounds. Called
   // before anything is loaded.

@@ -3,6 +3,7 @@
 #include <Kova/KovaConstants.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <utility>
 
@@ -49,14 +50,42 @@ const Value* stringIn(const Dictionary& batch, std::string_view key) {
 
 KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits)
     : persistentStore_(std::move(persistentStore)), limits_(limits) {
-  for (String& url : persistentStore_->arrayOfStrings(KovaPersistentPropertyKeyQueuedUrlStrings)) {
-    queuedUrlStrings_.push_back(std::move(url));
-  }
-  queuedEvents_ = mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
-      persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedEvents));
-  for (Batch& batch : persistentStore_->arrayOfDictionaries(KovaPersistentPropertyKeyQueuedMessageBatches)) {
-    queuedMessageBatches_.push_back(std::move(batch));
-  }
+  load();
+}
+
+bool KovaQueueManager::load() {
+  if (isLoaded_) return true;
+  const auto urls = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
+  const auto events = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedEvents);
+  const auto batches = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
+  if (urls.isUnreadable() || events.isUnreadable() || batches.isUnreadable()) return false;
+  isLoaded_ = true;
+  const bool isToBeStored = !queuedUrlStrings_.empty() || !queuedEvents_.empty() ||
+                            !queuedMessageBatches_.empty() || isAnythingInFlight();
+
+  const auto storedUrls = KovaPersistentStore::stringsIn(urls.value_or(Array()));
+  const auto storedBatches = KovaPersistentStore::dictionariesIn(batches.value_or(Array()));
+  auto messages = mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
+      KovaPersistentStore::dictionariesIn(events.value_or(Array())));
+  queuedUrlStrings_.insert(queuedUrlStrings_.begin(), storedUrls.begin(), storedUrls.end());
+  queuedMessageBatches_.insert(queuedMessageBatches_.begin(), storedBatches.begin(), storedBatches.end());
+  messages.insert(messages.end(), std::make_move_iterator(queuedEvents_.begin()),
+                  std::make_move_iterator(queuedEvents_.end()));
+  queuedEvents_ = std::move(messages);
+  if (!isToBeStored) return true;
+
+  // As if each had been queued now: of URLs and batches the newest are dropped, of messages the oldest.
+  queuedUrlStrings_.resize(
+      std::min(queuedUrlStrings_.size(), std::max(limits_.queuedUrls, storedUrls.size())));
+  queuedMessageBatches_.resize(
+      std::min(queuedMessageBatches_.size(), std::max(limits_.queuedMessageBatches, storedBatches.size())));
+  if (queuedEvents_.size() > limits_.queuedEvents)
+    queuedEvents_.erase(queuedEvents_.begin(),
+                        queuedEvents_.end() - static_cast<std::ptrdiff_t>(limits_.queuedEvents));
+  persistQueuedUrlStrings();
+  persistQueuedMessageBatches();
+  persistQueuedEvents();
+  return true;
 }
 
 std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(
@@ -200,6 +229,7 @@ void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
 }
 
 void KovaQueueManager::adoptLeftovers() {
+  if (!isLoaded_) return;  // nobody knows which files have no row
   KovaPersistentStore::FileNames named;
   const auto noteName = [&named](const Batch& batch) {
     if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) named.emplace(fileName->text());
@@ -220,7 +250,7 @@ void KovaQueueManager::adoptLeftovers() {
 
 void KovaQueueManager::persistQueuedEvents() {
   if (areBatchesUnsaved_) persistQueuedMessageBatches();
-  if (areBatchesUnsaved_ || (queuedEvents_.empty() && areEventsStoredEmpty_)) return;
+  if (!isLoaded_ || areBatchesUnsaved_ || (queuedEvents_.empty() && areEventsStoredEmpty_)) return;
   std::vector<Value> messages;
   messages.reserve(queuedEvents_.size());
   for (const MutableDictionary& message : queuedEvents_) messages.emplace_back(Dictionary(message));
@@ -230,11 +260,13 @@ void KovaQueueManager::persistQueuedEvents() {
 }
 
 void KovaQueueManager::persistQueuedUrlStrings() {
+  if (!isLoaded_) return;
   areUrlStringsUnsaved_ = !persistentStore_->setObject(arrayOf(urlStringsInFlight_, queuedUrlStrings_),
                                                        KovaPersistentPropertyKeyQueuedUrlStrings);
 }
 
 void KovaQueueManager::persistQueuedMessageBatches() {
+  if (!isLoaded_) return;
   areBatchesUnsaved_ = !persistentStore_->setObject(arrayOf(messageBatchesInFlight_, queuedMessageBatches_),
                                                     KovaPersistentPropertyKeyQueuedMessageBatches);
 }

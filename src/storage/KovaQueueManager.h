@@ -32,8 +32,13 @@ class KovaQueueManager {
   };
   using Batch = platform::Dictionary;
 
-  // Loads what the store holds.
+  // Loads what the store holds, if it can be read.
   KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits);
+
+  // Whether the stored queues are in this one. While they cannot be read, nothing is stored; what has been
+  // queued meanwhile then stands behind what was stored, within the limits.
+  bool load();
+  bool isLoaded() const { return isLoaded_; }
 
   // The manager of the store's environment id: the one that is still alive because an earlier tracker's
   // request is in flight, so that what that request puts back is not lost to a second copy of the queues,
@@ -111,6 +116,7 @@ class KovaQueueManager {
  private:
   const std::shared_ptr<KovaPersistentStore> persistentStore_;
   const Limits limits_;
+  bool isLoaded_ = false;
   std::deque<platform::String> queuedUrlStrings_;
   std::vector<platform::MutableDictionary> queuedEvents_;
   std::deque<Batch> queuedMessageBatches_;

@@ -53,6 +53,20 @@ std::string voluntarySwitches(pid_t thread) {
   return "";
 }
 
+TEST_F(SerialQueueTest, HoldsWhatIsAddedWhileItIsSuspended) {
+  const auto queue = std::make_shared<NSOperationQueue>();
+  std::vector<int> ran;
+  queue->setSuspended(true);
+  queue->addOperationWithBlock([&] { ran.push_back(1); });
+  queue->addOperationLazily(NSBlockOperation([&] { ran.push_back(2); }));
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_TRUE(ran.empty());
+  queue->setSuspended(false);
+  queue->addOperationWithBlock([&] { ran.push_back(3); });
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_THAT(ran, ElementsAre(1, 2, 3));
+}
+
 TEST_F(SerialQueueTest, RunsOneAtATimeAndEachProducersWorkInItsOrder) {
   constexpr int kProducers = 4;
   constexpr int kEach = 20'000;

@@ -1,7 +1,10 @@
 #include "platform/foundation/UserDefaultsDatabase.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 
+#include <chrono>
 #include <fstream>
 
 #include "tests/platform/foundation/UserDefaultsFixture.h"
@@ -168,6 +171,56 @@ class FullDisk {
   rlimit before_;
 };
 
+// No file can be opened while it lives.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit none{0, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_;
+};
+
+TEST_F(UserDefaultsTest, WithoutADescriptorTheStoreIsUnreadableNotEmpty) {
+  {
+    NoDescriptors none;
+    const auto value = open()->objectForKey("key");
+    EXPECT_FALSE(value || value.isUnreadable()) << "where nothing was ever stored there is none";
+  }
+  open()->setObject("stored", "key");
+  const auto defaults = open();
+  {
+    NoDescriptors none;
+    EXPECT_TRUE(defaults->objectForKey("key").isUnreadable());
+    EXPECT_TRUE(defaults->stringForKey("key").isUnreadable());
+    EXPECT_TRUE(defaults->arrayForKey("missing").isUnreadable());
+    EXPECT_TRUE(defaults->dictionaryForKey("missing").isUnreadable());
+  }
+  EXPECT_EQ(defaults->stringForKey("key"), "stored");
+  EXPECT_FALSE(defaults->stringForKey("missing").isUnreadable());
+}
+
+TEST_F(UserDefaultsTest, WaitsForAnotherProcessATenthOfASecondInAll) {
+  open()->setObject("stored", "key");
+  const int directory = ::open(preferences.c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(flock(directory, LOCK_EX), 0);  // of another open file description, and so as of another process
+  const auto defaults = open();
+  const auto begin = std::chrono::steady_clock::now();
+  for (int i = 0; i < 20; ++i) EXPECT_TRUE(defaults->objectForKey("key").isUnreadable());
+  defaults->setObject("set", "other");
+  const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(waited.count(), 0.1);
+  EXPECT_LT(waited.count(), 0.6) << "twenty-one times a tenth if each waited";
+  close(directory);
+  EXPECT_EQ(defaults->stringForKey("key"), "stored");
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(stored("other"), "\"set\"");
+}
+
 TEST_F(UserDefaultsTest, AFullDiskLosesNothing) {
   const auto defaults = open();
   defaults->setObject("kept", "before");
@@ -291,6 +344,17 @@ TEST_F(ReadOnlyUserDefaultsTest, AStoreWhoseProcessWasKilled) {
   });
   writer.wait();
   EXPECT_TRUE(holdsWhenReadOnly([&] { return readsKeepsAndWritesLater(); }));
+}
+
+TEST_F(ReadOnlyUserDefaultsTest, ADirectoryThatMayNotBeEntered) {
+  open()->setObject("kept", "before");
+  EXPECT_TRUE(holdsWhenReadOnly([&] {
+    chmod(preferences.c_str(), 0);
+    const auto defaults = open();
+    if (!defaults->objectForKey("before").isUnreadable()) return false;
+    chmod(preferences.c_str(), 0700);
+    return defaults->stringForKey("before") == "kept";
+  }));
 }
 
 TEST_F(ReadOnlyUserDefaultsTest, ADirectoryWithoutAStore) {

@@ -67,12 +67,11 @@ TEST_F(KovaPersistentStoreTest, AnswersOnlyTheKindThatIsStored) {
 TEST_F(KovaPersistentStoreTest, FiltersArraysByTheKindOfTheirItems) {
   open().setObject(Array{"a", {{"k", 1}}, 2, Array{}, nullptr, "b", Dictionary()}, "mixed");
   const KovaPersistentStore store = open();
-  ASSERT_EQ(store.arrayOfStrings("mixed").size(), 2u);
-  EXPECT_EQ(store.arrayOfStrings("mixed")[1].view(), "b");
-  ASSERT_EQ(store.arrayOfDictionaries("mixed").size(), 2u);
-  EXPECT_EQ(Value(store.arrayOfDictionaries("mixed")[0]), (Value{{"k", 1}}));
-  EXPECT_TRUE(store.arrayOfStrings("missing").empty());
-  EXPECT_TRUE(store.arrayOfDictionaries("missing").empty());
+  const Array mixed = store.arrayForKey("mixed").value();
+  ASSERT_EQ(store.stringsIn(mixed).size(), 2u);
+  EXPECT_EQ(store.stringsIn(mixed)[1].view(), "b");
+  ASSERT_EQ(store.dictionariesIn(mixed).size(), 2u);
+  EXPECT_EQ(Value(store.dictionariesIn(mixed)[0]), (Value{{"k", 1}}));
 }
 
 TEST_F(KovaPersistentStoreTest, KeepsCompactJSONInFilesNamedByUUIDs) {

@@ -1,0 +1,59 @@
+// A store that cannot be read for the moment decides nothing: the mutation queue is held until it can be, so
+// that what is recorded meanwhile finds the stored user and stands behind the stored queues.
+
+#include "src/core/Guard.h"
+#include "src/core/KovaLogger.h"
+#include "src/core/KovaTracker.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr double kLongestHold = 15.0;         // seconds: an upload interval
+constexpr double kStoreRetryInterval = 0.25;  // seconds
+
+}  // namespace
+
+bool KovaTracker::loadStored() {
+  if (!queueManager_->isLoaded()) purgeStore();
+  if (!identityManager_->load() || !queueManager_->load()) return false;
+  if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
+  return true;
+}
+
+void KovaTracker::holdWorkWhileStoreIsUnreadable() {
+  const MutexLock lock(storeMutex_);
+  isStoreTakenUp_ = loadStored();
+  if (isStoreTakenUp_) return;
+  KovaLogDebug(
+      "What is stored cannot be read for the moment. Until it can, for %ld s at most, nothing is uploaded.",
+      static_cast<long>(kLongestHold));
+  mutationQueue_->setSuspended(true);
+}
+
+void KovaTracker::takeUpStoreLater() {
+  takeUpStoreAfter(kStoreRetryInterval, kLongestHold - kStoreRetryInterval);
+}
+
+void KovaTracker::takeUpStoreAfter(double seconds, double secondsLeft) {
+  static const SEL selector("takeUpStore");
+  mutationQueue_->after(seconds, [self = retained(), secondsLeft] {
+    kova::guarded({classObject(), selector}, [&] {
+      if (self->isStopped_ || self->takeUpStore(secondsLeft > 0)) return;
+      const double pause = secondsLeft > 0 ? kStoreRetryInterval : kLongestHold;
+      self->takeUpStoreAfter(pause, secondsLeft - pause);
+    });
+  });
+}
+
+bool KovaTracker::takeUpStore(bool mayWait) {
+  const MutexLock lock(storeMutex_);
+  if (!isStoreTakenUp_) isStoreTakenUp_ = loadStored();
+  if (!isStoreTakenUp_ && mayWait) return false;
+  if (!isStoreTakenUp_) {
+    identityManager_->assumeUser();
+    if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
+  }
+  if (mutationQueue_->isSuspended()) mutationQueue_->setSuspended(false);
+  return isStoreTakenUp_;
+}

@@ -1,0 +1,145 @@
+// A store that cannot be read for a while, because another process holds the lock of its directory.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/UserDefaultsDatabase.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/storage/KovaPersistentStore.h"
+#include "src/storage/KovaQueueManager.h"
+#include "tests/support/SimulatedDevice.h"
+
+using namespace platform;
+
+namespace {
+
+class UnreadableStoreTest : public testing::Test {
+ protected:
+  UnreadableStoreTest() {
+    const std::string preferences = directories().preferences + "/";
+    UserDefaultsDatabase(preferences + "com.example.app.sqlite")
+        .write({{"kova_12345_userId", R"("42")"},
+                {"kova_12345_identity", R"("ada")"},
+                {"kova_12345_eventProperties", R"({"plan":"pro"})"},
+                {"kova_12345_queuedPageviews", R"(["h?stored=1&u=42"])"}});
+    UserDefaultsDatabase(preferences + "io.kova.lifecycleEvents.sqlite")
+        .write({{"version", R"("1.0")"}, {"build", R"("1")"}});
+    directory_ = open(preferences.c_str(), O_RDONLY | O_DIRECTORY);
+    EXPECT_EQ(flock(directory_, LOCK_EX), 0);
+  }
+  ~UnreadableStoreTest() override { makeReadable(); }
+
+  void makeReadable() {
+    if (directory_ >= 0) close(std::exchange(directory_, -1));
+  }
+  // Who sent each message, and what it was.
+  std::vector<std::string> senders() const {
+    std::vector<std::string> all;
+    for (const Dictionary& message : device.receivedMessages()) {
+      const Dictionary& event = message.find("event")->dictionary();
+      all.push_back(message.find("user")->dictionary().find("id")->string().str() + ": " +
+                    event.begin()->first.string().str());
+    }
+    return all;
+  }
+  std::shared_ptr<KovaPersistentStore> openStore() const {
+    return std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment);
+  }
+
+  SimulatedDevice device;
+
+ private:
+  int directory_;
+};
+
+TEST_F(UnreadableStoreTest, WhatIsRecordedMeanwhileTakesTheStoredUser) {
+  device.start();
+  Kova::track("Early");
+  Kova::addEventProperties({{"seats", "3"}});
+  device.advance(14);
+  EXPECT_EQ(device.service.requestCount(), 0u);
+  EXPECT_EQ(Kova::userId(), "");
+
+  makeReadable();
+  device.advance(0.5);
+  EXPECT_EQ(Kova::userId(), "42");
+  EXPECT_EQ(Kova::identity(), "ada");
+  device.runUntilRequests(3);
+  EXPECT_THAT(senders(), testing::ElementsAre("42: customEvent")) << "no install event either";
+  const auto targets = device.receivedTargets("/h");
+  ASSERT_EQ(targets.size(), 2u);
+  EXPECT_NE(targets[0].find("&u=42&i=ada"), std::string::npos) << targets[0];
+  EXPECT_NE(targets[0].find("&z=1"), std::string::npos) << targets[0];
+  EXPECT_TRUE(targets[1].starts_with("/h?stored=1&u=42&st=")) << targets[1];
+  EXPECT_EQ(device.stored("eventProperties"), (Value{{"plan", "pro"}, {"seats", "3"}}));
+}
+
+TEST_F(UnreadableStoreTest, AfterAnUploadIntervalAMadeUpUserGoesOnUntilTheStoredOneCanBeRead) {
+  device.start();
+  Kova::track("Early");
+  Kova::removeEventProperty("plan");
+  device.advance(15);
+  device.runUntilRequests(2);
+  const std::string madeUp = Kova::userId().value();
+  EXPECT_THAT(madeUp, testing::MatchesRegex("[0-9]{16}"));
+  EXPECT_THAT(senders(), testing::ElementsAre(madeUp + ": customEvent"));
+
+  makeReadable();
+  device.advance(30);
+  device.runUntilRequests(3);
+  EXPECT_TRUE(device.receivedTargets("/h").back().starts_with("/h?stored=1"));
+  EXPECT_EQ(Kova::userId(), "42");
+  EXPECT_EQ(device.stored("userId"), Value("42"));
+  EXPECT_EQ(device.stored("eventProperties"), Value(Dictionary()));
+}
+
+TEST_F(UnreadableStoreTest, ASecondInitializeDoesNotWaitForIt) {
+  device.start();
+  Kova::track("Early");
+  makeReadable();
+  device.start();
+  EXPECT_EQ(Kova::userId(), "42");
+  Kova::track("Late");
+  device.drain();
+  device.settle();
+  device.advance(15);
+  device.runUntil([this] { return senders().size() == 2; });
+  EXPECT_THAT(senders(), testing::Each("42: customEvent"));
+}
+
+TEST_F(UnreadableStoreTest, QueuesAreMergedWithinTheirLimits) {
+  KovaQueueManager queues(openStore(), {3, 2, 2});
+  for (int i = 0; i < 4; ++i) {
+    queues.enqueueUrlString("h?new=" + std::to_string(i));
+    queues.enqueueMessage({{"n", i}});
+  }
+  EXPECT_FALSE(queues.load());
+  makeReadable();
+  EXPECT_TRUE(queues.load());
+  EXPECT_EQ(device.stored("queuedPageviews"), Value(Array{"h?stored=1&u=42", "h?new=0", "h?new=1"}));
+  EXPECT_EQ(device.stored("parts"), Value(Array{{{"n", 2}}, {{"n", 3}}}));
+}
+
+TEST_F(UnreadableStoreTest, WhoWasNamedOrResetMeanwhileStaysSo) {
+  KIIdentityManager named(openStore()), reset(openStore()), untouched(openStore());
+  for (KIIdentityManager* each : {&named, &reset, &untouched}) each->assumeUser();
+  const std::string madeUp = reset.userId();
+  named.setUrlEncodedIdentity("bob");
+  reset.resetIdentity();
+  EXPECT_FALSE(reset.load());
+  makeReadable();
+  EXPECT_TRUE(untouched.load());
+  EXPECT_EQ(untouched.ampersandPrefixedUserInfoQueryParameters(), "&u=42&i=ada");
+  EXPECT_TRUE(reset.load());
+  EXPECT_EQ(reset.ampersandPrefixedUserInfoQueryParameters(), "&u=" + madeUp);
+  EXPECT_FALSE(device.stored("identity"));
+  EXPECT_EQ(device.stored("userId"), Value(madeUp));
+  EXPECT_TRUE(named.load());
+  EXPECT_EQ(device.stored("identity"), Value("bob"));
+}
+
+}  // namespace
