@@ -46,9 +46,11 @@ class FileDescriptor {
 
 // What one message of the kernel about a route tells.
 struct Route {
+  unsigned char family = AF_UNSPEC;
   unsigned char type = RTN_UNSPEC;
   unsigned char table = RT_TABLE_UNSPEC;
   unsigned char destinationBits = 0;
+  bool isUpperHalf = false;  // the destination's first bit
   bool hasGateway = false;
   std::vector<unsigned> interfaces;
 };
@@ -69,6 +71,7 @@ void readNextHops(const rtattr& attribute, Route& route) {
 Route readRoute(const nlmsghdr& message) {
   const auto* header = static_cast<const rtmsg*>(NLMSG_DATA(&message));
   Route route;
+  route.family = header->rtm_family;
   route.type = header->rtm_type;
   route.table = header->rtm_table;
   route.destinationBits = header->rtm_dst_len;
@@ -78,6 +81,9 @@ Route readRoute(const nlmsghdr& message) {
   for (const rtattr* attribute = RTM_RTA(header); RTA_OK(attribute, left);
        attribute = RTA_NEXT(attribute, left)) {
     switch (attribute->rta_type) {
+      case RTA_DST:
+        route.isUpperHalf = (*static_cast<const unsigned char*>(RTA_DATA(attribute)) & 0x80) != 0;
+        break;
       case RTA_OIF: {
         unsigned index = 0;
         std::memcpy(&index, RTA_DATA(attribute), sizeof index);
@@ -175,12 +181,30 @@ bool isUsable(unsigned interfaceIndex) {
   return (flags & IFF_UP) != 0 && (flags & IFF_RUNNING) != 0 && (flags & IFF_LOOPBACK) == 0;
 }
 
+// The halves of a family's addresses that routes lead to. A VPN that takes all traffic often lays two routes,
+// one for each half, over the default route, or in its place.
+class Halves {
+ public:
+  // Whether all addresses of the family are reached by now.
+  bool add(const Route& route) {
+    unsigned& reached = route.family == AF_INET6 ? v6_ : v4_;
+    reached |= route.destinationBits == 0 ? kBoth : route.isUpperHalf ? kUpper : kLower;
+    return reached == kBoth;
+  }
+
+ private:
+  static constexpr unsigned kLower = 1, kUpper = 2, kBoth = 3;
+  unsigned v4_ = 0;
+  unsigned v6_ = 0;
+};
+
 std::optional<Flags> flagsOfDefaultRoute() {
   RouteQuery query;
   if (!query.askForAll()) return std::nullopt;
-  const std::optional<bool> found = query.find([](const Route& route) {
-    return route.type == RTN_UNICAST && route.destinationBits == 0 && route.table != RT_TABLE_LOCAL &&
-           std::any_of(route.interfaces.begin(), route.interfaces.end(), isUsable);
+  Halves halves;
+  const std::optional<bool> found = query.find([&halves](const Route& route) {
+    return route.type == RTN_UNICAST && route.destinationBits <= 1 && route.table != RT_TABLE_LOCAL &&
+           std::any_of(route.interfaces.begin(), route.interfaces.end(), isUsable) && halves.add(route);
   });
   if (!found) return std::nullopt;
   return *found ? kNetworkReachabilityFlagsReachable : 0;

@@ -55,10 +55,11 @@ class OwnNetwork {
     request.ifr_flags = static_cast<short>(up ? IFF_UP | IFF_RUNNING : 0);
     check(ioctl(control_, SIOCSIFFLAGS, &request) == 0, "SIOCSIFFLAGS");
   }
-  void addDefaultRoute() {
+  void addDefaultRoute() { addRoute("0.0.0.0", "0.0.0.0"); }
+  void addRoute(const char* destination, const char* mask) {
     rtentry route{};
-    route.rt_dst.sa_family = AF_INET;
-    route.rt_genmask.sa_family = AF_INET;
+    route.rt_dst = address(destination);
+    route.rt_genmask = address(mask);
     route.rt_gateway = address("10.9.0.2");
     route.rt_flags = RTF_UP | RTF_GATEWAY;
     check(ioctl(control_, SIOCADDRT, &route) == 0, "SIOCADDRT");
@@ -151,6 +152,21 @@ TEST(NetworkReachabilityDeathTest, aDeviceWithRoutes) {
       testing::ExitedWithCode(0),
       "0.0.0.0=0 10.9.0.7=20002 10.9.0.1=30002 8.8.8.8=0 .*0.0.0.0=2 8.8.8.8=2 169.254.0.0=2 .*0.0.0.0=0 "
       "10.9.0.7=0 ");
+}
+
+TEST(NetworkReachabilityDeathTest, twoHalvesAreADefaultRoute) {
+  EXPECT_EXIT(
+      {
+        OwnNetwork network;
+        network.addInterface();
+        network.addRoute("128.0.0.0", "128.0.0.0");
+        network.addRoute("64.0.0.0", "192.0.0.0");
+        printFlags({"0.0.0.0"});
+        network.addRoute("0.0.0.0", "128.0.0.0");
+        printFlags({"0.0.0.0"});
+        std::_Exit(0);
+      },
+      testing::ExitedWithCode(0), "0.0.0.0=0 0.0.0.0=2 ");
 }
 
 TEST(NetworkReachabilityDeathTest, tellsOfChangesOnTheMainThread) {
