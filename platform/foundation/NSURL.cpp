@@ -1,7 +1,5 @@
 #include "platform/foundation/NSURL.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <charconv>
 
@@ -100,24 +98,27 @@ bool isScheme(std::string_view text) {
 
 bool isWebScheme(const std::optional<std::string>& scheme) { return scheme == "http" || scheme == "https"; }
 
-struct CurlURLDeleter {
-  void operator()(CURLU* url) const { curl_url_cleanup(url); }
-};
+// RFC 3986, 5.2.4: a path that begins with "/", without its "." and "..".
+std::string withoutDotSegments(std::string_view path) {
+  std::string out;
+  while (!path.empty()) {
+    const std::string_view segment = path.substr(0, path.find('/', 1));
+    path.remove_prefix(segment.size());
+    if (segment == "/." || segment == "/..") {
+      if (segment == "/..") out.erase(std::min(out.rfind('/'), out.size()));
+      if (path.empty()) out += '/';
+    } else {
+      out += segment;
+    }
+  }
+  return out;
+}
 
-// RFC 3986, 5.2. Both texts hold nothing that would have to be encoded.
-std::optional<std::string> resolve(const std::string& reference, const std::string& base) {
-  const std::unique_ptr<CURLU, CurlURLDeleter> url(curl_url());
-  if (!url || curl_url_set(url.get(), CURLUPART_URL, base.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
-    return std::nullopt;
-  }
-  if (curl_url_set(url.get(), CURLUPART_URL, reference.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
-    return std::nullopt;
-  }
-  char* text = nullptr;
-  if (curl_url_get(url.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) return std::nullopt;
-  std::string result(text);
-  curl_free(text);
-  return result;
+// RFC 3986, 5.2.3: everything of the base up to its last "/", and the reference.
+std::string merged(std::string_view basePath, std::string_view path) {
+  const std::size_t slash = basePath.rfind('/');
+  const std::string_view folder = slash == std::string_view::npos ? "/" : basePath.substr(0, slash + 1);
+  return std::string(folder).append(path);
 }
 
 }  // namespace
@@ -198,30 +199,35 @@ std::optional<NSURL> NSURL::create(std::string_view text) {
 }
 
 std::optional<NSURL> NSURL::create(std::string_view text, const NSURL& base) {
-  const bool isSameDocument = text.empty() || text[0] == '#';
-  if (isSameDocument) {
-    Parts parts = *base.parts_;
-    parts.fragment.reset();
-    if (!text.empty()) parts.fragment = encode(text.substr(1), "/?");
-    parts.compose();
-    return NSURL(std::move(parts));
+  Parts parts = *base.parts_;
+  parts.fragment.reset();
+  if (!text.empty()) {
+    std::optional<Parts> reference = parse(text);
+    if (!reference) return std::nullopt;
+    if (reference->scheme) return NSURL(std::move(*reference));
+    parts.resolve(std::move(*reference));
+    if (isWebScheme(parts.scheme) && parts.host.value_or("").empty()) return std::nullopt;
   }
-  std::optional<Parts> reference = parse(text);
-  if (!reference) return std::nullopt;
-  if (reference->scheme) return NSURL(std::move(*reference));
+  parts.compose();
+  return NSURL(std::move(parts));
+}
 
-  const std::optional<std::string> resolvedText = resolve(reference->text, base.absoluteString());
-  if (!resolvedText) return std::nullopt;
-  std::optional<Parts> parts = parse(*resolvedText);
-  if (!parts) return std::nullopt;
-  // libcurl rewrites a number that stands for a host ("1" becomes "0.0.0.1"): the base's own text is kept.
-  if (!reference->authority) {
-    parts->authority = base.parts_->authority;
-    parts->host = base.parts_->host;
-    parts->port = base.parts_->port;
-    parts->compose();
+// RFC 3986, 5.2.2. These are the parts of the base, without its fragment.
+void NSURL::Parts::resolve(Parts reference) {
+  fragment = std::move(reference.fragment);
+  if (reference.authority) {
+    authority = std::move(reference.authority);
+    host = std::move(reference.host);
+    port = reference.port;
+    path = withoutDotSegments(reference.path);
+    query = std::move(reference.query);
+  } else if (!reference.path.empty()) {
+    path =
+        withoutDotSegments(reference.path.starts_with('/') ? reference.path : merged(path, reference.path));
+    query = std::move(reference.query);
+  } else if (reference.query) {
+    query = std::move(reference.query);
   }
-  return NSURL(std::move(*parts));
 }
 
 NSURL NSURL::fileURL(std::string_view path) {

@@ -68,6 +68,7 @@ class NSURL {
     std::optional<std::string> fragment;
 
     bool readAuthority(std::string_view text);
+    void resolve(Parts reference);
     void compose();
   };
   static std::optional<Parts> parse(std::string_view text);

@@ -68,17 +68,19 @@ TEST(NSURLTest, resolvesAgainstABase) {
   EXPECT_EQ(resolved("h?t=é b&k=%2520&u=a:b//c", "https://host"),
             "https://host/h?t=%C3%A9%20b&k=%2520&u=a:b//c");
   EXPECT_EQ(resolved("../x/./y", "http://h/a/b/c"), "http://h/a/x/y");
+  EXPECT_EQ(resolved("../../../x/..", "http://h/a/b"), "http://h/");
   EXPECT_EQ(resolved("?z=1", "http://h/a/b?y"), "http://h/a/b?z=1");
   EXPECT_EQ(resolved("#f", "http://h/a?y"), "http://h/a?y#f");
   EXPECT_EQ(resolved("", "http://h/a?y#f"), "http://h/a?y");
   EXPECT_EQ(resolved("/x", "http://h/a/b"), "http://h/x");
   EXPECT_EQ(resolved("//other/x", "http://h/a/b"), "http://other/x");
+  EXPECT_EQ(resolved("///x", "http://h/a/b"), "(none)");
   EXPECT_EQ(resolved("ftp://other/x", "http://h/a/b"), "ftp://other/x");
   EXPECT_EQ(resolved("next", "kova-12345://1/launch-ev"), "kova-12345://1/next");
 }
 
 TEST(NSURLTest, keepsALongPixelURL) {
-  const std::string text = "h?a=1&sp=" + std::string(1 << 20, 'x');
+  const std::string text = "h?a=1&sp=" + std::string(9 << 20, 'x');
   EXPECT_EQ(resolved(text, "https://host"), "https://host/" + text);
 }
 
