@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <exception>
 #include <utility>
 
 #include "platform/net/NSHTTPURLResponse.h"
@@ -21,12 +22,32 @@ constexpr curl_off_t kLargestReserve = 1 << 20;
 // A timeout above this is as good as none, and does not overflow a clock.
 constexpr double kLongestTimeout = 30.0 * 24 * 3600;
 constexpr const char* kProtocols = "http,https";
+// So much of a body that nobody reads is taken, since a connection that is given up costs more.
+constexpr std::size_t kLongestUnreadBody = 1u << 20;
+// A longer URL does not fit into the header frame of HTTP/2.
+constexpr std::size_t kLongestURLOfHTTP2 = 32u << 10;
 
 std::string_view trimmed(std::string_view text) {
   constexpr std::string_view kBlank = " \t\r\n";
   const std::size_t first = text.find_first_not_of(kBlank);
   if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
+}
+
+HTTPTransfer::Clock::duration durationOf(double seconds) {
+  return std::chrono::duration_cast<HTTPTransfer::Clock::duration>(
+      std::chrono::duration<double>(std::clamp(seconds, 0.0, kLongestTimeout)));
+}
+
+// What libcurl is told by a function that takes bytes; 0 ends the transfer. No exception may pass through
+// libcurl.
+template <class Take>
+std::size_t taken(std::size_t size, Take take) {
+  try {
+    return take() ? size : 0;
+  } catch (const std::exception&) {
+    return 0;
+  }
 }
 
 }  // namespace
@@ -103,8 +124,14 @@ void HTTPTransfer::configureConnection() {
   curl_easy_setopt(handle_, CURLOPT_REDIR_PROTOCOLS_STR, isSecure ? "https" : kProtocols);
   curl_easy_setopt(handle_, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(handle_, CURLOPT_MAXREDIRS, kMaximumRedirects);
-  curl_easy_setopt(handle_, CURLOPT_MAXFILESIZE_LARGE,
-                   static_cast<curl_off_t>(configuration.maximumResponseBodySize));
+  if (configuration.keepsResponseBodies) {
+    curl_easy_setopt(handle_, CURLOPT_MAXFILESIZE_LARGE,
+                     static_cast<curl_off_t>(configuration.maximumResponseBodySize));
+  }
+  if (!configuration.followsEnvironmentProxy) curl_easy_setopt(handle_, CURLOPT_PROXY, "");
+  if (task_->originalRequest().url().absoluteString().size() > kLongestURLOfHTTP2) {
+    curl_easy_setopt(handle_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  }
   curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
   // A look-up of a name that is given up goes on in its own thread; nobody waits for it.
   curl_easy_setopt(handle_, CURLOPT_QUICK_EXIT, 1L);
@@ -122,29 +149,43 @@ void HTTPTransfer::configureConnection() {
 }
 
 HTTPTransfer::Clock::time_point HTTPTransfer::deadline() const {
-  const double timeout = std::clamp(task_->originalRequest().timeoutInterval(), 0.0, kLongestTimeout);
-  return lastActivity_ + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(timeout));
+  const double timeout = task_->originalRequest().timeoutInterval();
+  const Clock::time_point silence = lastActivity_ + durationOf(timeout);
+  if (!answerBegan_) return silence;
+  const double longest = std::max(timeout, task_->configuration().timeoutIntervalForAnswer);
+  return std::min(silence, std::max(*answerBegan_, lastSent_) + durationOf(longest));
 }
 
 std::size_t HTTPTransfer::receivedHeader(char* bytes, std::size_t size, std::size_t count, void* self) {
-  return static_cast<HTTPTransfer*>(self)->appendHeader({bytes, size * count}) ? size * count : 0;
+  return taken(size * count, [&] {
+    return static_cast<HTTPTransfer*>(self)->appendHeader({bytes, size * count});
+  });
 }
 
 std::size_t HTTPTransfer::receivedBody(char* bytes, std::size_t size, std::size_t count, void* self) {
-  return static_cast<HTTPTransfer*>(self)->appendBody({bytes, size * count}) ? size * count : 0;
+  return taken(size * count, [&] {
+    return static_cast<HTTPTransfer*>(self)->appendBody({bytes, size * count});
+  });
 }
 
 int HTTPTransfer::progressed(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
   auto& transfer = *static_cast<HTTPTransfer*>(self);
-  if (received + sent != transfer.bytesMoved_) {
-    transfer.bytesMoved_ = received + sent;
-    transfer.lastActivity_ = Clock::now();
-  }
+  const bool hasSent = sent != transfer.bytesSent_;
+  if (!hasSent && received == transfer.bytesReceived_) return 0;
+  transfer.bytesSent_ = sent;
+  transfer.bytesReceived_ = received;
+  transfer.lastActivity_ = Clock::now();
+  if (hasSent) transfer.lastSent_ = transfer.lastActivity_;
   return 0;
 }
 
-bool HTTPTransfer::appendHeader(std::string_view line) {
+void HTTPTransfer::noteAnswer() {
   lastActivity_ = Clock::now();
+  if (!answerBegan_) answerBegan_ = lastActivity_;
+}
+
+bool HTTPTransfer::appendHeader(std::string_view line) {
+  noteAnswer();
   headerBytes_ += line.size();
   if (headerBytes_ > kMaximumHeaderBytes) return false;
   if (line.starts_with("HTTP/")) {
@@ -160,7 +201,14 @@ bool HTTPTransfer::appendHeader(std::string_view line) {
 }
 
 bool HTTPTransfer::appendBody(std::string_view bytes) {
-  lastActivity_ = Clock::now();
+  noteAnswer();
+  if (task_->configuration().keepsResponseBodies) return keepBody(bytes);
+  bytesNobodyReads_ += bytes.size();
+  readEnough_ = bytesNobodyReads_ > kLongestUnreadBody;
+  return !readEnough_;
+}
+
+bool HTTPTransfer::keepBody(std::string_view bytes) {
   if (bytes.size() > task_->configuration().maximumResponseBodySize - body_.size()) {
     bodyTooLong_ = true;
     return false;
@@ -175,7 +223,7 @@ bool HTTPTransfer::appendBody(std::string_view bytes) {
 }
 
 void HTTPTransfer::finish(CURLcode code) {
-  if (code == CURLE_OK) {
+  if (code == CURLE_OK || (code == CURLE_WRITE_ERROR && readEnough_)) {
     task_->complete(std::make_shared<const std::string>(std::move(body_)), makeResponse(), std::nullopt);
     return;
   }
@@ -186,6 +234,13 @@ void HTTPTransfer::finish(CURLcode code) {
 
 void HTTPTransfer::fail(int code) {
   task_->complete(nullptr, makeResponse(), makeURLError(code, task_->originalRequest().url()));
+}
+
+void HTTPTransfer::answer(int status) {
+  const NSURL& url = task_->originalRequest().url();
+  task_->complete(std::make_shared<const std::string>(),
+                  std::make_shared<NSHTTPURLResponse>(url, status, std::vector<HTTPHeaderField>()),
+                  std::nullopt);
 }
 
 int HTTPTransfer::errorCode(CURLcode code) const {

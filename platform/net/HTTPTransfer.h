@@ -25,19 +25,24 @@ class HTTPTransfer {
   HTTPTransfer(const HTTPTransfer&) = delete;
   HTTPTransfer& operator=(const HTTPTransfer&) = delete;
 
+  // Whether the request can never be sent, so that this side answers it.
+  bool isTooLong() const { return task_->originalRequest().isTooLong(); }
   // The code of NSURLErrorDomain that tells why this request cannot be sent, if it cannot.
   std::optional<int> refusal() const;
   // Null when memory ran out.
   CURL* handle() const { return handle_; }
-  NSURLSessionDataTask& task() const { return *task_; }
+  const std::shared_ptr<NSURLSessionDataTask>& task() const { return task_; }
 
-  // When the request times out unless a byte comes or goes before.
+  // When the request times out: unless a byte comes or goes before, and in any case when the answer has taken
+  // too long as a whole.
   Clock::time_point deadline() const;
 
   // Ends the task by libcurl's verdict. The handle must be out of the multi handle by then.
   void finish(CURLcode code);
   // Ends the task with an error of NSURLErrorDomain.
   void fail(int code);
+  // Ends the task with an answer of our own that has nothing but a status.
+  void answer(int status);
 
  private:
   void configure();
@@ -50,6 +55,8 @@ class HTTPTransfer {
   static int progressed(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
   bool appendHeader(std::string_view line);
   bool appendBody(std::string_view bytes);
+  bool keepBody(std::string_view bytes);
+  void noteAnswer();
 
   int errorCode(CURLcode code) const;
   long info(CURLINFO which) const;
@@ -64,9 +71,14 @@ class HTTPTransfer {
   std::size_t headerBytes_ = 0;
   std::string body_;
   bool bodyTooLong_ = false;
+  std::size_t bytesNobodyReads_ = 0;
+  bool readEnough_ = false;
 
   Clock::time_point lastActivity_ = Clock::now();
-  curl_off_t bytesMoved_ = 0;
+  Clock::time_point lastSent_ = lastActivity_;
+  std::optional<Clock::time_point> answerBegan_;
+  curl_off_t bytesReceived_ = 0;
+  curl_off_t bytesSent_ = 0;
 };
 
 }  // namespace platform

@@ -11,6 +11,12 @@ bool isSameFieldName(std::string_view a, std::string_view b) {
   return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
+// libcurl composes a request's head in a buffer of this size.
+constexpr std::size_t kLongestHead = std::size_t{1} << 20;
+// What libcurl adds to the URL: method, version, and headers of its own, the host in one of them not counted
+// twice.
+constexpr std::size_t kLargestAddition = kLongestHead - NSURLRequest::kLongestURL;
+
 }  // namespace
 
 const std::string* findHTTPHeaderField(const std::vector<HTTPHeaderField>& fields, std::string_view name) {
@@ -35,6 +41,13 @@ bool isSendableHTTPHeaderField(const HTTPHeaderField& field) {
 
 const std::string* NSURLRequest::valueForHTTPHeaderField(std::string_view name) const {
   return findHTTPHeaderField(headers_, name);
+}
+
+bool NSURLRequest::isTooLong() const {
+  constexpr std::size_t kPunctuation = 4;  // ": " and the end of the line
+  std::size_t head = url_.absoluteString().size() + kLargestAddition;
+  for (const auto& [name, value] : headers_) head += name.size() + value.size() + kPunctuation;
+  return head > kLongestHead;
 }
 
 void NSURLRequest::setValue(std::string value, std::string_view forHTTPHeaderField) {

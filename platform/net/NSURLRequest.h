@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -25,6 +26,8 @@ using HTTPHeaderField = std::pair<std::string, std::string>;
 class NSURLRequest {
  public:
   static constexpr double kDefaultTimeoutInterval = 60.0;
+  // Bytes of a URL, about 1 MiB, beyond which a request without headers of its own cannot be sent.
+  static constexpr std::size_t kLongestURL = (std::size_t{1} << 20) - 512;
 
   explicit NSURLRequest(NSURL url,
                         NSURLRequestCachePolicy cachePolicy = NSURLRequestCachePolicy::useProtocolCachePolicy,
@@ -46,6 +49,10 @@ class NSURLRequest {
   const std::vector<HTTPHeaderField>& allHTTPHeaderFields() const { return headers_; }
   const std::string* valueForHTTPHeaderField(std::string_view name) const;
   void setValue(std::string value, std::string_view forHTTPHeaderField);
+
+  // Whether URL and headers are longer than can be sent; the body does not matter. A session does not try,
+  // and answers with status 414 itself.
+  bool isTooLong() const;
 
   // Null for a request without a body.
   const std::shared_ptr<const std::string>& httpBody() const { return body_; }

@@ -17,8 +17,17 @@ struct NSURLSessionConfiguration {
   }
 
   bool keepsConnections = true;
-  // Bytes of a decoded response body; a longer one is NSURLErrorDataLengthExceedsMaximum.
+  // Seconds that an answer may take as a whole, from its first byte, or from the last byte of the request
+  // should that be later; the request's own timeout, if it is longer. Then it is NSURLErrorTimedOut.
+  double timeoutIntervalForAnswer = 120;
+  // Off, for who does not look at bodies: they are not kept, tasks complete with an empty one, and of a body
+  // without end no more is read than leaves the connection useful.
+  bool keepsResponseBodies = true;
+  // Bytes of a decoded response body that is kept; a longer one is NSURLErrorDataLengthExceedsMaximum.
   std::size_t maximumResponseBodySize = 16u << 20;
+  // Requests go through the proxy that the environment names (http_proxy, https_proxy, all_proxy, no_proxy);
+  // sockets do not. Off, the environment is not asked.
+  bool followsEnvironmentProxy = false;
   // A file of PEM certificates to trust in place of the system's. Empty: the system's.
   std::string certificateAuthorityFile;
 };

@@ -38,16 +38,27 @@ NSURLSessionTask::State NSURLSessionDataTask::state() const {
 
 void NSURLSessionDataTask::complete(std::shared_ptr<const std::string> data,
                                     std::shared_ptr<NSURLResponse> response, std::optional<NSError> error) {
-  Completion completion;
+  const auto completion = std::make_shared<Completion>();
+  State before;
   {
     MutexLock lock(mutex_);
     if (state_ == State::completed) return;
-    state_ = State::completed;
-    completion = std::exchange(completion_, nullptr);
+    before = std::exchange(state_, State::completed);
+    *completion = std::exchange(completion_, nullptr);
   }
-  if (!completion) return;
-  queue_->async([completion = std::move(completion), data = std::move(data), response = std::move(response),
-                 error = std::move(error)] { callGuarded(completion, data, response, error); });
+  if (!*completion) return;
+  try {
+    queue_->async(
+        [completion, data = std::move(data), response = std::move(response), error = std::move(error)] {
+          // What the completion holds goes with it, on this queue.
+          callGuarded(std::exchange(*completion, nullptr), data, response, error);
+        });
+  } catch (...) {
+    MutexLock lock(mutex_);
+    state_ = before;
+    completion_ = std::move(*completion);
+    throw;
+  }
 }
 
 }  // namespace platform

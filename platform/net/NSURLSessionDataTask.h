@@ -38,7 +38,8 @@ class NSURLSessionDataTask : public NSURLSessionTask,
   const NSURLRequest& originalRequest() const { return request_; }
   const NSURLSessionConfiguration& configuration() const { return *configuration_; }
 
-  // For the transfer thread: ends the task and calls the completion on the session's queue.
+  // For the transfer thread: ends the task and calls the completion on the session's queue. Should the queue
+  // throw, which is handed on, the task has not ended.
   void complete(std::shared_ptr<const std::string> data, std::shared_ptr<NSURLResponse> response,
                 std::optional<NSError> error);
 

@@ -1,11 +1,14 @@
 #include "platform/net/TransferThread.h"
 
+#include <poll.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <climits>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -18,6 +21,16 @@ namespace platform {
 namespace {
 
 constexpr long kConnectionsKept = 8;
+// Before what failed for want of memory or descriptors is tried again.
+constexpr int kMillisecondsOfPause = 200;
+constexpr int kURITooLong = 414;
+
+void report(const std::exception& exception) noexcept {
+  try {
+    NSLog(std::string("A step of the transfer thread failed: ") + exception.what());
+  } catch (const std::exception&) {
+  }
+}
 
 }  // namespace
 
@@ -27,32 +40,44 @@ TransferThread& TransferThread::shared() {
 }
 
 void TransferThread::start(std::shared_ptr<NSURLSessionDataTask> task) {
-  post({Command::Kind::start, std::move(task)});
+  if (post({Command::Kind::start, task})) return;
+  task->complete(nullptr, nullptr,
+                 makeURLError(NSURLErrorUnknown, task->originalRequest().url(),
+                              "The system gives no thread, or no descriptor, for the transfer."));
 }
 
 void TransferThread::cancel(std::shared_ptr<NSURLSessionDataTask> task) {
   post({Command::Kind::cancel, std::move(task)});
 }
 
-void TransferThread::post(Command command) {
-  CURLM* asleep = nullptr;
+// False when there is no thread to post to.
+bool TransferThread::post(Command command) {
+  int asleep = -1;
   {
     MutexLock lock(mutex_);
+    if (!launched_ && !launch()) return false;
     // Whoever posted the first of several has woken the thread for all of them.
-    if (commands_.empty()) asleep = wakeable_;
+    if (commands_.empty()) asleep = wakeUp_;
     commands_.push_back(std::move(command));
-    if (!launched_) launch();
   }
-  if (asleep) curl_multi_wakeup(asleep);
+  if (asleep >= 0) eventfd_write(asleep, 1);
+  return true;
 }
 
-void TransferThread::launch() {
+bool TransferThread::launch() {
+  if (wakeUp_ < 0) wakeUp_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (wakeUp_ < 0) return false;
   const SignalsBlocked signalsBlocked;
-  std::thread([this] { run(); }).detach();
-  launched_ = true;
+  try {
+    std::thread([this, wakeUp = wakeUp_] { run(wakeUp); }).detach();
+  } catch (const std::system_error& error) {
+    report(error);
+    return false;
+  }
+  return launched_ = true;
 }
 
-void TransferThread::run() {
+void TransferThread::run(int wakeUp) {
   pthread_setname_np(pthread_self(), "NSURLSession");
   setUp();
   while (true) {
@@ -60,8 +85,19 @@ void TransferThread::run() {
       const OpenSSLUse use;
       stepGuarded();
     }
-    curl_multi_poll(multi_, nullptr, 0, millisecondsToSleep(), nullptr);
+    sleep(wakeUp);
   }
+}
+
+// Until there is something to do, or until something may be tried again.
+void TransferThread::sleep(int wakeUp) const {
+  curl_waitfd alarm{wakeUp, CURL_WAIT_POLLIN, 0};
+  if (!multi_ || curl_multi_poll(multi_, &alarm, 1, millisecondsToSleep(), nullptr) != CURLM_OK) {
+    pollfd alone{wakeUp, POLLIN, 0};
+    ::poll(&alone, 1, kMillisecondsOfPause);
+  }
+  eventfd_t ignored = 0;
+  eventfd_read(wakeUp, &ignored);
 }
 
 void TransferThread::setUp() {
@@ -71,21 +107,21 @@ void TransferThread::setUp() {
     multi_ = curl_multi_init();
   }
   curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kConnectionsKept);
-  MutexLock lock(mutex_);
-  wakeable_ = multi_;
 }
 
-// Nothing may leave the thread, or it ends the host. What fails here fails for want of memory or threads; the
-// task that was at hand is then not answered.
+// Nothing may leave the thread, or it ends the host. What fails here fails for want of memory or threads.
 void TransferThread::stepGuarded() noexcept {
   try {
     step();
+    isRoundUnfinished_ = !round_.empty();
   } catch (const std::exception& exception) {
-    NSLog(std::string("A step of the transfer thread failed: ") + exception.what());
+    isRoundUnfinished_ = true;
+    report(exception);
   }
 }
 
 void TransferThread::step() {
+  if (!multi_) multi_ = curl_multi_init();  // there was no memory for it before
   handleCommands();
   int running = 0;
   curl_multi_perform(multi_, &running);
@@ -94,30 +130,50 @@ void TransferThread::step() {
 }
 
 void TransferThread::handleCommands() {
-  std::vector<Command> commands;
   {
     MutexLock lock(mutex_);
-    commands.swap(commands_);
+    round_.insert(round_.end(), commands_.begin(), commands_.end());
+    commands_.clear();
   }
-  for (Command& command : commands) {
-    if (command.kind == Command::Kind::start) {
-      begin(std::move(command.task));
-    } else if (const auto transfer = take(*command.task)) {
-      transfer->fail(NSURLErrorCancelled);
-    }
+  std::erase_if(round_, [this](Command& command) { return performGuarded(command); });
+}
+
+// False when it could not be done; its task is then to be failed in a later round.
+bool TransferThread::performGuarded(Command& command) noexcept {
+  try {
+    perform(command);
+    return true;
+  } catch (const std::exception& exception) {
+    report(exception);
+    command.kind = Command::Kind::fail;
+    return false;
   }
 }
 
-void TransferThread::begin(std::shared_ptr<NSURLSessionDataTask> task) {
-  const NSURLSessionDataTask* key = task.get();
-  auto transfer = std::make_unique<HTTPTransfer>(std::move(task));
-  // Its cancellation may have come before it.
-  if (key->state() == NSURLSessionTask::State::canceling) return transfer->fail(NSURLErrorCancelled);
-  if (const std::optional<int> code = transfer->refusal()) return transfer->fail(*code);
-  if (!transfer->handle() || curl_multi_add_handle(multi_, transfer->handle()) != CURLM_OK) {
-    return transfer->fail(NSURLErrorUnknown);
+void TransferThread::perform(const Command& command) {
+  switch (command.kind) {
+    case Command::Kind::start:
+      return begin(command.task);
+    case Command::Kind::cancel:
+      if (const auto transfer = take(*command.task)) transfer->fail(NSURLErrorCancelled);
+      return;
+    case Command::Kind::fail:
+      take(*command.task);
+      return command.task->complete(nullptr, nullptr,
+                                    makeURLError(NSURLErrorUnknown, command.task->originalRequest().url()));
   }
-  transfers_.emplace(key, std::move(transfer));
+}
+
+void TransferThread::begin(const std::shared_ptr<NSURLSessionDataTask>& task) {
+  auto transfer = std::make_unique<HTTPTransfer>(task);
+  // Its cancellation may have come before it.
+  if (task->state() == NSURLSessionTask::State::canceling) return transfer->fail(NSURLErrorCancelled);
+  if (const std::optional<int> code = transfer->refusal()) return transfer->fail(*code);
+  if (transfer->isTooLong()) return transfer->answer(kURITooLong);
+  if (!transfer->handle()) return transfer->fail(NSURLErrorUnknown);
+  CURL* const handle = transfer->handle();
+  transfers_.emplace(task.get(), std::move(transfer));
+  if (curl_multi_add_handle(multi_, handle) != CURLM_OK) take(*task)->fail(NSURLErrorUnknown);
 }
 
 void TransferThread::handleFinished() {
@@ -127,17 +183,28 @@ void TransferThread::handleFinished() {
     const CURLcode code = message->data.result;
     HTTPTransfer* finished = nullptr;
     curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &finished);
-    take(finished->task())->finish(code);
+    end(finished->task(), [code](HTTPTransfer& transfer) { transfer.finish(code); });
   }
 }
 
 void TransferThread::handleTimeouts() {
   const auto now = HTTPTransfer::Clock::now();
-  std::vector<const NSURLSessionDataTask*> expired;
+  std::vector<std::shared_ptr<NSURLSessionDataTask>> expired;
   for (const auto& [task, transfer] : transfers_) {
-    if (transfer->deadline() <= now) expired.push_back(task);
+    if (transfer->deadline() <= now) expired.push_back(transfer->task());
   }
-  for (const NSURLSessionDataTask* task : expired) take(*task)->fail(NSURLErrorTimedOut);
+  for (const auto& task : expired) {
+    end(task, [](HTTPTransfer& transfer) { transfer.fail(NSURLErrorTimedOut); });
+  }
+}
+
+// Ends a transfer in flight. Should that fail, its task is left to a later round.
+template <class Verdict>
+void TransferThread::end(const std::shared_ptr<NSURLSessionDataTask>& task, Verdict verdict) {
+  round_.push_back({Command::Kind::fail, task});
+  const auto transfer = take(*task);
+  verdict(*transfer);
+  round_.pop_back();
 }
 
 // Null when the task is not in flight. The transfer is out of libcurl's hands afterwards.
@@ -149,6 +216,7 @@ std::unique_ptr<HTTPTransfer> TransferThread::take(const NSURLSessionDataTask& t
 }
 
 int TransferThread::millisecondsToSleep() const {
+  if (isRoundUnfinished_) return kMillisecondsOfPause;
   if (transfers_.empty()) return INT_MAX;
   auto next = HTTPTransfer::Clock::time_point::max();
   for (const auto& [task, transfer] : transfers_) next = std::min(next, transfer->deadline());

@@ -20,40 +20,49 @@ class TransferThread {
  public:
   static TransferThread& shared();
 
-  // Any thread; both return at once.
+  // Any thread; both return at once. A task that no thread can be had for is failed.
   void start(std::shared_ptr<NSURLSessionDataTask> task);
   void cancel(std::shared_ptr<NSURLSessionDataTask> task);
 
  private:
   struct Command {
-    enum class Kind { start, cancel } kind;
+    enum class Kind { start, cancel, fail } kind;
     std::shared_ptr<NSURLSessionDataTask> task;
   };
 
   TransferThread() = default;
-  void post(Command command);
-  void launch() PLATFORM_REQUIRES(mutex_);
+  bool post(Command command);
+  bool launch() PLATFORM_REQUIRES(mutex_);
 
-  void run();
+  void run(int wakeUp);
   void setUp();
+  void sleep(int wakeUp) const;
   void stepGuarded() noexcept;
   void step();
   void handleCommands();
-  void begin(std::shared_ptr<NSURLSessionDataTask> task);
+  bool performGuarded(Command& command) noexcept;
+  void perform(const Command& command);
+  void begin(const std::shared_ptr<NSURLSessionDataTask>& task);
   void handleFinished();
   void handleTimeouts();
+  template <class Verdict>
+  void end(const std::shared_ptr<NSURLSessionDataTask>& task, Verdict verdict);
   std::unique_ptr<HTTPTransfer> take(const NSURLSessionDataTask& task);
   int millisecondsToSleep() const;
 
   Mutex mutex_;
   bool launched_ PLATFORM_GUARDED_BY(mutex_) = false;
   std::vector<Command> commands_ PLATFORM_GUARDED_BY(mutex_);
-  // Null until the thread has set it up; then constant.
-  CURLM* wakeable_ PLATFORM_GUARDED_BY(mutex_) = nullptr;
+  // An eventfd that ends the thread's sleep; there before the thread is, then constant. libcurl has one of
+  // its own, but goes without when descriptors are short.
+  int wakeUp_ PLATFORM_GUARDED_BY(mutex_) = -1;
 
   // Of the thread alone.
   CURLM* multi_ = nullptr;
   std::unordered_map<const NSURLSessionDataTask*, std::unique_ptr<HTTPTransfer>> transfers_;
+  // What this round is about, and what an earlier one could not do.
+  std::vector<Command> round_;
+  bool isRoundUnfinished_ = false;
 };
 
 }  // namespace platform

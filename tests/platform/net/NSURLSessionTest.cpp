@@ -1,11 +1,14 @@
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/dispatch/DispatchQueue.h"
 #include "tests/platform/net/NetFixture.h"
 #include "tests/support/TestCertificate.h"
 
@@ -167,19 +170,85 @@ TEST_F(NSURLSessionTest, aSlowAnswerIsNoTimeoutWhileBytesCome) {
   EXPECT_EQ(load(get(server.url("/slow"), 0.4)).body(), std::string(20, 'x'));
 }
 
-TEST_F(NSURLSessionTest, trustsTheCertificatesItIsGiven) {
-  const TestCertificate certificate;
-  HttpServer secure(certificate);
-  const std::string file = testing::TempDir() + "/loopback-" + std::to_string(getpid()) + ".pem";
-  certificate.writeTo(file);
+// A server that reads a request as slowly as it likes, and never ends its answer.
+TEST_F(NSURLSessionTest, anAnswerMayNotTakeForEverButAnUploadThatMovesMay) {
+  std::promise<void> never;
+  const auto pause = [hour = never.get_future().share()] { hour.wait_for(std::chrono::milliseconds(20)); };
+  std::atomic<bool> readAll = false;
+  LoopbackListener dripping(nullptr, [&](ServerConnection& connection) {
+    constexpr std::size_t kPiece = 1u << 20;
+    for (int i = 0; i < 40 && connection.read(kPiece); ++i) pause();
+    readAll = connection.read(kPiece).has_value();
+    bool isHeard = connection.write("HTTP/1.1 200 OK\r\n");
+    while (isHeard) {
+      isHeard = connection.write("X: 1\r\n");
+      pause();
+    }
+  });
   NSURLSessionConfiguration configuration;
-  configuration.certificateAuthorityFile = file;
-  NSURLSession trusting(configuration);
-  for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(start(trusting, post(secure.url(), "event")).outcome().status(), 200);
+  configuration.timeoutIntervalForAnswer = 0.3;
+  NSURLSession impatient(configuration);
+  const auto url = "http://127.0.0.1:" + std::to_string(dripping.port()) + "/";
+  const Outcome outcome = start(impatient, post(url, std::string(41u << 20, 'e'), 0.2)).outcome();
+  EXPECT_TRUE(readAll) << "40 pauses are longer than either limit";
+  EXPECT_EQ(outcome.code(), NSURLErrorTimedOut);
+}
+
+TEST_F(NSURLSessionTest, bodiesThatNobodyReadsAreNotKept) {
+  NSURLSessionConfiguration configuration;
+  configuration.keepsResponseBodies = false;
+  NSURLSession careless(configuration);
+  const struct {
+    std::size_t size, announced;
+    int code;
+  } cases[] = {{64u << 10, 64u << 10, 0},
+               {8u << 20, std::size_t{1} << 40, 0},  // enough has been read
+               {64u << 10, 128u << 10, NSURLErrorNetworkConnectionLost}};
+  for (const auto& [size, announced, code] : cases) {
+    server.handle("/body", [size = size, announced = announced](const Request&) {
+      Reply reply = Reply::text(std::string(size, 'b'), 503);
+      reply.announcedLength = announced;
+      if (announced != size) reply.ending = Reply::Ending::close;
+      return reply;
+    });
+    const Outcome outcome = start(careless, get(server.url("/body"))).outcome();
+    EXPECT_EQ(outcome.code(), code) << size;
+    EXPECT_EQ(outcome.status(), 503) << size;
+    EXPECT_EQ(outcome.body(), code == 0 ? "" : "(no data)") << size;
   }
-  EXPECT_EQ(secure.connectionCount(), 1u);
-  std::filesystem::remove(file);
+}
+
+TEST_F(NSURLSessionTest, answersARequestThatIsTooLongItself) {
+  const struct {
+    std::size_t length;
+    int status;
+  } cases[] = {{NSURLRequest::kLongestURL, 200}, {NSURLRequest::kLongestURL + 1, 414}, {9u << 20, 414}};
+  for (const auto& [length, status] : cases) {
+    std::string url = server.url("/h?");
+    url.append(length - url.size(), 'x');
+    const Outcome outcome = load(get(url));
+    EXPECT_EQ(outcome.status(), status) << length;
+    EXPECT_FALSE(outcome.error) << length;
+  }
+  NSURLRequest request = get(server.url("/h"));
+  request.setValue(std::string(1u << 20, 'x'), "X-Long");
+  EXPECT_EQ(load(request).status(), 414);
+  EXPECT_EQ(server.requestCount(), 1u);
+}
+
+TEST_F(NSURLSessionTest, followsTheProxyOfTheEnvironmentOnlyWhenTold) {
+  HttpServer proxy;
+  setenv("http_proxy", proxy.url().c_str(), 1);
+  setenv("ALL_PROXY", proxy.url().c_str(), 1);
+  EXPECT_EQ(load(get(server.url("/direct"))).status(), 200);
+  EXPECT_EQ(proxy.requestCount(), 0u);
+
+  NSURLSessionConfiguration configuration;
+  configuration.followsEnvironmentProxy = true;
+  NSURLSession following(configuration);
+  EXPECT_EQ(start(following, get(server.url("/through"))).outcome().status(), 200);
+  EXPECT_EQ(proxy.lastRequest().target, server.url("/through"));
+  EXPECT_EQ(server.requestCount(), 1u);
 }
 
 // A server in a process of its own, which ends with this one.
@@ -196,6 +265,93 @@ std::string urlOfServerProcess(const TestCertificate& certificate) {
   int port = 0;
   EXPECT_EQ(read(channel[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
   return "https://127.0.0.1:" + std::to_string(port) + "/";
+}
+
+// Lets no more descriptors be opened than so many, while it lives.
+class FewDescriptors {
+ public:
+  explicit FewDescriptors(rlim_t more) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const int next = dup(0);
+    close(next);
+    const rlimit fewer{static_cast<rlim_t>(next) + more, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &fewer);
+  }
+  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_{};
+};
+
+// The first loads of the process, with which its transfer thread begins. The server has descriptors of its
+// own.
+TEST_F(NSURLSessionTest, goesOnWhenDescriptorsWereShortAtItsBeginning) {
+  const TestCertificate certificate;
+  const std::string url = urlOfServerProcess(certificate);
+  NSURLSessionConfiguration configuration;
+  configuration.certificateAuthorityFile = testing::TempDir() + "/few-" + std::to_string(getpid()) + ".pem";
+  certificate.writeTo(configuration.certificateAuthorityFile);
+  NSURLSession trusting(configuration);
+  for (const rlim_t more : {0, 1}) {
+    const FewDescriptors few(more);
+    EXPECT_NE(start(trusting, get(url)).outcome().status(), 200) << more;
+  }
+  EXPECT_EQ(start(trusting, get(url)).outcome().status(), 200);
+  std::filesystem::remove(configuration.certificateAuthorityFile);
+}
+
+// Holds the transfer thread with its first work until it is opened, and throws in place of its second.
+class FaultyQueue : public DispatchQueue {
+ public:
+  FaultyQueue() : DispatchQueue("faulty", QualityOfService::Utility) {}
+  void async(Work work) override {
+    const int call = ++calls_;
+    if (call == 1) opened_.get_future().wait();
+    if (call == 2) throw std::runtime_error("no memory");
+    work();
+  }
+  void open() { opened_.set_value(); }
+
+  void asyncLazily(Work work) override { async(std::move(work)); }
+  std::shared_ptr<DispatchTimer> after(double, Work) override { return nullptr; }
+  void waitUntilIdle() override {}
+  bool isCurrent() const override { return false; }
+
+ private:
+  std::promise<void> opened_;
+  std::atomic<int> calls_ = 0;
+};
+
+TEST_F(NSURLSessionTest, aRoundThatThrowsFailsItsTasks) {
+  const auto queue = std::make_shared<FaultyQueue>();
+  std::promise<int> answered;
+  const auto start = [&](NSURLSessionDataTask::Completion completion) {
+    std::make_shared<NSURLSessionDataTask>(get("ftp://nowhere/"),
+                                           std::make_shared<const NSURLSessionConfiguration>(), queue,
+                                           std::move(completion))
+        ->resume();
+  };
+  start([](auto, auto, auto) {});
+  start([&](auto, auto, const std::optional<NSError>& error) { answered.set_value(error->code()); });
+  Load next = NetTest::start(get(server.url("/next")));
+  queue->open();
+  EXPECT_EQ(next.outcome().status(), 200);
+  EXPECT_EQ(answered.get_future().get(), NSURLErrorUnknown);
+}
+
+TEST_F(NSURLSessionTest, trustsTheCertificatesItIsGiven) {
+  const TestCertificate certificate;
+  HttpServer secure(certificate);
+  const std::string file = testing::TempDir() + "/loopback-" + std::to_string(getpid()) + ".pem";
+  certificate.writeTo(file);
+  NSURLSessionConfiguration configuration;
+  configuration.certificateAuthorityFile = file;
+  NSURLSession trusting(configuration);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(start(trusting, post(secure.url(), "event")).outcome().status(), 200);
+  }
+  EXPECT_EQ(secure.connectionCount(), 1u);
+  std::filesystem::remove(file);
 }
 
 std::chrono::steady_clock::time_point exitBegan;
