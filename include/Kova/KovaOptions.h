@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Kova/KovaAutocaptureEnrichmentDelegate.h"
+#include "Kova/KovaBaseURL.h"
 #include "Kova/KovaExport.h"
 #include "Kova/KovaURLSessionProtocol.h"
 #include "platform/foundation/NSURL.h"
@@ -85,17 +86,27 @@ class KOVA_EXPORT KovaOptions : public platform::NSObject {
   std::int64_t hierarchyCaptureLimit() const { return hierarchyCaptureLimit_; }
   void setHierarchyCaptureLimit(std::int64_t value) { hierarchyCaptureLimit_ = value; }
 
-  // Where events and telemetry go; none: the capture service's own address.
-  const std::optional<platform::NSURL>& captureBaseUrl() const { return captureBaseUrl_; }
-  void setCaptureBaseUrl(std::optional<platform::NSURL> value) { captureBaseUrl_ = std::move(value); }
+  // Where events and telemetry go, as a URL or as text ("https://capture.example.com"); nil: the capture
+  // service's own address. Text that is no absolute http or https URL sends nothing anywhere, and the log
+  // says so at initialisation. The getter answers none for such text; `givenCaptureBaseUrl` tells it from
+  // nil.
+  const std::optional<platform::NSURL>& captureBaseUrl() const { return captureBaseUrl_.url(); }
+  const KovaBaseURL& givenCaptureBaseUrl() const { return captureBaseUrl_; }
+  void setCaptureBaseUrl(KovaBaseURL value) { captureBaseUrl_ = std::move(value); }
 
-  // Where the Event Visualizer pairs; none: its own address.
+  // Where the Event Visualizer pairs; the same rules.
   const std::optional<platform::NSURL>& eventVisualizerWebSocketBaseUrl() const {
-    return eventVisualizerWebSocketBaseUrl_;
+    return eventVisualizerWebSocketBaseUrl_.url();
   }
-  void setEventVisualizerWebSocketBaseUrl(std::optional<platform::NSURL> value) {
+  const KovaBaseURL& givenEventVisualizerWebSocketBaseUrl() const { return eventVisualizerWebSocketBaseUrl_; }
+  void setEventVisualizerWebSocketBaseUrl(KovaBaseURL value) {
     eventVisualizerWebSocketBaseUrl_ = std::move(value);
   }
+
+  // Uploads go through the proxy that the environment names (http_proxy, https_proxy, all_proxy, no_proxy).
+  // Off, the environment is not asked. Read at initialisation.
+  bool useEnvironmentProxy() const { return useEnvironmentProxy_; }
+  void setUseEnvironmentProxy(bool value) { useEnvironmentProxy_ = value; }
 
   // The hidden pairing gesture is not watched for.
   bool disableVisualizerPairingGesture() const { return disableVisualizerPairingGesture_; }
@@ -187,8 +198,9 @@ class KOVA_EXPORT KovaOptions : public platform::NSObject {
   std::atomic<bool> disableViewControllerAutocapture_ = false;
   std::atomic<bool> useFastEVScreenshotCapture_ = false;
   std::atomic<std::int64_t> hierarchyCaptureLimit_ = 30;
-  std::optional<platform::NSURL> captureBaseUrl_;
-  std::optional<platform::NSURL> eventVisualizerWebSocketBaseUrl_;
+  KovaBaseURL captureBaseUrl_;
+  KovaBaseURL eventVisualizerWebSocketBaseUrl_;
+  bool useEnvironmentProxy_ = false;
   bool disableVisualizerPairingGesture_ = false;
   bool enableAccessibilityPrefetching_ = false;
   std::weak_ptr<KovaAutocaptureEnrichmentDelegate> autocaptureEnrichmentDelegate_;

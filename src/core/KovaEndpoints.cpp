@@ -16,14 +16,34 @@ const platform::NSURL& defaultEventVisualizerEndpoint() {
   return url;
 }
 
-std::optional<platform::NSURL> captureEndpoint(const std::optional<platform::NSURL>& captureBaseUrl) {
-  if (!captureBaseUrl) return defaultCaptureEndpoint();
-  const auto& scheme = captureBaseUrl->scheme();
-  const bool isHTTP = scheme == "http" || scheme == "https";
-  if (isHTTP && !captureBaseUrl->host().value_or("").empty()) return captureBaseUrl;
-  KovaLog("The capture base URL %@ is not an absolute http or https URL; nothing will be sent.",
-          captureBaseUrl->absoluteString());
-  return std::nullopt;
+std::optional<platform::NSURL> captureEndpoint(const KovaBaseURL& given) {
+  if (given.unusableText()) return std::nullopt;
+  const platform::NSURL& url = given.url().value_or(defaultCaptureEndpoint());
+  return KovaBaseURL::isAbsoluteWebURL(url) ? std::optional(url) : std::nullopt;
+}
+
+std::optional<platform::NSURL> eventVisualizerEndpoint(const KovaBaseURL& given) {
+  if (given.unusableText()) return std::nullopt;
+  return given.url().value_or(defaultEventVisualizerEndpoint());
+}
+
+void logBaseURLs(const KovaOptions& options) {
+  const KovaBaseURL& capture = options.givenCaptureBaseUrl();
+  if (!captureEndpoint(capture)) {
+    KovaLog("The capture base URL \"%@\" is not an absolute http or https URL; nothing will be sent.",
+            capture.url() ? capture.url()->absoluteString() : *capture.unusableText());
+  } else if (capture.isNil()) {
+    KovaLogDebug("The capture base URL was set to nil; everything goes to %@",
+                 defaultCaptureEndpoint().absoluteString());
+  }
+  const KovaBaseURL& visualizer = options.givenEventVisualizerWebSocketBaseUrl();
+  if (!eventVisualizerEndpoint(visualizer)) {
+    KovaLog("The Event Visualizer's base URL \"%@\" is not an absolute http or https URL; nothing will pair.",
+            *visualizer.unusableText());
+  } else if (visualizer.isNil()) {
+    KovaLogDebug("The Event Visualizer's base URL was set to nil; pairing goes to %@",
+                 defaultEventVisualizerEndpoint().absoluteString());
+  }
 }
 
 }  // namespace kova

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Kova/KovaOptions.h>
+
 #include <optional>
 
 #include "platform/foundation/NSURL.h"
@@ -11,9 +13,13 @@ const platform::NSURL& defaultCaptureEndpoint();
 // Where the Event Visualizer pairs when the host names no base URL for it.
 const platform::NSURL& defaultEventVisualizerEndpoint();
 
-// What a capture base URL of the host's stands for: the default endpoint when there is none, and nothing,
-// with a line of log, when it is no absolute http or https URL. What was meant for a service of the host's
-// own goes to no other.
-std::optional<platform::NSURL> captureEndpoint(const std::optional<platform::NSURL>& captureBaseUrl);
+// What the base URLs of the host's stand for: the default endpoint when there is none, and nothing when what
+// the host gave cannot be used. What was meant for a service of the host's own goes to no other. The capture
+// service is one of http or https.
+std::optional<platform::NSURL> captureEndpoint(const KovaBaseURL& given);
+std::optional<platform::NSURL> eventVisualizerEndpoint(const KovaBaseURL& given);
+
+// Says which of the two cannot be used, and, to who debugs, which has been set to nil.
+void logBaseURLs(const KovaOptions& options);
 
 }  // namespace kova

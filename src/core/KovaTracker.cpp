@@ -7,6 +7,7 @@
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIDevice.h"
 #include "platform/uikit/UIWindowScene.h"
+#include "src/core/KovaEndpoints.h"
 #include "src/core/KovaLogger.h"
 #include "src/identity/KILifecycle.h"
 #include "src/identity/KILifecycleEvent.h"
@@ -68,6 +69,7 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
       appId_(appId),
       options_(std::move(options)),
       mutationQueue_(std::move(mutationQueue)) {
+  kova::logBaseURLs(*options_);
   appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
   persistentStore_ = std::make_shared<KovaPersistentStore>(appId_);
   purgeStore();
@@ -81,9 +83,10 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
   messageBuilder_ = std::make_unique<const KovaMessageBuilder>(appId_, *appProperties_, *sessionManager_,
                                                                *identityManager_);
   const auto& testSession = options_->testOnlyUrlSession();
+  const auto proxy = options_->useEnvironmentProxy() ? KovaProxy::OfTheEnvironment : KovaProxy::None;
   uploader_ =
-      std::make_shared<KovaUploader>(options_->captureBaseUrl(), queueManager_, mutationQueue_,
-                                     testSession ? testSession : KovaSharedURLSession::sharedSession());
+      std::make_shared<KovaUploader>(options_->givenCaptureBaseUrl(), queueManager_, mutationQueue_,
+                                     testSession ? testSession : KovaSharedURLSession::sharedSession(proxy));
   openURLParser_ = std::make_unique<const KovaOpenURLParser>(appId_);
   holdWorkWhileStoreIsUnreadable();
 }
@@ -114,7 +117,8 @@ void KovaTracker::start() {
 
 void KovaTracker::setUpTelemetry() const {
   KITelemetry& telemetry = KITelemetry::sharedTelemetry();
-  telemetry.setBaseUrl(options_->captureBaseUrl());
+  telemetry.setBaseUrl(options_->givenCaptureBaseUrl());
+  telemetry.setFollowsEnvironmentProxy(options_->useEnvironmentProxy());
   telemetry.setOptOutStatus(options_->disableTelemetryCapture());
   telemetry.setMetadataForApp({{"app_identifier", appProperties_->appName()},
                                {"version_string", appProperties_->appVersion()},

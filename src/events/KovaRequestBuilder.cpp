@@ -3,6 +3,8 @@
 #include <Kova/KovaConstants.h>
 
 #include "platform/foundation/Format.h"
+#include "platform/net/NSURLRequest.h"
+#include "src/core/KovaLogger.h"
 #include "src/events/KovaAppProperties.h"
 #include "src/events/KovaURLString.h"
 #include "src/events/KovaUtil.h"
@@ -16,6 +18,16 @@ namespace {
 std::optional<Value> valueIn(const Dictionary& dictionary, std::string_view key) {
   const Value* value = dictionary.find(key);
   return value ? std::optional(*value) : std::nullopt;
+}
+
+// The call that makes a URL too long to be sent is told so; nothing is cut. Base URL and send time are still
+// to come, so that a URL just below the limit may turn out too long without a word here.
+std::string sized(std::string url) {
+  if (url.size() > NSURLRequest::kLongestURL) {
+    KovaLogDebug("This makes a URL of %lu bytes, which is too long to be sent: %@", url.size(),
+                 std::string_view(url).substr(0, url.find('?')));
+  }
+  return url;
 }
 
 }  // namespace
@@ -52,7 +64,7 @@ std::string KovaRequestBuilder::pageviewUrlStringWithPageviewInfo(const Dictiona
   }
   KOVA_addPairedProperties(url, sessionManager_.sessionPixelProperties(), "sp");
   KOVA_addPairedProperties(url, identityManager_.eventProperties(), "k");
-  return url;
+  return sized(std::move(url));
 }
 
 std::string KovaRequestBuilder::identitySetUrlStringWithNewEncodedIdentity(
@@ -61,7 +73,7 @@ std::string KovaRequestBuilder::identitySetUrlStringWithNewEncodedIdentity(
   KOVA_appendParameterEncoded(url, "u", identityManager_.userId());
   KOVA_appendParameterEncoded(url, "i", newEncodedIdentity);
   KOVA_appendMostRecentPageviewIdOrRandomNumber(url, sessionManager_);
-  return url;
+  return sized(std::move(url));
 }
 
 std::string KovaRequestBuilder::addUserPropertiesUrlStringWithSanitizedUserProperties(
@@ -72,7 +84,7 @@ std::string KovaRequestBuilder::addUserPropertiesUrlStringWithSanitizedUserPrope
   for (const auto& [name, value] : sanitizedUserProperties) {
     url += formatted("&_%@=%@", KovaUtil::urlEncode(name), KovaUtil::urlEncode(value));
   }
-  return url;
+  return sized(std::move(url));
 }
 
 NSURL KovaRequestBuilder::messageBatchUrlWithBaseUrl(const NSURL& baseUrl) {

@@ -2,17 +2,35 @@
 
 using namespace platform;
 
-const std::shared_ptr<KOVAURLSessionProtocol>& KovaSharedURLSession::sharedSession() {
-  static const auto& session =
-      *new std::shared_ptr<KOVAURLSessionProtocol>(std::make_shared<KovaSharedURLSession>());
-  return session;
+namespace {
+
+using Session = std::shared_ptr<KOVAURLSessionProtocol>;
+
+NSURLSessionConfiguration configurationFor(KovaProxy proxy) {
+  auto configuration = NSURLSessionConfiguration::defaultConfiguration();
+  configuration.keepsResponseBodies = false;
+  configuration.followsEnvironmentProxy = proxy == KovaProxy::OfTheEnvironment;
+  return configuration;
 }
 
+}  // namespace
+
+const Session& KovaSharedURLSession::sharedSession(KovaProxy proxy) {
+  if (proxy == KovaProxy::OfTheEnvironment) {
+    static const auto& following = *new Session(std::make_shared<KovaSharedURLSession>(proxy));
+    return following;
+  }
+  static const auto& direct = *new Session(std::make_shared<KovaSharedURLSession>(proxy));
+  return direct;
+}
+
+KovaSharedURLSession::KovaSharedURLSession(KovaProxy proxy) : session_(configurationFor(proxy)) {}
+
 std::shared_ptr<NSURLSessionTask> KovaSharedURLSession::dataTask(const NSURL& url, Completion completion) {
-  return NSURLSession::sharedSession().dataTask(url, std::move(completion));
+  return session_.dataTask(url, std::move(completion));
 }
 
 std::shared_ptr<NSURLSessionTask> KovaSharedURLSession::dataTask(const NSURLRequest& request,
                                                                  Completion completion) {
-  return NSURLSession::sharedSession().dataTask(request, std::move(completion));
+  return session_.dataTask(request, std::move(completion));
 }

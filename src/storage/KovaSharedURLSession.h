@@ -2,13 +2,21 @@
 
 #include <Kova/KovaURLSessionProtocol.h>
 
-// The platform's shared URL session, seen through the library's seam. One object a process, never destroyed.
+enum class KovaProxy { None, OfTheEnvironment };
+
+// The platform's URL session as the library uses it: nobody looks at the bodies of answers. One object a
+// process for each kind of proxy, never destroyed.
 class KovaSharedURLSession : public KOVAURLSessionProtocol {
  public:
-  static const std::shared_ptr<KOVAURLSessionProtocol>& sharedSession();
+  static const std::shared_ptr<KOVAURLSessionProtocol>& sharedSession(KovaProxy proxy = KovaProxy::None);
+
+  explicit KovaSharedURLSession(KovaProxy proxy);
 
   std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURL& url,
                                                        Completion completion) override;
   std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURLRequest& request,
                                                        Completion completion) override;
+
+ private:
+  platform::NSURLSession session_;
 };

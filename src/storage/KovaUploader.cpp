@@ -1,5 +1,6 @@
 #include "src/storage/KovaUploader.h"
 
+#include "platform/net/NSHTTPURLResponse.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaEndpoints.h"
 #include "src/core/KovaLogger.h"
@@ -21,6 +22,24 @@ void logConnectionFailure(const NSError& error) {
                url ? std::optional(*url) : std::nullopt);
 }
 
+// Without its query, which may be long and tells of people.
+std::string_view place(const NSURL& url) {
+  const std::string_view text = url.absoluteString();
+  return text.substr(0, text.find('?'));
+}
+
+// Says that what counts as delivered may be lost.
+void logUnwelcomeAnswer(const NSURL& url, const std::shared_ptr<NSURLResponse>& response) {
+  const auto* answer = dynamic_cast<const NSHTTPURLResponse*>(response.get());
+  if (!answer || answer->statusCode() / 100 == 2) return;
+  if (NSURLRequest(url).isTooLong()) {
+    KovaLogDebug("A URL of %lu bytes is too long to be sent and is dropped: %@", url.absoluteString().size(),
+                 place(url));
+    return;
+  }
+  KovaLogDebug("The answer has status %ld, and nothing is sent again: %@", answer->statusCode(), place(url));
+}
+
 NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
   NSURLRequest request(KovaRequestBuilder::messageBatchUrlWithBaseUrl(baseUrl),
                        NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout);
@@ -33,7 +52,7 @@ NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
 
 }  // namespace
 
-KovaUploader::KovaUploader(std::optional<NSURL> baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
+KovaUploader::KovaUploader(const KovaBaseURL& baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
                            std::shared_ptr<NSOperationQueue> mutationQueue,
                            std::weak_ptr<KOVAURLSessionProtocol> session)
     : baseUrl_(kova::captureEndpoint(baseUrl)),
@@ -136,6 +155,8 @@ void KovaUploader::sendAll() {
         if (self.isSendingPixelData_ || self.isSendingMessageBatches_ ||
             self.queueManager_->isAnythingInFlight()) {
           KovaLogDebug("Already sending data");
+          // Slow pixels keep no messages in memory.
+          if (!self.isSendingMessageBatches_) self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
           return;
         }
         self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
@@ -160,21 +181,26 @@ void KovaUploader::sendAllPixelData() {
     }
     isSendingPixelData_ = true;
     const auto task = session->dataTask(
-        *url, [self = retained(), url = *url](auto, auto, const std::optional<NSError>& error) {
+        *url, [self = retained(), url = *url](auto, const auto& response, const auto& error) {
           self->performOnMutationQueue(
-              [url, error](KovaUploader& uploader) { uploader.pixelRequestEnded(url, error); }, selector);
+              [url, response, error](KovaUploader& uploader) {
+                uploader.pixelRequestEnded(url, response, error);
+              },
+              selector);
         });
     if (task) task->resume();
   });
 }
 
-void KovaUploader::pixelRequestEnded(const NSURL& url, const std::optional<NSError>& error) {
+void KovaUploader::pixelRequestEnded(const NSURL& url, const std::shared_ptr<NSURLResponse>& response,
+                                     const std::optional<NSError>& error) {
   if (error) {
     queueManager_->requeueFailedUrl(url);
     logConnectionFailure(*error);
     isSendingPixelData_ = false;
     return;
   }
+  logUnwelcomeAnswer(url, response);
   queueManager_->cleanUpSentUrl(url);
   if (!isStopped_) return sendAllPixelData();
   queueManager_->persistQueuedUrlStrings();
@@ -195,21 +221,27 @@ void KovaUploader::sendAllMessageBatchData() {
     isSendingMessageBatches_ = true;
     const NSURLRequest request = batchRequest(*baseUrl_, std::move(dequeued->payload));
     const auto task = session->dataTask(request, [self = retained(), batch = std::move(dequeued->batch)](
-                                                     auto, auto, const std::optional<NSError>& error) {
+                                                     auto, const auto& response, const auto& error) {
       self->performOnMutationQueue(
-          [batch, error](KovaUploader& uploader) { uploader.batchRequestEnded(batch, error); }, selector);
+          [batch, response, error](KovaUploader& uploader) {
+            uploader.batchRequestEnded(batch, response, error);
+          },
+          selector);
     });
     if (task) task->resume();
   });
 }
 
-void KovaUploader::batchRequestEnded(KovaQueueManager::Batch batch, const std::optional<NSError>& error) {
+void KovaUploader::batchRequestEnded(KovaQueueManager::Batch batch,
+                                     const std::shared_ptr<NSURLResponse>& response,
+                                     const std::optional<NSError>& error) {
   if (error) {
     queueManager_->requeueFailedMessageBatch(std::move(batch));
     logConnectionFailure(*error);
     isSendingMessageBatches_ = false;
     return;
   }
+  logUnwelcomeAnswer(KovaRequestBuilder::messageBatchUrlWithBaseUrl(*baseUrl_), response);
   queueManager_->cleanUpSentMessageBatch(batch);
   if (!isStopped_) return sendAllMessageBatchData();
   queueManager_->persistQueuedMessageBatches();

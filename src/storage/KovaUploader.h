@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kova/KovaBaseURL.h>
 #include <Kova/KovaURLSessionProtocol.h>
 
 #include <atomic>
@@ -18,7 +19,8 @@
 // network.
 //
 // Whatever ends in a transport error goes back to the front of its queue and waits for the next pass. Any
-// HTTP answer counts as delivered, whatever its status.
+// HTTP answer counts as delivered, whatever its status; one other than 2xx has a debug line of its own. While
+// pixels are under way, passes still make batches of what waits.
 //
 // Made by the tracker; a request in flight keeps the uploader alive, so that a failed one is put back. Once
 // stopped it stays stopped: the request in flight is its last. Any thread may call; queues and flags change
@@ -27,9 +29,9 @@ class KovaUploader : public platform::NSObject {
   NS_OBJECT(KovaUploader, NSObject)
 
  public:
-  // No base URL selects the default capture endpoint; one that cannot be used is logged, and nothing is sent.
-  // The session is held weakly.
-  KovaUploader(std::optional<platform::NSURL> baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
+  // No base URL selects the default capture endpoint; with one that cannot be used, nothing is sent. The
+  // session is held weakly.
+  KovaUploader(const KovaBaseURL& baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
                std::shared_ptr<platform::NSOperationQueue> mutationQueue,
                std::weak_ptr<KOVAURLSessionProtocol> session);
   ~KovaUploader() override;
@@ -47,8 +49,11 @@ class KovaUploader : public platform::NSObject {
   // The next step of each chain; on the mutation queue.
   void sendAllPixelData();
   void sendAllMessageBatchData();
-  void pixelRequestEnded(const platform::NSURL& url, const std::optional<platform::NSError>& error);
-  void batchRequestEnded(KovaQueueManager::Batch batch, const std::optional<platform::NSError>& error);
+  void pixelRequestEnded(const platform::NSURL& url, const std::shared_ptr<platform::NSURLResponse>& response,
+                         const std::optional<platform::NSError>& error);
+  void batchRequestEnded(KovaQueueManager::Batch batch,
+                         const std::shared_ptr<platform::NSURLResponse>& response,
+                         const std::optional<platform::NSError>& error);
   void startUploadTimer();
   void cancelUploadTimer();
   std::shared_ptr<KovaTimer> uploadTimer() const;

@@ -27,12 +27,30 @@ KITelemetry& KITelemetry::sharedTelemetry() {
 
 std::optional<NSURL> KITelemetry::baseUrl() const {
   const MutexLock lock(mutex_);
-  return baseUrl_;
+  return baseUrl_.url();
 }
 
-void KITelemetry::setBaseUrl(std::optional<NSURL> baseUrl) {
+void KITelemetry::setBaseUrl(KovaBaseURL baseUrl) {
   const MutexLock lock(mutex_);
   baseUrl_ = std::move(baseUrl);
+}
+
+void KITelemetry::setFollowsEnvironmentProxy(bool follows) {
+  const MutexLock lock(mutex_);
+  followsEnvironmentProxy_ = follows;
+}
+
+std::optional<NSURL> KITelemetry::endpoint() const {
+  const MutexLock lock(mutex_);
+  return kova::captureEndpoint(baseUrl_);
+}
+
+NSURLSessionConfiguration KITelemetry::sessionConfiguration() const {
+  auto configuration = NSURLSessionConfiguration::ephemeralConfiguration();
+  configuration.keepsResponseBodies = false;
+  const MutexLock lock(mutex_);
+  configuration.followsEnvironmentProxy = followsEnvironmentProxy_;
+  return configuration;
 }
 
 KITelemetry::OptOutStatus KITelemetry::optOutStatus() const {
@@ -113,7 +131,7 @@ void KITelemetry::makeTelemetryRequest(MutableDictionary entry) {
 }
 
 void KITelemetry::makeTelemetryRequest(const std::string& body) {
-  const auto base = kova::captureEndpoint(baseUrl());
+  const auto base = endpoint();
   const auto url = base ? NSURL::create("api/mobile_telemetry", *base) : std::nullopt;
   if (!url) return;
   NSURLRequest request(*url);
@@ -121,5 +139,5 @@ void KITelemetry::makeTelemetryRequest(const std::string& body) {
   request.setValue(std::to_string(body.size()), "Content-Length");
   request.setHTTPMethod("POST");
   request.setHTTPBody(std::make_shared<const std::string>(body));
-  NSURLSession(NSURLSessionConfiguration::ephemeralConfiguration()).dataTask(request)->resume();
+  NSURLSession(sessionConfiguration()).dataTask(request)->resume();
 }

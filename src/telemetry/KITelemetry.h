@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Kova/KovaBaseURL.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,6 +12,7 @@
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
+#include "platform/net/NSURLSessionConfiguration.h"
 #include "platform/runtime/Mutex.h"
 
 // Reports the library's own health, not the app's analytics: chiefly that it caught an exception and disabled
@@ -25,9 +28,10 @@ class KITelemetry {
 
   static KITelemetry& sharedTelemetry();
 
-  // No base URL selects the default capture endpoint.
+  // No base URL selects the default capture endpoint; with one that cannot be used, nothing is sent.
   std::optional<platform::NSURL> baseUrl() const;
-  void setBaseUrl(std::optional<platform::NSURL> baseUrl);
+  void setBaseUrl(KovaBaseURL baseUrl);
+  void setFollowsEnvironmentProxy(bool follows);
 
   // Opting in sends what was held back.
   void setOptOutStatus(bool optOut);
@@ -51,6 +55,8 @@ class KITelemetry {
   bool keepUntilOptOutIsKnown(const platform::MutableDictionary& entry);
   void makeTelemetryRequest(platform::MutableDictionary entry);
   void makeTelemetryRequest(const std::string& body);
+  std::optional<platform::NSURL> endpoint() const;
+  platform::NSURLSessionConfiguration sessionConfiguration() const;
 
   // Covers the fields alone: a report is sent without it, since sending may itself fail and be reported.
   mutable platform::Mutex mutex_;
@@ -59,7 +65,8 @@ class KITelemetry {
   std::optional<platform::Dictionary> sdkMetadata_ PLATFORM_GUARDED_BY(mutex_);
   std::optional<platform::Dictionary> appMetadata_ PLATFORM_GUARDED_BY(mutex_);
   std::optional<platform::Dictionary> deviceMetadata_ PLATFORM_GUARDED_BY(mutex_);
-  std::optional<platform::NSURL> baseUrl_ PLATFORM_GUARDED_BY(mutex_);
+  KovaBaseURL baseUrl_ PLATFORM_GUARDED_BY(mutex_);
+  bool followsEnvironmentProxy_ PLATFORM_GUARDED_BY(mutex_) = false;
 
   std::optional<platform::NSDate> lastTimeSinceEmptyBodyRequestBatch_;
   std::int32_t emptyBodyRequestCount_ = 0;

@@ -61,6 +61,7 @@ void KovaEventVisualizer::performOnMutationQueue(std::function<void(KovaEventVis
 // --- Connecting
 
 void KovaEventVisualizer::connect() {
+  if (!baseUrl_) return;
   isConnectionWanted_ = true;
   connectWebSocket();
 }
@@ -81,7 +82,7 @@ void KovaEventVisualizer::openSocket() {
   cancelRetryTimer();                      // one that was scheduled after the caller cancelled
   ++numberOfConnectionAttempts_;
   Session::Headers headers{{"--x-kova-env-id", appId_}, {"--x-kova-app-version", appVersion_}};
-  const auto socket = std::make_shared<Session>(baseUrl_, std::move(headers), kNamespace, mutationQueue_);
+  const auto socket = std::make_shared<Session>(*baseUrl_, std::move(headers), kNamespace, mutationQueue_);
   socket_ = socket;
   socket->setDelegate(retained());
   {

@@ -59,7 +59,7 @@ KovaEventVisualizer::KovaEventVisualizer(std::string_view appId, std::shared_ptr
       phoneModel_(appProperties.phoneModel()),
       options_(std::move(options)),
       mutationQueue_(std::move(mutationQueue)),
-      baseUrl_(options_->eventVisualizerWebSocketBaseUrl().value_or(kova::defaultEventVisualizerEndpoint())),
+      baseUrl_(kova::eventVisualizerEndpoint(options_->givenEventVisualizerWebSocketBaseUrl())),
       outbox_(std::make_shared<KIEventOutbox>(mutationQueue_)) {
   resetDeviceId();
 }

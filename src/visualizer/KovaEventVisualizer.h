@@ -174,7 +174,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   const std::string phoneModel_;
   const std::shared_ptr<const KovaOptions> options_;
   const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
-  const platform::NSURL baseUrl_;
+  const std::optional<platform::NSURL> baseUrl_;  // none: there is nobody to pair with
   const std::shared_ptr<KIEventOutbox> outbox_;
 
   // Mutation queue only.

@@ -9,8 +9,11 @@
 #include "tests/src/events/MessageFixture.h"
 
 using namespace platform;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Lt;
 using testing::SizeIs;
 
 namespace {
@@ -165,6 +168,11 @@ TEST_F(KovaUploaderTest, TakesAnyAnswerForDelivered) {
     uploader->sendAll();
     runUntilLogged("Sent data to Kova!");
     runUntilLogged("Sent message batch to Kova!");
+    const std::string line =
+        "The answer has status " + std::to_string(each) + ", and nothing is sent again: ";
+    EXPECT_EQ(logged(line + device.service.url("/h")), 2u);
+    EXPECT_EQ(logged(line + device.service.url(kBatchPath)), 2u);
+    EXPECT_THAT(device.log().back(), HasSubstr("to Kova!")) << "last, as ever";
     device.clearLog();
     EXPECT_THAT(device.batchFiles(), IsEmpty()) << each;
     EXPECT_EQ(queues->queuedUrlStringsCount() + queues->queuedMessageBatchesCount(), 0u) << each;
@@ -172,6 +180,38 @@ TEST_F(KovaUploaderTest, TakesAnyAnswerForDelivered) {
   EXPECT_EQ(device.service.requestCount(), 8u);
   reopen();
   EXPECT_EQ(queues->queuedUrlStringsCount() + queues->queuedMessageBatchesCount(), 0u);
+}
+
+TEST_F(KovaUploaderTest, AUrlThatIsTooLongBlocksNoOther) {
+  const std::string text(NSURLRequest::kLongestURL, 'x');
+  queues->enqueueUrlString(requests.addUserPropertiesUrlStringWithSanitizedUserProperties({{"note", text}}));
+  EXPECT_THAT(device.log(), ElementsAre(AllOf(HasSubstr("too long to be sent: api/add_user_properties_v3"),
+                                              SizeIs(Lt(200u)))));
+  enqueueUrls({"h?n=2"});
+  uploader->sendAll();
+  runUntilLogged("Sent data to Kova!");
+  EXPECT_THAT(pages(), SizeIs(1));
+  EXPECT_EQ(
+      logged("is too long to be sent and is dropped: " + device.service.url("/api/add_user_properties_v3")),
+      1u);
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 0u);
+}
+
+TEST_F(KovaUploaderTest, SaysOnceThatMessagesWaitForAPageview) {
+  const auto wait = [this] {
+    queues->enqueueMessage({{"n", 1}});
+    queues->enqueueMessage({{"n", 2}});
+    device.advance(4);
+  };
+  queues->enqueueMessage({{"n", 1}});
+  device.advance(1);
+  viewPages();
+  queues->enqueueFirstPageviewUrlString("h?n=1", messages);
+  device.advance(4);
+  EXPECT_EQ(logged("wait for a pageview"), 0u);
+  wait();
+  wait();
+  EXPECT_EQ(logged("wait for a pageview"), 1u);
 }
 
 TEST_F(KovaUploaderTest, PutsBackAUrlThatFailedAndSendsItFirstWithItsFirstSendTime) {
@@ -241,7 +281,8 @@ TEST_F(KovaUploaderTest, SendsEachKindOneAtATimeAndTheTwoSideBySide) {
   uploader->sendAll();
   device.drain();
   EXPECT_EQ(logged("Already sending data"), 2u);
-  EXPECT_EQ(queues->queuedEventsCount(), 1u);
+  EXPECT_EQ(queues->queuedEventsCount(), 0u);
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u) << "pixels keep no messages in memory";
   EXPECT_THAT(session->requests, SizeIs(3));
 
   gate.open();
