@@ -153,6 +153,7 @@ void KovaQueueManager::enqueueMessage(MutableDictionary message) {
   }
   while (queuedEvents_.size() >= limits_.queuedEvents) queuedEvents_.erase(queuedEvents_.begin());
   queuedEvents_.push_back(std::move(message));
+  watchForAPageview();
 }
 
 void KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched) {

@@ -14,6 +14,7 @@
 
 class KovaMessageBuilder;
 class KovaPersistentStore;
+class KovaTimer;
 
 // Everything that waits to be uploaded, oldest first: pixel URLs, single messages, and batches of messages.
 // Mirrored into the persistent store, so that it survives a restart.
@@ -23,7 +24,7 @@ class KovaPersistentStore;
 //
 // Shared by the tracker and the uploader, whose request in flight may outlive the tracker. Used on the
 // mutation queue only, apart from its construction; no locks. No operation reports an error.
-class KovaQueueManager {
+class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
  public:
   struct Limits {
     std::size_t queuedUrls;
@@ -67,7 +68,8 @@ class KovaQueueManager {
   // Whether the batch queue has room; the number of single messages does not matter.
   bool canEnqueueMessage() const { return queuedMessageBatches_.size() < limits_.queuedMessageBatches; }
   // Kept in memory until the next batch move or persist. A message that no JSON can be made of is refused
-  // with a line of debug log: in a batch, it would take all others down with it.
+  // with a line of debug log: in a batch, it would take all others down with it. Another line, once, tells
+  // who debugs of messages that wait for a pageview for longer than an app takes to show a screen.
   void enqueueMessage(platform::MutableDictionary message);
   // Makes one batch of all messages, unless some are not enriched yet; then, and when there are none, it only
   // persists them, if asked to.
@@ -114,6 +116,9 @@ class KovaQueueManager {
   static void removeFromPersistentStore(KovaPersistentStore& store);
 
  private:
+  void watchForAPageview();
+  void sayThatMessagesWait();
+
   const std::shared_ptr<KovaPersistentStore> persistentStore_;
   const Limits limits_;
   bool isLoaded_ = false;
@@ -128,4 +133,6 @@ class KovaQueueManager {
   bool areUrlStringsUnsaved_ = false;
   // An idle app does not write the same empty queue again and again.
   bool areEventsStoredEmpty_ = false;
+  std::weak_ptr<KovaTimer> pageviewWatch_;
+  bool hasSaidThatMessagesWait_ = false;
 };

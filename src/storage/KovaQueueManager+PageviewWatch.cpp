@@ -1,0 +1,39 @@
+// Tells who debugs that messages wait for a pageview, for want of which nothing would ever be sent.
+
+#include "src/core/KovaLogger.h"
+#include "src/core/KovaTimer.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/events/KovaMessageBuilder.h"
+#include "src/storage/KovaQueueManager.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr double kPatience = 3.0;  // seconds; most apps have shown a screen by then
+
+}  // namespace
+
+// Once a message waits, a look a little later; nothing is done for an app that does not debug.
+void KovaQueueManager::watchForAPageview() {
+  if (hasSaidThatMessagesWait_ || !KovaLoggingEnabled(kKovaLogLevelDebug)) return;
+  if (const auto watch = pageviewWatch_.lock(); watch && watch->isRunning()) return;
+  if (!KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) return;
+  pageviewWatch_ = KovaTimer::scheduleSafeOperationWithBlock(
+      [weakSelf = weak_from_this()] {
+        if (const auto self = weakSelf.lock()) self->sayThatMessagesWait();
+      },
+      kPatience, KOVA_serialStateQueue());
+}
+
+void KovaQueueManager::sayThatMessagesWait() {
+  if (!KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) return;
+  hasSaidThatMessagesWait_ = true;
+  KovaLogDebug(
+      "Messages wait for a pageview, and nothing is sent before it: no screen has been recorded in this "
+      "session. "
+      "An app without view controllers sets disableViewControllerAutocapture; any other initialises before "
+      "it "
+      "shows its first window. Of more than %lu messages the oldest are dropped.",
+      limits_.queuedEvents);
+}
