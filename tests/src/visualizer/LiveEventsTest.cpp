@@ -135,6 +135,26 @@ TEST_F(LiveEventsTest, NothingOfTheTimeBeforeAcceptIsSentAndNothingAfterTheEnd) 
   EXPECT_THAT(summaries(), ElementsAre("touch image full ancestry"));
 }
 
+TEST_F(LiveEventsTest, WhatAFullQueueDropsIsNotShown) {
+  startApp();
+  device.setOnline(false);
+  // Each way to the background closes a batch, and each way back records a pageview.
+  for (int i = 0; i < 200; ++i) {
+    Kova::track("Kept");
+    device.application->enterBackground();
+    device.application->enterForeground();
+    device.drain();
+  }
+  pair();
+  user.taps("Pay");
+  device.advance(1);
+  EXPECT_THAT(summaries(), IsEmpty()) << "touch";
+  Kova::frameworkAutocaptureEvent("opened", "web", Dictionary());
+  EXPECT_THAT(summaries(), IsEmpty()) << "framework event";
+  controller->presentViewController(std::make_shared<UIViewController>(), false);
+  EXPECT_THAT(summaries(), IsEmpty()) << "pageview";
+}
+
 TEST_F(LiveEventsTest, WhatIsRedactedOrIgnoredIsSoOverTheSocketToo) {
   startApp();
   button->setAccessibilityLabel("Pay Ada 100");
