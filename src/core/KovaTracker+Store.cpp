@@ -28,6 +28,7 @@ void KovaTracker::holdWorkWhileStoreIsUnreadable() {
   KovaLogDebug(
       "What is stored cannot be read for the moment. Until it can, for %ld s at most, nothing is uploaded.",
       static_cast<long>(kLongestHold));
+  isHoldingWork_ = true;
   mutationQueue_->setSuspended(true);
 }
 
@@ -39,7 +40,8 @@ void KovaTracker::takeUpStoreAfter(double seconds, double secondsLeft) {
   static const SEL selector("takeUpStore");
   mutationQueue_->after(seconds, [self = retained(), secondsLeft] {
     kova::guarded({classObject(), selector}, [&] {
-      if (self->isStopped_ || self->takeUpStore(secondsLeft > 0)) return;
+      if (self->isStopped_) return;
+      if (self->takeUpStore(secondsLeft > 0)) return self->queueManager_->adoptLeftovers();
       const double pause = secondsLeft > 0 ? kStoreRetryInterval : kLongestHold;
       self->takeUpStoreAfter(pause, secondsLeft - pause);
     });
@@ -54,6 +56,6 @@ bool KovaTracker::takeUpStore(bool mayWait) {
     identityManager_->assumeUser();
     if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
   }
-  if (mutationQueue_->isSuspended()) mutationQueue_->setSuspended(false);
+  if (isHoldingWork_.exchange(false)) mutationQueue_->setSuspended(false);
   return isStoreTakenUp_;
 }

@@ -100,7 +100,7 @@ void KovaTracker::purgeStore() {
 
 void KovaTracker::start() {
   static const SEL selector("start");
-  if (mutationQueue_->isSuspended()) takeUpStoreLater();
+  if (isHoldingWork_) takeUpStoreLater();
   bindApplicationEventListeners();
   startEVTriggerDetection();
   instrumentAutocaptureWithOptions(*options_);
@@ -141,7 +141,7 @@ void KovaTracker::enqueueLifecycleEvent() {
 void KovaTracker::stop() {
   static const SEL selector("stop");
   isStopped_ = true;
-  if (mutationQueue_->isSuspended()) takeUpStore(false);  // whoever is next waits for what is queued
+  if (isHoldingWork_) takeUpStore(false);  // whoever is next waits for what is queued
   uploader_->stop();
   stopEVPairing();
   performSafelyOnMainQueueWithBlock(

@@ -260,6 +260,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::atomic<bool> isStopped_ = false;
   platform::Mutex storeMutex_;
   bool isStoreTakenUp_ PLATFORM_GUARDED_BY(storeMutex_) = false;
+  std::atomic<bool> isHoldingWork_ = false;  // this tracker, and no other, has suspended the mutation queue
   bool isRecordingVisibleViewControllers_ = false;             // main thread only
   std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread only
 };

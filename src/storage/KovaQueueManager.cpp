@@ -74,11 +74,13 @@ bool KovaQueueManager::load() {
   queuedEvents_ = std::move(messages);
   if (!isToBeStored) return true;
 
-  // As if each had been queued now: of URLs and batches the newest are dropped, of messages the oldest.
+  // As if each had been queued now: of URLs and batches the newest are dropped, of messages the oldest,
+  // unless they can become a batch.
   queuedUrlStrings_.resize(
       std::min(queuedUrlStrings_.size(), std::max(limits_.queuedUrls, storedUrls.size())));
   queuedMessageBatches_.resize(
       std::min(queuedMessageBatches_.size(), std::max(limits_.queuedMessageBatches, storedBatches.size())));
+  if (queuedEvents_.size() > limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
   if (queuedEvents_.size() > limits_.queuedEvents)
     queuedEvents_.erase(queuedEvents_.begin(),
                         queuedEvents_.end() - static_cast<std::ptrdiff_t>(limits_.queuedEvents));

@@ -116,7 +116,9 @@ TEST_F(DamagedUserDefaultsTest, ProcessesThatFindTheDamageTogetherReplaceItOnce)
     children.push_back(std::make_unique<Child>([&, i] {
       int go;
       start.receive(go);
-      for (int k = 0; k < 20; ++k) open()->setObject(k, std::to_string(i) + "-" + std::to_string(k));
+      const auto defaults = open();
+      for (int k = 0; k < 20; ++k) defaults->setObject(k, std::to_string(i) + "-" + std::to_string(k));
+      storeAll(*defaults);
     }));
   }
   for (int i = 0; i < 4; ++i) start.send(i);
@@ -146,8 +148,8 @@ TEST_F(DamagedUserDefaultsTest, ADatabaseReplacedByAnotherProcessIsOpenedAnew) {
 TEST_F(UserDefaultsTest, ItsFilesAreTheUsersAloneAndItsLogIsCut) {
   umask(0);
   const auto defaults = open();
-  for (int i = 0; i < 20; ++i) defaults->setObject(std::string(4'000'000, 'x'), "large");
-  for (int i = 0; i < 400; ++i) defaults->setObject(i, "small");
+  defaults->setObject(std::string(4'000'000, 'x'), "large");
+  for (int i = 0; i < 5; ++i) defaults->setObject(i, "small");
   EXPECT_LE(std::filesystem::file_size(path() + "-wal"), 2'000'000u);
   for (const char* suffix : {"", "-wal", "-shm"}) {
     EXPECT_EQ(std::filesystem::status(path() + suffix).permissions(), std::filesystem::perms(0600)) << suffix;

@@ -92,6 +92,10 @@ class UserDefaultsTest : public testing::Test {
   }
 
   std::shared_ptr<NSUserDefaults> open() { return NSUserDefaults::withSuiteName("suite"); }
+  // A set that had to wait for another process too long is stored by a later try.
+  static void storeAll(NSUserDefaults& defaults) {
+    while (!defaults.synchronize()) continue;
+  }
   std::string path() const { return preferences + "/suite.sqlite"; }
 
   // The stored form, read past the object under test.
