@@ -7,9 +7,9 @@
 
 #include "platform/foundation/NSException.h"
 #include "platform/net/NSURLError.h"
+#include "platform/runtime/NSObject.h"
 #include "src/core/KIBailer.h"
 #include "src/core/KovaLogger.h"
-#include "tests/src/core/FaultyObject.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
 
@@ -24,6 +24,14 @@ using testing::StartsWith;
 namespace {
 
 constexpr const char* kIds = "[0-9]{16}";
+
+// What makes the library's own code throw when it is described.
+class FaultyObject : public NSObject {
+  NS_OBJECT(FaultyObject, NSObject)
+
+ public:
+  std::string description() const override { throw NSException("CartException", "the cart is on fire"); }
+};
 
 class FacadeTest : public testing::Test {
  protected:

@@ -44,11 +44,6 @@ TEST_F(LoggingAndBailingTest, AMessageAboveTheLevelIsNotFormatted) {
   EXPECT_THAT(device.log(), ElementsAre("Kova: 1"));
 }
 
-TEST_F(LoggingAndBailingTest, APercentSignInAnArgumentIsNoConversion) {
-  KovaLog("%@", "100 %@ %d");
-  EXPECT_THAT(device.log(), ElementsAre("Kova: 100 %@ %d"));
-}
-
 TEST_F(LoggingAndBailingTest, AReportDoesNotBailAndABailNamesTheLatestSource) {
   KIBailer& bailer = KIBailer::sharedBailer();
   KITelemetry::sharedTelemetry().setBaseUrl(NSURL::create(device.service.url()));
