@@ -199,7 +199,7 @@ bool UserDefaultsDatabase::ensureOpen() {
   noteOutcome(code);
   if (code == SQLITE_OK) return true;
   report(code, connection_ ? sqlite3_errmsg(connection_.get()) : sqlite3_errstr(code));
-  if (isReadOnlyPlace() && connectImmutable() == SQLITE_OK) return true;
+  if (isCompleteWithoutLog(code) && connectImmutable() == SQLITE_OK) return true;
   isUnreadable_ = mayHoldSomething(code);
   close();
   return false;
@@ -232,7 +232,10 @@ bool UserDefaultsDatabase::mayHoldSomething(int code) const {
   return facts.st_size > 0 || sizeOf(path_ + "-wal") > 0;
 }
 
-bool UserDefaultsDatabase::isReadOnlyPlace() const {
+// Where nothing can be written, or nothing has been since the last checkpoint.
+bool UserDefaultsDatabase::isCompleteWithoutLog(int code) const {
+  if ((code & 0xff) == SQLITE_BUSY) return false;
+  if (sizeOf(path_ + "-wal") == 0) return true;
   return ::access(directory_.c_str(), W_OK) != 0 && (errno == EROFS || errno == EACCES || errno == EPERM);
 }
 
@@ -274,7 +277,7 @@ int UserDefaultsDatabase::createTable() {
 }
 
 // Where nothing can be created, SQLite cannot share a database with a log; but nobody else can write to it
-// either.
+// either. On a full disk somebody may, once there is room: the next set opens it anew.
 int UserDefaultsDatabase::connectImmutable() {
   close();
   std::string name = "file:";

@@ -65,7 +65,7 @@ class UserDefaultsDatabase {
   bool ensureOpen();
   int openOrReplace();
   bool mayHoldSomething(int code) const;
-  bool isReadOnlyPlace() const;
+  bool isCompleteWithoutLog(int code) const;
   int connect();
   int connectOrMake();
   int open(const std::string& name, int flags);

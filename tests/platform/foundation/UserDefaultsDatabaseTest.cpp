@@ -285,6 +285,12 @@ TEST_F(UserDefaultsTest, ADiskThatIsFullFromTheStart) {
   EXPECT_EQ(lines.size(), 1u);
 }
 
+TEST_F(UserDefaultsTest, ADiskThatIsFullAtTheNextStart) {
+  open()->setObject("stored", "key");
+  FullDisk disk(1);
+  EXPECT_EQ(open()->stringForKey("key"), "stored");
+}
+
 constexpr uid_t kNobody = 65534;
 
 class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
