@@ -1,0 +1,99 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "platform/dispatch/Scheduler.h"
+#include "platform/net/NSHTTPURLResponse.h"
+#include "platform/net/NSURLSession.h"
+#include "tests/support/TestCertificate.h"
+#include "tests/support/WebSocketServer.h"
+
+using Message = platform::NSURLSessionWebSocketMessage;
+using Peer = WebSocketServer::Peer;
+using Opcode = WebSocketServer::Opcode;
+using Part = WebSocketServer::Part;
+using State = platform::NSURLSessionTask::State;
+
+template <class Result>
+Result resultOf(std::future<Result> future) {
+  if (future.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+    throw std::runtime_error("no completion");
+  }
+  return future.get();
+}
+
+struct Received {
+  std::optional<Message> message;
+  std::optional<platform::NSError> error;
+  bool onMainThread = false;
+
+  std::string bytes() const { return message ? message->bytes() : "(no message)"; }
+  int code() const { return error ? error->code() : 0; }
+};
+
+// A task whose completions are futures; a completion that is called twice is an exception of its promise, and
+// so a line of log.
+class Socket {
+ public:
+  Socket(platform::NSURLSession& session, const platform::NSURLRequest& request)
+      : task(session.webSocketTask(request)) {}
+
+  std::future<Received> asksForMessage() {
+    auto promise = std::make_shared<std::promise<Received>>();
+    task->receiveMessage([promise](std::optional<Message> message, std::optional<platform::NSError> error) {
+      promise->set_value(
+          {std::move(message), std::move(error), platform::Scheduler::current().isMainThread()});
+    });
+    return promise->get_future();
+  }
+  std::future<int> sends(Message message) {
+    auto promise = std::make_shared<std::promise<int>>();
+    task->sendMessage(std::move(message), [promise](std::optional<platform::NSError> error) {
+      promise->set_value(error ? error->code() : 0);
+    });
+    return promise->get_future();
+  }
+  Received receive() { return resultOf(asksForMessage()); }
+  int send(Message message) { return resultOf(sends(std::move(message))); }
+  int sendText(std::string text) { return send(Message::withString(std::move(text))); }
+  int status() const {
+    const auto response = std::dynamic_pointer_cast<platform::NSHTTPURLResponse>(task->response());
+    return response ? response->statusCode() : 0;
+  }
+
+  std::shared_ptr<platform::NSURLSessionWebSocketTask> task;
+};
+
+class WebSocketFixture : public testing::Test {
+ protected:
+  static platform::NSURLRequest request(const std::string& url, double timeout = 20) {
+    platform::NSURLRequest made(platform::NSURL::create(url).value());
+    made.setTimeoutInterval(timeout);
+    return made;
+  }
+  Socket open(const platform::NSURLRequest& request) { return open(session, request); }
+  Socket open(const std::string& url) { return open(request(url)); }
+  static Socket open(platform::NSURLSession& session, const platform::NSURLRequest& request) {
+    Socket socket(session, request);
+    socket.task->resume();
+    return socket;
+  }
+  // A session that trusts the certificate and no other.
+  static platform::NSURLSession sessionTrusting(const TestCertificate& certificate) {
+    platform::NSURLSessionConfiguration configuration;
+    configuration.certificateAuthorityFile = testing::TempDir() + "/ws-" + std::to_string(getpid()) + ".pem";
+    certificate.writeTo(configuration.certificateAuthorityFile);
+    return platform::NSURLSession(configuration);
+  }
+
+  platform::NSURLSession session{platform::NSURLSessionConfiguration::defaultConfiguration()};
+};
