@@ -191,6 +191,7 @@ void KovaTracker::appWillEnterForeground() {
     if (!tracker) return;
     tracker->storeEnqueuedMessages(selector);
     tracker->recordAdditionalPageviewFromForegroundingApp();
+    tracker->uploader_->watchForAPageview();
   });
 }
 

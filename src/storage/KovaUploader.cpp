@@ -15,6 +15,7 @@ namespace {
 constexpr double kDefaultUploadInterval = 15.0;  // seconds
 constexpr double kShortestUploadInterval = 0.1;  // seconds; passes without a pause would occupy the device
 constexpr double kBatchTimeout = 10.0;           // seconds
+constexpr double kPatience = 3.0;                // seconds; a screen that is recorded at all is by then
 
 void logConnectionFailure(const NSError& error) {
   const Value* url = error.userInfo().find(NSURLErrorFailingURLStringErrorKey);
@@ -83,8 +84,7 @@ void KovaUploader::requestScheduledUploads() {
   static const SEL selector("requestScheduledUploads");
   performOnMutationQueue(
       [](KovaUploader& self) {
-        const auto timer = self.uploadTimer();
-        if ((timer && timer->isRunning()) || self.isStopped_) return;
+        if (self.isRhythmRunning() || self.isStopped_) return;
         self.sendAll();
         self.startUploadTimer();
       },
@@ -105,6 +105,24 @@ void KovaUploader::startUploadTimer() {
 std::shared_ptr<KovaTimer> KovaUploader::uploadTimer() const {
   const MutexLock lock(mutex_);
   return uploadTimer_;
+}
+
+bool KovaUploader::isRhythmRunning() const {
+  const auto timer = uploadTimer();
+  return timer && timer->isRunning();
+}
+
+void KovaUploader::watchForAPageview() {
+  if (!KovaLoggingEnabled(kKovaLogLevelDebug)) return;
+  const std::weak_ptr<NSObject> weakSelf = weak_from_this();
+  KovaTimer::scheduleSafeOperationWithBlock(
+      [weakSelf] {
+        const auto self = std::static_pointer_cast<KovaUploader>(weakSelf.lock());
+        if (!self || self->isStopped_ || self->isRhythmRunning()) return;
+        KovaLogDebug(
+            "Uploads wait for a pageview: the app is back in the foreground, and has recorded none.");
+      },
+      kPatience, mutationQueue_);
 }
 
 void KovaUploader::cancelUploadTimer() {

@@ -39,6 +39,9 @@ class KovaUploader : public platform::NSObject {
   // Starts the rhythm with a pass at once, unless it is running.
   void requestScheduledUploads();
   void suspendScheduledUploads();
+  // When the app comes back to the foreground: tells who debugs that the rhythm has not begun again a little
+  // later, since no pageview has asked for it.
+  void watchForAPageview();
   // Seconds, at least 0.1; sends a pass at once and goes on in the new rhythm.
   void setUploadInterval(double seconds);
   // One pass now. The network is asked for on the calling thread.
@@ -57,6 +60,7 @@ class KovaUploader : public platform::NSObject {
   void startUploadTimer();
   void cancelUploadTimer();
   std::shared_ptr<KovaTimer> uploadTimer() const;
+  bool isRhythmRunning() const;
   std::shared_ptr<KovaUploader> retained();
   template <class Block>
   void performOnMutationQueue(Block block, platform::SEL selector);

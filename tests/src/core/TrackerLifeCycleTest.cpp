@@ -120,6 +120,7 @@ TEST_F(TrackerLifeCycleTest, TheForegroundStoresWhatCameInTheBackgroundEvenIfItR
 TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageviewOrTracking) {
   const auto options = device.options();
   options->setDisableTracking(true);
+  options->setDebug(true);
   device.start(options);
   device.application->enterBackground();
   device.application->enterForeground();
@@ -134,6 +135,11 @@ TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageview
   device.advance(15);
   device.settle();
   EXPECT_THAT(device.receivedTargets("/h"), SizeIs(1));
+  Kova::setTrackingEnabled(true);
+  device.application->enterBackground();
+  device.application->enterForeground();
+  device.advance(15);
+  EXPECT_THAT(device.logLinesWith("Uploads wait for a pageview"), SizeIs(2)) << "one for each return before";
 }
 
 TEST_F(TrackerLifeCycleTest, InitializingAgainStopsAndStoresFirst) {
