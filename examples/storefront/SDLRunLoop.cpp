@@ -84,8 +84,7 @@ void SDLRunLoop::runDueTimers() {
   for (auto key = nextTimer(); key && key->deadline <= now; key = nextTimer()) {
     const auto entry = timers_.remove(*key);
     keys_.erase(entry->timer.get());
-    entry->timer->fire();
-    if (entry->timer->isValid()) addTimer(entry->timer, entry->mode);
+    fire(entry->timer, entry->mode);
   }
 }
 

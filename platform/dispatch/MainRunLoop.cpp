@@ -77,18 +77,30 @@ void MainRunLoop::wakeUp() {
   if (std::exchange(asleep_, false)) wake_.notifyOne();
 }
 
+// What a run asks for, until it ends, by an exception of its work too.
+class MainRunLoop::RunningIn {
+ public:
+  RunningIn(MainRunLoop& loop, RunLoopMode mode) : loop_(loop), outerMode_(loop.exchangeRunMode(mode)) {}
+  ~RunningIn() { loop_.exchangeRunMode(outerMode_); }
+  RunningIn(const RunningIn&) = delete;
+  RunningIn& operator=(const RunningIn&) = delete;
+
+ private:
+  MainRunLoop& loop_;
+  const RunLoopMode outerMode_;
+};
+
+RunLoopMode MainRunLoop::exchangeRunMode(RunLoopMode mode) {
+  MutexLock lock(mutex_);
+  return std::exchange(runMode_, mode);
+}
+
 void MainRunLoop::runUntilUptime(RunLoopMode mode, double limit) {
-  RunLoopMode outerMode;
-  {
-    MutexLock lock(mutex_);
-    outerMode = std::exchange(runMode_, mode == RunLoopMode::Common ? RunLoopMode::Default : mode);
-  }
+  const RunningIn runningIn(*this, mode == RunLoopMode::Common ? RunLoopMode::Default : mode);
   do {
     runQueuedWork();
     runDueTimers();
   } while (waitForWork(limit));
-  MutexLock lock(mutex_);
-  runMode_ = outerMode;
 }
 
 // Work that was queued when the turn began. It is taken out piece by piece, so that a nested run goes on
@@ -123,8 +135,7 @@ void MainRunLoop::runDueTimers() {
       entry = timers_.remove(*key);
       keys_.erase(entry->timer.get());
     }
-    entry->timer->fire();
-    if (entry->timer->isValid()) addTimer(entry->timer, entry->mode);
+    fire(entry->timer, entry->mode);
   }
 }
 

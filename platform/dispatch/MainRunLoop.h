@@ -43,6 +43,9 @@ class MainRunLoop final : public RunLoop {
     RunLoopMode mode;
   };
   using Timers = TimerTable<Entry>;
+  class RunningIn;
+
+  RunLoopMode exchangeRunMode(RunLoopMode mode);
 
   void runUntilUptime(RunLoopMode mode, double limit);
   void runQueuedWork();

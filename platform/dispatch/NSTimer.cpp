@@ -42,20 +42,38 @@ NSDate NSTimer::fireDate() const {
   return scheduler.now().adding(fireUptime_ - scheduler.uptime());
 }
 
+// The work while it runs, out of reach of an invalidate() that it may call itself, and what follows however
+// it ends.
+class NSTimer::Firing {
+ public:
+  explicit Firing(NSTimer& timer) : timer_(timer), work_(std::exchange(timer.work_, nullptr)) {}
+  ~Firing() {
+    if (!timer_.valid_) return;
+    if (!timer_.repeats_) {
+      timer_.invalidate();
+      return;
+    }
+    timer_.work_ = std::move(work_);
+    const double interval = timer_.interval_;
+    const double late = Scheduler::current().uptime() - timer_.fireUptime_;
+    timer_.fireUptime_ += interval * (late > 0 ? std::floor(late / interval) + 1 : 1);
+  }
+  Firing(const Firing&) = delete;
+  Firing& operator=(const Firing&) = delete;
+
+  void run() const {
+    if (work_) work_();
+  }
+
+ private:
+  NSTimer& timer_;
+  Work work_;
+};
+
 void NSTimer::fire() {
   if (!valid_) return;
   const auto self = shared_from_this();
-  // The work is out of reach of an invalidate() that it may call itself.
-  Work work = std::exchange(work_, nullptr);
-  if (work) work();
-  if (!valid_) return;
-  if (!repeats_) {
-    invalidate();
-    return;
-  }
-  work_ = std::move(work);
-  const double late = Scheduler::current().uptime() - fireUptime_;
-  fireUptime_ += interval_ * (late > 0 ? std::floor(late / interval_) + 1 : 1);
+  Firing(*this).run();
 }
 
 }  // namespace platform

@@ -43,12 +43,14 @@ class NSTimer : public std::enable_shared_from_this<NSTimer> {
   // When it fires next, in seconds of Scheduler::uptime().
   double fireUptime() const { return fireUptime_; }
   // Runs the work if the timer is valid, then invalidates it or moves fireUptime() to the next whole interval
-  // that is still to come.
+  // that is still to come, also when the work throws.
   void fire();
   // The loop that holds the timer; null when it lets go without being asked.
   void attach(RunLoop* loop) { loop_ = loop; }
 
  private:
+  class Firing;
+
   const double interval_;
   const bool repeats_;
   double fireUptime_;

@@ -16,9 +16,9 @@ enum class RunLoopMode { Default, Tracking, Common };
 // by a subclass (see ThreadScheduler::setMainRunLoop). Loops live as long as the process does.
 //
 // What a subclass does about timers: it retains a timer from addTimer to removeTimer, and calls attach(this)
-// on it; when the timer's fireUptime() has come and the mode suits, it calls fire() on the main thread, and
-// afterwards waits for the new fireUptime() if the timer is still valid. A timer whose time passed in another
-// mode fires once, when the mode is back.
+// on it; when the timer's fireUptime() has come and the mode suits, it lets go of it and calls fire(timer,
+// mode) on the main thread, which adds it again for the new fireUptime() if it is still valid. A timer whose
+// time passed in another mode fires once, when the mode is back.
 class RunLoop {
  public:
   virtual ~RunLoop() = default;
@@ -39,6 +39,10 @@ class RunLoop {
   // the loop is in the tracking mode however it is run. Main thread. Does nothing unless a subclass, whose
   // toolkit then does not keep the mode itself, says otherwise.
   virtual void setCurrentMode(RunLoopMode /*mode*/) {}
+
+  // For subclasses, when a timer's time has come and they have let go of it: fires it, and adds it again if
+  // it is still valid, also when its work throws.
+  void fire(const std::shared_ptr<NSTimer>& timer, RunLoopMode mode);
 
   // Whether the caller is on the thread that this loop runs on: the first thread of the process unless a
   // subclass says otherwise. Any thread; called often, so it must be cheap.

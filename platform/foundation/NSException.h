@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cxxabi.h>
+
 #include <exception>
 #include <optional>
 #include <string>
@@ -9,6 +11,14 @@
 #include "platform/foundation/Value.h"
 
 namespace platform {
+
+// What unwinds the stack of a thread that ends itself (pthread_exit) or is cancelled. Whoever catches
+// everything lets this through, or the process is aborted.
+#if defined(__GLIBCXX__)
+using ForcedUnwind = abi::__forced_unwind;
+#else
+struct ForcedUnwind {};
+#endif
 
 // The platform's exception: a name, an optional reason and details, and the stack on which it was made.
 //

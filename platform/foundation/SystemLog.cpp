@@ -1,5 +1,6 @@
 #include "platform/foundation/SystemLog.h"
 
+#include <pthread.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -7,6 +8,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "platform/runtime/Condition.h"
@@ -23,8 +25,21 @@ struct State {
   Mutex streamMutex;
 };
 
+State& state();
+
+// Threads that a forked child does not have may hold the locks.
+void renewLocks() {
+  new (&state().sinkMutex) Mutex;
+  new (&state().streamMutex) Mutex;
+}
+
+State& makeState() {
+  pthread_atfork(nullptr, nullptr, &renewLocks);
+  return *new State;
+}
+
 State& state() {
-  static State& instance = *new State;
+  static State& instance = makeState();
   return instance;
 }
 

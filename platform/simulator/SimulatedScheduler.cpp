@@ -296,8 +296,7 @@ class SimulatedScheduler::MainLoop final : public RunLoop {
     timer->attach(this);
     Work fire = [this, timer, mode] {
       keys_.erase(timer.get());
-      timer->fire();
-      if (timer->isValid()) addTimer(timer, mode);
+      RunLoop::fire(timer, mode);
     };
     keys_[timer.get()] = core_->addTimer(timer->fireUptime(), {kMainLoop, mode, std::move(fire)});
   }

@@ -3,13 +3,12 @@
 namespace kova {
 
 void registerCurrentException(const Place& place, OnException onException) noexcept {
-  KIBailer& bailer = KIBailer::sharedBailer();
   try {
-    bailer.registerException(platform::NSException::current(), place.inClass, place.selector,
-                             onException == OnException::Bail);
+    KIBailer::sharedBailer().registerException(platform::NSException::current(), place.inClass,
+                                               place.selector, onException == OnException::Bail);
   } catch (...) {
     // Not even the line of log could be made, for want of memory most likely. Going quiet needs none.
-    if (onException == OnException::Bail) bailer.bailWithoutReport();
+    if (onException == OnException::Bail) KIBailer::sharedBailer().bailWithoutReport();
   }
 }
 

@@ -22,27 +22,24 @@ enum class OnException { Bail, Report };
 // Hands the exception in flight to the bailer. Called inside a catch block.
 void registerCurrentException(const Place& place, OnException onException) noexcept;
 
-// The result of `work`; `otherwise` when the library has bailed or `work` throws.
-template <class Work, class Result>
-Result guarded(const Place& place, Work&& work, Result otherwise) {
-  try {
-    if (KIBailer::sharedBailer().isBailed()) return otherwise;
-    return std::forward<Work>(work)();
-  } catch (...) {
-    registerCurrentException(place, OnException::Bail);
-    return otherwise;
-  }
-}
-
 template <class Work>
 void guarded(const Place& place, Work&& work, OnException onException = OnException::Bail,
              WhenBailed whenBailed = WhenBailed::Skip) {
   try {
     if (whenBailed == WhenBailed::Skip && KIBailer::sharedBailer().isBailed()) return;
     std::forward<Work>(work)();
+  } catch (const platform::ForcedUnwind&) {
+    throw;  // the host ends its own thread in work of its own
   } catch (...) {
     registerCurrentException(place, onException);
   }
+}
+
+// The result of `work`; `otherwise` when the library has bailed or `work` throws.
+template <class Work, class Result>
+Result guarded(const Place& place, Work&& work, Result otherwise) {
+  guarded(place, [&] { otherwise = std::forward<Work>(work)(); });
+  return otherwise;
 }
 
 }  // namespace kova

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "platform/foundation/NSProcessInfo.h"
+#include "platform/runtime/Fork.h"
 #include "src/core/KovaLogger.h"
 #include "src/telemetry/KITelemetry.h"
 
@@ -17,6 +18,7 @@ constexpr double kNewestUnsupportedFoundation = 1299;
 
 KIBailer& KIBailer::sharedBailer() {
   static KIBailer& bailer = *new KIBailer;
+  if (bailer.untold_.load(std::memory_order_relaxed) != Untold::Nothing) bailer.tell();
   return bailer;
 }
 
@@ -34,9 +36,33 @@ void KIBailer::reset() {
 void KIBailer::assertMinimumOSVersion() {
   if (std::floor(NSProcessInfo::processInfo().foundationVersionNumber()) > kNewestUnsupportedFoundation)
     return;
-  KovaLog(
-      "The Kova library has been disabled because this device is running a version of iOS older than 10.0.");
   bailWithSource("assertMinimumOSVersion");
+  untold_ = Untold::OldSystem;
+}
+
+// Not while the shared bailer is made: a log sink of the host may call the library, which would ask for it
+// again.
+void KIBailer::tell() {
+  switch (untold_.exchange(Untold::Nothing)) {
+    case Untold::Nothing:
+      return;
+    case Untold::OldSystem:
+      return KovaLog(
+          "The Kova library has been disabled because this device is running a version of iOS older than "
+          "10.0.");
+    case Untold::Fork:
+      return KovaLogDebug(
+          "The process was forked after Kova was initialized: the child records and sends nothing. "
+          "Initialize Kova after the fork.");
+  }
+}
+
+void KIBailer::bailInForkedChildren() {
+  runInForkedChildren([] {
+    KIBailer& bailer = sharedBailer();
+    bailer.bailWithoutReport();
+    bailer.untold_ = Untold::Fork;
+  });
 }
 
 std::optional<std::string> KIBailer::bailedSource() const {

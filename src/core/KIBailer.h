@@ -28,6 +28,10 @@ class KIBailer {
   // For a failure that cannot even be reported; allocates nothing and leaves the source as it is.
   void bailWithoutReport() noexcept { isBailed_ = true; }
 
+  // From now on a child that the process forks has bailed: it has none of the library's threads, and must not
+  // touch what the parent stores. It says so in a debug line when the library is called there. Once.
+  void bailInForkedChildren();
+
   // Reports an exception caught at "class/selector" to telemetry and to the log, and bails if asked to.
   void registerException(const platform::NSException& exception, const platform::Class& inClass,
                          platform::SEL selector, bool bail);
@@ -37,10 +41,15 @@ class KIBailer {
 
  private:
   KIBailer();
+  // A line of log that whoever uses the bailer next writes.
+  enum class Untold { Nothing, OldSystem, Fork };
+
   void reset();
+  void tell();
   void assertMinimumOSVersion();
 
   std::atomic<bool> isBailed_ = false;
+  std::atomic<Untold> untold_ = Untold::Nothing;
   mutable platform::Mutex mutex_;
   std::optional<std::string> bailedSource_ PLATFORM_GUARDED_BY(mutex_);
 };

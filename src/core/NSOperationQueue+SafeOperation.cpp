@@ -1,12 +1,18 @@
 #include "src/core/NSOperationQueue+SafeOperation.h"
 
+#include <atomic>
+
+#include "src/core/KovaLogger.h"
+
 using namespace platform;
 
 namespace {
 
 constexpr const char* kSerialStateQueueName = "com.Kova.serialState";
+constexpr double kMainRunLoopMayStand = 5;  // seconds
 
 std::shared_ptr<NSOperationQueue> makeSerialStateQueue() {
+  KIBailer::sharedBailer().bailInForkedChildren();  // who have no thread for the queue
   auto queue = std::make_shared<NSOperationQueue>();
   queue->setName(kSerialStateQueueName);
   queue->setQualityOfService(QualityOfService::Background);
@@ -21,4 +27,22 @@ std::shared_ptr<NSOperationQueue> makeSerialStateQueue() {
 const std::shared_ptr<NSOperationQueue>& KOVA_serialStateQueue() {
   static const auto& queue = *new std::shared_ptr<NSOperationQueue>(makeSerialStateQueue());
   return queue;
+}
+
+void kova::tellWhenMainRunLoopStands() {
+  static const SEL selector("performSafelyOnMainQueueWithBlock:fromObject:selector:");
+  static std::atomic<bool> isWatched{false};
+  if (!KovaLoggingEnabled(kKovaLogLevelDebug) || isWatched.exchange(true)) return;
+  const auto hasRun = std::make_shared<std::atomic<bool>>(false);
+  NSOperationQueue::mainQueue()->addOperationWithBlock([hasRun] { *hasRun = true; });
+  KOVA_serialStateQueue()->after(kMainRunLoopMayStand, [hasRun] {
+    guarded({NSObject::classObject(), selector}, [&hasRun] {
+      if (*hasRun) return;
+      KovaLogDebug(
+          "Calls of other threads wait for the main run loop, which has not run for %ld seconds. Run it, or "
+          "present "
+          "the loop that runs with ThreadScheduler::setMainRunLoop.",
+          static_cast<long>(kMainRunLoopMayStand));
+    });
+  });
 }

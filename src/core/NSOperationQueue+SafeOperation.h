@@ -36,9 +36,18 @@ void KOVA_addSafeOperationWithBlock(platform::NSOperationQueue& queue, Block blo
   queue.addOperation(KOVA_safeBlockOperationWithBlock(std::move(block), place, onException, whenBailed));
 }
 
+namespace kova {
+
+// Says in the debug log, once, when the main run loop has stood still for five seconds after a call: what
+// other threads hand over to it waits for ever then. Any thread.
+void tellWhenMainRunLoopStands();
+
+}  // namespace kova
+
 // On the main thread the block has run when the call returns; from any other thread it is queued there.
 template <class Block>
 void KOVA_performSafelyOnMainQueueWithBlock(Block block, const kova::Place& place) {
   if (platform::Scheduler::current().isMainThread()) return kova::guarded(place, block);
   KOVA_addSafeOperationWithBlock(*platform::NSOperationQueue::mainQueue(), std::move(block), place);
+  kova::tellWhenMainRunLoopStands();
 }

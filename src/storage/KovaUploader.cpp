@@ -1,6 +1,9 @@
 #include "src/storage/KovaUploader.h"
 
+#include <atomic>
+
 #include "platform/net/NSHTTPURLResponse.h"
+#include "platform/uikit/UIApplication.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaEndpoints.h"
 #include "src/core/KovaLogger.h"
@@ -39,6 +42,16 @@ void logUnwelcomeAnswer(const NSURL& url, const std::shared_ptr<NSURLResponse>& 
     return;
   }
   KovaLogDebug("The answer has status %ld, and nothing is sent again: %@", answer->statusCode(), place(url));
+}
+
+// The cause of the line about the network that follows. Said once.
+void tellWhenNoApplicationWasStarted() {
+  static std::atomic<bool> isTold{false};
+  if (UIApplication::sharedApplication() || !KovaLoggingEnabled(kKovaLogLevelDebug) || isTold.exchange(true))
+    return;
+  KovaLogDebug(
+      "No application was started, so that nothing says whether there is a network. Call "
+      "platform::startLinuxApplication before Kova::initialize.");
 }
 
 NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
@@ -160,6 +173,7 @@ void KovaUploader::sendAll() {
   static const SEL selector("sendAll");
   const auto reachability = KovaReachability::reachabilityForInternetConnection();
   if (!reachability || reachability->currentReachabilityStatus() == KovaReachability::kNotReachable) {
+    tellWhenNoApplicationWasStarted();
     KovaLogDebug("Caching data locally, since no internet connection was detected.");
     return;
   }

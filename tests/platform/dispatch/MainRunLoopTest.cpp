@@ -140,6 +140,21 @@ TEST_F(MainRunLoopTest, TheMainQueueRunsOnTheLoopAndTimesByIt) {
   EXPECT_THAT(ran, ElementsAre(1, 2));
 }
 
+TEST_F(MainRunLoopTest, WorkThatThrowsLeavesTheModeAsItWasAndTimersAlive) {
+  const auto once = NSTimer::create(0.001, [] { throw 1; });
+  mainLoop.addTimer(once, RunLoopMode::Common);
+  EXPECT_THROW(mainLoop.runMode(RunLoopMode::Tracking, 20), int);
+  EXPECT_EQ(mainLoop.currentMode(), RunLoopMode::Default);
+  EXPECT_FALSE(once->isValid());
+
+  int fired = 0;
+  const Work work = [&] { ++fired == 1 ? throw 1 : mainLoop.stop(); };
+  mainLoop.addTimer(NSTimer::create(0.001, work, true), RunLoopMode::Default);
+  EXPECT_THROW(mainLoop.runFor(20), int);
+  mainLoop.runFor(2);
+  EXPECT_EQ(fired, 2);
+}
+
 TEST_F(MainRunLoopTest, AToolkitKeepsTheLoopTrackingHoweverItIsRun) {
   bool defaultFired = false;
   bool commonFired = false;

@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include "platform/foundation/SystemLog.h"
 #include "src/core/KIBailer.h"
 #include "src/core/KovaLogger.h"
 #include "src/telemetry/KITelemetry.h"
@@ -81,6 +84,40 @@ TEST_F(LoggingAndBailingTest, ASystemBefore10IsTooOld) {
               ElementsAre("Kova: The Kova library has been disabled because this device is running a "
                           "version of iOS older than 10.0."));
   EXPECT_EQ(device.service.requestCount(), 0u);
+}
+
+TEST_F(LoggingAndBailingTest, ALogSinkMayCallTheLibraryBeforeAnythingElseDid) {
+  device.setSystemVersion("9.3.5");
+  int lines = 0;
+  SystemLog::setSink([&lines](std::string_view) {
+    ++lines;
+    Kova::track("Logged");
+  });
+  Kova::track("Started");
+  EXPECT_EQ(lines, 1);
+  SystemLog::setSink(nullptr);
+}
+
+TEST_F(LoggingAndBailingTest, AForkedChildIsSilentAndSaysSoOnce) {
+  const auto options = device.options();
+  options->setDebug(true);
+  device.startAndSettle(options);
+  device.clearLog();
+  const std::size_t before = device.service.requestCount();
+  if (fork() == 0) {
+    Kova::track("Tracked in the child");
+    Kova::identify("child");
+    Kova::initialize(SimulatedDevice::kEnvironment);
+    device.advance(60);
+    const auto log = device.log();
+    _exit(log.size() == 1 && log[0].find("forked") != std::string::npos ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_GT(wait(&status), 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+  EXPECT_EQ(device.service.requestCount(), before);
+  EXPECT_EQ(Kova::identity(), std::nullopt);
 }
 
 TEST_F(LoggingAndBailingTest, System10WillDo) {

@@ -2,9 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <pthread.h>
+
 #include <stdexcept>
 
 #include "src/core/KIBailer.h"
+#include "src/core/KovaLogger.h"
 #include "src/core/KovaTimer.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "tests/support/SimulatedDevice.h"
@@ -83,6 +86,63 @@ TEST_F(SafeOperationTest, TheMainQueueRunsAtOnceOnTheMainThreadAndLaterFromElsew
 
   EXPECT_NO_THROW(KOVA_performSafelyOnMainQueueWithBlock(&fail, place()));
   EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "NSObject/checkout:");
+}
+
+TEST_F(SafeOperationTest, AThreadMayEndItselfInGuardedWork) {
+  pthread_t thread;
+  pthread_create(
+      &thread, nullptr,
+      [](void* test) -> void* {
+        kova::guarded({NSObject::classObject(), SEL("checkout:")}, [] { pthread_exit(nullptr); });
+        return test;
+      },
+      this);
+  void* result = this;
+  pthread_join(thread, &result);
+  EXPECT_EQ(result, nullptr);
+  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+}
+
+// The scheduler of the device, but for a main run loop that keeps what it is given.
+class SchedulerWhoseMainLoopStands : public Scheduler {
+ public:
+  explicit SchedulerWhoseMainLoopStands(Scheduler& scheduler) : scheduler_(scheduler) {}
+
+  NSDate now() override { return scheduler_.now(); }
+  double uptime() override { return scheduler_.uptime(); }
+  std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label, QualityOfService quality) override {
+    return scheduler_.makeSerialQueue(std::move(label), quality);
+  }
+  RunLoop& mainRunLoop() override { return loop_; }
+  bool isMainThread() override { return false; }
+
+ private:
+  class StandingLoop : public RunLoop {
+   public:
+    void perform(Work work) override { works_.push_back(std::move(work)); }
+    void addTimer(std::shared_ptr<NSTimer>, RunLoopMode) override {}
+    void removeTimer(NSTimer&) override {}
+    RunLoopMode currentMode() const override { return RunLoopMode::Default; }
+
+   private:
+    std::vector<Work> works_;
+  };
+
+  Scheduler& scheduler_;
+  StandingLoop loop_;
+};
+
+TEST_F(SafeOperationTest, ACallThatWaitsForAMainLoopThatStandsIsToldOnce) {
+  KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
+  Scheduler::install(std::make_unique<SchedulerWhoseMainLoopStands>(device.scheduler));
+  const auto call = [this] { KOVA_performSafelyOnMainQueueWithBlock(record("never"), place()); };
+  call();
+  device.advance(4.9);
+  EXPECT_THAT(device.log(), SizeIs(0));
+  call();
+  device.advance(60);
+  EXPECT_THAT(device.log(), ElementsAre(HasSubstr("wait for the main run loop, which has not run for 5")));
+  EXPECT_THAT(ran, SizeIs(0));
 }
 
 TEST_F(SafeOperationTest, ATimerDeliversOnceOnItsQueue) {

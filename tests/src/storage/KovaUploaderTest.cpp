@@ -355,6 +355,16 @@ TEST_F(KovaUploaderTest, ChangesNothingWithoutANetwork) {
   runUntilLogged("Sent message batch to Kova!");
 }
 
+TEST_F(KovaUploaderTest, TellsOnceThatNoApplicationWasStarted) {
+  device.setOnline(false);
+  UIApplication::setSharedApplication(nullptr);
+  uploader->sendAll();
+  uploader->sendAll();
+  EXPECT_THAT(device.log(),
+              ElementsAre(HasSubstr("No application was started"), HasSubstr("Caching data locally"),
+                          HasSubstr("Caching data locally")));
+}
+
 TEST_F(KovaUploaderTest, RestsWhileSuspended) {
   uploader->requestScheduledUploads();
   device.drain();
