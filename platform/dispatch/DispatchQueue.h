@@ -40,6 +40,10 @@ class DispatchQueue {
   // itself.
   virtual void waitUntilIdle() = 0;
 
+  // Returns when what was added before this call has run; what is added meanwhile is not waited for. Throws
+  // as above.
+  virtual void waitForQueued() = 0;
+
   // Whether the caller is work of this queue.
   virtual bool isCurrent() const = 0;
 

@@ -63,6 +63,11 @@ void NSOperationQueue::waitUntilAllOperationsAreFinished() {
   runner().waitUntilIdle();
 }
 
+void NSOperationQueue::waitForAddedOperations() {
+  if (isMainQueue()) throw std::logic_error("the main queue is never finished");
+  runner().waitForQueued();
+}
+
 bool NSOperationQueue::isCurrent() const {
   if (isMainQueue()) return Scheduler::current().isMainThread();
   if (underlyingQueue_) return underlyingQueue_->isCurrent();

@@ -63,6 +63,10 @@ class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
   // queue, and not to be called by this queue's own work: both throw std::logic_error.
   void waitUntilAllOperationsAreFinished();
 
+  // Returns when the operations that were added before this call have finished, whatever is added meanwhile.
+  // Otherwise as above.
+  void waitForAddedOperations();
+
   // Whether the caller runs as this queue's work; for the main queue, whether it is on the main thread.
   bool isCurrent() const;
 

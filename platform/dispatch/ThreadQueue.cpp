@@ -1,5 +1,6 @@
 #include "platform/dispatch/ThreadQueue.h"
 
+#include <future>
 #include <stdexcept>
 
 #include "platform/dispatch/SerialWorker.h"
@@ -43,6 +44,13 @@ std::shared_ptr<DispatchTimer> ThreadQueue::after(double seconds, Work work) {
 void ThreadQueue::waitUntilIdle() {
   if (isCurrent()) throw std::logic_error("work of a queue waits for its own queue");
   worker_->waitUntilIdle();
+}
+
+void ThreadQueue::waitForQueued() {
+  if (isCurrent()) throw std::logic_error("work of a queue waits for its own queue");
+  const auto reached = std::make_shared<std::promise<void>>();
+  worker_->add([reached] { reached->set_value(); });
+  reached->get_future().wait();
 }
 
 bool ThreadQueue::isCurrent() const { return worker_->isCurrent(); }

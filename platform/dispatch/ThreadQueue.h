@@ -16,6 +16,7 @@ class ThreadQueue final : public DispatchQueue {
   void asyncLazily(Work work) override;
   std::shared_ptr<DispatchTimer> after(double seconds, Work work) override;
   void waitUntilIdle() override;
+  void waitForQueued() override;
   bool isCurrent() const override;
 
  private:

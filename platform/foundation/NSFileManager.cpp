@@ -151,7 +151,7 @@ std::variant<FileAttributes, NSError> NSFileManager::attributes(const std::strin
   attributes.size = facts.stx_size;
   attributes.modificationDate = dateOf(facts.stx_mtime);
   attributes.secondsSinceModification = secondsSince(facts.stx_mtime);
-  attributes.creationDate = dateOf((facts.stx_mask & STATX_BTIME) ? facts.stx_btime : facts.stx_mtime);
+  if (facts.stx_mask & STATX_BTIME) attributes.creationDate = dateOf(facts.stx_btime);
   return attributes;
 }
 

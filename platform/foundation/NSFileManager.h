@@ -35,8 +35,8 @@ enum class FileKind { None, File, Directory };
 struct FileAttributes {
   FileKind kind = FileKind::None;
   std::uint64_t size = 0;
-  // The last modification, on file systems that do not keep the time of creation.
-  NSDate creationDate;
+  // None on file systems that do not keep it.
+  std::optional<NSDate> creationDate;
   NSDate modificationDate;
   // By the clock that dates files, which need not be the scheduler's. Negative when it was set back
   // meanwhile.

@@ -130,13 +130,17 @@ class SimulatedScheduler::Core {
     moveTimeTo(target);
   }
 
-  // What that queue has, and what is added to it meanwhile; nothing else, for whoever waits does nothing
-  // else.
-  void runQueuedOf(Owner owner) {
+  // Of that queue until it has nothing, or until the end is reached; of no other, for whoever waits does
+  // nothing else.
+  void runQueuedOf(Owner owner, const bool& isEndReached) {
     if (!isRunning(kMainLoop)) throw std::logic_error("a queue is waited for on the main thread alone");
     if (depth_ == 0) steps_ = 0;
     const Nested nested(depth_);
-    while (auto next = takeQueuedOf(owner)) run(owner, *next);
+    while (!isEndReached) {
+      auto next = takeQueuedOf(owner);
+      if (!next) return;
+      run(owner, *next);
+    }
   }
 
   // False when the time is up.
@@ -273,7 +277,12 @@ class SimulatedScheduler::Queue final : public DispatchQueue {
     return std::make_shared<QueueTimer>(core_, key);
   }
 
-  void waitUntilIdle() override { core_->runQueuedOf(owner_); }
+  void waitUntilIdle() override { core_->runQueuedOf(owner_, false); }
+  void waitForQueued() override {
+    const auto isReached = std::make_shared<bool>(false);
+    async([isReached] { *isReached = true; });
+    core_->runQueuedOf(owner_, *isReached);
+  }
   bool isCurrent() const override { return core_->isRunning(owner_); }
 
  private:

@@ -113,7 +113,9 @@ void KovaTracker::recordAutocapturedEventWithType(const String& type, std::share
             event, [weakTracker = std::weak_ptr(tracker.retained()), event,
                     observer = KovaSegmentedControlObserver::observeTouchEvent(event)] {
               if (observer) observer->stopObserving();
-              if (const auto self = weakTracker.lock()) self->consumeTouchEvent(event);
+              auto self = weakTracker.lock();
+              if (!self) self = sharedTracker();  // which has taken over what waited
+              if (self) self->consumeTouchEvent(event);
             });
         // Session and identity are those of the time of the touch, not of the time when it leaves the cache:
         // this has to happen before whatever is queued next, which is no reason to wake the queue.

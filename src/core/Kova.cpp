@@ -51,10 +51,11 @@ Answer ask(SEL selector, Call&& call, Answer bailed, Answer absent) {
 
 void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> options) {
   const auto& mutationQueue = KOVA_serialStateQueue();
-  if (const auto tracker = KovaTracker::sharedTracker()) {
-    tracker->stop();
+  const auto previous = KovaTracker::sharedTracker();
+  if (previous) {
+    previous->stop();
     // The new tracker loads what the old one is about to store.
-    mutationQueue->waitUntilAllOperationsAreFinished();
+    mutationQueue->waitForAddedOperations();
   }
   KovaLogger& logger = KovaLogger::sharedInstance();
   if (options->testOnlyVerbose()) {
@@ -66,6 +67,7 @@ void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> optio
   }
   KovaLogDebug("Updating Kova app ID to %@", envId);
   const auto tracker = std::make_shared<KovaTracker>(envId, std::move(options), mutationQueue);
+  if (previous) tracker->takeOverTouchesOf(*previous);
   KovaTracker::setSharedTracker(tracker);
   tracker->start();
 }

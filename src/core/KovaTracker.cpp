@@ -71,9 +71,9 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
       mutationQueue_(std::move(mutationQueue)) {
   kova::logBaseURLs(*options_);
   appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
-  persistentStore_ = std::make_shared<KovaPersistentStore>(appId_);
-  purgeStore();
-  identityManager_ = std::make_unique<KIIdentityManager>(persistentStore_);
+  persistentStore_ = KovaPersistentStore::forAppId(appId_, kPurgedUrlLimit, kQueueLimits.queuedEvents,
+                                                   kQueueLimits.queuedMessageBatches);
+  identityManager_ = KIIdentityManager::forStore(persistentStore_);
   sessionManager_ = std::make_unique<KISessionManager>(identityManager_->isFreshStart());
   queueManager_ = KovaQueueManager::forStore(persistentStore_, kQueueLimits);
   touchEventCache_ =
@@ -104,6 +104,7 @@ void KovaTracker::start() {
   bindApplicationEventListeners();
   startEVTriggerDetection();
   instrumentAutocaptureWithOptions(*options_);
+  reportScreenShownBeforeStart();
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();
@@ -136,6 +137,8 @@ void KovaTracker::enqueueLifecycleEvent() {
   if (!event) return;
   injectPageviewsIfNeeded();
   queueManager_->enqueueMessage(messageBuilder_->mutableMessageForEvent(*event));
+  // The new version is on disk, so that nobody makes this event again.
+  queueManager_->persistQueuedEvents();
 }
 
 void KovaTracker::stop() {
@@ -150,6 +153,21 @@ void KovaTracker::stop() {
       },
       *this, selector);
   storeEnqueuedMessages(selector);
+}
+
+std::shared_ptr<KovaTracker> KovaTracker::inForce() {
+  auto shared = sharedTracker();
+  return shared && shared->appId_ == appId_ ? shared : retained();
+}
+
+void KovaTracker::takeOverTouchesOf(KovaTracker& previous) {
+  static const SEL selector("takeOverTouchesOf:");
+  if (previous.appId_ == appId_) {
+    touchEventCache_ = previous.touchEventCache_;
+    return;
+  }
+  previous.consumeAllLiveTouches();
+  previous.storeEnqueuedMessages(selector);
 }
 
 void KovaTracker::storeEnqueuedMessages(SEL fromSelector) {

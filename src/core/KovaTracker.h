@@ -18,6 +18,7 @@
 #include "src/autocapture/KITouchEvent.h"
 #include "src/autocapture/KITouchEventCache.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/events/KIMoment.h"
 #include "src/events/KovaAppProperties.h"
 #include "src/events/KovaMessageBuilder.h"
 #include "src/events/KovaRequestBuilder.h"
@@ -71,6 +72,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
 
   void start();
   void stop();
+  // Touches that wait go on waiting with this tracker when it is of the same environment; for another one
+  // they are complete as they are, and stored. Main thread.
+  void takeOverTouchesOf(KovaTracker& previous);
 
   bool isTrackingEnabled() const { return isTrackingEnabled_; }
   void setTrackingEnabled(bool enabled) { isTrackingEnabled_ = enabled; }
@@ -154,12 +158,17 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
 
   void logDebugTrackingDisabled(std::string_view label) const;
 
-  // Runs block(tracker) on the mutation queue, later and in order; retains the tracker until then.
+  // Runs block(tracker) on the mutation queue, later and in order; retains the tracker until then. If it has
+  // been replaced by then by another of its environment, the block is given that one: what was called in time
+  // belongs to the session that is in force.
   template <class Block>
   void performSafelyOnMutationQueueWithBlock(Block block, const platform::NSObject& fromObject,
                                              platform::SEL selector) {
     KOVA_addSafeOperationWithBlock(*mutationQueue_,
-                                   [self = retained(), block = std::move(block)]() mutable { block(*self); },
+                                   [self = retained(), block = std::move(block)]() mutable {
+                                     if (!self->isStopped_) return block(*self);
+                                     block(*self->inForce());
+                                   },
                                    {fromObject.isa(), selector});
   }
   // The same without waking a queue that sleeps: the block runs with what is queued next.
@@ -181,12 +190,13 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
 
  private:
   enum class EventVisualizer { Send, Skip };
-  using EventDictionaryBuilder = std::function<platform::Dictionary(KovaTracker&)>;
   using PageviewInfoBuilder = std::function<std::optional<platform::Dictionary>(KovaTracker&)>;
 
   std::shared_ptr<KovaTracker> retained() {
     return std::static_pointer_cast<KovaTracker>(shared_from_this());
   }
+  // The shared tracker when it is of the same environment, else this one.
+  std::shared_ptr<KovaTracker> inForce();
   // What the Event Visualizer is to be sent with an event that is being recorded; null when it is not told of
   // it. Main thread.
   std::shared_ptr<const KovaEventRecording> recordingOfScreen(EventVisualizer eventVisualizer) const;
@@ -210,6 +220,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void setUpTelemetry() const;
   void enqueueLifecycleEvent();
 
+  std::shared_ptr<KIMoment> momentOfCall(platform::SEL fromSelector);
   template <class Builder>
   void trackCustomEventWithKind(std::string_view kind, EventVisualizer eventVisualizer,
                                 Builder eventDictionaryBuilder, platform::SEL fromSelector);
@@ -241,6 +252,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
       Completion completion);
   void recordVisibleViewControllersFromPreviousSession();
+  void reportScreenShownBeforeStart() const;
 
   std::atomic<bool> isTrackingEnabled_;
   const std::string appId_;
@@ -248,7 +260,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
   std::unique_ptr<const KovaAppProperties> appProperties_;
   std::shared_ptr<KovaPersistentStore> persistentStore_;
-  std::unique_ptr<KIIdentityManager> identityManager_;
+  std::shared_ptr<KIIdentityManager> identityManager_;
   std::unique_ptr<KISessionManager> sessionManager_;
   std::shared_ptr<KovaQueueManager> queueManager_;
   std::shared_ptr<KITouchEventCache> touchEventCache_;  // main thread only

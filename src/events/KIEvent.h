@@ -6,9 +6,7 @@
 
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
-
-class KIIdentityManager;
-class KISessionManager;
+#include "src/events/KIMoment.h"
 
 // One captured event: a touch, a gesture, a field edit, an install or an upgrade. Made on capture, turned
 // into a message once, then dropped. Made and filled on one thread at a time; nothing is shared while it is
@@ -24,18 +22,19 @@ class KIEvent : public platform::NSObject {
   // The event's own fields. The base has none.
   virtual platform::MutableDictionary mutableEventDictionary() const { return {}; }
 
-  // Fills those of the four dictionaries below that are still missing with what is current, and only those.
-  // On the mutation queue.
+  // On the mutation queue; see KIMoment.
   void applyMissingPropertiesFromSessionManager(const KISessionManager& sessionManager,
-                                                const KIIdentityManager& identityManager);
+                                                const KIIdentityManager& identityManager) {
+    moment_.applyMissingPropertiesFromSessionManager(sessionManager, identityManager);
+  }
 
   const std::string& kind() const { return kind_; }
   const std::string& eventId() const { return eventId_; }
   int appVisibilityState() const { return appVisibilityState_; }
 
   // Milliseconds since 1970.
-  const std::string& timestamp() const { return timestamp_; }
-  void setTimestamp(std::string timestamp) { timestamp_ = std::move(timestamp); }
+  const std::string& timestamp() const { return moment_.timestamp; }
+  void setTimestamp(std::string timestamp) { moment_.timestamp = std::move(timestamp); }
 
   // What the Event Visualizer is to have of the event (KovaEventRecording), only held until its message is
   // built.
@@ -44,25 +43,22 @@ class KIEvent : public platform::NSObject {
     evCaptureContext_ = std::move(context);
   }
 
-  const std::optional<platform::Dictionary>& sessionInfo() const { return sessionInfo_; }
-  void setSessionInfo(std::optional<platform::Dictionary> info) { sessionInfo_ = std::move(info); }
-  const std::optional<platform::Dictionary>& pageviewInfo() const { return pageviewInfo_; }
-  void setPageviewInfo(std::optional<platform::Dictionary> info) { pageviewInfo_ = std::move(info); }
-  const std::optional<platform::Dictionary>& userInfo() const { return userInfo_; }
-  void setUserInfo(std::optional<platform::Dictionary> info) { userInfo_ = std::move(info); }
-  const std::optional<platform::Dictionary>& eventProperties() const { return eventProperties_; }
+  const KIMoment& moment() const { return moment_; }
+  const std::optional<platform::Dictionary>& sessionInfo() const { return moment_.sessionInfo; }
+  void setSessionInfo(std::optional<platform::Dictionary> info) { moment_.sessionInfo = std::move(info); }
+  const std::optional<platform::Dictionary>& pageviewInfo() const { return moment_.pageviewInfo; }
+  void setPageviewInfo(std::optional<platform::Dictionary> info) { moment_.pageviewInfo = std::move(info); }
+  const std::optional<platform::Dictionary>& userInfo() const { return moment_.userInfo; }
+  void setUserInfo(std::optional<platform::Dictionary> info) { moment_.userInfo = std::move(info); }
+  const std::optional<platform::Dictionary>& eventProperties() const { return moment_.eventProperties; }
   void setEventProperties(std::optional<platform::Dictionary> properties) {
-    eventProperties_ = std::move(properties);
+    moment_.eventProperties = std::move(properties);
   }
 
  private:
-  std::string timestamp_;
+  KIMoment moment_;
   const std::string eventId_;
   const int appVisibilityState_;
   const std::string kind_;
   std::shared_ptr<const platform::NSObject> evCaptureContext_;
-  std::optional<platform::Dictionary> sessionInfo_;
-  std::optional<platform::Dictionary> pageviewInfo_;
-  std::optional<platform::Dictionary> userInfo_;
-  std::optional<platform::Dictionary> eventProperties_;
 };

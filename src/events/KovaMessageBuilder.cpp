@@ -38,22 +38,27 @@ KovaMessageBuilder::KovaMessageBuilder(std::string_view appId, const KovaAppProp
 MutableDictionary KovaMessageBuilder::mutableBaseMessageWithEventProperties(
     const std::optional<Dictionary>& eventProperties, const std::optional<Dictionary>& userInfo,
     const std::optional<Dictionary>& pageviewInfo, const std::optional<Dictionary>& sessionInfo) const {
+  return mutableBaseMessage({KovaUtil::epochString(), userInfo, eventProperties, sessionInfo, pageviewInfo});
+}
+
+MutableDictionary KovaMessageBuilder::mutableBaseMessage(const KIMoment& moment) const {
   MutableDictionary message;
   message.reserve(kMessageEntries);
   message.append("id", KovaUtil::randomId());
   message.append("envId", appId_);
-  message.append("user", userInfo ? *userInfo : identityManager_.userInfo());
-  message.append("timestamp", KovaUtil::epochString());
+  message.append("user", moment.userInfo ? *moment.userInfo : identityManager_.userInfo());
+  message.append("timestamp", moment.timestamp);
   message.append("applicationInfo", appProperties_.applicationInfo());
   message.append("deviceInfo", appProperties_.deviceInfo());
-  if (const auto pageview = pageviewInfo ? pageviewInfo : sessionManager_.mostRecentPageviewInfo()) {
+  if (const auto pageview =
+          moment.pageviewInfo ? moment.pageviewInfo : sessionManager_.mostRecentPageviewInfo()) {
     message.append("pageviewInfo", *pageview);
   }
-  if (const auto session = sessionInfo ? sessionInfo : sessionManager_.sessionInfo()) {
+  if (const auto session = moment.sessionInfo ? moment.sessionInfo : sessionManager_.sessionInfo()) {
     message.append("sessionInfo", *session);
   }
-  const Dictionary& properties =
-      transmittableEventProperties(eventProperties ? *eventProperties : identityManager_.eventProperties());
+  const Dictionary& properties = transmittableEventProperties(
+      moment.eventProperties ? *moment.eventProperties : identityManager_.eventProperties());
   if (!properties.empty()) message.append("properties", properties);
   return message;
 }
@@ -67,11 +72,11 @@ const Dictionary& KovaMessageBuilder::transmittableEventProperties(const Diction
   return lastTransmittable_;
 }
 
-MutableDictionary KovaMessageBuilder::mutableMessageWithEventDictionary(
-    Dictionary eventDictionary, std::string_view kind, int appVisibilityState,
-    const std::optional<Dictionary>& pageviewInfo) const {
-  MutableDictionary message =
-      mutableBaseMessageWithEventProperties(std::nullopt, std::nullopt, pageviewInfo, std::nullopt);
+MutableDictionary KovaMessageBuilder::mutableMessageWithEventDictionary(Dictionary eventDictionary,
+                                                                        std::string_view kind,
+                                                                        int appVisibilityState,
+                                                                        const KIMoment& moment) const {
+  MutableDictionary message = mutableBaseMessage(moment);
   message.append("event", eventEntry(kind, std::move(eventDictionary), appVisibilityState));
   return message;
 }
@@ -85,10 +90,8 @@ MutableDictionary KovaMessageBuilder::mutableMessagePageviewWithPageviewInfo(
 }
 
 MutableDictionary KovaMessageBuilder::mutableMessageForEvent(const KIEvent& event) const {
-  MutableDictionary message = mutableBaseMessageWithEventProperties(
-      event.eventProperties(), event.userInfo(), event.pageviewInfo(), event.sessionInfo());
+  MutableDictionary message = mutableBaseMessage(event.moment());
   message.set("id", event.eventId());
-  message.set("timestamp", event.timestamp());
   message.append("event", eventEntry(event.kind(), Dictionary(event.mutableEventDictionary()),
                                      event.appVisibilityState()));
   return message;

@@ -8,6 +8,7 @@
 #include "platform/foundation/Value.h"
 
 class KIEvent;
+struct KIMoment;
 class KIIdentityManager;
 class KISessionManager;
 class KovaAppProperties;
@@ -18,7 +19,7 @@ class KovaAppProperties;
 // A message is enriched when it has both "sessionInfo" and "pageviewInfo"; one that is not was built before
 // the first pageview of its session and must not leave the device.
 //
-// Owned by the tracker, as are the four objects that it reads; used on the mutation queue only.
+// Owned by the tracker, as are the three objects that it reads; used on the mutation queue only.
 class KovaMessageBuilder {
  public:
   KovaMessageBuilder(std::string_view appId, const KovaAppProperties& appProperties,
@@ -30,9 +31,9 @@ class KovaMessageBuilder {
       const std::optional<platform::Dictionary>& userInfo,
       const std::optional<platform::Dictionary>& pageviewInfo,
       const std::optional<platform::Dictionary>& sessionInfo) const;
-  platform::MutableDictionary mutableMessageWithEventDictionary(
-      platform::Dictionary eventDictionary, std::string_view kind, int appVisibilityState,
-      const std::optional<platform::Dictionary>& pageviewInfo) const;
+  platform::MutableDictionary mutableMessageWithEventDictionary(platform::Dictionary eventDictionary,
+                                                                std::string_view kind, int appVisibilityState,
+                                                                const KIMoment& moment) const;
   // Only for showing a pageview in the Event Visualizer: pageviews are uploaded as pixel URLs.
   platform::MutableDictionary mutableMessagePageviewWithPageviewInfo(
       const platform::Dictionary& pageviewInfo) const;
@@ -46,6 +47,7 @@ class KovaMessageBuilder {
   static bool unenrichedMessagesExistInArray(const std::vector<platform::MutableDictionary>& messages);
 
  private:
+  platform::MutableDictionary mutableBaseMessage(const KIMoment& moment) const;
   const platform::Dictionary& transmittableEventProperties(const platform::Dictionary& eventProperties) const;
 
   const platform::Value appId_;

@@ -5,6 +5,7 @@
 #include "src/events/KovaUtil.h"
 #include "src/identity/KIIdUtil.h"
 #include "src/storage/KovaPersistentStore.h"
+#include "src/storage/OneAnEnvironment.h"
 
 using namespace platform;
 
@@ -65,6 +66,18 @@ void KIIdentityManager::storeIdentity() {
   } else {
     persistentStore_->removeObjectForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
   }
+}
+
+std::shared_ptr<KIIdentityManager> KIIdentityManager::forStore(
+    std::shared_ptr<KovaPersistentStore> persistentStore) {
+  static auto& managers = *new kova::OneAnEnvironment<KIIdentityManager>;
+  if (auto known = managers.find(persistentStore->appId())) {
+    known->didGenerateUserId_ = false;
+    return known;
+  }
+  return managers.findOrMake(persistentStore->appId(), [&persistentStore] {
+    return std::make_shared<KIIdentityManager>(persistentStore);
+  });
 }
 
 void KIIdentityManager::removeFromPersistentStore(KovaPersistentStore& store) {

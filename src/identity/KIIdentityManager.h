@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -24,6 +25,10 @@ class KIIdentityManager {
  public:
   // Loads what is stored, if it can be read.
   explicit KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore);
+
+  // The manager of the store's environment id: the one that an earlier tracker still holds, for which its
+  // user is no longer a brand-new one, else a new one. Main thread.
+  static std::shared_ptr<KIIdentityManager> forStore(std::shared_ptr<KovaPersistentStore> persistentStore);
 
   // Takes up what is stored; without a stored user id, derives one from the stored identity or makes one up.
   // False while the store cannot be read: then there is no user, and its id is empty, until assumeUser().
@@ -77,7 +82,7 @@ class KIIdentityManager {
   bool isLoaded_ = false;
   bool hasChangedUnloaded_ = false;                // identified or reset before it was loaded
   std::vector<PropertiesChange> changesUnloaded_;  // of event properties, in order
-  bool didGenerateUserId_ = false;
+  std::atomic<bool> didGenerateUserId_ = false;
   mutable platform::Mutex propertyLock_;
   std::optional<std::string> urlEncodedIdentity_ PLATFORM_GUARDED_BY(propertyLock_);
   std::string userId_ PLATFORM_GUARDED_BY(propertyLock_);

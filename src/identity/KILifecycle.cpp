@@ -92,5 +92,9 @@ std::optional<std::string> KILifecycle::installationTime() {
     KovaLogDebug("(Lifecycle) Failed to determine installation time with error: %@", *error);
     return std::nullopt;
   }
-  return KovaUtil::epochStringForDate(std::get<FileAttributes>(attributes).creationDate);
+  const auto created = std::get<FileAttributes>(attributes).creationDate;
+  if (created) return KovaUtil::epochStringForDate(*created);
+  KovaLogDebug("(Lifecycle) Failed to determine installation time with error: %@",
+               "the file system does not keep it");
+  return std::nullopt;
 }

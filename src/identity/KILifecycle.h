@@ -26,7 +26,8 @@ class KILifecycle {
   static KILifecycleVersion previousVersionWithDefaults(platform::NSUserDefaults& defaults);
   static KILifecycleVersion currentVersionWithOptions(const KovaOptions& options);
   static void persistNewVersion(const KILifecycleVersion& version, platform::NSUserDefaults& defaults);
-  // When the documents directory was made, in milliseconds since 1970.
+  // When the documents directory was made, in milliseconds since 1970; none where the file system does not
+  // tell.
   static std::optional<std::string> installationTime();
 
  private:

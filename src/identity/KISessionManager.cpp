@@ -69,8 +69,9 @@ void KISessionManager::resetSessionWithNewUser(bool isNewUser) {
   } else if (zParam_ == kLoggedPageview) {
     zParam_ = kReturningUser;
   }
-  setSessionId(KovaUtil::randomId());
+  std::string sessionId = KovaUtil::randomId();
   const MutexLock lock(propertyLock_);
+  sessionId_ = std::move(sessionId);
   mostRecentPageviewInfo_ = std::nullopt;
   hasMostRecentPageviewInfo_ = false;
   sessionPixelProperties_ = std::nullopt;

@@ -47,8 +47,6 @@ void KovaTracker::recordPageviewSendingToEventVisualizer(EventVisualizer eventVi
   performSafelyOnMainQueueWithBlock(
       [eventVisualizer, build = std::move(mainQueuePageviewInfoBuilder), fromSelector,
        repeat](KovaTracker& tracker) {
-        // The session of a stopped tracker is over: nothing waits for its pageview any more.
-        if (tracker.isStopped_ && repeat == Repeat::OnceASession) return;
         const auto pageviewInfo = build(tracker);
         if (!pageviewInfo) return;
         auto recording = tracker.recordingOfScreen(eventVisualizer);

@@ -3,6 +3,8 @@
 
 #include <Kova/KovaConstants.h>
 
+#include <algorithm>
+
 #include "platform/foundation/NSJSONSerialization.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UINavigationController.h"
@@ -157,6 +159,21 @@ void KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo
         return applyTimestampAndIdToPageviewInfo(*mostRecent);
       },
       selector);
+}
+
+void KovaTracker::reportScreenShownBeforeStart() const {
+  if (isViewControllerAutocaptureDisabled() || !KovaLoggingEnabled(kKovaLogLevelDebug)) return;
+  const auto windows = KOVA_allForegroundedAndVisibleWindows();
+  const bool isUnknown = std::any_of(windows.begin(), windows.end(), [](const auto& window) {
+    const auto root = window->rootViewController();
+    return root && !KOVA_scopedAttachedPageviewData(*root);
+  });
+  if (!isUnknown) return;
+  KovaLogDebug(
+      "A screen was shown before the library was initialized. It has no pageview until it appears again, and "
+      "what is recorded until some screen appears is reported on that one. Initialize before the first "
+      "window "
+      "is shown.");
 }
 
 // Asked for by every event until the session has a pageview, and yet each screen is recorded once: recording

@@ -4,8 +4,21 @@
 #include "src/identity/KIIdentityManager.h"
 #include "src/storage/KovaPersistentStore.h"
 #include "src/storage/KovaQueueManager.h"
+#include "src/storage/OneAnEnvironment.h"
 
 using namespace platform;
+
+std::shared_ptr<KovaPersistentStore> KovaPersistentStore::forAppId(const std::string& appId,
+                                                                   std::size_t queuedUrlLimit,
+                                                                   std::size_t queuedEventLimit,
+                                                                   std::size_t queuedMessageBatchLimit) {
+  static auto& stores = *new kova::OneAnEnvironment<KovaPersistentStore>;
+  return stores.findOrMake(appId, [&] {
+    auto store = std::make_shared<KovaPersistentStore>(appId);
+    store->purgeInvalidStoresWithQueuedUrlLimit(queuedUrlLimit, queuedEventLimit, queuedMessageBatchLimit);
+    return store;
+  });
+}
 
 void KovaPersistentStore::purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit,
                                                                std::size_t queuedEventLimit,

@@ -27,6 +27,12 @@ class KovaPersistentStore {
 
   explicit KovaPersistentStore(std::string_view appId, JSONStore jsonStore = JSONStore::Enabled);
 
+  // The store of the environment id: the one that is in use, else a new one, purged with these limits. Main
+  // thread.
+  static std::shared_ptr<KovaPersistentStore> forAppId(const std::string& appId, std::size_t queuedUrlLimit,
+                                                       std::size_t queuedEventLimit,
+                                                       std::size_t queuedMessageBatchLimit);
+
   const std::string& appId() const { return appId_; }
   // The directory of the batch files; none when it is disabled or cannot be made.
   const std::optional<platform::NSURL>& cacheUrl() const { return cacheUrl_; }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <map>
 #include <utility>
 
 #include "platform/foundation/Format.h"
@@ -13,6 +12,7 @@
 #include "src/events/KovaMessageBuilder.h"
 #include "src/events/KovaUtil.h"
 #include "src/storage/KovaPersistentStore.h"
+#include "src/storage/OneAnEnvironment.h"
 
 using namespace platform;
 
@@ -61,7 +61,8 @@ bool KovaQueueManager::load() {
   if (urls.isUnreadable() || events.isUnreadable() || batches.isUnreadable()) return false;
   isLoaded_ = true;
   const bool isToBeStored = !queuedUrlStrings_.empty() || !queuedEvents_.empty() ||
-                            !queuedMessageBatches_.empty() || isAnythingInFlight();
+                            !queuedMessageBatches_.empty() || !urlStringsInFlight_.empty() ||
+                            !messageBatchesInFlight_.empty();
 
   const auto storedUrls = KovaPersistentStore::stringsIn(urls.value_or(Array()));
   const auto storedBatches = KovaPersistentStore::dictionariesIn(batches.value_or(Array()));
@@ -92,15 +93,9 @@ bool KovaQueueManager::load() {
 
 std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(
     std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits) {
-  static auto& alive = *new std::map<std::string, std::weak_ptr<KovaQueueManager>>;
-  std::erase_if(alive, [](const auto& entry) { return entry.second.expired(); });
-  const std::string appId = persistentStore->appId();
-  if (const auto found = alive.find(appId); found != alive.end()) {
-    if (auto manager = found->second.lock()) return manager;
-  }
-  auto manager = std::make_shared<KovaQueueManager>(std::move(persistentStore), limits);
-  alive[appId] = manager;
-  return manager;
+  static auto& managers = *new kova::OneAnEnvironment<KovaQueueManager>;
+  return managers.findOrMake(persistentStore->appId(),
+                             [&] { return std::make_shared<KovaQueueManager>(persistentStore, limits); });
 }
 
 void KovaQueueManager::enqueueUrlString(std::string_view url) {

@@ -41,9 +41,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   bool load();
   bool isLoaded() const { return isLoaded_; }
 
-  // The manager of the store's environment id: the one that is still alive because an earlier tracker's
-  // request is in flight, so that what that request puts back is not lost to a second copy of the queues,
-  // else a new one. Called with the mutation queue at rest.
+  // The manager of the store's environment id: the one that an earlier tracker, or its request in flight,
+  // still holds, else a new one. Main thread.
   static std::shared_ptr<KovaQueueManager> forStore(std::shared_ptr<KovaPersistentStore> persistentStore,
                                                     Limits limits);
 
@@ -99,9 +98,6 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // Takes up the batches whose files a killed process, a lost database or a failing disk has left without a
   // row, behind those that wait and within their limit. Once, before the first pass; reads each such file.
   void adoptLeftovers();
-
-  // Whether something has been taken off the queues whose end is not known yet.
-  bool isAnythingInFlight() const { return !urlStringsInFlight_.empty() || !messageBatchesInFlight_.empty(); }
 
   // Each writes the whole queue. Messages that have become a batch are not taken out of the store before the
   // batch is in it, which on a full disk may be much later.

@@ -183,9 +183,7 @@ void KovaUploader::sendAll() {
           KovaLogDebug("Called -[KovaUploader sendAll] after -[KovaUploader stop]");
           return;
         }
-        // An earlier uploader's last request counts too: the queues are shared with it.
-        if (self.isSendingPixelData_ || self.isSendingMessageBatches_ ||
-            self.queueManager_->isAnythingInFlight()) {
+        if (self.isSendingPixelData_ || self.isSendingMessageBatches_) {
           KovaLogDebug("Already sending data");
           // Slow pixels keep no messages in memory.
           if (!self.isSendingMessageBatches_) self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();

@@ -217,6 +217,24 @@ TEST_F(SerialQueueTest, LazyWorkRunsForWhoeverWaitsForTheQueueAndWhenItDies) {
   EXPECT_TRUE(kept(done));
 }
 
+TEST_F(SerialQueueTest, WhoeverWaitsForWhatIsQueuedWaitsForNothingElse) {
+  auto queue = makeQueue();
+  std::atomic<bool> isBusy = true;
+  std::function<void()> busyWork = [&] {
+    if (isBusy) queue->async(busyWork);
+  };
+  int runs = 0;
+  for (int round = 1; round <= 100; ++round) {
+    queue->async(busyWork);
+    queue->asyncLazily([&] { ++runs; });
+    queue->waitForQueued();
+    ASSERT_EQ(runs, round);
+  }
+  isBusy = false;
+  queue->async([&] { EXPECT_THROW(queue->waitForQueued(), std::logic_error); });
+  queue->waitUntilIdle();
+}
+
 TEST_F(SerialQueueTest, WhatIsQueuedStillRunsWhenTheQueueDiesAndItsTimersAreDropped) {
   std::promise<void> start, done;
   auto held = std::make_shared<int>(0);

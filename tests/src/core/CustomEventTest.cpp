@@ -4,6 +4,7 @@
 
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
+#include "src/events/KovaUtil.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
 
@@ -50,6 +51,46 @@ TEST_F(CustomEventTest, EachKindHasItsEventDictionary) {
   EXPECT_EQ(
       eventOf([] { Kova::frameworkTrack("Tap", Dictionary(), "react", Dictionary()); }),
       R"({"sourceCustomEvent":{"type":"Tap","source":"react","sourceProperties":{}},"appVisibilityState":2})");
+}
+
+// What a thread other than the main one calls passes through the main queue, and must not be overtaken by
+// what it calls next.
+TEST_F(CustomEventTest, CallsOfOneThreadTakeEffectInTheirOrder) {
+  device.startAndSettle();
+  const auto worker = device.scheduler.makeSerialQueue("worker", QualityOfService::Default);
+  for (const bool isOnWorker : {false, true}) {
+    Kova::identify("ada");
+    device.drain();
+    const std::string userId = *Kova::userId();
+    const std::string sessionId = *Kova::sessionId();
+    const NSDate before = device.scheduler.now();
+    const auto calls = [&] {
+      Kova::addEventProperties({{"tier", "gold"}});
+      Kova::track("Bye");
+      device.scheduler.setWallClock(before.adding(60));
+      Kova::clearEventProperties();
+      Kova::resetIdentity();
+      Kova::track("Hello");
+    };
+    isOnWorker ? worker->async(calls) : calls();
+    device.drain();
+    device.settle();
+    device.advance(15);
+    device.settle();
+    const auto messages = device.receivedMessages();
+    ASSERT_GE(messages.size(), 2u);
+    const Dictionary& bye = messages[messages.size() - 2];
+    const Dictionary& hello = messages.back();
+    EXPECT_EQ(at(bye, "user/id"), Value(userId)) << isOnWorker;
+    EXPECT_EQ(at(bye, "user/identity"), Value("ada")) << isOnWorker;
+    EXPECT_EQ(at(bye, "sessionInfo/id"), Value(sessionId)) << isOnWorker;
+    EXPECT_EQ(json(at(bye, "properties")), R"({"tier":{"string":"gold"}})") << isOnWorker;
+    EXPECT_EQ(at(bye, "timestamp"), Value(KovaUtil::epochStringForDate(before))) << isOnWorker;
+    EXPECT_EQ(at(hello, "user/id"), Value(*Kova::userId())) << isOnWorker;
+    EXPECT_EQ(at(hello, "sessionInfo/id"), Value(*Kova::sessionId())) << isOnWorker;
+    EXPECT_NE(at(hello, "pageviewInfo/id"), at(bye, "pageviewInfo/id")) << isOnWorker;
+    EXPECT_EQ(hello.find("properties"), nullptr) << isOnWorker;
+  }
 }
 
 TEST_F(CustomEventTest, EventsInTheBackgroundSaySo) {

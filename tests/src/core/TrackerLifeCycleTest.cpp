@@ -168,6 +168,68 @@ TEST_F(TrackerLifeCycleTest, InitializingAgainStopsAndStoresFirst) {
   EXPECT_THAT(device.batchFiles(), IsEmpty());
 }
 
+TEST_F(TrackerLifeCycleTest, InitializingAgainWaitsForWhatWasQueuedBeforeAndNoLonger) {
+  device.startAndSettle();
+  bool isBusy = true;
+  const std::function<void()> busyWork = [&] {
+    if (isBusy) KOVA_serialStateQueue()->addOperationWithBlock(busyWork);
+  };
+  busyWork();
+  Kova::addEventProperties({{"before", 1}});
+  device.start();
+  EXPECT_NE(device.stored("eventProperties"), std::nullopt);
+  isBusy = false;
+}
+
+// Other threads go on calling the tracker that they found when they called.
+TEST_F(TrackerLifeCycleTest, CallsThatReachTheTrackerBeforeAreNotLost) {
+  device.startAndSettle();
+  const auto before = KovaTracker::sharedTracker();
+  device.start();
+  Kova::addEventProperties({{"new", 1}});
+  Kova::track("New");
+  device.drain();
+  before->addEventProperties(Value{{"late", 1}});
+  before->recordCustomEvent("Late", std::nullopt);
+  const std::string sessionId = *Kova::sessionId();
+  device.drain();
+  EXPECT_EQ(json(*device.stored("eventProperties")), R"({"new":"1","late":"1"})");
+  device.settle();
+  device.advance(15);
+  device.settle();
+  EXPECT_THAT(eventTypes(), ElementsAre(Value(), Value("New"), Value("Late")));
+  EXPECT_EQ(at(device.receivedMessages().back(), "sessionInfo/id"), Value(sessionId));
+
+  before->identify(Value("ada"));
+  before->resetIdentity();
+  device.drain();
+  EXPECT_NE(Kova::sessionId(), sessionId) << "the session in force ends with its user";
+  Kova::initialize("777", device.options());
+  before->recordCustomEvent("For an environment that was left", std::nullopt);
+  device.drain();
+  EXPECT_EQ(storedCount("parts") + storedCount("queuedMessageBatches"), 1u);
+}
+
+TEST_F(TrackerLifeCycleTest, ANewUploaderDoesNotWaitForTheRequestOfTheOneBefore) {
+  device.startAndSettle();
+  device.service.handle("/api/integrations/ios/track",
+                        [](const HttpServer::Request&) { return HttpServer::Reply::stall(); });
+  Kova::track("First");
+  device.advance(15);
+  device.runUntil([this] { return device.service.requestCount() == 3; });
+  device.start();
+  Kova::track("Second");
+  device.drain();
+  device.runUntil([this] { return device.receivedTargets("/h").size() == 2; });
+}
+
+TEST_F(TrackerLifeCycleTest, TheInstallationIsStoredAsSoonAsItsVersionIs) {
+  device.setOnline(false);
+  device.start();
+  device.drain();
+  EXPECT_EQ(storedCount("parts"), 1u);
+}
+
 TEST_F(TrackerLifeCycleTest, WorkOfAStoppedTrackerSetsNoTimer) {
   device.setOnline(false);
   device.start();

@@ -28,8 +28,10 @@ class KovaMessageBuilderTest : public MessageTest {
   }
 
   MutableDictionary customMessage(const std::optional<Dictionary>& pageviewInfo = std::nullopt) const {
+    KIMoment moment = KIMoment::now();
+    moment.pageviewInfo = pageviewInfo;
     return messages.mutableMessageWithEventDictionary(Dictionary{{"name", "Checkout"}}, "customEvent", 2,
-                                                      pageviewInfo);
+                                                      moment);
   }
 };
 

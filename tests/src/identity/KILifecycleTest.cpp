@@ -58,7 +58,7 @@ class KILifecycleTest : public testing::Test {
 
 TEST_F(KILifecycleTest, ReportsAnInstallationAtTheTimeTheDocumentsDirectoryWasMade) {
   const auto attributes = NSFileManager().attributes(directories().documents);
-  const double made = std::get<FileAttributes>(attributes).creationDate.timeIntervalSince1970();
+  const double made = std::get<FileAttributes>(attributes).creationDate->timeIntervalSince1970();
   const std::string madeText = std::to_string(std::llround(made * 1000));
   ASSERT_NE(madeText, SimulatedDevice::kStartTime);
 

@@ -1,0 +1,17 @@
+#include "src/events/KIMoment.h"
+
+#include "src/events/KovaUtil.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
+
+KIMoment KIMoment::now() {
+  return {KovaUtil::epochString(), std::nullopt, std::nullopt, std::nullopt, std::nullopt};
+}
+
+void KIMoment::applyMissingPropertiesFromSessionManager(const KISessionManager& sessionManager,
+                                                        const KIIdentityManager& identityManager) {
+  if (!eventProperties) eventProperties = identityManager.eventProperties();
+  if (!userInfo) userInfo = identityManager.userInfo();
+  if (!sessionInfo) sessionInfo = sessionManager.sessionInfo();
+  if (!pageviewInfo) pageviewInfo = sessionManager.mostRecentPageviewInfo();
+}
