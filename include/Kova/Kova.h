@@ -26,9 +26,13 @@
 // leaves the device before a pageview, and that option makes the library record one by itself.
 //
 // Calls return at once: the work is done on a queue of the library's own. They are meant for the main thread;
-// calls from other threads work too. Before initialisation every call is a silent no-op and every getter
-// answers nothing. No exception ever leaves a call, with one exception: an invalid environment id fails an
-// assertion. After a failure of its own the library logs it and does nothing for the rest of the process.
+// calls from other threads work too, as long as the main run loop runs. Whichever thread calls, its calls
+// take effect in their order: an event has the time, the user, the event properties and, once the session has
+// a pageview, the session of its call, whatever is called next. Its screen is the one that is shown when the
+// main thread gets to it, and events arrive in the order in which it does. Before initialisation every call
+// is a silent no-op and every getter answers nothing. No exception ever leaves a call, with one exception: an
+// invalid environment id fails an assertion. After a failure of its own the library logs it and does nothing
+// for the rest of the process.
 //
 // Dictionaries are copied; what is no dictionary, properties whose key is no text, and values that cannot be
 // sent are discarded with a line in the debug log. Booleans stay booleans, every other property value is sent
