@@ -246,7 +246,7 @@ TEST_F(HostTest, WhatDiesWhileItsEventsWaitIsFreedOnceTheyHaveLeft) {
   EXPECT_THAT(received(), SizeIs(2));
 }
 
-TEST_F(HostTest, ATrackerThatIsReplacedTakesAlongWhatWaits) {
+TEST_F(HostTest, ATrackerThatIsReplacedHandsOnWhatWaits) {
   startWhole();
   const std::weak_ptr<KovaTracker> tracker = KovaTracker::sharedTracker();
   input.touchBegan(1, {20, 20}, window);
@@ -256,7 +256,7 @@ TEST_F(HostTest, ATrackerThatIsReplacedTakesAlongWhatWaits) {
   EXPECT_TRUE(tracker.expired());
   EXPECT_TRUE(touch.expired());
   tap();
-  EXPECT_THAT(received(), SizeIs(1));
+  EXPECT_THAT(received(), SizeIs(2));
 }
 
 TEST_F(HostTest, BrokenTreesAreBounded) {

@@ -193,6 +193,22 @@ TEST_F(InterceptorTest, ASnapshotIsKnownWhileItLasts) {
   EXPECT_FALSE(KOVA_isCapturingSnapshot());
 }
 
+TEST_F(InterceptorTest, ATouchOutlivesAnotherInitialization) {
+  start();
+  controller->onPay = [this] { device.start(); };
+  tap();
+  device.advance(1);
+  Kova::track("What brings the new session its pageview");
+  const auto events = received();
+  ASSERT_THAT(events, testing::SizeIs(1));
+  EXPECT_THAT(events[0], testing::HasSubstr(R"("targetSelector":"pay")"));
+
+  controller->onPay = [this] { Kova::initialize("777", device.options()); };
+  tap();
+  device.drain();
+  EXPECT_THAT(device.batchFiles(), testing::SizeIs(1)) << "stored for when its environment is used again";
+}
+
 TEST_F(InterceptorTest, AControlMayGoInItsAction) {
   start();
   const std::weak_ptr<UIButton> weak = controller->payButton;
