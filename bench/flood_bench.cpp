@@ -25,8 +25,8 @@ constexpr std::size_t kMostBatches = 200;
 // Is asked once for every touch that is captured.
 class Counter : public KovaAutocaptureEnrichmentDelegate {
  public:
-  std::optional<Dictionary> autocaptureTouchEventProperties(std::string_view, UIView&, UITouch*,
-                                                            UIControl*) override {
+  std::optional<Dictionary> autocaptureTouchEventPropertiesForEventType(std::string_view, UIView&, UITouch*,
+                                                                        UIControl*) override {
     ++touches;
     return std::nullopt;
   }

@@ -29,8 +29,8 @@ constexpr double kUntilAllHaveLeft = 1;  // seconds
 // Numbers the touches.
 class Numbers : public KovaAutocaptureEnrichmentDelegate {
  public:
-  std::optional<Dictionary> autocaptureTouchEventProperties(std::string_view, UIView&, UITouch*,
-                                                            UIControl*) override {
+  std::optional<Dictionary> autocaptureTouchEventPropertiesForEventType(std::string_view, UIView&, UITouch*,
+                                                                        UIControl*) override {
     return Dictionary{{"targetText", "number " + std::to_string(++last)}};
   }
   int last = 0;

@@ -21,11 +21,11 @@ constexpr std::size_t kTouches = 7 * 100 * 20;
 // Adds something to every touch and to each of its responders.
 class Delegate : public KovaAutocaptureEnrichmentDelegate {
  public:
-  std::optional<Dictionary> autocaptureAncestryNodeProperties(UIResponder&) override {
+  std::optional<Dictionary> autocaptureAncestryNodePropertiesForResponder(UIResponder&) override {
     return Dictionary{{"accessibilityLabel", "pay"}};
   }
-  std::optional<Dictionary> autocaptureTouchEventProperties(std::string_view, UIView&, UITouch*,
-                                                            UIControl*) override {
+  std::optional<Dictionary> autocaptureTouchEventPropertiesForEventType(std::string_view, UIView&, UITouch*,
+                                                                        UIControl*) override {
     return Dictionary{{"targetText", "Pay now"}};
   }
 };

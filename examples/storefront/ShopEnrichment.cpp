@@ -5,7 +5,8 @@
 
 using namespace platform;
 
-std::optional<Dictionary> ShopEnrichment::autocaptureAncestryNodeProperties(UIResponder& responder) {
+std::optional<Dictionary> ShopEnrichment::autocaptureAncestryNodePropertiesForResponder(
+    UIResponder& responder) {
   if (const auto* card = dynamic_cast<ProductCard*>(&responder)) {
     return Dictionary{{"productId", card->product().identifier}};
   }
@@ -15,6 +16,6 @@ std::optional<Dictionary> ShopEnrichment::autocaptureAncestryNodeProperties(UIRe
   return std::nullopt;
 }
 
-std::optional<Dictionary> ShopEnrichment::autocapturePageviewProperties(UIViewController&) {
+std::optional<Dictionary> ShopEnrichment::autocapturePageviewPropertiesForViewController(UIViewController&) {
   return Dictionary{{"basketSize", std::to_string(basket_->items().size())}};
 }

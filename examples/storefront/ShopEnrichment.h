@@ -11,9 +11,10 @@ class ShopEnrichment : public KovaAutocaptureEnrichmentDelegate {
  public:
   explicit ShopEnrichment(std::shared_ptr<Basket> basket) : basket_(std::move(basket)) {}
 
-  std::optional<platform::Dictionary> autocaptureAncestryNodeProperties(
+  std::optional<platform::Dictionary> autocaptureAncestryNodePropertiesForResponder(
       platform::UIResponder& responder) override;
-  std::optional<platform::Dictionary> autocapturePageviewProperties(platform::UIViewController&) override;
+  std::optional<platform::Dictionary> autocapturePageviewPropertiesForViewController(
+      platform::UIViewController&) override;
 
  private:
   const std::shared_ptr<Basket> basket_;

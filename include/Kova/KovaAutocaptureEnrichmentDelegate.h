@@ -16,7 +16,12 @@ class UIViewController;
 
 // What a host implements to add to, or to replace, what is captured by itself. Every method is optional:
 // answer nothing to leave the captured properties as they are. The entries of a dictionary win over the
-// captured ones, but never bring back what the options disable or a redaction hides.
+// captured ones; one whose value is null is as if it were not there.
+//
+// No entry brings back a text, an accessibility label, a title or a variable name that the options leave out,
+// nor an accessibility label that is redacted. A target text is sent as it is given, also where text is
+// redacted: it is the host's own words, not what stands on the screen. So are identifiers, and the further
+// entries of ancestry nodes and pageviews.
 //
 // Called on the main thread. Options hold the delegate weakly: the host keeps it alive.
 class KOVA_EXPORT KovaAutocaptureEnrichmentDelegate {
@@ -24,18 +29,18 @@ class KOVA_EXPORT KovaAutocaptureEnrichmentDelegate {
   virtual ~KovaAutocaptureEnrichmentDelegate() = default;
 
   // Keyed by the KovaAncestryNodeProperty… constants.
-  virtual std::optional<platform::Dictionary> autocaptureAncestryNodeProperties(platform::UIResponder&) {
+  virtual std::optional<platform::Dictionary> autocaptureAncestryNodePropertiesForResponder(
+      platform::UIResponder&) {
     return std::nullopt;
   }
   // Keyed by the KovaPageviewProperty… constants; further keys are sent along.
-  virtual std::optional<platform::Dictionary> autocapturePageviewProperties(platform::UIViewController&) {
+  virtual std::optional<platform::Dictionary> autocapturePageviewPropertiesForViewController(
+      platform::UIViewController&) {
     return std::nullopt;
   }
   // Keyed by the KovaTouchEventProperty… constants. Touch and control are null where there is none.
-  virtual std::optional<platform::Dictionary> autocaptureTouchEventProperties(std::string_view /*eventType*/,
-                                                                              platform::UIView&,
-                                                                              platform::UITouch*,
-                                                                              platform::UIControl*) {
+  virtual std::optional<platform::Dictionary> autocaptureTouchEventPropertiesForEventType(
+      std::string_view /*eventType*/, platform::UIView&, platform::UITouch*, platform::UIControl*) {
     return std::nullopt;
   }
 };

@@ -9,7 +9,8 @@ class UIResponder;
 
 // How an app keeps a part of itself out of what is captured: four flags that any responder (a view, a view
 // controller, a window) may carry. They hold for the responder and for everything below it, live as long as
-// the responder, and are off unless set.
+// the responder, and are off unless set. The two that redact also hold on the label that a button or a cell
+// draws itself, its titleLabel or textLabel.
 //
 //   setKovaRedactText(*balanceLabel, true);
 //   setKovaIgnore(*pinController, true);

@@ -1,6 +1,5 @@
 #include "platform/foundation/NSException.h"
 
-#include <cxxabi.h>
 #include <execinfo.h>
 
 #include <array>
@@ -8,6 +7,7 @@
 #include <memory>
 
 #include "platform/foundation/SystemLog.h"
+#include "platform/runtime/TypeName.h"
 
 namespace platform {
 
@@ -19,13 +19,6 @@ std::vector<void*> currentCallStack() {
   std::array<void*, kDeepestStack> frames;
   const int depth = backtrace(frames.data(), kDeepestStack);
   return std::vector<void*>(frames.begin(), frames.begin() + depth);
-}
-
-std::string demangled(const char* typeName) {
-  int status = 0;
-  const std::unique_ptr<char, decltype(&std::free)> text(
-      abi::__cxa_demangle(typeName, nullptr, nullptr, &status), &std::free);
-  return status == 0 ? text.get() : typeName;
 }
 
 }  // namespace
@@ -43,7 +36,7 @@ NSException NSException::current() {
   } catch (const NSException& exception) {
     return exception;
   } catch (const std::exception& exception) {
-    return NSException(demangled(typeid(exception).name()), exception.what());
+    return NSException(typeName(typeid(exception)), exception.what());
   } catch (...) {
     return NSException("unknown");
   }

@@ -1,6 +1,6 @@
 #include "platform/runtime/Class.h"
 
-#include <stdexcept>
+#include "platform/runtime/RuntimeLog.h"
 
 namespace platform {
 namespace {
@@ -18,14 +18,23 @@ ClassTable& classTable() {
 
 }  // namespace
 
-Class::Class(std::string_view name, const Class* superclass) : name_(name), superclass_(superclass) {}
+Class::Class(std::string_view name, const std::type_info& type, const Class* superclass)
+    : name_(name), type_(type), superclass_(superclass) {}
 
 Class& Class::enter(std::unique_ptr<Class> record) {
-  ClassTable& table = classTable();
-  MutexLock lock(table.mutex);
-  const bool isNew = table.classes.emplace(record->name(), record.get()).second;
-  if (!isNew) throw std::logic_error("There is already a class named " + record->name());
-  return *record.release();
+  Class& entered = *record;
+  bool isNew;
+  {
+    ClassTable& table = classTable();
+    MutexLock lock(table.mutex);
+    isNew = table.classes.emplace(entered.name(), &entered).second;
+  }
+  static_cast<void>(record.release());  // for good
+  if (!isNew) {
+    runtimeLog("There is more than one class named " + entered.name() +
+               "; NSClassFromString answers the first");
+  }
+  return entered;
 }
 
 void Class::addInstanceVariable(std::string_view name,
@@ -38,8 +47,8 @@ void Class::addAction(SEL selector, Action action) {
   addSelector(selector);
 }
 
-void Class::addKey(std::string_view name, Key getter) {
-  keys_.insert_or_assign(std::string(name), std::move(getter));
+void Class::addKey(std::string_view name, Key key) {
+  keys_.insert_or_assign(std::string(name), std::move(key));
   addSelector(SEL(name));
 }
 
@@ -63,20 +72,27 @@ void Class::addSelector(SEL selector) {
   selectors_.insert(selector);
 }
 
-bool Class::perform(NSObject& receiver, SEL action, NSObject* sender, NSObject* event) const {
+Class::Performed Class::perform(NSObject& receiver, SEL action, NSObject* sender, NSObject* event) const {
   for (const Class* cls = this; cls; cls = cls->superclass_) {
     const auto found = cls->actions_.find(action);
     if (found == cls->actions_.end()) continue;
-    found->second(receiver, sender, event);
-    return true;
+    return found->second(receiver, sender, event) ? Performed::Yes : Performed::WrongArgument;
   }
-  return false;
+  return Performed::NoSuchAction;
 }
 
 KeyValue Class::valueForKey(const NSObject& receiver, std::string_view key) const {
-  const Key* getter = findKey(key);
-  if (!getter) throw UndefinedKeyError("The class " + name_ + " has no key " + std::string(key));
-  return (*getter)(receiver);
+  const Key* found = findKey(key);
+  if (!found) throw UndefinedKeyError("The class " + name_ + " has no key " + std::string(key));
+  return found->get(receiver);
+}
+
+bool Class::announcesKey(std::string_view key) const {
+  for (const Class* cls = this; cls; cls = cls->superclass_) {
+    const auto found = cls->keys_.find(key);
+    if (found != cls->keys_.end() && found->second.isAnnounced) return true;
+  }
+  return false;
 }
 
 const Class::Key* Class::findKey(std::string_view key) const {

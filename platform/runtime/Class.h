@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -30,7 +31,8 @@ struct InstanceVariable {
 // declaration, and what it answers by name (selectors, actions, keys).
 //
 // Life cycle: made on the first use of `T::classObject()`, found by NSClassFromString from then on, never
-// destroyed. A layer that wants its classes to be found by name touches them in its install function.
+// destroyed. A layer that wants its classes to be found by name touches them in its install function. Classes
+// may share a name, as C++ classes of two namespaces do: the first is found by it, the log names the others.
 // Threads: everything is fixed once the record is made, but for the selectors, which are locked. Any thread.
 class Class {
  public:
@@ -39,6 +41,8 @@ class Class {
 
   const std::string& name() const { return name_; }
   const Class* superclass() const { return superclass_; }
+  // The C++ class that the record was made for. The objects of one that has no NS_OBJECT show another.
+  const std::type_info& type() const { return type_; }
   // A class counts as a subclass of itself.
   bool isSubclassOf(const Class& other) const;
 
@@ -49,31 +53,39 @@ class Class {
   bool respondsToSelector(SEL selector) const;
   void addSelector(SEL selector);
 
+  enum class Performed { Yes, NoSuchAction, WrongArgument };
   // Runs the action that receivers of this class have for the selector, own or inherited. The sender and the
-  // event may be null. Answers false when there is none.
-  bool perform(NSObject& receiver, SEL action, NSObject* sender, NSObject* event) const;
+  // event may be null; with one of another class than the action takes it is not run.
+  Performed perform(NSObject& receiver, SEL action, NSObject* sender, NSObject* event) const;
 
   // Own or inherited. Throws UndefinedKeyError.
   KeyValue valueForKey(const NSObject& receiver, std::string_view key) const;
   bool hasKey(std::string_view key) const { return findKey(key) != nullptr; }
+  // Whether this class or one above it announces the changes of the key, which makes it one to observe.
+  bool announcesKey(std::string_view key) const;
 
  private:
   template <typename Self>
   friend class ClassBuilder;
 
-  using Action = std::function<void(NSObject& receiver, NSObject* sender, NSObject* event)>;
-  using Key = std::function<KeyValue(const NSObject& receiver)>;
+  // Answers false, and runs nothing, when an argument is of another class than it takes.
+  using Action = std::function<bool(NSObject& receiver, NSObject* sender, NSObject* event)>;
+  struct Key {
+    std::function<KeyValue(const NSObject& receiver)> get;
+    bool isAnnounced;
+  };
 
-  Class(std::string_view name, const Class* superclass);
+  Class(std::string_view name, const std::type_info& type, const Class* superclass);
 
-  // From here on the class is found by its name. Throws std::logic_error when another class has it.
+  // From here on the class is found by its name, unless another had it before.
   static Class& enter(std::unique_ptr<Class> record);
   void addInstanceVariable(std::string_view name, std::function<const NSObject*(const NSObject&)> value);
   void addAction(SEL selector, Action action);
-  void addKey(std::string_view name, Key getter);
+  void addKey(std::string_view name, Key key);
   const Key* findKey(std::string_view key) const;
 
   const std::string name_;
+  const std::type_info& type_;
   const Class* const superclass_;
   std::vector<InstanceVariable> ivars_;
   std::unordered_map<SEL, Action> actions_;

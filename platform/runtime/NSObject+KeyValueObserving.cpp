@@ -7,7 +7,9 @@ namespace platform {
 
 void NSObject::addObserver(const std::weak_ptr<NSObject>& observer, const std::string& keyPath,
                            const void* context) {
-  if (!isa().hasKey(keyPath)) throw UndefinedKeyError(isa().name() + " cannot be observed for " + keyPath);
+  if (!isa().announcesKey(keyPath)) {
+    throw UndefinedKeyError(isa().name() + " cannot be observed for " + keyPath);
+  }
   auto& observations = extras().observations;
   std::erase_if(observations, [](const auto& observation) { return observation->observer.expired(); });
 

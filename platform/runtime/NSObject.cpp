@@ -14,7 +14,7 @@ NSObject::NSObject() = default;
 NSObject::~NSObject() { extras_.reset(); }
 
 Class& NSObject::classObject() {
-  static Class& record = ClassBuilder<NSObject>::build("NSObject", nullptr);
+  static Class& record = ClassBuilder<NSObject>::buildBelow("NSObject", nullptr);
   return record;
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "platform/runtime/Class.h"
 #include "platform/runtime/ClassBuilder.h"
@@ -17,23 +18,37 @@
 //    public:
 //     static void describe(platform::ClassBuilder<CartController>& c);  // optional, see ClassBuilder
 //
-// Class names are unique in a process. NS_OBJECT_NAMED is for a class whose run-time name differs from its
-// C++ name.
+// Self is the class itself, Super the nearest class above it that has the macro; anything else does not
+// compile. NS_OBJECT_NAMED is for a class whose run-time name differs from its C++ name.
 #define NS_OBJECT(Self, Super) NS_OBJECT_NAMED(Self, Super, #Self)
-#define NS_OBJECT_NAMED(Self, Super, name)                                                                 \
- public:                                                                                                   \
-  static ::platform::Class& classObject() {                                                                \
-    static ::platform::Class& record = ::platform::ClassBuilder<Self>::build(name, &Super::classObject()); \
-    return record;                                                                                         \
-  }                                                                                                        \
-  const ::platform::Class& isa() const override { return Self::classObject(); }                            \
-                                                                                                           \
- private:                                                                                                  \
+#define NS_OBJECT_NAMED(Self, Super, name)                                                                \
+ public:                                                                                                  \
+  static ::platform::Class& classObject() {                                                               \
+    static ::platform::Class& record = ::platform::ClassBuilder<Self>::build(name, Super::classObject()); \
+    return record;                                                                                        \
+  }                                                                                                       \
+  const ::platform::Class& isa() const noexcept override {                                                \
+    static_assert(::platform::isClassOf<Self>(decltype(this)()), "NS_OBJECT names another class first");  \
+    return Self::classObject();                                                                           \
+  }                                                                                                       \
+                                                                                                          \
+ private:                                                                                                 \
+  explicit operator ::platform::NearestClass<Super>() const final { return {}; }                          \
+  virtual explicit operator ::platform::NearestClass<Self>() const { return {}; }                         \
   friend class ::platform::ClassBuilder<Self>;
 
 namespace platform {
 
 struct NSObjectExtras;
+
+// For NS_OBJECT. Each class has a conversion of its own that the nearest classes below override, for the last
+// time: a class that names one further up, or one without the macro, has nothing to override.
+template <typename Class>
+struct NearestClass {};
+template <typename Self, typename This>
+constexpr bool isClassOf(const This*) {
+  return std::is_same_v<Self, This>;
+}
 
 // The root of all objects that the run-time knows: they have a class, may be read and observed by key, and
 // carry associated objects.
@@ -50,7 +65,8 @@ class PLATFORM_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
   NSObject& operator=(const NSObject&) = delete;
 
   static Class& classObject();
-  virtual const Class& isa() const { return classObject(); }
+  // Never throws, whatever the class says of itself in `describe`.
+  virtual const Class& isa() const noexcept { return classObject(); }
   bool isKindOfClass(const Class& cls) const { return isa().isSubclassOf(cls); }
   virtual bool respondsToSelector(SEL selector) const { return isa().respondsToSelector(selector); }
 
@@ -67,7 +83,7 @@ class PLATFORM_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
   // Key-value observing: `observer` is told of every change of the key that the class of this object
   // announces. The observer is held weakly; one that has died is skipped and forgotten. The same observer may
   // be added more than once, and is then told as often. Of a key path, only one that is a single key can be
-  // observed; any other, and a key that the class does not have, throws UndefinedKeyError.
+  // observed; any other, and a key whose changes the class does not announce, throws UndefinedKeyError.
   void addObserver(const std::weak_ptr<NSObject>& observer, const std::string& keyPath, const void* context);
   // Takes back the latest of the additions with the same three arguments. Throws NotAnObserverError when
   // there is none.
@@ -87,6 +103,8 @@ class PLATFORM_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
 
   // What few objects need: observations and associated objects.
   NSObjectExtras& extras();
+
+  virtual explicit operator NearestClass<NSObject>() const { return {}; }
 
   std::unique_ptr<NSObjectExtras> extras_;
 };

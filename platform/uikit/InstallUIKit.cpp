@@ -1,5 +1,7 @@
 #include "platform/uikit/InstallUIKit.h"
 
+#include "platform/foundation/SystemLog.h"
+#include "platform/runtime/RuntimeLog.h"
 #include "platform/uikit/UIAlertController.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIButton.h"
@@ -32,6 +34,7 @@ void enter() {
 }  // namespace
 
 void installUIKit() {
+  setRuntimeLog(NSLog);
   // A class brings its superclasses with it.
   enter<UIApplication, UIEvent, UITouch, UIWindow, UIWindowScene>();
   enter<UITapGestureRecognizer, UILongPressGestureRecognizer, UIPanGestureRecognizer,

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "platform/uikit/PerformAction.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIWindow.h"
 
@@ -41,20 +42,16 @@ void deliverEvent(UIApplication& self, SEL, UIEvent& event) {
   if (thrown) std::rethrow_exception(thrown);
 }
 
-bool perform(NSObject& target, SEL action, NSObject* sender, UIEvent* event) {
-  const auto keep = target.weak_from_this().lock();
-  return target.isa().perform(target, action, sender, event);
-}
-
 bool deliverAction(UIApplication&, SEL, SEL action, NSObject* target, NSObject* sender, UIEvent* event) {
-  if (target) return perform(*target, action, sender, event);
+  if (target) return performAction(*target, action, sender, event);
   const auto first = UIResponder::firstResponder();
   auto* responder = dynamic_cast<UIResponder*>(sender);
   if (!responder) responder = first.get();
   for (int step = 0; responder && step < UIResponder::kLongestChain; ++step) {
-    if (perform(*responder, action, sender, event)) return true;
+    if (performAction(*responder, action, sender, event, true)) return true;
     responder = responder->nextResponder();
   }
+  logMissingAction(nullptr, action, sender);
   return false;
 }
 

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/graphics/BitmapContext.h"
+#include "platform/runtime/ScopedFlag.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
@@ -22,6 +24,23 @@ std::unique_ptr<BitmapContext> sheetFor(CGSize size) {
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
+}
+
+UIApplicationState stateOf(const UIScene& scene) {
+  switch (scene.activationState()) {
+    case UISceneActivationState::ForegroundActive:
+      return UIApplicationState::Active;
+    case UISceneActivationState::ForegroundInactive:
+      return UIApplicationState::Inactive;
+    default:
+      return UIApplicationState::Background;
+  }
+}
+
+// When a window of the scene was made key; 0 when none was.
+std::uint64_t keyOrderOf(UIScene& scene) {
+  auto* const windowScene = dynamic_cast<UIWindowScene*>(&scene);
+  return windowScene ? windowScene->windowList().keyOrder() : 0;
 }
 
 bool takeSnapshot(UIWindowScene& scene) {
@@ -60,25 +79,45 @@ bool UIApplication::performSnapshotsWithAction(const SnapshotAction& action, UIS
   return performSnapshotsMethod.invoke(*this, action, scene, completion);
 }
 
-std::vector<std::shared_ptr<UIScene>> UIApplication::connectedScenes() const { return scenes_; }
+std::vector<std::shared_ptr<UIScene>> UIApplication::connectedScenes() const {
+  auto scenes = scenes_;
+  std::stable_sort(scenes.begin(), scenes.end(),
+                   [](const auto& a, const auto& b) { return keyOrderOf(*a) > keyOrderOf(*b); });
+  return scenes;
+}
 
 std::vector<std::shared_ptr<UIWindow>> UIApplication::windows() const {
   const auto scenes = connectedScenes();
-  if (scenes.empty()) return windows_.all();
   std::vector<std::shared_ptr<UIWindow>> windows;
+  if (scenes.empty()) windows = windows_.all();
   for (const auto& scene : scenes) {
     const auto* const windowScene = dynamic_cast<const UIWindowScene*>(scene.get());
     if (!windowScene) continue;
     const auto ofScene = windowScene->windows();
     windows.insert(windows.end(), ofScene.begin(), ofScene.end());
   }
+  sortBackToFront(windows);
   return windows;
+}
+
+std::shared_ptr<UIWindow> UIApplication::keyWindow() const {
+  std::shared_ptr<UIWindow> key;
+  auto state = UIApplicationState::Background;
+  for (const auto& scene : connectedScenes()) {  // the one used last comes first
+    const auto* const windowScene = dynamic_cast<const UIWindowScene*>(scene.get());
+    auto candidate = windowScene ? windowScene->keyWindow() : nullptr;
+    if (!candidate || (key && stateOf(*scene) >= state)) continue;
+    key = std::move(candidate);
+    state = stateOf(*scene);
+  }
+  return key ? key : windows_.key();
 }
 
 bool UIApplication::connectScene(std::shared_ptr<UIScene> scene) {
   if (!scene || !UIScene::areAvailable()) return false;
   if (std::find(scenes_.begin(), scenes_.end(), scene) != scenes_.end()) return true;
   scenes_.push_back(scene);
+  const ScopedFlag moving(isMovingScenes_);
   switch (state_) {
     case UIApplicationState::Active:
       scene->activate();
@@ -100,25 +139,82 @@ void UIApplication::disconnectScene(UIScene& scene) {
   const auto keep = *position;
   scenes_.erase(position);
   scene.disconnect();
-  const auto key = keyWindow();
-  if (key && key->windowScene() == keep) key->resignKeyWindow();
+  followScenes();
+}
+
+// --- The state: the application moves its scenes, or follows the most active of those that move by
+// themselves.
+
+void UIApplication::moveScenes(void (UIScene::*step)()) {
+  const ScopedFlag moving(isMovingScenes_);
+  const auto scenes = scenes_;
+  for (const auto& scene : scenes) ((*scene).*step)();
 }
 
 void UIApplication::becomeInactive() {
   if (state_ == UIApplicationState::Inactive) return;
   if (state_ == UIApplicationState::Background) return leaveBackground();
-  const auto scenes = scenes_;
-  for (const auto& scene : scenes) scene->deactivate();
-  NSNotificationCenter::defaultCenter().post(UIApplicationWillResignActiveNotification, shared_from_this());
-  state_ = UIApplicationState::Inactive;
+  moveScenes(&UIScene::deactivate);
+  willResignActive();
 }
 
 void UIApplication::enterBackground() {
   if (state_ == UIApplicationState::Background) return;
   becomeInactive();
   state_ = UIApplicationState::Background;
-  const auto scenes = scenes_;
-  for (const auto& scene : scenes) scene->enterBackground();
+  moveScenes(&UIScene::enterBackground);
+  didEnterBackground();
+}
+
+void UIApplication::enterForeground() {
+  if (state_ == UIApplicationState::Active) return;
+  if (state_ == UIApplicationState::Background) leaveBackground();
+  state_ = UIApplicationState::Active;
+  moveScenes(&UIScene::activate);
+  didBecomeActive();
+}
+
+void UIApplication::leaveBackground() {
+  state_ = UIApplicationState::Inactive;
+  moveScenes(&UIScene::enterForeground);
+  willEnterForeground();
+}
+
+void UIApplication::sceneIsComing(const UIScene& scene) {
+  const auto isIt = [&](const auto& each) { return each.get() == &scene; };
+  if (state_ != UIApplicationState::Background || std::ranges::none_of(scenes_, isIt)) return;
+  state_ = UIApplicationState::Inactive;
+  isComingBack_ = true;
+}
+
+void UIApplication::followScenes() {
+  if (isMovingScenes_ || scenes_.empty()) return;
+  auto target = UIApplicationState::Background;
+  for (const auto& scene : scenes_) target = std::min(target, stateOf(*scene));
+  if (std::exchange(isComingBack_, false)) willEnterForeground();
+  if (state_ == UIApplicationState::Inactive && target == UIApplicationState::Active) didBecomeActive();
+  if (state_ == UIApplicationState::Active && target != UIApplicationState::Active) willResignActive();
+  if (state_ == UIApplicationState::Inactive && target == UIApplicationState::Background)
+    didEnterBackground();
+}
+
+void UIApplication::willEnterForeground() {
+  NSNotificationCenter::defaultCenter().post(UIApplicationWillEnterForegroundNotification,
+                                             shared_from_this());
+}
+
+void UIApplication::didBecomeActive() {
+  state_ = UIApplicationState::Active;
+  NSNotificationCenter::defaultCenter().post(UIApplicationDidBecomeActiveNotification, shared_from_this());
+}
+
+void UIApplication::willResignActive() {
+  NSNotificationCenter::defaultCenter().post(UIApplicationWillResignActiveNotification, shared_from_this());
+  state_ = UIApplicationState::Inactive;
+}
+
+void UIApplication::didEnterBackground() {
+  state_ = UIApplicationState::Background;
   NSNotificationCenter::defaultCenter().post(UIApplicationDidEnterBackgroundNotification, shared_from_this());
   takeSnapshots();
 }
@@ -129,23 +225,6 @@ void UIApplication::takeSnapshots() {
     if (!dynamic_cast<UIWindowScene*>(scene.get())) continue;
     performSnapshotsWithAction([] {}, scene.get(), [] {});
   }
-}
-
-void UIApplication::leaveBackground() {
-  const auto scenes = scenes_;
-  for (const auto& scene : scenes) scene->enterForeground();
-  NSNotificationCenter::defaultCenter().post(UIApplicationWillEnterForegroundNotification,
-                                             shared_from_this());
-  state_ = UIApplicationState::Inactive;
-}
-
-void UIApplication::enterForeground() {
-  if (state_ == UIApplicationState::Active) return;
-  if (state_ == UIApplicationState::Background) leaveBackground();
-  state_ = UIApplicationState::Active;
-  const auto scenes = scenes_;
-  for (const auto& scene : scenes) scene->activate();
-  NSNotificationCenter::defaultCenter().post(UIApplicationDidBecomeActiveNotification, shared_from_this());
 }
 
 }  // namespace platform

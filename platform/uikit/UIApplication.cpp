@@ -21,10 +21,4 @@ void UIApplication::setSharedApplication(std::shared_ptr<UIApplication> applicat
   shared() = std::move(application);
 }
 
-void UIApplication::addWindow(const std::shared_ptr<UIWindow>& window) { windows_.add(window); }
-
-void UIApplication::removeWindow(const UIWindow& window) { windows_.remove(window); }
-
-std::shared_ptr<UIWindow> UIApplication::keyWindow() const { return keyWindow_.lock(); }
-
 }  // namespace platform

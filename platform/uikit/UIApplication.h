@@ -51,20 +51,24 @@ class PLATFORM_EXPORT UIApplication : public UIResponder {
   static const std::shared_ptr<UIApplication>& sharedApplication();
   static void setSharedApplication(std::shared_ptr<UIApplication> application);
 
-  // Active unless the host or its toolkit says otherwise.
+  // Active unless the host or its toolkit says otherwise. With scenes, that of the most active one.
   virtual UIApplicationState applicationState() const { return state_; }
-  // Every window of every scene, or, without scenes, those of the application; in the order of their coming.
+  // Every window of every scene, or, without scenes, those of the application. Back to front: by level,
+  // within a level by when they were shown.
   virtual std::vector<std::shared_ptr<UIWindow>> windows() const;
-  // Null when no window is key.
+  // Of the key windows, of which each scene has one, that of the most active scene, among equals the one made
+  // key last. Null when no window is key.
   virtual std::shared_ptr<UIWindow> keyWindow() const;
-  // In the order of connection. None on systems before 13.
+  // First the one in use, a window of which was made key last, then in the order of connection. None on
+  // systems before 13.
   virtual std::vector<std::shared_ptr<UIScene>> connectedScenes() const;
 
   // "sendEvent:". Every touch passes here first; hands it to the windows it is in.
   virtual void sendEvent(UIEvent& event);
   // "sendAction:to:from:forEvent:". Calls the action of the target or, when that is null, of the first
   // responder in the chain of the sender (of the first responder, for a sender that is none) that has such an
-  // action. Answers whether one was called. What the action throws passes through.
+  // action. Answers whether there is one. One that takes a sender or an event of another class is not called;
+  // that, and an action that nobody has, is a line in the system log. What the action throws passes through.
   virtual bool sendAction(SEL action, NSObject* target, NSObject* sender, UIEvent* event);
   // "motionEnded:withEvent:". The end of the chain that a shake runs along.
   void motionEnded(UIEventSubtype motion, UIEvent* event) override;
@@ -85,23 +89,31 @@ class PLATFORM_EXPORT UIApplication : public UIResponder {
   // The device was shaken: along the responder chain from the first responder, or the key window.
   void shake();
   // Change the state, with that of every connected scene, and post the notifications of the change: scenes
-  // before the application.
+  // before the application. Both are inactive already when it is posted that they will enter the foreground.
   void enterBackground();
   void enterForeground();
   void becomeInactive();
-  // The windows' own calls.
-  void addWindow(const std::shared_ptr<UIWindow>& window);
-  void removeWindow(const UIWindow& window);
-  void setKeyWindow(const std::shared_ptr<UIWindow>& window) { keyWindow_ = window; }
+  // For windows without a scene, which enter themselves.
+  WindowList& windowList() { return windows_; }
+  // The scenes' own calls: one leaves the background, and one has changed its state and said so.
+  void sceneIsComing(const UIScene& scene);
+  void followScenes();
 
  private:
+  void moveScenes(void (UIScene::*step)());
   void leaveBackground();
+  // The application's own steps, with their notifications.
+  void willEnterForeground();
+  void didBecomeActive();
+  void willResignActive();
+  void didEnterBackground();
   void takeSnapshots();
 
   UIApplicationState state_ = UIApplicationState::Active;
   WindowList windows_;  // those without a scene
   std::vector<std::shared_ptr<UIScene>> scenes_;
-  std::weak_ptr<UIWindow> keyWindow_;
+  bool isMovingScenes_ = false;  // which then do not move the application
+  bool isComingBack_ = false;    // and has not said so yet
   bool idleTimerDisabled_ = false;
 };
 

@@ -2,7 +2,7 @@
 
 namespace platform {
 
-void UIBarItem::describe(ClassBuilder<UIBarItem>& c) { c.key("title", &UIBarItem::title); }
+void UIBarItem::describe(ClassBuilder<UIBarItem>& c) { c.observableKey("title", &UIBarItem::title); }
 
 void UIBarItem::setTitle(std::optional<String> title) {
   if (title_ == title) return;

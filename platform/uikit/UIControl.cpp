@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/uikit/PerformAction.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIEvent.h"
 
@@ -18,9 +19,9 @@ constexpr UIControlEvents without(UIControlEvents events, UIControlEvents taken)
 }  // namespace
 
 void UIControl::describe(ClassBuilder<UIControl>& c) {
-  c.key("enabled", &UIControl::isEnabled)
-      .key("selected", &UIControl::isSelected)
-      .key("highlighted", &UIControl::isHighlighted);
+  c.observableKey("enabled", &UIControl::isEnabled)
+      .observableKey("selected", &UIControl::isSelected)
+      .observableKey("highlighted", &UIControl::isHighlighted);
 }
 
 void UIControl::addTarget(const std::shared_ptr<NSObject>& target, SEL action, UIControlEvents events) {
@@ -60,7 +61,7 @@ void UIControl::sendAction(SEL action, NSObject* target, UIEvent* event) {
   if (const auto application = UIApplication::sharedApplication()) {
     application->sendAction(action, target, this, event);
   } else if (target) {
-    target->isa().perform(*target, action, this, event);
+    performAction(*target, action, this, event);
   }
 }
 

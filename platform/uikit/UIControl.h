@@ -33,9 +33,9 @@ constexpr bool operator&(UIControlEvents a, UIControlEvents b) {
 //
 //   button->addTarget(controller, SEL("buy:"), UIControlEvents::TouchUpInside);
 //
-// An action is a function that the target's class lists (ClassBuilder::action). It is sent through the
-// application. Targets are held weakly; a null target means the first responder in the chain of the control
-// that has the action.
+// An action is a function that the target's class lists (ClassBuilder::action); the system log names one that
+// it does not list when it is sent. It is sent through the application. Targets are held weakly; a null
+// target means the first responder in the chain of the control that has the action.
 class PLATFORM_EXPORT UIControl : public UIView {
   NS_OBJECT(UIControl, UIView)
 

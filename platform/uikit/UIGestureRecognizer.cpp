@@ -1,5 +1,7 @@
 #include "platform/uikit/UIGestureRecognizer.h"
 
+#include "platform/uikit/PerformAction.h"
+
 namespace platform {
 
 using State = UIGestureRecognizerState;
@@ -58,8 +60,7 @@ void UIGestureRecognizer::sendPendingActions() {
   if (!std::exchange(actionsPending_, false)) return;
   const auto targets = targets_;
   for (const Target& target : targets) {
-    if (const auto object = target.object.lock())
-      object->isa().perform(*object, target.action, this, nullptr);
+    if (const auto object = target.object.lock()) performAction(*object, target.action, this, nullptr);
   }
 }
 

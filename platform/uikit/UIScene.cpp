@@ -15,8 +15,10 @@ UIResponder* UIScene::nextResponder() const { return UIApplication::sharedApplic
 
 void UIScene::enterForeground() {
   if (state_ != UISceneActivationState::Unattached && state_ != UISceneActivationState::Background) return;
-  post(UISceneWillEnterForegroundNotification);
   state_ = UISceneActivationState::ForegroundInactive;
+  if (const auto application = UIApplication::sharedApplication()) application->sceneIsComing(*this);
+  post(UISceneWillEnterForegroundNotification);
+  letApplicationFollow();
 }
 
 void UIScene::activate() {
@@ -24,12 +26,14 @@ void UIScene::activate() {
   if (state_ == UISceneActivationState::ForegroundActive) return;
   state_ = UISceneActivationState::ForegroundActive;
   post(UISceneDidActivateNotification);
+  letApplicationFollow();
 }
 
 void UIScene::deactivate() {
   if (state_ != UISceneActivationState::ForegroundActive) return;
   post(UISceneWillDeactivateNotification);
   state_ = UISceneActivationState::ForegroundInactive;
+  letApplicationFollow();
 }
 
 void UIScene::enterBackground() {
@@ -38,9 +42,14 @@ void UIScene::enterBackground() {
   deactivate();
   state_ = UISceneActivationState::Background;
   if (wasInForeground) post(UISceneDidEnterBackgroundNotification);
+  letApplicationFollow();
 }
 
 void UIScene::disconnect() { state_ = UISceneActivationState::Unattached; }
+
+void UIScene::letApplicationFollow() {
+  if (const auto application = UIApplication::sharedApplication()) application->followScenes();
+}
 
 void UIScene::post(std::string_view name) {
   NSNotificationCenter::defaultCenter().post(name, shared_from_this());

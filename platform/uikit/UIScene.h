@@ -13,8 +13,8 @@ enum class UISceneActivationState {
   Background = 2
 };
 
-// Posted with the scene as object: before it comes back from the background, when it has become active,
-// before it stops being active, when it has gone to the background.
+// Posted with the scene as object: when it comes back from the background and is inactive, when it has become
+// active, before it stops being active, when it has gone to the background.
 inline constexpr std::string_view UISceneWillEnterForegroundNotification =
     "UISceneWillEnterForegroundNotification";
 inline constexpr std::string_view UISceneDidActivateNotification = "UISceneDidActivateNotification";
@@ -34,8 +34,8 @@ class PLATFORM_EXPORT UIScene : public UIResponder {
   virtual UISceneActivationState activationState() const { return state_; }
   UIResponder* nextResponder() const override;
 
-  // The host's or a toolkit's calls: change the state and post what belongs to the change. A scene that is in
-  // that state already is left alone.
+  // The host's or a toolkit's calls: change the state and post what belongs to the change; the application
+  // that the scene is connected to follows. A scene that is in that state already is left alone.
   void enterForeground();  // to ForegroundInactive
   void activate();         // to ForegroundActive, by way of ForegroundInactive
   void deactivate();       // to ForegroundInactive
@@ -44,6 +44,7 @@ class PLATFORM_EXPORT UIScene : public UIResponder {
 
  private:
   void post(std::string_view name);
+  void letApplicationFollow();
 
   UISceneActivationState state_ = UISceneActivationState::Unattached;
 };

@@ -15,9 +15,7 @@ double within(double offset, double contents, double visible) {
 }  // namespace
 
 std::shared_ptr<UIScrollView> UIScrollView::create(CGRect frame) {
-  auto view = std::make_shared<UIScrollView>(frame);
-  view->installPan();
-  return view;
+  return std::make_shared<UIScrollView>(frame);
 }
 
 UIScrollView::UIScrollView(CGRect frame) : UIView(frame) { setClipsToBounds(true); }
@@ -28,9 +26,12 @@ void UIScrollView::describe(ClassBuilder<UIScrollView>& c) {
   c.action("handlePan:", &UIScrollView::handlePan);
 }
 
-void UIScrollView::installPan() {
-  pan_ = UIGestureRecognizer::create<UIPanGestureRecognizer>(this, SEL("handlePan:"));
-  addGestureRecognizer(pan_);
+const std::shared_ptr<UIPanGestureRecognizer>& UIScrollView::panGestureRecognizer() {
+  if (!pan_) {
+    pan_ = UIGestureRecognizer::create<UIPanGestureRecognizer>(this, SEL("handlePan:"));
+    addGestureRecognizer(pan_);
+  }
+  return pan_;
 }
 
 void UIScrollView::setContentSize(CGSize size) {
@@ -47,6 +48,7 @@ void UIScrollView::setContentOffset(CGPoint offset) {
 void UIScrollView::didMoveToWindow() {
   if (isDragging()) pan_->giveUp();
   tracking_.reset();
+  if (window()) panGestureRecognizer();
 }
 
 void UIScrollView::handlePan() {

@@ -18,10 +18,8 @@ class PLATFORM_EXPORT UIScrollView : public UIView {
   NS_OBJECT(UIScrollView, UIView)
 
  public:
-  // Made by `create`, because its recogniser refers to it.
   static std::shared_ptr<UIScrollView> create(CGRect frame = {});
-  // For subclasses, which are given their recogniser by installPan.
-  explicit UIScrollView(CGRect frame);
+  explicit UIScrollView(CGRect frame = {});
   ~UIScrollView() override;
 
   static void describe(ClassBuilder<UIScrollView>& c);
@@ -33,12 +31,10 @@ class PLATFORM_EXPORT UIScrollView : public UIView {
   void setContentOffset(CGPoint offset);
   // A finger is moving the contents.
   bool isDragging() const { return tracking_.has_value(); }
-  // A subclass calls up: the end of a drag.
+  // A subclass calls up: the end of a drag, and the recogniser for the next.
   void didMoveToWindow() override;
-  const std::shared_ptr<UIPanGestureRecognizer>& panGestureRecognizer() const { return pan_; }
-
- protected:
-  void installPan();
+  // Made when it is first asked for, or when the view first comes to a window.
+  const std::shared_ptr<UIPanGestureRecognizer>& panGestureRecognizer();
 
  private:
   void handlePan();

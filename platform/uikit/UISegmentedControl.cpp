@@ -56,7 +56,7 @@ class UISegment : public UIView {
 };
 
 void UISegmentedControl::describe(ClassBuilder<UISegmentedControl>& c) {
-  c.key("selectedSegmentIndex", &UISegmentedControl::selectedSegmentIndex);
+  c.observableKey("selectedSegmentIndex", &UISegmentedControl::selectedSegmentIndex);
 }
 
 UISegmentedControl::UISegmentedControl(CGRect frame) : UIControl(frame) {

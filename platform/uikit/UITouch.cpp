@@ -3,7 +3,9 @@
 namespace platform {
 
 void UITouch::describe(ClassBuilder<UITouch>& c) {
-  c.key("phase", &UITouch::phase).key("tapCount", &UITouch::tapCount).key("timestamp", &UITouch::timestamp);
+  c.observableKey("phase", &UITouch::phase)
+      .key("tapCount", &UITouch::tapCount)
+      .key("timestamp", &UITouch::timestamp);
 }
 
 void UITouch::setPhase(UITouchPhase phase) {

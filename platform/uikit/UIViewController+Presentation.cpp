@@ -2,6 +2,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/foundation/NSProcessInfo.h"
 #include "platform/foundation/SystemLog.h"
 #include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
@@ -49,9 +50,15 @@ UIViewController* UIViewController::presentingViewController() const {
   return nullptr;
 }
 
-bool UIViewController::isCovered() const {
-  return presented_ && presented_->modalPresentationStyle_ == ModalPresentationStyle::FullScreen;
+bool UIViewController::isFullScreen() const {
+  if (modalPresentationStyle_ != ModalPresentationStyle::Automatic) {
+    return modalPresentationStyle_ == ModalPresentationStyle::FullScreen;
+  }
+  constexpr int kFirstSystemWithSheets = 13;
+  return !NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithSheets);
 }
+
+bool UIViewController::isCovered() const { return presented_ && presented_->isFullScreen(); }
 
 UIViewController::Children UIViewController::presentedChain() const {
   Children chain;

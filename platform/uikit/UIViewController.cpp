@@ -2,25 +2,10 @@
 
 #include <utility>
 
+#include "platform/runtime/ScopedFlag.h"
 #include "platform/uikit/UIScreen.h"
 
 namespace platform {
-
-namespace {
-
-// Raises a flag for as long as it lives.
-class Raised {
- public:
-  explicit Raised(bool& flag) : flag_(flag) { flag_ = true; }
-  ~Raised() { flag_ = false; }
-  Raised(const Raised&) = delete;
-  Raised& operator=(const Raised&) = delete;
-
- private:
-  bool& flag_;
-};
-
-}  // namespace
 
 constinit Method<void(UIViewController&, bool)> UIViewController::viewDidAppearMethod{
     UIViewController::classObject, "viewDidAppear:", [](UIViewController&, SEL, bool) {}};
@@ -44,7 +29,7 @@ std::shared_ptr<UIView> UIViewController::view() {
   if (auto loaded = viewIfLoaded()) return loaded;
   const auto keepAlive = weak_from_this().lock();
   if (!isLoadingView_) {
-    const Raised loading(isLoadingView_);
+    const ScopedFlag loading(isLoadingView_);
     loadView();
   }
   // Also when loadView asks for the view that it is to make.

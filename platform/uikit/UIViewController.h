@@ -89,7 +89,7 @@ class PLATFORM_EXPORT UIViewController : public UIResponder {
   bool isViewAppeared() const { return appearance_ == Appearance::Appeared; }
 
   // Presentation. The presenter is the outermost parent of the receiver; a presented controller covers the
-  // window, and the presenter disappears, unless its style is over the present context.
+  // window. In full screen the presenter disappears; below a sheet, or over the present context, it stays.
   // "presentViewController:animated:completion:". A controller that presents something already, or one that
   // is on no screen, logs a warning and does nothing.
   virtual void presentViewController(const std::shared_ptr<UIViewController>& controller, bool animated,
@@ -100,7 +100,8 @@ class PLATFORM_EXPORT UIViewController : public UIResponder {
   virtual void dismissViewController(bool animated, const Completion& completion = nullptr);
   virtual std::shared_ptr<UIViewController> presentedViewController() const;
   virtual UIViewController* presentingViewController() const;
-  enum class ModalPresentationStyle { FullScreen, OverCurrentContext };
+  // Automatic is a sheet, on systems before 13 full screen.
+  enum class ModalPresentationStyle { Automatic, FullScreen, PageSheet, OverCurrentContext };
   ModalPresentationStyle modalPresentationStyle() const { return modalPresentationStyle_; }
   void setModalPresentationStyle(ModalPresentationStyle style) { modalPresentationStyle_ = style; }
 
@@ -142,6 +143,7 @@ class PLATFORM_EXPORT UIViewController : public UIResponder {
   void dismiss(bool animated, const Completion& completion);
   void dismissPresented(bool animated);
   const char* refusalToPresent(const UIViewController* controller) const;
+  bool isFullScreen() const;
   bool isCovered() const;
   Children presentedChain() const;
   void coverWithPresented();
@@ -165,7 +167,7 @@ class PLATFORM_EXPORT UIViewController : public UIResponder {
   // Where the view was before it was covered.
   std::weak_ptr<UIView> coveredSuperview_;
   std::size_t coveredIndex_ = 0;
-  ModalPresentationStyle modalPresentationStyle_ = ModalPresentationStyle::FullScreen;
+  ModalPresentationStyle modalPresentationStyle_ = ModalPresentationStyle::Automatic;
 };
 
 }  // namespace platform

@@ -8,6 +8,7 @@ void UIWindow::setHidden(bool hidden) {
   if (isHidden() == hidden) return;
   const auto keep = shared_from_this();
   if (!hidden) {
+    joinIfAlone();
     bringToFront();
     UIView::setHidden(false);
     post(UIWindowDidBecomeVisibleNotification);

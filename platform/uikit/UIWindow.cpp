@@ -37,22 +37,43 @@ UIWindow::~UIWindow() {
   }
   const auto responder = std::dynamic_pointer_cast<UIView>(firstResponder());
   if (responder && responder->isDescendantOfView(*this)) clearFirstResponder();
+  try {
+    resignKeyWindow();
+  } catch (...) {
+    // As above.
+  }
+}
+
+WindowList* UIWindow::list() const {
+  if (const auto scene = scene_.lock()) return &scene->windowList();
+  const auto& application = UIApplication::sharedApplication();
+  return isListed_ && application ? &application->windowList() : nullptr;
 }
 
 void UIWindow::join(const std::shared_ptr<UIWindowScene>& scene) {
   const auto self = std::static_pointer_cast<UIWindow>(shared_from_this());
+  const bool wasKey = isKeyWindow();
   leaveList();
-  if (scene && UIScene::areAvailable()) {
-    scene_ = scene;
-    scene->addWindow(self);
-  } else if (const auto& application = UIApplication::sharedApplication()) {
-    application->addWindow(self);
+  if (scene && UIScene::areAvailable()) scene_ = scene;
+  isListed_ = true;
+  if (WindowList* const joined = list()) {
+    joined->add(self);
+  } else {
+    isListed_ = false;  // there is no application yet
   }
+  if (wasKey) makeKeyWindow();
+}
+
+void UIWindow::joinIfAlone() {
+  if (!isListed_) join(nullptr);
 }
 
 void UIWindow::leaveList() {
-  if (const auto scene = scene_.lock()) scene->removeWindow(*this);
-  if (const auto& application = UIApplication::sharedApplication()) application->removeWindow(*this);
+  if (WindowList* const left = list()) {
+    resignKeyWindow();
+    left->remove(*this);
+  }
+  isListed_ = false;
   scene_.reset();
 }
 
@@ -68,8 +89,8 @@ UIResponder* UIWindow::nextResponder() const {
 }
 
 bool UIWindow::isKeyWindow() const {
-  const auto& application = UIApplication::sharedApplication();
-  return application && application->keyWindow().get() == this;
+  const WindowList* const windows = list();
+  return windows && windows->isKey(*this);
 }
 
 void UIWindow::makeKeyAndVisible() {
@@ -82,26 +103,6 @@ void UIWindow::bringToFront() {
   static std::uint64_t lastShown = 0;
   shownOrder_ = ++lastShown;
   setNeedsDisplay();
-}
-
-void UIWindow::makeKeyWindow() {
-  const auto application = UIApplication::sharedApplication();
-  if (!application || isKeyWindow()) return;
-  const auto previous = application->keyWindow();
-  previousKeyWindow_ = previous;
-  application->setKeyWindow(std::static_pointer_cast<UIWindow>(shared_from_this()));
-  if (previous) previous->post(UIWindowDidResignKeyNotification);
-  post(UIWindowDidBecomeKeyNotification);
-}
-
-void UIWindow::resignKeyWindow() {
-  const auto application = UIApplication::sharedApplication();
-  if (!application || !isKeyWindow()) return;
-  auto next = previousKeyWindow_.lock();
-  if (next && next->isHidden()) next = nullptr;
-  application->setKeyWindow(next);
-  post(UIWindowDidResignKeyNotification);
-  if (next) next->post(UIWindowDidBecomeKeyNotification);
 }
 
 CGPoint UIWindow::convertPointToScreen(CGPoint point) const {
@@ -120,7 +121,8 @@ CGPoint UIWindow::convertPointFromScreen(CGPoint point) const {
 bool UIWindow::takeNeedsDisplay() { return std::exchange(needsDisplay_, false); }
 
 void UIWindow::post(std::string_view name) {
-  NSNotificationCenter::defaultCenter().post(name, shared_from_this());
+  // Nobody is told of one that is being destroyed.
+  if (const auto self = weak_from_this().lock()) NSNotificationCenter::defaultCenter().post(name, self);
 }
 
 }  // namespace platform

@@ -11,6 +11,7 @@ namespace platform {
 
 class UIScreen;
 class UIWindowScene;
+class WindowList;
 
 // Order of windows: of two levels the higher is in front, within a level the one shown later.
 using UIWindowLevel = double;
@@ -28,8 +29,8 @@ inline constexpr std::string_view UIWindowDidResignKeyNotification = "UIWindowDi
 // The root of a tree of views, and what the app's events enter through.
 //
 // A window is hidden until it is shown, and belongs to a scene, or on systems without scenes to the
-// application, which list it, weakly, from its creation on: the app holds its windows. At most one window of
-// the application is the key one. Main thread only.
+// application, which list it weakly: the app holds its windows. At most one window of a scene is the key one.
+// Main thread only.
 class PLATFORM_EXPORT UIWindow : public UIView {
   NS_OBJECT(UIWindow, UIView)
 
@@ -40,9 +41,10 @@ class PLATFORM_EXPORT UIWindow : public UIView {
   static std::shared_ptr<UIWindow> create(CGRect frame);
   // Covers the scene.
   static std::shared_ptr<UIWindow> create(const std::shared_ptr<UIWindowScene>& scene);
-  // For subclasses, which then call `join`.
+  // Joins nothing before it is shown or placed in a scene.
   explicit UIWindow(CGRect frame);
-  // Views that somebody still holds are taken from the window before it goes: editing in them ends.
+  // Views that somebody still holds are taken from the window before it goes: editing in them ends. A key
+  // window resigns.
   ~UIWindow() override;
 
   // Enters the window into its scene's, or the application's, list.
@@ -61,7 +63,8 @@ class PLATFORM_EXPORT UIWindow : public UIView {
   void makeKeyWindow();
   // Whether a touch makes it the key window.
   virtual bool canBecomeKeyWindow() const { return true; }
-  // Resigns for the window that was key before, if that is still there.
+  // Resigns for the window that was key before or, when that is gone or hidden, for the front-most one of the
+  // scene that is shown and may be key.
   void resignKeyWindow();
   // Showing and hiding brings the controller's appearance with it.
   void setHidden(bool hidden) override;
@@ -94,7 +97,10 @@ class PLATFORM_EXPORT UIWindow : public UIView {
   void layoutSubviews() override;
 
  private:
+  WindowList* list() const;
   void leaveList();
+  void joinIfAlone();
+  std::shared_ptr<UIWindow> nextKeyWindow() const;
   void bringToFront();
   void showRootView();
   void post(std::string_view name);
@@ -105,6 +111,7 @@ class PLATFORM_EXPORT UIWindow : public UIView {
   std::shared_ptr<UIViewController> rootViewController_;
   UIWindowLevel level_ = UIWindowLevelNormal;
   std::uint64_t shownOrder_ = 0;
+  bool isListed_ = false;
   bool needsDisplay_ = true;
 };
 

@@ -6,10 +6,6 @@ namespace platform {
 
 UIWindowScene::UIWindowScene() : UIWindowScene(UIScreen::mainScreen().bounds()) {}
 
-std::vector<std::shared_ptr<UIWindow>> UIWindowScene::windows() const { return windows_.all(); }
-
-void UIWindowScene::addWindow(const std::shared_ptr<UIWindow>& window) { windows_.add(window); }
-
-void UIWindowScene::removeWindow(const UIWindow& window) { windows_.remove(window); }
+std::shared_ptr<UIWindow> UIWindowScene::keyWindow() const { return windows_.key(); }
 
 }  // namespace platform

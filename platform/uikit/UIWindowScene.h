@@ -12,8 +12,7 @@ namespace platform {
 
 class UIWindow;
 
-// A scene that shows windows, in a rectangle of the screen. Windows are listed weakly, in the order in which
-// they came to the scene.
+// A scene that shows windows, in a rectangle of the screen. Windows are listed weakly.
 class PLATFORM_EXPORT UIWindowScene : public UIScene {
   NS_OBJECT(UIWindowScene, UIScene)
 
@@ -22,7 +21,10 @@ class PLATFORM_EXPORT UIWindowScene : public UIScene {
   UIWindowScene();
   explicit UIWindowScene(CGRect frame) : frame_(frame) {}
 
+  // Back to front: by level, within a level by when they were shown.
   virtual std::vector<std::shared_ptr<UIWindow>> windows() const;
+  // Null when no window of the scene is key.
+  virtual std::shared_ptr<UIWindow> keyWindow() const;
   CGRect frame() const { return frame_; }
   void setFrame(CGRect frame) { frame_ = frame; }
 
@@ -30,9 +32,8 @@ class PLATFORM_EXPORT UIWindowScene : public UIScene {
   const std::shared_ptr<const Image>& snapshot() const { return snapshot_; }
   void setSnapshot(std::shared_ptr<const Image> snapshot) { snapshot_ = std::move(snapshot); }
 
-  // The windows' own calls.
-  void addWindow(const std::shared_ptr<UIWindow>& window);
-  void removeWindow(const UIWindow& window);
+  // For windows, which enter themselves, and for the application.
+  WindowList& windowList() { return windows_; }
 
  private:
   CGRect frame_;

@@ -23,4 +23,11 @@ std::vector<std::shared_ptr<UIWindow>> WindowList::all() const {
   return windows;
 }
 
+void WindowList::setKey(const std::shared_ptr<UIWindow>& window) {
+  static std::uint64_t last = 0;
+  key_ = window;
+  keyAddress_ = window.get();
+  if (window) keyOrder_ = ++last;
+}
+
 }  // namespace platform

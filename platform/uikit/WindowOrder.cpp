@@ -21,15 +21,18 @@ bool isInForegroundAt(const UIWindow& window, CGPoint pointOnScreen) {
 
 }  // namespace
 
+void sortBackToFront(std::vector<std::shared_ptr<UIWindow>>& windows) {
+  std::stable_sort(windows.begin(), windows.end(), [](const auto& a, const auto& b) {
+    if (a->windowLevel() != b->windowLevel()) return a->windowLevel() < b->windowLevel();
+    return a->shownOrder() < b->shownOrder();
+  });
+}
+
 std::vector<std::shared_ptr<UIWindow>> visibleWindowsFrontToBack(
     std::vector<std::shared_ptr<UIWindow>> windows) {
   std::erase_if(windows, [](const auto& window) { return window->isHidden(); });
-  // Windows of another toolkit, which keeps the order of showing to itself, come latest first.
+  sortBackToFront(windows);
   std::reverse(windows.begin(), windows.end());
-  std::stable_sort(windows.begin(), windows.end(), [](const auto& a, const auto& b) {
-    if (a->windowLevel() != b->windowLevel()) return a->windowLevel() > b->windowLevel();
-    return a->shownOrder() > b->shownOrder();
-  });
   return windows;
 }
 

@@ -12,7 +12,10 @@ class UIWindow;
 
 // How windows lie over each other. Main thread only.
 
-// Those that are not hidden, front-most first: by level, within a level the one shown later.
+// Stable: windows of another toolkit, which keeps the order of showing to itself, stay as they came.
+void sortBackToFront(std::vector<std::shared_ptr<UIWindow>>& windows);
+
+// Those that are not hidden, front-most first.
 std::vector<std::shared_ptr<UIWindow>> visibleWindowsFrontToBack(
     std::vector<std::shared_ptr<UIWindow>> windows);
 

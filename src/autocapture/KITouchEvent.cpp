@@ -6,6 +6,7 @@
 #include "platform/uikit/UITouch.h"
 #include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
+#include "src/core/NSObject+ClassOf.h"
 #include "src/core/NSObject+Retained.h"
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
@@ -32,11 +33,15 @@ std::shared_ptr<KIViewAncestry> ancestryOf(const std::shared_ptr<UIView>& view,
 }
 
 // The text under the key. An app that overrides it may put a value of any other kind there, which counts as
-// its description.
+// its description; null is none.
 std::optional<String> textOf(const Dictionary& entries, std::string_view key) {
   const Value* value = entries.find(key);
-  if (!value) return std::nullopt;
+  if (!value || value->isNull()) return std::nullopt;
   return value->isString() ? value->string() : String(value->description());
+}
+
+bool redactsOwnLabel(const UIView& view) {
+  return KOVA_ownLabelRules(view) & kKovaIgnoreRuleRedactAccessibilityLabel;
 }
 
 void addLine(std::string& lines, std::string_view label, const std::optional<String>& value) {
@@ -58,7 +63,7 @@ std::shared_ptr<KITouchEvent> KITouchEvent::create(const String& eventType,
                                                    unsigned ignoreRules, const KICaptureContext& context) {
   if (ignoreRules & kKovaIgnoreRuleIgnore) return nullptr;
   auto target = visibleView(view);
-  const std::string_view className = target ? std::string_view(target->isa().name()) : "UIView";
+  const std::string_view className = target ? std::string_view(KOVA_classOf(*target).name()) : "UIView";
   if (eventType.view() == KovaTouchEventTypeTouch && className == kKeyboardClass) return nullptr;
 
   auto control = target ? KOVA_retained(KovaUtil::closestControl(*target)) : nullptr;
@@ -99,8 +104,12 @@ void KITouchEvent::chooseTargetFields(const Dictionary& overrides, const std::op
   if (!omitTargetAccessibilityLabel_) {
     auto& label = targetAccessibilityLabel_;
     label = textOf(overrides, KovaTouchEventPropertyTargetAccessibilityLabel);
+    redactAccessibilityLabel_ |= view_ && redactsOwnLabel(*view_);
     if (!label && view_) label = view_->accessibilityLabel();
-    if (!label && closestControl_) label = closestControl_->accessibilityLabel();
+    if (!label && closestControl_) {
+      label = closestControl_->accessibilityLabel();
+      redactAccessibilityLabel_ |= redactsOwnLabel(*closestControl_);
+    }
   }
   auto& identifier = targetAccessibilityIdentifier_;
   identifier = textOf(overrides, KovaTouchEventPropertyTargetAccessibilityIdentifier);

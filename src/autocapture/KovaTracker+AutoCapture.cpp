@@ -12,6 +12,7 @@
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaTracker.h"
+#include "src/core/NSObject+ClassOf.h"
 #include "src/core/NSObject+TextForKey.h"
 #include "src/events/KovaUtil.h"
 #include "src/pageviews/UIView+Visibility.h"
@@ -76,14 +77,14 @@ std::optional<Dictionary> KovaTracker::overriddenTouchEventPropertiesForEventTyp
                                                                                   UIControl* control) const {
   const auto delegate = options_->autocaptureEnrichmentDelegate();
   if (!delegate || !view) return std::nullopt;
-  return delegate->autocaptureTouchEventProperties(eventType, *view, touch, control);
+  return delegate->autocaptureTouchEventPropertiesForEventType(eventType, *view, touch, control);
 }
 
 std::optional<Dictionary> KovaTracker::overriddenAncestryNodePropertiesForResponder(
     UIResponder* responder) const {
   const auto delegate = options_->autocaptureEnrichmentDelegate();
   if (!delegate || !responder) return std::nullopt;
-  return delegate->autocaptureAncestryNodeProperties(*responder);
+  return delegate->autocaptureAncestryNodePropertiesForResponder(*responder);
 }
 
 void KovaTracker::recordAutocapturedEventWithType(const String& type, std::shared_ptr<UIView> view,
@@ -130,7 +131,7 @@ void KovaTracker::recordAutocapturedEventWithType(const String& type, std::share
 
 void KovaTracker::recordAutocapturedGestureRecognizer(const UIGestureRecognizer& recognizer) {
   if (!options_->enableGestureAutocapture()) return;
-  recordAutocapturedEventWithType(recognizer.isa().name(), recognizer.view(), nullptr,
+  recordAutocapturedEventWithType(KOVA_classOf(recognizer).name(), recognizer.view(), nullptr,
                                   KOVA_initialAction(recognizer), KITouchEvent::ViewAncestry::Omit);
 }
 
@@ -155,8 +156,9 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
         if (control && !KOVA_isVisibleInHierarchy(*control)) return;
         SenderFacts facts = factsOf(sender, !tracker.isAccessibilityLabelCaptureDisabled());
         // The view that was touched may be another than the control, and not redacted.
-        const bool isRedacted = rules & kKovaIgnoreRuleRedactAccessibilityLabel;
-        if (isRedacted && facts.label) facts.label = KovaRedactedTextSubstitution;
+        const unsigned labelRules = rules | (control ? KOVA_ownLabelRules(*control) : 0);
+        const bool isRedacted = labelRules & kKovaIgnoreRuleRedactAccessibilityLabel;
+        if (isRedacted && facts.label && !facts.label->empty()) facts.label = KovaRedactedTextSubstitution;
         for (const auto& event :
              tracker.touchEventCache_->eventsWithTouchIfPresent(touch.get(), control.get())) {
           enrich(*event, facts, selectorString);

@@ -1,7 +1,6 @@
 // What a touch tells of its target: control, controller, variable, text and selector.
 
 #include <Kova/KovaConstants.h>
-#include <Kova/KovaIgnore.h>
 
 #include "platform/foundation/Text.h"
 #include "platform/uikit/UIButton.h"
@@ -11,6 +10,7 @@
 #include "platform/uikit/UITextField.h"
 #include "platform/uikit/UIViewController.h"
 #include "src/autocapture/KovaTextureUtilities.h"
+#include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/events/KovaUtil.h"
 
 using namespace platform;
@@ -104,7 +104,8 @@ bool KovaUtil::extractText(const UIView& view, std::string& output, bool redacte
   if (view.subviews().empty()) {
     const auto text = textOfLeaf(view);
     if (!text || text->empty()) return false;
-    appendText(redacted ? KovaRedactedTextSubstitution : text->view(), output, maxLength);
+    const bool isRedacted = redacted || (KOVA_ownLabelRules(view) & kKovaIgnoreRuleRedactText);
+    appendText(isRedacted ? KovaRedactedTextSubstitution : text->view(), output, maxLength);
     return true;
   }
   bool appended = false;

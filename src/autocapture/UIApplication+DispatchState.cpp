@@ -2,9 +2,6 @@
 
 #include <utility>
 
-#include "platform/uikit/UIEvent.h"
-#include "src/core/NSObject+Retained.h"
-
 namespace {
 
 constinit platform::UIEvent* sentEvent = nullptr;
@@ -16,9 +13,7 @@ platform::UIEvent* KOVA_sentEvent() { return sentEvent; }
 
 bool KOVA_isCapturingSnapshot() { return isCapturingSnapshot; }
 
-KIEventDispatchScope::KIEventDispatchScope(platform::UIEvent& event) : kept_(KOVA_retained(&event)) {
-  sentEvent = &event;
-}
+KIEventDispatchScope::KIEventDispatchScope(platform::UIEvent& event) { sentEvent = &event; }
 
 KIEventDispatchScope::~KIEventDispatchScope() { sentEvent = nullptr; }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-
 namespace platform {
 class UIEvent;
 }
@@ -15,17 +13,14 @@ platform::UIEvent* KOVA_sentEvent();
 // Whether pictures of a scene are being taken for the app switcher.
 bool KOVA_isCapturingSnapshot();
 
-// Keeps the event, if it is shared, and shows it as the one being dispatched. None is once the scope has
-// ended, even when it was opened inside of another.
+// Shows the event as the one being dispatched, which whoever dispatches it keeps until then. None is once the
+// scope has ended, even when it was opened inside of another.
 class KIEventDispatchScope {
  public:
   explicit KIEventDispatchScope(platform::UIEvent& event);
   ~KIEventDispatchScope();
   KIEventDispatchScope(const KIEventDispatchScope&) = delete;
   KIEventDispatchScope& operator=(const KIEventDispatchScope&) = delete;
-
- private:
-  const std::shared_ptr<platform::UIEvent> kept_;
 };
 
 // May be nested.

@@ -8,6 +8,7 @@
 #include "platform/uikit/UIView.h"
 #include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
+#include "src/core/NSObject+ClassOf.h"
 
 using namespace platform;
 
@@ -49,7 +50,11 @@ bool isEmptyText(const Value& value) { return value.isString() && value.string()
 
 // The app's entries win, but never bring back a label that is left out or redacted.
 void mergeOverrides(MutableDictionary& node, const Dictionary& overrides, bool labelOff, bool redactLabel) {
-  node.merge(overrides);
+  MutableDictionary entries;
+  for (const auto& [key, value] : overrides) {
+    if (!value.isNull()) entries.append(key, value);
+  }
+  node.merge(Dictionary(std::move(entries)));
   if (!labelOff && !redactLabel) return;
   const Value* label = node.find(KovaAncestryNodePropertyAccessibilityLabel);
   if (label && labelOff) {
@@ -67,7 +72,8 @@ Dictionary KOVA_autocaptureAncestryMetadata(UIResponder& responder, const KICapt
   bool redactLabel = false;
   if (!labelOff && KOVA_shouldCheckIgnore()) {
     ignoreRules |= KOVA_ignoreRules(responder);
-    redactLabel = (ignoreRules & kKovaIgnoreRuleRedactAccessibilityLabel) != 0;
+    const unsigned rules = ignoreRules | KOVA_ownLabelRules(responder);
+    redactLabel = (rules & kKovaIgnoreRuleRedactAccessibilityLabel) != 0;
   }
 
   std::optional<String> label;
@@ -79,7 +85,7 @@ Dictionary KOVA_autocaptureAncestryMetadata(UIResponder& responder, const KICapt
   CGRect box = CGRectNull;
   if (captureBoundingBox) box = KOVA_autocaptureBoundingBox(responder);
 
-  const Dictionary node = nodeOfClass(responder.isa());
+  const Dictionary node = nodeOfClass(KOVA_classOf(responder));
   const auto overrides = context.overriddenAncestryNodePropertiesForResponder(&responder);
   if (!label && !identifier && CGRectIsNull(box) && !overrides) return node;
 

@@ -1,9 +1,8 @@
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 
-#include <stdexcept>
-
-#include "platform/runtime/Method.h"
-#include "platform/uikit/UIView.h"
+#include "platform/runtime/AddedMethod.h"
+#include "platform/uikit/UIButton.h"
+#include "platform/uikit/UITableViewCell.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/NSObject+Retained.h"
 #include "src/core/NSObject+TextForKey.h"
@@ -42,7 +41,7 @@ bool alwaysAnswer(UIResponder&, SEL) {
   return answer;
 }
 
-constinit Method<bool(UIResponder&)> ignoreInnerHierarchyDefaultMethod{
+constinit AddedMethod<bool(UIResponder&)> ignoreInnerHierarchyDefaultMethod{
     UIResponder::classObject, "kovaIgnoreInnerHierarchyDefault", alwaysAnswer<false>};
 
 bool mayAnyViewHideItsInnerHierarchy() { return state.shouldCheckIgnore || state.hasClassDefaults; }
@@ -90,13 +89,7 @@ bool kovaIgnoreInnerHierarchyDefault(const UIResponder& responder) {
 }
 void setKovaIgnoreInnerHierarchyDefault(Class& responderClass, bool ignore) {
   const auto answer = ignore ? alwaysAnswer<true> : alwaysAnswer<false>;
-  state.hasClassDefaults = true;
-  try {
-    ignoreInnerHierarchyDefaultMethod.implement(responderClass, answer);
-  } catch (const std::logic_error&) {
-    // It has one of its own, which is what `replace` finds, or is no responder at all.
-    ignoreInnerHierarchyDefaultMethod.replace(responderClass, answer);
-  }
+  if (ignoreInnerHierarchyDefaultMethod.set(responderClass, answer)) state.hasClassDefaults = true;
 }
 
 bool KOVA_shouldCheckIgnore() { return state.shouldCheckIgnore; }
@@ -136,6 +129,17 @@ unsigned KOVA_findCombinedIgnoreRules(UIResponder* responder, unsigned mask, UIR
     responder = responder->nextResponder();
   }
   return combined;
+}
+
+unsigned KOVA_ownLabelRules(const UIResponder& responder) {
+  if (!KOVA_shouldCheckIgnore()) return 0;
+  std::shared_ptr<UILabel> label;
+  if (responder.isKindOfClass(UIButton::classObject())) {
+    label = static_cast<const UIButton&>(responder).titleLabel();
+  } else if (responder.isKindOfClass(UITableViewCell::classObject())) {
+    label = static_cast<const UITableViewCell&>(responder).textLabel();
+  }
+  return label ? KOVA_ignoreRules(*label) : 0;
 }
 
 unsigned KOVA_touchEventIgnoreRules(UIView* view1, UIView* view2) {

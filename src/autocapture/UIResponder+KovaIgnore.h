@@ -38,6 +38,11 @@ bool KOVA_hasAllIgnoreRules(const platform::UIResponder& responder, unsigned rul
 unsigned KOVA_findCombinedIgnoreRules(platform::UIResponder* responder, unsigned mask,
                                       platform::UIResponder** stoppingSource = nullptr);
 
+// The bits of the label that a button or a cell draws itself and that is none of its subviews; 0 for any
+// other responder. Of them, those that redact hold for the button's or the cell's own text and accessibility
+// label.
+unsigned KOVA_ownLabelRules(const platform::UIResponder& responder);
+
 // The rules for an interaction with a view and with a second one; either may be null. When the first is
 // ignored the second is not looked at. Explains itself in the debug log when either is.
 unsigned KOVA_touchEventIgnoreRules(platform::UIView* view1, platform::UIView* view2);

@@ -199,6 +199,7 @@ void KovaTracker::appDidEnterBackground() {
     tracker->storeEnqueuedMessages(selector);
     tracker->uploader_->sendAll();
     tracker->uploader_->suspendScheduledUploads();
+    tracker->areUploadsSuspended_ = true;
   });
 }
 

@@ -152,8 +152,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
 
   // Pageviews. Without one, no event leaves the device.
   void injectPageviewsIfNeeded();
-  // A screen has appeared. Main thread.
-  void recordAutocapturedPageviewWithViewController(
+  // A screen has appeared. Answers whether it is recorded. Main thread.
+  bool recordAutocapturedPageviewWithViewController(
       const std::shared_ptr<platform::UIViewController>& controller);
 
   void logDebugTrackingDisabled(std::string_view label) const;
@@ -246,8 +246,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void recordAdditionalPageviewFromForegroundingApp();
   // The scene may be null.
   void recordAdditionalPageviewFromForegroundingScene(std::shared_ptr<platform::UIWindowScene> scene);
-  void recordAdditionalAutocapturedPageviewForWindow(platform::UIWindow& window);
-  void recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+  // Both answer whether one is recorded.
+  bool recordAdditionalAutocapturedPageviewForWindow(platform::UIWindow& window);
+  bool recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
   void backfillPendingTouchEventsWithPageview();
   void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
       Completion completion);
@@ -273,6 +274,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   platform::Mutex storeMutex_;
   bool isStoreTakenUp_ PLATFORM_GUARDED_BY(storeMutex_) = false;
   std::atomic<bool> isHoldingWork_ = false;  // this tracker, and no other, has suspended the mutation queue
-  bool isRecordingVisibleViewControllers_ = false;             // main thread only
+  bool isDescribingScreen_ = false;          // main thread only
+  bool areUploadsSuspended_ = false;         // main thread only
   std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread only
 };

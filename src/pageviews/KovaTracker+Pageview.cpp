@@ -63,6 +63,7 @@ void KovaTracker::recordPageviewSendingToEventVisualizer(EventVisualizer eventVi
             },
             tracker, fromSelector);
         tracker.uploader_->requestScheduledUploads();
+        tracker.areUploadsSuspended_ = false;
       },
       *this, fromSelector);
 }

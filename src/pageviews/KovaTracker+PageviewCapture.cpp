@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "platform/foundation/NSJSONSerialization.h"
+#include "platform/runtime/ScopedFlag.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UINavigationController.h"
 #include "platform/uikit/UITabBarController.h"
@@ -14,6 +15,7 @@
 #include "src/autocapture/UIApplication+DispatchState.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaTracker.h"
+#include "src/core/NSObject+ClassOf.h"
 #include "src/core/NSObject+TextForKey.h"
 #include "src/pageviews/KIHierarchyLimit.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
@@ -38,21 +40,16 @@ std::optional<String> titleOf(UIViewController& controller) {
   return controller.title();
 }
 
-// The app's delegate, asked about a screen, may record an event, which asks for the screens in turn.
-class RecordingScope {
- public:
-  explicit RecordingScope(bool& isRecording) : isRecording_(isRecording) { isRecording_ = true; }
-  ~RecordingScope() { isRecording_ = false; }
-  RecordingScope(const RecordingScope&) = delete;
-  RecordingScope& operator=(const RecordingScope&) = delete;
-
- private:
-  bool& isRecording_;
-};
+// The application is back, or one of its scenes, and nothing that is on the screen was recorded.
+void logThatUploadsWait() {
+  KovaLogDebug(
+      "No pageview was recorded on entering the foreground: uploads that were suspended wait for the next");
+}
 
 // Every message of the session carries these properties: one that JSON cannot hold would stop them all.
 void mergeSendable(MutableDictionary& info, const Dictionary& overridden) {
   for (const auto& [key, value] : overridden) {
+    if (value.isNull()) continue;
     if (NSJSONSerialization::isValidJSONObject(MutableDictionary{{key, value}})) {
       info.set(key, value);
     } else {
@@ -66,7 +63,8 @@ void mergeSendable(MutableDictionary& info, const Dictionary& overridden) {
 std::optional<Dictionary> KovaTracker::overriddenPageviewPropertiesForViewController(
     UIViewController* controller) const {
   const auto delegate = options_->autocaptureEnrichmentDelegate();
-  return delegate && controller ? delegate->autocapturePageviewProperties(*controller) : std::nullopt;
+  return delegate && controller ? delegate->autocapturePageviewPropertiesForViewController(*controller)
+                                : std::nullopt;
 }
 
 Dictionary KovaTracker::pageviewInfoForViewController(UIViewController& controller) const {
@@ -77,7 +75,7 @@ Dictionary KovaTracker::pageviewInfoForViewController(UIViewController& controll
   const auto label = isAccessibilityLabelCaptureDisabled() ? std::nullopt : controller.accessibilityLabel();
   MutableDictionary info;
   info.reserve(4);
-  info.append(KovaPageviewPropertyViewController, NSStringFromClass(controller.isa()));
+  info.append(KovaPageviewPropertyViewController, KOVA_classOf(controller).name());
   info.append(KovaPageviewPropertyTitle, title.value_or(String()));
   info.append(KovaPageviewPropertyAccessibilityIdentifier, identifier.value_or(String()));
   info.append(KovaPageviewPropertyAccessibilityLabel, label.value_or(String()));
@@ -89,22 +87,28 @@ Dictionary KovaTracker::pageviewInfoForViewController(UIViewController& controll
   return Dictionary(std::move(info));
 }
 
-void KovaTracker::recordAutocapturedPageviewWithViewController(
+bool KovaTracker::recordAutocapturedPageviewWithViewController(
     const std::shared_ptr<UIViewController>& controller) {
   static const SEL selector("recordAutocapturedPageviewWithViewController:");
-  if (!isTrackingEnabled()) return logDebugTrackingDisabled("Page View");
-  if (isViewControllerAutocaptureDisabled()) return;
+  if (!isTrackingEnabled()) {
+    logDebugTrackingDisabled("Page View");
+    return false;
+  }
+  if (isViewControllerAutocaptureDisabled()) return false;
   const bool onlyIfVisible = isBackgroundAutocaptureDisabled() || KOVA_isCapturingSnapshot();
-  if (onlyIfVisible && !KOVA_isForegroundAndVisible(*controller)) return;
+  if (onlyIfVisible && !KOVA_isForegroundAndVisible(*controller)) return false;
   recordPageviewSendingToEventVisualizer(
       EventVisualizer::Send,
       [controller](KovaTracker& tracker) {
+        // The app's delegate, asked about a screen, may record an event, which asks for the screens in turn.
+        const ScopedFlag describing(tracker.isDescribingScreen_);
         Dictionary info =
             applyTimestampAndIdToPageviewInfo(tracker.pageviewInfoForViewController(*controller));
         KOVA_setScopedPageviewInfo(controller, info, tracker.sessionId());
         return info;
       },
       selector);
+  return true;
 }
 
 bool KovaTracker::isSceneBasedApp() {
@@ -116,16 +120,14 @@ void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {
   static const SEL selector("recordAdditionalPageviewFromForegroundingApp");
   performSafelyOnMainQueueWithBlock(
       [](KovaTracker& tracker) {
-        if (tracker.isViewControllerAutocaptureDisabled()) {
-          return tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
-        }
-        if (isSceneBasedApp()) return;  // its scenes come back one by one
+        const bool areScreensCaptured = !tracker.isViewControllerAutocaptureDisabled();
+        if (areScreensCaptured && isSceneBasedApp()) return;  // its scenes come back one by one
         const auto& application = UIApplication::sharedApplication();
-        if (const auto window = application ? application->keyWindow() : nullptr) {
-          tracker.recordAdditionalAutocapturedPageviewForWindow(*window);
-        } else {
-          tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
-        }
+        const auto window = areScreensCaptured && application ? application->keyWindow() : nullptr;
+        const bool isRecorded =
+            window ? tracker.recordAdditionalAutocapturedPageviewForWindow(*window)
+                   : tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+        if (!isRecorded && tracker.areUploadsSuspended_) logThatUploadsWait();
       },
       *this, selector);
 }
@@ -135,22 +137,22 @@ void KovaTracker::recordAdditionalPageviewFromForegroundingScene(std::shared_ptr
   performSafelyOnMainQueueWithBlock(
       [scene = std::move(scene)](KovaTracker& tracker) {
         if (tracker.isViewControllerAutocaptureDisabled() || !scene) return;
-        if (const auto window = KOVA_firstKeyWindow(*scene)) {
-          tracker.recordAdditionalAutocapturedPageviewForWindow(*window);
-        }
+        const auto window = KOVA_firstKeyWindow(*scene);
+        const bool isRecorded = window && tracker.recordAdditionalAutocapturedPageviewForWindow(*window);
+        if (!isRecorded && tracker.areUploadsSuspended_) logThatUploadsWait();
       },
       *this, selector);
 }
 
-void KovaTracker::recordAdditionalAutocapturedPageviewForWindow(UIWindow& window) {
+bool KovaTracker::recordAdditionalAutocapturedPageviewForWindow(UIWindow& window) {
   const auto source = KOVA_sourceViewControllerForPageviewWithCurrentSessionId(window, sessionId());
   const auto view = source ? source->viewIfLoaded() : nullptr;
-  if (view && view->window() == &window) recordAutocapturedPageviewWithViewController(source);
+  return view && view->window() == &window && recordAutocapturedPageviewWithViewController(source);
 }
 
-void KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {
+bool KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {
   static const SEL selector("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo");
-  if (!sessionManager_->hasLoggedAnyPageviews() || !isTrackingEnabled()) return;
+  if (!sessionManager_->hasLoggedAnyPageviews() || !isTrackingEnabled()) return false;
   recordPageviewSendingToEventVisualizer(
       EventVisualizer::Send,
       [](KovaTracker& tracker) -> std::optional<Dictionary> {
@@ -159,6 +161,7 @@ void KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo
         return applyTimestampAndIdToPageviewInfo(*mostRecent);
       },
       selector);
+  return sessionManager_->hasMostRecentPageviewInfo();
 }
 
 void KovaTracker::reportScreenShownBeforeStart() const {
@@ -194,8 +197,7 @@ void KovaTracker::recordVisibleViewControllersFromPreviousSession() {
   // The screens are those of the tracker that replaced a stopped one.
   if (isStopped_ || isViewControllerAutocaptureDisabled()) return;
   const std::string session = sessionId();
-  if (session.empty() || isRecordingVisibleViewControllers_) return;
-  const RecordingScope scope(isRecordingVisibleViewControllers_);
+  if (session.empty() || isDescribingScreen_) return;
   for (const auto& window : KOVA_allForegroundedAndVisibleWindows()) {
     auto controller = window->rootViewController();
     for (int step = 0; controller && step < kHierarchyStepLimit; ++step) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <mutex>
 
-#include "platform/runtime/Method.h"
+#include "platform/runtime/AddedMethod.h"
 #include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
 #include "src/pageviews/KIHierarchyLimit.h"
@@ -62,7 +62,7 @@ Data searchOnce(const UIWindow& window, const std::string& sessionId, Windows wi
   return search(window, sessionId, windows);
 }
 
-using ScopedDataMethod = Method<Data(UIResponder&, const std::string& sessionId)>;
+using ScopedDataMethod = AddedMethod<Data(UIResponder&, const std::string& sessionId)>;
 ScopedDataMethod& scopedDataMethod();
 
 // Asks the next responder. Those that would only ask their next one are passed over here rather than asked: a
@@ -98,8 +98,8 @@ ScopedDataMethod& scopedDataMethod() {
       UIResponder::classObject, "_KOVA_scopedAttachedPageviewDataWithCurrentSessionId:", answerOfResponder};
   static std::once_flag answered;
   std::call_once(answered, [] {
-    method.implement(UIViewController::classObject(), answerOfViewController);
-    method.implement(UIWindow::classObject(), answerOfWindow);
+    method.set(UIViewController::classObject(), answerOfViewController);
+    method.set(UIWindow::classObject(), answerOfWindow);
   });
   return method;
 }

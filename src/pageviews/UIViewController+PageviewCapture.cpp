@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "platform/runtime/AddedMethod.h"
 #include "platform/uikit/UINavigationController.h"
 #include "platform/uikit/UITabBarController.h"
 #include "src/autocapture/NSObject+KovaMethodSwizzling.h"
@@ -67,7 +68,7 @@ void replaceMethods() {
 // The answers to "KOVA_viewControllerForPageView": one step towards the screen. Who stands for itself answers
 // itself. The steps are taken by KOVA_viewControllerForPageView, which can count them.
 
-using ScreenMethod = Method<Controller(UIViewController&)>;
+using ScreenMethod = AddedMethod<Controller(UIViewController&)>;
 
 Controller screenOfViewController(UIViewController& self, SEL) {
   return std::static_pointer_cast<UIViewController>(self.weak_from_this().lock());
@@ -87,8 +88,8 @@ ScreenMethod& screenMethod() {
                                        screenOfViewController};
   static std::once_flag answered;
   std::call_once(answered, [] {
-    method.implement(UINavigationController::classObject(), screenOfNavigationController);
-    method.implement(UITabBarController::classObject(), screenOfTabBarController);
+    method.set(UINavigationController::classObject(), screenOfNavigationController);
+    method.set(UITabBarController::classObject(), screenOfTabBarController);
   });
   return method;
 }

@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "platform/runtime/Method.h"
+#include "platform/runtime/AddedMethod.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
@@ -20,7 +20,7 @@ std::shared_ptr<UIWindow> firstKeyWindowOfWindowScene(UIScene& scene, SEL) {
   return nullptr;
 }
 
-constinit Method<std::shared_ptr<UIWindow>(UIScene&)> firstKeyWindowMethod{
+constinit AddedMethod<std::shared_ptr<UIWindow>(UIScene&)> firstKeyWindowMethod{
     UIScene::classObject, "KOVA_firstKeyWindow", firstKeyWindowOfScene};
 
 std::vector<std::shared_ptr<UIScene>> connectedScenes() {
@@ -38,9 +38,8 @@ bool KOVA_isInForeground(const UIScene& scene) {
 
 std::shared_ptr<UIWindow> KOVA_firstKeyWindow(UIScene& scene) {
   static std::once_flag answered;
-  std::call_once(answered, [] {
-    firstKeyWindowMethod.implement(UIWindowScene::classObject(), firstKeyWindowOfWindowScene);
-  });
+  std::call_once(answered,
+                 [] { firstKeyWindowMethod.set(UIWindowScene::classObject(), firstKeyWindowOfWindowScene); });
   return firstKeyWindowMethod.send(scene);
 }
 

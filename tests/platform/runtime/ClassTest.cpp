@@ -105,11 +105,14 @@ TEST(Actions, AreRunByNameWithWhatTheyTake) {
   const auto perform = [&form](const char* action, NSObject* sender, NSObject* event) {
     return form.isa().perform(form, SEL(action), sender, event);
   };
-  EXPECT_TRUE(perform("reset", &button, &press));
-  EXPECT_TRUE(perform("submit:", &button, &press));
-  EXPECT_TRUE(perform("changed:event:", &button, &press));
-  EXPECT_TRUE(perform("changed:event:", &press, nullptr));
-  EXPECT_FALSE(perform("submit", &button, &press));
+  using enum Class::Performed;
+  EXPECT_EQ(perform("reset", &button, &press), Yes);
+  EXPECT_EQ(perform("submit:", &button, &press), Yes);
+  EXPECT_EQ(perform("changed:event:", &button, &press), Yes);
+  EXPECT_EQ(perform("changed:event:", nullptr, nullptr), Yes);
+  EXPECT_EQ(perform("submit", &button, &press), NoSuchAction);
+  EXPECT_EQ(perform("submit:", &press, nullptr), WrongArgument);
+  EXPECT_EQ(perform("changed:event:", &button, &button), WrongArgument);
   EXPECT_THAT(form.log, ElementsAre("reset", "order", "button press", "- -"));
 
   EXPECT_TRUE(form.respondsToSelector(SEL("submit:")));
@@ -137,13 +140,33 @@ TEST(ClassLookup, FindsAClassByNameFromItsFirstUseOn) {
   EXPECT_FALSE(Button().isKindOfClass(LateClass::classObject()));
 }
 
-TEST(ClassLookup, RefusesASecondClassOfTheSameName) {
+std::vector<std::string>& logged() {
+  static auto& lines = *new std::vector<std::string>;
+  return lines;
+}
+
+TEST(ClassLookup, FindsTheFirstOfTwoClassesOfOneNameAndTheLogNamesThem) {
+  setRuntimeLog([](std::string_view line) noexcept { logged().emplace_back(line); });
   Button::classObject();
-  class Impostor : public NSObject {
-    NS_OBJECT_NAMED(Impostor, NSObject, "Button")
-  };
-  EXPECT_THROW(Impostor::classObject(), std::logic_error);
+  class Other : public Form{NS_OBJECT_NAMED(Other, Form, "Button")} other;
+  EXPECT_EQ(other.isa().name(), "Button");
+  EXPECT_TRUE(other.isKindOfClass(Form::classObject()));
+  EXPECT_FALSE(other.isKindOfClass(Button::classObject()));
   EXPECT_EQ(NSClassFromString("Button"), &Button::classObject());
+  EXPECT_THAT(logged(),
+              ElementsAre("There is more than one class named Button; NSClassFromString answers the first"));
+}
+
+class Undescribed : public Form {
+  NS_OBJECT(Undescribed, Form)
+ public:
+  static void describe(ClassBuilder<Undescribed>&) { throw std::runtime_error("no"); }
+};
+
+TEST(ClassRecord, OfAClassThatCannotDescribeItselfIsItsSuperclass) {
+  setRuntimeLog([](std::string_view line) noexcept { logged().emplace_back(line); });
+  EXPECT_EQ(&Undescribed().isa(), &Form::classObject());
+  EXPECT_THAT(logged(), testing::Contains("Undescribed"));
 }
 
 TEST(ClassLookup, ManyThreadsMakeOneRecord) {

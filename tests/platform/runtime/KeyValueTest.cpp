@@ -23,7 +23,7 @@ class Touch : public NSObject {
 
  public:
   static void describe(ClassBuilder<Touch>& c) {
-    c.key("phase", &Touch::phase)
+    c.observableKey("phase", &Touch::phase)
         .key("force", &Touch::force)
         .key("name", &Touch::name)
         .key("isFirst", &Touch::isFirst)
@@ -50,6 +50,10 @@ class Touch : public NSObject {
 
 class LongTouch : public Touch {
   NS_OBJECT(LongTouch, Touch)
+
+ public:
+  // What is announced above is announced here, whatever the class says of the key itself.
+  static void describe(ClassBuilder<LongTouch>& c) { c.key("phase", &LongTouch::phase); }
 };
 
 TEST(KeyValueCoding, ReadsEveryKindOfValueAndFollowsPaths) {
@@ -150,6 +154,7 @@ TEST_F(KeyValueObserving, RefusesWhatWasNeverAddedAndKeysThatAreNot) {
   EXPECT_THROW(unobserve(first), NotAnObserverError);
 
   EXPECT_THROW(touch->addObserver(first, "velocity", nullptr), UndefinedKeyError);
+  EXPECT_THROW(touch->addObserver(first, "force", nullptr), UndefinedKeyError) << "is never announced";
   EXPECT_THROW(touch->addObserver(first, "next.phase", nullptr), UndefinedKeyError);
 }
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/runtime/AddedMethod.h"
+
 namespace platform {
 namespace {
 
@@ -131,9 +133,16 @@ TEST(Replace, TheRootClassRespondsToItsMethod) {
 }
 
 // A question that another layer adds to classes that know nothing of it.
-using Title = Method<std::string(Screen&)>;
-constinit Title titleMethod{Screen::classObject, "addedTitle",
-                            [](Screen&, SEL) -> std::string { return "any"; }};
+constinit AddedMethod<std::string(Screen&)> titleMethod{Screen::classObject, "addedTitle",
+                                                        [](Screen&, SEL) -> std::string { return "any"; }};
+
+// A virtual has no answers by class, and what has those has no virtual.
+template <class M>
+concept GivesAnswersByClass = requires(M& method, Class& cls, typename M::Imp imp) {
+  method.set(cls, imp);
+};
+static_assert(GivesAnswersByClass<decltype(titleMethod)>);
+static_assert(!GivesAnswersByClass<decltype(Screen::appearMethod)>);
 
 TEST(AddedMethod, TheNearestAnswerUpTheChainIsGiven) {
   InheritingScreen inheriting;
@@ -144,32 +153,16 @@ TEST(AddedMethod, TheNearestAnswerUpTheChainIsGiven) {
   EXPECT_TRUE(inheriting.respondsToSelector(SEL("addedTitle")));
   EXPECT_EQ(titleMethod.send(callingUp), "any");
 
-  titleMethod.implement(CallingUpScreen::classObject(), [](Screen&, SEL) -> std::string { return "up"; });
+  Class& cls = CallingUpScreen::classObject();
+  EXPECT_TRUE(titleMethod.set(cls, [](Screen&, SEL) -> std::string { return "up"; }));
   class Deeper : public CallingUpScreen{NS_OBJECT(Deeper, CallingUpScreen)} deeper;
   EXPECT_EQ(titleMethod.send(inheriting), "any");
   EXPECT_EQ(titleMethod.send(callingUp), "up");
   EXPECT_EQ(titleMethod.send(deeper), "up");
-  // The root's own body, which does not come back down to the receiver's class.
-  EXPECT_EQ(titleMethod.invoke(deeper), "any");
-}
 
-TEST(AddedMethod, ReplacingOneAnswerLeavesTheOthers) {
-  titleMethod.implement(CallingUpScreen::classObject(), [](Screen&, SEL) -> std::string { return "up"; });
-  const Title::Imp original = titleMethod.replace(CallingUpScreen::classObject(),
-                                                  [](Screen&, SEL) -> std::string { return "replaced"; });
-  InheritingScreen inheriting;
-  CallingUpScreen callingUp;
-  EXPECT_EQ(titleMethod.send(callingUp), "replaced");
-  EXPECT_EQ(original(callingUp, titleMethod.selector()), "up");
-  EXPECT_EQ(titleMethod.send(inheriting), "any");
-}
-
-TEST(AddedMethod, AnAnswerThatCannotBeGivenIsRefused) {
-  const auto answer = [](Screen&, SEL) -> std::string { return "no"; };
-  titleMethod.implement(CallingUpScreen::classObject(), answer);
-  EXPECT_THROW(titleMethod.implement(CallingUpScreen::classObject(), answer), std::logic_error);
-  EXPECT_THROW(titleMethod.implement(Screen::classObject(), answer), std::logic_error);
-  EXPECT_THROW(titleMethod.implement(NSObject::classObject(), answer), std::logic_error);
+  EXPECT_TRUE(titleMethod.set(cls, [](Screen&, SEL) -> std::string { return "again"; }));
+  EXPECT_EQ(titleMethod.send(deeper), "again");
+  EXPECT_FALSE(titleMethod.set(NSObject::classObject(), [](Screen&, SEL) -> std::string { return "no"; }));
 }
 
 }  // namespace

@@ -10,15 +10,19 @@
 
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/foundation/NSProcessInfo.h"
+#include "platform/foundation/SystemLog.h"
 #include "platform/simulator/SimulatedScheduler.h"
 #include "platform/uikit/InstallUIKit.h"
+#include "platform/uikit/UIButton.h"
 #include "platform/uikit/UITouchInput.h"
 #include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
 
 using namespace platform;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 
 namespace {
 
@@ -189,12 +193,91 @@ TEST_F(UIApplicationTest, WindowsAreHitByLevelThenByLatestShowing) {
   latest->makeKeyAndVisible();
   EXPECT_EQ(hit({60, 60}), latest) << "in front again";
 
-  // A touch makes its window the key one, which gives the key back when it leaves, to one that is still
-  // shown.
-  EXPECT_EQ(hit({10, 10}), alert);
-  EXPECT_TRUE(alert->isKeyWindow());
-  alert->setHidden(true);
-  EXPECT_TRUE(latest->isKeyWindow());
+  EXPECT_THAT(application->windows(), ElementsAre(hidden, below, latest, alert)) << "back to front";
+}
+
+TEST_F(UIApplicationTest, AKeyWindowThatLeavesHandsOverToOneThatIsShown) {
+  const auto app = shownWindow();
+  auto overlay = shownWindow(), second = shownWindow();
+  // The one that was key before.
+  overlay->makeKeyWindow();
+  overlay->setHidden(true);
+  EXPECT_EQ(application->keyWindow(), second);
+  // That one is hidden already.
+  overlay->setHidden(false);
+  overlay->makeKeyWindow();
+  second->setHidden(true);
+  overlay->setHidden(true);
+  EXPECT_EQ(application->keyWindow(), app);
+  // Dead ones hand over, too, and not to one that cannot be key.
+  class Banner : public UIWindow {
+    NS_OBJECT(Banner, UIWindow)
+   public:
+    Banner() : UIWindow(CGRectMake(0, 0, 100, 20)) {}
+    bool canBecomeKeyWindow() const override { return false; }
+  };
+  const auto banner = std::make_shared<Banner>();
+  banner->setHidden(false);
+  EXPECT_THAT(application->windows(), testing::Contains(banner)) << "joins when it is shown";
+  auto dying = shownWindow();
+  listenTo(UIWindowDidBecomeKeyNotification);
+  dying.reset();
+  EXPECT_EQ(application->keyWindow(), app);
+  EXPECT_TRUE(app->isKeyWindow());
+  EXPECT_THAT(takeLog(), ElementsAre("UIWindowDidBecomeKeyNotification 0"));
+  // A touch makes its window the key one.
+  overlay->setHidden(false);
+  input.touchBegan(1, {200, 200});
+  EXPECT_EQ(application->keyWindow(), overlay);
+}
+
+TEST_F(UIApplicationTest, EachSceneHasItsKeyWindowAndTheMostActiveOneIsTheApplications) {
+  const auto left = std::make_shared<UIWindowScene>(), right = std::make_shared<UIWindowScene>();
+  application->connectScene(left);
+  application->connectScene(right);
+  const auto a = UIWindow::create(left), b = UIWindow::create(right), c = UIWindow::create(right);
+  for (const auto& window : {a, b, c}) window->makeKeyAndVisible();
+  EXPECT_THAT((std::vector{left->keyWindow(), right->keyWindow(), application->keyWindow()}),
+              ElementsAre(a, c, c));
+  EXPECT_TRUE(a->isKeyWindow() && c->isKeyWindow() && !b->isKeyWindow());
+  EXPECT_THAT(application->connectedScenes(), ElementsAre(right, left)) << "the one in use first";
+  b->makeKeyAndVisible();
+  a->makeKeyWindow();
+  EXPECT_EQ(application->keyWindow(), a) << "of two active scenes the one used last";
+  EXPECT_THAT(application->connectedScenes(), ElementsAre(left, right));
+  EXPECT_THAT(right->windows(), ElementsAre(c, b));
+  left->deactivate();
+  EXPECT_EQ(application->keyWindow(), b) << "that of the active scene";
+  EXPECT_TRUE(a->isKeyWindow());
+  application->disconnectScene(*right);
+  EXPECT_EQ(application->keyWindow(), a);
+  // A window that moves stays key, and its scene keeps one.
+  b->setWindowScene(left);
+  EXPECT_THAT((std::vector{left->keyWindow(), right->keyWindow()}), ElementsAre(b, c));
+}
+
+TEST_F(UIApplicationTest, TheApplicationFollowsTheMostActiveOfItsScenes) {
+  for (const auto name :
+       {UIApplicationDidEnterBackgroundNotification, UIApplicationWillEnterForegroundNotification,
+        UIApplicationDidBecomeActiveNotification, UIApplicationWillResignActiveNotification}) {
+    listenTo(name);
+  }
+  const auto one = std::make_shared<UIWindowScene>(), other = std::make_shared<UIWindowScene>();
+  application->connectScene(one);
+  application->connectScene(other);
+  one->enterBackground();
+  EXPECT_THAT(takeLog(), IsEmpty()) << "the other is active";
+  other->enterBackground();
+  EXPECT_THAT(takeLog(), ElementsAre("UIApplicationWillResignActiveNotification 0",
+                                     "UIApplicationDidEnterBackgroundNotification 2"));
+  one->activate();
+  EXPECT_THAT(takeLog(), ElementsAre("UIApplicationWillEnterForegroundNotification 1",
+                                     "UIApplicationDidBecomeActiveNotification 0"));
+  EXPECT_EQ(other->activationState(), UISceneActivationState::Background);
+  one->deactivate();
+  EXPECT_EQ(application->applicationState(), UIApplicationState::Inactive);
+  application->disconnectScene(*one);
+  EXPECT_EQ(application->applicationState(), UIApplicationState::Background);
 }
 
 TEST_F(UIApplicationTest, WhatAHandlerThrowsReachesTheCallerAndNothingIsLeftHalfDone) {
@@ -231,6 +314,39 @@ TEST_F(UIApplicationTest, AnActionWithoutTargetIsSearchedAlongAChainThatMayBeARi
   EXPECT_FALSE(application->sendAction(SEL("unheard of"), nullptr, inner.get(), nullptr));
   inner->setFrame(CGRectMake(0, 0, 100, 100));
   application->shake();  // ends nowhere, but ends
+}
+
+TEST_F(UIApplicationTest, AnActionThatIsNotCalledIsALineInTheLog) {
+  class Shop : public NSObject {
+    NS_OBJECT(Shop, NSObject)
+   public:
+    explicit Shop(Log& log) : log_(log) {}
+    static void describe(ClassBuilder<Shop>& c) { c.action("open:", &Shop::open); }
+
+   private:
+    void open(UIButton*) { log_.push_back("opened"); }
+    Log& log_;
+  };
+  SystemLog::setSink([this](std::string_view line) { log.emplace_back(line); });
+  const auto shop = std::make_shared<Shop>(log);
+  const auto button = std::make_shared<UIButton>("Open");
+  const auto control = std::make_shared<UIControl>();
+  const auto send = [&](const std::shared_ptr<UIControl>& sender, const char* action, bool toShop = true) {
+    sender->addTarget(toShop ? shop : nullptr, SEL(action), UIControlEvents::ValueChanged);
+    sender->sendActionsForControlEvents(UIControlEvents::ValueChanged);
+    sender->removeTarget(nullptr, SEL(action), UIControlEvents::ValueChanged);
+    sender->removeTarget(shop.get(), SEL(action), UIControlEvents::ValueChanged);
+  };
+  send(button, "open:");
+  EXPECT_THAT(takeLog(), ElementsAre("opened"));
+  send(button, "opne:");
+  EXPECT_THAT(takeLog(),
+              ElementsAre(MatchesRegex("<Shop: .*> has no action \"opne:\", sent by <UIButton: .*>")));
+  send(button, "opne:", false);
+  EXPECT_THAT(takeLog(), ElementsAre(HasSubstr("No responder in the chain has an action \"opne:\"")));
+  send(control, "open:");
+  EXPECT_THAT(takeLog(), ElementsAre(HasSubstr("takes another sender or event than <UIControl: ")));
+  SystemLog::setSink(nullptr);
 }
 
 TEST_F(UIApplicationTest, ShakingStartsAtTheFirstResponderAndEndsAtTheApplication) {
@@ -298,8 +414,8 @@ TEST_F(UIApplicationTest, ScenesFollowTheApplicationAndArePicturedInTheBackgroun
   EXPECT_EQ(scene->snapshot()->colorAtPixel(19, 9), UIColor::systemRed());
   application->enterForeground();
   EXPECT_THAT(takeLog(),
-              ElementsAre("UISceneWillEnterForegroundNotification 2",
-                          "UIApplicationWillEnterForegroundNotification 2",
+              ElementsAre("UISceneWillEnterForegroundNotification 1",
+                          "UIApplicationWillEnterForegroundNotification 1",
                           "UISceneDidActivateNotification 0", "UIApplicationDidBecomeActiveNotification 0"));
 
   application->connectScene(absurd);

@@ -20,7 +20,7 @@ class ScrollViewTest : public GestureFixture {
   }
   RunLoopMode mode() { return scheduler.mainRunLoop().currentMode(); }
 
-  std::shared_ptr<UIScrollView> scroll = UIScrollView::create(CGRectMake(0, 0, 300, 300));
+  std::shared_ptr<UIScrollView> scroll = std::make_shared<UIScrollView>(CGRectMake(0, 0, 300, 300));
 };
 
 TEST_F(ScrollViewTest, ADragMovesTheContentsAndKeepsTheLoopTracking) {

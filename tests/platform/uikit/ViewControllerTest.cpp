@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/foundation/NSProcessInfo.h"
 #include "platform/foundation/SystemLog.h"
 #include "platform/uikit/UIAlertController.h"
 #include "platform/uikit/UIApplication.h"
@@ -228,6 +229,37 @@ TEST_F(ViewControllerTest, PresentedFullScreenHidesThePresenter) {
                                   "Stack did appear", "B did disappear", "dismissed"));
   EXPECT_TRUE(isSeen(*a));
   EXPECT_THAT(window->subviews(), ElementsAre(stack->view()));
+}
+
+TEST_F(ViewControllerTest, APlainPresentationIsASheetFromSystemThirteenOn) {
+  using Lines = std::vector<std::string>;
+  const Lines sheetIsPresented{"Sheet loads", "Sheet will appear", "Sheet did appear", "Sheet will disappear",
+                               "Sheet did disappear"};
+  const Lines screenIsPresented{"Root will disappear", "Sheet loads",        "Sheet will appear",
+                                "Sheet did appear",    "Root did disappear", "Sheet will disappear",
+                                "Root will appear",    "Root did appear",    "Sheet did disappear"};
+  struct {
+    const char* system;
+    Style style;
+    bool isSheet;
+  } const cases[] = {{"17.0", Style::Automatic, true},
+                     {"13.0", Style::Automatic, true},
+                     {"12.4", Style::Automatic, false},
+                     {"12.4", Style::PageSheet, true},
+                     {"17.0", Style::FullScreen, false}};
+  for (const auto& [system, style, isSheet] : cases) {
+    SCOPED_TRACE(system);
+    NSProcessInfo::processInfo().setOperatingSystemVersionString(system);
+    const auto root = make("Root"), sheet = make("Sheet", style);
+    show(root);
+    root->presentViewController(sheet, false);
+    EXPECT_EQ(isSeen(*root), isSheet);
+    EXPECT_EQ(window->hitTest({5, 5}, nullptr), sheet->view().get());
+    root->dismissViewController(false);
+    EXPECT_EQ(told(), isSheet ? sheetIsPresented : screenIsPresented);
+    EXPECT_TRUE(isSeen(*root));
+    EXPECT_THAT(window->subviews(), ElementsAre(root->view()));
+  }
 }
 
 TEST_F(ViewControllerTest, WhatIsPresentedGoesWithARootThatIsReplacedOutOfSight) {

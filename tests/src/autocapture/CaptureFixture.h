@@ -52,7 +52,7 @@ class CartController : public platform::UIViewController {
         .ivar("row", &CartController::row)
         .action("pay:", &CartController::pay);
   }
-  void pay(platform::UIButton*) {
+  void pay(platform::NSObject*) {
     ++payments;
     if (onPay) onPay();
   }

@@ -9,8 +9,10 @@
 #include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using testing::SizeIs;
 
 namespace {
@@ -69,6 +71,24 @@ class UnreadableScreen : public CartController {
   std::optional<String> title() const override { throw OfTheApp{1}; }
 };
 
+// Two classes of one name.
+namespace shop {
+template <class Base>
+class Detail : public Base {
+  NS_OBJECT(Detail, Base)
+ public:
+  using Base::Base;
+};
+}  // namespace shop
+namespace account {
+template <class Base>
+class Detail : public Base {
+  NS_OBJECT(Detail, Base)
+ public:
+  using Base::Base;
+};
+}  // namespace account
+
 // Its chain of responders is a ring.
 class RingView : public UIView {
   NS_OBJECT(RingView, UIView)
@@ -79,10 +99,11 @@ class RingView : public UIView {
 
 struct Delegate : KovaAutocaptureEnrichmentDelegate {
   using Answer = std::optional<Dictionary>;
-  Answer autocaptureTouchEventProperties(std::string_view, UIView&, UITouch*, UIControl*) override {
+  Answer autocaptureTouchEventPropertiesForEventType(std::string_view, UIView&, UITouch*,
+                                                     UIControl*) override {
     return touch;
   }
-  Answer autocaptureAncestryNodeProperties(UIResponder&) override { return node; }
+  Answer autocaptureAncestryNodePropertiesForResponder(UIResponder&) override { return node; }
   Answer touch, node;
 };
 
@@ -154,6 +175,7 @@ TEST_F(HostTest, WhatTheAppThrowsItSeesUnchanged) {
   field->becomeFirstResponder();
   EXPECT_EQ(numberThrownBy([&] { field->resignFirstResponder(); }), 4);
   field->setDelegate({});
+  field->resignFirstResponder();
 
   const auto pad = place(std::make_shared<UIView>(CGRectMake(10, 200, 100, 40)));
   pad->addGestureRecognizer(
@@ -168,6 +190,34 @@ TEST_F(HostTest, WhatTheAppThrowsItSeesUnchanged) {
   EXPECT_EQ(exceptionsLogged(), 0u);
   EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
   EXPECT_THAT(received(), SizeIs(5)) << "three touches, a gesture and a field edit, all the same";
+}
+
+TEST_F(HostTest, ClassesMayShareTheirName) {
+  startWhole();
+  const auto view = place(std::make_shared<account::Detail<UIControl>>(CGRectMake(10, 200, 100, 40)));
+  view->addTarget(nullptr, SEL("pay:"), UIControlEvents::TouchUpInside);
+  shop::Detail<UIView>::classObject();
+  EXPECT_NO_THROW(tap({20, 210}));
+  EXPECT_NO_THROW(
+      controller->presentViewController(std::make_shared<shop::Detail<UIViewController>>(), false));
+  controller->dismissViewController(false);
+  EXPECT_NO_THROW(
+      controller->presentViewController(std::make_shared<account::Detail<UIViewController>>(), false));
+  EXPECT_THAT(received(), ElementsAre(HasSubstr(R"("targetView":"Detail")")));
+  EXPECT_THAT(device.receivedTargets("/h").back(), HasSubstr("&h=Detail&"));
+  EXPECT_THAT(device.logLinesWith("more than one class named Detail"), SizeIs(3));
+  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+}
+
+TEST_F(HostTest, AClassThatForgotItsDeclarationIsToldOnce) {
+  struct PinPad : UIView {
+    using UIView::UIView;
+  };
+  startWhole();
+  place(std::make_shared<PinPad>(CGRectMake(10, 200, 100, 40)));
+  tap({20, 210});
+  tap({20, 210});
+  EXPECT_THAT(device.logLinesWith("NS_OBJECT"), ElementsAre(HasSubstr("PinPad is captured as UIView")));
 }
 
 TEST_F(HostTest, AFailureInATouchIsRegisteredAndTheAppGoesOn) {
@@ -294,6 +344,9 @@ TEST_F(HostTest, WhatADelegateAnswersIsPassedOnOrRefused) {
   startWhole(delegate);
   delegate->touch = Dictionary{{7, "a key"}, {"targetText", Array{1, 2}}, {"targetIvar", 1.5}};
   tap();
+  delegate->touch = Dictionary{{"targetText", nullptr}, {"targetView", nullptr}, {"targetSelector", nullptr}};
+  delegate->node = Dictionary{{"class", nullptr}, {"accessibilityLabel", nullptr}};
+  tap();
   delegate->touch.reset();
   for (const Dictionary& bad :
        {Dictionary{{7, "a key"}}, Dictionary{{"own", std::make_shared<NSObject>()}}}) {
@@ -306,14 +359,17 @@ TEST_F(HostTest, WhatADelegateAnswersIsPassedOnOrRefused) {
   tap();
   delegate->node.reset();
   tap();
-  EXPECT_EQ(controller->payments, 5);
+  EXPECT_EQ(controller->payments, 6);
 
   const auto events = received();
-  ASSERT_THAT(events, SizeIs(3));
+  ASSERT_THAT(events, SizeIs(4));
   EXPECT_THAT(events[0], HasSubstr("\"targetText\":\"(\\n    1,\\n    2\\n)\""));
   EXPECT_THAT(events[0], HasSubstr(R"("targetIvar":"1.5")"));
-  EXPECT_THAT(events[1], HasSubstr(R"("key19999":19999)"));
-  EXPECT_THAT(events[2], HasSubstr(R"("targetText":"Pay")"));
+  EXPECT_THAT(events[1], HasSubstr(R"("targetView":"UIButton","type":"touch","targetText":"Pay")"));
+  EXPECT_THAT(events[1],
+              AllOf(HasSubstr(R"("class":"UIButton","accessibilityLabel":"Pay")"), Not(HasSubstr("null"))));
+  EXPECT_THAT(events[2], HasSubstr(R"("key19999":19999)"));
+  EXPECT_THAT(events[3], HasSubstr(R"("targetText":"Pay")"));
   EXPECT_THAT(device.logLinesWith("Failed to serialize request body data to JSON"), SizeIs(2));
   EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
 }

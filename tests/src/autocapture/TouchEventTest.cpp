@@ -8,6 +8,9 @@
 #include "tests/src/autocapture/CaptureFixture.h"
 
 using namespace platform;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -98,6 +101,30 @@ TEST_F(TouchEventTest, WhatIsDisabledOrRedactedIsLeftOut) {
 
   settings.textOff = settings.labelOff = settings.ivarOff = true;
   EXPECT_EQ(jsonOf(touch(button)), R"({"targetView":"UIButton","type":"touch","targetText":""})");
+}
+
+// A button's title and a cell's text are no views of the tree, so that rules above the view do not tell of
+// theirs.
+TEST_F(TouchEventTest, RedactionOfAButtonsOrACellsOwnLabelCounts) {
+  const auto icon = std::make_shared<UIView>();
+  const auto around = std::make_shared<UIButton>("4111 1111");
+  around->addSubview(icon);
+  const auto button = std::make_shared<UIButton>("4111 1111");
+  const auto cell = std::make_shared<UITableViewCell>();
+  cell->textLabel()->setText(String("4111 1111"));
+  for (const auto& own : {around->titleLabel(), button->titleLabel(), cell->textLabel()}) {
+    setKovaRedactText(*own, true);
+    setKovaRedactAccessibilityLabel(*own, true);
+  }
+  EXPECT_EQ(textOf(viewWith({label("a"), button})), "a ****");
+  for (const auto& view : std::initializer_list<std::shared_ptr<UIView>>{icon, button, cell}) {
+    const auto event = KITouchEvent::create("touch", view, nullptr, std::nullopt,
+                                            KITouchEvent::ViewAncestry::Capture, 2, 0, settings);
+    EXPECT_THAT(jsonOf(event), AllOf(Not(HasSubstr("4111")), HasSubstr(R"("targetA11yLabel":"****")")));
+  }
+  // One without the other.
+  setKovaRedactAccessibilityLabel(*cell->textLabel(), false);
+  EXPECT_THAT(jsonOf(touch(cell)), HasSubstr(R"("targetText":"****","targetA11yLabel":"4111 1111")"));
 }
 
 TEST_F(TouchEventTest, SomeEventsMustNotExist) {

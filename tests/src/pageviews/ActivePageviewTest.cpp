@@ -182,7 +182,7 @@ TEST_F(ActivePageviewTest, WindowsOfTheApplicationServeWhereThereAreNoScenes) {
     const auto hidden = UIWindow::create();
     EXPECT_EQ(device.scene, nullptr);
     EXPECT_EQ(KOVA_firstActiveKeyWindow(), window);
-    EXPECT_THAT(KOVA_allWindowsInScene(*window), ElementsAre(window, hidden));
+    EXPECT_THAT(KOVA_allWindowsInScene(*window), ElementsAre(hidden, window)) << "back to front";
     EXPECT_THAT(KOVA_allForegroundedAndVisibleWindows(), ElementsAre(window));
     EXPECT_TRUE(KOVA_isForegroundAndVisible(*window->rootViewController()));
   }

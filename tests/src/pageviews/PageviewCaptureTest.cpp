@@ -27,7 +27,8 @@ using testing::SizeIs;
 namespace {
 
 struct Enrichment : KovaAutocaptureEnrichmentDelegate {
-  std::optional<Dictionary> autocapturePageviewProperties(UIViewController& controller) override {
+  std::optional<Dictionary> autocapturePageviewPropertiesForViewController(
+      UIViewController& controller) override {
     return answer(controller);
   }
   std::function<std::optional<Dictionary>(UIViewController&)> answer;
@@ -202,7 +203,9 @@ TEST_F(PageviewCaptureTest, ComingBackToTheForegroundRecordsTheScreenOfTheKeyWin
   window->makeKeyWindow();
 
   // What covers it has no pageview of its own, and the screen below is not in the window any more.
-  window->rootViewController()->presentViewController(std::make_shared<UIInputWindowController>(), false);
+  const auto cover = std::make_shared<UIInputWindowController>();
+  cover->setModalPresentationStyle(UIViewController::ModalPresentationStyle::FullScreen);
+  window->rootViewController()->presentViewController(cover, false);
   device.application->enterBackground();
   device.application->enterForeground();
   EXPECT_THAT(newPageviews(), IsEmpty());
@@ -213,7 +216,24 @@ TEST_F(PageviewCaptureTest, ComingBackToTheForegroundRecordsTheScreenOfTheKeyWin
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart")) << "the latest of the session, again";
 }
 
+TEST_F(PageviewCaptureTest, AReturnThatIsNoBackgroundAnyMoreRecordsAndOneThatRecordsNothingSaysSo) {
+  options->setDisableAutocaptureWhenBackgrounded(true);
+  options->setDebug(true);
+  start();
+  const auto window = device.show(screen("Cart"));
+  EXPECT_THAT(newPageviews(), SizeIs(1));
+  device.application->enterBackground();
+  device.application->enterForeground();
+  EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart"));
+  EXPECT_THAT(device.logLinesWith("uploads that were suspended wait"), IsEmpty());
+  device.application->enterBackground();
+  Kova::setTrackingEnabled(false);
+  device.application->enterForeground();
+  EXPECT_THAT(device.logLinesWith("uploads that were suspended wait"), SizeIs(1));
+}
+
 TEST_F(PageviewCaptureTest, ComingBackWithoutScenesIsUpToTheApp) {
+  options->setDisableAutocaptureWhenBackgrounded(true);
   start("12.4");
   auto window = device.show(screen("Cart"));
   EXPECT_EQ(device.scene, nullptr);
@@ -277,10 +297,19 @@ TEST_F(PageviewCaptureTest, TheDelegateAddsToAPageviewButCannotBreakIt) {
   device.advance(301);
   Kova::track("Checkout");
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:3", "CartController:3"));
-  EXPECT_EQ(pageviewOfLatestMessage(),
-            R"({"viewController":"CartController","title":3,"screenA11yId":null,"screenA11yLabel":"",)"
-            R"("plan":"pro","id":"ID","timestamp":"1767225901000"})");
+  EXPECT_EQ(
+      pageviewOfLatestMessage(),
+      R"({"viewController":"CartController","title":3,"screenA11yId":"cart.screen","screenA11yLabel":"",)"
+      R"("plan":"pro","id":"ID","timestamp":"1767225901000"})");
   EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+
+  // Known to a session that is over, and appearing.
+  window->setHidden(true);
+  KOVA_setLastTrackedViewController(nullptr);
+  device.advance(301);
+  window->setHidden(false);
+  EXPECT_THAT(newPageviews(), ElementsAre("CartController:3"))
+      << "once, though asked for while it is described";
 
   enrichment->answer = [](UIViewController&) -> std::optional<Dictionary> {
     throw std::runtime_error("host");
