@@ -224,8 +224,7 @@ TEST_F(TrackerLifeCycleTest, ANewUploaderDoesNotWaitForTheRequestOfTheOneBefore)
 }
 
 TEST_F(TrackerLifeCycleTest, TheInstallationIsStoredAsSoonAsItsVersionIs) {
-  device.setOnline(false);
-  device.start();
+  device.start(device.optionsWithScreens());  // no pageview comes that would store it
   device.drain();
   EXPECT_EQ(storedCount("parts"), 1u);
 }
