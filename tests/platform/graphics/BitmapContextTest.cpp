@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 #include <limits>
 #include <stdexcept>
 
@@ -177,10 +177,10 @@ TEST(DrawTextTest, takesAnyText) {
   for (const std::string_view piece : {"word ", "W", "\n", "e\u0301\u0302", "\u2028"}) {
     std::string text;
     while (text.size() < 10'000'000) text += piece;
-    const auto begin = std::chrono::steady_clock::now();
+    const std::clock_t begin = std::clock();
     sizeOfText(text, Font::systemFont(900));
     inkOfText(text, CGRectMake(0, 0, 300, 200), {.numberOfLines = 0});
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2)) << piece;
+    EXPECT_LT(std::clock() - begin, 2 * CLOCKS_PER_SEC) << piece << ", of processor time";
   }
 }
 
