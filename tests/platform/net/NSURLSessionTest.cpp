@@ -315,6 +315,7 @@ class FaultyQueue : public DispatchQueue {
   void asyncLazily(Work work) override { async(std::move(work)); }
   std::shared_ptr<DispatchTimer> after(double, Work) override { return nullptr; }
   void waitUntilIdle() override {}
+  void waitForQueued() override {}
   bool isCurrent() const override { return false; }
 
  private:
