@@ -49,6 +49,8 @@ class DirectoryLock {
   DirectoryLock(const std::string& directory, int mode, IsTimeLeft isTimeLeft)
       : file_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     while (file_ >= 0 && ::flock(file_, mode | LOCK_NB) != 0) {
+      if (errno == EINTR) continue;
+      if (errno != EWOULDBLOCK) return;
       if (!isTimeLeft()) {
         isHeldByAnother_ = true;
         return;
@@ -56,13 +58,17 @@ class DirectoryLock {
       std::this_thread::sleep_for(kPause);
     }
   }
+  // Closing alone would leave the lock with a child that was forked meanwhile.
   ~DirectoryLock() {
-    if (file_ >= 0) ::close(file_);
+    if (file_ < 0) return;
+    ::flock(file_, LOCK_UN);
+    ::close(file_);
   }
   DirectoryLock(const DirectoryLock&) = delete;
   DirectoryLock& operator=(const DirectoryLock&) = delete;
 
-  // In vain: another process has kept it. A directory that cannot be opened has no lock to wait for.
+  // In vain: another process has kept it. A directory that cannot be opened, or whose file system knows no
+  // locks, has none to wait for.
   bool isHeldByAnother() const { return isHeldByAnother_; }
 
  private:
