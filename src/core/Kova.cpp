@@ -53,8 +53,8 @@ void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> optio
   const auto& mutationQueue = KOVA_serialStateQueue();
   const auto previous = KovaTracker::sharedTracker();
   if (previous) {
-    previous->stop();
-    // The new tracker loads what the old one is about to store.
+    previous->stop(envId);
+    // The new tracker loads what the old one is about to store. What is held is not waited for.
     mutationQueue->waitForAddedOperations();
   }
   KovaLogger& logger = KovaLogger::sharedInstance();

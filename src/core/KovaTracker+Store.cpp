@@ -24,16 +24,32 @@ bool KovaTracker::loadStored() {
 void KovaTracker::holdWorkWhileStoreIsUnreadable() {
   const MutexLock lock(storeMutex_);
   isStoreTakenUp_ = loadStored();
+  isHoldingWork_ = !isStoreTakenUp_ || mutationQueue_->isSuspended();  // see leaveStoreTo
   if (isStoreTakenUp_) return;
   KovaLogDebug(
       "What is stored cannot be read for the moment. Until it can, for %ld s at most, nothing is uploaded.",
       static_cast<long>(kLongestHold));
-  isHoldingWork_ = true;
   mutationQueue_->setSuspended(true);
 }
 
+// A user that the next tracker may still find stored is not made up now. The queue is suspended also when
+// this one has gone on with a user made up: the next one takes up what both share, with nobody else at it.
+void KovaTracker::leaveStoreTo(std::string_view nextAppId) {
+  {
+    const MutexLock lock(storeMutex_);
+    if (!isStoreTakenUp_ && nextAppId == appId_) {
+      mutationQueue_->setSuspended(true);
+      isHoldingWork_ = false;
+      return;
+    }
+  }
+  if (isHoldingWork_) takeUpStore(false);  // whoever is next waits for what is queued
+}
+
 void KovaTracker::takeUpStoreLater() {
-  takeUpStoreAfter(kStoreRetryInterval, kLongestHold - kStoreRetryInterval);
+  const MutexLock lock(storeMutex_);
+  const double seconds = isStoreTakenUp_ ? 0 : kStoreRetryInterval;
+  takeUpStoreAfter(seconds, kLongestHold - seconds);
 }
 
 void KovaTracker::takeUpStoreAfter(double seconds, double secondsLeft) {

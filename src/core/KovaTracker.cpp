@@ -141,10 +141,10 @@ void KovaTracker::enqueueLifecycleEvent() {
   queueManager_->persistQueuedEvents();
 }
 
-void KovaTracker::stop() {
+void KovaTracker::stop(std::string_view nextAppId) {
   static const SEL selector("stop");
   isStopped_ = true;
-  if (isHoldingWork_) takeUpStore(false);  // whoever is next waits for what is queued
+  leaveStoreTo(nextAppId);
   uploader_->stop();
   stopEVPairing();
   performSafelyOnMainQueueWithBlock(

@@ -71,7 +71,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   static void instrumentAutocaptureWithOptions(const KovaOptions& options);
 
   void start();
-  void stop();
+  // The tracker that replaces it is of the environment `nextAppId`.
+  void stop(std::string_view nextAppId);
   // Touches that wait go on waiting with this tracker when it is of the same environment; for another one
   // they are complete as they are, and stored. Main thread.
   void takeOverTouchesOf(KovaTracker& previous);
@@ -217,6 +218,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void takeUpStoreAfter(double seconds, double secondsLeft);
   // On the mutation queue, or on any thread while it is held. False when it is to be tried again.
   bool takeUpStore(bool mayWait);
+  void leaveStoreTo(std::string_view nextAppId);
   void setUpTelemetry() const;
   void enqueueLifecycleEvent();
 

@@ -29,10 +29,10 @@ class KISessionManager {
   // mutation queue.
   bool hasMostRecentPageviewInfo() const { return hasMostRecentPageviewInfo_; }
 
-  // 0: a new user without a pageview in this session; 1: a returning user without one; 2: at least one
-  // pageview.
   // Says late, before any pageview, that the user is new.
   void markNewUser();
+  // 0: a new user without a pageview in this session; 1: a returning user without one; 2: at least one
+  // pageview.
   std::int64_t zParam() const { return zParam_; }
   bool hasLoggedAnyPageviews() const { return zParam_ == 2; }
 

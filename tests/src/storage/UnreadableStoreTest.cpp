@@ -111,6 +111,23 @@ TEST_F(UnreadableStoreTest, ASecondInitializeDoesNotWaitForIt) {
   EXPECT_THAT(senders(), testing::Each("42: customEvent"));
 }
 
+// A wrapper and its app may both initialise, and most apps name their user at every start.
+TEST_F(UnreadableStoreTest, ASecondInitializeMakesUpNoUserEither) {
+  device.start();
+  Kova::track("Early");
+  Kova::identify("ada");
+  device.start();
+  Kova::track("Late");
+  makeReadable();
+  device.advance(0.5);
+  EXPECT_EQ(Kova::userId(), "42");
+  device.advance(15);
+  device.runUntil([this] { return senders().size() == 2; });
+  EXPECT_THAT(senders(), testing::Each("42: customEvent"));
+  EXPECT_EQ(device.stored("userId"), Value("42"));
+  EXPECT_TRUE(device.receivedTargets("/api/identify_v3").empty()) << "it is the stored name";
+}
+
 TEST_F(UnreadableStoreTest, QueuesAreMergedWithinTheirLimits) {
   KovaQueueManager queues(openStore(), {3, 2, 2});
   for (int i = 0; i < 4; ++i) {
