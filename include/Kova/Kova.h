@@ -45,7 +45,7 @@ class KOVA_EXPORT Kova {
   // "9.0.0"
   static std::string libVersion();
 
-  // 16 digits made up for an anonymous user; empty once the library has disabled itself.
+  // 16 digits made up for an anonymous user; empty while the store cannot be read, and after a failure.
   static std::optional<std::string> userId();
   // As given to identify, percent-encoded; none for an anonymous user.
   static std::optional<std::string> identity();

@@ -22,7 +22,8 @@ bool KIIdentityManager::load() {
   if (identity.isUnreadable() || userId.isUnreadable() || properties.isUnreadable()) return false;
   isLoaded_ = true;
 
-  if (hasChangedUnloaded_) {
+  const bool isStoredPerson = identity && urlEncodedIdentity() == identity.value();
+  if (hasChangedUnloaded_ && !isStoredPerson) {
     persistentStore_->changeInOneStep([this] {
       storeIdentity();
       storeUser();

@@ -34,8 +34,9 @@ class KIIdentityManager {
   // False while the store cannot be read: then there is no user, and its id is empty, until assumeUser().
   bool load();
   // Makes up a user, unless there is one already. As long as load() has not succeeded nothing is stored; when
-  // it does, the stored user takes the place of the one made up, unless that one has been identified or reset
-  // meanwhile. Event properties that were changed meanwhile are changed in the stored ones.
+  // it does, the stored user takes the place of the one made up, unless that one has been reset or identified
+  // under another name meanwhile. Event properties that were changed meanwhile are changed in the stored
+  // ones.
   void assumeUser();
 
   static void removeFromPersistentStore(KovaPersistentStore& store);

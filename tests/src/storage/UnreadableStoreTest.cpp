@@ -141,16 +141,19 @@ TEST_F(UnreadableStoreTest, QueuesAreMergedWithinTheirLimits) {
   EXPECT_EQ(device.stored("parts"), Value(Array{{{"n", 2}}, {{"n", 3}}}));
 }
 
-TEST_F(UnreadableStoreTest, WhoWasNamedOrResetMeanwhileStaysSo) {
-  KIIdentityManager named(openStore()), reset(openStore()), untouched(openStore());
-  for (KIIdentityManager* each : {&named, &reset, &untouched}) each->assumeUser();
+TEST_F(UnreadableStoreTest, WhoWasRenamedOrResetMeanwhileStaysSo) {
+  KIIdentityManager named(openStore()), reset(openStore()), untouched(openStore()), known(openStore());
+  for (KIIdentityManager* each : {&named, &reset, &untouched, &known}) each->assumeUser();
   const std::string madeUp = reset.userId();
   named.setUrlEncodedIdentity("bob");
+  known.setUrlEncodedIdentity("ada");
   reset.resetIdentity();
   EXPECT_FALSE(reset.load());
   makeReadable();
-  EXPECT_TRUE(untouched.load());
-  EXPECT_EQ(untouched.ampersandPrefixedUserInfoQueryParameters(), "&u=42&i=ada");
+  for (KIIdentityManager* each : {&untouched, &known}) {
+    EXPECT_TRUE(each->load());
+    EXPECT_EQ(each->ampersandPrefixedUserInfoQueryParameters(), "&u=42&i=ada");
+  }
   EXPECT_TRUE(reset.load());
   EXPECT_EQ(reset.ampersandPrefixedUserInfoQueryParameters(), "&u=" + madeUp);
   EXPECT_FALSE(device.stored("identity"));
