@@ -24,11 +24,14 @@ bool isPassing(std::int64_t code) {
   return std::find(std::begin(kPassing), std::end(kPassing), code) != std::end(kPassing);
 }
 
-bool isArrayOfDictionaries(const std::optional<std::string>& data) {
+// None unless the data is an array of dictionaries.
+std::optional<Array> messagesIn(const std::optional<std::string>& data) {
   const auto object = data ? NSJSONSerialization::JSONObjectWithData(*data) : std::nullopt;
-  return object && object->isArray() && !object->array().empty() &&
-         std::all_of(object->array().begin(), object->array().end(),
-                     [](const Value& item) { return item.isDictionary(); });
+  if (!object || !object->isArray() || object->array().empty()) return std::nullopt;
+  const Array& items = object->array();
+  const bool areDictionaries =
+      std::all_of(items.begin(), items.end(), [](const Value& item) { return item.isDictionary(); });
+  return areDictionaries ? std::optional(items) : std::nullopt;
 }
 
 }  // namespace
@@ -140,8 +143,9 @@ void KovaPersistentStore::removeJSONObjectDataFromDisk(std::string_view fileName
   if (const auto path = pathOf(fileName)) fileManager_.removeItem(*path);
 }
 
-std::vector<std::string> KovaPersistentStore::sweepLeftovers(const FileNames& known) const {
-  std::vector<std::pair<double, std::string>> byAge;
+std::vector<KovaPersistentStore::Leftover> KovaPersistentStore::sweepLeftovers(
+    const Names& known, const Names& messageIds) const {
+  std::vector<std::pair<double, Leftover>> byAge;
   const auto names = cacheUrl_ ? fileManager_.contentsOfDirectory(cacheUrl_->path()) : std::nullopt;
   for (const std::string& name : names.value_or(std::vector<std::string>())) {
     if (name.ends_with(".partial")) {
@@ -149,19 +153,33 @@ std::vector<std::string> KovaPersistentStore::sweepLeftovers(const FileNames& kn
       continue;
     }
     if (known.contains(name)) continue;
-    const std::string path = *pathOf(name);
-    const auto attributes = fileManager_.attributes(path);
+    const auto attributes = fileManager_.attributes(*pathOf(name));
     const auto* facts = std::get_if<FileAttributes>(&attributes);
-    const bool isSettled = facts && facts->secondsSinceModification > kSettledAfter;
-    // What could not be removed once it was sent would be sent again at every start.
-    if (!isSettled || !fileManager_.isDeletableFile(path)) continue;
-    if (isArrayOfDictionaries(fileManager_.contents(path)))
-      byAge.emplace_back(-facts->secondsSinceModification, name);
+    if (!facts) continue;
+    const double age = facts->secondsSinceModification;
+    if (auto found = leftover(name, age, messageIds)) byAge.emplace_back(-age, std::move(*found));
   }
-  std::sort(byAge.begin(), byAge.end());
-  std::vector<std::string> oldestFirst;
-  for (auto& [age, name] : byAge) oldestFirst.push_back(std::move(name));
+  std::sort(byAge.begin(), byAge.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<Leftover> oldestFirst;
+  for (auto& [age, found] : byAge) oldestFirst.push_back(std::move(found));
   return oldestFirst;
+}
+
+std::optional<KovaPersistentStore::Leftover> KovaPersistentStore::leftover(const std::string& fileName,
+                                                                           double age,
+                                                                           const Names& messageIds) const {
+  const std::string path = *pathOf(fileName);
+  const bool isSettled = age > kSettledAfter;
+  // What could not be removed once it was sent would be sent again at every start.
+  if ((!isSettled && messageIds.empty()) || !fileManager_.isDeletableFile(path)) return std::nullopt;
+  const auto messages = messagesIn(fileManager_.contents(path));
+  if (!messages) return std::nullopt;
+  Leftover found{fileName, {}};
+  for (const Value& message : *messages) {
+    const Value* id = message.dictionary().find("id");
+    if (id && id->isString() && messageIds.contains(id->text())) found.messageIds.emplace(id->text());
+  }
+  return isSettled || !found.messageIds.empty() ? std::optional(std::move(found)) : std::nullopt;
 }
 
 std::optional<std::string> KovaPersistentStore::pathOf(std::string_view fileName) const {

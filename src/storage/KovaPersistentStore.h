@@ -73,11 +73,18 @@ class KovaPersistentStore {
   platform::Reading<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const;
   void removeJSONObjectDataFromDisk(std::string_view fileName) const;
   // Removes what a killed process has half written, and answers, oldest first, which other files than the
-  // known ones it has left behind: arrays of dictionaries that nobody has touched for a minute.
-  using FileNames = std::set<std::string, std::less<>>;
-  std::vector<std::string> sweepLeftovers(const FileNames& known) const;
+  // known ones it has left behind: arrays of dictionaries that nobody has touched for a minute, and younger
+  // ones that hold messages of the given ids, which are named then.
+  using Names = std::set<std::string, std::less<>>;
+  struct Leftover {
+    std::string fileName;
+    Names messageIds;  // of those given
+  };
+  std::vector<Leftover> sweepLeftovers(const Names& known, const Names& messageIds) const;
 
  private:
+  // None for what is no leftover.
+  std::optional<Leftover> leftover(const std::string& fileName, double age, const Names& messageIds) const;
   // None without a directory, or for a name that is no file's in it.
   std::optional<std::string> pathOf(std::string_view fileName) const;
   bool hasFailedInEarlierProcess(std::string_view fileName) const;

@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::string_view kMessagesKey = "messages";
 constexpr std::string_view kMessagesIdentifierKey = "messagesIdentifier";
+constexpr std::string_view kIdKey = "id";  // of a message
 constexpr std::string_view kSendTimeParameter = "&st=";
 // Stored messages and batches may exceed their limits by this much before a store counts as excessive; URLs
 // may not.
@@ -41,8 +42,9 @@ void removeFirst(std::vector<Item>& items, const Item& item) {
   if (found != items.end()) items.erase(found);
 }
 
-const Value* stringIn(const Dictionary& batch, std::string_view key) {
-  const Value* value = batch.find(key);
+template <class Entries>
+const Value* stringIn(const Entries& entries, std::string_view key) {
+  const Value* value = entries.find(key);
   return value && value->isString() ? value : nullptr;
 }
 
@@ -228,22 +230,34 @@ void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
 
 void KovaQueueManager::adoptLeftovers() {
   if (!isLoaded_) return;  // nobody knows which files have no row
-  KovaPersistentStore::FileNames named;
+  KovaPersistentStore::Names named;
   const auto noteName = [&named](const Batch& batch) {
     if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) named.emplace(fileName->text());
   };
   std::for_each(queuedMessageBatches_.begin(), queuedMessageBatches_.end(), noteName);
   std::for_each(messageBatchesInFlight_.begin(), messageBatchesInFlight_.end(), noteName);
+  KovaPersistentStore::Names waiting;
+  for (const MutableDictionary& message : queuedEvents_) {
+    if (const Value* id = stringIn(message, kIdKey)) waiting.emplace(id->text());
+  }
 
   std::size_t count = 0;
-  for (const std::string& fileName : persistentStore_->sweepLeftovers(named)) {
+  KovaPersistentStore::Names batched;
+  for (KovaPersistentStore::Leftover& leftover : persistentStore_->sweepLeftovers(named, waiting)) {
     if (!canEnqueueMessage()) break;
-    queuedMessageBatches_.push_back(Dictionary{{kMessagesIdentifierKey, fileName}});
+    queuedMessageBatches_.push_back(Dictionary{{kMessagesIdentifierKey, leftover.fileName}});
+    batched.merge(leftover.messageIds);
     ++count;
   }
   if (count == 0) return;
   KovaLogDebug("Took up %ld message batches that were left behind", static_cast<long>(count));
   persistQueuedMessageBatches();
+  if (batched.empty()) return;
+  std::erase_if(queuedEvents_, [&batched](const MutableDictionary& message) {
+    const Value* id = stringIn(message, kIdKey);
+    return id && batched.contains(id->text());
+  });
+  persistQueuedEvents();
 }
 
 void KovaQueueManager::persistQueuedEvents() {

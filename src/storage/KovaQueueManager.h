@@ -96,7 +96,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void cleanUpSentMessageBatch(const Batch& batch);
 
   // Takes up the batches whose files a killed process, a lost database or a failing disk has left without a
-  // row, behind those that wait and within their limit. Once, before the first pass; reads each such file.
+  // row, behind those that wait and within their limit; messages that such a file holds wait no longer. Once,
+  // before the first pass; reads each such file.
   void adoptLeftovers();
 
   // Each writes the whole queue. Messages that have become a batch are not taken out of the store before the

@@ -1,11 +1,8 @@
 #include "src/storage/KovaQueueManager.h"
 
-#include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <cmath>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 
@@ -326,40 +323,6 @@ TEST_F(KovaQueueManagerTest, KeepsABatchThatCannotBeReadForTheMomentAndAllBehind
   reopen();
   EXPECT_EQ(dequeuedBody(), body("1767225600000", R"([{"n":1}])"));
   EXPECT_EQ(device.logLinesWith("Failed to serialize").size(), 1u);
-}
-
-TEST_F(KovaQueueManagerTest, TakesUpFilesThatNoRowNames) {
-  const std::string folder = device.batchDirectory() + "/";
-  const auto leave = [&](const std::string& name, const char* contents, time_t secondsAgo) {
-    NSFileManager().createFile(folder + name, contents);
-    const timespec then{std::time(nullptr) - secondsAgo, 0};
-    const timespec times[2] = {then, then};
-    EXPECT_EQ(utimensat(AT_FDCWD, (folder + name).c_str(), times, 0), 0);
-  };
-  device.store("queuedMessageBatches", Array{{{"messagesIdentifier", "named"}}});
-  reopen();
-  leave("named", R"([{"n":0}])", 500);
-  leave("younger", R"([{"n":2}])", 61);
-  leave("older", R"([{"n":1}])", 5000);
-  leave("too young", R"([{"n":9}])", 30);
-  leave("list of others", R"([{"n":9},1])", 500);
-  leave("empty", "[]", 500);
-  leave("no json", "[{", 500);
-  leave("B.17.partial", R"([{"n":9}])", 0);
-  queues->adoptLeftovers();
-  EXPECT_EQ(
-      storedText("queuedMessageBatches"),
-      R"([{"messagesIdentifier":"named"},{"messagesIdentifier":"older"},{"messagesIdentifier":"younger"}])");
-  EXPECT_FALSE(std::filesystem::exists(folder + "B.17.partial"));
-  EXPECT_EQ(device.batchFiles().size(), 7u);
-  dequeuedBody();  // in flight, and so not left behind
-  queues->adoptLeftovers();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
-
-  std::filesystem::remove(folder + "named");
-  storeBatches(199);
-  queues->adoptLeftovers();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 200u);
 }
 
 TEST_F(KovaQueueManagerTest, RefusesAMessageThatNoJSONCanBeMadeOf) {
