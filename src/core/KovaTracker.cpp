@@ -133,6 +133,8 @@ void KovaTracker::setUpTelemetry() const {
 
 void KovaTracker::enqueueLifecycleEvent() {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Lifecycle Event");
+  // The event could not be stored, but the version would be. The next start tells.
+  if (!queueManager_->isLoaded()) return;
   const auto event = KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(*options_);
   if (!event) return;
   injectPageviewsIfNeeded();
