@@ -21,7 +21,7 @@ using boost::system::error_code;
 
 // Asio unloads OpenSSL's modules when the last of these goes, which is at exit, under the transfer thread. So
 // one stays.
-const auto& keepsModules [[maybe_unused]] = *new asio::ssl::detail::openssl_init<>;
+[[gnu::used]] const auto* const keepsModules = new asio::ssl::detail::openssl_init<>;
 
 // Trusts the system's certificates, or those of the file.
 asio::ssl::context makeTLSContext(const std::string& certificateAuthorityFile) {
