@@ -22,9 +22,11 @@ enum class OnException { Bail, Report };
 // Hands the exception in flight to the bailer. Called inside a catch block.
 void registerCurrentException(const Place& place, OnException onException) noexcept;
 
+// A forced unwind is caught by a reference to nothing, which the undefined-behaviour sanitizer must not see.
 template <class Work>
-void guarded(const Place& place, Work&& work, OnException onException = OnException::Bail,
-             WhenBailed whenBailed = WhenBailed::Skip) {
+__attribute__((no_sanitize("undefined"))) void guarded(const Place& place, Work&& work,
+                                                       OnException onException = OnException::Bail,
+                                                       WhenBailed whenBailed = WhenBailed::Skip) {
   try {
     if (whenBailed == WhenBailed::Skip && KIBailer::sharedBailer().isBailed()) return;
     std::forward<Work>(work)();
