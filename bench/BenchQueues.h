@@ -6,8 +6,8 @@
 #include "bench/BenchHost.h"
 #include "platform/foundation/NSJSONSerialization.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
-#include "src/storage/KovaPersistentStore.h"
 #include "src/storage/KovaQueueManager.h"
+#include "src/storage/store/KovaPersistentStore.h"
 
 // The queues of the tracker that is running, read where they belong: on the mutation queue. A measurement
 // that records nothing would be a fast one, and is found out here.

@@ -10,7 +10,7 @@
 #include "platform/foundation/Value.h"
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 
 using platform::Dictionary;
 using platform::Value;

@@ -5,7 +5,7 @@
 #include "bench/BenchQueues.h"
 #include "platform/dispatch/Scheduler.h"
 #include "platform/uikit/UIKit.h"
-#include "src/pageviews/UIViewController+PageviewCapture.h"
+#include "src/core/tracker/UIViewController+PageviewCapture.h"
 
 namespace {
 

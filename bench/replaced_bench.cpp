@@ -4,13 +4,13 @@
 
 #include "bench/BenchHost.h"
 #include "bench/BenchScreen.h"
-#include "src/autocapture/UIApplication+DispatchState.h"
-#include "src/autocapture/UIApplication+EventInterceptor.h"
-#include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
+#include "src/core/KovaUtil.h"
 #include "src/core/NSObject+Retained.h"
-#include "src/events/KovaUtil.h"
-#include "src/pageviews/UIViewController+PageviewCapture.h"
+#include "src/core/UIApplication+DispatchState.h"
+#include "src/core/tracker/UIApplication+EventInterceptor.h"
+#include "src/core/tracker/UIGestureRecognizer+EventInterceptor.h"
+#include "src/core/tracker/UIViewController+PageviewCapture.h"
 
 namespace {
 

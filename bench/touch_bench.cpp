@@ -7,9 +7,9 @@
 #include "bench/BenchScreen.h"
 #include "platform/dispatch/Scheduler.h"
 #include "src/autocapture/KIViewAncestry.h"
-#include "src/autocapture/UIApplication+EventInterceptor.h"
-#include "src/core/KovaTracker.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
+#include "src/core/tracker/KovaTracker.h"
+#include "src/core/tracker/UIApplication+EventInterceptor.h"
 
 namespace {
 

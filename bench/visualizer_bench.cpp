@@ -7,7 +7,7 @@
 #include "bench/BenchCatalog.h"
 #include "bench/BenchHost.h"
 #include "platform/foundation/Base64.h"
-#include "src/core/KovaTracker.h"
+#include "src/core/tracker/KovaTracker.h"
 #include "src/visualizer/KIScreenshot.h"
 #include "src/visualizer/KovaEventVisualizerContext.h"
 

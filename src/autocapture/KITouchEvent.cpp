@@ -6,9 +6,9 @@
 #include "platform/uikit/UITouch.h"
 #include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
+#include "src/core/KovaUtil.h"
 #include "src/core/NSObject+ClassOf.h"
 #include "src/core/NSObject+Retained.h"
-#include "src/events/KovaUtil.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 
 using namespace platform;

@@ -10,8 +10,8 @@
 #include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/UIResponder+KovaAncestry.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
+#include "src/core/KIHierarchyLimit.h"
 #include "src/core/KovaLogger.h"
-#include "src/pageviews/KIHierarchyLimit.h"
 
 using namespace platform;
 

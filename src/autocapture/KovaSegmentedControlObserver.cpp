@@ -4,8 +4,8 @@
 
 #include "platform/uikit/UIEvent.h"
 #include "platform/uikit/UISegmentedControl.h"
-#include "src/autocapture/UIApplication+DispatchState.h"
 #include "src/core/Guard.h"
+#include "src/core/UIApplication+DispatchState.h"
 
 using namespace platform;
 

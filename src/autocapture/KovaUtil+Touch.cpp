@@ -11,7 +11,7 @@
 #include "platform/uikit/UIViewController.h"
 #include "src/autocapture/KovaTextureUtilities.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 
 using namespace platform;
 

@@ -3,11 +3,11 @@
 #include "platform/runtime/AddedMethod.h"
 #include "platform/uikit/UIButton.h"
 #include "platform/uikit/UITableViewCell.h"
+#include "src/core/KIHierarchyLimit.h"
 #include "src/core/KovaLogger.h"
+#include "src/core/KovaUtil.h"
 #include "src/core/NSObject+Retained.h"
 #include "src/core/NSObject+TextForKey.h"
-#include "src/events/KovaUtil.h"
-#include "src/pageviews/KIHierarchyLimit.h"
 
 using namespace platform;
 

@@ -1,6 +1,6 @@
 #include "src/events/KIEvent.h"
 
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 
 KIEvent::KIEvent(std::string kind, int appVisibilityState)
     : moment_(KIMoment::now()),

@@ -1,6 +1,6 @@
 #include "src/events/KIMoment.h"
 
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 #include "src/identity/KIIdentityManager.h"
 #include "src/identity/KISessionManager.h"
 

@@ -6,7 +6,7 @@
 #include "platform/foundation/Format.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/uikit/UIDevice.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 
 using namespace platform;
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "src/core/KovaInputTransformer.h"
+#include "src/core/KovaUtil.h"
 #include "src/events/KIEvent.h"
 #include "src/events/KovaAppProperties.h"
-#include "src/events/KovaUtil.h"
 #include "src/identity/KIIdentityManager.h"
 #include "src/identity/KISessionManager.h"
 

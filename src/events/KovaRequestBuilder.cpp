@@ -5,9 +5,9 @@
 #include "platform/foundation/Format.h"
 #include "platform/net/NSURLRequest.h"
 #include "src/core/KovaLogger.h"
+#include "src/core/KovaUtil.h"
 #include "src/events/KovaAppProperties.h"
 #include "src/events/KovaURLString.h"
-#include "src/events/KovaUtil.h"
 #include "src/identity/KIIdentityManager.h"
 #include "src/identity/KISessionManager.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "platform/foundation/Text.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 #include "src/identity/KISessionManager.h"
 
 using namespace platform;

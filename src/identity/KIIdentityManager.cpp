@@ -2,10 +2,10 @@
 
 #include <Kova/KovaConstants.h>
 
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 #include "src/identity/KIIdUtil.h"
-#include "src/storage/KovaPersistentStore.h"
-#include "src/storage/OneAnEnvironment.h"
+#include "src/storage/store/KovaPersistentStore.h"
+#include "src/storage/store/OneAnEnvironment.h"
 
 using namespace platform;
 

@@ -1,6 +1,6 @@
 #include "src/identity/KISessionManager.h"
 
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 
 using namespace platform;
 

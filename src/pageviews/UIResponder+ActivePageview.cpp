@@ -6,7 +6,7 @@
 #include "platform/runtime/AddedMethod.h"
 #include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
-#include "src/pageviews/KIHierarchyLimit.h"
+#include "src/core/KIHierarchyLimit.h"
 #include "src/pageviews/UIWindow+KOVA.h"
 
 using namespace platform;

@@ -3,7 +3,7 @@
 #include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 #include "src/pageviews/UIWindowScene+KOVA.h"
 
 using namespace platform;

@@ -4,8 +4,8 @@
 #include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
-#include "src/events/KovaUtil.h"
-#include "src/pageviews/KIHierarchyLimit.h"
+#include "src/core/KIHierarchyLimit.h"
+#include "src/core/KovaUtil.h"
 #include "src/pageviews/UIWindowScene+KOVA.h"
 
 using namespace platform;

@@ -9,10 +9,10 @@
 #include "platform/foundation/Format.h"
 #include "platform/foundation/NSJSONSerialization.h"
 #include "src/core/KovaLogger.h"
+#include "src/core/KovaUtil.h"
 #include "src/events/KovaMessageBuilder.h"
-#include "src/events/KovaUtil.h"
-#include "src/storage/KovaPersistentStore.h"
-#include "src/storage/OneAnEnvironment.h"
+#include "src/storage/store/KovaPersistentStore.h"
+#include "src/storage/store/OneAnEnvironment.h"
 
 using namespace platform;
 

@@ -5,11 +5,11 @@
 #include "platform/net/NSHTTPURLResponse.h"
 #include "platform/uikit/UIApplication.h"
 #include "src/core/Guard.h"
-#include "src/core/KovaEndpoints.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/events/KovaRequestBuilder.h"
 #include "src/storage/KovaReachability.h"
+#include "src/telemetry/CaptureEndpoint.h"
 
 using namespace platform;
 

@@ -7,7 +7,7 @@
 #include "platform/foundation/Format.h"
 #include "platform/foundation/NSJSONSerialization.h"
 #include "platform/net/NSURLSession.h"
-#include "src/core/KovaEndpoints.h"
+#include "src/telemetry/CaptureEndpoint.h"
 
 using namespace platform;
 

@@ -3,9 +3,9 @@
 #include <Kova/KovaAutocaptureEnrichmentDelegate.h>
 
 #include "platform/uikit/UITapGestureRecognizer.h"
-#include "src/autocapture/UIApplication+DispatchState.h"
 #include "src/core/KIBailer.h"
-#include "src/core/KovaTracker.h"
+#include "src/core/UIApplication+DispatchState.h"
+#include "src/core/tracker/KovaTracker.h"
 #include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;

@@ -3,13 +3,13 @@
 #include "platform/runtime/Method.h"
 #include "platform/uikit/UIEvent.h"
 #include "platform/uikit/UITapGestureRecognizer.h"
-#include "src/autocapture/NSObject+KovaMethodSwizzling.h"
-#include "src/autocapture/UIApplication+DispatchState.h"
-#include "src/autocapture/UIApplication+EventInterceptor.h"
-#include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KIBailer.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
+#include "src/core/NSObject+KovaMethodSwizzling.h"
+#include "src/core/UIApplication+DispatchState.h"
+#include "src/core/tracker/UIApplication+EventInterceptor.h"
+#include "src/core/tracker/UIGestureRecognizer+EventInterceptor.h"
 #include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;

@@ -2,9 +2,9 @@
 
 #include "src/autocapture/KovaSegmentedControlObserver.h"
 
-#include "src/autocapture/UIApplication+DispatchState.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
+#include "src/core/UIApplication+DispatchState.h"
 #include "tests/src/autocapture/CaptureFixture.h"
 
 using namespace platform;

@@ -2,7 +2,7 @@
 
 #include "src/autocapture/KITouchEventCache.h"
 
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 #include "src/identity/KISessionManager.h"
 #include "tests/src/autocapture/CaptureFixture.h"
 

@@ -3,7 +3,7 @@
 #include "platform/uikit/UIKeyboardLayoutStar.h"
 #include "src/autocapture/KITouchEvent.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 #include "tests/src/autocapture/CaptureFixture.h"
 

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <stdlib.h>
 
-#include "src/core/KovaEndpoints.h"
+#include "src/telemetry/CaptureEndpoint.h"
 #include "src/telemetry/KITelemetry.h"
 #include "tests/support/SimulatedDevice.h"
 

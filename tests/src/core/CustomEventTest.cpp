@@ -4,7 +4,7 @@
 
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
 

@@ -1,7 +1,7 @@
 #include "src/events/KovaMessageBuilder.h"
 
 #include "src/events/KIEvent.h"
-#include "src/identity/KILifecycleEvent.h"
+#include "src/identity/lifecycle/KILifecycleEvent.h"
 #include "tests/src/events/MessageFixture.h"
 
 using namespace platform;

@@ -1,4 +1,4 @@
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

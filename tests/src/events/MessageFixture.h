@@ -12,7 +12,7 @@
 #include "src/events/KovaRequestBuilder.h"
 #include "src/identity/KIIdentityManager.h"
 #include "src/identity/KISessionManager.h"
-#include "src/storage/KovaPersistentStore.h"
+#include "src/storage/store/KovaPersistentStore.h"
 #include "tests/support/SimulatedDevice.h"
 
 // What messages and pixel requests are made of, on a simulated device: a user and a session with fixed ids.

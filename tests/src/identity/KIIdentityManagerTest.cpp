@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "src/storage/KovaPersistentStore.h"
+#include "src/storage/store/KovaPersistentStore.h"
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;

@@ -1,4 +1,4 @@
-#include "src/identity/KILifecycle.h"
+#include "src/identity/lifecycle/KILifecycle.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 #include "platform/foundation/NSUserDefaults.h"
 #include "src/core/KIBailer.h"
 #include "src/core/KovaLogger.h"
-#include "src/identity/KILifecycleEvent.h"
+#include "src/identity/lifecycle/KILifecycleEvent.h"
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;

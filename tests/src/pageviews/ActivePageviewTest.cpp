@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/uikit/UINavigationController.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 #include "src/pageviews/UIView+Visibility.h"
 #include "src/pageviews/UIWindow+KOVA.h"
 #include "src/pageviews/UIWindowScene+KOVA.h"

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "src/core/KovaTracker.h"
+#include "src/core/tracker/KovaTracker.h"
 #include "tests/src/pageviews/Screens.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"

@@ -12,7 +12,7 @@
 #include "platform/uikit/UINavigationController.h"
 #include "platform/uikit/UITabBarController.h"
 #include "src/core/KIBailer.h"
-#include "src/pageviews/UIViewController+PageviewCapture.h"
+#include "src/core/tracker/UIViewController+PageviewCapture.h"
 #include "tests/src/pageviews/Screens.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"

@@ -8,8 +8,8 @@
 #include <filesystem>
 
 #include "platform/foundation/NSFileManager.h"
-#include "src/storage/KovaPersistentStore.h"
 #include "src/storage/KovaQueueManager.h"
+#include "src/storage/store/KovaPersistentStore.h"
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;

@@ -9,8 +9,8 @@
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/UserDefaultsDatabase.h"
 #include "src/identity/KIIdentityManager.h"
-#include "src/storage/KovaPersistentStore.h"
 #include "src/storage/KovaQueueManager.h"
+#include "src/storage/store/KovaPersistentStore.h"
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;

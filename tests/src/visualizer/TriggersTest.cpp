@@ -4,8 +4,8 @@
 
 #include "platform/simulator/SimulatedUser.h"
 #include "platform/uikit/UIKit.h"
+#include "src/core/tracker/KIEVTriggerDetection.h"
 #include "src/visualizer/KIAlertContainerViewController.h"
-#include "src/visualizer/KIEVTriggerDetection.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
 

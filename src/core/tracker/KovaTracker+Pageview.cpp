@@ -3,8 +3,8 @@
 #include <Kova/KovaConstants.h>
 
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaTracker.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
+#include "src/core/tracker/KovaTracker.h"
 #include "src/visualizer/KovaEventRecording.h"
 
 using namespace platform;

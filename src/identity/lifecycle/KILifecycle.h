@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "src/identity/KILifecycleVersion.h"
+#include "src/identity/lifecycle/KILifecycleVersion.h"
 
 class KILifecycleEvent;
 class KovaOptions;

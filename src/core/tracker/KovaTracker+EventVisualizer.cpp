@@ -4,8 +4,8 @@
 
 #include "platform/foundation/NSProcessInfo.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaTracker.h"
-#include "src/visualizer/KIEVTriggerDetection.h"
+#include "src/core/tracker/KIEVTriggerDetection.h"
+#include "src/core/tracker/KovaTracker.h"
 #include "src/visualizer/KovaEventRecording.h"
 #include "src/visualizer/KovaEventVisualizer.h"
 

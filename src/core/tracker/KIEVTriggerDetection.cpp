@@ -1,4 +1,4 @@
-#include "src/visualizer/KIEVTriggerDetection.h"
+#include "src/core/tracker/KIEVTriggerDetection.h"
 
 #include <Kova/KovaOptions.h>
 
@@ -12,7 +12,7 @@
 #include "platform/uikit/UIWindow.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaTracker.h"
+#include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
 

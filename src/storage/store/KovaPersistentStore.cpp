@@ -1,4 +1,4 @@
-#include "src/storage/KovaPersistentStore.h"
+#include "src/storage/store/KovaPersistentStore.h"
 
 #include <algorithm>
 #include <cerrno>

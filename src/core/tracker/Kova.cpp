@@ -5,8 +5,8 @@
 #include "platform/foundation/NSException.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaTracker.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
 

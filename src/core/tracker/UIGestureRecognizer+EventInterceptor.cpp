@@ -1,10 +1,10 @@
-#include "src/autocapture/UIGestureRecognizer+EventInterceptor.h"
+#include "src/core/tracker/UIGestureRecognizer+EventInterceptor.h"
 
 #include <mutex>
 
 #include "src/core/Guard.h"
-#include "src/core/KovaTracker.h"
 #include "src/core/NSObject+Retained.h"
+#include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
 

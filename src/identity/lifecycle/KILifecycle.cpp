@@ -1,4 +1,4 @@
-#include "src/identity/KILifecycle.h"
+#include "src/identity/lifecycle/KILifecycle.h"
 
 #include <Kova/KovaOptions.h>
 
@@ -9,8 +9,8 @@
 #include "platform/foundation/NSUserDefaults.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
-#include "src/events/KovaUtil.h"
-#include "src/identity/KILifecycleEvent.h"
+#include "src/core/KovaUtil.h"
+#include "src/identity/lifecycle/KILifecycleEvent.h"
 
 using namespace platform;
 

@@ -2,8 +2,8 @@
 
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaTracker.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
+#include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
 

@@ -1,4 +1,4 @@
-#include "src/core/KovaTracker.h"
+#include "src/core/tracker/KovaTracker.h"
 
 #include <algorithm>
 #include <mutex>
@@ -9,8 +9,8 @@
 #include "platform/uikit/UIWindowScene.h"
 #include "src/core/KovaEndpoints.h"
 #include "src/core/KovaLogger.h"
-#include "src/identity/KILifecycle.h"
-#include "src/identity/KILifecycleEvent.h"
+#include "src/identity/lifecycle/KILifecycle.h"
+#include "src/identity/lifecycle/KILifecycleEvent.h"
 #include "src/storage/KovaSharedURLSession.h"
 #include "src/telemetry/KITelemetry.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "src/events/KIEvent.h"
-#include "src/identity/KILifecycleVersion.h"
+#include "src/identity/lifecycle/KILifecycleVersion.h"
 
 // The app's first run after an installation or an upgrade.
 class KILifecycleEvent : public KIEvent {

@@ -4,7 +4,7 @@
 
 #include "platform/foundation/String.h"
 #include "platform/uikit/UIGestureRecognizer.h"
-#include "src/autocapture/NSObject+KovaMethodSwizzling.h"
+#include "src/core/NSObject+KovaMethodSwizzling.h"
 
 // How gestures reach the library: replacements of methods of UIGestureRecognizer, which hand each call to an
 // interceptor after the implementation that they replaced. No exception of the library leaves them. Main

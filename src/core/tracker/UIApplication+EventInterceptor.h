@@ -2,7 +2,7 @@
 
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/uikit/UIApplication.h"
-#include "src/autocapture/NSObject+KovaMethodSwizzling.h"
+#include "src/core/NSObject+KovaMethodSwizzling.h"
 
 // How touches, actions, ended field edits, snapshots and shakes reach the library: replacements of methods of
 // UIApplication, which hand each call to an interceptor and to the implementation that they replaced. A touch

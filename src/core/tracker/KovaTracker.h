@@ -24,9 +24,9 @@
 #include "src/events/KovaRequestBuilder.h"
 #include "src/identity/KIIdentityManager.h"
 #include "src/identity/KISessionManager.h"
-#include "src/storage/KovaPersistentStore.h"
 #include "src/storage/KovaQueueManager.h"
 #include "src/storage/KovaUploader.h"
+#include "src/storage/store/KovaPersistentStore.h"
 #include "src/visualizer/KovaOpenURLParser.h"
 
 class KovaEventRecording;

@@ -1,4 +1,4 @@
-#include "src/autocapture/UIApplication+DispatchState.h"
+#include "src/core/UIApplication+DispatchState.h"
 
 #include <utility>
 

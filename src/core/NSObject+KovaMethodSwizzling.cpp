@@ -1,4 +1,4 @@
-#include "src/autocapture/NSObject+KovaMethodSwizzling.h"
+#include "src/core/NSObject+KovaMethodSwizzling.h"
 
 #include "src/core/KIBailer.h"
 

@@ -3,7 +3,7 @@
 
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaTracker.h"
+#include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
 

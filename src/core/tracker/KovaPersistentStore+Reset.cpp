@@ -2,9 +2,9 @@
 
 #include "src/core/KovaLogger.h"
 #include "src/identity/KIIdentityManager.h"
-#include "src/storage/KovaPersistentStore.h"
 #include "src/storage/KovaQueueManager.h"
-#include "src/storage/OneAnEnvironment.h"
+#include "src/storage/store/KovaPersistentStore.h"
+#include "src/storage/store/OneAnEnvironment.h"
 
 using namespace platform;
 

@@ -1,4 +1,4 @@
-#include "src/identity/KILifecycleEvent.h"
+#include "src/identity/lifecycle/KILifecycleEvent.h"
 
 using namespace platform;
 

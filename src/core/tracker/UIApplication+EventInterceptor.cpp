@@ -1,4 +1,4 @@
-#include "src/autocapture/UIApplication+EventInterceptor.h"
+#include "src/core/tracker/UIApplication+EventInterceptor.h"
 
 #include <Kova/KovaConstants.h>
 
@@ -8,11 +8,11 @@
 #include "platform/uikit/UIGestureRecognizer.h"
 #include "platform/uikit/UITextField.h"
 #include "platform/uikit/UITouch.h"
-#include "src/autocapture/UIApplication+DispatchState.h"
 #include "src/core/Guard.h"
-#include "src/core/KovaTracker.h"
+#include "src/core/KovaUtil.h"
 #include "src/core/NSObject+Retained.h"
-#include "src/events/KovaUtil.h"
+#include "src/core/UIApplication+DispatchState.h"
+#include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
 

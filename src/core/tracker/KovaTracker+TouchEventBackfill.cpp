@@ -1,6 +1,6 @@
 // Touches that were waiting when their session began.
 
-#include "src/core/KovaTracker.h"
+#include "src/core/tracker/KovaTracker.h"
 
 void KovaTracker::backfillPendingTouchEventsWithPageview() {
   static const platform::SEL selector("backfillPendingTouchEventsWithPageview");

@@ -1,15 +1,15 @@
-#include "src/pageviews/UIViewController+PageviewCapture.h"
+#include "src/core/tracker/UIViewController+PageviewCapture.h"
 
 #include <mutex>
 
 #include "platform/runtime/AddedMethod.h"
 #include "platform/uikit/UINavigationController.h"
 #include "platform/uikit/UITabBarController.h"
-#include "src/autocapture/NSObject+KovaMethodSwizzling.h"
 #include "src/core/Guard.h"
-#include "src/core/KovaTracker.h"
+#include "src/core/KIHierarchyLimit.h"
+#include "src/core/NSObject+KovaMethodSwizzling.h"
 #include "src/core/NSObject+Retained.h"
-#include "src/pageviews/KIHierarchyLimit.h"
+#include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
 

@@ -1,4 +1,4 @@
-#include "src/events/KovaUtil.h"
+#include "src/core/KovaUtil.h"
 
 #include <algorithm>
 #include <array>
