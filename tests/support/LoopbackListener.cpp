@@ -7,11 +7,18 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <stdexcept>
 #include <utility>
 
 #include "tests/support/TestCertificate.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kPauseWithoutDescriptors{10};
+
+}  // namespace
 
 LoopbackListener::LoopbackListener(const TestCertificate* certificate, Service service)
     : service_(std::move(service)), tls_(certificate ? SSL_CTX_new(TLS_server_method()) : nullptr) {
@@ -47,13 +54,16 @@ void LoopbackListener::stop() {
     const std::lock_guard lock(mutex_);
     if (stopping_) return;
     stopping_ = true;
-    for (const int socket : sockets_) shutdown(socket, SHUT_RDWR);
+    for (const auto& [socket, thread] : threads_) shutdown(socket, SHUT_RDWR);
   }
   shutdown(listener_, SHUT_RDWR);
   acceptor_.join();
   close(listener_);
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return sockets_.empty(); });
+  {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return threads_.empty(); });
+  }
+  joinEnded();
 }
 
 std::size_t LoopbackListener::connectionCount() const {
@@ -63,29 +73,35 @@ std::size_t LoopbackListener::connectionCount() const {
 
 std::size_t LoopbackListener::openConnectionCount() const {
   const std::lock_guard lock(mutex_);
-  return sockets_.size();
+  return threads_.size();
 }
 
 bool LoopbackListener::waitForOpenConnections(std::size_t count) const {
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return sockets_.size() == count; });
+  return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return threads_.size() == count; });
 }
 
 void LoopbackListener::acceptConnections() {
   while (true) {
     const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const bool lacksDescriptors = socket < 0 && (errno == EMFILE || errno == ENFILE);
+    joinEnded();
+    if (lacksDescriptors) std::this_thread::sleep_for(kPauseWithoutDescriptors);
     const std::lock_guard lock(mutex_);
-    if (socket < 0 || stopping_) {
+    if (stopping_ || (socket < 0 && !lacksDescriptors)) {
       if (socket >= 0) close(socket);
       return;
     }
-    const int on = 1;
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    ++connectionCount_;
-    sockets_.insert(socket);
-    changed_.notify_all();
-    std::thread([this, socket] { serve(socket); }).detach();
+    if (socket >= 0) begin(socket);
   }
+}
+
+void LoopbackListener::begin(int socket) {
+  const int on = 1;
+  setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  ++connectionCount_;
+  threads_[socket] = std::thread([this, socket] { serve(socket); });
+  changed_.notify_all();
 }
 
 void LoopbackListener::serve(int socket) {
@@ -93,9 +109,19 @@ void LoopbackListener::serve(int socket) {
     ServerConnection connection(socket, tls_.get());
     service_(connection);
   }
-  // Under the lock to the end: once the last socket is gone, the listener may be.
+  // Under the lock to the end: once the last connection is gone, the listener may be.
   const std::lock_guard lock(mutex_);
   close(socket);
-  sockets_.erase(socket);
+  ended_.push_back(std::move(threads_.at(socket)));
+  threads_.erase(socket);
   changed_.notify_all();
+}
+
+void LoopbackListener::joinEnded() {
+  std::vector<std::thread> ended;
+  {
+    const std::lock_guard lock(mutex_);
+    ended.swap(ended_);
+  }
+  for (std::thread& thread : ended) thread.join();
 }

@@ -5,10 +5,11 @@
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <thread>
+#include <vector>
 
 #include "tests/support/ServerConnection.h"
 
@@ -44,7 +45,10 @@ class LoopbackListener {
 
   void listen();
   void acceptConnections();
+  void begin(int socket);
   void serve(int socket);
+  // To the end of all that OpenSSL does when a thread ends.
+  void joinEnded();
 
   const Service service_;
   std::unique_ptr<SSL_CTX, ContextDeleter> tls_;
@@ -54,7 +58,8 @@ class LoopbackListener {
 
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
-  std::set<int> sockets_;
+  std::map<int, std::thread> threads_;  // of the open connections, by socket
+  std::vector<std::thread> ended_;
   std::size_t connectionCount_ = 0;
   bool stopping_ = false;
 };
