@@ -171,7 +171,7 @@ void KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNot
   } else {
     queuedMessageBatches_.push_back(Dictionary{{kMessagesKey, messageArray}});
   }
-  persistQueuedMessageBatches();
+  areBatchesUnsaved_ = true;
   persistQueuedEvents();
 }
 
@@ -228,14 +228,18 @@ void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
   }
 }
 
-void KovaQueueManager::adoptLeftovers() {
-  if (!isLoaded_) return;  // nobody knows which files have no row
-  KovaPersistentStore::Names named;
-  const auto noteName = [&named](const Batch& batch) {
-    if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) named.emplace(fileName->text());
+KovaPersistentStore::Names KovaQueueManager::batchFileNames() const {
+  KovaPersistentStore::Names names;
+  const auto noteName = [&names](const Batch& batch) {
+    if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) names.emplace(fileName->text());
   };
   std::for_each(queuedMessageBatches_.begin(), queuedMessageBatches_.end(), noteName);
   std::for_each(messageBatchesInFlight_.begin(), messageBatchesInFlight_.end(), noteName);
+  return names;
+}
+
+void KovaQueueManager::adoptLeftovers() {
+  if (!isLoaded_) return;  // nobody knows which files have no row
   KovaPersistentStore::Names waiting;
   for (const MutableDictionary& message : queuedEvents_) {
     if (const Value* id = stringIn(message, kIdKey)) waiting.emplace(id->text());
@@ -243,32 +247,37 @@ void KovaQueueManager::adoptLeftovers() {
 
   std::size_t count = 0;
   KovaPersistentStore::Names batched;
-  for (KovaPersistentStore::Leftover& leftover : persistentStore_->sweepLeftovers(named, waiting)) {
-    if (!canEnqueueMessage()) break;
+  for (KovaPersistentStore::Leftover& leftover :
+       persistentStore_->sweepLeftovers(batchFileNames(), waiting)) {
+    batched.merge(leftover.messageIds);  // sent with their file, be it by a later start
+    if (!canEnqueueMessage()) continue;
     queuedMessageBatches_.push_back(Dictionary{{kMessagesIdentifierKey, leftover.fileName}});
-    batched.merge(leftover.messageIds);
     ++count;
   }
-  if (count == 0) return;
-  KovaLogDebug("Took up %ld message batches that were left behind", static_cast<long>(count));
-  persistQueuedMessageBatches();
-  if (batched.empty()) return;
+  if (count > 0) {
+    KovaLogDebug("Took up %ld message batches that were left behind", static_cast<long>(count));
+    areBatchesUnsaved_ = true;
+  }
   std::erase_if(queuedEvents_, [&batched](const MutableDictionary& message) {
     const Value* id = stringIn(message, kIdKey);
     return id && batched.contains(id->text());
   });
-  persistQueuedEvents();
+  if (count > 0 || !batched.empty()) persistQueuedEvents();
 }
 
 void KovaQueueManager::persistQueuedEvents() {
-  if (areBatchesUnsaved_) persistQueuedMessageBatches();
-  if (!isLoaded_ || areBatchesUnsaved_ || (queuedEvents_.empty() && areEventsStoredEmpty_)) return;
-  std::vector<Value> messages;
-  messages.reserve(queuedEvents_.size());
-  for (const MutableDictionary& message : queuedEvents_) messages.emplace_back(Dictionary(message));
-  const bool isStored =
-      persistentStore_->setObject(Array(std::move(messages)), KovaPersistentPropertyKeyQueuedEvents);
+  if (!isLoaded_) return;
+  const bool isStored = persistentStore_->changeInOneStep([this] {
+    if (areUrlStringsUnsaved_) persistQueuedUrlStrings();
+    if (areBatchesUnsaved_) persistQueuedMessageBatches();
+    if (queuedEvents_.empty() && areEventsStoredEmpty_) return;
+    std::vector<Value> messages;
+    messages.reserve(queuedEvents_.size());
+    for (const MutableDictionary& message : queuedEvents_) messages.emplace_back(Dictionary(message));
+    persistentStore_->setObject(Array(std::move(messages)), KovaPersistentPropertyKeyQueuedEvents);
+  });
   areEventsStoredEmpty_ = isStored && queuedEvents_.empty();
+  if (isStored) areUrlStringsUnsaved_ = areBatchesUnsaved_ = false;
 }
 
 void KovaQueueManager::persistQueuedUrlStrings() {

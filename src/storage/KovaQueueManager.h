@@ -4,6 +4,7 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -95,9 +96,12 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // dropped.
   void cleanUpSentMessageBatch(const Batch& batch);
 
+  // Of the batches that wait or are in flight.
+  std::set<std::string, std::less<>> batchFileNames() const;
+
   // Takes up the batches whose files a killed process, a lost database or a failing disk has left without a
-  // row, behind those that wait and within their limit; messages that such a file holds wait no longer. Once,
-  // before the first pass; reads each such file.
+  // row, behind those that wait and within their limit; messages that such a file holds wait no longer, also
+  // when their batch waits for a later start. Once, before the first pass; reads each such file.
   void adoptLeftovers();
 
   // Each writes the whole queue. Messages that have become a batch are not taken out of the store before the

@@ -22,24 +22,27 @@ std::shared_ptr<KovaPersistentStore> KovaPersistentStore::forAppId(const std::st
 
 void KovaPersistentStore::purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit,
                                                                std::size_t queuedEventLimit,
-                                                               std::size_t queuedMessageBatchLimit) {
+                                                               std::size_t queuedMessageBatchLimit,
+                                                               const Names& spared) {
   if (!KovaQueueManager::persistentStoreHasExcessiveQueuedData(
           *this, {queuedUrlLimit, queuedEventLimit, queuedMessageBatchLimit})) {
     return;
   }
   KovaLog("Warning: Data stores contain excessive event data. Resetting Kova.");
-  clear();
+  clear(spared);
 }
 
-void KovaPersistentStore::clear() {
+void KovaPersistentStore::clear(const Names& spared) {
   KovaQueueManager::removeFromPersistentStore(*this);
   KIIdentityManager::removeFromPersistentStore(*this);
-  // Nothing writes the first four; the name is that of a batch file.
-  for (const char* key :
-       {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId", "unreadableBatchFile"})
+  // Nothing writes the first four; of the others, the store and the tracker keep one each.
+  for (const char* key : {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId",
+                          "unreadableBatchFile", "lifecycleEventVersion"})
     removeObjectForKey(key);
   if (!cacheUrl_) return;
   const auto names = fileManager_.contentsOfDirectory(cacheUrl_->path());
   if (!names) return;
-  for (const std::string& name : *names) removeJSONObjectDataFromDisk(name);
+  for (const std::string& name : *names) {
+    if (!spared.contains(name)) removeJSONObjectDataFromDisk(name);
+  }
 }

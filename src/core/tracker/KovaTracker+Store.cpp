@@ -1,9 +1,15 @@
 // A store that cannot be read for the moment decides nothing: the mutation queue is held until it can be, so
 // that what is recorded meanwhile finds the stored user and stands behind the stored queues.
 
+#include <algorithm>
+#include <cmath>
+
+#include "platform/dispatch/Scheduler.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/tracker/KovaTracker.h"
+#include "src/identity/lifecycle/KILifecycle.h"
+#include "src/identity/lifecycle/KILifecycleEvent.h"
 
 using namespace platform;
 
@@ -11,6 +17,7 @@ namespace {
 
 constexpr double kLongestHold = 15.0;         // seconds: an upload interval
 constexpr double kStoreRetryInterval = 0.25;  // seconds
+constexpr std::string_view kLifecycleEventVersionKey = "lifecycleEventVersion";
 
 }  // namespace
 
@@ -23,33 +30,42 @@ bool KovaTracker::loadStored() {
 
 void KovaTracker::holdWorkWhileStoreIsUnreadable() {
   const MutexLock lock(storeMutex_);
-  isStoreTakenUp_ = loadStored();
-  isHoldingWork_ = !isStoreTakenUp_ || mutationQueue_->isSuspended();  // see leaveStoreTo
-  if (isStoreTakenUp_) return;
+  if (loadStored()) {
+    storeState_ = StoreState::TakenUp;
+    return;
+  }
+  const double now = Scheduler::current().uptime();
+  const auto previous = sharedTracker();
+  holdEnd_ = previous && previous->appId_ == appId_ ? previous->holdEnd_ : std::nullopt;
+  if (!holdEnd_) holdEnd_ = now + kLongestHold;
+  mutationQueue_->setSuspended(true);
+  if (*holdEnd_ <= now) return;
   KovaLogDebug(
       "What is stored cannot be read for the moment. Until it can, for %ld s at most, nothing is uploaded.",
-      static_cast<long>(kLongestHold));
-  mutationQueue_->setSuspended(true);
+      std::lround(*holdEnd_ - now));
 }
 
 // A user that the next tracker may still find stored is not made up now. The queue is suspended also when
 // this one has gone on with a user made up: the next one takes up what both share, with nobody else at it.
 void KovaTracker::leaveStoreTo(std::string_view nextAppId) {
-  {
-    const MutexLock lock(storeMutex_);
-    if (!isStoreTakenUp_ && nextAppId == appId_) {
-      mutationQueue_->setSuspended(true);
-      isHoldingWork_ = false;
-      return;
-    }
+  const MutexLock lock(storeMutex_);
+  if (storeState_ == StoreState::TakenUp) return;
+  if (nextAppId == appId_) {
+    mutationQueue_->setSuspended(true);
+    storeState_ = StoreState::Left;
+  } else if (storeState_ == StoreState::Unread) {
+    takeUpLockedStore(false);  // whoever is next waits for what is queued
   }
-  if (isHoldingWork_) takeUpStore(false);  // whoever is next waits for what is queued
 }
 
-void KovaTracker::takeUpStoreLater() {
-  const MutexLock lock(storeMutex_);
-  const double seconds = isStoreTakenUp_ ? 0 : kStoreRetryInterval;
-  takeUpStoreAfter(seconds, kLongestHold - seconds);
+void KovaTracker::releaseHeldWork() {
+  {
+    const MutexLock lock(storeMutex_);
+    if (storeState_ == StoreState::TakenUp) return mutationQueue_->setSuspended(false);  // see leaveStoreTo
+  }
+  const double secondsLeft = std::max(0.0, *holdEnd_ - Scheduler::current().uptime());
+  const double seconds = std::min(kStoreRetryInterval, secondsLeft);
+  takeUpStoreAfter(seconds, secondsLeft - seconds);
 }
 
 void KovaTracker::takeUpStoreAfter(double seconds, double secondsLeft) {
@@ -57,7 +73,10 @@ void KovaTracker::takeUpStoreAfter(double seconds, double secondsLeft) {
   mutationQueue_->after(seconds, [self = retained(), secondsLeft] {
     kova::guarded({classObject(), selector}, [&] {
       if (self->isStopped_) return;
-      if (self->takeUpStore(secondsLeft > 0)) return self->queueManager_->adoptLeftovers();
+      if (self->takeUpStore(secondsLeft > 0)) {
+        if (self->isBeginningOwed_) self->beginWithStored();
+        return;
+      }
       const double pause = secondsLeft > 0 ? kStoreRetryInterval : kLongestHold;
       self->takeUpStoreAfter(pause, secondsLeft - pause);
     });
@@ -66,12 +85,46 @@ void KovaTracker::takeUpStoreAfter(double seconds, double secondsLeft) {
 
 bool KovaTracker::takeUpStore(bool mayWait) {
   const MutexLock lock(storeMutex_);
-  if (!isStoreTakenUp_) isStoreTakenUp_ = loadStored();
-  if (!isStoreTakenUp_ && mayWait) return false;
-  if (!isStoreTakenUp_) {
+  return takeUpLockedStore(mayWait);
+}
+
+bool KovaTracker::takeUpLockedStore(bool mayWait) {
+  if (storeState_ == StoreState::TakenUp || storeState_ == StoreState::Left) return true;
+  const bool isTakenUp = loadStored();
+  if (!isTakenUp && (mayWait || storeState_ == StoreState::MadeUp)) return false;
+  if (!isTakenUp) {
     identityManager_->assumeUser();
     if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
   }
-  if (isHoldingWork_.exchange(false)) mutationQueue_->setSuspended(false);
-  return isStoreTakenUp_;
+  if (storeState_ == StoreState::Unread) mutationQueue_->setSuspended(false);
+  storeState_ = isTakenUp ? StoreState::TakenUp : StoreState::MadeUp;
+  return isTakenUp;
+}
+
+void KovaTracker::beginWithStored() {
+  isBeginningOwed_ = !queueManager_->isLoaded();
+  if (isBeginningOwed_) return;
+  queueManager_->adoptLeftovers();
+  enqueueLifecycleEvent();
+}
+
+void KovaTracker::enqueueLifecycleEvent() {
+  if (!isTrackingEnabled()) return logDebugTrackingDisabled("Lifecycle Event");
+  bool isStored = false;
+  KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(
+      *options_, [&](const KILifecycleEvent& event) { return isStored = storeLifecycleEvent(event); });
+  if (isStored) persistentStore_->removeObjectForKey(kLifecycleEventVersionKey);
+}
+
+// The version is kept in a database of its own. Until it is, one is stored with the event, so that a process
+// that ends in between is seen to have stored the event.
+bool KovaTracker::storeLifecycleEvent(const KILifecycleEvent& event) {
+  const std::string version = event.version().description();
+  if (persistentStore_->stringForKey(kLifecycleEventVersionKey) == version) return true;
+  injectPageviewsIfNeeded();
+  return persistentStore_->changeInOneStep([&] {
+    queueManager_->enqueueMessage(messageBuilder_->mutableMessageForEvent(event));
+    queueManager_->persistQueuedEvents();
+    persistentStore_->setObject(version, kLifecycleEventVersionKey);
+  });
 }

@@ -9,8 +9,6 @@
 #include "platform/uikit/UIWindowScene.h"
 #include "src/core/KovaEndpoints.h"
 #include "src/core/KovaLogger.h"
-#include "src/identity/lifecycle/KILifecycle.h"
-#include "src/identity/lifecycle/KILifecycleEvent.h"
 #include "src/storage/KovaSharedURLSession.h"
 #include "src/telemetry/KITelemetry.h"
 
@@ -95,12 +93,13 @@ KovaTracker::~KovaTracker() = default;
 
 void KovaTracker::purgeStore() {
   persistentStore_->purgeInvalidStoresWithQueuedUrlLimit(kPurgedUrlLimit, kQueueLimits.queuedEvents,
-                                                         kQueueLimits.queuedMessageBatches);
+                                                         kQueueLimits.queuedMessageBatches,
+                                                         queueManager_->batchFileNames());
 }
 
 void KovaTracker::start() {
   static const SEL selector("start");
-  if (isHoldingWork_) takeUpStoreLater();
+  releaseHeldWork();
   bindApplicationEventListeners();
   startEVTriggerDetection();
   instrumentAutocaptureWithOptions(*options_);
@@ -108,12 +107,8 @@ void KovaTracker::start() {
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();
-  performSafelyOnMutationQueueWithBlock(
-      [](KovaTracker& tracker) {
-        tracker.queueManager_->adoptLeftovers();
-        tracker.enqueueLifecycleEvent();
-      },
-      *this, selector);
+  performSafelyOnMutationQueueWithBlock([](KovaTracker& tracker) { tracker.beginWithStored(); }, *this,
+                                        selector);
 }
 
 void KovaTracker::setUpTelemetry() const {
@@ -129,18 +124,6 @@ void KovaTracker::setUpTelemetry() const {
                               {{"source", "ios"},
                                {"platform_type", "ios"},
                                {"native_sdk_version", appProperties_->libraryVersion()}});
-}
-
-void KovaTracker::enqueueLifecycleEvent() {
-  if (!isTrackingEnabled()) return logDebugTrackingDisabled("Lifecycle Event");
-  // The event could not be stored, but the version would be. The next start tells.
-  if (!queueManager_->isLoaded()) return;
-  const auto event = KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(*options_);
-  if (!event) return;
-  injectPageviewsIfNeeded();
-  queueManager_->enqueueMessage(messageBuilder_->mutableMessageForEvent(*event));
-  // The new version is on disk, so that nobody makes this event again.
-  queueManager_->persistQueuedEvents();
 }
 
 void KovaTracker::stop(std::string_view nextAppId) {

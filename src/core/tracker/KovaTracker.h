@@ -31,6 +31,7 @@
 
 class KovaEventRecording;
 class KovaEventVisualizer;
+class KILifecycleEvent;
 namespace platform {
 class UIGestureRecognizer;
 class UIWindow;
@@ -209,18 +210,26 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   static void sceneWillEnterForeground(const std::shared_ptr<platform::NSObject>& scene);
   void storeEnqueuedMessages(platform::SEL fromSelector);
   void purgeStore();
+  // The stored user and queues. Unread: the mutation queue is held. MadeUp: it goes on with a made-up user.
+  // Left: it is held, and the next tracker reads them.
+  enum class StoreState { Unread, MadeUp, TakenUp, Left };
   // Whether user and queues are the stored ones.
   bool loadStored();
-  // Suspends the mutation queue while the store cannot be read, for one upload interval at most. From then on
-  // the work goes on with a user made up, and what is stored is taken up when it can be read.
+  // Suspends the mutation queue while the store cannot be read, for one upload interval at most, in all of
+  // the trackers that follow one another in an environment. From then on the work goes on with a user made
+  // up, and what is stored is taken up when it can be read.
   void holdWorkWhileStoreIsUnreadable();
-  void takeUpStoreLater();
+  void releaseHeldWork();
   void takeUpStoreAfter(double seconds, double secondsLeft);
-  // On the mutation queue, or on any thread while it is held. False when it is to be tried again.
+  // False when it is to be tried again.
   bool takeUpStore(bool mayWait);
+  bool takeUpLockedStore(bool mayWait) PLATFORM_REQUIRES(storeMutex_);
   void leaveStoreTo(std::string_view nextAppId);
+  // What waits for the stored queues; while they are unread, it waits for them to be taken up.
+  void beginWithStored();
   void setUpTelemetry() const;
   void enqueueLifecycleEvent();
+  bool storeLifecycleEvent(const KILifecycleEvent& event);
 
   std::shared_ptr<KIMoment> momentOfCall(platform::SEL fromSelector);
   template <class Builder>
@@ -273,10 +282,12 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
   std::shared_ptr<KovaEventVisualizer> eventVisualizer_;  // main thread only; null until pairing is asked for
   std::atomic<bool> isStopped_ = false;
+  // Held while the store is taken up, which two trackers of an environment may try.
   platform::Mutex storeMutex_;
-  bool isStoreTakenUp_ PLATFORM_GUARDED_BY(storeMutex_) = false;
-  std::atomic<bool> isHoldingWork_ = false;  // this tracker, and no other, has suspended the mutation queue
-  bool isDescribingScreen_ = false;          // main thread only
-  bool areUploadsSuspended_ = false;         // main thread only
+  StoreState storeState_ PLATFORM_GUARDED_BY(storeMutex_) = StoreState::Unread;
+  std::optional<double> holdEnd_;     // main thread only; by the scheduler's uptime, none without a hold
+  bool isBeginningOwed_ = false;      // mutation queue only
+  bool isDescribingScreen_ = false;   // main thread only
+  bool areUploadsSuspended_ = false;  // main thread only
   std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread only
 };

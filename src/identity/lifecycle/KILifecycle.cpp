@@ -28,16 +28,16 @@ class LifecycleClass : public NSObject {
 }  // namespace
 
 std::shared_ptr<KILifecycleEvent> KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(
-    const KovaOptions& options) {
+    const KovaOptions& options, const HandOver& handOver) {
   static const SEL selector("lifecycleEventIfAppVersionChangeWithOptions:");
   return kova::guarded(
       {LifecycleClass::classObject(), selector},
-      [&options] { return unsafeLifecycleEventIfAppVersionChangeWithOptions(options); },
+      [&] { return unsafeLifecycleEventIfAppVersionChangeWithOptions(options, handOver); },
       std::shared_ptr<KILifecycleEvent>());
 }
 
 std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionChangeWithOptions(
-    const KovaOptions& options) {
+    const KovaOptions& options, const HandOver& handOver) {
   const auto defaults = NSUserDefaults::withSuiteName(kSuiteName);
   if (defaults->objectForKey(kVersionKey).isUnreadable() ||
       defaults->objectForKey(kBuildKey).isUnreadable()) {
@@ -62,7 +62,7 @@ std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionC
       event->setTimestamp(*time);
     }
   }
-  persistNewVersion(current, *defaults);
+  if (!handOver || handOver(*event)) persistNewVersion(current, *defaults);
   return event;
 }
 

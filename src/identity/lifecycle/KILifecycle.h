@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,10 +19,13 @@ class KILifecycle {
  public:
   KILifecycle() = delete;
 
+  // Gets the event before the version is stored that keeps it from being made again, and answers whether to
+  // store that version now.
+  using HandOver = std::function<bool(const KILifecycleEvent& event)>;
   // The install or upgrade event; null when nothing changed, when the library has bailed and when deciding
   // fails.
   static std::shared_ptr<KILifecycleEvent> lifecycleEventIfAppVersionChangeWithOptions(
-      const KovaOptions& options);
+      const KovaOptions& options, const HandOver& handOver = nullptr);
 
   static KILifecycleVersion previousVersionWithDefaults(platform::NSUserDefaults& defaults);
   static KILifecycleVersion currentVersionWithOptions(const KovaOptions& options);
@@ -32,5 +36,5 @@ class KILifecycle {
 
  private:
   static std::shared_ptr<KILifecycleEvent> unsafeLifecycleEventIfAppVersionChangeWithOptions(
-      const KovaOptions& options);
+      const KovaOptions& options, const HandOver& handOver);
 };

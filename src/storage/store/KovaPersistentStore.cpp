@@ -64,7 +64,7 @@ std::string KovaPersistentStore::storageKeyForKey(std::string_view key) const {
 bool KovaPersistentStore::setObject(const Value& value, std::string_view key) {
   if (!step_) return userDefaults_.setObject(value, storageKeyForKey(key));
   step_->emplace_back(storageKeyForKey(key), value);
-  return true;
+  return false;
 }
 
 void KovaPersistentStore::removeObjectForKey(std::string_view key) {
@@ -72,8 +72,11 @@ void KovaPersistentStore::removeObjectForKey(std::string_view key) {
   step_->emplace_back(storageKeyForKey(key), std::nullopt);
 }
 
-void KovaPersistentStore::changeInOneStep(const std::function<void()>& changes) {
-  if (step_) return changes();  // part of the step around it
+bool KovaPersistentStore::changeInOneStep(const std::function<void()>& changes) {
+  if (step_) {  // part of the step around it
+    changes();
+    return false;
+  }
   step_.emplace();
   try {
     changes();
@@ -81,7 +84,7 @@ void KovaPersistentStore::changeInOneStep(const std::function<void()>& changes) 
     step_.reset();
     throw;
   }
-  userDefaults_.setObjects(*std::exchange(step_, std::nullopt));
+  return userDefaults_.setObjects(*std::exchange(step_, std::nullopt));
 }
 
 Reading<Dictionary> KovaPersistentStore::dictionaryForKey(std::string_view key) const {

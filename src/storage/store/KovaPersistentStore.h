@@ -47,9 +47,9 @@ class KovaPersistentStore {
   bool setObject(const platform::Value& value, std::string_view key);
   void removeObjectForKey(std::string_view key);
   // What `changes` sets and removes reaches the store in one step when it returns: all of it or nothing,
-  // whenever the process ends, and nothing when it throws. Meanwhile setObject answers true, and reads find
-  // what was there before.
-  void changeInOneStep(const std::function<void()>& changes);
+  // whenever the process ends, and nothing when it throws. Meanwhile setObject answers false, since nothing
+  // is stored yet, and reads find what was there before. Answers as setObject does.
+  bool changeInOneStep(const std::function<void()>& changes);
   // None for a stored value of another kind; a stored number answers as a string with its text. Unreadable
   // when it cannot be told for the moment whether something is stored.
   platform::Reading<platform::Dictionary> dictionaryForKey(std::string_view key) const;
@@ -59,11 +59,12 @@ class KovaPersistentStore {
   static std::vector<platform::Dictionary> dictionariesIn(const platform::Array& array);
   static std::vector<platform::String> stringsIn(const platform::Array& array);
 
+  using Names = std::set<std::string, std::less<>>;
   // Resets everything, the identity included, when the stored queues have grown past these bounds. Called
-  // before anything is loaded.
+  // before anything is loaded; the files spared are those that this process has made by then.
   void purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
-                                            std::size_t queuedMessageBatchLimit);
-  void clear();
+                                            std::size_t queuedMessageBatchLimit, const Names& spared = {});
+  void clear(const Names& spared = {});
 
   // The name of the new file; none when there is no directory, the object is not valid JSON or the write
   // fails.
@@ -75,7 +76,6 @@ class KovaPersistentStore {
   // Removes what a killed process has half written, and answers, oldest first, which other files than the
   // known ones it has left behind: arrays of dictionaries that nobody has touched for a minute, and younger
   // ones that hold messages of the given ids, which are named then.
-  using Names = std::set<std::string, std::less<>>;
   struct Leftover {
     std::string fileName;
     Names messageIds;  // of those given

@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <stdexcept>
 
@@ -182,6 +184,31 @@ TEST_F(KILifecycleTest, WaitsForAStartWithTrackingEnabled) {
       *messages[0].find("event"),
       (Value{{"lifecycleEvent", fields("<null>", "<null>", "1.0", "1", false)}, {"appVisibilityState", 0}}));
   EXPECT_EQ(suite()->stringForKey("version"), "1.0");
+}
+
+// Killed between the two, a process would else lose the event, or make it again.
+TEST_F(KILifecycleTest, TheVersionIsStoredBehindItsEventAndTheEventOnce) {
+  device.store("somebodyElses", std::string(200'000, 'x'));
+  signal(SIGXFSZ, SIG_IGN);
+  const rlimit noMoreOfIt{100'000, RLIM_INFINITY};  // of that database's log
+  setrlimit(RLIMIT_FSIZE, &noMoreOfIt);
+  device.setOnline(false);
+  device.start();
+  device.drain();
+  EXPECT_FALSE(suite()->stringForKey("version"));
+
+  const rlimit all{RLIM_INFINITY, RLIM_INFINITY};
+  setrlimit(RLIMIT_FSIZE, &all);
+  device.start();
+  device.drain();
+  EXPECT_EQ(suite()->stringForKey("version"), "1.0");
+  EXPECT_FALSE(device.stored("lifecycleEventVersion"));
+  device.setOnline(true);
+  Kova::track("Checkout");
+  device.advance(15);
+  device.runUntil([this] { return device.receivedMessages().size() == 2; });
+  EXPECT_TRUE(device.receivedMessages()[0].find("event")->dictionary().find("lifecycleEvent"));
+  EXPECT_TRUE(device.receivedMessages()[1].find("event")->dictionary().find("customEvent"));
 }
 
 }  // namespace

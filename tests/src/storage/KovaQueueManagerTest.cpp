@@ -3,9 +3,11 @@
 #include <sys/resource.h>
 
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
+#include "platform/foundation/UserDefaultsDatabase.h"
 #include "src/core/KovaLogger.h"
 #include "tests/src/events/MessageFixture.h"
 
@@ -328,6 +330,22 @@ TEST_F(KovaQueueManagerTest, KeepsABatchThatCannotBeReadForTheMomentAndAllBehind
   reopen();
   EXPECT_EQ(dequeuedBody(), body("1767225600000", R"([{"n":1}])"));
   EXPECT_EQ(device.logLinesWith("Failed to serialize").size(), 1u);
+}
+
+TEST_F(KovaQueueManagerTest, WhatAStepCouldNotStoreIsStoredByTheNextPass) {
+  queues = std::make_unique<KovaQueueManager>(store, KovaQueueManager::Limits{200, 300, 200});
+  queues->moveEnqueuedMessagesToBatchAndPersist();  // from now on a pass has nothing of its own to store
+  device.store("somebodyElses", std::string(200'000, 'x'));
+  signal(SIGXFSZ, SIG_IGN);
+  const rlimit full{100'000, RLIM_INFINITY};
+  setrlimit(RLIMIT_FSIZE, &full);
+  EXPECT_FALSE(store->changeInOneStep([this] { queues->enqueueUrlString("h?n=1"); }));
+
+  const rlimit free{RLIM_INFINITY, RLIM_INFINITY};
+  setrlimit(RLIMIT_FSIZE, &free);
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  UserDefaultsDatabase database(directories().preferences + "/com.example.app.sqlite");
+  EXPECT_EQ(database.read("kova_12345_queuedPageviews"), R"(["h?n=1"])");
 }
 
 TEST_F(KovaQueueManagerTest, RefusesAMessageThatNoJSONCanBeMadeOf) {

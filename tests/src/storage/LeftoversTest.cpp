@@ -73,6 +73,14 @@ TEST_F(LeftoversTest, WhatWasBecomingABatchIsNoMessageAnyMore) {
   queues->adoptLeftovers();
   EXPECT_EQ(device.stored("queuedMessageBatches"), Value(Array{named("becoming")}));
   EXPECT_EQ(device.stored("parts"), Value(Array{{{"id", "3"}}}));
+
+  // Without room its messages wait in the file, for a start that finds room.
+  device.store("queuedMessageBatches", Array(std::vector<Value>(200, named("another's"))));
+  device.store("parts", Array{{{"id", "1"}}});
+  reopen();
+  queues->adoptLeftovers();
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 200u);
+  EXPECT_EQ(device.stored("parts"), Value(Array()));
 }
 
 }  // namespace

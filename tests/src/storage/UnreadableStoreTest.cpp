@@ -20,19 +20,23 @@ namespace {
 class UnreadableStoreTest : public testing::Test {
  protected:
   UnreadableStoreTest() {
-    const std::string preferences = directories().preferences + "/";
-    UserDefaultsDatabase(preferences + "com.example.app.sqlite")
-        .write({{"kova_12345_userId", R"("42")"},
-                {"kova_12345_identity", R"("ada")"},
-                {"kova_12345_eventProperties", R"({"plan":"pro"})"},
-                {"kova_12345_queuedPageviews", R"(["h?stored=1&u=42"])"}});
-    UserDefaultsDatabase(preferences + "io.kova.lifecycleEvents.sqlite")
-        .write({{"version", R"("1.0")"}, {"build", R"("1")"}});
-    directory_ = open(preferences.c_str(), O_RDONLY | O_DIRECTORY);
-    EXPECT_EQ(flock(directory_, LOCK_EX), 0);
+    write("com.example.app", {{"kova_12345_userId", R"("42")"},
+                              {"kova_12345_identity", R"("ada")"},
+                              {"kova_12345_eventProperties", R"({"plan":"pro"})"},
+                              {"kova_12345_queuedPageviews", R"(["h?stored=1&u=42"])"}});
+    write("io.kova.lifecycleEvents", {{"version", R"("1.0")"}, {"build", R"("1")"}});
+    makeUnreadable();
   }
   ~UnreadableStoreTest() override { makeReadable(); }
 
+  // As an earlier process would have.
+  static void write(const std::string& suite, const UserDefaultsDatabase::Changes& changes) {
+    EXPECT_TRUE(UserDefaultsDatabase(directories().preferences + "/" + suite + ".sqlite").write(changes));
+  }
+  void makeUnreadable() {
+    directory_ = open(directories().preferences.c_str(), O_RDONLY | O_DIRECTORY);
+    EXPECT_EQ(flock(directory_, LOCK_EX), 0);
+  }
   void makeReadable() {
     if (directory_ >= 0) close(std::exchange(directory_, -1));
   }
@@ -79,7 +83,9 @@ TEST_F(UnreadableStoreTest, WhatIsRecordedMeanwhileTakesTheStoredUser) {
 }
 
 TEST_F(UnreadableStoreTest, AfterAnUploadIntervalAMadeUpUserGoesOnUntilTheStoredOneCanBeRead) {
-  device.start();
+  const auto upgraded = device.options();
+  upgraded->setTestOnlyAppVersion("2.0");
+  device.start(upgraded);
   Kova::track("Early");
   Kova::removeEventProperty("plan");
   device.advance(15);
@@ -95,6 +101,29 @@ TEST_F(UnreadableStoreTest, AfterAnUploadIntervalAMadeUpUserGoesOnUntilTheStored
   EXPECT_EQ(Kova::userId(), "42");
   EXPECT_EQ(device.stored("userId"), Value("42"));
   EXPECT_EQ(device.stored("eventProperties"), Value(Dictionary()));
+  device.advance(15);
+  device.runUntilRequests(4);
+  EXPECT_EQ(senders().back(), "42: lifecycleEvent") << "the upgrade is told once it can be stored";
+}
+
+TEST_F(UnreadableStoreTest, AStoreThatIsResetLateKeepsTheBatchesMadeMeanwhile) {
+  std::string urls = R"(["h")";
+  for (int i = 1; i < 300; ++i) urls += R"(,"h")";
+  makeReadable();
+  write("com.example.app", {{"kova_12345_queuedPageviews", urls + "]"}});
+  makeUnreadable();
+  device.setOnline(false);
+  device.start();
+  Kova::track("Early");
+  device.advance(15);
+  device.application->enterBackground();
+  device.drain();
+  const auto made = device.batchFiles();
+  ASSERT_EQ(made.size(), 1u);
+  makeReadable();
+  device.advance(15);
+  EXPECT_EQ(device.logLinesWith("Resetting Kova").size(), 1u);
+  EXPECT_EQ(device.batchFiles(), made);
 }
 
 TEST_F(UnreadableStoreTest, ASecondInitializeDoesNotWaitForIt) {
@@ -126,6 +155,22 @@ TEST_F(UnreadableStoreTest, ASecondInitializeMakesUpNoUserEither) {
   EXPECT_THAT(senders(), testing::Each("42: customEvent"));
   EXPECT_EQ(device.stored("userId"), Value("42"));
   EXPECT_TRUE(device.receivedTargets("/api/identify_v3").empty()) << "it is the stored name";
+}
+
+TEST_F(UnreadableStoreTest, HoweverOftenTheHostInitialisesItIsHeldForOneIntervalInAll) {
+  device.start();
+  device.advance(10);
+  device.start();
+  device.advance(4.9);
+  EXPECT_EQ(Kova::userId(), "");
+  device.advance(0.1);
+  const std::string madeUp = Kova::userId().value();
+  EXPECT_THAT(madeUp, testing::MatchesRegex("[0-9]{16}"));
+  device.start();
+  Kova::identify("bob");
+  device.drain();
+  EXPECT_EQ(Kova::identity(), "bob");
+  EXPECT_EQ(Kova::userId(), madeUp);
 }
 
 TEST_F(UnreadableStoreTest, QueuesAreMergedWithinTheirLimits) {
