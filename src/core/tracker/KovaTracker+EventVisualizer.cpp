@@ -2,7 +2,6 @@
 
 #include <Kova/KovaConstants.h>
 
-#include "platform/foundation/NSProcessInfo.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/tracker/KIEVTriggerDetection.h"
 #include "src/core/tracker/KovaTracker.h"
@@ -13,12 +12,7 @@ using namespace platform;
 
 namespace {
 
-constexpr int kFirstSystemWithPairing = 13;
 constexpr std::uint64_t kSupportedLinkSchema = 1;
-
-bool isPairingPossible() {
-  return NSProcessInfo::processInfo().isOperatingSystemAtLeast(kFirstSystemWithPairing);
-}
 
 }  // namespace
 
@@ -38,7 +32,7 @@ void KovaTracker::handleOpenURL(const NSURL& url) {
 void KovaTracker::startEVPairing() {
   static const SEL selector("startEVPairing");
   stopEVPairing();
-  if (!isPairingPossible()) {
+  if (!KovaEventVisualizer::isAvailable()) {
     KovaLog("Event Visualizer device pairing only available on iOS 13.0 or greater");
     return;
   }
@@ -54,7 +48,7 @@ void KovaTracker::startEVPairing() {
 
 void KovaTracker::stopEVPairing() {
   static const SEL selector("stopEVPairing");
-  if (!isPairingPossible()) return;
+  if (!KovaEventVisualizer::isAvailable()) return;
   performSafelyOnMainQueueWithBlock(
       [](KovaTracker& tracker) {
         if (tracker.eventVisualizer_) tracker.eventVisualizer_->disconnect();

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/foundation/Value.h"
+#include "src/visualizer/KIEventOutbox.h"
+#include "src/visualizer/KovaWebSocketSession.h"
+
+// One connection to a dashboard, from the attempt to its end, and what was agreed on over it: the device
+// announces itself until the user is asked about a code, and is paired once a code has been accepted.
+//
+// Another connection is another object: nothing is inherited. An event leaves only under a code that was
+// accepted, for the pairing that it was recorded for, and not while the user is asked about another code.
+// Messages of a pairing take their turn in the outbox, so that its first and last stand around its events.
+//
+// Owner: the visualizer, by shared pointer, until the connection ends. Others hold it weakly: on any thread
+// it is a token that expires with the connection. Everything else: mutation queue only.
+class KIPairing {
+ public:
+  struct Device {
+    std::string appId;
+    std::string model;
+    std::uint32_t id;
+  };
+
+  KIPairing(std::shared_ptr<KovaWebSocketSession> connection, Device device,
+            std::shared_ptr<KIEventOutbox> outbox);
+
+  bool isAnnouncing() const { return pairCode_.empty(); }
+  bool isPaired() const { return accepted_.has_value(); }
+  // Of the pairing that events may be recorded for now.
+  std::optional<std::uint64_t> number() const;
+
+  // Returns whether that is to be said again, if nothing happens.
+  bool makeDeviceAvailable();
+  void wasAskedAbout(std::string pairCode) { pairCode_ = std::move(pairCode); }
+  // Begins the pairing of that number; returns false, and does nothing, for a code that is not the one asked
+  // about.
+  bool wasAccepted(const std::string& pairCode, std::uint64_t number);
+  // Sends the event, behind all that was recorded before it.
+  void recordEventMessage(const platform::Dictionary& message, const KIEventOutbox::CaptureRef& capture,
+                          std::uint64_t number);
+  // Says farewell, if paired, and closes the connection. Nothing may follow.
+  void end();
+
+ private:
+  struct Accepted {
+    std::string pairCode;
+    std::uint64_t number;
+  };
+
+  platform::Dictionary sender() const;
+  void sendInTurn(const char* eventName, KovaWebSocketSession::AfterSending afterSending);
+
+  const std::shared_ptr<KovaWebSocketSession> connection_;
+  const Device device_;
+  const std::shared_ptr<KIEventOutbox> outbox_;
+  int announcements_ = 0;
+  std::string pairCode_;  // that was asked about last; empty for none
+  std::optional<Accepted> accepted_;
+};

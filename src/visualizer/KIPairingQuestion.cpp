@@ -1,0 +1,133 @@
+#include "src/visualizer/KIPairingQuestion.h"
+
+#include <utility>
+
+#include "platform/dispatch/Scheduler.h"
+#include "platform/foundation/Format.h"
+#include "platform/uikit/UIAlertController.h"
+#include "src/core/KovaTimer.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/visualizer/KIAlertContainerViewController.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr double kShortestTimeBetweenReplacements = 2.0;  // seconds
+
+// Also when the library has bailed meanwhile.
+void uncoverTheApp(KIAlertContainerViewController& container) {
+  static const SEL selector("removeAndRestorePrevious");
+  kova::guarded(
+      {container.isa(), selector}, [&container] { container.removeAndRestorePrevious(); },
+      kova::OnException::Bail, kova::WhenBailed::RunAnyway);
+}
+
+}  // namespace
+
+void KIPairingQuestion::Newest::putUnlessThereIsOne(const Request& request) {
+  auto given = std::make_unique<Request>(request);
+  Request* none = nullptr;
+  if (slot_.compare_exchange_strong(none, given.get())) static_cast<void>(given.release());
+}
+
+KIPairingQuestion::KIPairingQuestion(const Class& owner, Listener listener)
+    : owner_(owner), listener_(std::move(listener)) {}
+
+void KIPairingQuestion::ask(const Request& request) {
+  static const SEL selector("pairWasRequestedWithPairCode:andConnection:");
+  if (!newest_.put(request)) return;
+  KOVA_addSafeOperationWithBlock(*NSOperationQueue::mainQueue(),
+                                 [self = shared_from_this()] { self->showNewest(); }, {owner_, selector});
+}
+
+template <class Work>
+void KIPairingQuestion::guardedOver(const ContainerRef& container, Work work) {
+  static const SEL selector("pairWasRequestedWithPairCode:andConnection:");
+  kova::guarded({owner_, selector}, std::move(work));
+  if (!afterDismissal_ && !container->presentedViewController()) uncoverTheApp(*container);
+}
+
+void KIPairingQuestion::showNewest() {
+  const auto request = newest_.take();
+  if (!request || request->isVoid()) return;
+  const ContainerRef shownIn = container();
+  guardedOver(shownIn, [&] { show(*request, shownIn); });
+}
+
+void KIPairingQuestion::show(const Request& request, const ContainerRef& container) {
+  container->moveToTop();
+  if (afterDismissal_) {
+    afterDismissal_ = request;
+  } else if (!container->presentedViewController()) {
+    requestUserApprovalToPair(request, container);
+  } else if (!isOpen() || asked_->code != request.code) {
+    replaceAlert(request, container);
+  }
+}
+
+void KIPairingQuestion::replaceAlert(const Request& request, const ContainerRef& container) {
+  const double now = Scheduler::current().uptime();
+  if (now < mayReplaceFrom_) {
+    newest_.putUnlessThereIsOne(request);
+    KovaTimer::scheduleSafeOperationWithBlock(
+        [question = weak_from_this()] {
+          if (const auto self = question.lock()) self->showNewest();
+        },
+        mayReplaceFrom_ - now, NSOperationQueue::mainQueue());
+    return;
+  }
+  mayReplaceFrom_ = now + kShortestTimeBetweenReplacements;
+  afterDismissal_ = request;
+  container->dismissViewController(true, [self = shared_from_this(), container] {
+    const auto next = std::exchange(self->afterDismissal_, std::nullopt);
+    self->guardedOver(container, [&] {
+      if (next) self->requestUserApprovalToPair(*next, container);
+    });
+  });
+}
+
+void KIPairingQuestion::requestUserApprovalToPair(const Request& request, const ContainerRef& container) {
+  static const SEL selector("_requestUserApprovalToPairWithCode:alertContainer:andConnection:");
+  if (request.isVoid()) return;
+  asked_ = request;
+  listener_(Step::Shown, request);
+  const auto alert = std::make_shared<UIAlertController>(
+      "Confirm connection?",
+      formatted("Please confirm that the following pairing code matches the one in your browser: %@",
+                request.code));
+  // The listener is told, if it is there still; the container, which keeps the alert, goes in any case.
+  const auto action = [&](const char* title, Step step) {
+    return std::make_shared<UIAlertAction>(
+        title, UIAlertAction::Style::Default,
+        [&owner = owner_, listener = listener_, step, request,
+         weakContainer = std::weak_ptr(container)](UIAlertAction&) {
+          if (const auto shown = weakContainer.lock()) uncoverTheApp(*shown);
+          kova::guarded({owner, selector}, [&] { listener(step, request); });
+        });
+  };
+  alert->addAction(action("Reject", Step::Rejected));
+  alert->addAction(action("Accept", Step::Accepted));
+  alert->setPreferredAction(alert->actions().back());
+  container->presentViewController(alert, true);
+}
+
+void KIPairingQuestion::takeBack() {
+  static const SEL selector("takeBackQuestion");
+  KOVA_addSafeOperationWithBlock(*NSOperationQueue::mainQueue(),
+                                 [self = shared_from_this()] {
+                                   const auto container = self->container_.lock();
+                                   if (container && !self->isOpen()) uncoverTheApp(*container);
+                                 },
+                                 {owner_, selector});
+}
+
+KIPairingQuestion::ContainerRef KIPairingQuestion::container() {
+  auto container = container_.lock();
+  if (container && !container->isStranded()) return container;
+  if (container) uncoverTheApp(*container);
+  afterDismissal_.reset();
+  container = std::make_shared<KIAlertContainerViewController>();
+  container_ = container;
+  return container;
+}
