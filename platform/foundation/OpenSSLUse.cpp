@@ -1,6 +1,7 @@
 #include "platform/foundation/OpenSSLUse.h"
 
 #include <openssl/crypto.h>
+#include <openssl/ssl.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -39,8 +40,10 @@ void close() {
                             [] { return gate().users == 0; });
 }
 
+// OpenSSL calls first what was registered last: its TLS half registers an end of its own, which must come after
+// the wait.
 void prepare() {
-  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+  OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
   pthread_atfork([] { gate().mutex.lock(); }, [] { gate().mutex.unlock(); },
                  [] {
                    gate().users = 0;

@@ -23,7 +23,7 @@ using namespace platform;
 
 // What the system trusts, which takes a connection tens of milliseconds to read.
 constexpr const char* kSystemCertificates = "/etc/ssl/certs/ca-certificates.crt";
-constexpr int kExits = 300;
+constexpr int kExits = 120;
 constexpr int kSideBySide = 4;
 constexpr std::chrono::microseconds kLatestMoment{80'000};
 // For a machine under load.
