@@ -71,14 +71,13 @@ void KIIdentityManager::storeIdentity() {
 
 std::shared_ptr<KIIdentityManager> KIIdentityManager::forStore(
     std::shared_ptr<KovaPersistentStore> persistentStore) {
-  static auto& managers = *new kova::OneAnEnvironment<KIIdentityManager>;
-  if (auto known = managers.find(persistentStore->appId())) {
-    known->didGenerateUserId_ = false;
-    return known;
-  }
-  return managers.findOrMake(persistentStore->appId(), [&persistentStore] {
+  bool isKnown = true;
+  auto manager = kova::oneAnEnvironment<KIIdentityManager>(persistentStore->appId(), [&] {
+    isKnown = false;
     return std::make_shared<KIIdentityManager>(persistentStore);
   });
+  if (isKnown) manager->didGenerateUserId_ = false;
+  return manager;
 }
 
 void KIIdentityManager::removeFromPersistentStore(KovaPersistentStore& store) {

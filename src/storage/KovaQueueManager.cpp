@@ -26,22 +26,6 @@ constexpr std::string_view kSendTimeParameter = "&st=";
 // may not.
 constexpr std::size_t kSlack = 10;
 
-// What is in flight, then what is queued.
-template <class InFlight, class Queued>
-Array arrayOf(const InFlight& inFlight, const Queued& queued) {
-  std::vector<Value> items(inFlight.begin(), inFlight.end());
-  items.insert(items.end(), queued.begin(), queued.end());
-  return Array(std::move(items));
-}
-
-// Removes the first item that equals the given one.
-template <class Item>
-void removeFirst(std::vector<Item>& items, const Item& item) {
-  const auto found = std::find_if(items.begin(), items.end(),
-                                  [&item](const Item& other) { return Value(other) == Value(item); });
-  if (found != items.end()) items.erase(found);
-}
-
 template <class Entries>
 const Value* stringIn(const Entries& entries, std::string_view key) {
   const Value* value = entries.find(key);
@@ -51,97 +35,88 @@ const Value* stringIn(const Entries& entries, std::string_view key) {
 }  // namespace
 
 KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits)
-    : persistentStore_(std::move(persistentStore)), limits_(limits) {
+    : persistentStore_(std::move(persistentStore)),
+      limits_(limits),
+      urls_(*persistentStore_, KovaPersistentPropertyKeyQueuedUrlStrings, limits.queuedUrls),
+      batches_(*persistentStore_, KovaPersistentPropertyKeyQueuedMessageBatches,
+               limits.queuedMessageBatches) {
   load();
 }
 
 bool KovaQueueManager::load() {
-  if (isLoaded_) return true;
+  if (isLoaded()) return true;
   const auto urls = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
   const auto events = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedEvents);
   const auto batches = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
   if (urls.isUnreadable() || events.isUnreadable() || batches.isUnreadable()) return false;
-  isLoaded_ = true;
-  const bool isToBeStored = !queuedUrlStrings_.empty() || !queuedEvents_.empty() ||
-                            !queuedMessageBatches_.empty() || !urlStringsInFlight_.empty() ||
-                            !messageBatchesInFlight_.empty();
 
-  const auto storedUrls = KovaPersistentStore::stringsIn(urls.value_or(Array()));
-  const auto storedBatches = KovaPersistentStore::dictionariesIn(batches.value_or(Array()));
-  auto messages = mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
+  urls_.load(KovaPersistentStore::stringsIn(urls.value_or(Array())));
+  batches_.load(KovaPersistentStore::dictionariesIn(batches.value_or(Array())));
+  auto meanwhile = std::move(queuedEvents_);
+  queuedEvents_ = mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       KovaPersistentStore::dictionariesIn(events.value_or(Array())));
-  queuedUrlStrings_.insert(queuedUrlStrings_.begin(), storedUrls.begin(), storedUrls.end());
-  queuedMessageBatches_.insert(queuedMessageBatches_.begin(), storedBatches.begin(), storedBatches.end());
-  messages.insert(messages.end(), std::make_move_iterator(queuedEvents_.begin()),
-                  std::make_move_iterator(queuedEvents_.end()));
-  queuedEvents_ = std::move(messages);
-  if (!isToBeStored) return true;
-
-  // As if each had been queued now: of URLs and batches the newest are dropped, of messages the oldest,
-  // unless they can become a batch.
-  queuedUrlStrings_.resize(
-      std::min(queuedUrlStrings_.size(), std::max(limits_.queuedUrls, storedUrls.size())));
-  queuedMessageBatches_.resize(
-      std::min(queuedMessageBatches_.size(), std::max(limits_.queuedMessageBatches, storedBatches.size())));
+  if (meanwhile.empty()) return true;
+  queuedEvents_.insert(queuedEvents_.end(), std::make_move_iterator(meanwhile.begin()),
+                       std::make_move_iterator(meanwhile.end()));
+  // The oldest are dropped, unless they can become a batch.
   if (queuedEvents_.size() > limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
-  if (queuedEvents_.size() > limits_.queuedEvents)
-    queuedEvents_.erase(queuedEvents_.begin(),
-                        queuedEvents_.end() - static_cast<std::ptrdiff_t>(limits_.queuedEvents));
-  persistQueuedUrlStrings();
-  persistQueuedMessageBatches();
+  makeRoomForEvents(0);
   persistQueuedEvents();
   return true;
 }
 
+void KovaQueueManager::makeRoomForEvents(std::size_t count) {
+  if (queuedEvents_.size() + count <= limits_.queuedEvents) return;
+  const auto excess = queuedEvents_.size() + count - limits_.queuedEvents;
+  queuedEvents_.erase(queuedEvents_.begin(), queuedEvents_.begin() + static_cast<std::ptrdiff_t>(excess));
+}
+
 std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(
     std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits) {
-  static auto& managers = *new kova::OneAnEnvironment<KovaQueueManager>;
-  return managers.findOrMake(persistentStore->appId(),
-                             [&] { return std::make_shared<KovaQueueManager>(persistentStore, limits); });
+  return kova::oneAnEnvironment<KovaQueueManager>(
+      persistentStore->appId(), [&] { return std::make_shared<KovaQueueManager>(persistentStore, limits); });
 }
 
 void KovaQueueManager::enqueueUrlString(std::string_view url) {
   if (!canEnqueueUrlString()) return;
-  queuedUrlStrings_.emplace_back(url);
-  persistQueuedUrlStrings();
+  urls_.push(url);
+  urls_.persist();
 }
 
 void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
                                                      const KovaMessageBuilder& messageBuilder) {
   if (canEnqueueUrlString()) {
-    queuedUrlStrings_.emplace_front(url);
-    persistQueuedUrlStrings();
+    urls_.pushFirst(url);
+    urls_.persist();
   }
   messageBuilder.enrichMessagesWithFirstPageview(queuedEvents_);
 }
 
 std::optional<NSURL> KovaQueueManager::dequeueUrlRelativeToUrl(const NSURL& baseUrl) {
-  if (queuedUrlStrings_.empty()) {
-    if (areUrlStringsUnsaved_) persistQueuedUrlStrings();
-    return std::nullopt;
+  std::optional<NSURL> url;
+  if (const String* next = urls_.next()) {
+    std::string text = next->str();
+    if (text.find(kSendTimeParameter) == std::string::npos) {
+      text += kSendTimeParameter;
+      text += KovaUtil::epochString();
+    }
+    url = NSURL::create(text, baseUrl);
+    if (url) {
+      urls_.take(url->absoluteString());
+    } else {
+      urls_.drop();
+    }
   }
-  std::string text = queuedUrlStrings_.front().str();
-  if (text.find(kSendTimeParameter) == std::string::npos) {
-    text += kSendTimeParameter;
-    text += KovaUtil::epochString();
-  }
-  auto url = NSURL::create(text, baseUrl);
-  queuedUrlStrings_.pop_front();
-  if (url) urlStringsInFlight_.emplace_back(url->absoluteString());
-  persistQueuedUrlStrings();
+  urls_.persistUnsaved();
   return url;
 }
 
 void KovaQueueManager::requeueFailedUrl(const NSURL& url) {
-  removeFirst(urlStringsInFlight_, String(url.absoluteString()));
-  queuedUrlStrings_.emplace_front(url.absoluteString());
-  persistQueuedUrlStrings();
+  urls_.putBack(url.absoluteString());
+  urls_.persist();
 }
 
-void KovaQueueManager::cleanUpSentUrl(const NSURL& url) {
-  removeFirst(urlStringsInFlight_, String(url.absoluteString()));
-  areUrlStringsUnsaved_ = true;
-}
+void KovaQueueManager::cleanUpSentUrl(const NSURL& url) { urls_.settle(url.absoluteString()); }
 
 void KovaQueueManager::enqueueMessage(MutableDictionary message) {
   if (queuedEvents_.size() >= limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
@@ -150,7 +125,7 @@ void KovaQueueManager::enqueueMessage(MutableDictionary message) {
     KovaLogDebug("Failed to serialize request body data to JSON");
     return;
   }
-  while (queuedEvents_.size() >= limits_.queuedEvents) queuedEvents_.erase(queuedEvents_.begin());
+  makeRoomForEvents(1);
   queuedEvents_.push_back(std::move(message));
   watchForAPageview();
 }
@@ -167,11 +142,10 @@ void KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNot
   const Array messageArray(std::move(messages));
 
   if (auto fileName = persistentStore_->saveJSONObjectToDisk(messageArray)) {
-    queuedMessageBatches_.push_back(Dictionary{{kMessagesIdentifierKey, *fileName}});
+    batches_.push({{kMessagesIdentifierKey, *fileName}});
   } else {
-    queuedMessageBatches_.push_back(Dictionary{{kMessagesKey, messageArray}});
+    batches_.push({{kMessagesKey, messageArray}});
   }
-  areBatchesUnsaved_ = true;
   persistQueuedEvents();
 }
 
@@ -197,32 +171,27 @@ Reading<std::string> KovaQueueManager::payloadFromMessageBatch(const Batch& batc
 
 std::optional<KovaQueueManager::Dequeued> KovaQueueManager::dequeueMessageJSONPayloadWithMessageBatch() {
   std::optional<Dequeued> dequeued;
-  while (!dequeued && !queuedMessageBatches_.empty()) {
-    auto body = payloadFromMessageBatch(queuedMessageBatches_.front());
+  while (const Batch* next = dequeued ? nullptr : batches_.next()) {
+    auto body = payloadFromMessageBatch(*next);
     if (body.isUnreadable()) break;
-    Batch batch = std::move(queuedMessageBatches_.front());
-    queuedMessageBatches_.pop_front();
     if (body) {
-      messageBatchesInFlight_.push_back(batch);
-      dequeued = Dequeued{std::move(*body), std::move(batch)};
+      dequeued = Dequeued{std::move(*body), batches_.take()};
     } else {
       KovaLogDebug("Failed to serialize request body data to JSON");
-      areBatchesUnsaved_ = true;
+      batches_.drop();
     }
   }
-  if (areBatchesUnsaved_) persistQueuedMessageBatches();
+  batches_.persistUnsaved();
   return dequeued;
 }
 
-void KovaQueueManager::requeueFailedMessageBatch(Batch batch) {
-  removeFirst(messageBatchesInFlight_, batch);
-  queuedMessageBatches_.push_front(std::move(batch));
-  persistQueuedMessageBatches();
+void KovaQueueManager::requeueFailedMessageBatch(const Batch& batch) {
+  batches_.putBack(batch);
+  batches_.persist();
 }
 
 void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
-  removeFirst(messageBatchesInFlight_, batch);
-  areBatchesUnsaved_ = true;
+  batches_.settle(batch);
   if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) {
     persistentStore_->removeJSONObjectDataFromDisk(fileName->text());
   }
@@ -230,16 +199,14 @@ void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
 
 KovaPersistentStore::Names KovaQueueManager::batchFileNames() const {
   KovaPersistentStore::Names names;
-  const auto noteName = [&names](const Batch& batch) {
+  batches_.forEach([&names](const Batch& batch) {
     if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) names.emplace(fileName->text());
-  };
-  std::for_each(queuedMessageBatches_.begin(), queuedMessageBatches_.end(), noteName);
-  std::for_each(messageBatchesInFlight_.begin(), messageBatchesInFlight_.end(), noteName);
+  });
   return names;
 }
 
 void KovaQueueManager::adoptLeftovers() {
-  if (!isLoaded_) return;  // nobody knows which files have no row
+  if (!isLoaded()) return;  // nobody knows which files have no row
   KovaPersistentStore::Names waiting;
   for (const MutableDictionary& message : queuedEvents_) {
     if (const Value* id = stringIn(message, kIdKey)) waiting.emplace(id->text());
@@ -251,13 +218,10 @@ void KovaQueueManager::adoptLeftovers() {
        persistentStore_->sweepLeftovers(batchFileNames(), waiting)) {
     batched.merge(leftover.messageIds);  // sent with their file, be it by a later start
     if (!canEnqueueMessage()) continue;
-    queuedMessageBatches_.push_back(Dictionary{{kMessagesIdentifierKey, leftover.fileName}});
+    batches_.push({{kMessagesIdentifierKey, leftover.fileName}});
     ++count;
   }
-  if (count > 0) {
-    KovaLogDebug("Took up %ld message batches that were left behind", static_cast<long>(count));
-    areBatchesUnsaved_ = true;
-  }
+  if (count > 0) KovaLogDebug("Took up %ld message batches that were left behind", static_cast<long>(count));
   std::erase_if(queuedEvents_, [&batched](const MutableDictionary& message) {
     const Value* id = stringIn(message, kIdKey);
     return id && batched.contains(id->text());
@@ -266,10 +230,10 @@ void KovaQueueManager::adoptLeftovers() {
 }
 
 void KovaQueueManager::persistQueuedEvents() {
-  if (!isLoaded_) return;
+  if (!isLoaded()) return;
   const bool isStored = persistentStore_->changeInOneStep([this] {
-    if (areUrlStringsUnsaved_) persistQueuedUrlStrings();
-    if (areBatchesUnsaved_) persistQueuedMessageBatches();
+    urls_.persistUnsaved();
+    batches_.persistUnsaved();
     if (queuedEvents_.empty() && areEventsStoredEmpty_) return;
     std::vector<Value> messages;
     messages.reserve(queuedEvents_.size());
@@ -277,19 +241,9 @@ void KovaQueueManager::persistQueuedEvents() {
     persistentStore_->setObject(Array(std::move(messages)), KovaPersistentPropertyKeyQueuedEvents);
   });
   areEventsStoredEmpty_ = isStored && queuedEvents_.empty();
-  if (isStored) areUrlStringsUnsaved_ = areBatchesUnsaved_ = false;
-}
-
-void KovaQueueManager::persistQueuedUrlStrings() {
-  if (!isLoaded_) return;
-  areUrlStringsUnsaved_ = !persistentStore_->setObject(arrayOf(urlStringsInFlight_, queuedUrlStrings_),
-                                                       KovaPersistentPropertyKeyQueuedUrlStrings);
-}
-
-void KovaQueueManager::persistQueuedMessageBatches() {
-  if (!isLoaded_) return;
-  areBatchesUnsaved_ = !persistentStore_->setObject(arrayOf(messageBatchesInFlight_, queuedMessageBatches_),
-                                                    KovaPersistentPropertyKeyQueuedMessageBatches);
+  if (!isStored) return;
+  urls_.noteSaved();
+  batches_.noteSaved();
 }
 
 bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,9 +10,10 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
+#include "src/storage/KIStoredQueue.h"
+#include "src/storage/store/KovaPersistentStore.h"
 
 class KovaMessageBuilder;
-class KovaPersistentStore;
 class KovaTimer;
 
 // Everything that waits to be uploaded, oldest first: pixel URLs, single messages, and batches of messages.
@@ -40,7 +39,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // Whether the stored queues are in this one. While they cannot be read, nothing is stored; what has been
   // queued meanwhile then stands behind what was stored, within the limits.
   bool load();
-  bool isLoaded() const { return isLoaded_; }
+  bool isLoaded() const { return urls_.isLoaded(); }
 
   // The manager of the store's environment id: the one that an earlier tracker, or its request in flight,
   // still holds, else a new one. Main thread.
@@ -48,15 +47,14 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
                                                     Limits limits);
 
   // Pixel URLs, relative to the capture base URL.
-  bool canEnqueueUrlString() const { return queuedUrlStrings_.size() < limits_.queuedUrls; }
-  std::size_t queuedUrlStringsCount() const { return queuedUrlStrings_.size(); }
+  bool canEnqueueUrlString() const { return urls_.hasRoom(); }
+  std::size_t queuedUrlStringsCount() const { return urls_.size(); }
   // Dropped without a word when the queue is full.
   void enqueueUrlString(std::string_view url);
   // At the front, and gives waiting messages the pageview and session that they lack.
   void enqueueFirstPageviewUrlString(std::string_view url, const KovaMessageBuilder& messageBuilder);
-  // The oldest URL, absolute and stamped with its first send time; none when the queue is empty. Until one of
-  // the two calls below tells what became of it, the store still holds it: a process that ends in between
-  // loses nothing.
+  // The oldest URL, absolute and stamped with its first send time; none when the queue is empty. It is in
+  // flight until one of the two calls below, see KIStoredQueue.
   std::optional<platform::NSURL> dequeueUrlRelativeToUrl(const platform::NSURL& baseUrl);
   // Back to the front, whatever the limit.
   void requeueFailedUrl(const platform::NSURL& url);
@@ -66,7 +64,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // Single messages.
   std::size_t queuedEventsCount() const { return queuedEvents_.size(); }
   // Whether the batch queue has room; the number of single messages does not matter.
-  bool canEnqueueMessage() const { return queuedMessageBatches_.size() < limits_.queuedMessageBatches; }
+  bool canEnqueueMessage() const { return batches_.hasRoom(); }
   // Kept in memory until the next batch move or persist. A message that no JSON can be made of is refused
   // with a line of debug log: in a batch, it would take all others down with it. Another line, once, tells
   // who debugs of messages that wait for a pageview for longer than an app takes to show a screen.
@@ -76,7 +74,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched = true);
 
   // Batches.
-  std::size_t queuedMessageBatchesCount() const { return queuedMessageBatches_.size(); }
+  std::size_t queuedMessageBatchesCount() const { return batches_.size(); }
   // The JSON array of the batch; none when it cannot be read or written, unreadable when a later try may.
   platform::Reading<std::string> messageArrayDataForMessageBatch(const Batch& batch) const;
   // The body to post, with the present time as its send time.
@@ -87,28 +85,28 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   };
   // The oldest batch that a body can be made of; those before it are dropped. None when the queue runs empty,
   // and when the batch whose turn it is cannot be read for the moment: it stays at the front.
-  // As with URLs, the store holds what is taken until one of the two calls below.
+  // What is taken is in flight until one of the two calls below.
   std::optional<Dequeued> dequeueMessageJSONPayloadWithMessageBatch();
   // Back to the front, whatever the limit.
-  void requeueFailedMessageBatch(Batch batch);
+  void requeueFailedMessageBatch(const Batch& batch);
   // Removes the batch's file. The store learns of it with the next dequeueMessageJSONPayloadWithMessageBatch,
   // or persistQueuedMessageBatches; should the process end before, the batch is found without its file and
   // dropped.
   void cleanUpSentMessageBatch(const Batch& batch);
 
   // Of the batches that wait or are in flight.
-  std::set<std::string, std::less<>> batchFileNames() const;
+  KovaPersistentStore::Names batchFileNames() const;
 
   // Takes up the batches whose files a killed process, a lost database or a failing disk has left without a
   // row, behind those that wait and within their limit; messages that such a file holds wait no longer, also
   // when their batch waits for a later start. Once, before the first pass; reads each such file.
   void adoptLeftovers();
 
-  // Each writes the whole queue. Messages that have become a batch are not taken out of the store before the
-  // batch is in it, which on a full disk may be much later.
+  // Each writes the whole queue; the first, in the same step, also what the store does not hold yet of the
+  // other two. Messages thus leave the store with the step that brings their batch.
   void persistQueuedEvents();
-  void persistQueuedUrlStrings();
-  void persistQueuedMessageBatches();
+  void persistQueuedUrlStrings() { urls_.persist(); }
+  void persistQueuedMessageBatches() { batches_.persist(); }
 
   // Asked of the stored queues, before any is loaded.
   static bool persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store, Limits limits);
@@ -117,21 +115,16 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   static void removeFromPersistentStore(KovaPersistentStore& store);
 
  private:
+  // Drops the oldest messages that exceed the limit with that many more.
+  void makeRoomForEvents(std::size_t count);
   void watchForAPageview();
   void sayThatMessagesWait();
 
   const std::shared_ptr<KovaPersistentStore> persistentStore_;
   const Limits limits_;
-  bool isLoaded_ = false;
-  std::deque<platform::String> queuedUrlStrings_;
+  KIStoredQueue<platform::String> urls_;
   std::vector<platform::MutableDictionary> queuedEvents_;
-  std::deque<Batch> queuedMessageBatches_;
-  // Taken off the queues, and not yet known to be sent or failed.
-  std::vector<platform::String> urlStringsInFlight_;
-  std::vector<Batch> messageBatchesInFlight_;
-  // What the store holds is not what it should: not written yet, or refused.
-  bool areBatchesUnsaved_ = false;
-  bool areUrlStringsUnsaved_ = false;
+  KIStoredQueue<Batch> batches_;
   // An idle app does not write the same empty queue again and again.
   bool areEventsStoredEmpty_ = false;
   std::weak_ptr<KovaTimer> pageviewWatch_;

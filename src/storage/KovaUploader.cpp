@@ -183,10 +183,10 @@ void KovaUploader::sendAll() {
           KovaLogDebug("Called -[KovaUploader sendAll] after -[KovaUploader stop]");
           return;
         }
-        if (self.isSendingPixelData_ || self.isSendingMessageBatches_) {
+        if (self.pixels_.isSending || self.messageBatches_.isSending) {
           KovaLogDebug("Already sending data");
           // Slow pixels keep no messages in memory.
-          if (!self.isSendingMessageBatches_) self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+          if (!self.messageBatches_.isSending) self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
           return;
         }
         self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
@@ -199,82 +199,59 @@ void KovaUploader::sendAll() {
 
 // Steps run at once: one that was queued would let another pass begin before the chain shows that it is in
 // flight.
-void KovaUploader::sendAllPixelData() {
-  static const SEL selector("sendAllPixelData");
-  kova::guarded({isa(), selector}, [this] {
+void KovaUploader::send(Chain& chain) {
+  kova::guarded({isa(), chain.selector}, [&] {
     const auto session = urlSession_.lock();
-    const auto url = session ? queueManager_->dequeueUrlRelativeToUrl(*baseUrl_) : std::nullopt;
-    if (!url) {
-      if (isSendingPixelData_) KovaLogDebug("Sent data to Kova!");
-      isSendingPixelData_ = false;
+    const auto upload = session ? (this->*chain.next)() : std::nullopt;
+    if (!upload) {
+      if (chain.isSending) KovaLogDebug("%@", chain.lastLine);
+      chain.isSending = false;
       return;
     }
-    isSendingPixelData_ = true;
-    const auto task = session->dataTask(
-        *url, [self = retained(), url = *url](auto, const auto& response, const auto& error) {
-          self->performOnMutationQueue(
-              [url, response, error](KovaUploader& uploader) {
-                uploader.pixelRequestEnded(url, response, error);
-              },
-              selector);
-        });
-    if (task) task->resume();
-  });
-}
-
-void KovaUploader::pixelRequestEnded(const NSURL& url, const std::shared_ptr<NSURLResponse>& response,
-                                     const std::optional<NSError>& error) {
-  if (error) {
-    queueManager_->requeueFailedUrl(url);
-    logConnectionFailure(*error);
-    isSendingPixelData_ = false;
-    return;
-  }
-  logUnwelcomeAnswer(url, response);
-  queueManager_->cleanUpSentUrl(url);
-  if (!isStopped_) return sendAllPixelData();
-  queueManager_->persistQueuedUrlStrings();
-  isSendingPixelData_ = false;
-  KovaLogDebug("Sent data to Kova!");
-}
-
-void KovaUploader::sendAllMessageBatchData() {
-  static const SEL selector("sendAllMessageBatchData");
-  kova::guarded({isa(), selector}, [this] {
-    const auto session = urlSession_.lock();
-    auto dequeued = session ? queueManager_->dequeueMessageJSONPayloadWithMessageBatch() : std::nullopt;
-    if (!dequeued) {
-      if (isSendingMessageBatches_) KovaLogDebug("Sent message batch to Kova!");
-      isSendingMessageBatches_ = false;
-      return;
-    }
-    isSendingMessageBatches_ = true;
-    const NSURLRequest request = batchRequest(*baseUrl_, std::move(dequeued->payload));
-    const auto task = session->dataTask(request, [self = retained(), batch = std::move(dequeued->batch)](
-                                                     auto, const auto& response, const auto& error) {
+    chain.isSending = true;
+    const auto ended = [self = retained(), &chain, upload = *upload](auto, const auto& response,
+                                                                     const auto& error) {
       self->performOnMutationQueue(
-          [batch, response, error](KovaUploader& uploader) {
-            uploader.batchRequestEnded(batch, response, error);
+          [&chain, upload, response, error](KovaUploader& uploader) {
+            uploader.uploadEnded(chain, upload, response, error);
           },
-          selector);
-    });
+          chain.selector);
+    };
+    const auto task =
+        std::visit([&](const auto& what) { return session->dataTask(what, ended); }, upload->what);
     if (task) task->resume();
   });
 }
 
-void KovaUploader::batchRequestEnded(KovaQueueManager::Batch batch,
-                                     const std::shared_ptr<NSURLResponse>& response,
-                                     const std::optional<NSError>& error) {
+void KovaUploader::uploadEnded(Chain& chain, const Upload& upload,
+                               const std::shared_ptr<NSURLResponse>& response,
+                               const std::optional<NSError>& error) {
   if (error) {
-    queueManager_->requeueFailedMessageBatch(std::move(batch));
+    upload.putBack();
     logConnectionFailure(*error);
-    isSendingMessageBatches_ = false;
+    chain.isSending = false;
     return;
   }
-  logUnwelcomeAnswer(KovaRequestBuilder::messageBatchUrlWithBaseUrl(*baseUrl_), response);
-  queueManager_->cleanUpSentMessageBatch(batch);
-  if (!isStopped_) return sendAllMessageBatchData();
-  queueManager_->persistQueuedMessageBatches();
-  isSendingMessageBatches_ = false;
+  const auto* request = std::get_if<NSURLRequest>(&upload.what);
+  logUnwelcomeAnswer(request ? request->url() : std::get<NSURL>(upload.what), response);
+  upload.settle();
+  if (!isStopped_) return send(chain);
+  (*queueManager_.*chain.persist)();
+  chain.isSending = false;
   KovaLogDebug("Sent data to Kova!");
+}
+
+std::optional<KovaUploader::Upload> KovaUploader::nextPixel() {
+  const auto url = queueManager_->dequeueUrlRelativeToUrl(*baseUrl_);
+  if (!url) return std::nullopt;
+  return Upload{*url, [queues = queueManager_, url = *url] { queues->requeueFailedUrl(url); },
+                [queues = queueManager_, url = *url] { queues->cleanUpSentUrl(url); }};
+}
+
+std::optional<KovaUploader::Upload> KovaUploader::nextMessageBatch() {
+  auto next = queueManager_->dequeueMessageJSONPayloadWithMessageBatch();
+  if (!next) return std::nullopt;
+  return Upload{batchRequest(*baseUrl_, std::move(next->payload)),
+                [queues = queueManager_, batch = next->batch] { queues->requeueFailedMessageBatch(batch); },
+                [queues = queueManager_, batch = next->batch] { queues->cleanUpSentMessageBatch(batch); }};
 }

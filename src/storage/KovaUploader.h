@@ -4,8 +4,11 @@
 #include <Kova/KovaURLSessionProtocol.h>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
+#include <variant>
 
 #include "platform/dispatch/NSOperationQueue.h"
 #include "platform/foundation/NSURL.h"
@@ -49,14 +52,29 @@ class KovaUploader : public platform::NSObject {
   void stop();
 
  private:
-  // The next step of each chain; on the mutation queue.
-  void sendAllPixelData();
-  void sendAllMessageBatchData();
-  void pixelRequestEnded(const platform::NSURL& url, const std::shared_ptr<platform::NSURLResponse>& response,
-                         const std::optional<platform::NSError>& error);
-  void batchRequestEnded(KovaQueueManager::Batch batch,
-                         const std::shared_ptr<platform::NSURLResponse>& response,
-                         const std::optional<platform::NSError>& error);
+  // Taken off its queue, and in flight until one of the two says what became of it.
+  struct Upload {
+    std::variant<platform::NSURL, platform::NSURLRequest> what;  // a URL is got
+    std::function<void()> putBack;
+    std::function<void()> settle;
+  };
+  // One request at a time, until the queue has no more. Mutation queue only.
+  struct Chain {
+    const platform::SEL selector;
+    const std::string_view lastLine;
+    std::optional<Upload> (KovaUploader::*const next)();
+    void (KovaQueueManager::*const persist)();
+    bool isSending = false;
+  };
+
+  void sendAllPixelData() { send(pixels_); }
+  void sendAllMessageBatchData() { send(messageBatches_); }
+  void send(Chain& chain);
+  void uploadEnded(Chain& chain, const Upload& upload,
+                   const std::shared_ptr<platform::NSURLResponse>& response,
+                   const std::optional<platform::NSError>& error);
+  std::optional<Upload> nextPixel();
+  std::optional<Upload> nextMessageBatch();
   void startUploadTimer();
   void cancelUploadTimer();
   std::shared_ptr<KovaTimer> uploadTimer() const;
@@ -75,7 +93,9 @@ class KovaUploader : public platform::NSObject {
   std::shared_ptr<KovaTimer> uploadTimer_ PLATFORM_GUARDED_BY(mutex_);
 
   // Mutation queue only.
-  bool isSendingPixelData_ = false;
-  bool isSendingMessageBatches_ = false;
+  Chain pixels_{platform::SEL("sendAllPixelData"), "Sent data to Kova!", &KovaUploader::nextPixel,
+                &KovaQueueManager::persistQueuedUrlStrings};
+  Chain messageBatches_{platform::SEL("sendAllMessageBatchData"), "Sent message batch to Kova!",
+                        &KovaUploader::nextMessageBatch, &KovaQueueManager::persistQueuedMessageBatches};
   double uploadInterval_;
 };

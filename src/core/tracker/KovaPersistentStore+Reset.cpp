@@ -12,8 +12,7 @@ std::shared_ptr<KovaPersistentStore> KovaPersistentStore::forAppId(const std::st
                                                                    std::size_t queuedUrlLimit,
                                                                    std::size_t queuedEventLimit,
                                                                    std::size_t queuedMessageBatchLimit) {
-  static auto& stores = *new kova::OneAnEnvironment<KovaPersistentStore>;
-  return stores.findOrMake(appId, [&] {
+  return kova::oneAnEnvironment<KovaPersistentStore>(appId, [&] {
     auto store = std::make_shared<KovaPersistentStore>(appId);
     store->purgeInvalidStoresWithQueuedUrlLimit(queuedUrlLimit, queuedEventLimit, queuedMessageBatchLimit);
     return store;

@@ -44,36 +44,6 @@ TEST_F(KovaPersistentStoreTest, KeepsEnvironmentsApart) {
   EXPECT_FALSE(open("6").stringForKey("userId"));
 }
 
-TEST_F(KovaPersistentStoreTest, AnswersOnlyTheKindThatIsStored) {
-  const std::pair<const char*, Value> values[] = {
-      {"text", "t"}, {"number", 2.5}, {"list", Array{"u"}}, {"map", {{"k", "v"}}}, {"yes", true}};
-  for (const auto& [key, value] : values) open().setObject(value, key);
-
-  const KovaPersistentStore store = open();
-  EXPECT_EQ(store.stringForKey("text"), "t");
-  EXPECT_EQ(store.stringForKey("number"), "2.5");
-  EXPECT_EQ(store.stringForKey("yes"), "1");
-  EXPECT_EQ(Value(*store.arrayForKey("list")), Value(Array{"u"}));
-  EXPECT_EQ(Value(*store.dictionaryForKey("map")), (Value{{"k", "v"}}));
-  for (const auto& [key, value] : values) {
-    EXPECT_EQ(store.stringForKey(key).has_value(), value.isString() || value.isNumber()) << key;
-    EXPECT_EQ(store.arrayForKey(key).has_value(), value.isArray()) << key;
-    EXPECT_EQ(store.dictionaryForKey(key).has_value(), value.isDictionary()) << key;
-  }
-  open().removeObjectForKey("text");
-  EXPECT_FALSE(store.stringForKey("text"));
-}
-
-TEST_F(KovaPersistentStoreTest, FiltersArraysByTheKindOfTheirItems) {
-  open().setObject(Array{"a", {{"k", 1}}, 2, Array{}, nullptr, "b", Dictionary()}, "mixed");
-  const KovaPersistentStore store = open();
-  const Array mixed = store.arrayForKey("mixed").value();
-  ASSERT_EQ(store.stringsIn(mixed).size(), 2u);
-  EXPECT_EQ(store.stringsIn(mixed)[1].view(), "b");
-  ASSERT_EQ(store.dictionariesIn(mixed).size(), 2u);
-  EXPECT_EQ(Value(store.dictionariesIn(mixed)[0]), (Value{{"k", 1}}));
-}
-
 TEST_F(KovaPersistentStoreTest, KeepsCompactJSONInFilesNamedByUUIDs) {
   const auto name = open().saveJSONObjectToDisk(Array{{{"name", "é"}, {"list", Array{1, true, nullptr}}}});
   ASSERT_TRUE(name);

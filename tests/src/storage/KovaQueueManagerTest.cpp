@@ -67,44 +67,32 @@ class KovaQueueManagerTest : public MessageTest {
   std::unique_ptr<KovaQueueManager> queues;
 };
 
-TEST_F(KovaQueueManagerTest, TakesUrlsOldestFirstAbsoluteAndStampedWithTheirSendTime) {
+TEST_F(KovaQueueManagerTest, TakesUrlsOldestFirstAbsoluteAndStampedWithTheirFirstSendTime) {
   queues->enqueueUrlString("h?a=1");
   queues->enqueueUrlString("api/identify_v3?a=2");
-  reopen();
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 2u);
   device.advance(1);
-  EXPECT_EQ(dequeued(), "https://host.example/h?a=1&st=1767225601000");
-  EXPECT_EQ(dequeued(), "https://host.example/api/identify_v3?a=2&st=1767225601000");
+  const NSURL url = queues->dequeueUrlRelativeToUrl(baseUrl).value();
+  EXPECT_EQ(url.absoluteString(), "https://host.example/h?a=1&st=1767225601000");
+  reopen();  // the process ended before the answer
+  device.advance(60);
+  EXPECT_EQ(queues->dequeueUrlRelativeToUrl(baseUrl), url);
+  queues->requeueFailedUrl(url);
+  reopen();
+  EXPECT_EQ(queues->dequeueUrlRelativeToUrl(baseUrl), url);
+  queues->cleanUpSentUrl(url);
+  EXPECT_EQ(dequeued(), "https://host.example/api/identify_v3?a=2&st=1767225661000");
   EXPECT_EQ(dequeued(), "(none)");
+  EXPECT_EQ(device.stored("queuedPageviews")->array().size(), 1u);
 }
 
-TEST_F(KovaQueueManagerTest, DropsUrlsBeyondTheLimitButPutsBackAFailedOneAlways) {
+TEST_F(KovaQueueManagerTest, DropsUrlsBeyondTheLimit) {
   for (int i = 0; i < 200; ++i) {
     EXPECT_TRUE(queues->canEnqueueUrlString());
     queues->enqueueUrlString("h?n=" + std::to_string(i));
   }
-  const NSURL failed = queues->dequeueUrlRelativeToUrl(baseUrl).value();
-  queues->enqueueUrlString("h?n=200");
   EXPECT_FALSE(queues->canEnqueueUrlString());
-  queues->enqueueUrlString("h?n=201");
+  queues->enqueueUrlString("h?n=200");
   EXPECT_EQ(queues->queuedUrlStringsCount(), 200u);
-
-  queues->requeueFailedUrl(failed);
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 201u);
-  reopen();
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 201u);
-  EXPECT_EQ(dequeued(), failed.absoluteString());
-  EXPECT_EQ(dequeued(), "https://host.example/h?n=1&st=1767225600000");
-}
-
-TEST_F(KovaQueueManagerTest, KeepsTheFirstSendTimeAcrossRetriesAndRestarts) {
-  queues->enqueueUrlString("h?a=1");
-  const NSURL url = queues->dequeueUrlRelativeToUrl(baseUrl).value();
-  device.advance(60);
-  queues->requeueFailedUrl(url);
-  reopen();
-  device.advance(60);
-  EXPECT_EQ(dequeued(), "https://host.example/h?a=1&st=1767225600000");
 }
 
 TEST_F(KovaQueueManagerTest, PutsTheFirstPageviewInFrontAndEnrichesWhatWaits) {
@@ -125,39 +113,6 @@ TEST_F(KovaQueueManagerTest, PutsTheFirstPageviewInFrontAndEnrichesWhatWaits) {
   EXPECT_EQ(dequeued(), "https://host.example/h?a=1&st=1767225600000");
   queues->moveEnqueuedMessagesToBatchAndPersist();
   EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
-}
-
-TEST_F(KovaQueueManagerTest, HoldsWhatIsInFlightInTheStoreUntilItIsSettled) {
-  for (const char* url : {"h?n=1", "h?n=2", "h?n=2"}) queues->enqueueUrlString(url);
-  const NSURL first = queues->dequeueUrlRelativeToUrl(baseUrl).value();
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 2u);
-  reopen();  // the process ended before the answer
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 3u);
-
-  EXPECT_EQ(queues->dequeueUrlRelativeToUrl(baseUrl), first);
-  queues->cleanUpSentUrl(first);
-  const NSURL second = queues->dequeueUrlRelativeToUrl(baseUrl).value();
-  EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000","h?n=2"])");
-  // Equal URLs are settled one by one; the store learns of the last one when the queue is found empty.
-  EXPECT_EQ(queues->dequeueUrlRelativeToUrl(baseUrl), second);
-  queues->cleanUpSentUrl(second);
-  EXPECT_EQ(queues->dequeueUrlRelativeToUrl(baseUrl), std::nullopt);
-  EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000"])");
-  queues->requeueFailedUrl(second);
-  EXPECT_EQ(storedText("queuedPageviews"), R"(["https://host.example/h?n=2&st=1767225600000"])");
-
-  storeBatches(2);
-  const auto batch = queues->dequeueMessageJSONPayloadWithMessageBatch().value().batch;
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
-  reopen();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
-  EXPECT_EQ(Value(queues->dequeueMessageJSONPayloadWithMessageBatch().value().batch), Value(batch));
-  queues->requeueFailedMessageBatch(batch);
-  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":0}]},{"messages":[{"n":1}]}])");
-  queues->dequeueMessageJSONPayloadWithMessageBatch();
-  queues->cleanUpSentMessageBatch(batch);
-  queues->dequeueMessageJSONPayloadWithMessageBatch();
-  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":1}]}])");
 }
 
 TEST_F(KovaQueueManagerTest, PushesOutTheOldestMessageWhileNoneCanBeBatched) {
@@ -234,12 +189,12 @@ TEST_F(KovaQueueManagerTest, DropsMessagesWhileTheBatchQueueIsFull) {
   queues->enqueueMessage(enriched(3));
   EXPECT_EQ(queues->queuedEventsCount(), 1u);
   // Neither a move nor putting back asks for the limit.
-  queues->moveEnqueuedMessagesToBatchAndPersist();
   queues->requeueFailedMessageBatch(sent.batch);
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 201u);
-  reopen();
+  queues->moveEnqueuedMessagesToBatchAndPersist();
   EXPECT_EQ(queues->queuedMessageBatchesCount(), 201u);
   EXPECT_EQ(dequeuedBody(), body("1767225600000", R"([{"n":0}])"));
+  reopen();
+  EXPECT_EQ(queues->queuedMessageBatchesCount(), 201u) << "one of them was in flight";
 }
 
 TEST_F(KovaQueueManagerTest, WritesTheBodyOfABatchByteByByte) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 
+#include <algorithm>
+
 #include "platform/foundation/NSNotificationCenter.h"
 #include "tests/support/SimulatedDevice.h"
 
@@ -13,9 +15,6 @@ namespace {
 
 using Flags = NetworkReachabilityFlags;
 using Target = NetworkReachability::Target;
-
-constexpr Flags kIrrelevant =
-    kNetworkReachabilityFlagsTransientConnection | kNetworkReachabilityFlagsIsLocalAddress;
 
 // The flags of a device and what was asked about.
 class KovaReachabilityTest : public testing::Test {
@@ -36,68 +35,60 @@ class KovaReachabilityTest : public testing::Test {
 };
 
 TEST_F(KovaReachabilityTest, JudgesEveryCombinationOfFlags) {
-  // Of reachable networks, by connection required, on traffic, on demand, intervention required, cellular:
-  // from 00000 to 11111, the last flag changing first.
-  const std::string reachable =
-      "1111"
-      "1111"
-      "1111"
-      "1111"  // no connection required
-      "0101"
-      "1101"
-      "1101"
-      "1101";  // required: by itself none; on demand; on traffic; both
-  const Flags byPosition[] = {kNetworkReachabilityFlagsIsWWAN, kNetworkReachabilityFlagsInterventionRequired,
-                              kNetworkReachabilityFlagsConnectionOnDemand,
-                              kNetworkReachabilityFlagsConnectionOnTraffic,
-                              kNetworkReachabilityFlagsConnectionRequired};
-  for (std::size_t i = 0; i < reachable.size(); ++i) {
-    Flags combination = 0;
-    for (std::size_t bit = 0; bit < 5; ++bit) combination |= (i >> bit & 1) ? byPosition[bit] : 0;
-    const int expected = reachable[i] - '0';
-    for (const Flags other : {Flags(0), kIrrelevant, kNetworkReachabilityFlagsIsDirect}) {
-      const Flags unreachable = combination | other;
-      EXPECT_EQ(KovaReachability::networkStatusForFlags(unreachable), 0) << i;
-      EXPECT_EQ(KovaReachability::networkStatusForFlags(unreachable | kNetworkReachabilityFlagsReachable),
-                expected)
-          << i;
-      EXPECT_EQ(KovaReachability::localWiFiStatusForFlags(unreachable), 0) << i;
-      EXPECT_EQ(KovaReachability::localWiFiStatusForFlags(unreachable | kNetworkReachabilityFlagsReachable),
-                other == kNetworkReachabilityFlagsIsDirect)
-          << i;
-    }
+  constexpr Flags kReachable = kNetworkReachabilityFlagsReachable;
+  constexpr Flags kRequired = kNetworkReachabilityFlagsConnectionRequired;
+  constexpr Flags kAutomatic =
+      kNetworkReachabilityFlagsConnectionOnTraffic | kNetworkReachabilityFlagsConnectionOnDemand;
+  constexpr Flags kIntervention = kNetworkReachabilityFlagsInterventionRequired;
+  // Reachable networks that are not: what is set, and what is not.
+  const std::pair<Flags, Flags> out[] = {{kRequired, kAutomatic | kNetworkReachabilityFlagsIsWWAN},
+                                         {kRequired | kIntervention, kNetworkReachabilityFlagsIsWWAN}};
+  const auto isOut = [&](Flags given) {
+    return std::any_of(std::begin(out), std::end(out), [given](const auto& row) {
+      return (given & row.first) == row.first && !(given & row.second);
+    });
+  };
+  constexpr Flags kAll = kReachable | kRequired | kAutomatic | kIntervention |
+                         kNetworkReachabilityFlagsIsWWAN | kNetworkReachabilityFlagsIsDirect |
+                         kNetworkReachabilityFlagsTransientConnection |
+                         kNetworkReachabilityFlagsIsLocalAddress;
+  for (Flags combination = kAll; combination != 0; combination = (combination - 1) & kAll) {
+    const bool isReachable = combination & kReachable;
+    EXPECT_EQ(KovaReachability::networkStatusForFlags(combination), isReachable && !isOut(combination))
+        << combination;
+    EXPECT_EQ(KovaReachability::localWiFiStatusForFlags(combination),
+              isReachable && (combination & kNetworkReachabilityFlagsIsDirect))
+        << combination;
   }
 }
 
-TEST_F(KovaReachabilityTest, AsksAboutTheRightAddressAtEachQuestion) {
+TEST_F(KovaReachabilityTest, AsksAboutTheRightTarget) {
   const auto internet = KovaReachability::reachabilityForInternetConnection();
-  EXPECT_EQ(internet->currentReachabilityStatus(), 0);
-  EXPECT_EQ(lastAddress().sin_family, AF_INET);
-  EXPECT_EQ(lastAddress().sin_port, 0);
-  EXPECT_EQ(lastAddress().sin_addr.s_addr, 0u);
-  flags = kNetworkReachabilityFlagsReachable;
-  EXPECT_EQ(internet->currentReachabilityStatus(), 1);
-
-  // Reached, but not directly.
   const auto wifi = KovaReachability::reachabilityForLocalWiFi();
-  EXPECT_EQ(wifi->currentReachabilityStatus(), 0);
-  EXPECT_EQ(ntohl(lastAddress().sin_addr.s_addr), 0xA9FE0000u);
-  flags = kNetworkReachabilityFlagsReachable | kNetworkReachabilityFlagsIsDirect |
-          kNetworkReachabilityFlagsConnectionRequired;
-  EXPECT_EQ(wifi->currentReachabilityStatus(), 1);
-  EXPECT_EQ(internet->currentReachabilityStatus(), 0);
-  EXPECT_TRUE(internet->connectionRequired());
-
   const auto host = KovaReachability::reachabilityWithHostName("capture.example");
-  flags = kNetworkReachabilityFlagsReachable;
-  EXPECT_EQ(host->currentReachabilityStatus(), 1);
-  EXPECT_FALSE(host->connectionRequired());
-  EXPECT_EQ(std::get<std::string>(lastTarget), "capture.example");
-
-  flags = std::nullopt;
-  for (const auto& each : {internet, wifi, host}) {
-    EXPECT_EQ(each->currentReachabilityStatus(), 0);
-    EXPECT_FALSE(each->connectionRequired());
+  const struct {
+    std::optional<Flags> flags;
+    int internet, wifi;
+    bool isConnectionRequired;
+  } rows[] = {
+      {0, 0, 0, false},
+      {kNetworkReachabilityFlagsReachable, 1, 0, false},
+      {kNetworkReachabilityFlagsReachable | kNetworkReachabilityFlagsIsDirect |
+           kNetworkReachabilityFlagsConnectionRequired,
+       0, 1, true},
+      {std::nullopt, 0, 0, false},
+  };
+  for (const auto& row : rows) {
+    flags = row.flags;
+    EXPECT_EQ(internet->currentReachabilityStatus(), row.internet);
+    EXPECT_EQ(lastAddress().sin_family, AF_INET);
+    EXPECT_EQ(lastAddress().sin_port, 0);
+    EXPECT_EQ(lastAddress().sin_addr.s_addr, 0u);
+    EXPECT_EQ(wifi->currentReachabilityStatus(), row.wifi);
+    EXPECT_EQ(ntohl(lastAddress().sin_addr.s_addr), 0xA9FE0000u);
+    EXPECT_EQ(host->currentReachabilityStatus(), row.internet);
+    EXPECT_EQ(std::get<std::string>(lastTarget), "capture.example");
+    EXPECT_EQ(host->connectionRequired(), row.isConnectionRequired);
   }
   EXPECT_FALSE(KovaReachability::reachabilityWithHostName(""));
   sockaddr local{};

@@ -108,13 +108,9 @@ TEST_F(KovaUploaderTest, SendsInOrderEveryFifteenSeconds) {
   runUntilLogged("Sent data to Kova!", 2);
   EXPECT_EQ(pages().back(), "/h?n=4&st=1767225615000");
 
-  enqueueUrls({"h?n=5"});
-  device.advance(kInterval);
-  runUntilLogged("Sent data to Kova!", 3);
-  EXPECT_EQ(pages().back(), "/h?n=5&st=1767225630000");
   // A pass with nothing to send says nothing.
   device.advance(3 * kInterval);
-  EXPECT_EQ(logged("Kova!"), 3u);
+  EXPECT_EQ(logged("Kova!"), 2u);
 }
 
 TEST_F(KovaUploaderTest, PostsABatchOfTheMessagesThatWait) {
@@ -154,27 +150,19 @@ TEST_F(KovaUploaderTest, GoesToTheCaptureEndpointWithoutABaseUrl) {
 }
 
 TEST_F(KovaUploaderTest, TakesAnyAnswerForDelivered) {
-  int status = 500;
-  const auto answer = [&status](const HttpServer::Request&) { return HttpServer::Reply::text("no", status); };
+  const auto answer = [](const HttpServer::Request&) { return HttpServer::Reply::text("no", 404); };
   device.service.handle("/h", answer);
   device.service.handle(kBatchPath, answer);
-  for (const int each : {500, 404}) {
-    status = each;
-    enqueueUrls({"h?n=1", "h?n=2"});
-    enqueueBatches(2);
-    uploader->sendAll();
-    runUntilLogged("Sent data to Kova!");
-    runUntilLogged("Sent message batch to Kova!");
-    const std::string line =
-        "The answer has status " + std::to_string(each) + ", and nothing is sent again: ";
-    EXPECT_EQ(logged(line + device.service.url("/h")), 2u);
-    EXPECT_EQ(logged(line + device.service.url(kBatchPath)), 2u);
-    EXPECT_THAT(device.log().back(), HasSubstr("to Kova!")) << "last, as ever";
-    device.clearLog();
-    EXPECT_THAT(device.batchFiles(), IsEmpty()) << each;
-    EXPECT_EQ(queues->queuedUrlStringsCount() + queues->queuedMessageBatchesCount(), 0u) << each;
-  }
-  EXPECT_EQ(device.service.requestCount(), 8u);
+  enqueueUrls({"h?n=1", "h?n=2"});
+  enqueueBatches(2);
+  uploader->sendAll();
+  runUntilLogged("to Kova!", 2);
+  const std::string line = "The answer has status 404, and nothing is sent again: ";
+  EXPECT_EQ(logged(line + device.service.url("/h")), 2u);
+  EXPECT_EQ(logged(line + device.service.url(kBatchPath)), 2u);
+  EXPECT_THAT(device.log().back(), HasSubstr("to Kova!")) << "last, as ever";
+  EXPECT_EQ(device.service.requestCount(), 4u);
+  EXPECT_THAT(device.batchFiles(), IsEmpty());
   reopen();
   EXPECT_EQ(queues->queuedUrlStringsCount() + queues->queuedMessageBatchesCount(), 0u);
 }
@@ -210,48 +198,37 @@ TEST_F(KovaUploaderTest, SaysOnceThatMessagesWaitForAPageview) {
   EXPECT_EQ(logged("wait for a pageview"), 1u);
 }
 
-TEST_F(KovaUploaderTest, PutsBackAUrlThatFailedAndSendsItFirstWithItsFirstSendTime) {
+TEST_F(KovaUploaderTest, PutsBackWhatFailedAndSendsItFirstInTheNextPass) {
   device.service.handle("/h", [](const HttpServer::Request&) { return HttpServer::Reply::reset(); });
-  enqueueUrls({"h?n=1", "h?n=2"});
-  uploader->requestScheduledUploads();
-  runUntilLogged("Connection failed!");
-  EXPECT_THAT(device.logLinesWith("Connection failed!"),
-              ElementsAre("[KOVA DEBUG]: Connection failed! Error - The network connection was lost. " +
-                          device.service.url("/h?n=1&st=1767225600000")));
-  // The chain has ended: nothing more before the next pass.
-  device.advance(kInterval - 1);
-  EXPECT_THAT(session->requests, SizeIs(1));
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 2u);
-  EXPECT_EQ(logged("Sent data"), 0u);
-
-  device.service.handle("/h", [](const HttpServer::Request&) { return HttpServer::Reply::text(""); });
-  device.advance(1);
-  runUntilLogged("Sent data to Kova!");
-  const auto sent = pages();
-  ASSERT_GE(sent.size(), 3u);
-  EXPECT_EQ(sent.front(), "/h?n=1&st=1767225600000");
-  EXPECT_EQ(sent[sent.size() - 2], "/h?n=1&st=1767225600000");
-  EXPECT_EQ(sent.back(), "/h?n=2&st=1767225615000");
-}
-
-TEST_F(KovaUploaderTest, PutsBackABatchWhoseAnswerBrokeOff) {
   device.service.handle(kBatchPath, [](const HttpServer::Request&) {
     HttpServer::Reply reply = HttpServer::Reply::text("half of");
     reply.announcedLength = 100;
     reply.ending = HttpServer::Reply::Ending::reset;
     return reply;
   });
+  enqueueUrls({"h?n=1", "h?n=2"});
   enqueueBatches(2);
-  uploader->sendAll();
-  runUntilLogged("Connection failed! Error - ");
-  EXPECT_THAT(session->requests, SizeIs(1));
+  uploader->requestScheduledUploads();
+  runUntilLogged("Connection failed! Error - ", 2);
+  EXPECT_EQ(logged("[KOVA DEBUG]: Connection failed! Error - The network connection was lost. " +
+                   device.service.url("/h?n=1&st=1767225600000")),
+            1u);
+  // The chains have ended: nothing more before the next pass.
+  device.advance(kInterval - 1);
+  EXPECT_THAT(session->requests, SizeIs(2));
+  EXPECT_EQ(queues->queuedUrlStringsCount(), 2u);
   EXPECT_THAT(device.batchFiles(), SizeIs(2));
+  EXPECT_EQ(logged("to Kova!"), 0u);
 
-  device.service.handle(kBatchPath, [](const HttpServer::Request&) { return HttpServer::Reply::text(""); });
-  reopen();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
-  uploader->sendAll();
-  runUntilLogged("Sent message batch to Kova!");
+  const auto well = [](const HttpServer::Request&) { return HttpServer::Reply::text(""); };
+  device.service.handle("/h", well);
+  device.service.handle(kBatchPath, well);
+  device.advance(1);
+  runUntilLogged("to Kova!", 2);
+  const auto sent = pages();  // the transfer library may have tried the first one more often
+  ASSERT_GE(sent.size(), 3u);
+  EXPECT_EQ(sent[sent.size() - 2], "/h?n=1&st=1767225600000");
+  EXPECT_EQ(sent.back(), "/h?n=2&st=1767225615000");
   EXPECT_THAT(device.batchFiles(), IsEmpty());
   const auto received = device.receivedMessages();
   ASSERT_THAT(received, SizeIs(3));
@@ -289,7 +266,7 @@ TEST_F(KovaUploaderTest, SendsEachKindOneAtATimeAndTheTwoSideBySide) {
   EXPECT_EQ(device.receivedBatches().size(), 3u);
 }
 
-TEST_F(KovaUploaderTest, SendsAtOnceInANewRhythm) {
+TEST_F(KovaUploaderTest, SendsAtOnceInANewRhythmAndRestsWhileSuspended) {
   uploader->requestScheduledUploads();
   device.advance(10);
   enqueueUrls({"h?n=1"});
@@ -297,15 +274,21 @@ TEST_F(KovaUploaderTest, SendsAtOnceInANewRhythm) {
   runUntilLogged("Sent data to Kova!");
   EXPECT_THAT(pages(), ElementsAre("/h?n=1&st=1767225610000"));
   EXPECT_EQ(device.scheduler.pendingTimerCount(), 1u);
-
   enqueueUrls({"h?n=2"});
   device.advance(1.9);
   EXPECT_THAT(session->requests, SizeIs(1));
   device.advance(0.1);
   runUntilLogged("Sent data to Kova!", 2);
+
+  uploader->suspendScheduledUploads();
   enqueueUrls({"h?n=3"});
-  device.advance(2);
+  device.advance(60);
+  EXPECT_THAT(session->requests, SizeIs(2));
+  EXPECT_EQ(device.scheduler.pendingTimerCount(), 0u);
+  uploader->requestScheduledUploads();
   runUntilLogged("Sent data to Kova!", 3);
+  device.advance(2);
+  EXPECT_EQ(device.scheduler.pendingTimerCount(), 1u);
 }
 
 TEST_F(KovaUploaderTest, EndsWithTheRequestsInFlightOnceStopped) {
@@ -363,19 +346,6 @@ TEST_F(KovaUploaderTest, TellsOnceThatNoApplicationWasStarted) {
   EXPECT_THAT(device.log(),
               ElementsAre(HasSubstr("No application was started"), HasSubstr("Caching data locally"),
                           HasSubstr("Caching data locally")));
-}
-
-TEST_F(KovaUploaderTest, RestsWhileSuspended) {
-  uploader->requestScheduledUploads();
-  device.drain();
-  uploader->suspendScheduledUploads();
-  enqueueUrls({"h?n=1"});
-  device.advance(10 * kInterval);
-  EXPECT_THAT(session->requests, IsEmpty());
-  EXPECT_EQ(device.scheduler.pendingTimerCount(), 0u);
-
-  uploader->requestScheduledUploads();
-  runUntilLogged("Sent data to Kova!");
 }
 
 TEST_F(KovaUploaderTest, LeavesNoTimerBehindButSettlesWhatIsInFlight) {
