@@ -6,7 +6,7 @@ namespace {
 
 using namespace platform;
 
-TEST(Base64Test, padsAndBreaksNoLines) {
+TEST(Base64Test, PadsAndBreaksNoLines) {
   EXPECT_EQ(base64EncodedString(""), "");
   EXPECT_EQ(base64EncodedString("f"), "Zg==");
   EXPECT_EQ(base64EncodedString("fo"), "Zm8=");

@@ -37,7 +37,7 @@ CGRect inkOfText(std::string_view text, const CGRect& rect, const TextStyle& sty
   return inkOf(context);
 }
 
-TEST(BitmapContextTest, refusesImpossibleSizes) {
+TEST(BitmapContextTest, RefusesImpossibleSizes) {
   for (const CGSize size : {CGSize{0, 10}, CGSize{10, -1}, CGSize{kNaN, 10}, CGSize{kInfinity, 1},
                             CGSize{16385, 1}, CGSize{16384, 16384}}) {
     EXPECT_THROW(BitmapContext(size, 1), std::invalid_argument) << size.width << " x " << size.height;
@@ -46,7 +46,7 @@ TEST(BitmapContextTest, refusesImpossibleSizes) {
   EXPECT_EQ(BitmapContext({10.1, 1}, 2).makeImage()->width(), 21);
 }
 
-TEST(BitmapContextTest, drawsALargeImageSmallFromAllItsPixels) {
+TEST(BitmapContextTest, DrawsALargeImageSmallFromAllItsPixels) {
   // Columns white and clear in turn.
   constexpr int kSide = 67;
   std::vector<std::uint8_t> pixels;
@@ -68,7 +68,7 @@ TEST(BitmapContextTest, drawsALargeImageSmallFromAllItsPixels) {
   EXPECT_EQ(context.makeImage()->colorAtPixel(12, 12), Color::white());
 }
 
-TEST(BitmapContextTest, anImageIsCopiedOrTaken) {
+TEST(BitmapContextTest, AnImageIsCopiedOrTaken) {
   BitmapContext context({7, 5}, 1, BitmapContext::Backing::Black);
   context.fillRect(CGRectMake(2, 1, 3, 3), Color::systemRed().withAlpha(0.5));
   const auto copied = context.makeImage();
@@ -80,7 +80,7 @@ TEST(BitmapContextTest, anImageIsCopiedOrTaken) {
   for (const auto& image : {copied, taken}) EXPECT_EQ(image->colorAtPixel(3, 2).alpha, 1);
 }
 
-TEST(BitmapContextTest, clipsAndTranslatesUntilTheStateEnds) {
+TEST(BitmapContextTest, ClipsAndTranslatesUntilTheStateEnds) {
   BitmapContext context({100, 100}, 2);
   {
     const BitmapContext::State state(context);
@@ -96,7 +96,7 @@ TEST(BitmapContextTest, clipsAndTranslatesUntilTheStateEnds) {
   EXPECT_TRUE(CGRectIsNull(context.clipBounds()));
 }
 
-TEST(BitmapContextTest, putsALayerDownAsOne) {
+TEST(BitmapContextTest, PutsALayerDownAsOne) {
   BitmapContext context({10, 10}, 1);
   {
     const BitmapContext::TransparencyLayer layer(context, 0.5);
@@ -108,7 +108,7 @@ TEST(BitmapContextTest, putsALayerDownAsOne) {
   EXPECT_EQ(color.withAlpha(1), Color::white()) << "nothing of the black below shows through";
 }
 
-TEST(BitmapContextTest, whatHasNoPlaceDrawsNothing) {
+TEST(BitmapContextTest, WhatHasNoPlaceDrawsNothing) {
   BitmapContext context({20, 20}, 1);
   const auto image = BitmapContext({2, 2}, 1).makeImage();
   for (const CGRect& rect : {CGRectNull, CGRectMake(kNaN, 0, 10, 10), CGRectMake(0, 0, -5, 10),
@@ -126,7 +126,7 @@ TEST(BitmapContextTest, whatHasNoPlaceDrawsNothing) {
   EXPECT_EQ(inkOf(context), CGRectMake(5, 5, 10, 10)) << "it still draws";
 }
 
-TEST(DrawTextTest, staysInItsRectangle) {
+TEST(DrawTextTest, StaysInItsRectangle) {
   const CGRect rect = CGRectMake(50, 80, 100, 40);
   const double margin = 100 - sizeOfText("Label", Font{}).width;
   for (const auto& [alignment, x] :
@@ -140,7 +140,7 @@ TEST(DrawTextTest, staysInItsRectangle) {
   EXPECT_EQ(CGRectIntersection(inkOfText("Wide and tall", low), low), inkOfText("Wide and tall", low));
 }
 
-TEST(DrawTextTest, endsInAnEllipsisWhatDoesNotFit) {
+TEST(DrawTextTest, EndsInAnEllipsisWhatDoesNotFit) {
   const CGRect rect = CGRectMake(0, 0, 100, 200);
   const std::string_view words = "several words that go on for longer than there is room";
   const double line = sizeOfText("X", Font{}).height;
@@ -154,7 +154,7 @@ TEST(DrawTextTest, endsInAnEllipsisWhatDoesNotFit) {
             inkOfText("a\nb…", low, {.numberOfLines = 0}));
 }
 
-TEST(DrawTextTest, measuresWhatItDraws) {
+TEST(DrawTextTest, MeasuresWhatItDraws) {
   const std::string_view words = "words that wrap\nand, in a second paragraph, wrap again";
   for (const double size : {9.0, 13.5, 17.0, 34.0}) {
     const TextStyle style{.font = Font::boldSystemFont(size), .numberOfLines = 0};
@@ -166,7 +166,7 @@ TEST(DrawTextTest, measuresWhatItDraws) {
   EXPECT_EQ(sizeOfText("", Font{}), CGSize{});
 }
 
-TEST(DrawTextTest, takesAnyText) {
+TEST(DrawTextTest, TakesAnyText) {
   using namespace std::string_view_literals;
   for (const std::string_view text : {"a\xff\xfe\x80z"sv, "a\0z"sv, "\xe2\x80"sv, "שלום"sv, "\x01\x02z"sv}) {
     EXPECT_NE(inkOfText(text, CGRectMake(0, 0, 300, 200)), CGRectNull) << text;

@@ -18,7 +18,7 @@ std::shared_ptr<const Image> sample(Color background) {
   return context.makeImage();
 }
 
-TEST(ImageTest, survivesPNG) {
+TEST(ImageTest, SurvivesPNG) {
   for (const Color background : {Color::white(), Color::clear()}) {
     const auto before = sample(background);
     const auto after = Image::imageWithPNGData(before->PNGRepresentation(), 2);
@@ -28,7 +28,7 @@ TEST(ImageTest, survivesPNG) {
   }
 }
 
-TEST(ImageTest, refusesWhatIsNoPNG) {
+TEST(ImageTest, RefusesWhatIsNoPNG) {
   const std::string png = sample(Color::white())->PNGRepresentation();
   EXPECT_FALSE(Image::imageWithPNGData("GIF89a, and so on for a while, longer than a head"));
   for (std::size_t length = 0; length < png.size(); ++length) {
@@ -42,7 +42,7 @@ TEST(ImageTest, refusesWhatIsNoPNG) {
   EXPECT_FALSE(Image::imageWithPNGData(huge));
 }
 
-TEST(ImageTest, pixelsMustFitTheSize) {
+TEST(ImageTest, PixelsMustFitTheSize) {
   EXPECT_TRUE(Image::create(2, 3, 1, std::vector<std::uint8_t>(24)));
   EXPECT_FALSE(Image::create(2, 3, 1, std::vector<std::uint8_t>(23)));
   EXPECT_FALSE(Image::create(-2, -3, 1, std::vector<std::uint8_t>(24)));
@@ -51,7 +51,7 @@ TEST(ImageTest, pixelsMustFitTheSize) {
   EXPECT_EQ(pixel->colorAtPixel(1, 0), Color::clear());
 }
 
-TEST(ImageTest, scalesToTheBorders) {
+TEST(ImageTest, ScalesToTheBorders) {
   const auto scaled = sample(Color::white())->scaledTo({7.5, 5});
   ASSERT_TRUE(scaled);
   EXPECT_EQ(scaled->width(), 15);

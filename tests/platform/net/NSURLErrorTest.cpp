@@ -27,12 +27,12 @@ class NSURLErrorTest : public NetTest {
   }
 };
 
-TEST_F(NSURLErrorTest, cannotConnect) {
+TEST_F(NSURLErrorTest, CannotConnect) {
   const DeadPort port(DeadPort::Kind::refuses);
   expectError(load(get(port.url("http"))), -1004, "Could not connect to the server.", port.url("http"));
 }
 
-TEST_F(NSURLErrorTest, timesOut) {
+TEST_F(NSURLErrorTest, TimesOut) {
   server.handle("/silent", [](const Request&) { return Reply::stall(); });
   server.handle("/half", [](const Request&) {
     return Reply::rawBytes("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf", Reply::Ending::stall);
@@ -48,14 +48,14 @@ TEST_F(NSURLErrorTest, timesOut) {
   EXPECT_TRUE(server.waitForOpenConnections(0));
 }
 
-TEST_F(NSURLErrorTest, unknownHost) {
+TEST_F(NSURLErrorTest, UnknownHost) {
   const std::string url = "http://" + std::string(64, 'a') + "/";
   expectError(load(get(url)), -1003, "A server with the specified hostname could not be found.", url);
   NetworkReachability::installFlagSource([](const NetworkReachability::Target&) { return 0; });
   expectError(load(get(url)), -1009, "The Internet connection appears to be offline.", url);
 }
 
-TEST_F(NSURLErrorTest, refusesOtherSchemes) {
+TEST_F(NSURLErrorTest, RefusesOtherSchemes) {
   for (const std::string url :
        {"ftp://127.0.0.1/x", "kova-12345://1/launch-ev", "file:///etc/hostname", "h?a=1"}) {
     expectError(load(get(url)), -1002, "unsupported URL", url);
@@ -64,13 +64,13 @@ TEST_F(NSURLErrorTest, refusesOtherSchemes) {
   EXPECT_EQ(load(get(server.url("/away"))).code(), -1002);
 }
 
-TEST_F(NSURLErrorTest, endlessRedirects) {
+TEST_F(NSURLErrorTest, EndlessRedirects) {
   server.handle("/loop", [](const Request&) { return Reply::redirect(302, "/loop"); });
   expectError(load(get(server.url("/loop"))), -1007, "too many HTTP redirects", server.url("/loop"));
   EXPECT_EQ(server.requestCount(), 17u);
 }
 
-TEST_F(NSURLErrorTest, brokenAnswers) {
+TEST_F(NSURLErrorTest, BrokenAnswers) {
   const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n";
   EXPECT_EQ(codeOfAnswer(Reply::reset()), -1005);
   EXPECT_EQ(codeOfAnswer(Reply::rawBytes("", Reply::Ending::close)), -1005);
@@ -91,7 +91,7 @@ TEST_F(NSURLErrorTest, brokenAnswers) {
   EXPECT_EQ(load(get(server.url("/fine"))).code(), 0);
 }
 
-TEST_F(NSURLErrorTest, boundsTheBody) {
+TEST_F(NSURLErrorTest, BoundsTheBody) {
   NSURLSessionConfiguration configuration;
   configuration.maximumResponseBodySize = 1000;
   NSURLSession bounded(configuration);
@@ -106,7 +106,7 @@ TEST_F(NSURLErrorTest, boundsTheBody) {
   EXPECT_EQ(start(bounded, get(server.url("/endless"))).outcome().code(), -1103);
 }
 
-TEST_F(NSURLErrorTest, verifiesCertificates) {
+TEST_F(NSURLErrorTest, VerifiesCertificates) {
   const TestCertificate certificate;
   HttpServer secure(certificate);
   const Outcome untrusted = load(get(secure.url("/x")));
@@ -120,7 +120,7 @@ TEST_F(NSURLErrorTest, verifiesCertificates) {
               "An SSL error has occurred and a secure connection to the server cannot be made.", url);
 }
 
-TEST_F(NSURLErrorTest, cancels) {
+TEST_F(NSURLErrorTest, Cancels) {
   Load early(session, get(server.url("/early")));
   early.task->cancel();
   expectError(early.outcome(), -999, "cancelled", server.url("/early"));

@@ -101,7 +101,7 @@ void printFlags(std::initializer_list<const char*> addresses) {
   }
 }
 
-TEST(NetworkReachabilityTest, asksTheInstalledSourceAfresh) {
+TEST(NetworkReachabilityTest, AsksTheInstalledSourceAfresh) {
   NetworkReachability::installFlagSource({});
   EXPECT_EQ(reachabilityOf("0.0.0.0")->flags(), std::nullopt);
   Flags answer = kNetworkReachabilityFlagsReachable;
@@ -117,7 +117,7 @@ TEST(NetworkReachabilityTest, asksTheInstalledSourceAfresh) {
   EXPECT_EQ(host->flags(), 0u);
 }
 
-TEST(NetworkReachabilityTest, refusesWhatIsNoTarget) {
+TEST(NetworkReachabilityTest, RefusesWhatIsNoTarget) {
   sockaddr local{};
   local.sa_family = AF_UNIX;
   EXPECT_EQ(NetworkReachability::create(&local), nullptr);
@@ -125,7 +125,7 @@ TEST(NetworkReachabilityTest, refusesWhatIsNoTarget) {
   EXPECT_EQ(NetworkReachability::createWithName(""), nullptr);
 }
 
-TEST(NetworkReachabilityDeathTest, aDeviceWithoutRoutes) {
+TEST(NetworkReachabilityDeathTest, ADeviceWithoutRoutes) {
   EXPECT_EXIT(
       {
         OwnNetwork network;
@@ -135,7 +135,7 @@ TEST(NetworkReachabilityDeathTest, aDeviceWithoutRoutes) {
       testing::ExitedWithCode(0), "0.0.0.0=0 169.254.0.0=0 8.8.8.8=0 127.0.0.1=0 ");
 }
 
-TEST(NetworkReachabilityDeathTest, aDeviceWithRoutes) {
+TEST(NetworkReachabilityDeathTest, ADeviceWithRoutes) {
   EXPECT_EXIT(
       {
         OwnNetwork network;
@@ -154,7 +154,7 @@ TEST(NetworkReachabilityDeathTest, aDeviceWithRoutes) {
       "10.9.0.7=0 ");
 }
 
-TEST(NetworkReachabilityDeathTest, twoHalvesAreADefaultRoute) {
+TEST(NetworkReachabilityDeathTest, TwoHalvesAreADefaultRoute) {
   EXPECT_EXIT(
       {
         OwnNetwork network;
@@ -169,7 +169,7 @@ TEST(NetworkReachabilityDeathTest, twoHalvesAreADefaultRoute) {
       testing::ExitedWithCode(0), "0.0.0.0=0 0.0.0.0=2 ");
 }
 
-TEST(NetworkReachabilityDeathTest, tellsOfChangesOnTheMainThread) {
+TEST(NetworkReachabilityDeathTest, TellsOfChangesOnTheMainThread) {
   EXPECT_EXIT(
       {
         OwnNetwork network;

@@ -13,7 +13,7 @@ namespace {
 using namespace platform;
 using WebSocketEndTest = WebSocketFixture;
 
-TEST_F(WebSocketEndTest, tellsHowAnUpgradeFailed) {
+TEST_F(WebSocketEndTest, TellsHowAnUpgradeFailed) {
   const std::string endlessBody = "HTTP/1.1 403 No\r\nX-Why: closed\r\nContent-Length: 100\r\n\r\nbecause";
   struct Case {
     const char* name;
@@ -74,7 +74,7 @@ TEST_F(WebSocketEndTest, tellsHowAnUpgradeFailed) {
   }
 }
 
-TEST_F(WebSocketEndTest, cannotConnect) {
+TEST_F(WebSocketEndTest, CannotConnect) {
   NetworkReachability::installFlagSource(
       [](const NetworkReachability::Target&) { return kNetworkReachabilityFlagsReachable; });
   const DeadPort port(DeadPort::Kind::refuses);
@@ -85,7 +85,7 @@ TEST_F(WebSocketEndTest, cannotConnect) {
   EXPECT_EQ(open("ws://127.0.0.1%0d%0aX-Smuggled/").receive().code(), -1000);
 }
 
-TEST_F(WebSocketEndTest, tellsHowAnOpenSocketEnded) {
+TEST_F(WebSocketEndTest, TellsHowAnOpenSocketEnded) {
   const std::string hello = WebSocketServer::frame(Opcode::text, "hello");
   struct Case {
     const char* name;
@@ -145,7 +145,7 @@ TEST_F(WebSocketEndTest, tellsHowAnOpenSocketEnded) {
   }
 }
 
-TEST_F(WebSocketEndTest, timeoutsBoundTheWayToAnOpenSocket) {
+TEST_F(WebSocketEndTest, TimeoutsBoundTheWayToAnOpenSocket) {
   const DeadPort unanswered(DeadPort::Kind::neverAnswers);
   WebSocketServer silent([](Peer& peer) { peer.waitForEnd(); });
   const std::string silentTLS = "wss://127.0.0.1:" + std::to_string(silent.port());
@@ -163,7 +163,7 @@ TEST_F(WebSocketEndTest, timeoutsBoundTheWayToAnOpenSocket) {
   EXPECT_EQ(socket.asksForMessage().wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
 }
 
-TEST_F(WebSocketEndTest, canBeCancelledAtAnyMoment) {
+TEST_F(WebSocketEndTest, CanBeCancelledAtAnyMoment) {
   const DeadPort unanswered(DeadPort::Kind::neverAnswers);
   WebSocketServer silent([](Peer& peer) { peer.waitForEnd(); });
   const std::string silentTLS = "wss://127.0.0.1:" + std::to_string(silent.port());
@@ -206,7 +206,7 @@ TEST_F(WebSocketEndTest, canBeCancelledAtAnyMoment) {
   EXPECT_TRUE(deaf.waitForOpenConnections(0));
 }
 
-TEST_F(WebSocketEndTest, saysGoodbyeWhenCancelledOrDropped) {
+TEST_F(WebSocketEndTest, SaysGoodbyeWhenCancelledOrDropped) {
   std::atomic<int> goodbyes = 0;
   WebSocketServer server([&](Peer& peer) {
     peer.accept();
@@ -248,7 +248,7 @@ TEST_F(WebSocketEndTest, saysGoodbyeWhenCancelledOrDropped) {
 std::chrono::steady_clock::time_point exitBegan;
 
 // Large messages are on their way both ways, within TLS, when the host leaves.
-TEST(WebSocketDeathTest, exitsAtOnceWithSocketsOpen) {
+TEST(WebSocketDeathTest, ExitsAtOnceWithSocketsOpen) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {

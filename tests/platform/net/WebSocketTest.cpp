@@ -10,7 +10,7 @@ namespace {
 using namespace platform;
 using WebSocketTest = WebSocketFixture;
 
-TEST_F(WebSocketTest, upgradesAndSpeaksBothWays) {
+TEST_F(WebSocketTest, UpgradesAndSpeaksBothWays) {
   std::atomic<bool> isMasked = false;
   WebSocketServer server([&](Peer& peer) {
     peer.accept();
@@ -61,7 +61,7 @@ TEST_F(WebSocketTest, upgradesAndSpeaksBothWays) {
   EXPECT_EQ(seen.countOfHeader("Sec-WebSocket-Key"), 1u);
 }
 
-TEST_F(WebSocketTest, namesHostAndTarget) {
+TEST_F(WebSocketTest, NamesHostAndTarget) {
   const auto named = [](const char* text) {
     const NSURL url = NSURL::create(text).value();
     return webSocketHostField(url) + " " + webSocketTarget(url);
@@ -71,7 +71,7 @@ TEST_F(WebSocketTest, namesHostAndTarget) {
   EXPECT_EQ(named("ws://example.com:443"), "example.com:443 /");
 }
 
-TEST_F(WebSocketTest, keepsTheOrderOfManyMessages) {
+TEST_F(WebSocketTest, KeepsTheOrderOfManyMessages) {
   WebSocketServer server(WebSocketServer::echo);
   Socket socket = open(server.url());
   constexpr int kCount = 2000;
@@ -87,7 +87,7 @@ TEST_F(WebSocketTest, keepsTheOrderOfManyMessages) {
   EXPECT_EQ(received, expected);
 }
 
-TEST_F(WebSocketTest, refusesToSendWhatIsNoMessage) {
+TEST_F(WebSocketTest, RefusesToSendWhatIsNoMessage) {
   WebSocketServer server(WebSocketServer::echo);
   Socket socket = open(server.url());
   EXPECT_EQ(socket.sendText("a\xff"), -1016);
@@ -98,7 +98,7 @@ TEST_F(WebSocketTest, refusesToSendWhatIsNoMessage) {
   EXPECT_EQ(socket.receive().bytes(), "a\xff");
 }
 
-TEST_F(WebSocketTest, carriesMessagesOf64MB) {
+TEST_F(WebSocketTest, CarriesMessagesOf64MB) {
   const TestCertificate certificate;
   NSURLSession trusting = sessionTrusting(certificate);
   const std::string longest(NSURLSessionWebSocketTask::kMaximumMessageSize, 'x');
@@ -111,7 +111,7 @@ TEST_F(WebSocketTest, carriesMessagesOf64MB) {
   }
 }
 
-TEST_F(WebSocketTest, trustsTheCertificatesItIsGiven) {
+TEST_F(WebSocketTest, TrustsTheCertificatesItIsGiven) {
   const TestCertificate certificate;
   NSURLSession trusting = sessionTrusting(certificate);
   WebSocketServer server(WebSocketServer::echo, &certificate);
@@ -134,7 +134,7 @@ TEST_F(WebSocketTest, trustsTheCertificatesItIsGiven) {
   EXPECT_EQ(open(trustless, request(server.url())).receive().code(), -1200);
 }
 
-TEST_F(WebSocketTest, readsOnlyWhatIsAskedFor) {
+TEST_F(WebSocketTest, ReadsOnlyWhatIsAskedFor) {
   constexpr int kCount = 64;
   const std::string megabyte(1u << 20, 'x');
   std::promise<void> wroteAll;
@@ -152,7 +152,7 @@ TEST_F(WebSocketTest, readsOnlyWhatIsAskedFor) {
   EXPECT_EQ(all.wait_for(std::chrono::seconds(20)), std::future_status::ready);
 }
 
-TEST_F(WebSocketTest, survivesACompletionThatThrows) {
+TEST_F(WebSocketTest, SurvivesACompletionThatThrows) {
   WebSocketServer server(WebSocketServer::echo);
   Socket socket = open(server.url());
   socket.task->sendMessage(Message::withString("one"), [](auto) { throw 1; });
