@@ -2,15 +2,15 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+
+#include "tests/support/ResourceLimit.h"
 
 namespace platform {
 namespace {
@@ -97,17 +97,11 @@ TEST_F(NSFileManagerTest, RemovesADirectoryWithAllItHoldsButNotWhatLinksPointTo)
 
 TEST_F(NSFileManagerTest, AFileThatCannotBeWrittenWholeLeavesNothingBehind) {
   files.createFile(root + "/existing", "before");
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit before;
-  getrlimit(RLIMIT_FSIZE, &before);
-  rlimit limited = before;
-  limited.rlim_cur = 10'000;
-  setrlimit(RLIMIT_FSIZE, &limited);
-  const bool made = files.createFile(root + "/new", std::string(20'000, 'x'));
-  const bool replaced = files.createFile(root + "/existing", std::string(20'000, 'x'));
-  setrlimit(RLIMIT_FSIZE, &before);
-  EXPECT_FALSE(made);
-  EXPECT_FALSE(replaced);
+  {
+    const auto disk = ResourceLimit::fileSize(10'000);
+    EXPECT_FALSE(files.createFile(root + "/new", std::string(20'000, 'x')));
+    EXPECT_FALSE(files.createFile(root + "/existing", std::string(20'000, 'x')));
+  }
   EXPECT_THAT(files.contentsOfDirectory(root), Optional(ElementsAre("existing")));
   EXPECT_THAT(files.contents(root + "/existing"), Optional(std::string("before")));
   EXPECT_FALSE(files.createFile(root + "/missing/file", "x"));

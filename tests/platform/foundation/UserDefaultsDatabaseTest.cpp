@@ -2,12 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 
 #include <chrono>
 #include <fstream>
 
 #include "tests/platform/foundation/UserDefaultsFixture.h"
+#include "tests/support/ResourceLimit.h"
 
 namespace platform {
 namespace {
@@ -33,75 +33,82 @@ class DamagedUserDefaultsTest : public UserDefaultsTest {
     }
     NSFileManager().createFile(path(), bytes);
   }
-  void expectMovedAsideAndReplaced(std::string_view keyThatShowsIt, const std::string& fault = "is damaged") {
+};
+
+TEST_F(DamagedUserDefaultsTest, IsMovedAsideAndReplaced) {
+  const struct {
+    const char* name;
+    std::function<void()> make;
+    const char* keyThatShowsIt;
+    const char* fault;
+    std::size_t filesAside;  // with the log and its index, where there were such
+  } cases[] = {
+      // First, because a child is forked before this process has opened a database.
+      {"cut to nothing, with the log of a process that was killed",
+       [&] {
+         Child([&] {
+           fillAndClose();
+           const auto defaults = open();
+           defaults->setObject("in the log", "small");
+           raise(SIGKILL);
+         }).wait();
+         std::filesystem::resize_file(path(), 0);
+       },
+       "small", "is damaged", 3},
+      {"no database", [&] { NSFileManager().createFile(path(), std::string(10'000, 'q')); }, "small",
+       "is damaged", 1},
+      {"cut in half",
+       [&] {
+         fillAndClose();
+         std::filesystem::resize_file(path(), std::filesystem::file_size(path()) / 2);
+       },
+       "small", "is damaged", 3},
+      {"the table's root page, below a sound header",
+       [&] {
+         fillAndClose();
+         overwrite(4096, 4096);
+       },
+       "large", "is damaged", 3},
+      {"a table of another's",
+       [&] {
+         fillAndClose();
+         replaceInFile("value TEXT", "other TEXT");
+       },
+       "small", "is another's", 3},
+      {"a directory", [&] { std::filesystem::create_directories(path() + "/within"); }, "small",
+       "is another's", 1},
+  };
+  for (const auto& [name, make, key, fault, filesAsideCount] : cases) {
+    SCOPED_TRACE(name);
+    std::filesystem::remove_all(preferences);
+    std::filesystem::create_directories(preferences);
+    lines.clear();
+    make();
     {
       const auto defaults = open();
-      EXPECT_FALSE(defaults->objectForKey(keyThatShowsIt));
+      EXPECT_FALSE(defaults->objectForKey(key));
       defaults->setObject("after", "key");
       EXPECT_EQ(defaults->stringForKey("key"), "after");
     }
     EXPECT_EQ(open()->stringForKey("key"), "after");
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find(" " + fault + ". It was moved to " + path() + ".corrupt-"), std::string::npos)
+    EXPECT_NE(lines[0].find(std::string(" ") + fault + ". It was moved to " + path() + ".corrupt-"),
+              std::string::npos)
         << lines[0];
-    EXPECT_FALSE(filesAside().empty());
+    EXPECT_EQ(filesAside().size(), filesAsideCount);
   }
-};
-
-TEST_F(DamagedUserDefaultsTest, AFileThatIsNoDatabase) {
-  std::filesystem::create_directories(preferences);
-  std::ofstream(path()) << std::string(10'000, 'q');
-  expectMovedAsideAndReplaced("small");
-  ASSERT_EQ(filesAside().size(), 1u);
-  EXPECT_EQ(std::filesystem::file_size(preferences + "/" + filesAside()[0]), 10'000u);
 }
 
-TEST_F(DamagedUserDefaultsTest, WhatStandsThereInAnotherForm) {
-  fillAndClose();
-  replaceInFile("defaults", "anothers");  // without our table: taken over as it is
-  open()->setObject("after", "key");
-  EXPECT_EQ(open()->stringForKey("key"), "after");
-  EXPECT_TRUE(lines.empty());
-
-  std::filesystem::remove_all(preferences);
-  fillAndClose();
-  replaceInFile("value TEXT", "other TEXT");
-  expectMovedAsideAndReplaced("small", "is another's");
-
-  std::filesystem::remove_all(preferences);
-  lines.clear();
-  std::filesystem::create_directories(path() + "/within");
-  expectMovedAsideAndReplaced("small", "is another's");
-}
-
-TEST_F(DamagedUserDefaultsTest, ATruncatedDatabase) {
-  fillAndClose();
-  std::filesystem::resize_file(path(), std::filesystem::file_size(path()) / 2);
-  expectMovedAsideAndReplaced("small");
-}
-
-TEST_F(DamagedUserDefaultsTest, ADatabaseCutToNothingWhoseLogRemains) {
-  Child writer([&] {
-    fillAndClose();
-    const auto defaults = open();
-    defaults->setObject("in the log", "small");
-    raise(SIGKILL);
-  });
-  writer.wait();
-  std::filesystem::resize_file(path(), 0);
-  expectMovedAsideAndReplaced("small");
-  EXPECT_EQ(filesAside().size(), 3u) << "the log and its index go with it";
-}
-
-TEST_F(DamagedUserDefaultsTest, DamageBelowASoundHeaderIsFoundByAUseOfIt) {
-  fillAndClose();
-  overwrite(4096, 4096);  // the root page of the table
-  expectMovedAsideAndReplaced("large");
-}
-
-TEST_F(DamagedUserDefaultsTest, DamageFoundByASet) {
+TEST_F(DamagedUserDefaultsTest, ASetFindsItTooAndAForeignDatabaseIsTakenOver) {
   fillAndClose();
   overwrite(4096, 4096);
+  open()->setObject("after", "key");
+  EXPECT_EQ(open()->stringForKey("key"), "after");
+  EXPECT_EQ(lines.size(), 1u);
+
+  std::filesystem::remove_all(preferences);
+  fillAndClose();
+  replaceInFile("defaults", "anothers");  // without our table: taken over as it is
   open()->setObject("after", "key");
   EXPECT_EQ(open()->stringForKey("key"), "after");
   EXPECT_EQ(lines.size(), 1u);
@@ -157,46 +164,16 @@ TEST_F(UserDefaultsTest, ItsFilesAreTheUsersAloneAndItsLogIsCut) {
   EXPECT_EQ(std::filesystem::status(preferences).permissions(), std::filesystem::perms(0700));
 }
 
-// Files of this process cannot grow beyond a size, as on a disk that is full.
-class FullDisk {
- public:
-  explicit FullDisk(rlim_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &before_);
-    rlimit limited = before_;
-    limited.rlim_cur = bytes;
-    setrlimit(RLIMIT_FSIZE, &limited);
-  }
-  ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
-
- private:
-  rlimit before_;
-};
-
-// No file can be opened while it lives.
-class NoDescriptors {
- public:
-  NoDescriptors() {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit none{0, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-  }
-  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-
- private:
-  rlimit before_;
-};
-
 TEST_F(UserDefaultsTest, WithoutADescriptorTheStoreIsUnreadableNotEmpty) {
   {
-    NoDescriptors none;
+    const auto none = ResourceLimit::descriptors(0);
     const auto value = open()->objectForKey("key");
     EXPECT_FALSE(value || value.isUnreadable()) << "where nothing was ever stored there is none";
   }
   open()->setObject("stored", "key");
   const auto defaults = open();
   {
-    NoDescriptors none;
+    const auto none = ResourceLimit::descriptors(0);
     EXPECT_TRUE(defaults->objectForKey("key").isUnreadable());
     EXPECT_TRUE(defaults->stringForKey("key").isUnreadable());
     EXPECT_TRUE(defaults->arrayForKey("missing").isUnreadable());
@@ -229,7 +206,7 @@ TEST_F(UserDefaultsTest, AFullDiskLosesNothing) {
   defaults->setObject("first", "large");
   defaults->setObject("there", "removed");
   {
-    FullDisk disk(64 * 1024);
+    const auto disk = ResourceLimit::fileSize(64 * 1024);
     for (int i = 0; i < 3; ++i) defaults->setObject(kLarge, "large");
     EXPECT_FALSE(defaults->synchronize());
     EXPECT_EQ(lines.size(), 1u) << "one line for one cause";
@@ -245,7 +222,7 @@ TEST_F(UserDefaultsTest, AFullDiskLosesNothing) {
   EXPECT_EQ(stored("large"), "\"" + kLarge + "\"");
   EXPECT_EQ(stored("before"), "\"kept\"");
   {
-    FullDisk disk(1);
+    const auto disk = ResourceLimit::fileSize(1);
     defaults->setObject(kLarge + kLarge, "large");
     EXPECT_EQ(lines.size(), 2u) << "a cause that has passed and comes back is news";
   }
@@ -255,7 +232,7 @@ TEST_F(UserDefaultsTest, WhatIsSetTogetherIsStoredTogether) {
   const auto defaults = open();
   defaults->setObjects({{"person", "ada"}, {"id", "1"}, {"queue", "first"}});
   {
-    FullDisk disk(64 * 1024);
+    const auto disk = ResourceLimit::fileSize(64 * 1024);
     EXPECT_FALSE(defaults->setObjects({{"person", std::nullopt}, {"queue", kLarge}}));
     EXPECT_TRUE(defaults->setObject("2", "id"));
     EXPECT_FALSE(defaults->setObjects({{"id", "3"}, {"queue", kLarge + "!"}}));
@@ -273,7 +250,7 @@ TEST_F(UserDefaultsTest, WhatIsSetTogetherIsStoredTogether) {
 TEST_F(UserDefaultsTest, ADiskThatIsFullFromTheStart) {
   const auto defaults = open();
   {
-    FullDisk disk(1);
+    const auto disk = ResourceLimit::fileSize(1);
     defaults->setObject("value", "key");
     defaults->setObject("value", "other");
     EXPECT_EQ(defaults->stringForKey("key"), "value");
@@ -287,7 +264,7 @@ TEST_F(UserDefaultsTest, ADiskThatIsFullFromTheStart) {
 
 TEST_F(UserDefaultsTest, ADiskThatIsFullAtTheNextStart) {
   open()->setObject("stored", "key");
-  FullDisk disk(1);
+  const auto disk = ResourceLimit::fileSize(1);
   EXPECT_EQ(open()->stringForKey("key"), "stored");
 }
 

@@ -1,5 +1,4 @@
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -10,6 +9,7 @@
 
 #include "platform/dispatch/DispatchQueue.h"
 #include "tests/platform/net/NetFixture.h"
+#include "tests/support/ResourceLimit.h"
 #include "tests/support/TestCertificate.h"
 
 namespace {
@@ -27,7 +27,7 @@ class NSURLSessionTest : public NetTest {
   }
 };
 
-TEST_F(NSURLSessionTest, sendsWhatTheRequestSays) {
+TEST_F(NSURLSessionTest, SendsWhatTheRequestSays) {
   NSURLRequest request = post(server.url("/api/track?x=1"), "{\"a\":1}");
   request.setValue("text/plain", "Content-Type");
   request.setValue("application/json", "content-type");
@@ -59,7 +59,7 @@ TEST_F(NSURLSessionTest, sendsWhatTheRequestSays) {
   EXPECT_NE(received.header("Accept-Encoding"), nullptr);
 }
 
-TEST_F(NSURLSessionTest, startsOnlyWhenResumed) {
+TEST_F(NSURLSessionTest, StartsOnlyWhenResumed) {
   bool called = false;
   session.dataTask(get(server.url("/never")), [&](auto, auto, auto) { called = true; }).reset();
   Load waiting(session, get(server.url("/once")));
@@ -75,7 +75,7 @@ TEST_F(NSURLSessionTest, startsOnlyWhenResumed) {
   EXPECT_FALSE(called);
 }
 
-TEST_F(NSURLSessionTest, aChainUsesOneConnection) {
+TEST_F(NSURLSessionTest, AChainUsesOneConnection) {
   for (int i = 0; i < 25; ++i) {
     EXPECT_EQ(load(get(server.url("/h?i=" + std::to_string(i)))).status(), 200);
     EXPECT_EQ(load(post(server.url("/batch"), std::string(400'000, 'e'))).status(), 200);
@@ -85,7 +85,7 @@ TEST_F(NSURLSessionTest, aChainUsesOneConnection) {
 }
 
 // The server may close a connection just when it is used again.
-TEST_F(NSURLSessionTest, sendsAgainOnAConnectionThatWasClosed) {
+TEST_F(NSURLSessionTest, SendsAgainOnAConnectionThatWasClosed) {
   server.handle("/goodbye", [](const Request&) {
     Reply reply = Reply::text("ok");
     reply.ending = Reply::Ending::close;
@@ -95,7 +95,7 @@ TEST_F(NSURLSessionTest, sendsAgainOnAConnectionThatWasClosed) {
   EXPECT_EQ(server.requestCount(), 10u);
 }
 
-TEST_F(NSURLSessionTest, sessionsOfOneRequestLeaveNothingBehind) {
+TEST_F(NSURLSessionTest, SessionsOfOneRequestLeaveNothingBehind) {
   load(get(server.url()));
   ASSERT_TRUE(server.waitForOpenConnections(1));
   const std::size_t before = openDescriptors();
@@ -112,7 +112,7 @@ TEST_F(NSURLSessionTest, sessionsOfOneRequestLeaveNothingBehind) {
   EXPECT_LE(openDescriptors(), before);
 }
 
-TEST_F(NSURLSessionTest, completesInTheOrderOfTheAnswersAndOffTheMainThread) {
+TEST_F(NSURLSessionTest, CompletesInTheOrderOfTheAnswersAndOffTheMainThread) {
   std::vector<int> order;
   std::promise<void> done;
   std::function<void(int)> next = [&](int i) {
@@ -130,7 +130,7 @@ TEST_F(NSURLSessionTest, completesInTheOrderOfTheAnswersAndOffTheMainThread) {
   EXPECT_THAT(order, ElementsAre(1, 2, 3, 4, 5));
 }
 
-TEST_F(NSURLSessionTest, survivesACompletionThatThrows) {
+TEST_F(NSURLSessionTest, SurvivesACompletionThatThrows) {
   auto task =
       session.dataTask(get(server.url()), [](auto, auto, auto) { throw std::runtime_error("host's own"); });
   task->resume();
@@ -139,7 +139,7 @@ TEST_F(NSURLSessionTest, survivesACompletionThatThrows) {
   EXPECT_EQ(load(get(server.url())).status(), 200);
 }
 
-TEST_F(NSURLSessionTest, loadsLargeBodiesBothWays) {
+TEST_F(NSURLSessionTest, LoadsLargeBodiesBothWays) {
   server.handle("/echo", [](const Request& request) { return Reply::text(request.body); });
   std::string body(8u << 20, ' ');
   for (std::size_t i = 0; i < body.size(); ++i) body[i] = static_cast<char>(i * 31 >> 3);
@@ -147,7 +147,7 @@ TEST_F(NSURLSessionTest, loadsLargeBodiesBothWays) {
   EXPECT_TRUE(outcome.data && *outcome.data == body);
 }
 
-TEST_F(NSURLSessionTest, followsRedirects) {
+TEST_F(NSURLSessionTest, FollowsRedirects) {
   for (const int status : {301, 302, 303, 307, 308}) {
     server.handle("/" + std::to_string(status), [=](const Request&) {
       return Reply::redirect(status, "/target?from=" + std::to_string(status));
@@ -160,7 +160,7 @@ TEST_F(NSURLSessionTest, followsRedirects) {
   }
 }
 
-TEST_F(NSURLSessionTest, aSlowAnswerIsNoTimeoutWhileBytesCome) {
+TEST_F(NSURLSessionTest, ASlowAnswerIsNoTimeoutWhileBytesCome) {
   server.handle("/slow", [](const Request&) {
     Reply reply = Reply::text(std::string(20, 'x'));
     reply.pieceSize = 5;
@@ -171,7 +171,7 @@ TEST_F(NSURLSessionTest, aSlowAnswerIsNoTimeoutWhileBytesCome) {
 }
 
 // A server that reads a request as slowly as it likes, and never ends its answer.
-TEST_F(NSURLSessionTest, anAnswerMayNotTakeForEverButAnUploadThatMovesMay) {
+TEST_F(NSURLSessionTest, AnAnswerMayNotTakeForEverButAnUploadThatMovesMay) {
   std::promise<void> never;
   const auto pause = [hour = never.get_future().share()] { hour.wait_for(std::chrono::milliseconds(20)); };
   std::atomic<bool> readAll = false;
@@ -194,7 +194,7 @@ TEST_F(NSURLSessionTest, anAnswerMayNotTakeForEverButAnUploadThatMovesMay) {
   EXPECT_EQ(outcome.code(), NSURLErrorTimedOut);
 }
 
-TEST_F(NSURLSessionTest, bodiesThatNobodyReadsAreNotKept) {
+TEST_F(NSURLSessionTest, BodiesThatNobodyReadsAreNotKept) {
   NSURLSessionConfiguration configuration;
   configuration.keepsResponseBodies = false;
   NSURLSession careless(configuration);
@@ -218,7 +218,7 @@ TEST_F(NSURLSessionTest, bodiesThatNobodyReadsAreNotKept) {
   }
 }
 
-TEST_F(NSURLSessionTest, answersARequestThatIsTooLongItself) {
+TEST_F(NSURLSessionTest, AnswersARequestThatIsTooLongItself) {
   const struct {
     std::size_t length;
     int status;
@@ -236,7 +236,7 @@ TEST_F(NSURLSessionTest, answersARequestThatIsTooLongItself) {
   EXPECT_EQ(server.requestCount(), 1u);
 }
 
-TEST_F(NSURLSessionTest, followsTheProxyOfTheEnvironmentOnlyWhenTold) {
+TEST_F(NSURLSessionTest, FollowsTheProxyOfTheEnvironmentOnlyWhenTold) {
   HttpServer proxy;
   setenv("http_proxy", proxy.url().c_str(), 1);
   setenv("ALL_PROXY", proxy.url().c_str(), 1);
@@ -268,22 +268,6 @@ std::string urlOfServerProcess(const TestCertificate& certificate) {
   return "https://127.0.0.1:" + std::to_string(port) + "/";
 }
 
-// Lets no more descriptors be opened than so many, while it lives.
-class FewDescriptors {
- public:
-  explicit FewDescriptors(rlim_t more) {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const int next = dup(0);
-    close(next);
-    const rlimit fewer{static_cast<rlim_t>(next) + more, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &fewer);
-  }
-  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-
- private:
-  rlimit before_{};
-};
-
 // Begun before the fixture's threads: a child of a process with threads may begin none under the thread
 // sanitizer.
 struct ServerProcess {
@@ -295,13 +279,13 @@ class FirstLoadTest : public ServerProcess, public NetTest {};
 
 // The first loads of the process, with which its transfer thread begins. The server has descriptors of its
 // own.
-TEST_F(FirstLoadTest, goesOnWhenDescriptorsWereShort) {
+TEST_F(FirstLoadTest, GoesOnWhenDescriptorsWereShort) {
   NSURLSessionConfiguration configuration;
   configuration.certificateAuthorityFile = testing::TempDir() + "/few-" + std::to_string(getpid()) + ".pem";
   certificate.writeTo(configuration.certificateAuthorityFile);
   NSURLSession trusting(configuration);
   for (const rlim_t more : {0, 1}) {
-    const FewDescriptors few(more);
+    const auto few = ResourceLimit::descriptors(more);
     EXPECT_NE(start(trusting, get(url)).outcome().status(), 200) << more;
   }
   EXPECT_EQ(start(trusting, get(url)).outcome().status(), 200);
@@ -331,7 +315,7 @@ class FaultyQueue : public DispatchQueue {
   std::atomic<int> calls_ = 0;
 };
 
-TEST_F(NSURLSessionTest, aRoundThatThrowsFailsItsTasks) {
+TEST_F(NSURLSessionTest, ARoundThatThrowsFailsItsTasks) {
   const auto queue = std::make_shared<FaultyQueue>();
   std::promise<int> answered;
   const auto start = [&](NSURLSessionDataTask::Completion completion) {
@@ -348,7 +332,7 @@ TEST_F(NSURLSessionTest, aRoundThatThrowsFailsItsTasks) {
   EXPECT_EQ(answered.get_future().get(), NSURLErrorUnknown);
 }
 
-TEST_F(NSURLSessionTest, trustsTheCertificatesItIsGiven) {
+TEST_F(NSURLSessionTest, TrustsTheCertificatesItIsGiven) {
   const TestCertificate certificate;
   HttpServer secure(certificate);
   const std::string file = testing::TempDir() + "/loopback-" + std::to_string(getpid()) + ".pem";
@@ -367,7 +351,7 @@ std::chrono::steady_clock::time_point exitBegan;
 
 // Uploads are in the middle of their TLS streams when the host leaves, which has used OpenSSL before. Waiting
 // for an upload would take far longer than the limit, which is generous for a machine under load.
-TEST(NSURLSessionDeathTest, exitsAtOnceWithUploadsInFlight) {
+TEST(NSURLSessionDeathTest, ExitsAtOnceWithUploadsInFlight) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
