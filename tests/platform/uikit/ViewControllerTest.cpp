@@ -25,13 +25,14 @@ using testing::IsEmpty;
 
 using Style = UIViewController::ModalPresentationStyle;
 
-// What was told to whom, and what is to be done when it is told, once.
+// What was told to whom, in short: * loads, ↗ will appear, ↑ did appear, ↘ will disappear, ↓ did disappear;
+// and what is to be done when it is told, once.
 struct Story {
-  std::vector<std::string> lines;
+  std::string lines;
   std::map<std::string, std::function<void()>> reactions;
 
   void tell(const std::string& line) {
-    lines.push_back(line);
+    lines += (lines.empty() ? "" : " ") + line;
     const auto found = reactions.find(line);
     if (found == reactions.end()) return;
     const auto reaction = std::move(found->second);
@@ -45,14 +46,14 @@ class Recording : public Base {
  public:
   Recording(Story& story, std::string name) : story_(story), name_(std::move(name)) { this->setTitle(name_); }
 
-  void viewDidLoad() override { story_.tell(name_ + " loads"); }
-  void viewWillAppear(bool) override { story_.tell(name_ + " will appear"); }
+  void viewDidLoad() override { story_.tell(name_ + "*"); }
+  void viewWillAppear(bool) override { story_.tell(name_ + "↗"); }
   void viewDidAppear(bool animated) override {
     Base::viewDidAppear(animated);
-    story_.tell(name_ + " did appear");
+    story_.tell(name_ + "↑");
   }
-  void viewWillDisappear(bool) override { story_.tell(name_ + " will disappear"); }
-  void viewDidDisappear(bool) override { story_.tell(name_ + " did disappear"); }
+  void viewWillDisappear(bool) override { story_.tell(name_ + "↘"); }
+  void viewDidDisappear(bool) override { story_.tell(name_ + "↓"); }
 
  private:
   Story& story_;
@@ -82,7 +83,7 @@ class ViewControllerTest : public testing::Test {
     told();
   }
 
-  std::vector<std::string> told() { return std::exchange(story.lines, {}); }
+  std::string told() { return std::exchange(story.lines, {}); }
 
   bool isSeen(UIViewController& controller) {
     return controller.isViewAppeared() && controller.view()->window() == window.get();
@@ -116,11 +117,11 @@ class ViewControllerTest : public testing::Test {
 TEST_F(ViewControllerTest, ARootAppearsAndDisappearsWithItsWindow) {
   auto a = make("A"), b = make("B");
   window->setRootViewController(a);
-  EXPECT_THAT(told(), IsEmpty());
+  EXPECT_EQ(told(), "");
   window->makeKeyAndVisible();
-  EXPECT_THAT(told(), ElementsAre("A loads", "A will appear", "A did appear"));
+  EXPECT_EQ(told(), "A* A↗ A↑");
   window->setHidden(true);
-  EXPECT_THAT(told(), ElementsAre("A will disappear", "A did disappear"));
+  EXPECT_EQ(told(), "A↘ A↓");
   window->setHidden(false);
   told();
   window->setRootViewController(b);
@@ -135,22 +136,20 @@ TEST_F(ViewControllerTest, PushAndPop) {
   stack->pushViewController(a, false);
   window->setRootViewController(stack);
   window->makeKeyAndVisible();
-  EXPECT_THAT(told(), ElementsAre("A loads", "Stack loads", "Stack will appear", "A will appear",
-                                  "A did appear", "Stack did appear"));
+  EXPECT_EQ(told(), "A* Stack* Stack↗ A↗ A↑ Stack↑");
 
   stack->pushViewController(b, true);
-  EXPECT_THAT(told(),
-              ElementsAre("B loads", "A will disappear", "B will appear", "A did disappear", "B did appear"));
+  EXPECT_EQ(told(), "B* A↘ B↗ A↓ B↑");
   EXPECT_TRUE(isSeen(*b));
   EXPECT_FALSE(a->view()->superview());
   EXPECT_EQ(textOf("_UIButtonBarButton"), "A");
 
-  story.reactions["B will disappear"] = [&] {
+  story.reactions["B↘"] = [&] {
     EXPECT_EQ(stack->topViewController(), a);
     EXPECT_EQ(b->navigationController(), stack.get());
   };
   tap("_UIButtonBarButton");
-  EXPECT_THAT(told(), ElementsAre("B will disappear", "A will appear", "B did disappear", "A did appear"));
+  EXPECT_EQ(told(), "B↘ A↗ B↓ A↑");
   EXPECT_FALSE(b->parentViewController());
   EXPECT_EQ(textOf("_UIButtonBarButton"), "none");
   EXPECT_FALSE(stack->popViewController(true));
@@ -160,7 +159,7 @@ TEST_F(ViewControllerTest, PushAndPop) {
   stack->pushViewController(a, false);  // refused
   told();
   stack->popToRootViewController(true);
-  EXPECT_THAT(told(), ElementsAre("C will disappear", "A will appear", "C did disappear", "A did appear"));
+  EXPECT_EQ(told(), "C↘ A↗ C↓ A↑");
   EXPECT_THAT(stack->viewControllers(), ElementsAre(a));
 }
 
@@ -174,13 +173,11 @@ TEST_F(ViewControllerTest, TabsChangeByTaps) {
   EXPECT_TRUE(isSeen(*a));
 
   tap("UITabBarButton", 1);
-  EXPECT_THAT(told(), ElementsAre("B loads", "B will appear", "Stack will disappear", "A will disappear",
-                                  "A did disappear", "Stack did disappear", "B did appear"));
+  EXPECT_EQ(told(), "B* B↗ Stack↘ A↘ A↓ Stack↓ B↑");
   stack->pushViewController(c, true);
-  EXPECT_THAT(told(), ElementsAre("C loads")) << "covered: nobody appears";
+  EXPECT_EQ(told(), "C*") << "covered: nobody appears";
   tap("UITabBarButton", 0);
-  EXPECT_THAT(told(), ElementsAre("Stack will appear", "C will appear", "B will disappear", "B did disappear",
-                                  "C did appear", "Stack did appear"));
+  EXPECT_EQ(told(), "Stack↗ C↗ B↘ B↓ C↑ Stack↑");
   tap("UITabBarButton", 0);
   EXPECT_EQ(stack->topViewController(), a) << "a second tap goes to the root";
   EXPECT_TRUE(isSeen(*a));
@@ -200,17 +197,16 @@ TEST_F(ViewControllerTest, PresentedFullScreenHidesThePresenter) {
   stack->pushViewController(a, false);
   show(stack);
   a->presentViewController(b, true, [&] { story.tell("presented"); });
-  EXPECT_THAT(told(), ElementsAre("Stack will disappear", "A will disappear", "B loads", "B will appear",
-                                  "B did appear", "A did disappear", "Stack did disappear", "presented"));
+  EXPECT_EQ(told(), "Stack↘ A↘ B* B↗ B↑ A↓ Stack↓ presented");
   EXPECT_EQ(b->presentingViewController(), stack.get());
   EXPECT_EQ(a->presentedViewController(), b);
   EXPECT_FALSE(a->view()->window());
   EXPECT_TRUE(isSeen(*b));
 
   window->setHidden(true);
-  EXPECT_THAT(told(), ElementsAre("B will disappear", "B did disappear"));
+  EXPECT_EQ(told(), "B↘ B↓");
   window->setHidden(false);
-  EXPECT_THAT(told(), ElementsAre("B will appear", "B did appear"));
+  EXPECT_EQ(told(), "B↗ B↑");
   EXPECT_EQ(window->subviews().back(), b->view());
 
   window->setRootViewController(a = make("Other"));
@@ -223,21 +219,16 @@ TEST_F(ViewControllerTest, PresentedFullScreenHidesThePresenter) {
   b->presentViewController(c, true);
   told();
   b->dismissViewController(true);
-  EXPECT_THAT(told(), ElementsAre("C will disappear", "B will appear", "B did appear", "C did disappear"));
+  EXPECT_EQ(told(), "C↘ B↗ B↑ C↓");
   b->dismissViewController(true, [&] { story.tell("dismissed"); });
-  EXPECT_THAT(told(), ElementsAre("B will disappear", "Stack will appear", "A will appear", "A did appear",
-                                  "Stack did appear", "B did disappear", "dismissed"));
+  EXPECT_EQ(told(), "B↘ Stack↗ A↗ A↑ Stack↑ B↓ dismissed");
   EXPECT_TRUE(isSeen(*a));
   EXPECT_THAT(window->subviews(), ElementsAre(stack->view()));
 }
 
 TEST_F(ViewControllerTest, APlainPresentationIsASheetFromSystemThirteenOn) {
-  using Lines = std::vector<std::string>;
-  const Lines sheetIsPresented{"Sheet loads", "Sheet will appear", "Sheet did appear", "Sheet will disappear",
-                               "Sheet did disappear"};
-  const Lines screenIsPresented{"Root will disappear", "Sheet loads",        "Sheet will appear",
-                                "Sheet did appear",    "Root did disappear", "Sheet will disappear",
-                                "Root will appear",    "Root did appear",    "Sheet did disappear"};
+  const std::string sheetIsPresented = "Sheet* Sheet↗ Sheet↑ Sheet↘ Sheet↓";
+  const std::string screenIsPresented = "Root↘ Sheet* Sheet↗ Sheet↑ Root↓ Sheet↘ Root↗ Root↑ Sheet↓";
   struct {
     const char* system;
     Style style;
@@ -271,10 +262,10 @@ TEST_F(ViewControllerTest, WhatIsPresentedGoesWithARootThatIsReplacedOutOfSight)
     told();
     window->setRootViewController(other);
     EXPECT_THAT(window->subviews(), IsEmpty());
-    EXPECT_THAT(told(), IsEmpty());
+    EXPECT_EQ(told(), "");
     window->setHidden(false);
     EXPECT_THAT(window->subviews(), ElementsAre(other->view()));
-    EXPECT_THAT(told(), ElementsAre("Other loads", "Other will appear", "Other did appear"));
+    EXPECT_EQ(told(), "Other* Other↗ Other↑");
   }
 }
 
@@ -288,8 +279,7 @@ TEST_F(ViewControllerTest, AStackOfPresentationsGoesAtOnce) {
   EXPECT_EQ(root->presentedViewController()->presentedViewController()->presentedViewController(), c);
   told();
   root->dismissViewController(true);
-  EXPECT_THAT(told(), ElementsAre("C will disappear", "A will disappear", "Root will appear",
-                                  "Root did appear", "C did disappear", "A did disappear"));
+  EXPECT_EQ(told(), "C↘ A↘ Root↗ Root↑ C↓ A↓");
   EXPECT_THAT(window->subviews(), ElementsAre(root->view()));
   for (const auto& controller : {a, b, c}) EXPECT_FALSE(controller->presentingViewController());
 }
@@ -325,21 +315,19 @@ TEST_F(ViewControllerTest, AnAppsOwnContainerAndUnbalancedCalls) {
   inner->endAppearanceTransition();
   inner->beginAppearanceTransition(true, false);
   inner->endAppearanceTransition();
-  EXPECT_THAT(told(), ElementsAre("Inner loads", "Inner will appear", "Inner did appear"));
+  EXPECT_EQ(told(), "Inner* Inner↗ Inner↑");
   window->setHidden(true);
-  EXPECT_THAT(told(), ElementsAre("Outer will disappear", "Inner will disappear", "Inner did disappear",
-                                  "Outer did disappear"));
+  EXPECT_EQ(told(), "Outer↘ Inner↘ Inner↓ Outer↓");
   inner->beginAppearanceTransition(true, false);
-  EXPECT_THAT(told(), IsEmpty()) << "its container is not on screen";
+  EXPECT_EQ(told(), "") << "its container is not on screen";
   window->setHidden(false);
   told();
   inner->beginAppearanceTransition(false, false);
   inner->beginAppearanceTransition(true, false);  // turned back half way
   inner->endAppearanceTransition();
-  EXPECT_THAT(told(), ElementsAre("Inner will disappear", "Inner did disappear", "Inner will appear",
-                                  "Inner did appear"));
+  EXPECT_EQ(told(), "Inner↘ Inner↓ Inner↗ Inner↑");
   inner->removeFromParentViewController();
-  EXPECT_THAT(told(), ElementsAre("Inner will disappear", "Inner did disappear"));
+  EXPECT_EQ(told(), "Inner↘ Inner↓");
   EXPECT_THAT(outer->childViewControllers(), IsEmpty());
 }
 
@@ -347,41 +335,35 @@ TEST_F(ViewControllerTest, NavigationFromWithinTheCalls) {
   auto stack = make<Stack>("Stack");
   auto a = make("A"), b = make("B"), c = make("C");
   stack->pushViewController(a, false);
-  story.reactions["A will appear"] = [&] { stack->pushViewController(b, false); };
+  story.reactions["A↗"] = [&] { stack->pushViewController(b, false); };
   window->setRootViewController(stack);
   window->makeKeyAndVisible();
-  EXPECT_THAT(told(), ElementsAre("A loads", "Stack loads", "Stack will appear", "A will appear", "B loads",
-                                  "A will disappear", "B will appear", "A did disappear", "B did appear",
-                                  "Stack did appear"));
-  story.reactions["C did appear"] = [&] { stack->popViewController(false); };
+  EXPECT_EQ(told(), "A* Stack* Stack↗ A↗ B* A↘ B↗ A↓ B↑ Stack↑");
+  story.reactions["C↑"] = [&] { stack->popViewController(false); };
   stack->pushViewController(c, false);
-  EXPECT_THAT(told(),
-              ElementsAre("C loads", "B will disappear", "C will appear", "B did disappear", "C did appear",
-                          "C will disappear", "B will appear", "C did disappear", "B did appear"));
+  EXPECT_EQ(told(), "C* B↘ C↗ B↓ C↑ C↘ B↗ C↓ B↑");
   EXPECT_TRUE(isSeen(*b));
 }
 
 TEST_F(ViewControllerTest, PresentationFromWithinTheCalls) {
   auto root = make("Root"), a = make("A"), b = make("B");
-  story.reactions["Root did appear"] = [&] { root->presentViewController(a, false); };
+  story.reactions["Root↑"] = [&] { root->presentViewController(a, false); };
   show(root);
   EXPECT_TRUE(isSeen(*a));
-  story.reactions["A will disappear"] = [&] { a->dismissViewController(false); };
-  story.reactions["Root did appear"] = [&] { root->presentViewController(a, false); };
+  story.reactions["A↘"] = [&] { a->dismissViewController(false); };
+  story.reactions["Root↑"] = [&] { root->presentViewController(a, false); };
   root->dismissViewController(false);
-  EXPECT_THAT(told(),
-              ElementsAre("A will disappear", "Root will appear", "Root did appear", "A did disappear",
-                          "Root will disappear", "A will appear", "A did appear", "Root did disappear"));
+  EXPECT_EQ(told(), "A↘ Root↗ Root↑ A↓ Root↘ A↗ A↑ Root↓");
   EXPECT_TRUE(isSeen(*a));
 
   a->presentViewController(b, false);
-  story.reactions["B will disappear"] = [&] { root->dismissViewController(false); };
+  story.reactions["B↘"] = [&] { root->dismissViewController(false); };
   a->dismissViewController(false);
   EXPECT_TRUE(isSeen(*root));
   EXPECT_FALSE(a->isViewAppeared() || b->isViewAppeared());
   EXPECT_THAT(window->subviews(), ElementsAre(root->view()));
 
-  for (const char* moment : {"Root will disappear", "B will appear", "B did appear"}) {
+  for (const char* moment : {"Root↘", "B↗", "B↑"}) {
     story.reactions[moment] = [&] { root->dismissViewController(false); };
     root->presentViewController(b, false);
     EXPECT_TRUE(isSeen(*root)) << moment;
@@ -389,8 +371,8 @@ TEST_F(ViewControllerTest, PresentationFromWithinTheCalls) {
   }
 
   root->presentViewController(b, false);
-  story.reactions["Root did appear"] = [&] { root->presentViewController(a, false); };
-  story.reactions["A did appear"] = [&] { a->dismissViewController(false); };
+  story.reactions["Root↑"] = [&] { root->presentViewController(a, false); };
+  story.reactions["A↑"] = [&] { a->dismissViewController(false); };
   root->dismissViewController(false);
   EXPECT_TRUE(isSeen(*root));
   EXPECT_FALSE(root->presentedViewController());
@@ -402,7 +384,7 @@ TEST_F(ViewControllerTest, DeathsLeaveNothingDangling) {
   stack->pushViewController(a, false);
   show(stack);
   std::weak_ptr<UIViewController> seen = b;
-  story.reactions["B did appear"] = [&] {
+  story.reactions["B↑"] = [&] {
     b = nullptr;
     stack->popViewController(false);
   };
@@ -423,8 +405,8 @@ TEST_F(ViewControllerTest, DeathsLeaveNothingDangling) {
   EXPECT_FALSE(c->parentViewController());
 
   show(c);
-  story.reactions["C did disappear"] = [&] { c = nullptr; };
-  story.reactions["C will disappear"] = [&] { window->setRootViewController(nullptr); };
+  story.reactions["C↓"] = [&] { c = nullptr; };
+  story.reactions["C↘"] = [&] { window->setRootViewController(nullptr); };
   window->setHidden(true);
   EXPECT_FALSE(c);
 }
@@ -444,12 +426,12 @@ TEST_F(ViewControllerTest, AnAlertIsGoneWhenItsHandlerRuns) {
   add("Delete", UIAlertAction::Style::Destructive);
   add("Cancel", UIAlertAction::Style::Cancel);
   root->presentViewController(alert, true);
-  EXPECT_THAT(told(), IsEmpty()) << "what is below stays";
+  EXPECT_EQ(told(), "") << "what is below stays";
   EXPECT_EQ(textOf("_UIAlertControllerActionView", 0), "Cancel");
   const auto button = find(*window, "_UIAlertControllerActionView", 1);
   tap("_UIAlertControllerActionView", 1);
   std::static_pointer_cast<UIControl>(button)->sendActionsForControlEvents(UIControlEvents::TouchUpInside);
-  EXPECT_THAT(told(), ElementsAre("Delete"));
+  EXPECT_EQ(told(), "Delete");
   EXPECT_TRUE(isSeen(*root));
 }
 
