@@ -40,8 +40,8 @@ void close() {
                             [] { return gate().users == 0; });
 }
 
-// OpenSSL calls first what was registered last: its TLS half registers an end of its own, which must come after
-// the wait.
+// OpenSSL calls first what was registered last: its TLS half registers an end of its own, which must come
+// after the wait.
 void prepare() {
   OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
   pthread_atfork([] { gate().mutex.lock(); }, [] { gate().mutex.unlock(); },
