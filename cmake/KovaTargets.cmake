@@ -20,10 +20,6 @@ function(kova_compile_options target)
   if(KOVA_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${KOVA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${KOVA_SANITIZE})
-    if(KOVA_SANITIZE MATCHES "undefined")
-      # It looks at an object through a pipe, and takes every one for a wrong one where tests leave no descriptor.
-      target_compile_options(${target} PRIVATE -fno-sanitize=vptr)
-    endif()
   endif()
 endfunction()
 

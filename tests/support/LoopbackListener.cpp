@@ -86,8 +86,8 @@ void LoopbackListener::acceptConnections() {
     const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     const bool lacksDescriptors = socket < 0 && (errno == EMFILE || errno == ENFILE);
     joinEnded();
-    if (lacksDescriptors) std::this_thread::sleep_for(kPauseWithoutDescriptors);
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
+    if (lacksDescriptors) changed_.wait_for(lock, kPauseWithoutDescriptors, [this] { return stopping_; });
     if (stopping_ || (socket < 0 && !lacksDescriptors)) {
       if (socket >= 0) close(socket);
       return;
