@@ -34,8 +34,7 @@ std::string descriptionOf(int code, const NSURL& url) {
     case NSURLErrorSecureConnectionFailed:
       return "An SSL error has occurred and a secure connection to the server cannot be made.";
     case NSURLErrorServerCertificateUntrusted:
-      return "The certificate for this server is invalid. You might be connecting to a server that is "
-             "pretending to be “" +
+      return "The certificate for this server is invalid. You might be connecting to a server that is pretending to be “" +
              url.host().value_or("") + "” which could put your confidential information at risk.";
     default:
       return "unknown error";

@@ -48,12 +48,10 @@ void KIBailer::tell() {
       return;
     case Untold::OldSystem:
       return KovaLog(
-          "The Kova library has been disabled because this device is running a version of iOS older than "
-          "10.0.");
+          "The Kova library has been disabled because this device is running a version of iOS older than 10.0.");
     case Untold::Fork:
       return KovaLogDebug(
-          "The process was forked after Kova was initialized: the child records and sends nothing. "
-          "Initialize Kova after the fork.");
+          "The process was forked after Kova was initialized: the child records and sends nothing. Initialize Kova after the fork.");
   }
 }
 

@@ -39,9 +39,7 @@ void kova::tellWhenMainRunLoopStands() {
     guarded({NSObject::classObject(), selector}, [&hasRun] {
       if (*hasRun) return;
       KovaLogDebug(
-          "Calls of other threads wait for the main run loop, which has not run for %ld seconds. Run it, or "
-          "present "
-          "the loop that runs with ThreadScheduler::setMainRunLoop.",
+          "Calls of other threads wait for the main run loop, which has not run for %ld seconds. Run it, or present the loop that runs with ThreadScheduler::setMainRunLoop.",
           static_cast<long>(kMainRunLoopMayStand));
     });
   });

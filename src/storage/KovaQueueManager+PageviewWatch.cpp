@@ -30,10 +30,6 @@ void KovaQueueManager::sayThatMessagesWait() {
   if (!KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) return;
   hasSaidThatMessagesWait_ = true;
   KovaLogDebug(
-      "Messages wait for a pageview, and nothing is sent before it: no screen has been recorded in this "
-      "session. "
-      "An app without view controllers sets disableViewControllerAutocapture; any other initialises before "
-      "it "
-      "shows its first window. Of more than %lu messages the oldest are dropped.",
+      "Messages wait for a pageview, and nothing is sent before it: no screen has been recorded in this session. An app without view controllers sets disableViewControllerAutocapture; any other initialises before it shows its first window. Of more than %lu messages the oldest are dropped.",
       limits_.queuedEvents);
 }

@@ -50,8 +50,7 @@ void tellWhenNoApplicationWasStarted() {
   if (UIApplication::sharedApplication() || !KovaLoggingEnabled(kKovaLogLevelDebug) || isTold.exchange(true))
     return;
   KovaLogDebug(
-      "No application was started, so that nothing says whether there is a network. Call "
-      "platform::startLinuxApplication before Kova::initialize.");
+      "No application was started, so that nothing says whether there is a network. Call platform::startLinuxApplication before Kova::initialize.");
 }
 
 NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {

@@ -94,8 +94,6 @@ void KovaOpenURLParser::validateCustomURLScheme() const {
     return;
   }
   KovaLogDebug(
-      "The expected custom URL scheme – %@:// – was not found; the QR code trigger for the Kova Event "
-      "Visualizer won't "
-      "work unless this scheme is present. (%@)",
+      "The expected custom URL scheme – %@:// – was not found; the QR code trigger for the Kova Event Visualizer won't work unless this scheme is present. (%@)",
       expectedURLScheme_, kSchemeDocumentation);
 }

@@ -93,9 +93,7 @@ void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::o
        typedSource = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(sourceProperties)](
           const Dictionary& eventProperties) {
         KovaLogDebug(
-            "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n "
-            "- "
-            "eventProperties: %@",
+            "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n - eventProperties: %@",
             source, name, properties, sourceProperties, eventProperties);
         MutableDictionary event{{"type", name}, {"source", source}, {sourcePropertiesKey(), typedSource}};
         if (!typed.empty()) event.append(customPropertiesKey(), typed);

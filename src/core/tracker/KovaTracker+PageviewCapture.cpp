@@ -173,10 +173,7 @@ void KovaTracker::reportScreenShownBeforeStart() const {
   });
   if (!isUnknown) return;
   KovaLogDebug(
-      "A screen was shown before the library was initialized. It has no pageview until it appears again, and "
-      "what is recorded until some screen appears is reported on that one. Initialize before the first "
-      "window "
-      "is shown.");
+      "A screen was shown before the library was initialized. It has no pageview until it appears again, and what is recorded until some screen appears is reported on that one. Initialize before the first window is shown.");
 }
 
 // Asked for by every event until the session has a pageview, and yet each screen is recorded once: recording

@@ -13,9 +13,7 @@ void KovaTracker::identify(const std::optional<Value>& identity) {
   extendSession();
   if (!identity || !identity->isString()) {
     KovaLog(
-        "The `identify:(NSDictionary *)properties` method has been removed. Please use `identify:(NSString "
-        "*)identity` "
-        "and `addUserProperties:(NSDictionary *)properties`");
+        "The `identify:(NSDictionary *)properties` method has been removed. Please use `identify:(NSString *)identity` and `addUserProperties:(NSDictionary *)properties`");
     return;
   }
   performSafelyOnMutationQueueWithBlock(
