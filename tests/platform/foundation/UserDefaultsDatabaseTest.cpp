@@ -165,8 +165,8 @@ TEST_F(UserDefaultsTest, ItsFilesAreTheUsersAloneAndItsLogIsCut) {
 }
 
 TEST_F(UserDefaultsTest, WithoutADescriptorTheStoreIsUnreadableNotEmpty) {
-  open()->objectForKey(
-      "key");  // because a sanitizer that meets a type for the first time needs descriptors, too
+  // Because a sanitizer that meets a type for the first time needs descriptors, too.
+  open()->objectForKey("key");
   {
     const auto none = ResourceLimit::descriptors(0);
     const auto value = open()->objectForKey("key");
