@@ -1,15 +1,20 @@
-# Steps that script/test and .ci/run share. To be sourced from the project root.
+# Steps that the scripts share. To be sourced from the project root.
 # Functions return their status, so that a caller under `||` sees it too.
 
-# build <folder> [cmake options]: configures and builds everything into the folder.
-build() {
-  local folder=$1
-  shift
+# configure <preset>: into build/<preset>.
+configure() {
   local launcher=()
   if command -v ccache >/dev/null; then
     launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
   fi
-  cmake -S . -B "$folder" -G Ninja "${launcher[@]}" "$@" && cmake --build "$folder" --parallel "$(nproc)"
+  cmake --preset "$1" "${launcher[@]}"
+}
+
+# build <preset> [targets]: configures, and builds the targets, or everything, into build/<preset>.
+build() {
+  local preset=$1
+  shift
+  configure "$preset" && cmake --build "build/$preset" --parallel "$(nproc)" ${1:+--target "$@"}
 }
 
 # run_ctest <folder> [ctest options]: runs the built tests and sets ctest_passed and ctest_failed. A test that was

@@ -141,16 +141,21 @@ class LintTest(unittest.TestCase):
         self.assertEqual((status, printed.splitlines()),
                          (0, ["a.cpp:2: note: a function of 62 lines: void f() {", "b.h:1: note: 401 lines"]))
 
-    def test_warnings(self):
-        build = ("cmake_minimum_required(VERSION 3.25)\nproject(Sample CXX)\n"
-                 f"include({ROOT}/cmake/KovaTargets.cmake)\nadd_library(sample OBJECT a.cpp)\nkova_compile_options(sample)\n")
+    def test_warnings_and_tidy(self):
+        build = {"CMakeLists.txt": "cmake_minimum_required(VERSION 3.25)\nproject(Sample CXX)\n"
+                 f"include({ROOT}/cmake/KovaTargets.cmake)\nadd_library(sample OBJECT src/a.cpp)\nkova_compile_options(sample)\n",
+                 **{name: (ROOT / name).read_text() for name in ("CMakePresets.json", ".clang-tidy")}}
         unlocked = ('struct __attribute__((capability("mutex"))) M {};\nM m;\n__attribute__((guarded_by(m))) int x;\n'
                     "int f();\nint f() { return x; }\n")
-        self.assert_found("warnings", {"CMakeLists.txt": build, "a.cpp": "int f(int x) {\n  int y = 0;\n  return x;\n}\n"},
+        self.assert_found("warnings", {**build, "src/a.cpp": "int f(int x) {\n  int y = 0;\n  return x;\n}\n"},
                           "a.cpp:2", "unused-variable")
-        self.assert_found("warnings", {"CMakeLists.txt": build, "a.cpp": "#if defined(__clang__)\n" + unlocked + "#endif\n"},
+        self.assert_found("warnings", {**build, "src/a.cpp": "#if defined(__clang__)\n" + unlocked + "#endif\n"},
                           "a.cpp:6", "thread-safety")
-        self.assertEqual(self.run_check("warnings", {"CMakeLists.txt": build, "a.cpp": "int f();\nint f() { return 1; }\n"})[0], 0)
+        good = {**build, "src/a.cpp": "int f();\nint f() { return 1; }\n"}
+        for check in ("warnings", "tidy"):
+            self.assertEqual(self.run_check(check, good)[0], 0)
+        self.assert_found("tidy", {**build, "src/a.cpp": "int f(long x);\nint f(long x) { return x == 1 ? 1 : 1; }\n"},
+                          "a.cpp:2", "bugprone-branch-clone")
 
 
 if __name__ == "__main__":
