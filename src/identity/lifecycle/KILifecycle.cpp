@@ -80,8 +80,9 @@ KILifecycleVersion KILifecycle::currentVersionWithOptions(const KovaOptions& opt
 }
 
 void KILifecycle::persistNewVersion(const KILifecycleVersion& version, NSUserDefaults& defaults) {
-  defaults.setObject(version.version().value_or(""), kVersionKey);
-  defaults.setObject(version.build().value_or(""), kBuildKey);
+  // In one step: half a version counts as none, which makes an installation of the next start.
+  defaults.setObjects({{kVersionKey, Value(version.version().value_or(""))},
+                       {kBuildKey, Value(version.build().value_or(""))}});
   defaults.synchronize();
 }
 

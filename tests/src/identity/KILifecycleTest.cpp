@@ -2,10 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <cmath>
-#include <csignal>
 #include <filesystem>
 #include <stdexcept>
 
@@ -15,6 +13,7 @@
 #include "src/core/KIBailer.h"
 #include "src/core/KovaLogger.h"
 #include "src/identity/lifecycle/KILifecycleEvent.h"
+#include "tests/support/ResourceLimit.h"
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
@@ -189,16 +188,13 @@ TEST_F(KILifecycleTest, WaitsForAStartWithTrackingEnabled) {
 // Killed between the two, a process would else lose the event, or make it again.
 TEST_F(KILifecycleTest, TheVersionIsStoredBehindItsEventAndTheEventOnce) {
   device.store("somebodyElses", std::string(200'000, 'x'));
-  signal(SIGXFSZ, SIG_IGN);
-  const rlimit noMoreOfIt{100'000, RLIM_INFINITY};  // of that database's log
-  setrlimit(RLIMIT_FSIZE, &noMoreOfIt);
   device.setOnline(false);
-  device.start();
-  device.drain();
-  EXPECT_FALSE(suite()->stringForKey("version"));
-
-  const rlimit all{RLIM_INFINITY, RLIM_INFINITY};
-  setrlimit(RLIMIT_FSIZE, &all);
+  {
+    const auto full = ResourceLimit::fileSize(100'000);  // for that database, whose log is longer
+    device.start();
+    device.drain();
+    EXPECT_FALSE(suite()->stringForKey("version"));
+  }
   device.start();
   device.drain();
   EXPECT_EQ(suite()->stringForKey("version"), "1.0");

@@ -1,15 +1,13 @@
 #include "src/storage/KovaQueueManager.h"
 
-#include <sys/resource.h>
-
 #include <cmath>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 
 #include "platform/foundation/UserDefaultsDatabase.h"
 #include "src/core/KovaLogger.h"
 #include "tests/src/events/MessageFixture.h"
+#include "tests/support/ResourceLimit.h"
 
 using namespace platform;
 using testing::ElementsAre;
@@ -270,12 +268,10 @@ TEST_F(KovaQueueManagerTest, KeepsABatchThatCannotBeReadForTheMomentAndAllBehind
   // After the above, because a sanitizer that meets a type for the first time needs descriptors, too.
   std::filesystem::remove(first);
   NSFileManager().createFile(first, "[1]");
-  rlimit before;
-  getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit none{0, before.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  EXPECT_EQ(dequeuedBody(), "(none)");
-  setrlimit(RLIMIT_NOFILE, &before);
+  {
+    const auto none = ResourceLimit::descriptors(0);
+    EXPECT_EQ(dequeuedBody(), "(none)");
+  }
   EXPECT_EQ(device.logLinesWith("waits for the next upload: Too many open files").size(), 1u);
 
   EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
@@ -291,13 +287,10 @@ TEST_F(KovaQueueManagerTest, WhatAStepCouldNotStoreIsStoredByTheNextPass) {
   queues = std::make_unique<KovaQueueManager>(store, KovaQueueManager::Limits{200, 300, 200});
   queues->moveEnqueuedMessagesToBatchAndPersist();  // from now on a pass has nothing of its own to store
   device.store("somebodyElses", std::string(200'000, 'x'));
-  signal(SIGXFSZ, SIG_IGN);
-  const rlimit full{100'000, RLIM_INFINITY};
-  setrlimit(RLIMIT_FSIZE, &full);
-  EXPECT_FALSE(store->changeInOneStep([this] { queues->enqueueUrlString("h?n=1"); }));
-
-  const rlimit free{RLIM_INFINITY, RLIM_INFINITY};
-  setrlimit(RLIMIT_FSIZE, &free);
+  {
+    const auto full = ResourceLimit::fileSize(100'000);
+    EXPECT_FALSE(store->changeInOneStep([this] { queues->enqueueUrlString("h?n=1"); }));
+  }
   queues->moveEnqueuedMessagesToBatchAndPersist();
   UserDefaultsDatabase database(directories().preferences + "/com.example.app.sqlite");
   EXPECT_EQ(database.read("kova_12345_queuedPageviews"), R"(["h?n=1"])");
