@@ -6,16 +6,51 @@
 using namespace platform;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 namespace {
-
-using PairingTest = PairingFixture;
 
 constexpr const char* kQuestion =
     "Please confirm that the following pairing code matches the one in your browser: ";
 
-TEST_F(PairingTest, PairsWhenTheUserAccepts) {
+class PairingTest : public PairingFixture {
+ protected:
+  // One step of a story, by its words.
+  void plays(const std::string& step) {
+    if (step.starts_with("asks ")) request(step.substr(5));
+    if (step == "accepts") user.taps("Accept");
+    if (step == "rejects") {
+      user.taps("Reject");
+      EXPECT_TRUE(socket().isCancelled());
+    }
+    if (step == "records") kept.push_back(record());
+    if (step == "sends") consume(kept.at(0)), kept.erase(kept.begin());
+    if (step == "event") consume(record());
+    if (step == "touch") consume(recordTouch(button.get()));
+    if (step == "touch of nothing") consume(recordTouch(nullptr));
+    if (step == "is let in again") socket().says("40/ios,");
+    if (step == "leaves") visualizer->disconnect();
+    if (step == "connects") visualizer->connect();
+    step == "waits" ? device.advance(10) : device.drain();
+  }
+  // What all connections sent after each other: names without "device_", codes, and parts.
+  std::vector<std::string> sent() {
+    std::vector<std::string> lines;
+    for (const auto& socket : server->sockets) {
+      for (const auto& [name, data] : events(*socket)) {
+        lines.push_back(name.substr(name.find('_') + 1));
+        if (data.find("pairCode")) lines.back() += " " + pairCodeOf(data);
+        for (const char* part : {"message", "image_data", "full_image_data", "view_ancestry"}) {
+          if (data.find(part)) lines.back() += std::string(" ") + part;
+        }
+      }
+    }
+    return lines;
+  }
+
+  std::vector<Recording> kept;
+};
+
+TEST_F(PairingTest, ShowsTheCodeAndKeepsTheScreenOnWhilePaired) {
   ScriptedSocket& server1 = open();
   request("40 12");
   EXPECT_NE(device.application->keyWindow(), window);
@@ -23,26 +58,50 @@ TEST_F(PairingTest, PairsWhenTheUserAccepts) {
   EXPECT_TRUE(user.sees(std::string(kQuestion) + "40 12"));
   device.advance(1000);
   EXPECT_THAT(names(server1), IsEmpty()) << "no longer announced";
-  EXPECT_FALSE(visualizer->isPaired());
-  EXPECT_EQ(record(), nullptr);
 
   user.taps("Accept");
-  EXPECT_TRUE(visualizer->isPaired());
-  EXPECT_TRUE(visualizer->isCapturing());
-  const auto sent = events(server1);
-  ASSERT_THAT(sent, SizeIs(1));
-  EXPECT_EQ(sent[0].first, "device_accepted_pair");
-  EXPECT_EQ(pairCodeOf(sent[0].second), "40 12");
+  EXPECT_TRUE(visualizer->isPaired() && visualizer->isCapturing());
   EXPECT_TRUE(device.application->isIdleTimerDisabled());
   EXPECT_EQ(device.application->keyWindow(), window);
   EXPECT_FALSE(user.sees("Confirm connection?"));
-
   visualizer->disconnect();
   device.drain();
-  EXPECT_THAT(names(server1), ElementsAre("device_left"));
   EXPECT_TRUE(server1.isCancelled());
   EXPECT_FALSE(visualizer->isPaired() || visualizer->isCapturing());
   EXPECT_FALSE(device.application->isIdleTimerDisabled());
+}
+
+// An event leaves under the code that was accepted when it was recorded, or not at all.
+TEST_F(PairingTest, WhatLeavesTheApp) {
+  struct {
+    std::vector<std::string> story;
+    std::vector<std::string> sent;
+  } const cases[] = {
+      {{"records", "asks 1", "records", "accepts", "sends", "sends", "event", "touch", "touch of nothing",
+        "leaves", "event"},
+       {"accepted_pair 1", "captured_event 1 message image_data",
+        "captured_event 1 message image_data full_image_data view_ancestry", "captured_event 1 message",
+        "left 1"}},
+      {{"asks 1", "is let in again", "waits", "rejects", "event"}, {"available 1"}},
+      {{"asks 1", "accepts", "records", "asks 2", "records", "sends", "asks 1", "sends", "event"},
+       {"accepted_pair 1", "captured_event 1 message image_data"}},
+      {{"asks 1", "accepts", "records", "asks 2", "accepts", "sends", "event"},
+       {"accepted_pair 1", "accepted_pair 2", "captured_event 2 message image_data"}},
+      {{"asks 1", "accepts", "asks 2", "connects"}, {"accepted_pair 1", "left 2", "connect", "available"}},
+      {{"asks 1", "accepts", "records", "connects", "event", "asks 1", "sends", "accepts", "event"},
+       {"accepted_pair 1", "left 1", "connect", "available", "accepted_pair 1",
+        "captured_event 1 message image_data"}},
+  };
+  server->onConnect = [](ScriptedSocket& socket) { socket.letsIn(); };
+  for (const auto& [story, expected] : cases) {
+    server->sockets.clear();
+    kept.clear();
+    connect();
+    names(socket());
+    for (const std::string& step : story) plays(step);
+    EXPECT_EQ(sent(), expected) << testing::PrintToString(story);
+    plays("leaves");
+  }
 }
 
 TEST_F(PairingTest, AsksAboutTheNewestCodeOnce) {
@@ -65,66 +124,8 @@ TEST_F(PairingTest, AsksAboutTheNewestCodeOnce) {
   device.advance(0.1);
   EXPECT_TRUE(user.sees(std::string(kQuestion) + "1000"));
   user.taps("Accept");
-  const auto sent = events(socket());
-  ASSERT_THAT(sent, SizeIs(1));
-  EXPECT_EQ(pairCodeOf(sent[0].second), "1000");
+  EXPECT_THAT(sent(), ElementsAre("accepted_pair 1000"));
   EXPECT_EQ(device.application->keyWindow(), window);
-}
-
-TEST_F(PairingTest, RejectDisconnectsWithoutAWord) {
-  ScriptedSocket& rejected = open();
-  request("1");
-  user.taps("Reject");
-  EXPECT_TRUE(rejected.isCancelled());
-  EXPECT_THAT(names(rejected), IsEmpty());
-  EXPECT_FALSE(visualizer->isPaired());
-  EXPECT_EQ(device.application->keyWindow(), window);
-  device.advance(1000);
-  EXPECT_EQ(attempts(), 1u);
-}
-
-TEST_F(PairingTest, SendsWhatIsRecordedAfterAccept) {
-  open();
-  consume(record());
-  EXPECT_THAT(names(socket()), IsEmpty());
-  pair("1");
-  consume(record());
-  consume(recordTouch(button.get()));
-  consume(recordTouch(nullptr));
-  std::vector<std::string> sent;
-  for (const auto& [name, data] : events(socket())) {
-    sent.push_back(name + " " + pairCodeOf(data) + " " + json(at(data, "message")));
-    for (const char* part : {"image_data", "full_image_data", "view_ancestry"}) {
-      if (data.find(part)) sent.back() += std::string(" ") + part;
-    }
-  }
-  const std::string event = R"(device_captured_event 1 {"name":"m"})";
-  EXPECT_THAT(sent,
-              ElementsAre(event + " image_data", event + " image_data full_image_data view_ancestry", event));
-}
-
-// What was recorded for one pairing is not sent to the next, and nothing while it is not clear to whom.
-TEST_F(PairingTest, AnEventBelongsToThePairingThatItWasRecordedFor) {
-  ScriptedSocket& first = open();
-  pair("1");
-  const auto ofFirst = record();
-  request("2");
-  EXPECT_EQ(record(), nullptr);
-  consume(ofFirst);
-  EXPECT_THAT(names(first), IsEmpty());
-  user.taps("Accept");
-  const auto ofSecond = record();
-  consume(ofFirst);
-  consume(ofSecond);
-  EXPECT_THAT(names(first), ElementsAre("device_accepted_pair", "device_captured_event"));
-
-  visualizer->connect();
-  device.drain();
-  EXPECT_THAT(names(first), ElementsAre("device_left"));
-  EXPECT_FALSE(visualizer->isPaired() || visualizer->isCapturing());
-  letIn();
-  consume(ofSecond);
-  EXPECT_THAT(names(socket()), IsEmpty());
 }
 
 // Pictures take their time, in which anything may happen: what was recorded is sent all the same, in its
@@ -133,7 +134,7 @@ TEST_F(PairingTest, WhatWasRecordedIsNotOvertaken) {
   ScriptedSocket& first = open();
   pair("1");
   const auto send = [this] {
-    KOVA_serialStateQueue()->addOperationWithBlock([recording = record()] { recording->send({}); });
+    KOVA_serialStateQueue()->addOperationWithBlock([this] { record()->send({}); });
   };
   send();
   first.says(R"(42/ios,["web_requested_pair",{"pairCode":"2"}])");
@@ -143,10 +144,8 @@ TEST_F(PairingTest, WhatWasRecordedIsNotOvertaken) {
   visualizer->disconnect();
   visualizer->disconnect();
   device.drain();
-  std::vector<std::string> sent;
-  for (const auto& [name, data] : events(first)) sent.push_back(name + " " + pairCodeOf(data));
-  EXPECT_THAT(sent, ElementsAre("device_captured_event 1", "device_accepted_pair 2",
-                                "device_captured_event 2", "device_left 2"));
+  EXPECT_THAT(sent(), ElementsAre("captured_event 1 message image_data", "accepted_pair 2",
+                                  "captured_event 2 message image_data", "left 2"));
   EXPECT_TRUE(first.isCancelled());
 }
 
@@ -183,19 +182,13 @@ TEST_F(PairingTest, TheAppIsUncoveredWhateverHappens) {
   EXPECT_FALSE(user.sees("Confirm connection?"));
 }
 
-TEST_F(PairingTest, TestsMaySkipTheQuestionAndTheScreenshots) {
+TEST_F(PairingTest, TestsMaySkipTheQuestion) {
   options->setTestOnlySkipEVPairingDialog(true);
-  options->setTestOnlyOmitEVScreenshots(true);
   open();
-  request("7");
+  plays("asks 7");
   EXPECT_FALSE(user.sees("Confirm connection?"));
-  EXPECT_TRUE(visualizer->isPaired());
-  consume(record());
-  const auto sent = events(socket());
-  ASSERT_THAT(sent, SizeIs(2));
-  EXPECT_EQ(sent[1].first, "device_captured_event");
-  EXPECT_EQ(pairCodeOf(sent[1].second), "7");
-  EXPECT_EQ(sent[1].second.find("image_data"), nullptr);
+  plays("event");
+  EXPECT_THAT(sent(), ElementsAre("accepted_pair 7", "captured_event 7 message image_data"));
 }
 
 }  // namespace
