@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <thread>
-
 #include "platform/foundation/NSException.h"
 #include "platform/net/NSURLError.h"
 #include "platform/runtime/NSObject.h"
@@ -293,17 +291,6 @@ TEST_F(FacadeTest, GoesQuietAfterAnExceptionInACompletion) {
   device.start(options);
   EXPECT_NO_THROW(device.drain());
   expectBailed("KovaUploader/sendAllPixelData");
-}
-
-TEST_F(FacadeTest, MayBeCalledFromAnyThread) {
-  device.startAndSettle();
-  std::thread([] { Kova::track("Elsewhere", {{"a", true}}); }).join();
-  device.advance(15);
-  device.runUntilRequests(3);
-  const auto messages = device.receivedMessages();
-  EXPECT_EQ(
-      json(at(messages.back(), "event")),
-      R"({"customEvent":{"type":"Elsewhere","customProperties":{"a":{"bool":true}}},"appVisibilityState":2})");
 }
 
 TEST_F(FacadeTest, ExportsTheConstantsWhoseNamesAndValuesDiffer) {

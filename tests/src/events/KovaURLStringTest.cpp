@@ -4,43 +4,15 @@
 #include "tests/src/events/MessageFixture.h"
 
 using namespace platform;
-using testing::MatchesRegex;
 
 namespace {
 
 using KovaURLStringTest = MessageTest;
 
-TEST_F(KovaURLStringTest, AppendsParameters) {
+TEST_F(KovaURLStringTest, AppendsTheTimeOfNow) {
   std::string url = "h?a=1";
-  KOVA_appendParameter(url, "t", "a b&c");
-  KOVA_appendParameter(url, "d", std::nullopt);
-  KOVA_appendParameterEncoded(url, "i", "a%20b&c");
   KOVA_appendTimestampParameter(url);
-  EXPECT_EQ(url, "h?a=1&t=a%20b%26c&d=%28null%29&i=a%20b&c&ts=1767225600000");
-}
-
-TEST_F(KovaURLStringTest, AppendsPairsEncodedTwice) {
-  std::string url;
-  KOVA_addPairedProperties(
-      url, Dictionary{{"plan type", "pro"}, {"été", 2.5}, {"trial", true}, {"100%", "a/b"}}, "sp");
-  EXPECT_EQ(url, "&sp=plan%2520type&sp=pro&sp=été&sp=2.5&sp=trial&sp=1&sp=100%2525&sp=a%252Fb");
-  KOVA_addPairedProperties(url, std::nullopt, "k");
-  KOVA_addPairedProperties(url, Dictionary(), "k");
-  EXPECT_EQ(url.find("&k"), std::string::npos);
-}
-
-TEST_F(KovaURLStringTest, AppendsTheLatestPageviewOrARandomNumber) {
-  std::string first;
-  std::string second;
-  KOVA_appendMostRecentPageviewIdOrRandomNumber(first, session);
-  KOVA_appendMostRecentPageviewIdOrRandomNumber(second, session);
-  EXPECT_THAT(first, MatchesRegex("&v=[0-9]{16}"));
-  EXPECT_NE(first, second);
-
-  session.loggedPageviewWithPageviewInfo({{"id", "my page"}}, {});
-  std::string third;
-  KOVA_appendMostRecentPageviewIdOrRandomNumber(third, session);
-  EXPECT_EQ(third, "&v=my%20page");
+  EXPECT_EQ(url, "h?a=1&ts=1767225600000");
 }
 
 TEST_F(KovaURLStringTest, ExtractsQueryParameters) {

@@ -50,22 +50,6 @@ TEST_F(FailureTest, AServiceThatStaysSilentEndsInATimeoutAndIsAskedAgain) {
   EXPECT_THAT(membersOf(service.records("track"), "answered"), ElementsAre("silent", "200"));
 }
 
-TEST_F(FailureTest, AnErrorStatusCountsAsDelivered) {
-  service.behave(R"({"mode":"status","status":500})");
-  {
-    RoadHost host = launch({.version = "1.0"});
-    host.call("track", {"Refused"});
-    host.call("changeInterval", {kBriefly});
-    service.messages(2);
-    service.records("h", 1);
-    flush(host);
-    host.exit();
-  }
-  service.behave(R"({"mode":"normal"})");
-  EXPECT_TRUE(messagesAfterRelaunch().empty());
-  EXPECT_THAT(parameters(service.records("h", 2), "z"), ElementsAre("0", "1"));
-}
-
 TEST_F(FailureTest, WhatNobodyTookArrivesWhenTheServiceIsBack) {
   service.stop();
   RoadHost host = launch();
@@ -74,19 +58,6 @@ TEST_F(FailureTest, WhatNobodyTookArrivesWhenTheServiceIsBack) {
   host.waitForLog("Connection failed! Error - Could not connect to the server.");
   service.resume();
   EXPECT_THAT(namesOf(service.messages(1)), ElementsAre("Patient"));
-  EXPECT_EQ(service.records("h", 1).size(), 1u);
-}
-
-TEST_F(FailureTest, NothingIsSentWithoutANetworkAndEverythingOnceItIsBack) {
-  RoadHost host = launch({.isOnline = false});
-  host.call("track", {"First"});
-  host.call("changeInterval", {kBriefly});
-  host.waitForLog("Caching data locally, since no internet connection was detected.");
-  host.call("track", {"Second"});
-  host.waitForLog("Caching data locally, since no internet connection was detected.");
-  EXPECT_TRUE(service.records("").empty());
-  host.call("online", {true});
-  EXPECT_THAT(namesOf(service.messages(2)), ElementsAre("First", "Second"));
   EXPECT_EQ(service.records("h", 1).size(), 1u);
 }
 
