@@ -309,34 +309,15 @@ TEST_F(HostTest, ATrackerThatIsReplacedHandsOnWhatWaits) {
   EXPECT_THAT(received(), SizeIs(2));
 }
 
-TEST_F(HostTest, BrokenTreesAreBounded) {
+TEST_F(HostTest, ARingOfRespondersIsBounded) {
   startWhole();
-  UIView* innermost = place(std::make_shared<RingView>()).get();
+  place(std::make_shared<RingView>());
   tap({20, 110});
-  std::vector<std::string> events = received();
+  const std::vector<std::string> events = received();
   ASSERT_THAT(events, SizeIs(1));
-  const auto nodesIn = [](const std::string& event) {
-    std::size_t count = 0;
-    for (std::size_t at = 0; (at = event.find("\"class\"", at)) != std::string::npos; ++at) ++count;
-    return count;
-  };
-  EXPECT_EQ(nodesIn(events[0]), 30u);
-
-  innermost->removeFromSuperview();
-  innermost = place(std::make_shared<UIView>(CGRectMake(10, 100, 100, 40))).get();
-  for (int level = 1; level < 1000; ++level) {
-    const auto next = level < 999 ? std::make_shared<UIView>() : std::make_shared<UIButton>("Deep");
-    next->setFrame(CGRectMake(0, 0, 100, 40));
-    innermost->addSubview(next);
-    innermost = next.get();
-  }
-  static_cast<UIControl*>(innermost)->addTarget(nullptr, SEL("pay:"), UIControlEvents::TouchUpInside);
-  tap({20, 110});
-  EXPECT_EQ(controller->payments, 1) << "found along the chain";
-  events = received();
-  ASSERT_THAT(events, SizeIs(2));
-  EXPECT_THAT(events[1], HasSubstr(R"("targetText":"Deep")"));
-  EXPECT_EQ(nodesIn(events[1]), 30u);
+  std::size_t nodes = 0;
+  for (std::size_t at = 0; (at = events[0].find("\"class\"", at)) != std::string::npos; ++at) ++nodes;
+  EXPECT_EQ(nodes, 30u);
 }
 
 TEST_F(HostTest, WhatADelegateAnswersIsPassedOnOrRefused) {
