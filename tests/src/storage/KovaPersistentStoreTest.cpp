@@ -99,9 +99,18 @@ TEST_F(KovaPersistentStoreTest, DoesWithoutFilesWhereThereIsNoDirectory) {
 
 TEST_F(KovaPersistentStoreTest, ClearsEverythingThatIsTheLibrarysAndNothingElse) {
   KovaPersistentStore store = open();
-  const char* own[] = {
-      "queuedPageviews", "parts",      "queuedMessageBatches", "identity",          "userId",
-      "eventProperties", "pageviewId", "pageviewProperties",   "sessionProperties", "sessionId"};
+  const char* own[] = {"queuedPageviews",
+                       "parts",
+                       "queuedMessageBatches",
+                       "identity",
+                       "userId",
+                       "eventProperties",
+                       "pageviewId",
+                       "pageviewProperties",
+                       "sessionProperties",
+                       "sessionId",
+                       "unreadableBatchFile",
+                       "lifecycleEventVersion"};
   for (const char* key : own) store.setObject("text", key);
   store.setObject("text", "somebodyElses");
   store.saveJSONObjectToDisk(Array{1});
@@ -115,15 +124,8 @@ TEST_F(KovaPersistentStoreTest, ClearsEverythingThatIsTheLibrarysAndNothingElse)
 }
 
 struct PurgeCase {
-  std::size_t urls;
-  std::size_t messages;
-  std::size_t batches;
+  std::size_t urls, messages, batches;
   bool isPurged;
-
-  // Names the case, too.
-  friend void PrintTo(const PurgeCase& each, std::ostream* out) {
-    *out << "Of" << each.urls << "And" << each.messages << "And" << each.batches;
-  }
 };
 class KovaPersistentStorePurgeTest : public KovaPersistentStoreTest,
                                      public testing::WithParamInterface<PurgeCase> {
@@ -162,7 +164,6 @@ TEST_P(KovaPersistentStorePurgeTest, ResetsAStoreThatHasGrownPastItsBounds) {
 
 INSTANTIATE_TEST_SUITE_P(Limits, KovaPersistentStorePurgeTest,
                          testing::Values(PurgeCase{299, 309, 209, false}, PurgeCase{300, 0, 0, true},
-                                         PurgeCase{0, 310, 0, true}, PurgeCase{0, 0, 210, true}),
-                         testing::PrintToStringParamName());
+                                         PurgeCase{0, 310, 0, true}, PurgeCase{0, 0, 210, true}));
 
 }  // namespace
