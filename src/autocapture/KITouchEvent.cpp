@@ -2,13 +2,13 @@
 
 #include <Kova/KovaConstants.h>
 
+#include "platform/runtime/Retained.h"
 #include "platform/uikit/UIControl.h"
 #include "platform/uikit/UITouch.h"
 #include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KovaUtil.h"
 #include "src/core/NSObject+ClassOf.h"
-#include "src/core/NSObject+Retained.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 
 using namespace platform;
@@ -22,7 +22,7 @@ constexpr std::size_t kMostEntries = 8;
 // A view that is in the middle of being destroyed has no owner any more, and is left alone.
 std::shared_ptr<UIView> visibleView(const std::shared_ptr<UIView>& view) {
   if (!view) return nullptr;
-  auto visible = KOVA_retained(&KOVA_closestViewVisibleInHierarchy(*view));
+  auto visible = retained(&KOVA_closestViewVisibleInHierarchy(*view));
   return visible ? visible : view;
 }
 
@@ -66,7 +66,7 @@ std::shared_ptr<KITouchEvent> KITouchEvent::create(const String& eventType,
   const std::string_view className = target ? std::string_view(KOVA_classOf(*target).name()) : "UIView";
   if (eventType.view() == KovaTouchEventTypeTouch && className == kKeyboardClass) return nullptr;
 
-  auto control = target ? KOVA_retained(KovaUtil::closestControl(*target)) : nullptr;
+  auto control = target ? retained(KovaUtil::closestControl(*target)) : nullptr;
   auto ancestry = viewAncestry == ViewAncestry::Capture ? ancestryOf(target, context) : nullptr;
   const auto overrides =
       context.overriddenTouchEventPropertiesForEventType(eventType, target.get(), touch.get(), control.get());

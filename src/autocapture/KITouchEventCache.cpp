@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/dispatch/Scheduler.h"
+#include "platform/runtime/Retained.h"
 #include "platform/uikit/UIControl.h"
 #include "platform/uikit/UITouch.h"
 #include "src/core/Guard.h"
@@ -15,7 +16,7 @@ namespace {
 constexpr const char* kPhase = "phase";
 const char kTouchStateContext = 0;  // its address tells this observation from others
 
-void warnOffMainThread(SEL selector) {
+void warnOffMainThread(std::string_view selector) {
   if (Scheduler::current().isMainThread()) return;
   KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.", selector);
 }
@@ -30,8 +31,7 @@ KITouchEventCache::~KITouchEventCache() = default;
 
 std::shared_ptr<KITouchEventCache::Entry> KITouchEventCache::addTouchEvent(
     std::shared_ptr<KITouchEvent> event, std::function<void()> removal) {
-  static const SEL selector("addTouchEvent:removal:");
-  warnOffMainThread(selector);
+  warnOffMainThread("addTouchEvent:removal:");
   const auto entry = std::make_shared<Entry>(Entry{std::move(event), std::move(removal), nullptr});
   const auto& touch = entry->event->touch();
   const bool isOver = !touch || touch->phase() == UITouchPhase::Ended;
@@ -60,8 +60,7 @@ KITouchEventCache::Events KITouchEventCache::allEvents() const {
 }
 
 void KITouchEventCache::removeEntry(const std::shared_ptr<Entry>& leaving) {
-  static const SEL selector("removeEntry:");
-  warnOffMainThread(selector);
+  warnOffMainThread("removeEntry:");
   const std::shared_ptr<Entry> entry = leaving;  // the reference may be to the place in the cache
   // Without a timer it is being removed already, further up the stack.
   if (std::find(cache_.begin(), cache_.end(), entry) == cache_.end() || !entry->timeoutTimer) return;
@@ -69,7 +68,7 @@ void KITouchEventCache::removeEntry(const std::shared_ptr<Entry>& leaving) {
   if (const auto& touch = entry->event->touch()) touch->removeObserver(*this, kPhase, &kTouchStateContext);
   // Also after a bail, so that what the callback holds is released.
   if (const auto removal = std::exchange(entry->removalCallback, nullptr)) {
-    kova::guarded({classObject(), selector}, removal, kova::OnException::Bail, kova::WhenBailed::RunAnyway);
+    kova::guarded({*this, "removeEntry:"}, removal, kova::OnException::Bail, kova::WhenBailed::RunAnyway);
   }
   std::erase(cache_, entry);
 }
@@ -84,8 +83,7 @@ void KITouchEventCache::observeValueForKeyPath(const std::string& keyPath, NSObj
   if (context != &kTouchStateContext) {
     return NSObject::observeValueForKeyPath(keyPath, object, newValue, context);
   }
-  static const SEL selector("observeValueForKeyPath:ofObject:change:context:");
-  kova::guarded({classObject(), selector}, [&] {
+  kova::guarded({*this, "observeValueForKeyPath:ofObject:change:context:"}, [&] {
     const auto* touch = dynamic_cast<const UITouch*>(&object);
     if (touch && touch->phase() == UITouchPhase::Ended) touchEnded(*touch);
   });
@@ -102,7 +100,6 @@ void KITouchEventCache::touchEnded(const UITouch& touch) {
 // A timer keeps the cache and its entry until it has fired or is invalidated: no cache dies before its last
 // entry has left.
 void KITouchEventCache::startTimer(const std::shared_ptr<Entry>& entry, double seconds) {
-  auto self = std::static_pointer_cast<KITouchEventCache>(shared_from_this());
   entry->timeoutTimer =
-      NSTimer::scheduled(seconds, [self = std::move(self), entry] { self->removeEntry(entry); });
+      NSTimer::scheduled(seconds, [self = retained(*this), entry] { self->removeEntry(entry); });
 }

@@ -47,9 +47,9 @@ Responders respondersFromView(UIView& view, const KICaptureContext& context) {
 
 std::shared_ptr<KIViewAncestry> KIViewAncestry::captureFromView(UIView& view, const KICaptureContext& context,
                                                                 BoundingBoxes boundingBoxes) {
-  static const SEL method("captureFromView:tracker:captureBoundingBoxes:");
   if (!Scheduler::current().isMainThread()) {
-    KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.", method);
+    KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.",
+                 "captureFromView:tracker:captureBoundingBoxes:");
   }
   const Responders responders = respondersFromView(view, context);
   unsigned ignoreRules = 0;

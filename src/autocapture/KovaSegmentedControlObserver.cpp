@@ -45,8 +45,8 @@ void KovaSegmentedControlObserver::stopObserving() {
 
 void KovaSegmentedControlObserver::observeValueForKeyPath(const std::string&, NSObject&, const KeyValue&,
                                                           const void* context) {
-  static const SEL selector("observeValueForKeyPath:ofObject:change:context:");
-  kova::guarded({classObject(), selector}, [&] { unsafeObserveValueForKeyPath(context); });
+  kova::guarded({*this, "observeValueForKeyPath:ofObject:change:context:"},
+                [&] { unsafeObserveValueForKeyPath(context); });
 }
 
 void KovaSegmentedControlObserver::unsafeObserveValueForKeyPath(const void* context) {

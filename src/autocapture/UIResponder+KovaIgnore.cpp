@@ -1,12 +1,12 @@
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 
 #include "platform/runtime/AddedMethod.h"
+#include "platform/runtime/Retained.h"
 #include "platform/uikit/UIButton.h"
 #include "platform/uikit/UITableViewCell.h"
 #include "src/core/KIHierarchyLimit.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaUtil.h"
-#include "src/core/NSObject+Retained.h"
 #include "src/core/NSObject+TextForKey.h"
 
 using namespace platform;
@@ -181,7 +181,7 @@ void KOVA_logIgnoreWithSource(UIResponder& receiver, UIResponder& source) {
     return;
   }
   // Describing one runs code of the app, which may let go of the other.
-  const auto keptSource = KOVA_retained(&source);
+  const auto keptSource = retained(&source);
   KovaLogDebug("Ignoring view because its ancestor is marked with kovaIgnore:\n%@\n%@",
                KOVA_ignoreDescription(receiver, "    Target ", "          "),
                KOVA_ignoreDescription(source, "    Ignored Ancestor ", ""));

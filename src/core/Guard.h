@@ -4,17 +4,11 @@
 
 #include "platform/foundation/NSException.h"
 #include "src/core/KIBailer.h"
+#include "src/core/Place.h"
 
 // The one way in which the library runs work that may fail: skip it once the library has bailed, and let no
 // exception out of it.
 namespace kova {
-
-// Where an exception is said to have been caught. A class record outlives everything, so nothing is kept
-// alive.
-struct Place {
-  const platform::Class& inClass;
-  platform::SEL selector;
-};
 
 enum class WhenBailed { Skip, RunAnyway };
 enum class OnException { Bail, Report };

@@ -74,14 +74,8 @@ void KIBailer::bailWithSource(std::string_view source) {
   isBailed_ = true;
 }
 
-void KIBailer::registerException(const NSException& exception, const Class& inClass, SEL selector,
-                                 bool bail) {
-  registerException(exception, formatted("%@/%@", NSStringFromClass(inClass), selector), bail);
-}
-
-void KIBailer::registerException(const NSException& exception, const NSObject& inObject, SEL selector,
-                                 bool bail) {
-  registerException(exception, inObject.isa(), selector, bail);
+void KIBailer::registerException(const NSException& exception, const kova::Place& place, bool bail) {
+  registerException(exception, formatted("%@/%@", place.className, place.selector), bail);
 }
 
 void KIBailer::registerException(const NSException& exception, std::string_view source, bool bail) {

@@ -7,7 +7,7 @@
 
 #include "platform/foundation/NSException.h"
 #include "platform/runtime/Mutex.h"
-#include "platform/runtime/NSObject.h"
+#include "src/core/Place.h"
 
 // The library's last line of defence. Every guarded entry point hands it the exceptions that it catches; once
 // it has bailed, the whole library does nothing more for the rest of the process. Nothing is torn down:
@@ -33,10 +33,7 @@ class KIBailer {
   void bailInForkedChildren();
 
   // Reports an exception caught at "class/selector" to telemetry and to the log, and bails if asked to.
-  void registerException(const platform::NSException& exception, const platform::Class& inClass,
-                         platform::SEL selector, bool bail);
-  void registerException(const platform::NSException& exception, const platform::NSObject& inObject,
-                         platform::SEL selector, bool bail);
+  void registerException(const platform::NSException& exception, const kova::Place& place, bool bail);
   void registerException(const platform::NSException& exception, std::string_view source, bool bail = true);
 
  private:

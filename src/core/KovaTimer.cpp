@@ -19,25 +19,20 @@ std::shared_ptr<KovaTimer> KovaTimer::scheduleSafeOperationWithBlock(
 }
 
 void KovaTimer::fire(const Work& block, NSOperationQueue& queue) {
-  static const SEL selector("scheduleSafeOperationWithBlock:afterTimeInterval:inQueue:");
+  static constexpr kova::Place place("KovaTimer",
+                                     "scheduleSafeOperationWithBlock:afterTimeInterval:inQueue:");
   if (!takeSource()) return;
   isRunning_ = false;
-  kova::guarded({classObject(), selector}, [&] {
-    KOVA_addSafeOperationWithBlock(queue, block, {classObject(), selector});
-  });
+  kova::guarded(place, [&] { KOVA_addSafeOperationWithBlock(queue, block, place); });
 }
 
 void KovaTimer::cancel() {
-  static const SEL selector("cancel");
   isRunning_ = false;
   const auto queue = queue_.lock();
   if (!queue) return;
-  auto self = std::static_pointer_cast<KovaTimer>(shared_from_this());
-  KOVA_addSafeOperationWithBlock(*queue,
-                                 [self] {
-                                   if (const auto source = self->takeSource()) source->cancel();
-                                 },
-                                 {isa(), selector});
+  kova::perform(*queue, *this, "cancel", [](KovaTimer& self) {
+    if (const auto source = self.takeSource()) source->cancel();
+  });
 }
 
 std::shared_ptr<DispatchTimer> KovaTimer::takeSource() {

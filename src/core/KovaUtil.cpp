@@ -59,7 +59,7 @@ std::string KovaUtil::epochStringForDate(NSDate date) {
   return decimal(static_cast<std::int64_t>(std::llrint(date.timeIntervalSince1970() * 1000.0)));
 }
 
-int KovaUtil::appVisibilityState(SEL caller) {
+int KovaUtil::appVisibilityState(std::string_view caller) {
   if (!Scheduler::current().isMainThread()) {
     KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.", caller);
   }

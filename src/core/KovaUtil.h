@@ -33,7 +33,7 @@ class KovaUtil {
 
   // 1 = the application is in the background, 2 = anything else. To be called on the main thread; elsewhere
   // it logs a warning, naming `caller`, and answers all the same.
-  static int appVisibilityState(platform::SEL caller);
+  static int appVisibilityState(std::string_view caller);
   // Replaces the answer above until it is taken back with nullopt. For tests; main thread.
   static void setAppVisibilityStateOverride(std::optional<int> state);
   static std::optional<int> appVisibilityStateOverride();

@@ -2,7 +2,7 @@
 
 #include "src/core/KIBailer.h"
 
-void KOVA_registerMultipleSwizzleAttempt(const platform::Class& cls, platform::SEL installer) {
-  KIBailer::sharedBailer().registerException(platform::NSException("MultipleSwizzleAttempt"), cls, installer,
+void KOVA_registerMultipleSwizzleAttempt(const kova::Place& installer) {
+  KIBailer::sharedBailer().registerException(platform::NSException("MultipleSwizzleAttempt"), installer,
                                              true);
 }

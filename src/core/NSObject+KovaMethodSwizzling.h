@@ -2,6 +2,7 @@
 
 #include "platform/runtime/Class.h"
 #include "platform/runtime/Method.h"
+#include "src/core/Place.h"
 
 // Replacing the implementations of platform methods. Main thread only.
 
@@ -26,4 +27,4 @@ typename platform::Method<Signature>::Imp KOVA_replaceInstanceSelector(
 }
 
 // Reports a second attempt to replace the same methods, which switches the library off.
-void KOVA_registerMultipleSwizzleAttempt(const platform::Class& cls, platform::SEL installer);
+void KOVA_registerMultipleSwizzleAttempt(const kova::Place& installer);

@@ -30,13 +30,12 @@ const std::shared_ptr<NSOperationQueue>& KOVA_serialStateQueue() {
 }
 
 void kova::tellWhenMainRunLoopStands() {
-  static const SEL selector("performSafelyOnMainQueueWithBlock:fromObject:selector:");
   static std::atomic<bool> isWatched{false};
   if (!KovaLoggingEnabled(kKovaLogLevelDebug) || isWatched.exchange(true)) return;
   const auto hasRun = std::make_shared<std::atomic<bool>>(false);
   NSOperationQueue::mainQueue()->addOperationWithBlock([hasRun] { *hasRun = true; });
   KOVA_serialStateQueue()->after(kMainRunLoopMayStand, [hasRun] {
-    guarded({NSObject::classObject(), selector}, [&hasRun] {
+    guarded({"NSObject", "performSafelyOnMainQueueWithBlock:fromObject:selector:"}, [&hasRun] {
       if (*hasRun) return;
       KovaLogDebug(
           "Calls of other threads wait for the main run loop, which has not run for %ld seconds. Run it, or present the loop that runs with ThreadScheduler::setMainRunLoop.",

@@ -6,7 +6,7 @@
 #include "platform/dispatch/NSBlockOperation.h"
 #include "platform/dispatch/NSOperationQueue.h"
 #include "platform/dispatch/Scheduler.h"
-#include "platform/runtime/NSObject.h"
+#include "platform/runtime/Retained.h"
 #include "src/core/Guard.h"
 
 // Safe operations: queued work that is skipped once the library has bailed and whose exceptions go to the
@@ -51,3 +51,31 @@ void KOVA_performSafelyOnMainQueueWithBlock(Block block, const kova::Place& plac
   KOVA_addSafeOperationWithBlock(*platform::NSOperationQueue::mainQueue(), std::move(block), place);
   kova::tellWhenMainRunLoopStands();
 }
+
+namespace kova {
+
+// The one way in which an object hands over work of its own: block(self) runs under the guard, and `self` is
+// kept until then. Reports name its class and `selector`, a literal with the full selector text.
+//
+//   perform(*mutationQueue_, *this, "extendSession", [](KISession& self) { self.extend(); });
+//
+// On `queue`: later, and in the order of the calls.
+template <class Self, class Block>
+void perform(platform::NSOperationQueue& queue, Self& self, const char* selector, Block block) {
+  KOVA_addSafeOperationWithBlock(
+      queue, [self = platform::retained(self), block = std::move(block)]() mutable { block(*self); },
+      Place(self, selector));
+}
+
+struct MainThread {};
+inline constexpr MainThread mainThread;
+
+// On the main thread it has run when the call returns; from elsewhere it is queued there.
+template <class Self, class Block>
+void perform(MainThread, Self& self, const char* selector, Block block) {
+  KOVA_performSafelyOnMainQueueWithBlock(
+      [self = platform::retained(self), block = std::move(block)]() mutable { block(*self); },
+      Place(self, selector));
+}
+
+}  // namespace kova

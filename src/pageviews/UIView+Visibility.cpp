@@ -9,8 +9,8 @@
 using namespace platform;
 
 bool KOVA_isForegroundAndVisible(const UIView& view) {
-  static const SEL selector("KOVA_isForegroundAndVisible");
-  if (KovaUtil::appVisibilityState(selector) == kAppVisibilityStateBackground) return false;
+  if (KovaUtil::appVisibilityState("KOVA_isForegroundAndVisible") == kAppVisibilityStateBackground)
+    return false;
   const UIWindow* window = view.window();
   if (!window) return false;
   if (!UIScene::areAvailable()) return true;

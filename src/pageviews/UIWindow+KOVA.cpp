@@ -56,9 +56,9 @@ std::shared_ptr<UIWindow> KOVA_firstActiveKeyWindow() {
 }
 
 Windows KOVA_allForegroundedAndVisibleWindows() {
-  static const SEL selector("KOVA_allForegroundedAndVisibleWindows");
   Windows visible;
-  if (KovaUtil::appVisibilityState(selector) == kAppVisibilityStateBackground) return visible;
+  if (KovaUtil::appVisibilityState("KOVA_allForegroundedAndVisibleWindows") == kAppVisibilityStateBackground)
+    return visible;
   if (UIScene::areAvailable()) {
     for (const auto& scene : KOVA_foregroundedWindowScenes()) appendVisibleWindows(visible, scene->windows());
   }

@@ -100,8 +100,7 @@ void KIEVTriggerDetection::instrumentWindow(const std::shared_ptr<UIWindow>& win
 }
 
 void KIEVTriggerDetection::handleNewlyVisibleWindow(const NSNotification& notification) {
-  static const SEL selector("handleNewlyVisibleWindow:");
-  kova::guarded({classObject(), selector},
+  kova::guarded({*this, "handleNewlyVisibleWindow:"},
                 [&] { instrumentWindow(std::dynamic_pointer_cast<UIWindow>(notification.object)); });
 }
 
@@ -110,9 +109,8 @@ bool KIEVTriggerDetection::isCoolingDown() const {
 }
 
 void KIEVTriggerDetection::detectTrigger(UIGestureRecognizer* recognizer) {
-  static const SEL selector("detectTrigger:");
   if (!recognizer || recognizer->state() != UIGestureRecognizerState::Began) return;
-  kova::guarded({classObject(), selector}, [this] { startPairing(); });
+  kova::guarded({*this, "detectTrigger:"}, [this] { startPairing(); });
 }
 
 void KIEVTriggerDetection::startPairing() {

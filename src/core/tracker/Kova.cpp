@@ -12,23 +12,18 @@ using namespace platform;
 
 namespace {
 
-// The facade's class, as error reports name it.
-class FacadeClass : public NSObject {
-  NS_OBJECT_NAMED(FacadeClass, NSObject, "Kova")
-};
-
 // The safe facade call: nothing once the library has bailed, nothing before it has a tracker, and no
 // exception ever.
 template <class Call>
-void forward(SEL selector, Call&& call) {
-  kova::guarded({FacadeClass::classObject(), selector}, [&call] {
+void forward(const char* selector, Call&& call) {
+  kova::guarded({"Kova", selector}, [&call] {
     if (const auto tracker = KovaTracker::sharedTracker()) call(*tracker);
   });
 }
 
 // The same for a call that needs texts: without one of them it does nothing but say so.
 template <class Call>
-void forwardWithTexts(SEL selector, std::initializer_list<KovaText> texts, Call&& call) {
+void forwardWithTexts(const char* selector, std::initializer_list<KovaText> texts, Call&& call) {
   forward(selector, [&](KovaTracker& tracker) {
     if (std::none_of(texts.begin(), texts.end(), [](KovaText text) { return text.isNil(); }))
       return call(tracker);
@@ -39,9 +34,9 @@ void forwardWithTexts(SEL selector, std::initializer_list<KovaText> texts, Call&
 // The same for a getter; `bailed` is its answer when the library has bailed or fails, `absent` that before
 // there is a tracker.
 template <class Answer, class Call>
-Answer ask(SEL selector, Call&& call, Answer bailed, Answer absent) {
+Answer ask(const char* selector, Call&& call, Answer bailed, Answer absent) {
   return kova::guarded(
-      {FacadeClass::classObject(), selector},
+      {"Kova", selector},
       [&]() -> Answer {
         const auto tracker = KovaTracker::sharedTracker();
         return tracker ? call(*tracker) : absent;
@@ -77,145 +72,127 @@ void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> optio
 std::string Kova::libVersion() { return std::string(KovaLibraryVersion); }
 
 std::optional<std::string> Kova::userId() {
-  static const SEL selector("userId");
   using Answer = std::optional<std::string>;
   return ask<Answer>(
-      selector, [](KovaTracker& tracker) { return tracker.userId(); }, "", std::nullopt);
+      "userId", [](KovaTracker& tracker) { return tracker.userId(); }, "", std::nullopt);
 }
 
 std::optional<std::string> Kova::identity() {
-  static const SEL selector("identity");
   using Answer = std::optional<std::string>;
   return ask<Answer>(
-      selector, [](KovaTracker& tracker) { return tracker.identity(); }, std::nullopt, std::nullopt);
+      "identity", [](KovaTracker& tracker) { return tracker.identity(); }, std::nullopt, std::nullopt);
 }
 
 std::optional<std::string> Kova::sessionId() {
-  static const SEL selector("sessionId");
   using Answer = std::optional<std::string>;
   return ask<Answer>(
-      selector, [](KovaTracker& tracker) { return tracker.sessionId(); }, std::nullopt, std::nullopt);
+      "sessionId", [](KovaTracker& tracker) { return tracker.sessionId(); }, std::nullopt, std::nullopt);
 }
 
 void Kova::initialize(KovaText envId) { initialize(envId, nullptr); }
 
 void Kova::initialize(KovaText envId, std::shared_ptr<KovaOptions> options) {
-  static const SEL selector("initialize:withOptions:");
   if (std::string message; !KovaTracker::isValidAppId(envId.view(), message)) {
     KovaLogDebug("%@", message);
     // The one failure that is meant to reach the host: the app cannot have been run with this id before.
     handleFailureInMethod("+[Kova initialize:withOptions:]", "Kova", 59, message);
   }
-  kova::guarded({FacadeClass::classObject(), selector}, [&] {
+  kova::guarded({"Kova", "initialize:withOptions:"}, [&] {
     unsafeInitialize(envId.view(), options ? std::move(options) : std::make_shared<KovaOptions>());
   });
 }
 
 void Kova::instrumentAutocaptureWithOptions(const KovaOptions& options) {
-  static const SEL selector("instrumentAutocaptureWithOptions:");
-  kova::guarded({FacadeClass::classObject(), selector},
+  kova::guarded({"Kova", "instrumentAutocaptureWithOptions:"},
                 [&] { KovaTracker::instrumentAutocaptureWithOptions(options); });
 }
 
 void Kova::handleOpenURL(const NSURL& url, const Dictionary&) {
-  static const SEL selector("handleOpenURL:options:");
-  forward(selector, [&](KovaTracker& tracker) { tracker.handleOpenURL(url); });
+  forward("handleOpenURL:options:", [&](KovaTracker& tracker) { tracker.handleOpenURL(url); });
 }
 
 void Kova::handleOpenURLContexts(std::span<const UIOpenURLContext> contexts) {
-  static const SEL selector("handleOpenURLContexts:");
-  forward(selector, [&](KovaTracker& tracker) {
+  forward("handleOpenURLContexts:", [&](KovaTracker& tracker) {
     for (const UIOpenURLContext& context : contexts) tracker.handleOpenURL(context.URL());
   });
 }
 
 void Kova::startEVPairing() {
-  static const SEL selector("startEVPairing");
-  forward(selector, [](KovaTracker& tracker) { tracker.startEVPairing(); });
+  forward("startEVPairing", [](KovaTracker& tracker) { tracker.startEVPairing(); });
 }
 
 void Kova::stopEVPairing() {
-  static const SEL selector("stopEVPairing");
-  forward(selector, [](KovaTracker& tracker) { tracker.stopEVPairing(); });
+  forward("stopEVPairing", [](KovaTracker& tracker) { tracker.stopEVPairing(); });
 }
 
 void Kova::stopDebug() {
-  static const SEL selector("stopDebug");
-  kova::guarded({FacadeClass::classObject(), selector}, [] { KovaLogger::sharedInstance().setLogLevel(0); });
+  kova::guarded({"Kova", "stopDebug"}, [] { KovaLogger::sharedInstance().setLogLevel(0); });
 }
 
 void Kova::setTrackingEnabled(bool enabled) {
-  static const SEL selector("setTrackingEnabled:");
-  forward(selector, [enabled](KovaTracker& tracker) { tracker.setTrackingEnabled(enabled); });
+  forward("setTrackingEnabled:", [enabled](KovaTracker& tracker) { tracker.setTrackingEnabled(enabled); });
 }
 
 bool Kova::isTrackingEnabled() {
-  static const SEL selector("isTrackingEnabled");
   return ask(
-      selector, [](KovaTracker& tracker) { return tracker.isTrackingEnabled(); }, false, false);
+      "isTrackingEnabled", [](KovaTracker& tracker) { return tracker.isTrackingEnabled(); }, false, false);
 }
 
 void Kova::changeInterval(double seconds) {
-  static const SEL selector("changeInterval:");
-  forward(selector, [seconds](KovaTracker& tracker) { tracker.setUploadInterval(seconds); });
+  forward("changeInterval:", [seconds](KovaTracker& tracker) { tracker.setUploadInterval(seconds); });
 }
 
 void Kova::track(KovaText event) {
-  static const SEL selector("track:");
-  forwardWithTexts(selector, {event},
+  forwardWithTexts("track:", {event},
                    [&](KovaTracker& tracker) { tracker.recordCustomEvent(event.view(), std::nullopt); });
 }
 
 void Kova::track(KovaText event, const KovaProperties& properties) {
-  static const SEL selector("track:withProperties:");
-  forwardWithTexts(selector, {event}, [&](KovaTracker& tracker) {
+  forwardWithTexts("track:withProperties:", {event}, [&](KovaTracker& tracker) {
     tracker.recordCustomEvent(event.view(), properties.value());
   });
 }
 
 void Kova::frameworkAutocaptureEvent(KovaText event, KovaText source,
                                      const KovaProperties& sourceProperties) {
-  static const SEL selector("frameworkAutocaptureEvent:withSource:withSourceProperties:");
-  forwardWithTexts(selector, {event, source}, [&](KovaTracker& tracker) {
-    tracker.recordFrameworkAutocaptureEvent(event.view(), source.view(), sourceProperties.value());
-  });
+  forwardWithTexts("frameworkAutocaptureEvent:withSource:withSourceProperties:", {event, source},
+                   [&](KovaTracker& tracker) {
+                     tracker.recordFrameworkAutocaptureEvent(event.view(), source.view(),
+                                                             sourceProperties.value());
+                   });
 }
 
 void Kova::frameworkTrack(KovaText event, const KovaProperties& properties, KovaText source,
                           const KovaProperties& sourceProperties) {
-  static const SEL selector("frameworkTrack:withProperties:withSource:withSourceProperties:");
-  forwardWithTexts(selector, {event, source}, [&](KovaTracker& tracker) {
-    tracker.recordFrameworkCustomEvent(event.view(), properties.value(), source.view(),
-                                       sourceProperties.value());
-  });
+  forwardWithTexts("frameworkTrack:withProperties:withSource:withSourceProperties:", {event, source},
+                   [&](KovaTracker& tracker) {
+                     tracker.recordFrameworkCustomEvent(event.view(), properties.value(), source.view(),
+                                                        sourceProperties.value());
+                   });
 }
 
 void Kova::identify(const Value& identity) {
-  static const SEL selector("identify:");
-  forward(selector, [&](KovaTracker& tracker) { tracker.identify(identity); });
+  forward("identify:", [&](KovaTracker& tracker) { tracker.identify(identity); });
 }
 
 void Kova::resetIdentity() {
-  static const SEL selector("resetIdentity");
-  forward(selector, [](KovaTracker& tracker) { tracker.resetIdentity(); });
+  forward("resetIdentity", [](KovaTracker& tracker) { tracker.resetIdentity(); });
 }
 
 void Kova::addUserProperties(const KovaProperties& properties) {
-  static const SEL selector("addUserProperties:");
-  forward(selector, [&](KovaTracker& tracker) { tracker.addUserProperties(properties.value()); });
+  forward("addUserProperties:", [&](KovaTracker& tracker) { tracker.addUserProperties(properties.value()); });
 }
 
 void Kova::addEventProperties(const KovaProperties& properties) {
-  static const SEL selector("addEventProperties:");
-  forward(selector, [&](KovaTracker& tracker) { tracker.addEventProperties(properties.value()); });
+  forward("addEventProperties:",
+          [&](KovaTracker& tracker) { tracker.addEventProperties(properties.value()); });
 }
 
 void Kova::removeEventProperty(KovaText name) {
-  static const SEL selector("removeEventProperty:");
-  forwardWithTexts(selector, {name}, [&](KovaTracker& tracker) { tracker.removeEventProperty(name.view()); });
+  forwardWithTexts("removeEventProperty:", {name},
+                   [&](KovaTracker& tracker) { tracker.removeEventProperty(name.view()); });
 }
 
 void Kova::clearEventProperties() {
-  static const SEL selector("clearEventProperties");
-  forward(selector, [](KovaTracker& tracker) { tracker.clearEventProperties(); });
+  forward("clearEventProperties", [](KovaTracker& tracker) { tracker.clearEventProperties(); });
 }

@@ -23,6 +23,9 @@ using namespace platform;
 
 namespace {
 
+constexpr const char* kRecordSelector =
+    "recordAutocapturedEventWithType:view:touch:selector:includeViewAncestry:";
+
 bool isForegroundAndVisible(const std::shared_ptr<UIView>& view) {
   return view && KOVA_isForegroundAndVisible(*view);
 }
@@ -58,7 +61,6 @@ void enrich(KITouchEvent& event, const SenderFacts& facts, const std::optional<S
 }  // namespace
 
 void KovaTracker::instrumentAutocaptureWithOptions(const KovaOptions& options) {
-  static const SEL selector("instrumentAutocaptureWithOptions:");
   KOVA_performSafelyOnMainQueueWithBlock(
       [viewControllers = !options.disableViewControllerAutocapture(),
        touches = !options.disableTouchAutocapture(), gestures = options.enableGestureAutocapture()] {
@@ -68,7 +70,7 @@ void KovaTracker::instrumentAutocaptureWithOptions(const KovaOptions& options) {
         KOVA_instrumentTouchAutocaptureOfApplication();
         if (gestures) KOVA_instrumentTouchAutocaptureOfGestureRecognizers();
       },
-      {classObject(), selector});
+      {"KovaTracker", "instrumentAutocaptureWithOptions:"});
 }
 
 std::optional<Dictionary> KovaTracker::overriddenTouchEventPropertiesForEventType(std::string_view eventType,
@@ -87,46 +89,61 @@ std::optional<Dictionary> KovaTracker::overriddenAncestryNodePropertiesForRespon
   return delegate->autocaptureAncestryNodePropertiesForResponder(*responder);
 }
 
+// What an interceptor saw. The touch may be null.
+struct KovaTracker::TouchInput {
+  String type;
+  std::shared_ptr<UIView> view;
+  std::shared_ptr<UITouch> touch;
+  std::optional<String> selector;
+  KITouchEvent::ViewAncestry viewAncestry;
+};
+
 void KovaTracker::recordAutocapturedEventWithType(const String& type, std::shared_ptr<UIView> view,
                                                   std::shared_ptr<UITouch> touch,
                                                   const std::optional<String>& selector,
                                                   KITouchEvent::ViewAncestry viewAncestry) {
-  static const SEL method("recordAutocapturedEventWithType:view:touch:selector:includeViewAncestry:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(type);
   if (isTouchAutocaptureDisabled()) return;
   extendSession();
   performSafelyOnMainQueueWithBlock(
-      [type, view = std::move(view), touch = std::move(touch), selector, viewAncestry](KovaTracker& tracker) {
-        if (tracker.isBackgroundAutocaptureDisabled() && !isForegroundAndVisible(view) &&
-            !(touch && isForegroundAndVisible(touch->view()))) {
-          return;
-        }
-        const unsigned rules = KOVA_touchEventIgnoreRules(view.get(), nullptr);
-        if (rules & kKovaIgnoreRuleIgnore) return;
-        const auto event = KITouchEvent::create(type, view, touch, selector, viewAncestry,
-                                                KovaUtil::appVisibilityState(method), rules, tracker);
+      kRecordSelector, [input = TouchInput{type, std::move(view), std::move(touch), selector, viewAncestry}](
+                           KovaTracker& tracker) {
+        const auto event = tracker.readTouch(input);
         if (!event) return;
-        event->setEvCaptureContext(
-            KovaEventRecording::ofView(tracker.eventVisualizer_, event->view().get(), tracker));
         tracker.injectPageviewsIfNeeded();
-        if (!touch) return tracker.consumeTouchEvent(event);
-        tracker.touchEventCache_->addTouchEvent(
-            event, [weakTracker = std::weak_ptr(tracker.retained()), event,
-                    observer = KovaSegmentedControlObserver::observeTouchEvent(event)] {
-              if (observer) observer->stopObserving();
-              auto self = weakTracker.lock();
-              if (!self) self = sharedTracker();  // which has taken over what waited
-              if (self) self->consumeTouchEvent(event);
-            });
-        // Session and identity are those of the time of the touch, not of the time when it leaves the cache:
-        // this has to happen before whatever is queued next, which is no reason to wake the queue.
-        tracker.performSafelyOnMutationQueueLazilyWithBlock(
-            [event](KovaTracker& self) {
-              event->applyMissingPropertiesFromSessionManager(*self.sessionManager_, *self.identityManager_);
-            },
-            tracker, method);
-      },
-      *this, method);
+        if (input.touch) return tracker.keepUntilItsAction(event);
+        tracker.consumeTouchEvent(event);
+      });
+}
+
+std::shared_ptr<KITouchEvent> KovaTracker::readTouch(const TouchInput& input) {
+  const auto& [type, view, touch, selector, viewAncestry] = input;
+  if (isBackgroundAutocaptureDisabled() && !isForegroundAndVisible(view) &&
+      !(touch && isForegroundAndVisible(touch->view()))) {
+    return nullptr;
+  }
+  const unsigned rules = KOVA_touchEventIgnoreRules(view.get(), nullptr);
+  if (rules & kKovaIgnoreRuleIgnore) return nullptr;
+  auto event = KITouchEvent::create(type, view, touch, selector, viewAncestry,
+                                    KovaUtil::appVisibilityState(kRecordSelector), rules, *this);
+  if (!event) return nullptr;
+  event->setEvCaptureContext(KovaEventRecording::ofView(eventVisualizer_, event->view().get(), *this));
+  return event;
+}
+
+void KovaTracker::keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event) {
+  touchEventCache_->addTouchEvent(event, [weakTracker = std::weak_ptr(retained(*this)), event,
+                                          observer = KovaSegmentedControlObserver::observeTouchEvent(event)] {
+    if (observer) observer->stopObserving();
+    auto tracker = weakTracker.lock();
+    if (!tracker) tracker = sharedTracker();  // which has taken over what waited
+    if (tracker) tracker->consumeTouchEvent(event);
+  });
+  // Session and identity are those of the time of the touch, not of the time when it leaves the cache: this
+  // has to happen before whatever is queued next, which is no reason to wake the queue.
+  performSafelyOnMutationQueueLazilyWithBlock(kRecordSelector, [event](KovaTracker& tracker) {
+    event->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
+  });
 }
 
 void KovaTracker::recordAutocapturedGestureRecognizer(const UIGestureRecognizer& recognizer) {
@@ -138,7 +155,6 @@ void KovaTracker::recordAutocapturedGestureRecognizer(const UIGestureRecognizer&
 void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch,
                                                   const std::optional<String>& selectorString,
                                                   std::shared_ptr<NSObject> sender) {
-  static const SEL method("enrichAutocapturedEventForTouch:withSelectorString:sender:");
   auto control = std::dynamic_pointer_cast<UIControl>(sender);
   if (!touch && !control) return;
   if (!isTrackingEnabled()) {
@@ -148,6 +164,7 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
   if (isTouchAutocaptureDisabled()) return;
   extendSession();
   performSafelyOnMainQueueWithBlock(
+      "enrichAutocapturedEventForTouch:withSelectorString:sender:",
       [touch = std::move(touch), selectorString, sender = std::move(sender),
        control = std::move(control)](KovaTracker& tracker) {
         const auto touched = touch ? touch->view() : nullptr;
@@ -163,30 +180,30 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
              tracker.touchEventCache_->eventsWithTouchIfPresent(touch.get(), control.get())) {
           enrich(*event, facts, selectorString);
         }
-      },
-      *this, method);
+      });
 }
 
 void KovaTracker::consumeTouchEvent(std::shared_ptr<KITouchEvent> event) {
-  static const SEL method("consumeTouchEvent:");
   event->releaseViews();
   performSafelyOnMutationQueueWithBlock(
-      [event = std::move(event)](KovaTracker& tracker) {
-        if (!tracker.queueManager_->canEnqueueMessage()) return;
-        if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
-          KovaLogDebug("Logged event with properties:\n%@", event->description());
-        }
-        auto message = tracker.messageBuilder_->mutableMessageForEvent(*event);
-        if (const auto& recording = event->evCaptureContext()) {
-          static_cast<const KovaEventRecording&>(*recording).send(Dictionary(message));
-        }
-        tracker.queueManager_->enqueueMessage(std::move(message));
-        // The session may have been reset since the capture, and its pageview with it; without another one
-        // this event, and all behind it, would wait for the next event. One that still belongs to the session
-        // before needs none.
-        if (!event->sessionInfo()) tracker.injectPageviewsIfNeeded();
-      },
-      *this, method);
+      "consumeTouchEvent:",
+      [event = std::move(event)](KovaTracker& tracker) { tracker.enqueueTouchEvent(*event); });
+}
+
+void KovaTracker::enqueueTouchEvent(const KITouchEvent& event) {
+  if (!queueManager_->canEnqueueMessage()) return;
+  if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
+    KovaLogDebug("Logged event with properties:\n%@", event.description());
+  }
+  auto message = messageBuilder_->mutableMessageForEvent(event);
+  if (const auto& recording = event.evCaptureContext()) {
+    static_cast<const KovaEventRecording&>(*recording).send(Dictionary(message));
+  }
+  queueManager_->enqueueMessage(std::move(message));
+  // The session may have been reset since the capture, and its pageview with it; without another one this
+  // event, and all behind it, would wait for the next event. One that still belongs to the session before
+  // needs none.
+  if (!event.sessionInfo()) injectPageviewsIfNeeded();
 }
 
 void KovaTracker::consumeAllLiveTouches() { touchEventCache_->removeAllEntries(); }

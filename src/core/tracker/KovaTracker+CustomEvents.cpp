@@ -14,6 +14,10 @@ using namespace platform;
 
 namespace {
 
+constexpr std::string_view kCustomEvent = "customEvent";
+constexpr std::string_view kSourceEvent = "sourceEvent";
+constexpr std::string_view kSourceCustomEvent = "sourceCustomEvent";
+
 // Longer than a Value holds in place, and in every event of their kind.
 const Value& customPropertiesKey() {
   static const Value& key = *new Value("customProperties");
@@ -25,133 +29,163 @@ const Value& sourcePropertiesKey() {
   return key;
 }
 
-// The screen that the user has before him, as a session knows it.
-struct ActiveScreen {
-  std::string sessionId;
-  std::optional<Dictionary> pageviewInfo;  // none where the screen has none in that session
-
-  static ActiveScreen of(std::string sessionId) {
-    const auto window = KOVA_firstActiveKeyWindow();
-    auto info = window ? KOVA_scopedPageviewInfoWithCurrentSessionId(*window, sessionId) : std::nullopt;
-    return {std::move(sessionId), std::move(info)};
-  }
-};
-
 // The id of a session that has a pageview.
 std::optional<std::string> sessionIdOf(const KIMoment& moment) {
   const Value* id = moment.sessionInfo ? moment.sessionInfo->find("id") : nullptr;
   return id ? std::optional(std::string(id->text())) : std::nullopt;
 }
 
+// Properties of the host's, as they were given and as they are sent.
+struct Properties {
+  Properties() = default;
+  explicit Properties(const std::optional<Value>& properties)
+      : given(properties),
+        typed(KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties)) {}
+
+  std::optional<Value> given;
+  Dictionary typed;
+};
+
 }  // namespace
 
+struct KovaTracker::CustomEvent {
+  const char* fromSelector;
+  std::string_view kind;
+  EventVisualizer eventVisualizer;
+  String name;
+  Properties properties = {};
+  std::optional<String> source = std::nullopt;  // the framework that forwards the event
+  Properties sourceProperties = {};
+  std::shared_ptr<KIMoment> moment = nullptr;
+
+  void log(const Dictionary& eventProperties) const;
+  Dictionary dictionary() const;
+};
+
+struct KovaTracker::ActiveScreen {
+  std::shared_ptr<const KovaEventRecording> recording;  // null when the Event Visualizer is not told
+  int appVisibilityState;
+  std::string sessionId = {};
+  std::optional<Dictionary> pageviewInfo = std::nullopt;  // none where the screen has none in that session
+};
+
 void KovaTracker::recordCustomEvent(std::string_view name, const std::optional<Value>& properties) {
-  static const SEL selector("recordCustomEvent:withProperties:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
-  trackCustomEventWithKind(
-      "customEvent", EventVisualizer::Skip,
-      [name = String(name), properties,
-       typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties)](
-          const Dictionary& eventProperties) {
-        KovaLogDebug("Logged custom event \"%@\" with\n - properties: %@\n - eventProperties: %@", name,
-                     properties, eventProperties);
-        MutableDictionary event;
-        event.reserve(2);
-        event.append("type", name);
-        if (!typed.empty()) event.append(customPropertiesKey(), typed);
-        return Dictionary(std::move(event));
-      },
-      selector);
+  trackCustomEvent({.fromSelector = "recordCustomEvent:withProperties:",
+                    .kind = kCustomEvent,
+                    .eventVisualizer = EventVisualizer::Skip,
+                    .name = String(name),
+                    .properties = Properties(properties)});
 }
 
 void KovaTracker::recordFrameworkAutocaptureEvent(std::string_view name, std::string_view source,
                                                   const std::optional<Value>& sourceProperties) {
-  static const SEL selector("recordFrameworkAutocaptureEvent:withSource:sourceProperties:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
-  trackCustomEventWithKind(
-      "sourceEvent", EventVisualizer::Send,
-      [name = String(name), source = String(source), sourceProperties,
-       typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(sourceProperties)](
-          const Dictionary& eventProperties) {
-        KovaLogDebug(
-            "Logged \"%@\" framework event \"%@\" with\n - source properties: %@\n - eventProperties: %@",
-            source, name, sourceProperties, eventProperties);
-        return Dictionary{{"type", name}, {"source", source}, {sourcePropertiesKey(), typed}};
-      },
-      selector);
+  trackCustomEvent({.fromSelector = "recordFrameworkAutocaptureEvent:withSource:sourceProperties:",
+                    .kind = kSourceEvent,
+                    .eventVisualizer = EventVisualizer::Send,
+                    .name = String(name),
+                    .source = String(source),
+                    .sourceProperties = Properties(sourceProperties)});
 }
 
 void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::optional<Value>& properties,
                                              std::string_view source,
                                              const std::optional<Value>& sourceProperties) {
-  static const SEL selector("recordFrameworkCustomEvent:withProperties:source:sourceProperties:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
-  trackCustomEventWithKind(
-      "sourceCustomEvent", EventVisualizer::Skip,
-      [name = String(name), source = String(source), properties, sourceProperties,
-       typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties),
-       typedSource = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(sourceProperties)](
-          const Dictionary& eventProperties) {
-        KovaLogDebug(
-            "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n - eventProperties: %@",
-            source, name, properties, sourceProperties, eventProperties);
-        MutableDictionary event{{"type", name}, {"source", source}, {sourcePropertiesKey(), typedSource}};
-        if (!typed.empty()) event.append(customPropertiesKey(), typed);
-        return Dictionary(std::move(event));
-      },
-      selector);
+  trackCustomEvent({.fromSelector = "recordFrameworkCustomEvent:withProperties:source:sourceProperties:",
+                    .kind = kSourceCustomEvent,
+                    .eventVisualizer = EventVisualizer::Skip,
+                    .name = String(name),
+                    .properties = Properties(properties),
+                    .source = String(source),
+                    .sourceProperties = Properties(sourceProperties)});
+}
+
+void KovaTracker::CustomEvent::log(const Dictionary& eventProperties) const {
+  if (kind == kCustomEvent) {
+    KovaLogDebug("Logged custom event \"%@\" with\n - properties: %@\n - eventProperties: %@", name,
+                 properties.given, eventProperties);
+  } else if (kind == kSourceEvent) {
+    KovaLogDebug(
+        "Logged \"%@\" framework event \"%@\" with\n - source properties: %@\n - eventProperties: %@", source,
+        name, sourceProperties.given, eventProperties);
+  } else {
+    KovaLogDebug(
+        "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n - "
+        "eventProperties: %@",
+        source, name, properties.given, sourceProperties.given, eventProperties);
+  }
+}
+
+Dictionary KovaTracker::CustomEvent::dictionary() const {
+  MutableDictionary event;
+  event.reserve(source ? 4 : 2);
+  event.append("type", name);
+  if (source) {
+    event.append("source", *source);
+    event.append(sourcePropertiesKey(), sourceProperties.typed);
+  }
+  if (!properties.typed.empty()) event.append(customPropertiesKey(), properties.typed);
+  return Dictionary(std::move(event));
 }
 
 // What a call records of its moment; complete when the mutation queue comes to what is queued after it. On
 // the main thread the rest of the call is queued before it returns. From elsewhere that goes by way of the
 // main queue, and whatever is called meanwhile must not reach back.
-std::shared_ptr<KIMoment> KovaTracker::momentOfCall(SEL fromSelector) {
+std::shared_ptr<KIMoment> KovaTracker::momentOfCall(const char* fromSelector) {
   auto moment = std::make_shared<KIMoment>(KIMoment::now());
   if (Scheduler::current().isMainThread()) return moment;
-  performSafelyOnMutationQueueLazilyWithBlock(
-      [moment](KovaTracker& tracker) {
-        moment->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
-      },
-      *this, fromSelector);
+  performSafelyOnMutationQueueLazilyWithBlock(fromSelector, [moment](KovaTracker& tracker) {
+    moment->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
+  });
   return moment;
 }
 
-// The road that all of them share: what the screen tells is read on the main thread, the message is built and
-// queued on the mutation queue.
-template <class Builder>
-void KovaTracker::trackCustomEventWithKind(std::string_view kind, EventVisualizer eventVisualizer,
-                                           Builder eventDictionaryBuilder, SEL fromSelector) {
+void KovaTracker::trackCustomEvent(CustomEvent event) {
   injectPageviewsIfNeeded();
+  event.moment = momentOfCall(event.fromSelector);
   performSafelyOnMainQueueWithBlock(
-      [kind, eventVisualizer, fromSelector, moment = momentOfCall(fromSelector),
-       build = std::move(eventDictionaryBuilder)](KovaTracker& tracker) mutable {
-        auto recording = tracker.recordingOfScreen(eventVisualizer);
-        const int appVisibilityState = KovaUtil::appVisibilityState(fromSelector);
-        auto screen = tracker.isViewControllerAutocaptureDisabled() ? ActiveScreen()
-                                                                    : ActiveScreen::of(tracker.sessionId());
-        if (appVisibilityState == kAppVisibilityStateForeground) tracker.extendSession();
+      event.fromSelector, [event = std::move(event)](KovaTracker& tracker) mutable {
+        auto screen = tracker.readActiveScreen(event);
         tracker.performSafelyOnMutationQueueWithBlock(
-            [kind, appVisibilityState, moment = std::move(moment), screen = std::move(screen),
-             build = std::move(build), recording = std::move(recording)](KovaTracker& self) mutable {
-              if (!self.queueManager_->canEnqueueMessage()) return;
-              moment->applyMissingPropertiesFromSessionManager(*self.sessionManager_, *self.identityManager_);
-              // The screen's pageview of another session than the event's is not the event's.
-              const std::string session = sessionIdOf(*moment).value_or(self.sessionId());
-              if (screen.pageviewInfo && screen.sessionId == session) {
-                moment->pageviewInfo = std::move(screen.pageviewInfo);
-              }
-              auto message = self.messageBuilder_->mutableMessageWithEventDictionary(
-                  build(*moment->eventProperties), kind, appVisibilityState, *moment);
-              const Dictionary shown = recording ? Dictionary(message) : Dictionary();
-              self.queueManager_->enqueueMessage(std::move(message));
-              if (recording) recording->send(shown);
-              // The session may have been reset since the host's call, and its pageview with it; without
-              // another one this event, and all behind it, would wait for the next event.
-              self.injectPageviewsIfNeeded();
-              // The host has gone on to another environment: nobody else stores this one's messages any more.
-              if (self.isStopped_) self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
-            },
-            tracker, fromSelector);
-      },
-      *this, fromSelector);
+            event.fromSelector,
+            [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker) mutable {
+              tracker.enqueueCustomEvent(event, std::move(screen));
+            });
+      });
+}
+
+KovaTracker::ActiveScreen KovaTracker::readActiveScreen(const CustomEvent& event) {
+  ActiveScreen screen{recordingOfScreen(event.eventVisualizer),
+                      KovaUtil::appVisibilityState(event.fromSelector)};
+  if (!isViewControllerAutocaptureDisabled()) {
+    screen.sessionId = sessionId();
+    if (const auto window = KOVA_firstActiveKeyWindow()) {
+      screen.pageviewInfo = KOVA_scopedPageviewInfoWithCurrentSessionId(*window, screen.sessionId);
+    }
+  }
+  if (screen.appVisibilityState == kAppVisibilityStateForeground) extendSession();
+  return screen;
+}
+
+void KovaTracker::enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen) {
+  if (!queueManager_->canEnqueueMessage()) return;
+  KIMoment& moment = *event.moment;
+  moment.applyMissingPropertiesFromSessionManager(*sessionManager_, *identityManager_);
+  // The screen's pageview of another session than the event's is not the event's.
+  const std::string session = sessionIdOf(moment).value_or(sessionId());
+  if (screen.pageviewInfo && screen.sessionId == session)
+    moment.pageviewInfo = std::move(screen.pageviewInfo);
+  event.log(*moment.eventProperties);
+  auto message = messageBuilder_->mutableMessageWithEventDictionary(event.dictionary(), event.kind,
+                                                                    screen.appVisibilityState, moment);
+  const Dictionary shown = screen.recording ? Dictionary(message) : Dictionary();
+  queueManager_->enqueueMessage(std::move(message));
+  if (screen.recording) screen.recording->send(shown);
+  // The session may have been reset since the host's call, and its pageview with it; without another one this
+  // event, and all behind it, would wait for the next event.
+  injectPageviewsIfNeeded();
+  // The host has gone on to another environment: nobody else stores this one's messages any more.
+  if (isStopped_) queueManager_->moveEnqueuedMessagesToBatchAndPersist();
 }

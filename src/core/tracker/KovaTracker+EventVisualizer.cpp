@@ -30,30 +30,24 @@ void KovaTracker::handleOpenURL(const NSURL& url) {
 }
 
 void KovaTracker::startEVPairing() {
-  static const SEL selector("startEVPairing");
   stopEVPairing();
   if (!KovaEventVisualizer::isAvailable()) {
     KovaLog("Event Visualizer device pairing only available on iOS 13.0 or greater");
     return;
   }
   KovaLog("Enabling Event Visualizer. Connecting to Kova server.");
-  performSafelyOnMainQueueWithBlock(
-      [](KovaTracker& tracker) {
-        tracker.eventVisualizer_ = std::make_shared<KovaEventVisualizer>(
-            tracker.appId_, tracker.options_, *tracker.appProperties_, tracker.mutationQueue_);
-        tracker.eventVisualizer_->connect();
-      },
-      *this, selector);
+  performSafelyOnMainQueueWithBlock("startEVPairing", [](KovaTracker& tracker) {
+    tracker.eventVisualizer_ = std::make_shared<KovaEventVisualizer>(
+        tracker.appId_, tracker.options_, *tracker.appProperties_, tracker.mutationQueue_);
+    tracker.eventVisualizer_->connect();
+  });
 }
 
 void KovaTracker::stopEVPairing() {
-  static const SEL selector("stopEVPairing");
   if (!KovaEventVisualizer::isAvailable()) return;
-  performSafelyOnMainQueueWithBlock(
-      [](KovaTracker& tracker) {
-        if (tracker.eventVisualizer_) tracker.eventVisualizer_->disconnect();
-      },
-      *this, selector);
+  performSafelyOnMainQueueWithBlock("stopEVPairing", [](KovaTracker& tracker) {
+    if (tracker.eventVisualizer_) tracker.eventVisualizer_->disconnect();
+  });
 }
 
 std::shared_ptr<const KovaEventRecording> KovaTracker::recordingOfScreen(

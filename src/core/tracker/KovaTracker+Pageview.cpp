@@ -41,34 +41,49 @@ Dictionary KovaTracker::applyTimestampAndIdToPageviewInfo(const Dictionary& page
   return Dictionary(std::move(info));
 }
 
-void KovaTracker::recordPageviewSendingToEventVisualizer(EventVisualizer eventVisualizer,
+// A pageview on its way from the main thread to the mutation queue.
+struct KovaTracker::Pageview {
+  Dictionary info;
+  Repeat repeat;
+  std::shared_ptr<const KovaEventRecording> recording;  // null when the Event Visualizer is not told
+};
+
+void KovaTracker::recordPageviewSendingToEventVisualizer(const char* fromSelector,
                                                          PageviewInfoBuilder mainQueuePageviewInfoBuilder,
-                                                         SEL fromSelector, Repeat repeat) {
+                                                         Repeat repeat) {
   performSafelyOnMainQueueWithBlock(
-      [eventVisualizer, build = std::move(mainQueuePageviewInfoBuilder), fromSelector,
-       repeat](KovaTracker& tracker) {
-        const auto pageviewInfo = build(tracker);
-        if (!pageviewInfo) return;
-        auto recording = tracker.recordingOfScreen(eventVisualizer);
-        tracker.extendSession();
+      fromSelector,
+      [fromSelector, build = std::move(mainQueuePageviewInfoBuilder), repeat](KovaTracker& tracker) {
+        auto pageview = tracker.readPageview(build, repeat);
+        if (!pageview) return;
         tracker.performSafelyOnMutationQueueWithBlock(
-            [info = *pageviewInfo, repeat, recording = std::move(recording)](KovaTracker& self) {
-              if (repeat == Repeat::OnceASession && self.sessionManager_->hasMostRecentPageviewInfo()) return;
-              if (!self.enqueuePageview(info)) return;
-              if (recording) {
-                recording->send(
-                    Dictionary(self.messageBuilder_->mutableMessagePageviewWithPageviewInfo(info)));
-              }
-              self.uploader_->requestScheduledUploads();
-            },
-            tracker, fromSelector);
+            fromSelector,
+            [pageview = std::move(*pageview)](KovaTracker& tracker) { tracker.enqueuePageview(pageview); });
         tracker.uploader_->requestScheduledUploads();
         tracker.areUploadsSuspended_ = false;
-      },
-      *this, fromSelector);
+      });
 }
 
-bool KovaTracker::enqueuePageview(const Dictionary& pageviewInfo) {
+std::optional<KovaTracker::Pageview> KovaTracker::readPageview(const PageviewInfoBuilder& build,
+                                                               Repeat repeat) {
+  auto info = build(*this);
+  if (!info) return std::nullopt;
+  auto recording = recordingOfScreen(EventVisualizer::Send);
+  extendSession();
+  return Pageview{std::move(*info), repeat, std::move(recording)};
+}
+
+void KovaTracker::enqueuePageview(const Pageview& pageview) {
+  if (pageview.repeat == Repeat::OnceASession && sessionManager_->hasMostRecentPageviewInfo()) return;
+  if (!enqueuePageviewUrl(pageview.info)) return;
+  if (pageview.recording) {
+    pageview.recording->send(
+        Dictionary(messageBuilder_->mutableMessagePageviewWithPageviewInfo(pageview.info)));
+  }
+  uploader_->requestScheduledUploads();
+}
+
+bool KovaTracker::enqueuePageviewUrl(const Dictionary& pageviewInfo) {
   if (!queueManager_->canEnqueueUrlString()) return false;
   queueManager_->moveEnqueuedMessagesToBatchAndPersist();
   if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
@@ -92,15 +107,14 @@ void KovaTracker::injectPageviewsIfNeeded() {
 }
 
 void KovaTracker::injectSyntheticPageviewIfNeeded() {
-  static const SEL selector("injectSyntheticPageviewIfNeeded");
   if (!isViewControllerAutocaptureDisabled() || sessionManager_->hasMostRecentPageviewInfo()) return;
   recordPageviewSendingToEventVisualizer(
-      EventVisualizer::Send,
+      "injectSyntheticPageviewIfNeeded",
       [](KovaTracker&) {
         return applyTimestampAndIdToPageviewInfo({{KovaPageviewPropertyViewController, ""},
                                                   {KovaPageviewPropertyTitle, ""},
                                                   {KovaPageviewPropertyAccessibilityIdentifier, ""},
                                                   {KovaPageviewPropertyAccessibilityLabel, ""}});
       },
-      selector, Repeat::OnceASession);
+      Repeat::OnceASession);
 }

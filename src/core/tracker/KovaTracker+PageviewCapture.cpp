@@ -89,7 +89,6 @@ Dictionary KovaTracker::pageviewInfoForViewController(UIViewController& controll
 
 bool KovaTracker::recordAutocapturedPageviewWithViewController(
     const std::shared_ptr<UIViewController>& controller) {
-  static const SEL selector("recordAutocapturedPageviewWithViewController:");
   if (!isTrackingEnabled()) {
     logDebugTrackingDisabled("Page View");
     return false;
@@ -98,16 +97,14 @@ bool KovaTracker::recordAutocapturedPageviewWithViewController(
   const bool onlyIfVisible = isBackgroundAutocaptureDisabled() || KOVA_isCapturingSnapshot();
   if (onlyIfVisible && !KOVA_isForegroundAndVisible(*controller)) return false;
   recordPageviewSendingToEventVisualizer(
-      EventVisualizer::Send,
-      [controller](KovaTracker& tracker) {
+      "recordAutocapturedPageviewWithViewController:", [controller](KovaTracker& tracker) {
         // The app's delegate, asked about a screen, may record an event, which asks for the screens in turn.
         const ScopedFlag describing(tracker.isDescribingScreen_);
         Dictionary info =
             applyTimestampAndIdToPageviewInfo(tracker.pageviewInfoForViewController(*controller));
         KOVA_setScopedPageviewInfo(controller, info, tracker.sessionId());
         return info;
-      },
-      selector);
+      });
   return true;
 }
 
@@ -117,31 +114,25 @@ bool KovaTracker::isSceneBasedApp() {
 }
 
 void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {
-  static const SEL selector("recordAdditionalPageviewFromForegroundingApp");
-  performSafelyOnMainQueueWithBlock(
-      [](KovaTracker& tracker) {
-        const bool areScreensCaptured = !tracker.isViewControllerAutocaptureDisabled();
-        if (areScreensCaptured && isSceneBasedApp()) return;  // its scenes come back one by one
-        const auto& application = UIApplication::sharedApplication();
-        const auto window = areScreensCaptured && application ? application->keyWindow() : nullptr;
-        const bool isRecorded =
-            window ? tracker.recordAdditionalAutocapturedPageviewForWindow(*window)
-                   : tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
-        if (!isRecorded && tracker.areUploadsSuspended_) logThatUploadsWait();
-      },
-      *this, selector);
+  performSafelyOnMainQueueWithBlock("recordAdditionalPageviewFromForegroundingApp", [](KovaTracker& tracker) {
+    const bool areScreensCaptured = !tracker.isViewControllerAutocaptureDisabled();
+    if (areScreensCaptured && isSceneBasedApp()) return;  // its scenes come back one by one
+    const auto& application = UIApplication::sharedApplication();
+    const auto window = areScreensCaptured && application ? application->keyWindow() : nullptr;
+    const bool isRecorded = window ? tracker.recordAdditionalAutocapturedPageviewForWindow(*window)
+                                   : tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+    if (!isRecorded && tracker.areUploadsSuspended_) logThatUploadsWait();
+  });
 }
 
 void KovaTracker::recordAdditionalPageviewFromForegroundingScene(std::shared_ptr<UIWindowScene> scene) {
-  static const SEL selector("recordAdditionalPageviewFromForegroundingScene:");
   performSafelyOnMainQueueWithBlock(
-      [scene = std::move(scene)](KovaTracker& tracker) {
+      "recordAdditionalPageviewFromForegroundingScene:", [scene = std::move(scene)](KovaTracker& tracker) {
         if (tracker.isViewControllerAutocaptureDisabled() || !scene) return;
         const auto window = KOVA_firstKeyWindow(*scene);
         const bool isRecorded = window && tracker.recordAdditionalAutocapturedPageviewForWindow(*window);
         if (!isRecorded && tracker.areUploadsSuspended_) logThatUploadsWait();
-      },
-      *this, selector);
+      });
 }
 
 bool KovaTracker::recordAdditionalAutocapturedPageviewForWindow(UIWindow& window) {
@@ -151,16 +142,14 @@ bool KovaTracker::recordAdditionalAutocapturedPageviewForWindow(UIWindow& window
 }
 
 bool KovaTracker::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {
-  static const SEL selector("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo");
   if (!sessionManager_->hasLoggedAnyPageviews() || !isTrackingEnabled()) return false;
-  recordPageviewSendingToEventVisualizer(
-      EventVisualizer::Send,
-      [](KovaTracker& tracker) -> std::optional<Dictionary> {
-        const auto mostRecent = tracker.sessionManager_->mostRecentPageviewInfo();
-        if (!mostRecent) return std::nullopt;
-        return applyTimestampAndIdToPageviewInfo(*mostRecent);
-      },
-      selector);
+  recordPageviewSendingToEventVisualizer("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo",
+                                         [](KovaTracker& tracker) -> std::optional<Dictionary> {
+                                           const auto mostRecent =
+                                               tracker.sessionManager_->mostRecentPageviewInfo();
+                                           if (!mostRecent) return std::nullopt;
+                                           return applyTimestampAndIdToPageviewInfo(*mostRecent);
+                                         });
   return sessionManager_->hasMostRecentPageviewInfo();
 }
 
@@ -180,14 +169,12 @@ void KovaTracker::reportScreenShownBeforeStart() const {
 // it attaches a pageview of this session to it, so that the next event no longer finds it here.
 void KovaTracker::recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
     Completion completion) {
-  static const SEL selector(
-      "recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession:");
   performSafelyOnMainQueueWithBlock(
+      "recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession:",
       [completion = std::move(completion)](KovaTracker& tracker) {
         tracker.recordVisibleViewControllersFromPreviousSession();
         if (completion) completion();
-      },
-      *this, selector);
+      });
 }
 
 void KovaTracker::recordVisibleViewControllersFromPreviousSession() {

@@ -8,7 +8,6 @@
 using namespace platform;
 
 void KovaTracker::identify(const std::optional<Value>& identity) {
-  static const SEL selector("identify:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Identity");
   extendSession();
   if (!identity || !identity->isString()) {
@@ -16,9 +15,9 @@ void KovaTracker::identify(const std::optional<Value>& identity) {
         "The `identify:(NSDictionary *)properties` method has been removed. Please use `identify:(NSString *)identity` and `addUserProperties:(NSDictionary *)properties`");
     return;
   }
-  performSafelyOnMutationQueueWithBlock(
-      [identity = identity->string()](KovaTracker& tracker) { tracker.identifyOnMutationQueue(identity); },
-      *this, selector);
+  performSafelyOnMutationQueueWithBlock("identify:", [identity = identity->string()](KovaTracker& tracker) {
+    tracker.identifyOnMutationQueue(identity);
+  });
 }
 
 void KovaTracker::identifyOnMutationQueue(const String& identity) {
@@ -44,67 +43,56 @@ bool KovaTracker::beginWithNewUser() {
 }
 
 void KovaTracker::resetIdentity(Completion completion) {
-  static const SEL selector("resetIdentity:");
   performSafelyOnMutationQueueWithBlock(
-      [completion = std::move(completion)](KovaTracker& tracker) {
+      "resetIdentity:", [completion = std::move(completion)](KovaTracker& tracker) {
         if (tracker.beginWithNewUser()) {
           tracker.recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
               completion);
         } else if (completion) {
           completion();
         }
-      },
-      *this, selector);
+      });
 }
 
 void KovaTracker::addUserProperties(const std::optional<Value>& properties) {
-  static const SEL selector("addUserProperties:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Add User Properties");
   Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
   if (sanitized.empty()) return;
   performSafelyOnMutationQueueWithBlock(
-      [sanitized = std::move(sanitized)](KovaTracker& tracker) {
+      "addUserProperties:", [sanitized = std::move(sanitized)](KovaTracker& tracker) {
         tracker.queueManager_->enqueueUrlString(
             tracker.requestBuilder_->addUserPropertiesUrlStringWithSanitizedUserProperties(sanitized));
         KovaLogDebug("Added user properties: %@", sanitized);
-      },
-      *this, selector);
+      });
 }
 
 void KovaTracker::addEventProperties(const std::optional<Value>& properties) {
-  static const SEL selector("addEventProperties:");
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Add Event Properties");
   Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
   if (sanitized.empty()) return;
-  performSafelyOnMutationQueueWithBlock(
-      [sanitized = std::move(sanitized)](KovaTracker& tracker) {
-        tracker.identityManager_->addSanitizedEventProperties(sanitized);
-        tracker.logEventPropertiesFromSelector(selector);
-      },
-      *this, selector);
+  performSafelyOnMutationQueueWithBlock("addEventProperties:",
+                                        [sanitized = std::move(sanitized)](KovaTracker& tracker) {
+                                          tracker.identityManager_->addSanitizedEventProperties(sanitized);
+                                          tracker.logEventPropertiesFromSelector("addEventProperties:");
+                                        });
 }
 
 void KovaTracker::removeEventProperty(std::string_view name) {
-  static const SEL selector("removeEventProperty:");
-  performSafelyOnMutationQueueWithBlock(
-      [name = std::string(name)](KovaTracker& tracker) {
-        tracker.identityManager_->removeEventProperty(name);
-        tracker.logEventPropertiesFromSelector(selector);
-      },
-      *this, selector);
+  performSafelyOnMutationQueueWithBlock("removeEventProperty:",
+                                        [name = std::string(name)](KovaTracker& tracker) {
+                                          tracker.identityManager_->removeEventProperty(name);
+                                          tracker.logEventPropertiesFromSelector("removeEventProperty:");
+                                        });
 }
 
 void KovaTracker::clearEventProperties() {
-  static const SEL selector("clearEventProperties");
-  performSafelyOnMutationQueueWithBlock(
-      [](KovaTracker& tracker) {
-        tracker.identityManager_->resetEventProperties();
-        tracker.logEventPropertiesFromSelector(selector);
-      },
-      *this, selector);
+  performSafelyOnMutationQueueWithBlock("clearEventProperties", [](KovaTracker& tracker) {
+    tracker.identityManager_->resetEventProperties();
+    tracker.logEventPropertiesFromSelector("clearEventProperties");
+  });
 }
 
-void KovaTracker::logEventPropertiesFromSelector(SEL fromSelector) const {
+void KovaTracker::logEventPropertiesFromSelector(const char* fromSelector) const {
   KovaLogDebug("Called +[Kova %@]. Event properties are now: %@", fromSelector,
                identityManager_->eventProperties());
 }

@@ -69,9 +69,8 @@ void KovaTracker::releaseHeldWork() {
 }
 
 void KovaTracker::takeUpStoreAfter(double seconds, double secondsLeft) {
-  static const SEL selector("takeUpStore");
-  mutationQueue_->after(seconds, [self = retained(), secondsLeft] {
-    kova::guarded({classObject(), selector}, [&] {
+  mutationQueue_->after(seconds, [self = retained(*this), secondsLeft] {
+    kova::guarded({"KovaTracker", "takeUpStore"}, [&] {
       if (self->isStopped_) return;
       if (self->takeUpStore(secondsLeft > 0)) {
         if (self->isBeginningOwed_) self->beginWithStored();

@@ -3,19 +3,15 @@
 #include "src/core/tracker/KovaTracker.h"
 
 void KovaTracker::backfillPendingTouchEventsWithPageview() {
-  static const platform::SEL selector("backfillPendingTouchEventsWithPageview");
-  performSafelyOnMainQueueWithBlock(
-      [](KovaTracker& tracker) {
-        auto events = tracker.touchEventCache_->allEvents();
-        if (events.empty()) return;
-        tracker.performSafelyOnMutationQueueWithBlock(
-            [events = std::move(events)](KovaTracker& self) {
-              for (const auto& event : events) {
-                event->applyMissingPropertiesFromSessionManager(*self.sessionManager_,
-                                                                *self.identityManager_);
-              }
-            },
-            tracker, selector);
-      },
-      *this, selector);
+  static constexpr const char* kSelector = "backfillPendingTouchEventsWithPageview";
+  performSafelyOnMainQueueWithBlock(kSelector, [](KovaTracker& tracker) {
+    auto events = tracker.touchEventCache_->allEvents();
+    if (events.empty()) return;
+    tracker.performSafelyOnMutationQueueWithBlock(kSelector, [events =
+                                                                  std::move(events)](KovaTracker& tracker) {
+      for (const auto& event : events) {
+        event->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
+      }
+    });
+  });
 }

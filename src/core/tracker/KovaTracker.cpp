@@ -98,7 +98,6 @@ void KovaTracker::purgeStore() {
 }
 
 void KovaTracker::start() {
-  static const SEL selector("start");
   releaseHeldWork();
   bindApplicationEventListeners();
   startEVTriggerDetection();
@@ -107,8 +106,7 @@ void KovaTracker::start() {
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();
-  performSafelyOnMutationQueueWithBlock([](KovaTracker& tracker) { tracker.beginWithStored(); }, *this,
-                                        selector);
+  performSafelyOnMutationQueueWithBlock("start", [](KovaTracker& tracker) { tracker.beginWithStored(); });
 }
 
 void KovaTracker::setUpTelemetry() const {
@@ -127,38 +125,34 @@ void KovaTracker::setUpTelemetry() const {
 }
 
 void KovaTracker::stop(std::string_view nextAppId) {
-  static const SEL selector("stop");
   isStopped_ = true;
   leaveStoreTo(nextAppId);
   uploader_->stop();
   stopEVPairing();
-  performSafelyOnMainQueueWithBlock(
-      [](KovaTracker& tracker) {
-        if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
-      },
-      *this, selector);
-  storeEnqueuedMessages(selector);
+  performSafelyOnMainQueueWithBlock("stop", [](KovaTracker& tracker) {
+    if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
+  });
+  storeEnqueuedMessages("stop");
 }
 
 std::shared_ptr<KovaTracker> KovaTracker::inForce() {
   auto shared = sharedTracker();
-  return shared && shared->appId_ == appId_ ? shared : retained();
+  return shared && shared->appId_ == appId_ ? shared : retained(*this);
 }
 
 void KovaTracker::takeOverTouchesOf(KovaTracker& previous) {
-  static const SEL selector("takeOverTouchesOf:");
   if (previous.appId_ == appId_) {
     touchEventCache_ = previous.touchEventCache_;
     return;
   }
   previous.consumeAllLiveTouches();
-  previous.storeEnqueuedMessages(selector);
+  previous.storeEnqueuedMessages("takeOverTouchesOf:");
 }
 
-void KovaTracker::storeEnqueuedMessages(SEL fromSelector) {
-  performSafelyOnMutationQueueWithBlock(
-      [](KovaTracker& tracker) { tracker.queueManager_->moveEnqueuedMessagesToBatchAndPersist(); }, *this,
-      fromSelector);
+void KovaTracker::storeEnqueuedMessages(const char* fromSelector) {
+  performSafelyOnMutationQueueWithBlock(fromSelector, [](KovaTracker& tracker) {
+    tracker.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+  });
 }
 
 void KovaTracker::bindApplicationEventListeners() {
@@ -177,11 +171,10 @@ void KovaTracker::bindApplicationEventListeners() {
 }
 
 void KovaTracker::appDidEnterBackground() {
-  static const SEL selector("appDidEnterBackground:");
-  kova::guarded({classObject(), selector}, [] {
+  kova::guarded({"KovaTracker", "appDidEnterBackground:"}, [] {
     const auto tracker = sharedTracker();
     if (!tracker) return;
-    tracker->storeEnqueuedMessages(selector);
+    tracker->storeEnqueuedMessages("appDidEnterBackground:");
     tracker->uploader_->sendAll();
     tracker->uploader_->suspendScheduledUploads();
     tracker->areUploadsSuspended_ = true;
@@ -189,19 +182,17 @@ void KovaTracker::appDidEnterBackground() {
 }
 
 void KovaTracker::appWillEnterForeground() {
-  static const SEL selector("appWillEnterForeground:");
-  kova::guarded({classObject(), selector}, [] {
+  kova::guarded({"KovaTracker", "appWillEnterForeground:"}, [] {
     const auto tracker = sharedTracker();
     if (!tracker) return;
-    tracker->storeEnqueuedMessages(selector);
+    tracker->storeEnqueuedMessages("appWillEnterForeground:");
     tracker->recordAdditionalPageviewFromForegroundingApp();
     tracker->uploader_->watchForAPageview();
   });
 }
 
 void KovaTracker::sceneWillEnterForeground(const std::shared_ptr<NSObject>& scene) {
-  static const SEL selector("sceneWillEnterForeground:");
-  kova::guarded({classObject(), selector}, [&scene] {
+  kova::guarded({"KovaTracker", "sceneWillEnterForeground:"}, [&scene] {
     const auto tracker = sharedTracker();
     if (!tracker) return;
     tracker->recordAdditionalPageviewFromForegroundingScene(std::dynamic_pointer_cast<UIWindowScene>(scene));
@@ -209,24 +200,20 @@ void KovaTracker::sceneWillEnterForeground(const std::shared_ptr<NSObject>& scen
 }
 
 void KovaTracker::extendSession() {
-  static const SEL selector("extendSession");
-  performSafelyOnMainQueueWithBlock(
-      [](KovaTracker& tracker) {
-        if (tracker.isStopped_) return;  // its timer would keep it alive for ever
-        const double interval = tracker.options_->testOnlySessionExpirationInterval().value_or(0);
-        if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
-        tracker.sessionExpirationTimer_ = NSTimer::scheduled(
-            interval > 0 ? interval : kSessionExpirationInterval, [self = tracker.retained()] {
-              kova::guarded({classObject(), selector}, [&self] { self->resetSession(); });
-            });
-      },
-      *this, selector);
+  performSafelyOnMainQueueWithBlock("extendSession", [](KovaTracker& tracker) {
+    if (tracker.isStopped_) return;  // its timer would keep it alive for ever
+    const double interval = tracker.options_->testOnlySessionExpirationInterval().value_or(0);
+    if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
+    tracker.sessionExpirationTimer_ =
+        NSTimer::scheduled(interval > 0 ? interval : kSessionExpirationInterval, [self = retained(tracker)] {
+          kova::guarded({"KovaTracker", "extendSession"}, [&self] { self->resetSession(); });
+        });
+  });
 }
 
 void KovaTracker::resetSession() {
-  static const SEL selector("resetSession");
   performSafelyOnMutationQueueWithBlock(
-      [](KovaTracker& tracker) { tracker.sessionManager_->resetSessionWithNewUser(false); }, *this, selector);
+      "resetSession", [](KovaTracker& tracker) { tracker.sessionManager_->resetSessionWithNewUser(false); });
   extendSession();
 }
 

@@ -14,6 +14,7 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
+#include "platform/runtime/Retained.h"
 #include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/KITouchEvent.h"
 #include "src/autocapture/KITouchEventCache.h"
@@ -48,7 +49,7 @@ class UIWindowScene;
 // sessions, queues and stored state change on the mutation queue. The record… and property methods may be
 // called from any thread: they convert their input there and hand over.
 //
-// Its implementation lies in several files, each in the folder of its subsystem.
+// Its implementation lies in several files, one for each part of its work.
 class KovaTracker : public platform::NSObject, public KICaptureContext {
   NS_OBJECT(KovaTracker, NSObject)
 
@@ -164,39 +165,30 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   // been replaced by then by another of its environment, the block is given that one: what was called in time
   // belongs to the session that is in force.
   template <class Block>
-  void performSafelyOnMutationQueueWithBlock(Block block, const platform::NSObject& fromObject,
-                                             platform::SEL selector) {
-    KOVA_addSafeOperationWithBlock(*mutationQueue_,
-                                   [self = retained(), block = std::move(block)]() mutable {
-                                     if (!self->isStopped_) return block(*self);
-                                     block(*self->inForce());
-                                   },
-                                   {fromObject.isa(), selector});
+  void performSafelyOnMutationQueueWithBlock(const char* selector, Block block) {
+    kova::perform(*mutationQueue_, *this, selector, [block = std::move(block)](KovaTracker& tracker) mutable {
+      if (!tracker.isStopped_) return block(tracker);
+      block(*tracker.inForce());
+    });
   }
-  // The same without waking a queue that sleeps: the block runs with what is queued next.
+  // The same without waking a queue that sleeps: the block runs with what is queued next, and is given this
+  // tracker.
   template <class Block>
-  void performSafelyOnMutationQueueLazilyWithBlock(Block block, const platform::NSObject& fromObject,
-                                                   platform::SEL selector) {
+  void performSafelyOnMutationQueueLazilyWithBlock(const char* selector, Block block) {
     mutationQueue_->addOperationLazily(KOVA_safeBlockOperationWithBlock(
-        [self = retained(), block = std::move(block)]() mutable { block(*self); },
-        {fromObject.isa(), selector}));
+        [self = platform::retained(*this), block = std::move(block)]() mutable { block(*self); },
+        {*this, selector}));
   }
   // Runs block(tracker) at once on the main thread; from elsewhere it is queued there.
   template <class Block>
-  void performSafelyOnMainQueueWithBlock(Block block, const platform::NSObject& fromObject,
-                                         platform::SEL selector) {
-    KOVA_performSafelyOnMainQueueWithBlock(
-        [self = retained(), block = std::move(block)]() mutable { block(*self); },
-        {fromObject.isa(), selector});
+  void performSafelyOnMainQueueWithBlock(const char* selector, Block block) {
+    kova::perform(kova::mainThread, *this, selector, std::move(block));
   }
 
  private:
   enum class EventVisualizer { Send, Skip };
   using PageviewInfoBuilder = std::function<std::optional<platform::Dictionary>(KovaTracker&)>;
 
-  std::shared_ptr<KovaTracker> retained() {
-    return std::static_pointer_cast<KovaTracker>(shared_from_this());
-  }
   // The shared tracker when it is of the same environment, else this one.
   std::shared_ptr<KovaTracker> inForce();
   // What the Event Visualizer is to be sent with an event that is being recorded; null when it is not told of
@@ -208,7 +200,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   static void appDidEnterBackground();
   static void appWillEnterForeground();
   static void sceneWillEnterForeground(const std::shared_ptr<platform::NSObject>& scene);
-  void storeEnqueuedMessages(platform::SEL fromSelector);
+  void storeEnqueuedMessages(const char* fromSelector);
   void purgeStore();
   // The stored user and queues. Unread: the mutation queue is held. MadeUp: it goes on with a made-up user.
   // Left: it is held, and the next tracker reads them.
@@ -231,25 +223,40 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void enqueueLifecycleEvent();
   bool storeLifecycleEvent(const KILifecycleEvent& event);
 
-  std::shared_ptr<KIMoment> momentOfCall(platform::SEL fromSelector);
-  template <class Builder>
-  void trackCustomEventWithKind(std::string_view kind, EventVisualizer eventVisualizer,
-                                Builder eventDictionaryBuilder, platform::SEL fromSelector);
-  void logEventPropertiesFromSelector(platform::SEL fromSelector) const;
+  // The three roads. What the screen tells is read on the main thread, into a value; from the value a message
+  // or a URL is made on the mutation queue, and queued.
+  struct CustomEvent;   // what the host's call gave
+  struct ActiveScreen;  // what the screen in front adds to it
+  void trackCustomEvent(CustomEvent event);
+  std::shared_ptr<KIMoment> momentOfCall(const char* fromSelector);
+  ActiveScreen readActiveScreen(const CustomEvent& event);
+  void enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen);
+
+  struct TouchInput;
+  std::shared_ptr<KITouchEvent> readTouch(const TouchInput& input);  // null when it is not recorded
+  void keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event);
+  void enqueueTouchEvent(const KITouchEvent& event);
+
+  struct Pageview;
+  // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events
+  // may ask for the same injected pageview before the first of them has got it.
+  enum class Repeat { Always, OnceASession };
+  void recordPageviewSendingToEventVisualizer(const char* fromSelector,
+                                              PageviewInfoBuilder mainQueuePageviewInfoBuilder,
+                                              Repeat repeat = Repeat::Always);
+  // None when there is none to record.
+  std::optional<Pageview> readPageview(const PageviewInfoBuilder& builder, Repeat repeat);
+  void enqueuePageview(const Pageview& pageview);
+
+  void logEventPropertiesFromSelector(const char* fromSelector) const;
   // One step, in memory and in the store: nobody is seen in between as another user under the same name, or
   // as the same user without one.
   void identifyOnMutationQueue(const platform::String& identity);
   // False, changing nothing, when the user is anonymous already. Mutation queue.
   bool beginWithNewUser();
 
-  // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events
-  // may ask for the same injected pageview before the first of them has got it.
-  enum class Repeat { Always, OnceASession };
-  void recordPageviewSendingToEventVisualizer(EventVisualizer eventVisualizer,
-                                              PageviewInfoBuilder mainQueuePageviewInfoBuilder,
-                                              platform::SEL fromSelector, Repeat repeat = Repeat::Always);
   // False when the queue of pageviews is full.
-  bool enqueuePageview(const platform::Dictionary& pageviewInfo);
+  bool enqueuePageviewUrl(const platform::Dictionary& pageviewInfo);
   static platform::Dictionary applyTimestampAndIdToPageviewInfo(const platform::Dictionary& pageviewInfo);
   void injectSyntheticPageviewIfNeeded();
   platform::Dictionary pageviewInfoForViewController(platform::UIViewController& controller) const;

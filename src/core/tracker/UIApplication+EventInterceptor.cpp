@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <mutex>
 
+#include "platform/runtime/Retained.h"
 #include "platform/uikit/UIGestureRecognizer.h"
 #include "platform/uikit/UITextField.h"
 #include "platform/uikit/UITouch.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaUtil.h"
-#include "src/core/NSObject+Retained.h"
 #include "src/core/UIApplication+DispatchState.h"
 #include "src/core/tracker/KovaTracker.h"
 
@@ -36,17 +36,17 @@ bool isNeverReported(SEL action) {
 
 void __KOVA_SendEvent(UIApplication& self, SEL selector, UIEvent& event) {
   const KIEventDispatchScope dispatch(event);
-  kova::guarded({self.isa(), selector}, [&] { KOVA_handleSendEvent(self, event); });
+  kova::guarded({self, selector}, [&] { KOVA_handleSendEvent(self, event); });
   __KOVA_SendEvent_Orig(self, selector, event);
 }
 
 // Answers no, whatever the implementation before does: who asks is told that no action was called.
 bool __KOVA_SendActionToFromForEvent(UIApplication& self, SEL selector, SEL action, NSObject* target,
                                      NSObject* sender, UIEvent* event) {
-  const kova::Place place{self.isa(), selector};
+  const kova::Place place{self, selector};
   // The action may remove the control that sent it, and let go of the application.
-  const auto keptSender = KOVA_retained(sender);
-  const auto keptEvent = event == KOVA_sentEvent() ? nullptr : KOVA_retained(event);
+  const auto keptSender = retained(sender);
+  const auto keptEvent = event == KOVA_sentEvent() ? nullptr : retained(event);
   __KOVA_SendActionToFromForEvent_Orig(self, selector, action, target, sender, event);
   kova::guarded(place, [&] { KOVA_handleSendAction(self, action, keptSender, event); });
   return false;
@@ -61,17 +61,16 @@ bool __KOVA_PerformSnapshotsWithActionForSceneCompletion(UIApplication& self, SE
 }
 
 void __KOVA_MotionEndedWithEvent(UIApplication& self, SEL selector, UIEventSubtype motion, UIEvent* event) {
-  const kova::Place place{self.isa(), selector};
+  const kova::Place place{self, selector};
   __KOVA_MotionEndedWithEvent_Orig(self, selector, motion, event);
   kova::guarded(place, [&] { KOVA_handleMotionEnded(self, motion, event); });
 }
 
 void replaceTouchMethods() {
-  static const SEL installer("KOVA_instrumentTouchAutocapture");
   const Class& cls = UIApplication::classObject();
   if (__KOVA_SendEvent_Orig || __KOVA_SendActionToFromForEvent_Orig ||
       __KOVA_PerformSnapshotsWithActionForSceneCompletion_Orig) {
-    return KOVA_registerMultipleSwizzleAttempt(cls, installer);
+    return KOVA_registerMultipleSwizzleAttempt({"UIApplication", "KOVA_instrumentTouchAutocapture"});
   }
   __KOVA_SendEvent_Orig = KOVA_replaceInstanceSelector(cls, UIApplication::sendEventMethod, __KOVA_SendEvent);
   __KOVA_SendActionToFromForEvent_Orig =
@@ -83,9 +82,10 @@ void replaceTouchMethods() {
 }
 
 void replaceShakeMethod() {
-  static const SEL installer("KOVA_instrumentEventVisualizerShakeGesture");
   const Class& cls = UIApplication::classObject();
-  if (__KOVA_MotionEndedWithEvent_Orig) return KOVA_registerMultipleSwizzleAttempt(cls, installer);
+  if (__KOVA_MotionEndedWithEvent_Orig)
+    return KOVA_registerMultipleSwizzleAttempt(
+        {"UIApplication", "KOVA_instrumentEventVisualizerShakeGesture"});
   __KOVA_MotionEndedWithEvent_Orig =
       KOVA_replaceInstanceSelector(cls, UIApplication::motionEndedMethod, __KOVA_MotionEndedWithEvent);
 }
@@ -155,8 +155,7 @@ void KOVA_handleMotionEnded(UIApplication&, UIEventSubtype motion, UIEvent*) {
 }
 
 void KOVA_handleTextFieldTextDidEndEditingNotification(const NSNotification& notification) {
-  static const SEL selector("KOVA_handleTextFieldTextDidEndEditingNotification:");
-  kova::guarded({UIApplication::classObject(), selector}, [&notification] {
+  kova::guarded({"UIApplication", "KOVA_handleTextFieldTextDidEndEditingNotification:"}, [&notification] {
     const auto tracker = KovaTracker::sharedTracker();
     if (!tracker) return;
     tracker->recordAutocapturedEventWithType(KovaTouchEventTypeFieldEdit,

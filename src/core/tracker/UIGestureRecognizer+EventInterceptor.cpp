@@ -2,8 +2,8 @@
 
 #include <mutex>
 
+#include "platform/runtime/Retained.h"
 #include "src/core/Guard.h"
-#include "src/core/NSObject+Retained.h"
 #include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
@@ -33,7 +33,7 @@ std::shared_ptr<UIGestureRecognizer> __KOVA_InitWithTargetAction(UIGestureRecogn
                                                                  NSObject* target, SEL action) {
   auto recognizer = __KOVA_InitWithTargetAction_Orig(self, selector, target, action);
   if (action && recognizer) {
-    kova::guarded({recognizer->isa(), selector}, [&] { KOVA_handleInitWithTarget(*recognizer, action); });
+    kova::guarded({*recognizer, selector}, [&] { KOVA_handleInitWithTarget(*recognizer, action); });
   }
   return recognizer;
 }
@@ -41,21 +41,20 @@ std::shared_ptr<UIGestureRecognizer> __KOVA_InitWithTargetAction(UIGestureRecogn
 void __KOVA_SetState(UIGestureRecognizer& self, SEL selector, UIGestureRecognizerState state) {
   // A recogniser that moves takes many steps, and only its end makes an event.
   if (state != UIGestureRecognizerState::Ended) return __KOVA_SetState_Orig(self, selector, state);
-  const auto kept = KOVA_retained(&self);
+  const auto kept = retained(&self);
   // Asking may run code of the app, which was not asked at this moment without the library.
   const auto previousState = kova::guarded(
-      {self.isa(), selector}, [&self] { return std::optional(self.state()); },
+      {self, selector}, [&self] { return std::optional(self.state()); },
       std::optional<UIGestureRecognizerState>());
   __KOVA_SetState_Orig(self, selector, state);
   if (!previousState) return;
-  kova::guarded({self.isa(), selector}, [&] { KOVA_handleSetState(self, state, *previousState); });
+  kova::guarded({self, selector}, [&] { KOVA_handleSetState(self, state, *previousState); });
 }
 
 void replaceMethods() {
-  static const SEL installer("KOVA_instrumentTouchAutocapture");
   const Class& cls = UIGestureRecognizer::classObject();
   if (__KOVA_InitWithTargetAction_Orig || __KOVA_SetState_Orig) {
-    return KOVA_registerMultipleSwizzleAttempt(cls, installer);
+    return KOVA_registerMultipleSwizzleAttempt({"UIGestureRecognizer", "KOVA_instrumentTouchAutocapture"});
   }
   __KOVA_InitWithTargetAction_Orig = KOVA_replaceInstanceSelector(
       cls, UIGestureRecognizer::initWithTargetMethod, __KOVA_InitWithTargetAction);

@@ -3,12 +3,12 @@
 #include <mutex>
 
 #include "platform/runtime/AddedMethod.h"
+#include "platform/runtime/Retained.h"
 #include "platform/uikit/UINavigationController.h"
 #include "platform/uikit/UITabBarController.h"
 #include "src/core/Guard.h"
 #include "src/core/KIHierarchyLimit.h"
 #include "src/core/NSObject+KovaMethodSwizzling.h"
-#include "src/core/NSObject+Retained.h"
 #include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
@@ -28,34 +28,32 @@ using Completion = UIViewController::Completion;
 // is kept, because the host may let go of it on the way.
 
 void __KOVA_ViewDidAppear(UIViewController& self, SEL selector, bool animated) {
-  const auto kept = KOVA_retained(&self);
+  const auto kept = retained(&self);
   __KOVA_ViewDidAppear_Orig(self, selector, animated);
-  kova::guarded({self.isa(), selector}, [&] { KOVA_handleViewDidAppear(self, animated); });
+  kova::guarded({self, selector}, [&] { KOVA_handleViewDidAppear(self, animated); });
 }
 
 void __KOVA_PresentViewControllerAnimatedCompletion(UIViewController& self, SEL selector,
                                                     const Controller& presented, bool animated,
                                                     const Completion& completion) {
-  const auto kept = KOVA_retained(&self);
+  const auto kept = retained(&self);
   __KOVA_PresentViewControllerAnimatedCompletion_Orig(self, selector, presented, animated, completion);
-  kova::guarded({self.isa(), selector},
+  kova::guarded({self, selector},
                 [&] { KOVA_handlePresentViewController(self, presented, animated, completion); });
 }
 
 void __KOVA_DismissViewControllerAnimatedCompletion(UIViewController& self, SEL selector, bool animated,
                                                     const Completion& completion) {
-  const auto kept = KOVA_retained(&self);
+  const auto kept = retained(&self);
   __KOVA_DismissViewControllerAnimatedCompletion_Orig(self, selector, animated, completion);
-  kova::guarded({self.isa(), selector},
-                [&] { KOVA_handleDismissViewController(self, animated, completion); });
+  kova::guarded({self, selector}, [&] { KOVA_handleDismissViewController(self, animated, completion); });
 }
 
 void replaceMethods() {
-  static const SEL installer("KOVA_instrumentPageviewAutocapture");
   const Class& cls = UIViewController::classObject();
   if (__KOVA_ViewDidAppear_Orig || __KOVA_PresentViewControllerAnimatedCompletion_Orig ||
       __KOVA_DismissViewControllerAnimatedCompletion_Orig) {
-    return KOVA_registerMultipleSwizzleAttempt(cls, installer);
+    return KOVA_registerMultipleSwizzleAttempt({"UIViewController", "KOVA_instrumentPageviewAutocapture"});
   }
   __KOVA_ViewDidAppear_Orig =
       KOVA_replaceInstanceSelector(cls, UIViewController::viewDidAppearMethod, __KOVA_ViewDidAppear);

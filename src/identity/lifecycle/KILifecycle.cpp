@@ -20,18 +20,12 @@ constexpr const char* kSuiteName = "io.kova.lifecycleEvents";
 constexpr const char* kVersionKey = "version";
 constexpr const char* kBuildKey = "build";
 
-// The class that error reports name.
-class LifecycleClass : public NSObject {
-  NS_OBJECT_NAMED(LifecycleClass, NSObject, "KILifecycle")
-};
-
 }  // namespace
 
 std::shared_ptr<KILifecycleEvent> KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(
     const KovaOptions& options, const HandOver& handOver) {
-  static const SEL selector("lifecycleEventIfAppVersionChangeWithOptions:");
   return kova::guarded(
-      {LifecycleClass::classObject(), selector},
+      {"KILifecycle", "lifecycleEventIfAppVersionChangeWithOptions:"},
       [&] { return unsafeLifecycleEventIfAppVersionChangeWithOptions(options, handOver); },
       std::shared_ptr<KILifecycleEvent>());
 }

@@ -22,7 +22,7 @@ namespace {
 class SafeOperationTest : public testing::Test {
  protected:
   // The place that error reports name.
-  kova::Place place() const { return {NSObject::classObject(), SEL("checkout:")}; }
+  kova::Place place() const { return {"NSObject", "checkout:"}; }
   Work record(std::string what) {
     return [this, what] { ran.push_back(what); };
   }
@@ -93,7 +93,7 @@ TEST_F(SafeOperationTest, AThreadMayEndItselfInGuardedWork) {
   pthread_create(
       &thread, nullptr,
       [](void* test) -> void* {
-        kova::guarded({NSObject::classObject(), SEL("checkout:")}, [] { pthread_exit(nullptr); });
+        kova::guarded({"NSObject", "checkout:"}, [] { pthread_exit(nullptr); });
         return test;
       },
       this);

@@ -52,32 +52,30 @@ TEST(KovaUtil, RoundsTimesToWholeMilliseconds) {
 
 TEST(KovaUtil, TellsWhetherTheAppIsInTheBackground) {
   SimulatedDevice device;
-  static const SEL selector("a:test:");
-  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 2);
+  EXPECT_EQ(KovaUtil::appVisibilityState("a:test:"), 2);
   device.application->becomeInactive();
-  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 2);
+  EXPECT_EQ(KovaUtil::appVisibilityState("a:test:"), 2);
   device.application->enterBackground();
-  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 1);
+  EXPECT_EQ(KovaUtil::appVisibilityState("a:test:"), 1);
   KovaUtil::setAppVisibilityStateOverride(2);
-  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 2);
+  EXPECT_EQ(KovaUtil::appVisibilityState("a:test:"), 2);
   KovaUtil::setAppVisibilityStateOverride(std::nullopt);
-  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 1);
+  EXPECT_EQ(KovaUtil::appVisibilityState("a:test:"), 1);
   UIApplication::setSharedApplication(nullptr);
-  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 2);
+  EXPECT_EQ(KovaUtil::appVisibilityState("a:test:"), 2);
   KovaUtil::setAppVisibilityStateOverride(1);
-  EXPECT_EQ(KovaUtil::appVisibilityState(selector), 1);
+  EXPECT_EQ(KovaUtil::appVisibilityState("a:test:"), 1);
 }
 
 TEST(KovaUtil, WarnsWhenVisibilityIsAskedForOffTheMainThread) {
   SimulatedDevice device;
   KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
   KovaUtil::setAppVisibilityStateOverride(1);
-  KovaUtil::appVisibilityState(SEL("on:main:"));
+  KovaUtil::appVisibilityState("on:main:");
   EXPECT_TRUE(device.log().empty());
 
   int state = 0;
-  KOVA_serialStateQueue()->addOperationWithBlock(
-      [&] { state = KovaUtil::appVisibilityState(SEL("off:main:")); });
+  KOVA_serialStateQueue()->addOperationWithBlock([&] { state = KovaUtil::appVisibilityState("off:main:"); });
   device.drain();
   EXPECT_EQ(state, 1);
   EXPECT_THAT(device.log(),
