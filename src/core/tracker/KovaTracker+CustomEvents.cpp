@@ -145,14 +145,18 @@ std::shared_ptr<KIMoment> KovaTracker::momentOfCall(const char* fromSelector) {
 void KovaTracker::trackCustomEvent(CustomEvent event) {
   injectPageviewsIfNeeded();
   event.moment = momentOfCall(event.fromSelector);
-  performSafelyOnMainQueueWithBlock(
-      event.fromSelector, [event = std::move(event)](KovaTracker& tracker) mutable {
-        auto screen = tracker.readActiveScreen(event);
-        tracker.performSafelyOnMutationQueueWithBlock(
-            event.fromSelector,
-            [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker) mutable {
-              tracker.enqueueCustomEvent(event, std::move(screen));
-            });
+  performSafelyOnMainQueueWithBlock(event.fromSelector,
+                                    [event = std::move(event)](KovaTracker& tracker) mutable {
+                                      auto screen = tracker.readActiveScreen(event);
+                                      tracker.consumeCustomEvent(std::move(event), std::move(screen));
+                                    });
+}
+
+void KovaTracker::consumeCustomEvent(CustomEvent event, ActiveScreen screen) {
+  performSafelyOnMutationQueueWithBlock(
+      event.fromSelector,
+      [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker) mutable {
+        tracker.enqueueCustomEvent(event, std::move(screen));
       });
 }
 

@@ -54,14 +54,18 @@ void KovaTracker::recordPageviewSendingToEventVisualizer(const char* fromSelecto
   performSafelyOnMainQueueWithBlock(
       fromSelector,
       [fromSelector, build = std::move(mainQueuePageviewInfoBuilder), repeat](KovaTracker& tracker) {
-        auto pageview = tracker.readPageview(build, repeat);
-        if (!pageview) return;
-        tracker.performSafelyOnMutationQueueWithBlock(
-            fromSelector,
-            [pageview = std::move(*pageview)](KovaTracker& tracker) { tracker.enqueuePageview(pageview); });
-        tracker.uploader_->requestScheduledUploads();
-        tracker.areUploadsSuspended_ = false;
+        if (auto pageview = tracker.readPageview(build, repeat)) {
+          tracker.consumePageview(fromSelector, std::move(*pageview));
+        }
       });
+}
+
+void KovaTracker::consumePageview(const char* fromSelector, Pageview pageview) {
+  performSafelyOnMutationQueueWithBlock(fromSelector, [pageview = std::move(pageview)](KovaTracker& tracker) {
+    tracker.enqueuePageview(pageview);
+  });
+  uploader_->requestScheduledUploads();
+  areUploadsSuspended_ = false;
 }
 
 std::optional<KovaTracker::Pageview> KovaTracker::readPageview(const PageviewInfoBuilder& build,

@@ -2,16 +2,23 @@
 
 #include "src/core/tracker/KovaTracker.h"
 
+namespace {
+
+constexpr const char* kSelector = "backfillPendingTouchEventsWithPageview";
+
+}  // namespace
+
 void KovaTracker::backfillPendingTouchEventsWithPageview() {
-  static constexpr const char* kSelector = "backfillPendingTouchEventsWithPageview";
   performSafelyOnMainQueueWithBlock(kSelector, [](KovaTracker& tracker) {
-    auto events = tracker.touchEventCache_->allEvents();
-    if (events.empty()) return;
-    tracker.performSafelyOnMutationQueueWithBlock(kSelector, [events =
-                                                                  std::move(events)](KovaTracker& tracker) {
-      for (const auto& event : events) {
-        event->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
-      }
-    });
+    tracker.backfillTouchEvents(tracker.touchEventCache_->allEvents());
+  });
+}
+
+void KovaTracker::backfillTouchEvents(KITouchEventCache::Events events) {
+  if (events.empty()) return;
+  performSafelyOnMutationQueueWithBlock(kSelector, [events = std::move(events)](KovaTracker& tracker) {
+    for (const auto& event : events) {
+      event->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
+    }
   });
 }

@@ -223,13 +223,14 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void enqueueLifecycleEvent();
   bool storeLifecycleEvent(const KILifecycleEvent& event);
 
-  // The three roads. What the screen tells is read on the main thread, into a value; from the value a message
-  // or a URL is made on the mutation queue, and queued.
+  // The three roads: read… makes a value of what the screen tells, on the main thread; consume… hands it
+  // over; enqueue… makes a message or URL of it on the mutation queue.
   struct CustomEvent;   // what the host's call gave
   struct ActiveScreen;  // what the screen in front adds to it
   void trackCustomEvent(CustomEvent event);
   std::shared_ptr<KIMoment> momentOfCall(const char* fromSelector);
   ActiveScreen readActiveScreen(const CustomEvent& event);
+  void consumeCustomEvent(CustomEvent event, ActiveScreen screen);
   void enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen);
 
   struct TouchInput;
@@ -246,6 +247,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
                                               Repeat repeat = Repeat::Always);
   // None when there is none to record.
   std::optional<Pageview> readPageview(const PageviewInfoBuilder& builder, Repeat repeat);
+  void consumePageview(const char* fromSelector, Pageview pageview);
   void enqueuePageview(const Pageview& pageview);
 
   void logEventPropertiesFromSelector(const char* fromSelector) const;
@@ -268,6 +270,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   bool recordAdditionalAutocapturedPageviewForWindow(platform::UIWindow& window);
   bool recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
   void backfillPendingTouchEventsWithPageview();
+  void backfillTouchEvents(KITouchEventCache::Events events);
   void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
       Completion completion);
   void recordVisibleViewControllersFromPreviousSession();

@@ -53,7 +53,7 @@ TEST_F(LoggingAndBailingTest, AReportDoesNotBailAndABailNamesTheLatestSource) {
   KITelemetry::sharedTelemetry().setOptOutStatus(false);
   const NSException exception("CartException", std::nullopt, Dictionary{{"items", 3}});
 
-  bailer.registerException(exception, {"NSObject", "checkout:"}, false);
+  bailer.registerException(exception, kova::Place("NSObject", "checkout:"), false);
   EXPECT_FALSE(bailer.isBailed());
   EXPECT_EQ(bailer.bailedSource(), std::nullopt);
   EXPECT_THAT(device.log(),
