@@ -4,9 +4,9 @@
 
 #include "bench/BenchHost.h"
 #include "bench/BenchScreen.h"
+#include "platform/runtime/Retained.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KovaUtil.h"
-#include "src/core/NSObject+Retained.h"
 #include "src/core/UIApplication+DispatchState.h"
 #include "src/core/tracker/UIApplication+EventInterceptor.h"
 #include "src/core/tracker/UIGestureRecognizer+EventInterceptor.h"
@@ -70,7 +70,7 @@ void measureApplication(const bench::Screen& screen) {
                        });
   }
   printMedian("  of it: the time since the last", [] { KovaUtil::timeSinceLastSelector("pay:"); });
-  printMedian("  of it: keeping the sender", [&button] { KOVA_retained(&button); });
+  printMedian("  of it: keeping the sender", [&button] { retained(&button); });
 
   UIEvent motion(UIEventType::Motion);
   measureReplacement("motionEnded, not a shake", cls, UIApplication::motionEndedMethod,
