@@ -62,6 +62,7 @@ bench::Figures measureTouches(const bench::Screen& screen, KovaTracker& tracker,
           screen.application->sendEvent(*event);
         }
         told.clear();
+        kova::mainThread.isHere();
         tracker.consumeAllLiveTouches();
         KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
         touches.prepare();
@@ -98,6 +99,7 @@ void printRecorded(const bench::Queues& queues, const bench::Screen& screen, Kov
         KOVA_handleSendEvent(*screen.application, *event);
         tracker.enrichAutocapturedEventForTouch(finger, action, screen.controller->payButton);
         finger->setPhase(UITouchPhase::Ended);
+        kova::mainThread.isHere();
         tracker.consumeAllLiveTouches();
       });
   bench::printLine("empty hand-over, median", handOver.median, "us", "-");

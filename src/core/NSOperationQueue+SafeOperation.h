@@ -8,6 +8,7 @@
 #include "platform/dispatch/Scheduler.h"
 #include "platform/runtime/Retained.h"
 #include "src/core/Guard.h"
+#include "src/core/Threads.h"
 
 // Safe operations: queued work that is skipped once the library has bailed and whose exceptions go to the
 // bailer.
@@ -47,8 +48,19 @@ void tellWhenMainRunLoopStands();
 // On the main thread the block has run when the call returns; from any other thread it is queued there.
 template <class Block>
 void KOVA_performSafelyOnMainQueueWithBlock(Block block, const kova::Place& place) {
-  if (platform::Scheduler::current().isMainThread()) return kova::guarded(place, block);
-  KOVA_addSafeOperationWithBlock(*platform::NSOperationQueue::mainQueue(), std::move(block), place);
+  if (platform::Scheduler::current().isMainThread()) {
+    return kova::guarded(place, [&block] {
+      kova::mainThread.isHere();
+      block();
+    });
+  }
+  KOVA_addSafeOperationWithBlock(
+      *platform::NSOperationQueue::mainQueue(),
+      [block = std::move(block)]() mutable {
+        kova::mainThread.isHere();
+        block();
+      },
+      place);
   kova::tellWhenMainRunLoopStands();
 }
 
@@ -67,15 +79,12 @@ void perform(platform::NSOperationQueue& queue, Self& self, const char* selector
       Place(self, selector));
 }
 
-struct MainThread {};
-inline constexpr MainThread mainThread;
-
 // On the main thread it has run when the call returns; from elsewhere it is queued there.
 template <class Self, class Block>
-void perform(MainThread, Self& self, const char* selector, Block block) {
-  KOVA_performSafelyOnMainQueueWithBlock(
-      [self = platform::retained(self), block = std::move(block)]() mutable { block(*self); },
-      Place(self, selector));
+void perform(const MainThread&, Self& self, const char* selector, Block block) {
+  KOVA_performSafelyOnMainQueueWithBlock([self = platform::retained(self), block = std::move(block)]()
+                                             KOVA_ON_MAIN_THREAD mutable { block(*self); },
+                                         Place(self, selector));
 }
 
 }  // namespace kova

@@ -62,6 +62,7 @@ void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> optio
   }
   KovaLogDebug("Updating Kova app ID to %@", envId);
   const auto tracker = std::make_shared<KovaTracker>(envId, std::move(options), mutationQueue);
+  kova::mainThread.isHere();  // hosts initialise there
   if (previous) tracker->takeOverTouchesOf(*previous);
   KovaTracker::setSharedTracker(tracker);
   tracker->start();

@@ -107,7 +107,7 @@ void KovaTracker::recordAutocapturedEventWithType(const String& type, std::share
   extendSession();
   performSafelyOnMainQueueWithBlock(
       kRecordSelector, [input = TouchInput{type, std::move(view), std::move(touch), selector, viewAncestry}](
-                           KovaTracker& tracker) {
+                           KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
         const auto event = tracker.readTouch(input);
         if (!event) return;
         tracker.injectPageviewsIfNeeded();
@@ -134,6 +134,7 @@ std::shared_ptr<KITouchEvent> KovaTracker::readTouch(const TouchInput& input) {
 void KovaTracker::keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event) {
   touchEventCache_->addTouchEvent(event, [weakTracker = std::weak_ptr(retained(*this)), event,
                                           observer = KovaSegmentedControlObserver::observeTouchEvent(event)] {
+    kova::mainThread.isHere();
     if (observer) observer->stopObserving();
     auto tracker = weakTracker.lock();
     if (!tracker) tracker = sharedTracker();  // which has taken over what waited
@@ -141,9 +142,10 @@ void KovaTracker::keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event)
   });
   // Session and identity are those of the time of the touch, not of the time when it leaves the cache: this
   // has to happen before whatever is queued next, which is no reason to wake the queue.
-  performSafelyOnMutationQueueLazilyWithBlock(kRecordSelector, [event](KovaTracker& tracker) {
-    event->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
-  });
+  performSafelyOnMutationQueueLazilyWithBlock(
+      kRecordSelector, [event](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+        event->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
+      });
 }
 
 void KovaTracker::recordAutocapturedGestureRecognizer(const UIGestureRecognizer& recognizer) {
@@ -166,7 +168,7 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
   performSafelyOnMainQueueWithBlock(
       "enrichAutocapturedEventForTouch:withSelectorString:sender:",
       [touch = std::move(touch), selectorString, sender = std::move(sender),
-       control = std::move(control)](KovaTracker& tracker) {
+       control = std::move(control)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
         const auto touched = touch ? touch->view() : nullptr;
         const auto rules = KOVA_touchEventIgnoreRules(touched.get(), control.get());
         if (rules & kKovaIgnoreRuleIgnore) return;
@@ -185,9 +187,9 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
 
 void KovaTracker::consumeTouchEvent(std::shared_ptr<KITouchEvent> event) {
   event->releaseViews();
-  performSafelyOnMutationQueueWithBlock(
-      "consumeTouchEvent:",
-      [event = std::move(event)](KovaTracker& tracker) { tracker.enqueueTouchEvent(*event); });
+  performSafelyOnMutationQueueWithBlock("consumeTouchEvent:",
+                                        [event = std::move(event)](KovaTracker& tracker)
+                                            KOVA_ON_MUTATION_QUEUE { tracker.enqueueTouchEvent(*event); });
 }
 
 void KovaTracker::enqueueTouchEvent(const KITouchEvent& event) {

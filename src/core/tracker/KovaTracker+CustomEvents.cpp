@@ -136,28 +136,28 @@ Dictionary KovaTracker::CustomEvent::dictionary() const {
 std::shared_ptr<KIMoment> KovaTracker::momentOfCall(const char* fromSelector) {
   auto moment = std::make_shared<KIMoment>(KIMoment::now());
   if (Scheduler::current().isMainThread()) return moment;
-  performSafelyOnMutationQueueLazilyWithBlock(fromSelector, [moment](KovaTracker& tracker) {
-    moment->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
-  });
+  performSafelyOnMutationQueueLazilyWithBlock(
+      fromSelector, [moment](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+        moment->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
+      });
   return moment;
 }
 
 void KovaTracker::trackCustomEvent(CustomEvent event) {
   injectPageviewsIfNeeded();
   event.moment = momentOfCall(event.fromSelector);
-  performSafelyOnMainQueueWithBlock(event.fromSelector,
-                                    [event = std::move(event)](KovaTracker& tracker) mutable {
-                                      auto screen = tracker.readActiveScreen(event);
-                                      tracker.consumeCustomEvent(std::move(event), std::move(screen));
-                                    });
+  performSafelyOnMainQueueWithBlock(
+      event.fromSelector, [event = std::move(event)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD mutable {
+        auto screen = tracker.readActiveScreen(event);
+        tracker.consumeCustomEvent(std::move(event), std::move(screen));
+      });
 }
 
 void KovaTracker::consumeCustomEvent(CustomEvent event, ActiveScreen screen) {
   performSafelyOnMutationQueueWithBlock(
       event.fromSelector,
-      [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker) mutable {
-        tracker.enqueueCustomEvent(event, std::move(screen));
-      });
+      [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker)
+          KOVA_ON_MUTATION_QUEUE mutable { tracker.enqueueCustomEvent(event, std::move(screen)); });
 }
 
 KovaTracker::ActiveScreen KovaTracker::readActiveScreen(const CustomEvent& event) {

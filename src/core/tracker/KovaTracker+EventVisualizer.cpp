@@ -36,7 +36,7 @@ void KovaTracker::startEVPairing() {
     return;
   }
   KovaLog("Enabling Event Visualizer. Connecting to Kova server.");
-  performSafelyOnMainQueueWithBlock("startEVPairing", [](KovaTracker& tracker) {
+  performSafelyOnMainQueueWithBlock("startEVPairing", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
     tracker.eventVisualizer_ = std::make_shared<KovaEventVisualizer>(
         tracker.appId_, tracker.options_, *tracker.appProperties_, tracker.mutationQueue_);
     tracker.eventVisualizer_->connect();
@@ -45,7 +45,7 @@ void KovaTracker::startEVPairing() {
 
 void KovaTracker::stopEVPairing() {
   if (!KovaEventVisualizer::isAvailable()) return;
-  performSafelyOnMainQueueWithBlock("stopEVPairing", [](KovaTracker& tracker) {
+  performSafelyOnMainQueueWithBlock("stopEVPairing", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
     if (tracker.eventVisualizer_) tracker.eventVisualizer_->disconnect();
   });
 }

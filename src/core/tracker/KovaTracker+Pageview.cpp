@@ -51,19 +51,19 @@ struct KovaTracker::Pageview {
 void KovaTracker::recordPageviewSendingToEventVisualizer(const char* fromSelector,
                                                          PageviewInfoBuilder mainQueuePageviewInfoBuilder,
                                                          Repeat repeat) {
-  performSafelyOnMainQueueWithBlock(
-      fromSelector,
-      [fromSelector, build = std::move(mainQueuePageviewInfoBuilder), repeat](KovaTracker& tracker) {
-        if (auto pageview = tracker.readPageview(build, repeat)) {
-          tracker.consumePageview(fromSelector, std::move(*pageview));
-        }
-      });
+  performSafelyOnMainQueueWithBlock(fromSelector,
+                                    [fromSelector, build = std::move(mainQueuePageviewInfoBuilder),
+                                     repeat](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
+                                      if (auto pageview = tracker.readPageview(build, repeat)) {
+                                        tracker.consumePageview(fromSelector, std::move(*pageview));
+                                      }
+                                    });
 }
 
 void KovaTracker::consumePageview(const char* fromSelector, Pageview pageview) {
-  performSafelyOnMutationQueueWithBlock(fromSelector, [pageview = std::move(pageview)](KovaTracker& tracker) {
-    tracker.enqueuePageview(pageview);
-  });
+  performSafelyOnMutationQueueWithBlock(fromSelector,
+                                        [pageview = std::move(pageview)](KovaTracker& tracker)
+                                            KOVA_ON_MUTATION_QUEUE { tracker.enqueuePageview(pageview); });
   uploader_->requestScheduledUploads();
   areUploadsSuspended_ = false;
 }

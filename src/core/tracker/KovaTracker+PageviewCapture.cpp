@@ -98,6 +98,7 @@ bool KovaTracker::recordAutocapturedPageviewWithViewController(
   if (onlyIfVisible && !KOVA_isForegroundAndVisible(*controller)) return false;
   recordPageviewSendingToEventVisualizer(
       "recordAutocapturedPageviewWithViewController:", [controller](KovaTracker& tracker) {
+        kova::mainThread.isHere();
         // The app's delegate, asked about a screen, may record an event, which asks for the screens in turn.
         const ScopedFlag describing(tracker.isDescribingScreen_);
         Dictionary info =
@@ -114,20 +115,23 @@ bool KovaTracker::isSceneBasedApp() {
 }
 
 void KovaTracker::recordAdditionalPageviewFromForegroundingApp() {
-  performSafelyOnMainQueueWithBlock("recordAdditionalPageviewFromForegroundingApp", [](KovaTracker& tracker) {
-    const bool areScreensCaptured = !tracker.isViewControllerAutocaptureDisabled();
-    if (areScreensCaptured && isSceneBasedApp()) return;  // its scenes come back one by one
-    const auto& application = UIApplication::sharedApplication();
-    const auto window = areScreensCaptured && application ? application->keyWindow() : nullptr;
-    const bool isRecorded = window ? tracker.recordAdditionalAutocapturedPageviewForWindow(*window)
-                                   : tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
-    if (!isRecorded && tracker.areUploadsSuspended_) logThatUploadsWait();
-  });
+  performSafelyOnMainQueueWithBlock(
+      "recordAdditionalPageviewFromForegroundingApp", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
+        const bool areScreensCaptured = !tracker.isViewControllerAutocaptureDisabled();
+        if (areScreensCaptured && isSceneBasedApp()) return;  // its scenes come back one by one
+        const auto& application = UIApplication::sharedApplication();
+        const auto window = areScreensCaptured && application ? application->keyWindow() : nullptr;
+        const bool isRecorded =
+            window ? tracker.recordAdditionalAutocapturedPageviewForWindow(*window)
+                   : tracker.recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+        if (!isRecorded && tracker.areUploadsSuspended_) logThatUploadsWait();
+      });
 }
 
 void KovaTracker::recordAdditionalPageviewFromForegroundingScene(std::shared_ptr<UIWindowScene> scene) {
   performSafelyOnMainQueueWithBlock(
-      "recordAdditionalPageviewFromForegroundingScene:", [scene = std::move(scene)](KovaTracker& tracker) {
+      "recordAdditionalPageviewFromForegroundingScene:",
+      [scene = std::move(scene)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
         if (tracker.isViewControllerAutocaptureDisabled() || !scene) return;
         const auto window = KOVA_firstKeyWindow(*scene);
         const bool isRecorded = window && tracker.recordAdditionalAutocapturedPageviewForWindow(*window);
@@ -171,7 +175,7 @@ void KovaTracker::recordAdditionalPageviewsForForegroundedAndVisibleViewControll
     Completion completion) {
   performSafelyOnMainQueueWithBlock(
       "recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession:",
-      [completion = std::move(completion)](KovaTracker& tracker) {
+      [completion = std::move(completion)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
         tracker.recordVisibleViewControllersFromPreviousSession();
         if (completion) completion();
       });

@@ -15,9 +15,9 @@ void KovaTracker::identify(const std::optional<Value>& identity) {
         "The `identify:(NSDictionary *)properties` method has been removed. Please use `identify:(NSString *)identity` and `addUserProperties:(NSDictionary *)properties`");
     return;
   }
-  performSafelyOnMutationQueueWithBlock("identify:", [identity = identity->string()](KovaTracker& tracker) {
-    tracker.identifyOnMutationQueue(identity);
-  });
+  performSafelyOnMutationQueueWithBlock(
+      "identify:", [identity = identity->string()](KovaTracker& tracker)
+                       KOVA_ON_MUTATION_QUEUE { tracker.identifyOnMutationQueue(identity); });
 }
 
 void KovaTracker::identifyOnMutationQueue(const String& identity) {
@@ -25,6 +25,7 @@ void KovaTracker::identifyOnMutationQueue(const String& identity) {
   const std::string encoded = KovaUtil::urlEncode(Value(identity));
   const bool isSomebodyElse = identityManager_->hasIdentityDifferentFromUrlEncodedIdentity(encoded);
   persistentStore_->changeInOneStep([&] {
+    kova::mutationQueue.isHere();
     if (isSomebodyElse) beginWithNewUser();
     if (!identityManager_->isAnonymous()) return;
     identityManager_->setUrlEncodedIdentity(encoded, false);
@@ -44,7 +45,7 @@ bool KovaTracker::beginWithNewUser() {
 
 void KovaTracker::resetIdentity(Completion completion) {
   performSafelyOnMutationQueueWithBlock(
-      "resetIdentity:", [completion = std::move(completion)](KovaTracker& tracker) {
+      "resetIdentity:", [completion = std::move(completion)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
         if (tracker.beginWithNewUser()) {
           tracker.recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
               completion);
@@ -59,7 +60,7 @@ void KovaTracker::addUserProperties(const std::optional<Value>& properties) {
   Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
   if (sanitized.empty()) return;
   performSafelyOnMutationQueueWithBlock(
-      "addUserProperties:", [sanitized = std::move(sanitized)](KovaTracker& tracker) {
+      "addUserProperties:", [sanitized = std::move(sanitized)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
         tracker.queueManager_->enqueueUrlString(
             tracker.requestBuilder_->addUserPropertiesUrlStringWithSanitizedUserProperties(sanitized));
         KovaLogDebug("Added user properties: %@", sanitized);
@@ -70,26 +71,27 @@ void KovaTracker::addEventProperties(const std::optional<Value>& properties) {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Add Event Properties");
   Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
   if (sanitized.empty()) return;
-  performSafelyOnMutationQueueWithBlock("addEventProperties:",
-                                        [sanitized = std::move(sanitized)](KovaTracker& tracker) {
-                                          tracker.identityManager_->addSanitizedEventProperties(sanitized);
-                                          tracker.logEventPropertiesFromSelector("addEventProperties:");
-                                        });
+  performSafelyOnMutationQueueWithBlock(
+      "addEventProperties:", [sanitized = std::move(sanitized)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+        tracker.identityManager_->addSanitizedEventProperties(sanitized);
+        tracker.logEventPropertiesFromSelector("addEventProperties:");
+      });
 }
 
 void KovaTracker::removeEventProperty(std::string_view name) {
-  performSafelyOnMutationQueueWithBlock("removeEventProperty:",
-                                        [name = std::string(name)](KovaTracker& tracker) {
-                                          tracker.identityManager_->removeEventProperty(name);
-                                          tracker.logEventPropertiesFromSelector("removeEventProperty:");
-                                        });
+  performSafelyOnMutationQueueWithBlock(
+      "removeEventProperty:", [name = std::string(name)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+        tracker.identityManager_->removeEventProperty(name);
+        tracker.logEventPropertiesFromSelector("removeEventProperty:");
+      });
 }
 
 void KovaTracker::clearEventProperties() {
-  performSafelyOnMutationQueueWithBlock("clearEventProperties", [](KovaTracker& tracker) {
-    tracker.identityManager_->resetEventProperties();
-    tracker.logEventPropertiesFromSelector("clearEventProperties");
-  });
+  performSafelyOnMutationQueueWithBlock("clearEventProperties",
+                                        [](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+                                          tracker.identityManager_->resetEventProperties();
+                                          tracker.logEventPropertiesFromSelector("clearEventProperties");
+                                        });
 }
 
 void KovaTracker::logEventPropertiesFromSelector(const char* fromSelector) const {

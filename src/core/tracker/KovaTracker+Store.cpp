@@ -71,6 +71,7 @@ void KovaTracker::releaseHeldWork() {
 void KovaTracker::takeUpStoreAfter(double seconds, double secondsLeft) {
   mutationQueue_->after(seconds, [self = retained(*this), secondsLeft] {
     kova::guarded({"KovaTracker", "takeUpStore"}, [&] {
+      kova::mutationQueue.isHere();
       if (self->isStopped_) return;
       if (self->takeUpStore(secondsLeft > 0)) {
         if (self->isBeginningOwed_) self->beginWithStored();
@@ -110,8 +111,10 @@ void KovaTracker::beginWithStored() {
 void KovaTracker::enqueueLifecycleEvent() {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Lifecycle Event");
   bool isStored = false;
-  KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(
-      *options_, [&](const KILifecycleEvent& event) { return isStored = storeLifecycleEvent(event); });
+  KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(*options_, [&](const KILifecycleEvent& event) {
+    kova::mutationQueue.isHere();
+    return isStored = storeLifecycleEvent(event);
+  });
   if (isStored) persistentStore_->removeObjectForKey(kLifecycleEventVersionKey);
 }
 

@@ -106,7 +106,8 @@ void KovaTracker::start() {
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();
-  performSafelyOnMutationQueueWithBlock("start", [](KovaTracker& tracker) { tracker.beginWithStored(); });
+  performSafelyOnMutationQueueWithBlock(
+      "start", [](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE { tracker.beginWithStored(); });
 }
 
 void KovaTracker::setUpTelemetry() const {
@@ -129,7 +130,7 @@ void KovaTracker::stop(std::string_view nextAppId) {
   leaveStoreTo(nextAppId);
   uploader_->stop();
   stopEVPairing();
-  performSafelyOnMainQueueWithBlock("stop", [](KovaTracker& tracker) {
+  performSafelyOnMainQueueWithBlock("stop", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
     if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
   });
   storeEnqueuedMessages("stop");
@@ -150,7 +151,7 @@ void KovaTracker::takeOverTouchesOf(KovaTracker& previous) {
 }
 
 void KovaTracker::storeEnqueuedMessages(const char* fromSelector) {
-  performSafelyOnMutationQueueWithBlock(fromSelector, [](KovaTracker& tracker) {
+  performSafelyOnMutationQueueWithBlock(fromSelector, [](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
     tracker.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
   });
 }
@@ -172,6 +173,7 @@ void KovaTracker::bindApplicationEventListeners() {
 
 void KovaTracker::appDidEnterBackground() {
   kova::guarded({"KovaTracker", "appDidEnterBackground:"}, [] {
+    kova::mainThread.isHere();
     const auto tracker = sharedTracker();
     if (!tracker) return;
     tracker->storeEnqueuedMessages("appDidEnterBackground:");
@@ -200,7 +202,7 @@ void KovaTracker::sceneWillEnterForeground(const std::shared_ptr<NSObject>& scen
 }
 
 void KovaTracker::extendSession() {
-  performSafelyOnMainQueueWithBlock("extendSession", [](KovaTracker& tracker) {
+  performSafelyOnMainQueueWithBlock("extendSession", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
     if (tracker.isStopped_) return;  // its timer would keep it alive for ever
     const double interval = tracker.options_->testOnlySessionExpirationInterval().value_or(0);
     if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
@@ -212,8 +214,9 @@ void KovaTracker::extendSession() {
 }
 
 void KovaTracker::resetSession() {
-  performSafelyOnMutationQueueWithBlock(
-      "resetSession", [](KovaTracker& tracker) { tracker.sessionManager_->resetSessionWithNewUser(false); });
+  performSafelyOnMutationQueueWithBlock("resetSession", [](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+    tracker.sessionManager_->resetSessionWithNewUser(false);
+  });
   extendSession();
 }
 

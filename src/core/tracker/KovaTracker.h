@@ -72,12 +72,12 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   // for the life of the process.
   static void instrumentAutocaptureWithOptions(const KovaOptions& options);
 
-  void start();
+  void start() KOVA_ON_MAIN_THREAD;
   // The tracker that replaces it is of the environment `nextAppId`.
   void stop(std::string_view nextAppId);
   // Touches that wait go on waiting with this tracker when it is of the same environment; for another one
-  // they are complete as they are, and stored. Main thread.
-  void takeOverTouchesOf(KovaTracker& previous);
+  // they are complete as they are, and stored.
+  void takeOverTouchesOf(KovaTracker& previous) KOVA_ON_MAIN_THREAD;
 
   bool isTrackingEnabled() const { return isTrackingEnabled_; }
   void setTrackingEnabled(bool enabled) { isTrackingEnabled_ = enabled; }
@@ -127,9 +127,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
                                        const std::optional<platform::String>& selectorString,
                                        std::shared_ptr<platform::NSObject> sender);
   // Queues an event that is complete. Main thread.
-  void consumeTouchEvent(std::shared_ptr<KITouchEvent> event);
+  void consumeTouchEvent(std::shared_ptr<KITouchEvent> event) KOVA_ON_MAIN_THREAD;
   // Queues every touch that still waits.
-  void consumeAllLiveTouches();
+  void consumeAllLiveTouches() KOVA_ON_MAIN_THREAD;
 
   // Custom and framework events. Properties that are not given are nullopt; anything but a dictionary is
   // discarded.
@@ -155,9 +155,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
 
   // Pageviews. Without one, no event leaves the device.
   void injectPageviewsIfNeeded();
-  // A screen has appeared. Answers whether it is recorded. Main thread.
+  // A screen has appeared. Answers whether it is recorded.
   bool recordAutocapturedPageviewWithViewController(
-      const std::shared_ptr<platform::UIViewController>& controller);
+      const std::shared_ptr<platform::UIViewController>& controller) KOVA_ON_MAIN_THREAD;
 
   void logDebugTrackingDisabled(std::string_view label) const;
 
@@ -167,6 +167,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   template <class Block>
   void performSafelyOnMutationQueueWithBlock(const char* selector, Block block) {
     kova::perform(*mutationQueue_, *this, selector, [block = std::move(block)](KovaTracker& tracker) mutable {
+      kova::mutationQueue.isHere();
       if (!tracker.isStopped_) return block(tracker);
       block(*tracker.inForce());
     });
@@ -176,7 +177,10 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   template <class Block>
   void performSafelyOnMutationQueueLazilyWithBlock(const char* selector, Block block) {
     mutationQueue_->addOperationLazily(KOVA_safeBlockOperationWithBlock(
-        [self = platform::retained(*this), block = std::move(block)]() mutable { block(*self); },
+        [self = platform::retained(*this), block = std::move(block)]() mutable {
+          kova::mutationQueue.isHere();
+          block(*self);
+        },
         {*this, selector}));
   }
   // Runs block(tracker) at once on the main thread; from elsewhere it is queued there.
@@ -192,8 +196,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   // The shared tracker when it is of the same environment, else this one.
   std::shared_ptr<KovaTracker> inForce();
   // What the Event Visualizer is to be sent with an event that is being recorded; null when it is not told of
-  // it. Main thread.
-  std::shared_ptr<const KovaEventRecording> recordingOfScreen(EventVisualizer eventVisualizer) const;
+  // it.
+  std::shared_ptr<const KovaEventRecording> recordingOfScreen(EventVisualizer eventVisualizer) const
+      KOVA_ON_MAIN_THREAD;
 
   void startEVTriggerDetection() const;
   static void bindApplicationEventListeners();
@@ -210,18 +215,18 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   // Suspends the mutation queue while the store cannot be read, for one upload interval at most, in all of
   // the trackers that follow one another in an environment. From then on the work goes on with a user made
   // up, and what is stored is taken up when it can be read.
-  void holdWorkWhileStoreIsUnreadable();
-  void releaseHeldWork();
+  void holdWorkWhileStoreIsUnreadable() KOVA_ON_MAIN_THREAD;
+  void releaseHeldWork() KOVA_ON_MAIN_THREAD;
   void takeUpStoreAfter(double seconds, double secondsLeft);
   // False when it is to be tried again.
   bool takeUpStore(bool mayWait);
   bool takeUpLockedStore(bool mayWait) PLATFORM_REQUIRES(storeMutex_);
   void leaveStoreTo(std::string_view nextAppId);
   // What waits for the stored queues; while they are unread, it waits for them to be taken up.
-  void beginWithStored();
+  void beginWithStored() KOVA_ON_MUTATION_QUEUE;
   void setUpTelemetry() const;
-  void enqueueLifecycleEvent();
-  bool storeLifecycleEvent(const KILifecycleEvent& event);
+  void enqueueLifecycleEvent() KOVA_ON_MUTATION_QUEUE;
+  bool storeLifecycleEvent(const KILifecycleEvent& event) KOVA_ON_MUTATION_QUEUE;
 
   // The three roads: read… makes a value of what the screen tells, on the main thread; consume… hands it
   // over; enqueue… makes a message or URL of it on the mutation queue.
@@ -229,14 +234,14 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   struct ActiveScreen;  // what the screen in front adds to it
   void trackCustomEvent(CustomEvent event);
   std::shared_ptr<KIMoment> momentOfCall(const char* fromSelector);
-  ActiveScreen readActiveScreen(const CustomEvent& event);
+  ActiveScreen readActiveScreen(const CustomEvent& event) KOVA_ON_MAIN_THREAD;
   void consumeCustomEvent(CustomEvent event, ActiveScreen screen);
-  void enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen);
+  void enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen) KOVA_ON_MUTATION_QUEUE;
 
   struct TouchInput;
-  std::shared_ptr<KITouchEvent> readTouch(const TouchInput& input);  // null when it is not recorded
-  void keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event);
-  void enqueueTouchEvent(const KITouchEvent& event);
+  std::shared_ptr<KITouchEvent> readTouch(const TouchInput& input) KOVA_ON_MAIN_THREAD;  // may be null
+  void keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event) KOVA_ON_MAIN_THREAD;
+  void enqueueTouchEvent(const KITouchEvent& event) KOVA_ON_MUTATION_QUEUE;
 
   struct Pageview;
   // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events
@@ -246,35 +251,36 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
                                               PageviewInfoBuilder mainQueuePageviewInfoBuilder,
                                               Repeat repeat = Repeat::Always);
   // None when there is none to record.
-  std::optional<Pageview> readPageview(const PageviewInfoBuilder& builder, Repeat repeat);
-  void consumePageview(const char* fromSelector, Pageview pageview);
-  void enqueuePageview(const Pageview& pageview);
+  std::optional<Pageview> readPageview(const PageviewInfoBuilder& builder, Repeat repeat) KOVA_ON_MAIN_THREAD;
+  void consumePageview(const char* fromSelector, Pageview pageview) KOVA_ON_MAIN_THREAD;
+  void enqueuePageview(const Pageview& pageview) KOVA_ON_MUTATION_QUEUE;
 
   void logEventPropertiesFromSelector(const char* fromSelector) const;
   // One step, in memory and in the store: nobody is seen in between as another user under the same name, or
   // as the same user without one.
-  void identifyOnMutationQueue(const platform::String& identity);
-  // False, changing nothing, when the user is anonymous already. Mutation queue.
-  bool beginWithNewUser();
+  void identifyOnMutationQueue(const platform::String& identity) KOVA_ON_MUTATION_QUEUE;
+  // False, changing nothing, when the user is anonymous already.
+  bool beginWithNewUser() KOVA_ON_MUTATION_QUEUE;
 
   // False when the queue of pageviews is full.
-  bool enqueuePageviewUrl(const platform::Dictionary& pageviewInfo);
+  bool enqueuePageviewUrl(const platform::Dictionary& pageviewInfo) KOVA_ON_MUTATION_QUEUE;
   static platform::Dictionary applyTimestampAndIdToPageviewInfo(const platform::Dictionary& pageviewInfo);
   void injectSyntheticPageviewIfNeeded();
-  platform::Dictionary pageviewInfoForViewController(platform::UIViewController& controller) const;
-  static bool isSceneBasedApp();
+  platform::Dictionary pageviewInfoForViewController(platform::UIViewController& controller) const
+      KOVA_ON_MAIN_THREAD;
+  static bool isSceneBasedApp() KOVA_ON_MAIN_THREAD;
   void recordAdditionalPageviewFromForegroundingApp();
   // The scene may be null.
   void recordAdditionalPageviewFromForegroundingScene(std::shared_ptr<platform::UIWindowScene> scene);
   // Both answer whether one is recorded.
-  bool recordAdditionalAutocapturedPageviewForWindow(platform::UIWindow& window);
-  bool recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+  bool recordAdditionalAutocapturedPageviewForWindow(platform::UIWindow& window) KOVA_ON_MAIN_THREAD;
+  bool recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() KOVA_ON_MAIN_THREAD;
   void backfillPendingTouchEventsWithPageview();
   void backfillTouchEvents(KITouchEventCache::Events events);
   void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
       Completion completion);
-  void recordVisibleViewControllersFromPreviousSession();
-  void reportScreenShownBeforeStart() const;
+  void recordVisibleViewControllersFromPreviousSession() KOVA_ON_MAIN_THREAD;
+  void reportScreenShownBeforeStart() const KOVA_ON_MAIN_THREAD;
 
   std::atomic<bool> isTrackingEnabled_;
   const std::string appId_;
@@ -285,19 +291,19 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::shared_ptr<KIIdentityManager> identityManager_;
   std::unique_ptr<KISessionManager> sessionManager_;
   std::shared_ptr<KovaQueueManager> queueManager_;
-  std::shared_ptr<KITouchEventCache> touchEventCache_;  // main thread only
+  std::shared_ptr<KITouchEventCache> touchEventCache_ KOVA_OF_MAIN_THREAD;
   std::unique_ptr<const KovaRequestBuilder> requestBuilder_;
   std::unique_ptr<const KovaMessageBuilder> messageBuilder_;
   std::shared_ptr<KovaUploader> uploader_;
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
-  std::shared_ptr<KovaEventVisualizer> eventVisualizer_;  // main thread only; null until pairing is asked for
+  std::shared_ptr<KovaEventVisualizer> eventVisualizer_ KOVA_OF_MAIN_THREAD;  // null until asked for
   std::atomic<bool> isStopped_ = false;
   // Held while the store is taken up, which two trackers of an environment may try.
   platform::Mutex storeMutex_;
   StoreState storeState_ PLATFORM_GUARDED_BY(storeMutex_) = StoreState::Unread;
-  std::optional<double> holdEnd_;     // main thread only; by the scheduler's uptime, none without a hold
-  bool isBeginningOwed_ = false;      // mutation queue only
-  bool isDescribingScreen_ = false;   // main thread only
-  bool areUploadsSuspended_ = false;  // main thread only
-  std::shared_ptr<platform::NSTimer> sessionExpirationTimer_;  // main thread only
+  std::optional<double> holdEnd_ KOVA_OF_MAIN_THREAD;  // by the scheduler's uptime, none without a hold
+  bool isBeginningOwed_ KOVA_OF_MUTATION_QUEUE = false;
+  bool isDescribingScreen_ KOVA_OF_MAIN_THREAD = false;
+  bool areUploadsSuspended_ KOVA_OF_MAIN_THREAD = false;
+  std::shared_ptr<platform::NSTimer> sessionExpirationTimer_ KOVA_OF_MAIN_THREAD;
 };

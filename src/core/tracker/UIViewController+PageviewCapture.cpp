@@ -30,7 +30,10 @@ using Completion = UIViewController::Completion;
 void __KOVA_ViewDidAppear(UIViewController& self, SEL selector, bool animated) {
   const auto kept = retained(&self);
   __KOVA_ViewDidAppear_Orig(self, selector, animated);
-  kova::guarded({self, selector}, [&] { KOVA_handleViewDidAppear(self, animated); });
+  kova::guarded({self, selector}, [&] {
+    kova::mainThread.isHere();
+    KOVA_handleViewDidAppear(self, animated);
+  });
 }
 
 void __KOVA_PresentViewControllerAnimatedCompletion(UIViewController& self, SEL selector,

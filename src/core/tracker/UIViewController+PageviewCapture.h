@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 #include "platform/uikit/UIViewController.h"
+#include "src/core/Threads.h"
 
 // Records a pageview whenever the view of a controller has appeared: the library puts its own implementations
 // around three methods of UIViewController, and what they notice goes to the shared tracker. Main thread.
@@ -21,7 +22,7 @@ extern decltype(platform::UIViewController::dismissViewControllerMethod)::Imp
     __KOVA_DismissViewControllerAnimatedCompletion_Orig;
 
 // What the replacements call after the implementations before.
-void KOVA_handleViewDidAppear(platform::UIViewController& controller, bool animated);
+void KOVA_handleViewDidAppear(platform::UIViewController& controller, bool animated) KOVA_ON_MAIN_THREAD;
 void KOVA_handlePresentViewController(platform::UIViewController& presenting,
                                       const std::shared_ptr<platform::UIViewController>& presented,
                                       bool animated,
@@ -30,7 +31,8 @@ void KOVA_handleDismissViewController(platform::UIViewController& controller, bo
                                       const platform::UIViewController::Completion& completion);
 
 // Records a pageview of the controller, unless it is one of the system's own or was the last one to get here.
-void KOVA_recordAutocapturedPageview(const std::shared_ptr<platform::UIViewController>& controller);
+void KOVA_recordAutocapturedPageview(const std::shared_ptr<platform::UIViewController>& controller)
+    KOVA_ON_MAIN_THREAD;
 
 // The screen that the controller stands for: itself or, for a container, the one that it shows. Null for a
 // container that is empty.
