@@ -112,8 +112,7 @@ void KovaTracker::CustomEvent::log(const Dictionary& eventProperties) const {
         name, sourceProperties.given, eventProperties);
   } else {
     KovaLogDebug(
-        "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n - "
-        "eventProperties: %@",
+        "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n - eventProperties: %@",
         source, name, properties.given, sourceProperties.given, eventProperties);
   }
 }
