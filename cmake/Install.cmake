@@ -1,6 +1,7 @@
 # What `cmake --install` lays down, so that a project elsewhere says find_package(Kova) and links Kova::Kova:
 #
-#   <lib>/                 the libraries Kova and KovaPlatform (on Apple systems Kova.framework, with its headers inside)
+#   <lib>/                 the libraries Kova and KovaPlatform (on Apple systems Kova.framework, with its headers inside),
+#                          and KovaSimulator for the tests of a host
 #   <lib>/cmake/Kova/      the package
 #   <include>/kova/Kova/   what a host app includes
 #   <include>/kova/platform/<layer>/   what those headers, and hosts that set up the platform, include in turn
@@ -13,14 +14,15 @@ set(kova_package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Kova)
 file(GLOB kova_public_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/Kova/*.h)
 set_target_properties(Kova PROPERTIES PUBLIC_HEADER "${kova_public_headers}")
 set_target_properties(KovaPlatform PROPERTIES EXPORT_NAME Platform)
+set_target_properties(KovaSimulator PROPERTIES EXPORT_NAME Simulator)
 
-# The two libraries stand side by side and find each other, wherever the prefix is moved to.
+# The libraries stand side by side and find each other, wherever the prefix is moved to.
 if(NOT APPLE)
-  set_target_properties(Kova PROPERTIES INSTALL_RPATH "$ORIGIN")
+  set_target_properties(Kova KovaSimulator PROPERTIES INSTALL_RPATH "$ORIGIN")
 endif()
 
 install(
-  TARGETS Kova KovaPlatform
+  TARGETS Kova KovaPlatform KovaSimulator
   EXPORT KovaTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
