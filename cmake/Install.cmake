@@ -31,17 +31,12 @@ install(
   PUBLIC_HEADER DESTINATION ${kova_header_folder}/Kova
   INCLUDES DESTINATION ${kova_header_folder})
 
-# Headers that only their layer's own sources include; some of them need headers of other projects.
-set(kova_internal_headers CairoHandles HTTPTransfer MainQueueTimer OpenSSLUse SerialWorker Text TextLayout ThreadQueue
-                          TransferThread UserDefaultsDatabase WebSocketConnector WebSocketTask WebSocketThread
-                          WebSocketTransport WebSocketUpgrade)
-list(JOIN kova_internal_headers "|" kova_internal_headers)
 install(
   DIRECTORY ${PROJECT_SOURCE_DIR}/platform/
   DESTINATION ${kova_header_folder}/platform
   FILES_MATCHING
   PATTERN "*.h"
-  REGEX "/(${kova_internal_headers})\\.h$" EXCLUDE)
+  PATTERN "internal" EXCLUDE)
 
 install(EXPORT KovaTargets NAMESPACE Kova:: DESTINATION ${kova_package_folder})
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KovaConfig.cmake.in ${PROJECT_BINARY_DIR}/KovaConfig.cmake

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "platform/dispatch/NSTimer.h"
-#include "platform/dispatch/Uptime.h"
+#include "platform/dispatch/internal/Uptime.h"
 
 namespace platform {
 

@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
-#include "platform/dispatch/MainQueueTimer.h"
 #include "platform/dispatch/Scheduler.h"
+#include "platform/dispatch/internal/MainQueueTimer.h"
 
 namespace platform {
 

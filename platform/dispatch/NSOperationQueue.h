@@ -58,9 +58,9 @@ class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
   // Any thread.
   std::shared_ptr<DispatchTimer> after(double seconds, Work block);
 
-  // Returns when no operation is queued or runs any more, those added meanwhile included, those that a
-  // suspension holds back not. Not for the main
-  // queue, and not to be called by this queue's own work: both throw std::logic_error.
+  // Returns when no operation is queued or runs any more: those added meanwhile count, those that a
+  // suspension holds back do not. Throws std::logic_error on the main queue, and when called by this queue's
+  // own work.
   void waitUntilAllOperationsAreFinished();
 
   // Returns when the operations that were added before this call have finished, whatever is added meanwhile.

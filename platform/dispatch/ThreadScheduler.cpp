@@ -3,8 +3,8 @@
 #include <ctime>
 #include <stdexcept>
 
-#include "platform/dispatch/ThreadQueue.h"
-#include "platform/dispatch/Uptime.h"
+#include "platform/dispatch/internal/ThreadQueue.h"
+#include "platform/dispatch/internal/Uptime.h"
 
 namespace platform {
 

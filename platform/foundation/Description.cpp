@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <vector>
 
+#include "platform/foundation/ASCII.h"
 #include "platform/foundation/Decimal.h"
+#include "platform/foundation/Text.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
 
@@ -17,35 +19,17 @@ namespace {
 constexpr int kDeepestLevel = 200;
 
 bool standsWithoutQuotes(std::string_view text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-  });
-}
-
-// The next code point of well-formed UTF-8, removed from the head of `text`.
-char32_t takeCodePoint(std::string_view& text) {
-  const auto lead = static_cast<unsigned char>(text[0]);
-  const std::size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  char32_t point = length == 1 ? lead : lead & (0xFFu >> (length + 1));
-  for (std::size_t i = 1; i < length; ++i)
-    point = (point << 6) | (static_cast<unsigned char>(text[i]) & 0x3F);
-  text.remove_prefix(length);
-  return point;
+  return !text.empty() && std::ranges::all_of(text, isASCIIAlphanumeric);
 }
 
 // The digits of a number in a base of 2^bits, with zeros in front.
-void appendDigits(std::string& out, char32_t number, int digits, int bits) {
+void appendDigits(std::string& out, char16_t number, int digits, int bits) {
   for (int i = digits - 1; i >= 0; --i)
     out += "0123456789abcdef"[(number >> (i * bits)) & ((1u << bits) - 1)];
 }
 
-void appendUTF16Escape(std::string& out, char32_t unit) {
-  out += "\\U";
-  appendDigits(out, unit, 4, 4);
-}
-
-void appendQuotedCharacter(std::string& out, char32_t point) {
-  switch (point) {
+void appendQuotedCharacter(std::string& out, char16_t unit) {
+  switch (unit) {
     case '"':
       out += "\\\"";
       return;
@@ -64,16 +48,14 @@ void appendQuotedCharacter(std::string& out, char32_t point) {
     default:
       break;
   }
-  if (point >= 0x20 && point < 0x7F) {
-    out += static_cast<char>(point);
-  } else if (point < 0x20 || point == 0x7F) {
+  if (unit >= 0x20 && unit < 0x7F) {
+    out += static_cast<char>(unit);
+  } else if (unit < 0x80) {
     out += '\\';
-    appendDigits(out, point, 3, 3);
-  } else if (point < 0x10000) {
-    appendUTF16Escape(out, point);
+    appendDigits(out, unit, 3, 3);
   } else {
-    appendUTF16Escape(out, 0xD800 + ((point - 0x10000) >> 10));
-    appendUTF16Escape(out, 0xDC00 + ((point - 0x10000) & 0x3FF));
+    out += "\\U";
+    appendDigits(out, unit, 4, 4);
   }
 }
 
@@ -83,7 +65,7 @@ void appendQuotedIfNeeded(std::string& out, std::string_view text) {
     return;
   }
   out += '"';
-  while (!text.empty()) appendQuotedCharacter(out, takeCodePoint(text));
+  for (const char16_t unit : utf16(text)) appendQuotedCharacter(out, unit);
   out += '"';
 }
 

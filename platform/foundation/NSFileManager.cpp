@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "platform/foundation/Random.h"
+#include "platform/foundation/internal/FileDescriptor.h"
 #include "platform/runtime/Condition.h"
 
 namespace platform {
@@ -32,27 +33,6 @@ InstalledDirectories& installed() {
   static InstalledDirectories& instance = *new InstalledDirectories;
   return instance;
 }
-
-// Closes on every way out.
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int number) : number_(number) {}
-  ~FileDescriptor() {
-    const int failure = errno;  // of what was done with it, for the caller to see
-    close();
-    errno = failure;
-  }
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-  bool isOpen() const { return number_ >= 0; }
-  int number() const { return number_; }
-  // False when the file system reports only now that it could not keep what was written.
-  bool close() { return number_ < 0 || ::close(std::exchange(number_, -1)) == 0; }
-
- private:
-  int number_;
-};
 
 bool writeAll(int file, std::string_view contents) {
   while (!contents.empty()) {

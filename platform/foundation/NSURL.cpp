@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "platform/foundation/PercentEncoding.h"
+
 namespace platform {
 namespace {
 
@@ -10,34 +12,11 @@ constexpr std::string_view kUnreservedMarks = "-._~";
 constexpr std::string_view kSubDelimiters = "!$&'()*+,;=";
 constexpr int kLargestPort = 65535;
 
-bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-int hexValue(char c) {
-  if (isDigit(c)) return c - '0';
-  if (lower(c) >= 'a' && lower(c) <= 'f') return lower(c) - 'a' + 10;
-  return -1;
-}
-
-bool isEscape(std::string_view text, std::size_t at) {
-  return text[at] == '%' && at + 2 < text.size() && hexValue(text[at + 1]) >= 0 &&
-         hexValue(text[at + 2]) >= 0;
-}
-
 // What may stand in a path segment; a path has "/" besides, a query and a fragment "/" and "?".
 bool isPathCharacter(char c) {
-  return isAlpha(c) || isDigit(c) || c == ':' || c == '@' ||
+  return isASCIIAlphanumeric(c) || c == ':' || c == '@' ||
          kUnreservedMarks.find(c) != std::string_view::npos ||
          kSubDelimiters.find(c) != std::string_view::npos;
-}
-
-void appendEscape(std::string& out, char c) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  const auto byte = static_cast<unsigned char>(c);
-  out += '%';
-  out += kDigits[byte >> 4];
-  out += kDigits[byte & 15];
 }
 
 // Existing escapes stay.
@@ -46,10 +25,10 @@ std::string encode(std::string_view text, std::string_view alsoAllowed) {
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
-    if (isPathCharacter(c) || alsoAllowed.find(c) != std::string_view::npos || isEscape(text, i)) {
+    if (isPathCharacter(c) || alsoAllowed.find(c) != std::string_view::npos || percentEscapeAt(text, i)) {
       out += c;
     } else {
-      appendEscape(out, c);
+      appendPercentEscape(out, c);
     }
   }
   return out;
@@ -63,7 +42,7 @@ std::string encodePlainPath(std::string_view path) {
     if (isPathCharacter(c) || c == '/') {
       out += c;
     } else {
-      appendEscape(out, c);
+      appendPercentEscape(out, c);
     }
   }
   return out;
@@ -73,12 +52,9 @@ std::string decode(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (!isEscape(text, i)) {
-      out += text[i];
-      continue;
-    }
-    out += static_cast<char>(hexValue(text[i + 1]) * 16 + hexValue(text[i + 2]));
-    i += 2;
+    const std::optional<char> byte = percentEscapeAt(text, i);
+    out += byte.value_or(text[i]);
+    if (byte) i += 2;
   }
   return out;
 }
@@ -91,9 +67,9 @@ std::string_view takeUntil(std::string_view& text, std::string_view delimiters) 
 }
 
 bool isScheme(std::string_view text) {
-  if (text.empty() || !isAlpha(text[0])) return false;
+  if (text.empty() || !isASCIILetter(text[0])) return false;
   return std::all_of(text.begin(), text.end(),
-                     [](char c) { return isAlpha(c) || isDigit(c) || c == '+' || c == '-' || c == '.'; });
+                     [](char c) { return isASCIIAlphanumeric(c) || c == '+' || c == '-' || c == '.'; });
 }
 
 bool isWebScheme(const std::optional<std::string>& scheme) { return scheme == "http" || scheme == "https"; }
@@ -127,8 +103,7 @@ std::string merged(std::string_view basePath, std::string_view path) {
 bool NSURL::Parts::readAuthority(std::string_view raw) {
   authority = encode(raw, "[]");
   for (const char c : raw) {
-    const bool isASCII = static_cast<unsigned char>(c) < 0x80;
-    if (isASCII && !isPathCharacter(c) && c != '[' && c != ']' && c != '%') return false;
+    if (isASCII(c) && !isPathCharacter(c) && c != '[' && c != ']' && c != '%') return false;
   }
   std::string_view rest = *authority;
   if (const std::size_t at = rest.rfind('@'); at != std::string_view::npos) rest.remove_prefix(at + 1);
@@ -187,7 +162,7 @@ std::optional<NSURL::Parts> NSURL::parse(std::string_view text) {
 
   // The text keeps the scheme as it was given.
   parts.compose();
-  if (parts.scheme) std::transform(parts.scheme->begin(), parts.scheme->end(), parts.scheme->begin(), lower);
+  if (parts.scheme) std::ranges::transform(*parts.scheme, parts.scheme->begin(), lowercaseASCII);
   if (isWebScheme(parts.scheme) && parts.host.value_or("").empty()) return std::nullopt;
   return parts;
 }

@@ -1,8 +1,8 @@
 #include "platform/foundation/NSUUID.h"
 
 #include <span>
-#include <string_view>
 
+#include "platform/foundation/ASCII.h"
 #include "platform/foundation/Random.h"
 
 namespace platform {
@@ -16,13 +16,12 @@ NSUUID NSUUID::UUID() {
 }
 
 std::string NSUUID::UUIDString() const {
-  constexpr std::string_view digits = "0123456789ABCDEF";
   std::string text;
   text.reserve(36);
   for (std::size_t i = 0; i < bytes_.size(); ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += digits[bytes_[i] >> 4];
-    text += digits[bytes_[i] & 0x0f];
+    text += kHexadecimalDigits[bytes_[i] >> 4];
+    text += kHexadecimalDigits[bytes_[i] & 0x0f];
   }
   return text;
 }

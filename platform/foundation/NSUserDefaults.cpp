@@ -7,8 +7,9 @@
 
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSJSONSerialization.h"
+#include "platform/foundation/PercentEncoding.h"
 #include "platform/foundation/SystemLog.h"
-#include "platform/foundation/UserDefaultsDatabase.h"
+#include "platform/foundation/internal/UserDefaultsDatabase.h"
 
 namespace platform {
 
@@ -97,13 +98,10 @@ std::optional<Value> fromStoredForm(std::string_view text) {
 std::string fileName(std::string_view suite) {
   std::string name;
   for (const char c : suite) {
-    const bool isPlain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                         c == '-' || c == '_' || (c == '.' && !name.empty());
-    if (isPlain) {
+    if (isASCIIAlphanumeric(c) || c == '-' || c == '_' || (c == '.' && !name.empty())) {
       name += c;
     } else {
-      constexpr std::string_view digits = "0123456789ABCDEF";
-      name += {'%', digits[static_cast<unsigned char>(c) >> 4], digits[static_cast<unsigned char>(c) & 15]};
+      appendPercentEscape(name, c);
     }
   }
   return (name.empty() ? "standard" : name) + ".sqlite";

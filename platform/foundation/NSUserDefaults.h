@@ -37,15 +37,14 @@ class UserDefaultsDatabase;
 // cause is logged once until it has passed.
 //
 // Any thread. One mutex a suite, held while the database is read or written, never while text is made or a
-// line is logged. A call waits for another process for 100 ms at most, and while that one goes on, later
-// calls do not wait at all: it is as with a store that cannot be used. Not to be used in a child that has
-// forked without a new program image.
+// line is logged. A call waits for another process for 100 ms at most; as long as that process goes on, later
+// calls do not wait at all, as with a store that cannot be used. A child that was forked, and has started no
+// program of its own, must not use it.
 class NSUserDefaults {
  public:
   // The application's own, named by its identifier. Lives as long as the process.
   static NSUserDefaults& standardUserDefaults();
-  // Of each suite there is one object in a process, shared by all who hold it; the last one to let go closes
-  // it.
+  // A process has one object a suite, shared by all who hold it; the last one to let go closes it.
   static std::shared_ptr<NSUserDefaults> withSuiteName(std::string_view suite);
 
   ~NSUserDefaults();

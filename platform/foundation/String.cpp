@@ -1,34 +1,17 @@
 #include "platform/foundation/String.h"
 
-#include <utf8proc.h>
-
 #include <algorithm>
 #include <new>
 
+#include "platform/foundation/ASCII.h"
+#include "platform/foundation/CodePoints.h"
+
 namespace platform {
 
-namespace {
-
-bool isASCII(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
-// Length in bytes of the well-formed sequence at the head of `text`, or 0 when there is none.
-std::size_t sequenceLength(std::string_view text) {
-  utf8proc_int32_t codepoint;
-  const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                                       static_cast<utf8proc_ssize_t>(text.size()), &codepoint);
-  return length > 0 ? static_cast<std::size_t>(length) : 0;
-}
-
-}  // namespace
-
 bool isWellFormedUTF8(std::string_view text) {
-  if (isASCII(text)) return true;
+  if (std::ranges::all_of(text, isASCII)) return true;
   while (!text.empty()) {
-    const std::size_t length = sequenceLength(text);
-    if (length == 0) return false;
-    text.remove_prefix(length);
+    if (!takeCodePoint(text).isWellFormed()) return false;
   }
   return true;
 }
@@ -37,14 +20,9 @@ std::string wellFormedUTF8(std::string_view text) {
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t length = sequenceLength(text);
-    if (length == 0) {
-      result += "\xEF\xBF\xBD";
-      text.remove_prefix(1);
-      continue;
-    }
-    result.append(text.substr(0, length));
-    text.remove_prefix(length);
+    const std::string_view rest = text;
+    const CodePoint point = takeCodePoint(text);
+    result.append(point.isWellFormed() ? rest.substr(0, point.length) : "\xEF\xBF\xBD");
   }
   return result;
 }

@@ -11,7 +11,9 @@
 #include <new>
 #include <string>
 
+#include "platform/foundation/CodePoints.h"
 #include "platform/runtime/Condition.h"
+#include "platform/runtime/ScopedFlag.h"
 
 namespace platform {
 
@@ -60,11 +62,8 @@ std::string linePrefix() {
 std::string bounded(std::string_view message) {
   if (message.size() <= SystemLog::kLongestMessage) return std::string(message);
   std::size_t end = SystemLog::kLongestMessage;
-  const auto isContinuation = [&](std::size_t at) {
-    return (static_cast<unsigned char>(message[at]) & 0xc0) == 0x80;
-  };
   // No code point has more than three continuation bytes; more of them are no text to be careful with.
-  for (int steps = 0; steps < 3 && isContinuation(end); ++steps) --end;
+  for (int steps = 0; steps < 3 && isContinuationByte(message[end]); ++steps) --end;
   return std::string(message.substr(0, end)) + "… [cut, " + std::to_string(message.size()) + " bytes in all]";
 }
 
@@ -91,15 +90,13 @@ bool giveToSink(std::string_view message) {
     sink = state().sink;
   }
   if (!sink) return false;
-  insideSink = true;
-  bool taken = true;
+  const ScopedFlag inside(insideSink);
   try {
     (*sink)(message);
+    return true;
   } catch (...) {
-    taken = false;
+    return false;
   }
-  insideSink = false;
-  return taken;
 }
 
 }  // namespace

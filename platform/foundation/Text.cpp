@@ -3,43 +3,30 @@
 #include <openssl/evp.h>
 #include <utf8proc.h>
 
+#include "platform/foundation/CodePoints.h"
 #include "platform/foundation/NSException.h"
-#include "platform/foundation/OpenSSLUse.h"
+#include "platform/foundation/PercentEncoding.h"
 #include "platform/foundation/String.h"
+#include "platform/foundation/internal/OpenSSLUse.h"
 
 namespace platform {
 
 namespace {
 
-bool isWhitespaceOrNewline(utf8proc_int32_t point) {
+bool isWhitespaceOrNewline(char32_t point) {
   if ((point >= 0x09 && point <= 0x0D) || point == 0x85) return true;
-  const auto category = utf8proc_category(point);
+  const auto category = utf8proc_category(static_cast<utf8proc_int32_t>(point));
   return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL ||
          category == UTF8PROC_CATEGORY_ZP;
 }
 
-struct CodePoint {
-  utf8proc_int32_t value;
-  std::size_t length;
-};
-
-// The code point at the head of the text; U+FFFD of one byte for what is ill-formed.
-CodePoint codePointAt(std::string_view text) {
-  utf8proc_int32_t point;
-  const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                                       static_cast<utf8proc_ssize_t>(text.size()), &point);
-  if (length <= 0) return {0xFFFD, 1};
-  return {point, static_cast<std::size_t>(length)};
+// Whether a character as a reader sees it begins with the second of two code points; `state` is of the text.
+bool beginsCharacter(char32_t before, char32_t point, utf8proc_int32_t& state) {
+  return utf8proc_grapheme_break_stateful(static_cast<utf8proc_int32_t>(before),
+                                          static_cast<utf8proc_int32_t>(point), &state);
 }
 
 std::size_t unitsOf(const CodePoint& point) { return point.value < 0x10000 ? 1 : 2; }
-
-int hexadecimalDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 }  // namespace
 
@@ -47,8 +34,7 @@ std::u16string utf16(std::string_view text) {
   std::u16string units;
   units.reserve(text.size());
   while (!text.empty()) {
-    const CodePoint point = codePointAt(text);
-    text.remove_prefix(point.length);
+    const CodePoint point = takeCodePoint(text);
     if (point.value < 0x10000) {
       units.push_back(static_cast<char16_t>(point.value));
     } else {
@@ -61,11 +47,7 @@ std::u16string utf16(std::string_view text) {
 
 std::size_t utf16Length(std::string_view text) {
   std::size_t units = 0;
-  while (!text.empty()) {
-    const CodePoint point = codePointAt(text);
-    text.remove_prefix(point.length);
-    units += unitsOf(point);
-  }
+  while (!text.empty()) units += unitsOf(takeCodePoint(text));
   return units;
 }
 
@@ -74,10 +56,10 @@ std::string_view composedCharacterSequencesForPrefix(std::string_view text, std:
   std::size_t units = 0;
   std::size_t end = 0;
   utf8proc_int32_t state = 0;
-  utf8proc_int32_t before = 0;
+  char32_t before = 0;
   while (end < text.size()) {
     const CodePoint point = codePointAt(text.substr(end));
-    const bool startsSequence = end > 0 && utf8proc_grapheme_break_stateful(before, point.value, &state);
+    const bool startsSequence = end > 0 && beginsCharacter(before, point.value, state);
     if (units >= utf16Units && (end == 0 || startsSequence)) break;
     if (units >= utf16Units + kLongestCompletion) break;
     before = point.value;
@@ -105,10 +87,10 @@ std::string_view trimmingWhitespaceAndNewlines(std::string_view text) {
 std::string_view removingLastCharacter(std::string_view text) {
   std::size_t start = 0;  // of the last character seen so far
   utf8proc_int32_t state = 0;
-  std::optional<utf8proc_int32_t> previous;
+  std::optional<char32_t> previous;
   for (std::size_t i = 0; i < text.size();) {
     const CodePoint point = codePointAt(text.substr(i));
-    if (previous && utf8proc_grapheme_break_stateful(*previous, point.value, &state)) start = i;
+    if (previous && beginsCharacter(*previous, point.value, state)) start = i;
     previous = point.value;
     i += point.length;
   }
@@ -123,11 +105,9 @@ std::optional<std::string> removingPercentEncoding(std::string_view text) {
       bytes.push_back(text[i]);
       continue;
     }
-    if (i + 2 >= text.size()) return std::nullopt;
-    const int high = hexadecimalDigit(text[i + 1]);
-    const int low = hexadecimalDigit(text[i + 2]);
-    if (high < 0 || low < 0) return std::nullopt;
-    bytes.push_back(static_cast<char>(high * 16 + low));
+    const std::optional<char> byte = percentEscapeAt(text, i);
+    if (!byte) return std::nullopt;
+    bytes.push_back(*byte);
     i += 2;
   }
   if (!isWellFormedUTF8(bytes)) return std::nullopt;

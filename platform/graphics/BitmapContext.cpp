@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/graphics/CairoHandles.h"
-#include "platform/graphics/TextLayout.h"
+#include "platform/graphics/internal/CairoHandles.h"
+#include "platform/graphics/internal/TextLayout.h"
 
 namespace platform {
 
@@ -68,8 +68,8 @@ bool isWithinReach(cairo_t* cairo, const CGRect& rect) {
          CGRectContainsPoint(limits, {CGRectGetMaxX(rect), CGRectGetMaxY(rect)});
 }
 
-// The image itself or, where it is to be shown small, the smallest of its halvings that still has a pixel for
-// each of those on the sheet: a good filter would read every pixel of a large image each time.
+// The image itself or, where it is shown small, the smallest of its halvings that still has a pixel for each
+// of those on the sheet: a good filter would read every pixel of a large image each time.
 const Image& suitedFor(CGSize pixels, const Image& image) {
   const Image* suited = &image;
   while (suited->width() >= 2 * pixels.width && suited->height() >= 2 * pixels.height) {

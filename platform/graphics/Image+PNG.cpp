@@ -6,8 +6,8 @@
 #include <cstring>
 #include <new>
 
-#include "platform/graphics/CairoHandles.h"
 #include "platform/graphics/Image.h"
+#include "platform/graphics/internal/CairoHandles.h"
 
 namespace platform {
 

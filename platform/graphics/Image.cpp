@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/graphics/CairoHandles.h"
+#include "platform/graphics/internal/CairoHandles.h"
 
 namespace platform {
 

@@ -5,7 +5,7 @@
 #include <array>
 
 #include "platform/foundation/NSBundle.h"
-#include "platform/linux/Routes.h"
+#include "platform/linux/internal/Routes.h"
 #include "platform/net/NetworkReachability.h"
 #include "platform/uikit/InstallUIKit.h"
 #include "platform/uikit/UIApplication.h"

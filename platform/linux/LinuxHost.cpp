@@ -8,27 +8,19 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/foundation/ASCII.h"
 #include "platform/foundation/NSFileManager.h"
-#include "platform/foundation/OpenSSLUse.h"
+#include "platform/foundation/internal/OpenSSLUse.h"
 
 namespace platform {
 
 namespace {
 
-std::string trimmed(std::string_view text) {
-  const auto isSpace = [](char c) {
-    return std::string_view(" \t\r\n\v\f").find(c) != std::string_view::npos;
-  };
-  while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isSpace(text.back())) text.remove_suffix(1);
-  return std::string(text);
-}
-
 // The text of a file of one line; none when it cannot be read or is blank.
 std::optional<std::string> lineOfFile(const std::string& path) {
   const std::optional<std::string> contents = NSFileManager().contents(path);
   if (!contents) return std::nullopt;
-  std::string line = trimmed(*contents);
+  std::string line(trimmingASCIIBlanks(*contents));
   return line.empty() ? std::nullopt : std::optional(std::move(line));
 }
 

@@ -1,44 +1,36 @@
 #include "platform/net/NSURLError.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace platform {
 namespace {
 
+constexpr std::pair<int, const char*> kDescriptions[] = {
+    {NSURLErrorCancelled, "cancelled"},
+    {NSURLErrorBadURL, "bad URL"},
+    {NSURLErrorTimedOut, "The request timed out."},
+    {NSURLErrorUnsupportedURL, "unsupported URL"},
+    {NSURLErrorCannotFindHost, "A server with the specified hostname could not be found."},
+    {NSURLErrorCannotConnectToHost, "Could not connect to the server."},
+    {NSURLErrorNetworkConnectionLost, "The network connection was lost."},
+    {NSURLErrorHTTPTooManyRedirects, "too many HTTP redirects"},
+    {NSURLErrorNotConnectedToInternet, "The Internet connection appears to be offline."},
+    {NSURLErrorBadServerResponse, "There was a bad response from the server."},
+    {NSURLErrorCannotDecodeContentData, "cannot decode content data"},
+    {NSURLErrorDataLengthExceedsMaximum, "resource exceeds maximum size"},
+    {NSURLErrorSecureConnectionFailed,
+     "An SSL error has occurred and a secure connection to the server cannot be made."},
+};
+
 std::string descriptionOf(int code, const NSURL& url) {
-  switch (code) {
-    case NSURLErrorCancelled:
-      return "cancelled";
-    case NSURLErrorBadURL:
-      return "bad URL";
-    case NSURLErrorTimedOut:
-      return "The request timed out.";
-    case NSURLErrorUnsupportedURL:
-      return "unsupported URL";
-    case NSURLErrorCannotFindHost:
-      return "A server with the specified hostname could not be found.";
-    case NSURLErrorCannotConnectToHost:
-      return "Could not connect to the server.";
-    case NSURLErrorNetworkConnectionLost:
-      return "The network connection was lost.";
-    case NSURLErrorHTTPTooManyRedirects:
-      return "too many HTTP redirects";
-    case NSURLErrorNotConnectedToInternet:
-      return "The Internet connection appears to be offline.";
-    case NSURLErrorBadServerResponse:
-      return "There was a bad response from the server.";
-    case NSURLErrorCannotDecodeContentData:
-      return "cannot decode content data";
-    case NSURLErrorDataLengthExceedsMaximum:
-      return "resource exceeds maximum size";
-    case NSURLErrorSecureConnectionFailed:
-      return "An SSL error has occurred and a secure connection to the server cannot be made.";
-    case NSURLErrorServerCertificateUntrusted:
-      return "The certificate for this server is invalid. You might be connecting to a server that is pretending to be “" +
-             url.host().value_or("") + "” which could put your confidential information at risk.";
-    default:
-      return "unknown error";
+  if (code == NSURLErrorServerCertificateUntrusted) {
+    return "The certificate for this server is invalid. You might be connecting to a server that is pretending to be “" +
+           url.host().value_or("") + "” which could put your confidential information at risk.";
   }
+  const auto described = std::ranges::find(kDescriptions, code, &std::pair<int, const char*>::first);
+  return described == std::end(kDescriptions) ? "unknown error" : described->second;
 }
 
 }  // namespace

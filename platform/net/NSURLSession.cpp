@@ -4,7 +4,7 @@
 
 #include "platform/dispatch/DispatchQueue.h"
 #include "platform/dispatch/Scheduler.h"
-#include "platform/net/WebSocketTask.h"
+#include "platform/net/internal/WebSocketTask.h"
 
 namespace platform {
 namespace {

@@ -20,8 +20,8 @@ struct NSURLSessionConfiguration {
   // Seconds that an answer may take as a whole, from its first byte, or from the last byte of the request
   // should that be later; the request's own timeout, if it is longer. Then it is NSURLErrorTimedOut.
   double timeoutIntervalForAnswer = 120;
-  // Off, for who does not look at bodies: they are not kept, tasks complete with an empty one, and of a body
-  // without end no more is read than leaves the connection useful.
+  // Off for a caller that does not look at bodies: tasks complete with an empty one, nothing is kept, and a
+  // body without end is read only as far as it leaves the connection useful.
   bool keepsResponseBodies = true;
   // Bytes of a decoded response body that is kept; a longer one is NSURLErrorDataLengthExceedsMaximum.
   std::size_t maximumResponseBodySize = 16u << 20;

@@ -1,8 +1,8 @@
-// Starting and cancelling a task: what it needs of the transfer thread, which in its turn knows tasks.
+// Starting and cancelling a task: apart because the transfer thread knows tasks, too.
 
 #include "platform/net/NSURLError.h"
 #include "platform/net/NSURLSessionDataTask.h"
-#include "platform/net/TransferThread.h"
+#include "platform/net/internal/TransferThread.h"
 
 namespace platform {
 

@@ -1,27 +1,11 @@
 #include "platform/net/NSURLSessionDataTask.h"
 
-#include <exception>
 #include <utility>
 
 #include "platform/dispatch/DispatchQueue.h"
-#include "platform/foundation/SystemLog.h"
+#include "platform/net/internal/GuardedCompletion.h"
 
 namespace platform {
-namespace {
-
-// The session's queue must survive whatever a completion throws.
-void callGuarded(const NSURLSessionDataTask::Completion& completion, std::shared_ptr<const std::string> data,
-                 std::shared_ptr<NSURLResponse> response, std::optional<NSError> error) {
-  try {
-    completion(std::move(data), std::move(response), std::move(error));
-  } catch (const std::exception& exception) {
-    NSLog(std::string("The completion of a data task threw an exception: ") + exception.what());
-  } catch (...) {
-    NSLog("The completion of a data task threw an exception.");
-  }
-}
-
-}  // namespace
 
 NSURLSessionDataTask::NSURLSessionDataTask(NSURLRequest request,
                                            std::shared_ptr<const NSURLSessionConfiguration> configuration,
@@ -51,7 +35,7 @@ void NSURLSessionDataTask::complete(std::shared_ptr<const std::string> data,
     queue_->async(
         [completion, data = std::move(data), response = std::move(response), error = std::move(error)] {
           // What the completion holds goes with it, on this queue.
-          callGuarded(std::exchange(*completion, nullptr), data, response, error);
+          callGuarded("data task", std::exchange(*completion, nullptr), data, response, error);
         });
   } catch (...) {
     MutexLock lock(mutex_);

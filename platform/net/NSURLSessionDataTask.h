@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/foundation/NSError.h"
 #include "platform/net/NSURLRequest.h"
@@ -11,10 +12,12 @@
 #include "platform/net/NSURLSessionConfiguration.h"
 #include "platform/net/NSURLSessionTask.h"
 #include "platform/runtime/Mutex.h"
+#include "platform/runtime/Passkey.h"
 
 namespace platform {
 
 class DispatchQueue;
+class HTTPTransfer;
 
 // One exchange with a server, made by NSURLSession::dataTask. While it runs it is kept alive by the process's
 // transfer thread, so that its maker may drop it; dropped before resume() it is gone without a completion.
@@ -38,12 +41,17 @@ class NSURLSessionDataTask : public NSURLSessionTask,
   const NSURLRequest& originalRequest() const { return request_; }
   const NSURLSessionConfiguration& configuration() const { return *configuration_; }
 
-  // For the transfer thread: ends the task and calls the completion on the session's queue. Should the queue
-  // throw, which is handed on, the task has not ended.
+  // Ends the task and calls the completion on the session's queue. Should the queue throw, which is handed
+  // on, the task has not ended.
+  void complete(Passkey<HTTPTransfer>, std::shared_ptr<const std::string> data,
+                std::shared_ptr<NSURLResponse> response, std::optional<NSError> error) {
+    complete(std::move(data), std::move(response), std::move(error));
+  }
+
+ private:
   void complete(std::shared_ptr<const std::string> data, std::shared_ptr<NSURLResponse> response,
                 std::optional<NSError> error);
 
- private:
   const NSURLRequest request_;
   const std::shared_ptr<const NSURLSessionConfiguration> configuration_;
   const std::shared_ptr<DispatchQueue> queue_;

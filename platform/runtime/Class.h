@@ -55,7 +55,7 @@ class Class {
 
   enum class Performed { Yes, NoSuchAction, WrongArgument };
   // Runs the action that receivers of this class have for the selector, own or inherited. The sender and the
-  // event may be null; with one of another class than the action takes it is not run.
+  // event may be null; an action that takes another class of either is not run.
   Performed perform(NSObject& receiver, SEL action, NSObject* sender, NSObject* event) const;
 
   // Own or inherited. Throws UndefinedKeyError.

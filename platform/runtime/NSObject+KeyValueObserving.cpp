@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "platform/runtime/NSObject.h"
-#include "platform/runtime/NSObjectExtras.h"
+#include "platform/runtime/internal/NSObjectExtras.h"
 
 namespace platform {
 

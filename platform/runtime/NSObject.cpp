@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "platform/runtime/NSObjectExtras.h"
+#include "platform/runtime/internal/NSObjectExtras.h"
 
 namespace platform {
 

@@ -1,20 +1,30 @@
 #pragma once
 
+#include <type_traits>
 #include <utility>
 
 namespace platform {
 
-// Raises a flag for as long as it lives, and then gives back what was there before: scopes may be nested.
-class ScopedFlag {
+// Puts a value in a place for as long as it lives, and then gives back what was there before: scopes may be
+// nested.
+template <typename T>
+class ScopedValue {
  public:
-  explicit ScopedFlag(bool& flag) : flag_(flag), before_(std::exchange(flag, true)) {}
-  ~ScopedFlag() { flag_ = before_; }
-  ScopedFlag(const ScopedFlag&) = delete;
-  ScopedFlag& operator=(const ScopedFlag&) = delete;
+  ScopedValue(T& place, std::type_identity_t<T> value)
+      : place_(place), before_(std::exchange(place, value)) {}
+  ~ScopedValue() { place_ = before_; }
+  ScopedValue(const ScopedValue&) = delete;
+  ScopedValue& operator=(const ScopedValue&) = delete;
 
  private:
-  bool& flag_;
-  const bool before_;
+  T& place_;
+  const T before_;
+};
+
+// The same for a flag, which is raised.
+class ScopedFlag : ScopedValue<bool> {
+ public:
+  explicit ScopedFlag(bool& flag) : ScopedValue(flag, true) {}
 };
 
 }  // namespace platform

@@ -14,6 +14,7 @@
 #include "platform/dispatch/NSTimer.h"
 #include "platform/dispatch/TimerTable.h"
 #include "platform/runtime/Condition.h"
+#include "platform/runtime/ScopedFlag.h"
 
 namespace platform {
 
@@ -120,7 +121,7 @@ class SimulatedScheduler::Core {
   void runFor(double seconds) {
     if (!isRunning(kMainLoop)) throw std::logic_error("virtual time is moved from the main thread alone");
     if (depth_ == 0) steps_ = 0;
-    const Nested nested(depth_);
+    const ScopedValue nested(depth_, depth_ + 1);
     const double target = wholeNanoseconds(uptime() + seconds);
     do {
       while (runNextQueued()) {
@@ -130,12 +131,11 @@ class SimulatedScheduler::Core {
     moveTimeTo(target);
   }
 
-  // Of that queue until it has nothing, or until the end is reached; of no other, for whoever waits does
-  // nothing else.
+  // Runs what that queue has, and no other, until the end is reached: a caller that waits does nothing else.
   void runQueuedOf(Owner owner, const bool& isEndReached) {
     if (!isRunning(kMainLoop)) throw std::logic_error("a queue is waited for on the main thread alone");
     if (depth_ == 0) steps_ = 0;
-    const Nested nested(depth_);
+    const ScopedValue nested(depth_, depth_ + 1);
     while (!isEndReached) {
       auto next = takeQueuedOf(owner);
       if (!next) return;
@@ -157,19 +157,6 @@ class SimulatedScheduler::Core {
   struct Queued {
     Owner owner;
     Work work;
-  };
-
-  struct Nested {
-    explicit Nested(int& depth) : depth_(depth) { ++depth_; }
-    ~Nested() { --depth_; }
-    int& depth_;
-  };
-
-  struct RunningAs {
-    RunningAs(Owner& running, Owner owner) : running_(running), before_(std::exchange(running, owner)) {}
-    ~RunningAs() { running_ = before_; }
-    Owner& running_;
-    const Owner before_;
   };
 
   bool isOwnThread() const { return std::this_thread::get_id() == thread_; }
@@ -214,7 +201,7 @@ class SimulatedScheduler::Core {
       throw std::runtime_error(
           "a million pieces of work ran and time did not move: something queues itself for ever");
     }
-    const RunningAs running(running_, owner);
+    const ScopedValue running(running_, owner);
     work();
   }
 

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/foundation/ASCII.h"
+#include "platform/foundation/CodePoints.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIButton.h"
 #include "platform/uikit/UIKeyboardLayoutStar.h"
@@ -107,18 +109,6 @@ bool isReachable(const UIView& view) {
   return hit && (hit->isDescendantOfView(view) || view.isDescendantOfView(*hit));
 }
 
-// The bytes of each code point.
-std::vector<std::string_view> charactersOf(std::string_view utf8) {
-  const auto isInside = [](char byte) { return (byte & 0xC0) == 0x80; };
-  std::vector<std::string_view> characters;
-  for (std::size_t start = 0, end; start < utf8.size(); start = end) {
-    for (end = start + 1; end < utf8.size() && isInside(utf8[end]); ++end) {
-    }
-    characters.push_back(utf8.substr(start, end - start));
-  }
-  return characters;
-}
-
 }  // namespace
 
 SimulatedUser::SimulatedUser(PassTime passTime) : passTime_(std::move(passTime)) {}
@@ -204,19 +194,21 @@ void SimulatedUser::drags(CGPoint from, CGPoint to, double seconds) {
 }
 
 void SimulatedUser::types(std::string_view text) {
-  for (const std::string_view character : charactersOf(text)) {
+  while (!text.empty()) {
+    const std::string_view rest = text;
+    const String character(rest.substr(0, takeCodePoint(text).length));
     const auto responder = UIResponder::firstResponder();
     if (!responder) throw std::runtime_error("nothing on the screen takes what is typed");
-    responder->insertText(String(character));
+    responder->insertText(character);
     passTime_(kKeyTime);
   }
 }
 
 void SimulatedUser::typesOnKeyboard(std::string_view text) {
   for (const char character : text) {
-    if (character >= 'A' && character <= 'Z') {
+    if (isASCIIUppercase(character)) {
       tapsKey("shift");
-      tapsKey(std::string(1, static_cast<char>(character - 'A' + 'a')));
+      tapsKey(std::string(1, lowercaseASCII(character)));
     } else if (character == ' ') {
       tapsKey("space");
     } else if (character == '\n') {

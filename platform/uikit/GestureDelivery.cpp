@@ -116,7 +116,7 @@ GestureDelivery::GestureDelivery() = default;
 
 GestureDelivery::~GestureDelivery() {
   for (const Down& down : down_) {
-    for (const auto& recognizer : down.recognizers) recognizer->setDelivery(nullptr);
+    for (const auto& recognizer : down.recognizers) recognizer->setDelivery({}, nullptr);
   }
 }
 
@@ -179,14 +179,14 @@ void GestureDelivery::Round::comeDown(const std::shared_ptr<UITouch>& touch) {
   Recognizers recognizers = recognizersAround(view.get());
   for (const auto& recognizer : recognizers) {
     // One that the app let finish without a finger.
-    if (recognizer->numberOfTouches() == 0) handlers_.run([&] { recognizer->resetIfFinished(); });
+    if (recognizer->numberOfTouches() == 0) handlers_.run([&] { recognizer->resetIfFinished({}); });
   }
   // One that has finished waits for its other fingers to lift.
   std::erase_if(recognizers, [](const auto& recognizer) {
     return recognizer->state() != State::Possible && !isActive(*recognizer);
   });
   fingers.push_back({touch, recognizers, isSecond ? Down::InView::NoMore : Down::InView::NotYet});
-  for (const auto& recognizer : recognizers) recognizer->setDelivery(&delivery_);
+  for (const auto& recognizer : recognizers) recognizer->setDelivery({}, &delivery_);
   // What goes on already takes a further finger, too.
   for (const auto& recognizer : recognizers) {
     if (isActive(*recognizer)) takeFingersOf(recognizer);
@@ -197,7 +197,7 @@ void GestureDelivery::Round::feed(const Touches& touches, UIEvent& event) {
   for (const Share& share : sharesOf(touches)) {
     handlers_.run([&] {
       if (share.recognizer->view()) {
-        share.recognizer->deliver(share.touches, &event);
+        share.recognizer->deliver({}, share.touches, &event);
       } else {
         share.recognizer->giveUp();
       }
@@ -224,7 +224,7 @@ std::vector<GestureDelivery::Round::Share> GestureDelivery::Round::sharesOf(cons
 
 void GestureDelivery::Round::follow(const std::shared_ptr<UIGestureRecognizer>& recognizer) {
   followed_.push_back(recognizer);
-  if (recognizer->takeRecognized()) takeFingersOf(recognizer);
+  if (recognizer->takeRecognized({})) takeFingersOf(recognizer);
 }
 
 // The others on its fingers fail, and their views lose them.
@@ -248,7 +248,7 @@ void GestureDelivery::Round::takeFingersOf(const std::shared_ptr<UIGestureRecogn
 
 void GestureDelivery::Round::sendActions() {
   for (const auto& recognizer : followed_) {
-    handlers_.run([&] { recognizer->sendPendingActions(); });
+    handlers_.run([&] { recognizer->sendPendingActions({}); });
   }
 }
 
@@ -286,7 +286,7 @@ void GestureDelivery::Round::lift(const Touches& touches) {
       std::erase_if(delivery_.down_, [&](const Down& down) { return down.touch == touch; });
     }
     for (const Share& share : shares) {
-      handlers_.run([&] { share.recognizer->resetIfFinished(); });
+      handlers_.run([&] { share.recognizer->resetIfFinished({}); });
     }
   }
 }

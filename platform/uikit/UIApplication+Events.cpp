@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <exception>
 
-#include "platform/uikit/PerformAction.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIWindow.h"
+#include "platform/uikit/internal/PerformAction.h"
 
 namespace platform {
 
@@ -61,7 +61,7 @@ constinit Method<void(UIApplication&, UIEvent&)> UIApplication::sendEventMethod{
                                                                                 "sendEvent:", deliverEvent};
 constinit Method<bool(UIApplication&, SEL, NSObject*, NSObject*, UIEvent*)> UIApplication::sendActionMethod{
     UIApplication::classObject, "sendAction:to:from:forEvent:", deliverAction};
-// The application is the end of the chain: nobody was interested.
+// The application is the end of the chain: no responder took the shake.
 constinit Method<void(UIApplication&, UIEventSubtype, UIEvent*)> UIApplication::motionEndedMethod{
     UIApplication::classObject,
     "motionEnded:withEvent:", [](UIApplication&, SEL, UIEventSubtype, UIEvent*) {}};

@@ -38,9 +38,9 @@ UIApplicationState stateOf(const UIScene& scene) {
 }
 
 // When a window of the scene was made key; 0 when none was.
-std::uint64_t keyOrderOf(UIScene& scene) {
-  auto* const windowScene = dynamic_cast<UIWindowScene*>(&scene);
-  return windowScene ? windowScene->windowList().keyOrder() : 0;
+std::uint64_t keyOrderOf(const UIScene& scene) {
+  const auto* const windowScene = dynamic_cast<const UIWindowScene*>(&scene);
+  return windowScene ? windowScene->keyOrder() : 0;
 }
 
 bool takeSnapshot(UIWindowScene& scene) {
@@ -138,7 +138,7 @@ void UIApplication::disconnectScene(UIScene& scene) {
   if (position == scenes_.end()) return;
   const auto keep = *position;
   scenes_.erase(position);
-  scene.disconnect();
+  scene.disconnect({});
   followScenes();
 }
 
@@ -180,7 +180,7 @@ void UIApplication::leaveBackground() {
   willEnterForeground();
 }
 
-void UIApplication::sceneIsComing(const UIScene& scene) {
+void UIApplication::sceneIsComing(Passkey<UIScene>, const UIScene& scene) {
   const auto isIt = [&](const auto& each) { return each.get() == &scene; };
   if (state_ != UIApplicationState::Background || std::ranges::none_of(scenes_, isIt)) return;
   state_ = UIApplicationState::Inactive;

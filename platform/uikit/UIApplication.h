@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/runtime/Method.h"
+#include "platform/runtime/Passkey.h"
 #include "platform/uikit/UIEvent.h"
 #include "platform/uikit/UIResponder.h"
 #include "platform/uikit/WindowList.h"
@@ -56,10 +57,10 @@ class PLATFORM_EXPORT UIApplication : public UIResponder {
   // Every window of every scene, or, without scenes, those of the application. Back to front: by level,
   // within a level by when they were shown.
   virtual std::vector<std::shared_ptr<UIWindow>> windows() const;
-  // Of the key windows, of which each scene has one, that of the most active scene, among equals the one made
-  // key last. Null when no window is key.
+  // Each scene has a key window: this is that of the most active scene, among equally active ones the window
+  // made key last. Null when no window is key.
   virtual std::shared_ptr<UIWindow> keyWindow() const;
-  // First the one in use, a window of which was made key last, then in the order of connection. None on
+  // The scene whose window was made key last comes first, the others in the order of connection. None on
   // systems before 13.
   virtual std::vector<std::shared_ptr<UIScene>> connectedScenes() const;
 
@@ -93,13 +94,14 @@ class PLATFORM_EXPORT UIApplication : public UIResponder {
   void enterBackground();
   void enterForeground();
   void becomeInactive();
-  // For windows without a scene, which enter themselves.
-  WindowList& windowList() { return windows_; }
-  // The scenes' own calls: one leaves the background, and one has changed its state and said so.
-  void sceneIsComing(const UIScene& scene);
-  void followScenes();
+  // Of the windows without a scene, which enter themselves.
+  WindowList& windowList(Passkey<UIWindow>) { return windows_; }
+  // A scene leaves the background; and one has changed its state and said so.
+  void sceneIsComing(Passkey<UIScene>, const UIScene& scene);
+  void sceneHasChanged(Passkey<UIScene>) { followScenes(); }
 
  private:
+  void followScenes();
   void moveScenes(void (UIScene::*step)());
   void leaveBackground();
   // The application's own steps, with their notifications.

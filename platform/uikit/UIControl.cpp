@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "platform/uikit/PerformAction.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIEvent.h"
+#include "platform/uikit/internal/PerformAction.h"
 
 namespace platform {
 

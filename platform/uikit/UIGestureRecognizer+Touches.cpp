@@ -15,7 +15,7 @@ bool isDown(const UITouch& touch) {
 
 }  // namespace
 
-void UIGestureRecognizer::deliver(const Touches& touches, UIEvent* event) {
+void UIGestureRecognizer::deliver(DeliveryKey, const Touches& touches, UIEvent* event) {
   if (touches.empty() || isFinished()) return;
   switch (touches.front()->phase()) {
     case UITouchPhase::Began:
@@ -35,7 +35,7 @@ void UIGestureRecognizer::deliver(const Touches& touches, UIEvent* event) {
   }
 }
 
-void UIGestureRecognizer::resetIfFinished() {
+void UIGestureRecognizer::resetIfFinished(DeliveryKey) {
   for (std::size_t i = touches_.size(); i-- > 0;) {
     if (isDown(*touches_[i])) continue;
     touches_.erase(touches_.begin() + static_cast<std::ptrdiff_t>(i));

@@ -1,6 +1,6 @@
 #include "platform/uikit/UIGestureRecognizer.h"
 
-#include "platform/uikit/PerformAction.h"
+#include "platform/uikit/internal/PerformAction.h"
 
 namespace platform {
 

@@ -7,6 +7,7 @@
 #include "platform/graphics/CGGeometry.h"
 #include "platform/runtime/Method.h"
 #include "platform/runtime/NSObject.h"
+#include "platform/runtime/Passkey.h"
 
 namespace platform {
 
@@ -92,22 +93,22 @@ class PLATFORM_EXPORT UIGestureRecognizer : public NSObject {
   // The end of what is under way: Cancelled, with its action, or Failed.
   void giveUp();
 
-  // The view's call; null when the recogniser leaves it, and then gives up what is under way with the next
-  // change of its touches.
-  void attach(const std::shared_ptr<UIView>& view) { view_ = view; }
+  // Null when the recogniser leaves its view; it then gives up what is under way with the next change of its
+  // touches.
+  void attach(Passkey<UIView>, const std::shared_ptr<UIView>& view) { view_ = view; }
 
-  // The calls of the window's GestureDelivery.
-  void setDelivery(GestureDelivery* delivery) { delivery_ = delivery; }
+  using DeliveryKey = Passkey<GestureDelivery>;
+  void setDelivery(DeliveryKey, GestureDelivery* delivery) { delivery_ = delivery; }
   // Feeds touches that entered one phase; those that began are its touches from now on. One that has finished
   // is fed nothing.
-  void deliver(const Touches& touches, UIEvent* event);
+  void deliver(DeliveryKey, const Touches& touches, UIEvent* event);
   // Whether it has recognised (left Possible for Began or Ended) since this was last asked.
-  bool takeRecognized() { return std::exchange(recognized_, false); }
+  bool takeRecognized(DeliveryKey) { return std::exchange(recognized_, false); }
   // Sends the actions when a step since the last call asks for it.
-  void sendPendingActions();
+  void sendPendingActions(DeliveryKey) { sendPendingActions(); }
   // The end of a round: lets go of the fingers that were lifted, and is Possible again when it has finished
   // and none is left.
-  void resetIfFinished();
+  void resetIfFinished(DeliveryKey);
 
  protected:
   // Those that are down, and until the end of the round those that were lifted in it.
@@ -125,6 +126,7 @@ class PLATFORM_EXPORT UIGestureRecognizer : public NSObject {
     std::weak_ptr<NSObject> object;
     SEL action;
   };
+  void sendPendingActions();
   bool isStepAllowed(UIGestureRecognizerState next) const;
   bool isActive() const;
   bool isFinished() const;

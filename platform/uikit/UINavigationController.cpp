@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "platform/foundation/SystemLog.h"
-#include "platform/uikit/UILayoutContainerView.h"
 #include "platform/uikit/UINavigationBar.h"
+#include "platform/uikit/internal/UILayoutContainerView.h"
 
 namespace platform {
 
@@ -77,7 +77,7 @@ void UINavigationController::replaceTop(const std::shared_ptr<UIViewController>&
   const auto incoming = topViewController();
   if (incoming && container_) incoming->view();
   if (outgoing) outgoing->beginAppearanceTransition(false, animated);
-  // Each of those who are told may have navigated on.
+  // Whatever is told may have navigated on.
   if (incoming && incoming == topViewController()) incoming->beginAppearanceTransition(true, animated);
   showTop();
   if (outgoing) outgoing->endAppearanceTransition();

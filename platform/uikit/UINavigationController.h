@@ -7,10 +7,10 @@ namespace platform {
 class UILayoutContainerView;
 class UINavigationBar;
 
-// A stack of screens of which the last is shown, below a bar with its title and a button back.
+// A stack of screens that shows the last one, below a bar with its title and a button back.
 //
-// The one that leaves is told before the one that comes: will disappear, will appear, did disappear, did
-// appear. Who pushes or pops within one of these calls decides what is shown.
+// The screen that leaves is told before the one that comes: will disappear, will appear, did disappear, did
+// appear. A push or pop within one of these calls decides what is shown.
 class PLATFORM_EXPORT UINavigationController : public UIViewController {
   NS_OBJECT(UINavigationController, UIViewController)
 

@@ -76,7 +76,7 @@ void UIPanGestureRecognizer::move() {
   movedAt_ = now;
 }
 
-// In the window: the view itself may move with the fingers. Of those that count, at most the maximum.
+// In the window: the view itself may move with the fingers. No more fingers count than the maximum.
 CGPoint UIPanGestureRecognizer::middleOfFingers() const {
   CGPoint sum;
   int count = 0;

@@ -25,8 +25,8 @@ class PLATFORM_EXPORT UIResponder : public NSObject {
   NS_OBJECT(UIResponder, NSObject)
 
  public:
-  // How many steps a search along the chain, or the handing on of an event, goes at the most. A host that
-  // closes its chain to a ring sees the rest of it left out.
+  // A search along the chain, and the handing on of an event, end after so many steps, should a host close
+  // its chain to a ring.
   static constexpr int kLongestChain = 2000;
 
   // The touches are those of one view that have just entered the phase. The default hands on to the next

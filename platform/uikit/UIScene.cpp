@@ -16,7 +16,7 @@ UIResponder* UIScene::nextResponder() const { return UIApplication::sharedApplic
 void UIScene::enterForeground() {
   if (state_ != UISceneActivationState::Unattached && state_ != UISceneActivationState::Background) return;
   state_ = UISceneActivationState::ForegroundInactive;
-  if (const auto application = UIApplication::sharedApplication()) application->sceneIsComing(*this);
+  if (const auto application = UIApplication::sharedApplication()) application->sceneIsComing({}, *this);
   post(UISceneWillEnterForegroundNotification);
   letApplicationFollow();
 }
@@ -45,10 +45,10 @@ void UIScene::enterBackground() {
   letApplicationFollow();
 }
 
-void UIScene::disconnect() { state_ = UISceneActivationState::Unattached; }
+void UIScene::disconnect(Passkey<UIApplication>) { state_ = UISceneActivationState::Unattached; }
 
 void UIScene::letApplicationFollow() {
-  if (const auto application = UIApplication::sharedApplication()) application->followScenes();
+  if (const auto application = UIApplication::sharedApplication()) application->sceneHasChanged({});
 }
 
 void UIScene::post(std::string_view name) {

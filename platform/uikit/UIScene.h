@@ -2,9 +2,12 @@
 
 #include <string_view>
 
+#include "platform/runtime/Passkey.h"
 #include "platform/uikit/UIResponder.h"
 
 namespace platform {
+
+class UIApplication;
 
 enum class UISceneActivationState {
   Unattached = -1,
@@ -34,13 +37,13 @@ class PLATFORM_EXPORT UIScene : public UIResponder {
   virtual UISceneActivationState activationState() const { return state_; }
   UIResponder* nextResponder() const override;
 
-  // The host's or a toolkit's calls: change the state and post what belongs to the change; the application
+  // For the host or a toolkit. Each changes the state and posts what belongs to the change; the application
   // that the scene is connected to follows. A scene that is in that state already is left alone.
-  void enterForeground();  // to ForegroundInactive
-  void activate();         // to ForegroundActive, by way of ForegroundInactive
-  void deactivate();       // to ForegroundInactive
-  void enterBackground();  // by way of ForegroundInactive
-  void disconnect();       // to Unattached; the application's call
+  void enterForeground();                   // to ForegroundInactive
+  void activate();                          // to ForegroundActive, by way of ForegroundInactive
+  void deactivate();                        // to ForegroundInactive
+  void enterBackground();                   // by way of ForegroundInactive
+  void disconnect(Passkey<UIApplication>);  // to Unattached
 
  private:
   void post(std::string_view name);

@@ -9,8 +9,8 @@ namespace platform {
 
 class UIControl;
 
-// The bar of a tab bar controller: side by side a button (of class "UITabBarButton") for each item, of which
-// one is selected. Follows the items' titles. The buttons send "_tabBarItemClicked:" to the target, which is
+// The bar of a tab bar controller: a button (of class "UITabBarButton") for each item, one of them selected.
+// Follows the items' titles. The buttons send "_tabBarItemClicked:" to the target, which is
 // held weakly.
 class PLATFORM_EXPORT UITabBar : public UIView {
   NS_OBJECT(UITabBar, UIView)

@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "platform/uikit/UIControl.h"
-#include "platform/uikit/UILayoutContainerView.h"
 #include "platform/uikit/UINavigationController.h"
 #include "platform/uikit/UITabBar.h"
+#include "platform/uikit/internal/UILayoutContainerView.h"
 
 namespace platform {
 
@@ -67,7 +67,7 @@ void UITabBarController::tabBarItemClicked(UIControl* button) {
 void UITabBarController::replaceSelected(const std::shared_ptr<UIViewController>& outgoing) {
   const auto incoming = selectedViewController();
   if (incoming == outgoing) return showSelected();
-  // Each of those who are told may select another one.
+  // Whatever is told may select another one.
   if (incoming) incoming->beginAppearanceTransition(true, false);
   if (outgoing && outgoing != selectedViewController()) outgoing->beginAppearanceTransition(false, false);
   showSelected();

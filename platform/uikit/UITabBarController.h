@@ -8,11 +8,12 @@ class UIControl;
 class UILayoutContainerView;
 class UITabBar;
 
-// Several screens side by side of which one is shown, above a bar with a button for each. The button is of
-// class "UITabBarButton" and sends "_tabBarItemClicked:" to the controller.
+// Several screens, one of which is shown, above a bar with a button for each. The button is of class
+// "UITabBarButton" and sends "_tabBarItemClicked:" to the controller.
 //
-// The one that comes is told first: will appear, and then of the other one will disappear, did disappear, and
-// at last did appear. A tap on the tab that is selected already pops its navigation stack to the root.
+// The screen that comes is told first that it will appear. Then the other is told that it will disappear and
+// did disappear, and at last the first that it did appear. A tap on the tab that is selected already pops its
+// navigation stack to the root.
 class PLATFORM_EXPORT UITabBarController : public UIViewController {
   NS_OBJECT(UITabBarController, UIViewController)
 

@@ -6,6 +6,7 @@
 
 #include "platform/graphics/CGGeometry.h"
 #include "platform/graphics/Color.h"
+#include "platform/runtime/Passkey.h"
 #include "platform/uikit/UIResponder.h"
 
 namespace platform {
@@ -75,8 +76,9 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   UIResponder* nextResponder() const override;
   // The controller that this is the view of; null for most views.
   UIViewController* viewController() const { return viewController_; }
-  // The controller's call.
-  void setViewController(UIViewController* controller) { viewController_ = controller; }
+  void setViewController(Passkey<UIViewController>, UIViewController* controller) {
+    viewController_ = controller;
+  }
 
   // State.
   virtual bool isHidden() const { return hidden_; }
@@ -85,7 +87,7 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   void setAlpha(double alpha);
   virtual bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
   void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
-  // Whether a second finger on the view is reported to it, too. No unless set.
+  // Whether the view is told of a second finger on it. No unless set.
   bool isMultipleTouchEnabled() const { return multipleTouchEnabled_; }
   void setMultipleTouchEnabled(bool enabled) { multipleTouchEnabled_ = enabled; }
   int tag() const { return tag_; }

@@ -4,6 +4,7 @@
 
 #include "platform/foundation/NSProcessInfo.h"
 #include "platform/foundation/SystemLog.h"
+#include "platform/runtime/ScopedFlag.h"
 #include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
 
@@ -171,12 +172,8 @@ void UIViewController::dismiss(bool animated, const Completion& completion) {
 // One that is told here may dismiss a controller further down, and this one's presentation with it. Then all
 // is done that is left to do.
 void UIViewController::dismissPresented(bool animated) {
-  struct Dismissing {
-    const std::shared_ptr<NSObject> keepAlive;
-    bool& flag;
-    ~Dismissing() { flag = false; }
-  } const dismissing{weak_from_this().lock(), isDismissing_};
-  isDismissing_ = true;
+  const auto keepAlive = weak_from_this().lock();
+  const ScopedFlag dismissing(isDismissing_);
 
   Children dismissed = presentedChain();
   std::reverse(dismissed.begin(), dismissed.end());

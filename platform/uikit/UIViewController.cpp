@@ -22,7 +22,7 @@ UIViewController::~UIViewController() {
     presented_->presenting_ = nullptr;
     if (presented_->view_) presented_->view_->removeFromSuperview();
   }
-  if (view_ && view_->viewController() == this) view_->setViewController(nullptr);
+  if (view_ && view_->viewController() == this) view_->setViewController({}, nullptr);
 }
 
 std::shared_ptr<UIView> UIViewController::view() {
@@ -40,9 +40,9 @@ std::shared_ptr<UIView> UIViewController::view() {
 
 void UIViewController::setView(std::shared_ptr<UIView> view) {
   if (view_ == view) return;
-  if (view_ && view_->viewController() == this) view_->setViewController(nullptr);
+  if (view_ && view_->viewController() == this) view_->setViewController({}, nullptr);
   view_ = std::move(view);
-  if (view_) view_->setViewController(this);
+  if (view_) view_->setViewController({}, this);
 }
 
 void UIViewController::loadView() { setView(std::make_shared<UIView>(UIScreen::mainScreen().bounds())); }

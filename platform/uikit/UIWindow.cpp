@@ -45,9 +45,9 @@ UIWindow::~UIWindow() {
 }
 
 WindowList* UIWindow::list() const {
-  if (const auto scene = scene_.lock()) return &scene->windowList();
+  if (const auto scene = scene_.lock()) return &scene->windowList({});
   const auto& application = UIApplication::sharedApplication();
-  return isListed_ && application ? &application->windowList() : nullptr;
+  return isListed_ && application ? &application->windowList({}) : nullptr;
 }
 
 void UIWindow::join(const std::shared_ptr<UIWindowScene>& scene) {

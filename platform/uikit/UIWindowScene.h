@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "platform/graphics/CGGeometry.h"
 #include "platform/graphics/Image.h"
+#include "platform/runtime/Passkey.h"
 #include "platform/uikit/UIScene.h"
 #include "platform/uikit/WindowList.h"
 
@@ -32,8 +34,11 @@ class PLATFORM_EXPORT UIWindowScene : public UIScene {
   const std::shared_ptr<const Image>& snapshot() const { return snapshot_; }
   void setSnapshot(std::shared_ptr<const Image> snapshot) { snapshot_ = std::move(snapshot); }
 
-  // For windows, which enter themselves, and for the application.
-  WindowList& windowList() { return windows_; }
+  // When one of its windows was made key last, as WindowList counts; 0 when none ever was.
+  std::uint64_t keyOrder() const { return windows_.keyOrder(); }
+
+  // Of its windows, which enter themselves.
+  WindowList& windowList(Passkey<UIWindow>) { return windows_; }
 
  private:
   CGRect frame_;

@@ -15,7 +15,7 @@ class WindowList {
   // Nothing happens when the window is there already.
   void add(const std::shared_ptr<UIWindow>& window);
   void remove(const UIWindow& window);
-  // In the order of their coming.
+  // In the order in which they were added.
   std::vector<std::shared_ptr<UIWindow>> all() const;
 
   // Null when none is.

@@ -1,4 +1,4 @@
-#include "platform/foundation/UserDefaultsDatabase.h"
+#include "platform/foundation/internal/UserDefaultsDatabase.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

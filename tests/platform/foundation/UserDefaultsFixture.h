@@ -17,7 +17,7 @@
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/SystemLog.h"
-#include "platform/foundation/UserDefaultsDatabase.h"
+#include "platform/foundation/internal/UserDefaultsDatabase.h"
 
 namespace platform {
 

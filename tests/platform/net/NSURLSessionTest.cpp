@@ -9,8 +9,8 @@
 
 #include "platform/dispatch/DispatchQueue.h"
 #include "tests/platform/net/NetFixture.h"
+#include "tests/platform/net/TrustingConfiguration.h"
 #include "tests/support/ResourceLimit.h"
-#include "tests/support/TestCertificate.h"
 
 namespace {
 
@@ -280,16 +280,13 @@ class FirstLoadTest : public ServerProcess, public NetTest {};
 // The first loads of the process, with which its transfer thread begins. The server has descriptors of its
 // own.
 TEST_F(FirstLoadTest, GoesOnWhenDescriptorsWereShort) {
-  NSURLSessionConfiguration configuration;
-  configuration.certificateAuthorityFile = testing::TempDir() + "/few-" + std::to_string(getpid()) + ".pem";
-  certificate.writeTo(configuration.certificateAuthorityFile);
+  const TrustingConfiguration configuration(certificate);
   NSURLSession trusting(configuration);
   for (const rlim_t more : {0, 1}) {
     const auto few = ResourceLimit::descriptors(more);
     EXPECT_NE(start(trusting, get(url)).outcome().status(), 200) << more;
   }
   EXPECT_EQ(start(trusting, get(url)).outcome().status(), 200);
-  std::filesystem::remove(configuration.certificateAuthorityFile);
 }
 
 // Holds the transfer thread with its first work until it is opened, and throws in place of its second.
@@ -335,16 +332,12 @@ TEST_F(NSURLSessionTest, ARoundThatThrowsFailsItsTasks) {
 TEST_F(NSURLSessionTest, TrustsTheCertificatesItIsGiven) {
   const TestCertificate certificate;
   HttpServer secure(certificate);
-  const std::string file = testing::TempDir() + "/loopback-" + std::to_string(getpid()) + ".pem";
-  certificate.writeTo(file);
-  NSURLSessionConfiguration configuration;
-  configuration.certificateAuthorityFile = file;
+  TrustingConfiguration configuration(certificate);
   NSURLSession trusting(configuration);
   for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(start(trusting, post(secure.url(), "event")).outcome().status(), 200);
   }
   EXPECT_EQ(secure.connectionCount(), 1u);
-  std::filesystem::remove(file);
 }
 
 std::chrono::steady_clock::time_point exitBegan;
@@ -362,11 +355,8 @@ TEST(NSURLSessionDeathTest, ExitsAtOnceWithUploadsInFlight) {
         });
         const TestCertificate certificate;
         const NSURL url = NSURL::create(urlOfServerProcess(certificate)).value();
-        NSURLSessionConfiguration configuration;
-        configuration.certificateAuthorityFile =
-            testing::TempDir() + "/exit-" + std::to_string(getpid()) + ".pem";
-        certificate.writeTo(configuration.certificateAuthorityFile);
-        NSURLSession session(configuration);
+        std::optional<TrustingConfiguration> configuration(certificate);
+        NSURLSession session(*configuration);
         NSURLRequest upload(url);
         upload.setHTTPMethod("POST");
         upload.setHTTPBody(std::make_shared<const std::string>(64u << 20, 'e'));
@@ -374,7 +364,7 @@ TEST(NSURLSessionDeathTest, ExitsAtOnceWithUploadsInFlight) {
         std::promise<void> answered;
         session.dataTask(url, [&](auto, auto, auto) { answered.set_value(); })->resume();
         answered.get_future().wait();
-        std::filesystem::remove(configuration.certificateAuthorityFile);
+        configuration.reset();
         exitBegan = std::chrono::steady_clock::now();
         std::exit(0);
       },

@@ -16,7 +16,7 @@
 #include <iostream>
 
 #include "platform/dispatch/ThreadScheduler.h"
-#include "platform/linux/Routes.h"
+#include "platform/linux/internal/Routes.h"
 
 namespace {
 

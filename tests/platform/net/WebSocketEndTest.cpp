@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
 
 #include "platform/net/NetworkReachability.h"
 #include "tests/platform/net/DeadPort.h"
@@ -258,11 +257,8 @@ TEST(WebSocketDeathTest, ExitsAtOnceWithSocketsOpen) {
           std::_Exit(passed < std::chrono::milliseconds(500) ? 0 : 3);
         });
         const TestCertificate& certificate = *new TestCertificate;
-        NSURLSessionConfiguration configuration;
-        configuration.certificateAuthorityFile =
-            testing::TempDir() + "/ws-exit-" + std::to_string(getpid()) + ".pem";
-        certificate.writeTo(configuration.certificateAuthorityFile);
-        NSURLSession session(configuration);
+        std::optional<TrustingConfiguration> configuration(certificate);
+        NSURLSession session(*configuration);
         WebSocketServer& server = *new WebSocketServer(WebSocketServer::echo, &certificate);
         const NSURLRequest request(NSURL::create(server.url()).value());
         std::vector<Socket> sockets(4, Socket(session, request));
@@ -274,7 +270,7 @@ TEST(WebSocketDeathTest, ExitsAtOnceWithSocketsOpen) {
           socket.asksForMessage();
           socket.sends(Message::withData(std::string(64u << 20, 'e')));
         }
-        std::filesystem::remove(configuration.certificateAuthorityFile);
+        configuration.reset();
         exitBegan = std::chrono::steady_clock::now();
         std::exit(0);
       },

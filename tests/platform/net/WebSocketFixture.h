@@ -14,7 +14,7 @@
 #include "platform/dispatch/Scheduler.h"
 #include "platform/net/NSHTTPURLResponse.h"
 #include "platform/net/NSURLSession.h"
-#include "tests/support/TestCertificate.h"
+#include "tests/platform/net/TrustingConfiguration.h"
 #include "tests/support/WebSocketServer.h"
 
 using Message = platform::NSURLSessionWebSocketMessage;
@@ -86,13 +86,6 @@ class WebSocketFixture : public testing::Test {
     Socket socket(session, request);
     socket.task->resume();
     return socket;
-  }
-  // A session that trusts the certificate and no other.
-  static platform::NSURLSession sessionTrusting(const TestCertificate& certificate) {
-    platform::NSURLSessionConfiguration configuration;
-    configuration.certificateAuthorityFile = testing::TempDir() + "/ws-" + std::to_string(getpid()) + ".pem";
-    certificate.writeTo(configuration.certificateAuthorityFile);
-    return platform::NSURLSession(configuration);
   }
 
   platform::NSURLSession session{platform::NSURLSessionConfiguration::defaultConfiguration()};

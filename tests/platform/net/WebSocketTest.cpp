@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "platform/net/WebSocketUpgrade.h"
+#include "platform/net/internal/WebSocketUpgrade.h"
 #include "tests/platform/net/WebSocketFixture.h"
 
 namespace {
@@ -100,7 +100,8 @@ TEST_F(WebSocketTest, RefusesToSendWhatIsNoMessage) {
 
 TEST_F(WebSocketTest, CarriesMessagesOf64MB) {
   const TestCertificate certificate;
-  NSURLSession trusting = sessionTrusting(certificate);
+  const TrustingConfiguration configuration(certificate);
+  NSURLSession trusting(configuration);
   const std::string longest(NSURLSessionWebSocketTask::kMaximumMessageSize, 'x');
   for (const TestCertificate* used : {static_cast<const TestCertificate*>(nullptr), &certificate}) {
     WebSocketServer server(WebSocketServer::echo, used);
@@ -113,7 +114,8 @@ TEST_F(WebSocketTest, CarriesMessagesOf64MB) {
 
 TEST_F(WebSocketTest, TrustsTheCertificatesItIsGiven) {
   const TestCertificate certificate;
-  NSURLSession trusting = sessionTrusting(certificate);
+  const TrustingConfiguration configuration(certificate);
+  NSURLSession trusting(configuration);
   WebSocketServer server(WebSocketServer::echo, &certificate);
   const std::string port = std::to_string(server.port());
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "platform/foundation/UserDefaultsDatabase.h"
+#include "platform/foundation/internal/UserDefaultsDatabase.h"
 #include "src/core/KovaLogger.h"
 #include "tests/src/events/MessageFixture.h"
 #include "tests/support/ResourceLimit.h"

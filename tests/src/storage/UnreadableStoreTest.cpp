@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "platform/foundation/NSFileManager.h"
-#include "platform/foundation/UserDefaultsDatabase.h"
+#include "platform/foundation/internal/UserDefaultsDatabase.h"
 #include "src/identity/KIIdentityManager.h"
 #include "src/storage/KovaQueueManager.h"
 #include "src/storage/store/KovaPersistentStore.h"

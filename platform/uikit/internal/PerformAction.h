@@ -10,7 +10,7 @@ namespace platform {
 // `isAskingAround` one that has none is not worth a line.
 bool performAction(NSObject& target, SEL action, NSObject* sender, NSObject* event,
                    bool isAskingAround = false);
-// The line for an action that nobody has who was asked; `target` is null for a chain of responders.
+// Logs that the target has no such action; null stands for a chain of responders, none of which has it.
 void logMissingAction(const NSObject* target, SEL action, const NSObject* sender);
 
 }  // namespace platform

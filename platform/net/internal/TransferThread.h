@@ -6,8 +6,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/net/HTTPTransfer.h"
 #include "platform/net/NSURLSessionDataTask.h"
+#include "platform/net/internal/HTTPTransfer.h"
 #include "platform/runtime/Mutex.h"
 
 namespace platform {

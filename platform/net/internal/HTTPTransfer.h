@@ -41,6 +41,8 @@ class HTTPTransfer {
   void finish(CURLcode code);
   // Ends the task with an error of NSURLErrorDomain.
   void fail(int code);
+  // The same for a task that has no transfer.
+  static void fail(NSURLSessionDataTask& task, int code, std::string_view detail = {});
   // Ends the task with an answer of our own that has nothing but a status.
   void answer(int status);
 

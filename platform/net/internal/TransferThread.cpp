@@ -1,4 +1,4 @@
-#include "platform/net/TransferThread.h"
+#include "platform/net/internal/TransferThread.h"
 
 #include <poll.h>
 #include <pthread.h>
@@ -12,9 +12,9 @@
 #include <thread>
 #include <utility>
 
-#include "platform/dispatch/SignalsBlocked.h"
-#include "platform/foundation/OpenSSLUse.h"
+#include "platform/dispatch/internal/SignalsBlocked.h"
 #include "platform/foundation/SystemLog.h"
+#include "platform/foundation/internal/OpenSSLUse.h"
 #include "platform/net/NSURLError.h"
 
 namespace platform {
@@ -41,9 +41,8 @@ TransferThread& TransferThread::shared() {
 
 void TransferThread::start(std::shared_ptr<NSURLSessionDataTask> task) {
   if (post({Command::Kind::start, task})) return;
-  task->complete(nullptr, nullptr,
-                 makeURLError(NSURLErrorUnknown, task->originalRequest().url(),
-                              "The system gives no thread, or no descriptor, for the transfer."));
+  HTTPTransfer::fail(*task, NSURLErrorUnknown,
+                     "The system gives no thread, or no descriptor, for the transfer.");
 }
 
 void TransferThread::cancel(std::shared_ptr<NSURLSessionDataTask> task) {
@@ -159,8 +158,7 @@ void TransferThread::perform(const Command& command) {
       return;
     case Command::Kind::fail:
       take(*command.task);
-      return command.task->complete(nullptr, nullptr,
-                                    makeURLError(NSURLErrorUnknown, command.task->originalRequest().url()));
+      return HTTPTransfer::fail(*command.task, NSURLErrorUnknown);
   }
 }
 

@@ -1,4 +1,4 @@
-#include "platform/linux/Routes.h"
+#include "platform/linux/internal/Routes.h"
 
 #include <arpa/inet.h>
 #include <linux/netlink.h>
@@ -21,28 +21,14 @@
 #include <utility>
 #include <vector>
 
-#include "platform/dispatch/SignalsBlocked.h"
+#include "platform/dispatch/internal/SignalsBlocked.h"
+#include "platform/foundation/internal/FileDescriptor.h"
 
 namespace platform {
 namespace {
 
 using Flags = NetworkReachabilityFlags;
 constexpr std::size_t kReceiveBufferSize = 32u << 10;
-
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
-  ~FileDescriptor() {
-    if (descriptor_ >= 0) close(descriptor_);
-  }
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  int get() const { return descriptor_; }
-  bool isOpen() const { return descriptor_ >= 0; }
-
- private:
-  const int descriptor_;
-};
 
 // What one message of the kernel about a route tells.
 struct Route {
@@ -118,7 +104,7 @@ class RouteQuery {
   std::optional<bool> find(Accept accept) {
     std::vector<char> buffer(kReceiveBufferSize);
     while (true) {
-      const ssize_t size = recv(socket_.get(), buffer.data(), buffer.size(), 0);
+      const ssize_t size = recv(socket_.number(), buffer.data(), buffer.size(), 0);
       if (size < 0 && errno == EINTR) continue;
       if (size <= 0) return std::nullopt;
       auto left = static_cast<unsigned>(size);
@@ -156,7 +142,7 @@ class RouteQuery {
       std::memcpy(request.attributes.data() + RTA_LENGTH(0), address, size);
       request.header.nlmsg_len += static_cast<unsigned>(RTA_SPACE(size));
     }
-    return ::send(socket_.get(), &request, request.header.nlmsg_len, 0) >= 0;
+    return ::send(socket_.number(), &request, request.header.nlmsg_len, 0) >= 0;
   }
 
   // The kernel answers a question for a place that no route leads to with an error; others are failures.
@@ -176,7 +162,7 @@ bool isUsable(unsigned interfaceIndex) {
   const FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   ifreq request{};
   if (!socket.isOpen() || !if_indextoname(interfaceIndex, request.ifr_name)) return false;
-  if (ioctl(socket.get(), SIOCGIFFLAGS, &request) != 0) return false;
+  if (ioctl(socket.number(), SIOCGIFFLAGS, &request) != 0) return false;
   const auto flags = static_cast<unsigned short>(request.ifr_flags);
   return (flags & IFF_UP) != 0 && (flags & IFF_RUNNING) != 0 && (flags & IFF_LOOPBACK) == 0;
 }
@@ -265,25 +251,25 @@ struct RouteWatch {
     address.nl_groups =
         RTMGRP_LINK | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR;
     return socket.isOpen() && stop.isOpen() &&
-           bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+           bind(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
   }
 
   void run(const std::function<void()>& changed) {
     std::vector<char> buffer(kReceiveBufferSize);
-    std::array<pollfd, 2> waiting{{{stop.get(), POLLIN, 0}, {socket.get(), POLLIN, 0}}};
+    std::array<pollfd, 2> waiting{{{stop.number(), POLLIN, 0}, {socket.number(), POLLIN, 0}}};
     while (true) {
       if (poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) return;
       if (waiting[0].revents != 0) return;
       if (waiting[1].revents == 0) continue;
       // What changed does not matter. Messages lost to a full buffer (ENOBUFS) are a change as well.
-      const ssize_t size = recv(socket.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+      const ssize_t size = recv(socket.number(), buffer.data(), buffer.size(), MSG_DONTWAIT);
       if (size > 0 || errno == ENOBUFS) changed();
     }
   }
 
   void end() {
     const std::uint64_t one = 1;
-    static_cast<void>(!write(stop.get(), &one, sizeof one));
+    static_cast<void>(!write(stop.number(), &one, sizeof one));
     thread.join();
   }
 };

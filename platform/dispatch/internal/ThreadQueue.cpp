@@ -1,10 +1,10 @@
-#include "platform/dispatch/ThreadQueue.h"
+#include "platform/dispatch/internal/ThreadQueue.h"
 
 #include <future>
 #include <stdexcept>
 
-#include "platform/dispatch/SerialWorker.h"
-#include "platform/dispatch/Uptime.h"
+#include "platform/dispatch/internal/SerialWorker.h"
+#include "platform/dispatch/internal/Uptime.h"
 
 namespace platform {
 

@@ -4,8 +4,11 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
+#include <boost/beast/core/bind_handler.hpp>
+#include <boost/beast/core/role.hpp>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -73,5 +76,13 @@ class WebSocketTransport {
   std::optional<TLS> tls_;
   Listener listener_;
 };
+
+// What Beast calls after a close handshake. The socket is closed by the task; nothing waits for the other
+// side.
+template <class Handler>
+void async_teardown(boost::beast::role_type, WebSocketTransport& transport, Handler&& handler) {
+  boost::asio::post(transport.get_executor(), boost::beast::bind_front_handler(std::forward<Handler>(handler),
+                                                                               boost::system::error_code()));
+}
 
 }  // namespace platform

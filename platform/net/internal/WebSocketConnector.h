@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "platform/foundation/NSURL.h"
-#include "platform/net/WebSocketThread.h"
-#include "platform/net/WebSocketTransport.h"
+#include "platform/net/internal/WebSocketThread.h"
+#include "platform/net/internal/WebSocketTransport.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "platform/uikit/PerformAction.h"
+#include "platform/uikit/internal/PerformAction.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "platform/net/WebSocketThread.h"
+#include "platform/net/internal/WebSocketThread.h"
 
 #include <openssl/crypto.h>
 #include <pthread.h>
@@ -9,9 +9,9 @@
 #include <string>
 #include <thread>
 
-#include "platform/dispatch/SignalsBlocked.h"
-#include "platform/foundation/OpenSSLUse.h"
+#include "platform/dispatch/internal/SignalsBlocked.h"
 #include "platform/foundation/SystemLog.h"
+#include "platform/foundation/internal/OpenSSLUse.h"
 
 namespace platform {
 

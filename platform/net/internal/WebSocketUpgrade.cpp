@@ -1,4 +1,4 @@
-#include "platform/net/WebSocketUpgrade.h"
+#include "platform/net/internal/WebSocketUpgrade.h"
 
 #include <strings.h>
 

@@ -1,4 +1,4 @@
-#include "platform/foundation/OpenSSLUse.h"
+#include "platform/foundation/internal/OpenSSLUse.h"
 
 #include <openssl/crypto.h>
 #include <openssl/ssl.h>

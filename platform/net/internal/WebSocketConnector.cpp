@@ -1,4 +1,4 @@
-#include "platform/net/WebSocketConnector.h"
+#include "platform/net/internal/WebSocketConnector.h"
 
 #include <fcntl.h>
 #include <openssl/ssl.h>
@@ -10,7 +10,7 @@
 
 #include "platform/net/NSURLError.h"
 #include "platform/net/NetworkReachability.h"
-#include "platform/net/WebSocketUpgrade.h"
+#include "platform/net/internal/WebSocketUpgrade.h"
 
 namespace platform {
 namespace {
@@ -69,7 +69,7 @@ void WebSocketConnector::connect(Completion completion) {
   connect({tcp::endpoint(address, static_cast<std::uint16_t>(port))}, 0, std::move(completion));
 }
 
-// The look-up blocks a thread of its own, and goes on there when nobody is interested any more.
+// The look-up blocks a thread of its own, and goes on there after a cancel().
 void WebSocketConnector::resolve(Completion completion) {
   resolver_.async_resolve(
       *url_.host(), std::to_string(webSocketPort(url_)), tcp::resolver::numeric_service,

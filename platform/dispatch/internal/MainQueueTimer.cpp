@@ -1,4 +1,4 @@
-#include "platform/dispatch/MainQueueTimer.h"
+#include "platform/dispatch/internal/MainQueueTimer.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "platform/uikit/UILayoutContainerView.h"
+#include "platform/uikit/internal/UILayoutContainerView.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "platform/foundation/UserDefaultsDatabase.h"
+#include "platform/foundation/internal/UserDefaultsDatabase.h"
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/internal/FileDescriptor.h"
 
 namespace platform {
 
@@ -48,7 +49,7 @@ class DirectoryLock {
   template <class IsTimeLeft>
   DirectoryLock(const std::string& directory, int mode, IsTimeLeft isTimeLeft)
       : file_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    while (file_ >= 0 && ::flock(file_, mode | LOCK_NB) != 0) {
+    while (file_.isOpen() && ::flock(file_.number(), mode | LOCK_NB) != 0) {
       if (errno == EINTR) continue;
       if (errno != EWOULDBLOCK) return;
       if (!isTimeLeft()) {
@@ -60,9 +61,7 @@ class DirectoryLock {
   }
   // Closing alone would leave the lock with a child that was forked meanwhile.
   ~DirectoryLock() {
-    if (file_ < 0) return;
-    ::flock(file_, LOCK_UN);
-    ::close(file_);
+    if (file_.isOpen()) ::flock(file_.number(), LOCK_UN);
   }
   DirectoryLock(const DirectoryLock&) = delete;
   DirectoryLock& operator=(const DirectoryLock&) = delete;
@@ -72,7 +71,7 @@ class DirectoryLock {
   bool isHeldByAnother() const { return isHeldByAnother_; }
 
  private:
-  const int file_;
+  const FileDescriptor file_;
   bool isHeldByAnother_ = false;
 };
 

@@ -1,4 +1,4 @@
-#include "platform/net/HTTPTransfer.h"
+#include "platform/net/internal/HTTPTransfer.h"
 
 #include <strings.h>
 
@@ -6,11 +6,14 @@
 #include <cerrno>
 #include <climits>
 #include <exception>
+#include <iterator>
 #include <utility>
 
+#include "platform/foundation/ASCII.h"
 #include "platform/net/NSHTTPURLResponse.h"
 #include "platform/net/NSURLError.h"
 #include "platform/net/NetworkReachability.h"
+#include "platform/net/internal/Timeout.h"
 
 namespace platform {
 namespace {
@@ -19,25 +22,36 @@ constexpr long kMaximumRedirects = 16;
 constexpr std::size_t kMaximumHeaderBytes = 256u << 10;
 // A server's announced length is believed up to this size when memory is set aside for a body.
 constexpr curl_off_t kLargestReserve = 1 << 20;
-// A timeout above this is as good as none, and does not overflow a clock.
-constexpr double kLongestTimeout = 30.0 * 24 * 3600;
 constexpr const char* kProtocols = "http,https";
-// So much of a body that nobody reads is taken, since a connection that is given up costs more.
+// At most so much is read of a body that nobody looks at; a connection that is given up would cost more.
 constexpr std::size_t kLongestUnreadBody = 1u << 20;
 // A longer URL does not fit into the header frame of HTTP/2.
 constexpr std::size_t kLongestURLOfHTTP2 = 32u << 10;
 
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kBlank = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kBlank);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
-}
-
-HTTPTransfer::Clock::duration durationOf(double seconds) {
-  return std::chrono::duration_cast<HTTPTransfer::Clock::duration>(
-      std::chrono::duration<double>(std::clamp(seconds, 0.0, kLongestTimeout)));
-}
+// What libcurl's verdict is for the host; where more than the verdict decides, see errorCode().
+constexpr std::pair<CURLcode, int> kErrorCodes[] = {
+    {CURLE_URL_MALFORMAT, NSURLErrorBadURL},
+    {CURLE_OPERATION_TIMEDOUT, NSURLErrorTimedOut},
+    {CURLE_GOT_NOTHING, NSURLErrorNetworkConnectionLost},
+    {CURLE_SEND_ERROR, NSURLErrorNetworkConnectionLost},
+    {CURLE_RECV_ERROR, NSURLErrorNetworkConnectionLost},
+    {CURLE_PARTIAL_FILE, NSURLErrorNetworkConnectionLost},
+    {CURLE_HTTP2, NSURLErrorNetworkConnectionLost},
+    {CURLE_HTTP2_STREAM, NSURLErrorNetworkConnectionLost},
+    {CURLE_TOO_MANY_REDIRECTS, NSURLErrorHTTPTooManyRedirects},
+    {CURLE_WEIRD_SERVER_REPLY, NSURLErrorBadServerResponse},
+    {CURLE_BAD_CONTENT_ENCODING, NSURLErrorCannotDecodeContentData},
+    {CURLE_FILESIZE_EXCEEDED, NSURLErrorDataLengthExceedsMaximum},
+    {CURLE_PEER_FAILED_VERIFICATION, NSURLErrorServerCertificateUntrusted},
+    {CURLE_SSL_ISSUER_ERROR, NSURLErrorServerCertificateUntrusted},
+    {CURLE_SSL_INVALIDCERTSTATUS, NSURLErrorServerCertificateUntrusted},
+    {CURLE_SSL_CONNECT_ERROR, NSURLErrorSecureConnectionFailed},
+    {CURLE_SSL_CERTPROBLEM, NSURLErrorSecureConnectionFailed},
+    {CURLE_SSL_CIPHER, NSURLErrorSecureConnectionFailed},
+    {CURLE_SSL_CACERT_BADFILE, NSURLErrorSecureConnectionFailed},
+    {CURLE_SSL_ENGINE_INITFAILED, NSURLErrorSecureConnectionFailed},
+    {CURLE_USE_SSL_FAILED, NSURLErrorSecureConnectionFailed},
+};
 
 // What libcurl is told by a function that takes bytes; 0 ends the transfer. No exception may pass through
 // libcurl.
@@ -150,10 +164,10 @@ void HTTPTransfer::configureConnection() {
 
 HTTPTransfer::Clock::time_point HTTPTransfer::deadline() const {
   const double timeout = task_->originalRequest().timeoutInterval();
-  const Clock::time_point silence = lastActivity_ + durationOf(timeout);
+  const Clock::time_point silence = lastActivity_ + timeoutOf(timeout);
   if (!answerBegan_) return silence;
   const double longest = std::max(timeout, task_->configuration().timeoutIntervalForAnswer);
-  return std::min(silence, std::max(*answerBegan_, lastSent_) + durationOf(longest));
+  return std::min(silence, std::max(*answerBegan_, lastSent_) + timeoutOf(longest));
 }
 
 std::size_t HTTPTransfer::receivedHeader(char* bytes, std::size_t size, std::size_t count, void* self) {
@@ -196,7 +210,8 @@ bool HTTPTransfer::appendHeader(std::string_view line) {
   }
   const std::size_t colon = line.find(':');
   if (colon == std::string_view::npos) return true;
-  headers_.emplace_back(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+  headers_.emplace_back(trimmingASCIIBlanks(line.substr(0, colon)),
+                        trimmingASCIIBlanks(line.substr(colon + 1)));
   return true;
 }
 
@@ -224,29 +239,31 @@ bool HTTPTransfer::keepBody(std::string_view bytes) {
 
 void HTTPTransfer::finish(CURLcode code) {
   if (code == CURLE_OK || (code == CURLE_WRITE_ERROR && readEnough_)) {
-    task_->complete(std::make_shared<const std::string>(std::move(body_)), makeResponse(), std::nullopt);
+    task_->complete({}, std::make_shared<const std::string>(std::move(body_)), makeResponse(), std::nullopt);
     return;
   }
   const std::string_view detail = detail_[0] != '\0' ? detail_ : curl_easy_strerror(code);
-  task_->complete(nullptr, makeResponse(),
+  task_->complete({}, nullptr, makeResponse(),
                   makeURLError(errorCode(code), task_->originalRequest().url(), detail));
 }
 
 void HTTPTransfer::fail(int code) {
-  task_->complete(nullptr, makeResponse(), makeURLError(code, task_->originalRequest().url()));
+  task_->complete({}, nullptr, makeResponse(), makeURLError(code, task_->originalRequest().url()));
+}
+
+void HTTPTransfer::fail(NSURLSessionDataTask& task, int code, std::string_view detail) {
+  task.complete({}, nullptr, nullptr, makeURLError(code, task.originalRequest().url(), detail));
 }
 
 void HTTPTransfer::answer(int status) {
   const NSURL& url = task_->originalRequest().url();
-  task_->complete(std::make_shared<const std::string>(),
+  task_->complete({}, std::make_shared<const std::string>(),
                   std::make_shared<NSHTTPURLResponse>(url, status, std::vector<HTTPHeaderField>()),
                   std::nullopt);
 }
 
 int HTTPTransfer::errorCode(CURLcode code) const {
   switch (code) {
-    case CURLE_URL_MALFORMAT:
-      return NSURLErrorBadURL;
     case CURLE_UNSUPPORTED_PROTOCOL:
       // Also what libcurl calls an answer without a head.
       return info(CURLINFO_RESPONSE_CODE) == 0 ? NSURLErrorBadServerResponse : NSURLErrorUnsupportedURL;
@@ -256,39 +273,13 @@ int HTTPTransfer::errorCode(CURLcode code) const {
     case CURLE_COULDNT_CONNECT:
       return info(CURLINFO_OS_ERRNO) == ENETUNREACH ? NSURLErrorNotConnectedToInternet
                                                     : NSURLErrorCannotConnectToHost;
-    case CURLE_OPERATION_TIMEDOUT:
-      return NSURLErrorTimedOut;
-    case CURLE_GOT_NOTHING:
-    case CURLE_SEND_ERROR:
-    case CURLE_RECV_ERROR:
-    case CURLE_PARTIAL_FILE:
-    case CURLE_HTTP2:
-    case CURLE_HTTP2_STREAM:
-      return NSURLErrorNetworkConnectionLost;
-    case CURLE_TOO_MANY_REDIRECTS:
-      return NSURLErrorHTTPTooManyRedirects;
-    case CURLE_WEIRD_SERVER_REPLY:
-      return NSURLErrorBadServerResponse;
-    case CURLE_BAD_CONTENT_ENCODING:
-      return NSURLErrorCannotDecodeContentData;
-    case CURLE_FILESIZE_EXCEEDED:
-      return NSURLErrorDataLengthExceedsMaximum;
     case CURLE_WRITE_ERROR:
       return bodyTooLong_ ? NSURLErrorDataLengthExceedsMaximum : NSURLErrorBadServerResponse;
-    case CURLE_PEER_FAILED_VERIFICATION:
-    case CURLE_SSL_ISSUER_ERROR:
-    case CURLE_SSL_INVALIDCERTSTATUS:
-      return NSURLErrorServerCertificateUntrusted;
-    case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_SSL_CERTPROBLEM:
-    case CURLE_SSL_CIPHER:
-    case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_ENGINE_INITFAILED:
-    case CURLE_USE_SSL_FAILED:
-      return NSURLErrorSecureConnectionFailed;
     default:
-      return NSURLErrorUnknown;
+      break;
   }
+  const auto meant = std::ranges::find(kErrorCodes, code, &std::pair<CURLcode, int>::first);
+  return meant == std::end(kErrorCodes) ? NSURLErrorUnknown : meant->second;
 }
 
 long HTTPTransfer::info(CURLINFO which) const {

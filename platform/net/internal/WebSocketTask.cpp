@@ -1,13 +1,8 @@
-#include "platform/net/WebSocketTask.h"
+#include "platform/net/internal/WebSocketTask.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <boost/beast/core/bind_handler.hpp>
-#include <boost/beast/http/empty_body.hpp>
-#include <boost/beast/http/parser.hpp>
-#include <boost/beast/websocket/stream.hpp>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <deque>
@@ -17,26 +12,24 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "platform/dispatch/DispatchQueue.h"
 #include "platform/foundation/String.h"
 #include "platform/foundation/SystemLog.h"
 #include "platform/net/NSHTTPURLResponse.h"
 #include "platform/net/NSURLError.h"
-#include "platform/net/WebSocketConnector.h"
-#include "platform/net/WebSocketThread.h"
-#include "platform/net/WebSocketTransport.h"
-#include "platform/net/WebSocketUpgrade.h"
+#include "platform/net/internal/GuardedCompletion.h"
+#include "platform/net/internal/Timeout.h"
+#include "platform/net/internal/WebSocketConnector.h"
+#include "platform/net/internal/WebSocketStream.h"
+#include "platform/net/internal/WebSocketThread.h"
+#include "platform/net/internal/WebSocketUpgrade.h"
 #include "platform/runtime/Mutex.h"
 
 namespace platform {
 namespace {
 
 namespace asio = boost::asio;
-namespace beast = boost::beast;
-namespace http = boost::beast::http;
-namespace websocket = boost::beast::websocket;
 using boost::system::error_code;
 
 using Clock = std::chrono::steady_clock;
@@ -44,50 +37,11 @@ using Clock = std::chrono::steady_clock;
 constexpr int kSwitchingProtocols = 101;
 // How long a socket that has been cancelled may take to say so to the other side.
 constexpr std::chrono::seconds kLongestFarewell{1};
-// A timeout above this is as good as none, and does not overflow a clock.
-constexpr double kLongestTimeout = 30.0 * 24 * 3600;
-constexpr std::size_t kMaximumHeadSize = 64 * 1024;
-constexpr std::size_t kWriteBufferSize = 64 * 1024;
-constexpr std::size_t kFirstReadSize = 4 * 1024;
-// What a close frame without a code counts as.
-constexpr NSURLSessionWebSocketTask::CloseCode kNoStatusReceived = 1005;
+constexpr const char* kName = "WebSocket task";
 
-// What Beast calls after a close handshake. The socket is closed by the task; nothing waits for the other
-// side.
-template <class Handler>
-void async_teardown(beast::role_type, WebSocketTransport& transport, Handler&& handler) {
-  asio::post(transport.get_executor(),
-             beast::bind_front_handler(std::forward<Handler>(handler), error_code()));
-}
-
-// Of an upgrade, and of an open socket.
-int codeOfStreamError(error_code error) {
-  if (error == websocket::error::message_too_big) return NSURLErrorDataLengthExceedsMaximum;
-  if (error == websocket::error::bad_frame_payload) return NSURLErrorCannotDecodeContentData;
-  const bool isTruncated = error == http::error::end_of_stream || error == http::error::partial_message ||
-                           error == websocket::error::closed;
-  if (isTruncated) return NSURLErrorNetworkConnectionLost;
-  const bool isNonsense =
-      error.category() == http::make_error_code(http::error::bad_version).category() ||
-      error.category() == websocket::make_error_code(websocket::error::bad_opcode).category();
-  return isNonsense ? NSURLErrorBadServerResponse : NSURLErrorNetworkConnectionLost;
-}
-
-// The session's queue must survive whatever a completion throws.
-template <class Completion, class... Results>
-void callGuarded(const Completion& completion, Results&&... results) {
-  try {
-    completion(std::forward<Results>(results)...);
-  } catch (const std::exception& exception) {
-    NSLog(std::string("The completion of a WebSocket task threw an exception: ") + exception.what());
-  } catch (...) {
-    NSLog("The completion of a WebSocket task threw an exception.");
-  }
-}
-
-// The task. What callers ask is posted to the network thread in the order of their calls, and all below that
-// is of the network thread alone. Every operation under way holds the task, and no completion does, so that
-// it is destroyed there, too.
+// What callers ask is posted to the network thread in the order of their calls; all below that belongs to the
+// network thread alone. Every operation under way holds the task and no completion does, so that it is
+// destroyed there, too.
 class WebSocketTask : public NSURLSessionWebSocketTask, public std::enable_shared_from_this<WebSocketTask> {
  public:
   WebSocketTask(NSURLRequest request, std::shared_ptr<const NSURLSessionConfiguration> configuration,
@@ -96,14 +50,26 @@ class WebSocketTask : public NSURLSessionWebSocketTask, public std::enable_share
 
   void resume() override;
   void cancel() override;
-  State state() const override;
+  State state() const override {
+    MutexLock lock(mutex_);
+    return state_;
+  }
 
   void receiveMessage(ReceiveCompletion completion) override;
   void sendMessage(NSURLSessionWebSocketMessage message, SendCompletion completion) override;
 
-  std::shared_ptr<NSURLResponse> response() const override;
-  CloseCode closeCode() const override;
-  std::optional<std::string> closeReason() const override;
+  std::shared_ptr<NSURLResponse> response() const override {
+    MutexLock lock(mutex_);
+    return response_;
+  }
+  CloseCode closeCode() const override {
+    MutexLock lock(mutex_);
+    return closeCode_;
+  }
+  std::optional<std::string> closeReason() const override {
+    MutexLock lock(mutex_);
+    return closeReason_;
+  }
 
   // The maker has dropped the task.
   static void release(std::shared_ptr<WebSocketTask> task) noexcept;
@@ -125,15 +91,14 @@ class WebSocketTask : public NSURLSessionWebSocketTask, public std::enable_share
   }
 
   void begin();
-  void failAfter(std::chrono::duration<double> delay, int code);
+  void failAfter(Clock::duration delay, int code);
   void upgrade();
-  void hearAnswer(std::string_view bytes);
+  void hearAnswer(std::shared_ptr<NSHTTPURLResponse> response);
   void upgraded();
 
   void proceed();
   void endIfUnneeded();
   void readMessage();
-  void readPart();
   void finishReading(error_code error);
   void writeMessage();
   void finishWriting(error_code error);
@@ -145,16 +110,15 @@ class WebSocketTask : public NSURLSessionWebSocketTask, public std::enable_share
   void fail(int code, std::string_view detail = {}) { end(makeError(code, detail), Farewell::none); }
   void end(NSError error, Farewell farewell);
   void sayGoodbye();
-  void closeSocket();
 
   NSError makeError(int code, std::string_view detail = {}) const {
     return makeURLError(code, request_.url(), detail);
   }
-  void complete(ReceiveCompletion completion, std::optional<NSURLSessionWebSocketMessage> message,
-                std::optional<NSError> error);
-  void complete(SendCompletion completion, std::optional<NSError> error);
-
-  WebSocketTransport& transport() { return stream_.next_layer(); }
+  template <class Completion, class... Message>
+  void complete(Completion completion, std::optional<NSError> error, Message... message);
+  void complete(ReceiveCompletion completion, std::optional<NSError> error) {
+    complete(std::move(completion), std::move(error), std::optional<NSURLSessionWebSocketMessage>());
+  }
 
   const NSURLRequest request_;
   const std::shared_ptr<const NSURLSessionConfiguration> configuration_;
@@ -174,43 +138,20 @@ class WebSocketTask : public NSURLSessionWebSocketTask, public std::enable_share
   // Of the network thread alone.
   WebSocketThread& thread_ = WebSocketThread::shared();
   asio::steady_timer timer_{thread_.context()};
-  websocket::stream<WebSocketTransport, false> stream_{thread_.context()};
-  WebSocketConnector connector_{request_.url(), configuration_->certificateAuthorityFile, transport()};
+  WebSocketStream stream_{thread_.context()};
+  WebSocketConnector connector_{request_.url(), configuration_->certificateAuthorityFile,
+                                stream_.transport()};
   Stage stage_ = Stage::unstarted;
   std::optional<NSError> endError_;
   bool isReleased_ = false;
-  std::string answerHead_;
 
   std::deque<ReceiveCompletion> receives_;
   std::deque<Send> sends_;
-  // A message that is being read: so many bytes of `incoming_` have come.
   bool isReading_ = false;
-  std::string incoming_;
-  std::size_t received_ = 0;
-  // A message that is being written; the completion is the first of sends_.
   bool isWriting_ = false;
+  // What is being written; its completion is the first of sends_.
   std::optional<NSURLSessionWebSocketMessage> outgoing_;
 };
-
-NSURLSessionTask::State WebSocketTask::state() const {
-  MutexLock lock(mutex_);
-  return state_;
-}
-
-std::shared_ptr<NSURLResponse> WebSocketTask::response() const {
-  MutexLock lock(mutex_);
-  return response_;
-}
-
-NSURLSessionWebSocketTask::CloseCode WebSocketTask::closeCode() const {
-  MutexLock lock(mutex_);
-  return closeCode_;
-}
-
-std::optional<std::string> WebSocketTask::closeReason() const {
-  MutexLock lock(mutex_);
-  return closeReason_;
-}
 
 void WebSocketTask::resume() {
   {
@@ -250,8 +191,7 @@ void WebSocketTask::release(std::shared_ptr<WebSocketTask> task) noexcept {
 
 void WebSocketTask::receiveMessage(ReceiveCompletion completion) {
   post([completion = std::move(completion)](WebSocketTask& task) mutable {
-    if (task.stage_ == Stage::ended)
-      return task.complete(std::move(completion), std::nullopt, task.endError_);
+    if (task.stage_ == Stage::ended) return task.complete(std::move(completion), task.endError_);
     task.receives_.push_back(std::move(completion));
     task.readMessage();
   });
@@ -271,16 +211,15 @@ void WebSocketTask::begin() {
   const NSURL& url = request_.url();
   if (url.scheme() != "ws" && url.scheme() != "wss") return fail(NSURLErrorUnsupportedURL);
   if (!hasWebSocketHost(url)) return fail(NSURLErrorBadURL);
-  failAfter(std::chrono::duration<double>(std::clamp(request_.timeoutInterval(), 0.0, kLongestTimeout)),
-            NSURLErrorTimedOut);
+  failAfter(timeoutOf(request_.timeoutInterval()), NSURLErrorTimedOut);
   connector_.connect([self = shared_from_this()](int code, const std::string& detail) {
     code == 0 ? self->upgrade() : self->fail(code, detail);
   });
 }
 
 // Unless the timer is set anew or cancelled before.
-void WebSocketTask::failAfter(std::chrono::duration<double> delay, int code) {
-  timer_.expires_after(std::chrono::ceil<Clock::duration>(delay));
+void WebSocketTask::failAfter(Clock::duration delay, int code) {
+  timer_.expires_after(delay);
   timer_.async_wait([self = shared_from_this(), code](error_code error) {
     const bool isDue = !error && self->timer_.expiry() <= Clock::now();
     if (isDue) self->fail(code);
@@ -288,39 +227,16 @@ void WebSocketTask::failAfter(std::chrono::duration<double> delay, int code) {
 }
 
 void WebSocketTask::upgrade() {
-  stream_.read_message_max(kMaximumMessageSize);
-  stream_.write_buffer_bytes(kWriteBufferSize);
-  stream_.auto_fragment(false);
-  stream_.set_option(websocket::stream_base::decorator([this](websocket::request_type& head) {
-    for (const auto& [name, value] : webSocketFields(request_)) head.set(name, value);
-  }));
-  stream_.control_callback([this](websocket::frame_type kind, beast::string_view) {
-    if (kind == websocket::frame_type::close) hearCloseFrame();
-  });
-  transport().setListener([this](std::string_view bytes) { hearAnswer(bytes); });
-  stream_.async_handshake(webSocketHostField(request_.url()), webSocketTarget(request_.url()),
-                          [self = shared_from_this()](error_code error) {
-                            self->transport().setListener(nullptr);
-                            if (error) return self->streamFailed(error);
-                            self->upgraded();
-                          });
+  stream_.upgrade(
+      request_, [this](auto response) { hearAnswer(std::move(response)); }, [this] { hearCloseFrame(); },
+      [self = shared_from_this()](error_code error) {
+        error ? self->streamFailed(error) : self->upgraded();
+      });
 }
 
-// Beast tells of an answer when its body has come, too, which the server of a refusal may hold back for ever.
-void WebSocketTask::hearAnswer(std::string_view bytes) {
-  if (stage_ == Stage::ended || response() || answerHead_.size() > kMaximumHeadSize) return;
-  answerHead_.append(bytes);
-  const std::size_t end = answerHead_.find("\r\n\r\n");
-  if (end == std::string::npos) return;
-  http::response_parser<http::empty_body> parser;
-  error_code error;
-  parser.put(asio::buffer(answerHead_.data(), end + 4), error);
-  if (!parser.is_header_done()) return;
-
-  const int status = static_cast<int>(parser.get().result_int());
-  std::vector<HTTPHeaderField> headers;
-  for (const auto& field : parser.get()) headers.emplace_back(field.name_string(), field.value());
-  auto response = std::make_shared<NSHTTPURLResponse>(request_.url(), status, std::move(headers));
+void WebSocketTask::hearAnswer(std::shared_ptr<NSHTTPURLResponse> response) {
+  if (stage_ == Stage::ended) return;
+  const int status = response->statusCode();
   {
     MutexLock lock(mutex_);
     response_ = std::move(response);
@@ -334,7 +250,6 @@ void WebSocketTask::upgraded() {
   if (stage_ == Stage::ended) return;
   stage_ = Stage::open;
   timer_.expires_at(Clock::time_point::max());
-  answerHead_ = {};
   proceed();
 }
 
@@ -344,44 +259,26 @@ void WebSocketTask::proceed() {
   readMessage();
 }
 
-// Whom nobody holds, and who owes nobody an answer.
+// Once its maker has dropped the task and no completion is due.
 void WebSocketTask::endIfUnneeded() {
-  const bool canStillAnswer = stage_ != Stage::unstarted && !(receives_.empty() && sends_.empty());
-  if (isReleased_ && !canStillAnswer) end(makeError(NSURLErrorCancelled), Farewell::closeFrame);
+  const bool isAnswerDue = stage_ != Stage::unstarted && !(receives_.empty() && sends_.empty());
+  if (isReleased_ && !isAnswerDue) end(makeError(NSURLErrorCancelled), Farewell::closeFrame);
 }
 
 // Nothing is read unless somebody asks for it, so that what is not asked for waits on the other side.
 void WebSocketTask::readMessage() {
   if (stage_ != Stage::open || isReading_ || receives_.empty()) return;
   isReading_ = true;
-  received_ = 0;
-  readPart();
-}
-
-void WebSocketTask::readPart() {
-  // Grows with what has come and not with what was announced.
-  if (received_ == incoming_.size()) incoming_.resize(std::max(kFirstReadSize, 2 * received_));
-  stream_.async_read_some(asio::buffer(incoming_.data() + received_, incoming_.size() - received_),
-                          [self = shared_from_this()](error_code error, std::size_t count) {
-                            self->received_ += count;
-                            const bool goesOn = !error && self->stage_ == Stage::open;
-                            if (goesOn && !self->stream_.is_message_done()) return self->readPart();
-                            self->finishReading(error);
-                          });
+  stream_.read([self = shared_from_this()](error_code error) { self->finishReading(error); });
 }
 
 void WebSocketTask::finishReading(error_code error) {
   isReading_ = false;
-  std::string bytes = std::exchange(incoming_, {});
   if (stage_ == Stage::ended) return;
   if (error) return streamFailed(error);
-  bytes.resize(received_);
   ReceiveCompletion completion = std::move(receives_.front());
   receives_.pop_front();
-  complete(std::move(completion),
-           stream_.got_text() ? NSURLSessionWebSocketMessage::withString(std::move(bytes))
-                              : NSURLSessionWebSocketMessage::withData(std::move(bytes)),
-           std::nullopt);
+  complete(std::move(completion), std::nullopt, std::optional(stream_.takeMessage()));
   proceed();
 }
 
@@ -395,10 +292,7 @@ void WebSocketTask::writeMessage() {
   if (sends_.empty()) return;
   isWriting_ = true;
   outgoing_ = std::move(sends_.front().message);
-  stream_.text(outgoing_->type() == NSURLSessionWebSocketMessage::Type::string);
-  stream_.async_write(
-      asio::buffer(outgoing_->bytes()),
-      [self = shared_from_this()](error_code error, std::size_t) { self->finishWriting(error); });
+  stream_.write(*outgoing_, [self = shared_from_this()](error_code error) { self->finishWriting(error); });
 }
 
 void WebSocketTask::finishWriting(error_code error) {
@@ -427,11 +321,10 @@ std::optional<NSError> WebSocketTask::refusal(const NSURLSessionWebSocketMessage
 // Beast answers it; a server that does not take the answer is not waited for.
 void WebSocketTask::hearCloseFrame() {
   if (stage_ == Stage::ended) return;
-  const websocket::close_reason& reason = stream_.reason();
   {
     MutexLock lock(mutex_);
-    closeCode_ = reason.code == websocket::close_code::none ? kNoStatusReceived : reason.code;
-    closeReason_.emplace(reason.reason.data(), reason.reason.size());
+    closeCode_ = stream_.closeCode();
+    closeReason_ = stream_.closeReason();
   }
   failAfter(kLongestFarewell, NSURLErrorNetworkConnectionLost);
 }
@@ -440,7 +333,7 @@ void WebSocketTask::hearCloseFrame() {
 void WebSocketTask::streamFailed(error_code error) {
   if (stage_ == Stage::ended) return;
   const bool isOther = error == asio::error::operation_aborted && (isReading_ || isWriting_);
-  if (!isOther) fail(codeOfStreamError(error), error.message());
+  if (!isOther) fail(WebSocketStream::codeOf(error), error.message());
 }
 
 void WebSocketTask::end(NSError error, Farewell farewell) {
@@ -454,50 +347,36 @@ void WebSocketTask::end(NSError error, Farewell farewell) {
   timer_.expires_at(Clock::time_point::max());
   connector_.cancel();
   while (!sends_.empty()) finishSend(error);
-  for (ReceiveCompletion& completion : receives_) complete(std::move(completion), std::nullopt, error);
+  for (ReceiveCompletion& completion : receives_) complete(std::move(completion), error);
   receives_.clear();
   // A close frame cannot stand in the middle of another.
   const bool canSayGoodbye = wasOpen && farewell == Farewell::closeFrame && !isWriting_;
-  canSayGoodbye ? sayGoodbye() : closeSocket();
+  canSayGoodbye ? sayGoodbye() : stream_.closeSocket();
 }
 
 // Closes when the other side has agreed, or when it has had its time.
 void WebSocketTask::sayGoodbye() {
   timer_.expires_after(kLongestFarewell);
   timer_.async_wait([self = shared_from_this()](error_code error) {
-    if (!error) self->closeSocket();
+    if (!error) self->stream_.closeSocket();
   });
-  stream_.async_close({}, [self = shared_from_this()](error_code) {
+  stream_.sayGoodbye([self = shared_from_this()](error_code) {
     self->timer_.cancel();
-    self->closeSocket();
+    self->stream_.closeSocket();
   });
 }
 
-void WebSocketTask::closeSocket() {
-  error_code ignored;
-  transport().next_layer().close(ignored);
-}
-
-void WebSocketTask::complete(ReceiveCompletion completion,
-                             std::optional<NSURLSessionWebSocketMessage> message,
-                             std::optional<NSError> error) {
-  if (!completion) return;
-  queue_->async([completion = std::move(completion), message = std::move(message), error = std::move(error),
-                 isCancelled = isCancelled_, url = request_.url()]() mutable {
-    if (*isCancelled) {
-      message.reset();
-      error = makeURLError(NSURLErrorCancelled, url);
-    }
-    callGuarded(completion, std::move(message), std::move(error));
-  });
-}
-
-void WebSocketTask::complete(SendCompletion completion, std::optional<NSError> error) {
+// On the session's queue: with what came, or with a cancellation that came before it runs.
+template <class Completion, class... Message>
+void WebSocketTask::complete(Completion completion, std::optional<NSError> error, Message... message) {
   if (!completion) return;
   queue_->async([completion = std::move(completion), error = std::move(error), isCancelled = isCancelled_,
-                 url = request_.url()]() mutable {
-    if (*isCancelled) error = makeURLError(NSURLErrorCancelled, url);
-    callGuarded(completion, std::move(error));
+                 url = request_.url(), ... message = std::move(message)]() mutable {
+    if (*isCancelled) {
+      (message.reset(), ...);
+      error = makeURLError(NSURLErrorCancelled, url);
+    }
+    callGuarded(kName, completion, std::move(message)..., std::move(error));
   });
 }
 

@@ -1,12 +1,12 @@
-#include "platform/dispatch/SerialWorker.h"
+#include "platform/dispatch/internal/SerialWorker.h"
 
 #include <pthread.h>
 
 #include <thread>
 #include <utility>
 
-#include "platform/dispatch/SignalsBlocked.h"
-#include "platform/dispatch/Uptime.h"
+#include "platform/dispatch/internal/SignalsBlocked.h"
+#include "platform/dispatch/internal/Uptime.h"
 
 namespace platform {
 

@@ -1,9 +1,10 @@
-#include "platform/graphics/TextLayout.h"
+#include "platform/graphics/internal/TextLayout.h"
 
 #include <algorithm>
 #include <cmath>
 #include <string>
 
+#include "platform/foundation/CodePoints.h"
 #include "platform/foundation/String.h"
 
 namespace platform {
@@ -24,13 +25,11 @@ constexpr double kSlack = 0.01;
 
 double points(int pangoUnits) { return static_cast<double>(pangoUnits) / PANGO_SCALE; }
 
-bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
-
 // The first characters of well-formed text.
 std::string_view prefix(std::string_view text, std::size_t characters) {
   std::size_t end = 0;
   for (; end < text.size(); ++end) {
-    if (!isContinuation(text[end]) && characters-- == 0) break;
+    if (!isContinuationByte(text[end]) && characters-- == 0) break;
   }
   return text.substr(0, end);
 }
