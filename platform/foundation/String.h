@@ -16,7 +16,8 @@ namespace platform {
 class String {
  public:
   String() { bytes_[kTag] = 0; }
-  String(const char* text) : String(std::string_view(text)) {}
+  // A null pointer is empty text.
+  String(const char* text) : String(text ? std::string_view(text) : std::string_view()) {}
   String(std::string_view text) { assign(text); }
   String(const std::string& text) : String(std::string_view(text)) {}
   String(const String& other) : String(other, Copy{}) {}

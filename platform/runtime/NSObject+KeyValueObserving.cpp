@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "platform/runtime/NSObject.h"
+#include "platform/runtime/RuntimeLog.h"
 #include "platform/runtime/internal/NSObjectExtras.h"
 
 namespace platform {
@@ -14,7 +15,10 @@ void NSObject::addObserver(const std::weak_ptr<NSObject>& observer, const std::s
   std::erase_if(observations, [](const auto& observation) { return observation->observer.expired(); });
 
   const std::shared_ptr<NSObject> live = observer.lock();
-  if (!live) return;
+  if (!live) {
+    return runtimeLog("Nobody observes " + isa().name() + " for " + keyPath +
+                      ": the observer is gone, or no shared pointer holds it yet, as in its constructor");
+  }
   observations.push_back(std::make_shared<NSObjectExtras::Observation>(
       NSObjectExtras::Observation{live.get(), observer, keyPath, context}));
 }

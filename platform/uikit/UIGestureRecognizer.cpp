@@ -10,8 +10,9 @@ constinit Method<std::shared_ptr<UIGestureRecognizer>(UIGestureRecognizer&, NSOb
     UIGestureRecognizer::initWithTargetMethod{
         UIGestureRecognizer::classObject,
         "initWithTarget:action:", [](UIGestureRecognizer& self, SEL, NSObject* target, SEL action) {
+          self.isInitialized_ = true;
           self.addTarget(target, action);
-          return std::static_pointer_cast<UIGestureRecognizer>(self.shared_from_this());
+          return std::static_pointer_cast<UIGestureRecognizer>(self.weak_from_this().lock());
         }};
 
 constinit Method<void(UIGestureRecognizer&, State)> UIGestureRecognizer::setStateMethod{
@@ -34,7 +35,12 @@ std::shared_ptr<UIGestureRecognizer> UIGestureRecognizer::initWithTarget(NSObjec
 }
 
 void UIGestureRecognizer::addTarget(NSObject* target, SEL action) {
-  if (target && action) targets_.push_back({target->weak_from_this(), action});
+  if (!target || !action) return;
+  if (!isInitialized_) {
+    initWithTargetMethod.invoke(*this, target, action);
+  } else {
+    targets_.push_back({target->weak_from_this(), action});
+  }
 }
 
 void UIGestureRecognizer::setState(State state) { setStateMethod.invoke(*this, state); }

@@ -60,6 +60,7 @@ class PLATFORM_EXPORT UIGestureRecognizer : public NSObject {
 
   // "initWithTarget:action:", once, on a fresh recogniser: answers the receiver.
   virtual std::shared_ptr<UIGestureRecognizer> initWithTarget(NSObject* target, SEL action);
+  // The first of a recogniser that was not made by create() initialises it.
   void addTarget(NSObject* target, SEL action);
 
   virtual UIGestureRecognizerState state() const { return state_; }
@@ -137,6 +138,7 @@ class PLATFORM_EXPORT UIGestureRecognizer : public NSObject {
   std::vector<CGPoint> startLocations_;  // of touches_, in the window
   GestureDelivery* delivery_ = nullptr;  // while it has touches
   UIGestureRecognizerState state_ = UIGestureRecognizerState::Possible;
+  bool isInitialized_ = false;
   bool actionsPending_ = false;
   bool recognized_ = false;
   bool enabled_ = true;

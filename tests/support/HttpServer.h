@@ -59,6 +59,7 @@ class HttpServer {
   HttpServer& operator=(const HttpServer&) = delete;
 
   int port() const { return listener_.port(); }
+  bool wasOfferedHTTP2() const { return listener_.wasOfferedHTTP2(); }
   // "http://127.0.0.1:8080" and the path.
   std::string url(std::string_view path = "") const;
 

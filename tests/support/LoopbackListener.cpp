@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "tests/support/TestCertificate.h"
@@ -26,6 +27,7 @@ LoopbackListener::LoopbackListener(const TestCertificate* certificate, Service s
     signal(SIGPIPE, SIG_IGN);
     SSL_CTX_use_certificate(tls_.get(), certificate->certificate());
     SSL_CTX_use_PrivateKey(tls_.get(), certificate->key());
+    SSL_CTX_set_alpn_select_cb(tls_.get(), &noteProtocols, &wasOfferedHTTP2_);
   }
   listen();
 }
@@ -33,6 +35,13 @@ LoopbackListener::LoopbackListener(const TestCertificate* certificate, Service s
 LoopbackListener::~LoopbackListener() { stop(); }
 
 void LoopbackListener::ContextDeleter::operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+
+int LoopbackListener::noteProtocols(SSL*, const unsigned char**, unsigned char*, const unsigned char* offered,
+                                    unsigned int size, void* wasOfferedHTTP2) {
+  const std::string_view names(reinterpret_cast<const char*>(offered), size);
+  *static_cast<std::atomic<bool>*>(wasOfferedHTTP2) = names.find("\x02h2") != std::string_view::npos;
+  return SSL_TLSEXT_ERR_NOACK;
+}
 
 void LoopbackListener::listen() {
   listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

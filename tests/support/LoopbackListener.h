@@ -2,6 +2,7 @@
 
 #include <openssl/types.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
@@ -29,6 +30,8 @@ class LoopbackListener {
 
   int port() const { return port_; }
   bool isSecure() const { return tls_ != nullptr; }
+  // By the client of the latest TLS connection; the server takes HTTP/1.1 all the same.
+  bool wasOfferedHTTP2() const { return wasOfferedHTTP2_; }
 
   // Closes all connections, waits for their threads and takes no more.
   void stop();
@@ -43,6 +46,8 @@ class LoopbackListener {
     void operator()(SSL_CTX* context) const;
   };
 
+  static int noteProtocols(SSL*, const unsigned char**, unsigned char*, const unsigned char* offered,
+                           unsigned int size, void* wasOfferedHTTP2);
   void listen();
   void acceptConnections();
   void begin(int socket);
@@ -51,6 +56,7 @@ class LoopbackListener {
   void joinEnded();
 
   const Service service_;
+  std::atomic<bool> wasOfferedHTTP2_ = false;
   std::unique_ptr<SSL_CTX, ContextDeleter> tls_;
   int listener_ = -1;
   int port_ = 0;

@@ -25,6 +25,9 @@ constexpr curl_off_t kLargestReserve = 1 << 20;
 constexpr const char* kProtocols = "http,https";
 // At most so much is read of a body that nobody looks at; a connection that is given up would cost more.
 constexpr std::size_t kLongestUnreadBody = 1u << 20;
+// The longest head of a request that libcurl composes. Over TLS it stalls in one that is larger than twice
+// its upload buffer, which is 64 KiB unless set.
+constexpr long kLongestHead = 1L << 20;
 // A longer URL does not fit into the header frame of HTTP/2.
 constexpr std::size_t kLongestURLOfHTTP2 = 32u << 10;
 
@@ -145,6 +148,7 @@ void HTTPTransfer::configureConnection() {
   if (!configuration.followsEnvironmentProxy) curl_easy_setopt(handle_, CURLOPT_PROXY, "");
   if (task_->originalRequest().url().absoluteString().size() > kLongestURLOfHTTP2) {
     curl_easy_setopt(handle_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    curl_easy_setopt(handle_, CURLOPT_UPLOAD_BUFFERSIZE, kLongestHead);
   }
   curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
   // A look-up of a name that is given up goes on in its own thread; nobody waits for it.

@@ -100,12 +100,15 @@ void TransferThread::sleep(int wakeUp) const {
 }
 
 void TransferThread::setUp() {
-  {
-    const OpenSSLUse use;
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-    multi_ = curl_multi_init();
-  }
-  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kConnectionsKept);
+  const OpenSSLUse use;
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  makeMulti();
+}
+
+// Null stays null when there is no memory or descriptor for it; each step tries again.
+void TransferThread::makeMulti() {
+  multi_ = curl_multi_init();
+  if (multi_) curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kConnectionsKept);
 }
 
 // Nothing may leave the thread, or it ends the host. What fails here fails for want of memory or threads.
@@ -120,7 +123,7 @@ void TransferThread::stepGuarded() noexcept {
 }
 
 void TransferThread::step() {
-  if (!multi_) multi_ = curl_multi_init();  // there was no memory for it before
+  if (!multi_) makeMulti();
   handleCommands();
   int running = 0;
   curl_multi_perform(multi_, &running);

@@ -36,6 +36,7 @@ class TransferThread {
 
   void run(int wakeUp);
   void setUp();
+  void makeMulti();
   void sleep(int wakeUp) const;
   void stepGuarded() noexcept;
   void step();

@@ -37,8 +37,12 @@ void WebSocketThread::run() {
 
 void WebSocketThread::runUntilExit() {
   const OpenSSLUse use;
-  // OpenSSL, when it takes itself down, asks for this before it waits for the end of the use.
-  const auto stop = [] { shared().context_.stop(); };
+  // OpenSSL, when it takes itself down, asks for this before it waits for the end of the use. A forked child
+  // has no such thread, but perhaps a lock that the thread held.
+  static const pid_t process = getpid();
+  const auto stop = [] {
+    if (getpid() == process) shared().context_.stop();
+  };
   std::atexit(stop);
   OPENSSL_atexit(stop);
   while (!context_.stopped()) {

@@ -20,6 +20,7 @@ TEST(StringTest, HoldsTextOfEveryLength) {
     EXPECT_EQ(copy.view(), "other");
   }
   EXPECT_EQ(String(std::string_view("a\0b", 3)).size(), 3u);
+  EXPECT_EQ(String(static_cast<const char*>(nullptr)), String());
   EXPECT_LT(String("a"), String("a very long text, kept elsewhere"));
 }
 

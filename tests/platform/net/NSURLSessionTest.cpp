@@ -338,6 +338,16 @@ TEST_F(NSURLSessionTest, TrustsTheCertificatesItIsGiven) {
     EXPECT_EQ(start(trusting, post(secure.url(), "event")).outcome().status(), 200);
   }
   EXPECT_EQ(secure.connectionCount(), 1u);
+
+  // A long URL does not fit into a frame of HTTP/2, which is not offered for it.
+  configuration.keepsConnections = false;
+  NSURLSession fresh(configuration);
+  for (const std::size_t length : {100u, 70u << 10, 1'000'000u}) {
+    const std::string target = "/h?" + std::string(length, 'x');
+    EXPECT_EQ(start(fresh, get(secure.url(target))).outcome().status(), 200) << length;
+    EXPECT_EQ(secure.lastRequest().target.size(), target.size());
+    EXPECT_EQ(secure.wasOfferedHTTP2(), length == 100) << length;
+  }
 }
 
 std::chrono::steady_clock::time_point exitBegan;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/runtime/NSObject.h"
+#include "platform/runtime/RuntimeLog.h"
 
 namespace platform {
 namespace {
@@ -156,6 +157,11 @@ TEST_F(KeyValueObserving, RefusesWhatWasNeverAddedAndKeysThatAreNot) {
   EXPECT_THROW(touch->addObserver(first, "velocity", nullptr), UndefinedKeyError);
   EXPECT_THROW(touch->addObserver(first, "force", nullptr), UndefinedKeyError) << "is never announced";
   EXPECT_THROW(touch->addObserver(first, "next.phase", nullptr), UndefinedKeyError);
+
+  static std::string said;
+  setRuntimeLog([](std::string_view line) noexcept { said = line; });
+  touch->addObserver(std::weak_ptr<NSObject>(), "phase", nullptr);
+  EXPECT_THAT(said, testing::StartsWith("Nobody observes LongTouch for phase: "));
 }
 
 TEST_F(KeyValueObserving, ObserversMayLeaveAndJoinDuringARound) {

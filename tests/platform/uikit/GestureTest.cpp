@@ -58,6 +58,21 @@ TEST_F(GestureTest, ATapActsOnLiftingAndTakesTheTouchFromItsView) {
   EXPECT_THAT(take(), ElementsAre("began 0", "cancelled 4"));
 }
 
+TEST_F(GestureTest, ItsFirstTargetInitialisesARecogniserThatNobodyDid) {
+  static int initialised = 0;
+  static decltype(UIGestureRecognizer::initWithTargetMethod)::Imp original = nullptr;
+  original = UIGestureRecognizer::initWithTargetMethod.replace(
+      UIGestureRecognizer::classObject(),
+      [](UIGestureRecognizer& self, SEL selector, NSObject* target, SEL action) {
+        ++initialised;
+        return original(self, selector, target, action);
+      });
+  const auto made = std::make_shared<UITapGestureRecognizer>();
+  made->addTarget(pad.get(), SEL("act:"));
+  made->addTarget(pad.get(), SEL("act:"));
+  EXPECT_EQ(initialised, 1);
+}
+
 TEST_F(GestureTest, TapsOfSeveralTimesAndFingers) {
   const auto tapping = recognizer<UITapGestureRecognizer>(*pad);
   tapping->setNumberOfTapsRequired(2);
