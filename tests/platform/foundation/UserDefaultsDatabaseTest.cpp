@@ -167,6 +167,7 @@ TEST_F(UserDefaultsTest, ItsFilesAreTheUsersAloneAndItsLogIsCut) {
 TEST_F(UserDefaultsTest, WithoutADescriptorTheStoreIsUnreadableNotEmpty) {
   // Because a sanitizer that meets a type for the first time needs descriptors, too.
   open()->objectForKey("key");
+  std::filesystem::remove_all(preferences);
   {
     const auto none = ResourceLimit::descriptors(0);
     const auto value = open()->objectForKey("key");
