@@ -75,32 +75,17 @@ KovaUploader::KovaUploader(const KovaBaseURL& baseUrl, std::shared_ptr<KovaQueue
       uploadInterval_(kDefaultUploadInterval) {}
 
 KovaUploader::~KovaUploader() {
-  static const SEL selector("dealloc");
   kova::guarded(
-      {classObject(), selector}, [this] { cancelUploadTimer(); }, kova::OnException::Bail,
+      {"KovaUploader", "dealloc"}, [this] { cancelUploadTimer(); }, kova::OnException::Bail,
       kova::WhenBailed::RunAnyway);
 }
 
-std::shared_ptr<KovaUploader> KovaUploader::retained() {
-  return std::static_pointer_cast<KovaUploader>(shared_from_this());
-}
-
-template <class Block>
-void KovaUploader::performOnMutationQueue(Block block, SEL selector) {
-  KOVA_addSafeOperationWithBlock(*mutationQueue_,
-                                 [self = retained(), block = std::move(block)]() mutable { block(*self); },
-                                 {isa(), selector});
-}
-
 void KovaUploader::requestScheduledUploads() {
-  static const SEL selector("requestScheduledUploads");
-  performOnMutationQueue(
-      [](KovaUploader& self) {
-        if (self.isRhythmRunning() || self.isStopped_) return;
-        self.sendAll();
-        self.startUploadTimer();
-      },
-      selector);
+  kova::perform(*mutationQueue_, *this, "requestScheduledUploads", [](KovaUploader& self) {
+    if (self.isRhythmRunning() || self.isStopped_) return;
+    self.sendAll();
+    self.startUploadTimer();
+  });
 }
 
 void KovaUploader::startUploadTimer() {
@@ -142,25 +127,19 @@ void KovaUploader::cancelUploadTimer() {
 }
 
 void KovaUploader::suspendScheduledUploads() {
-  static const SEL selector("suspendScheduledUploads");
-  performOnMutationQueue(
-      [](KovaUploader& self) {
-        self.cancelUploadTimer();
-        const MutexLock lock(self.mutex_);
-        self.uploadTimer_ = nullptr;
-      },
-      selector);
+  kova::perform(*mutationQueue_, *this, "suspendScheduledUploads", [](KovaUploader& self) {
+    self.cancelUploadTimer();
+    const MutexLock lock(self.mutex_);
+    self.uploadTimer_ = nullptr;
+  });
 }
 
 void KovaUploader::setUploadInterval(double seconds) {
-  static const SEL selector("setUploadInterval:");
   cancelUploadTimer();
-  performOnMutationQueue(
-      [seconds](KovaUploader& self) {
-        self.uploadInterval_ = seconds >= kShortestUploadInterval ? seconds : kShortestUploadInterval;
-        self.requestScheduledUploads();
-      },
-      selector);
+  kova::perform(*mutationQueue_, *this, "setUploadInterval:", [seconds](KovaUploader& self) {
+    self.uploadInterval_ = seconds >= kShortestUploadInterval ? seconds : kShortestUploadInterval;
+    self.requestScheduledUploads();
+  });
 }
 
 void KovaUploader::stop() {
@@ -169,37 +148,34 @@ void KovaUploader::stop() {
 }
 
 void KovaUploader::sendAll() {
-  static const SEL selector("sendAll");
   const auto reachability = KovaReachability::reachabilityForInternetConnection();
   if (!reachability || reachability->currentReachabilityStatus() == KovaReachability::kNotReachable) {
     tellWhenNoApplicationWasStarted();
     KovaLogDebug("Caching data locally, since no internet connection was detected.");
     return;
   }
-  performOnMutationQueue(
-      [](KovaUploader& self) {
-        if (self.isStopped_) {
-          KovaLogDebug("Called -[KovaUploader sendAll] after -[KovaUploader stop]");
-          return;
-        }
-        if (self.pixels_.isSending || self.messageBatches_.isSending) {
-          KovaLogDebug("Already sending data");
-          // Slow pixels keep no messages in memory.
-          if (!self.messageBatches_.isSending) self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
-          return;
-        }
-        self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
-        if (!self.baseUrl_) return;
-        self.sendAllPixelData();
-        self.sendAllMessageBatchData();
-      },
-      selector);
+  kova::perform(*mutationQueue_, *this, "sendAll", [](KovaUploader& self) {
+    if (self.isStopped_) {
+      KovaLogDebug("Called -[KovaUploader sendAll] after -[KovaUploader stop]");
+      return;
+    }
+    if (self.pixels_.isSending || self.messageBatches_.isSending) {
+      KovaLogDebug("Already sending data");
+      // Slow pixels keep no messages in memory.
+      if (!self.messageBatches_.isSending) self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+      return;
+    }
+    self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+    if (!self.baseUrl_) return;
+    self.sendAllPixelData();
+    self.sendAllMessageBatchData();
+  });
 }
 
 // Steps run at once: one that was queued would let another pass begin before the chain shows that it is in
 // flight.
 void KovaUploader::send(Chain& chain) {
-  kova::guarded({isa(), chain.selector}, [&] {
+  kova::guarded({*this, chain.selector}, [&] {
     const auto session = urlSession_.lock();
     const auto upload = session ? (this->*chain.next)() : std::nullopt;
     if (!upload) {
@@ -208,13 +184,12 @@ void KovaUploader::send(Chain& chain) {
       return;
     }
     chain.isSending = true;
-    const auto ended = [self = retained(), &chain, upload = *upload](auto, const auto& response,
-                                                                     const auto& error) {
-      self->performOnMutationQueue(
-          [&chain, upload, response, error](KovaUploader& uploader) {
-            uploader.uploadEnded(chain, upload, response, error);
-          },
-          chain.selector);
+    const auto ended = [self = retained(*this), &chain, upload = *upload](auto, const auto& response,
+                                                                          const auto& error) {
+      kova::perform(*self->mutationQueue_, *self, chain.selector,
+                    [&chain, upload, response, error](KovaUploader& uploader) {
+                      uploader.uploadEnded(chain, upload, response, error);
+                    });
     };
     const auto task =
         std::visit([&](const auto& what) { return session->dataTask(what, ended); }, upload->what);

@@ -60,7 +60,7 @@ class KovaUploader : public platform::NSObject {
   };
   // One request at a time, until the queue has no more. Mutation queue only.
   struct Chain {
-    const platform::SEL selector;
+    const char* const selector;
     const std::string_view lastLine;
     std::optional<Upload> (KovaUploader::*const next)();
     void (KovaQueueManager::*const persist)();
@@ -79,9 +79,6 @@ class KovaUploader : public platform::NSObject {
   void cancelUploadTimer();
   std::shared_ptr<KovaTimer> uploadTimer() const;
   bool isRhythmRunning() const;
-  std::shared_ptr<KovaUploader> retained();
-  template <class Block>
-  void performOnMutationQueue(Block block, platform::SEL selector);
 
   const std::optional<platform::NSURL> baseUrl_;  // none: nothing can be sent
   const std::shared_ptr<KovaQueueManager> queueManager_;
@@ -93,9 +90,9 @@ class KovaUploader : public platform::NSObject {
   std::shared_ptr<KovaTimer> uploadTimer_ PLATFORM_GUARDED_BY(mutex_);
 
   // Mutation queue only.
-  Chain pixels_{platform::SEL("sendAllPixelData"), "Sent data to Kova!", &KovaUploader::nextPixel,
+  Chain pixels_{"sendAllPixelData", "Sent data to Kova!", &KovaUploader::nextPixel,
                 &KovaQueueManager::persistQueuedUrlStrings};
-  Chain messageBatches_{platform::SEL("sendAllMessageBatchData"), "Sent message batch to Kova!",
+  Chain messageBatches_{"sendAllMessageBatchData", "Sent message batch to Kova!",
                         &KovaUploader::nextMessageBatch, &KovaQueueManager::persistQueuedMessageBatches};
   double uploadInterval_;
 };
