@@ -26,12 +26,7 @@ std::shared_ptr<NSOperationQueue> makePictureQueue() {
 KIEventOutbox::KIEventOutbox(std::shared_ptr<NSOperationQueue> mutationQueue)
     : mutationQueue_(std::move(mutationQueue)), pictures_(makePictureQueue()) {}
 
-std::shared_ptr<KIEventOutbox> KIEventOutbox::retained() {
-  return std::static_pointer_cast<KIEventOutbox>(shared_from_this());
-}
-
 KIEventOutbox::CaptureRef KIEventOutbox::prepare(std::shared_ptr<const KovaEventVisualizerContext> context) {
-  static const SEL selector("prepare:");
   if (!context) return nullptr;
   const auto capture = std::make_shared<Capture>();
   capture->context = std::move(context);
@@ -44,7 +39,7 @@ KIEventOutbox::CaptureRef KIEventOutbox::prepare(std::shared_ptr<const KovaEvent
       waiting_.pop_front();
     }
   }
-  KOVA_addSafeOperationWithBlock(*pictures_, [self = retained()] { self->encodeNext(); }, {isa(), selector});
+  kova::perform(*pictures_, *this, "prepare:", [](KIEventOutbox& self) { self.encodeNext(); });
   if (overdue) {
     const auto unencoded = std::exchange(overdue->context, nullptr);
     finish(*overdue, unencoded->transmittableDictionaryWithoutPictures());
@@ -65,14 +60,13 @@ void KIEventOutbox::encodeNext() {
 }
 
 void KIEventOutbox::finish(Capture& capture, Dictionary captured) {
-  static const SEL selector("sendWhatIsReady");
   {
     const MutexLock lock(mutex_);
     capture.captured = std::move(captured);
     if (!capture.isPosted) return;
   }
-  KOVA_addSafeOperationWithBlock(*mutationQueue_, [self = retained()] { self->sendWhatIsReady(); },
-                                 {isa(), selector});
+  kova::perform(*mutationQueue_, *this, "sendWhatIsReady",
+                [](KIEventOutbox& self) { self.sendWhatIsReady(); });
 }
 
 void KIEventOutbox::post(CaptureRef capture, Send send) {

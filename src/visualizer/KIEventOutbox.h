@@ -47,7 +47,6 @@ class KIEventOutbox : public platform::NSObject {
     Send send;
   };
 
-  std::shared_ptr<KIEventOutbox> retained();
   void encodeNext();
   void finish(Capture& capture, platform::Dictionary captured);
   // Nothing while its pictures are not encoded.

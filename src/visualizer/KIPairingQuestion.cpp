@@ -13,13 +13,16 @@ using namespace platform;
 
 namespace {
 
+// Reports name the class that asks.
+constexpr kova::Place kAsked("KovaEventVisualizer", "pairWasRequestedWithPairCode:andConnection:");
+constexpr kova::Place kAnswered("KovaEventVisualizer",
+                                "_requestUserApprovalToPairWithCode:alertContainer:andConnection:");
 constexpr double kShortestTimeBetweenReplacements = 2.0;  // seconds
 
 // Also when the library has bailed meanwhile.
 void uncoverTheApp(KIAlertContainerViewController& container) {
-  static const SEL selector("removeAndRestorePrevious");
   kova::guarded(
-      {container.isa(), selector}, [&container] { container.removeAndRestorePrevious(); },
+      {container, "removeAndRestorePrevious"}, [&container] { container.removeAndRestorePrevious(); },
       kova::OnException::Bail, kova::WhenBailed::RunAnyway);
 }
 
@@ -31,20 +34,17 @@ void KIPairingQuestion::Newest::putUnlessThereIsOne(const Request& request) {
   if (slot_.compare_exchange_strong(none, given.get())) static_cast<void>(given.release());
 }
 
-KIPairingQuestion::KIPairingQuestion(const Class& owner, Listener listener)
-    : owner_(owner), listener_(std::move(listener)) {}
+KIPairingQuestion::KIPairingQuestion(Listener listener) : listener_(std::move(listener)) {}
 
 void KIPairingQuestion::ask(const Request& request) {
-  static const SEL selector("pairWasRequestedWithPairCode:andConnection:");
   if (!newest_.put(request)) return;
-  KOVA_addSafeOperationWithBlock(*NSOperationQueue::mainQueue(),
-                                 [self = shared_from_this()] { self->showNewest(); }, {owner_, selector});
+  KOVA_addSafeOperationWithBlock(
+      *NSOperationQueue::mainQueue(), [self = shared_from_this()] { self->showNewest(); }, kAsked);
 }
 
 template <class Work>
 void KIPairingQuestion::guardedOver(const ContainerRef& container, Work work) {
-  static const SEL selector("pairWasRequestedWithPairCode:andConnection:");
-  kova::guarded({owner_, selector}, std::move(work));
+  kova::guarded(kAsked, std::move(work));
   if (!afterDismissal_ && !container->presentedViewController()) uncoverTheApp(*container);
 }
 
@@ -88,7 +88,6 @@ void KIPairingQuestion::replaceAlert(const Request& request, const ContainerRef&
 }
 
 void KIPairingQuestion::requestUserApprovalToPair(const Request& request, const ContainerRef& container) {
-  static const SEL selector("_requestUserApprovalToPairWithCode:alertContainer:andConnection:");
   if (request.isVoid()) return;
   asked_ = request;
   listener_(Step::Shown, request);
@@ -100,10 +99,9 @@ void KIPairingQuestion::requestUserApprovalToPair(const Request& request, const 
   const auto action = [&](const char* title, Step step) {
     return std::make_shared<UIAlertAction>(
         title, UIAlertAction::Style::Default,
-        [&owner = owner_, listener = listener_, step, request,
-         weakContainer = std::weak_ptr(container)](UIAlertAction&) {
+        [listener = listener_, step, request, weakContainer = std::weak_ptr(container)](UIAlertAction&) {
           if (const auto shown = weakContainer.lock()) uncoverTheApp(*shown);
-          kova::guarded({owner, selector}, [&] { listener(step, request); });
+          kova::guarded(kAnswered, [&] { listener(step, request); });
         });
   };
   alert->addAction(action("Reject", Step::Rejected));
@@ -113,13 +111,12 @@ void KIPairingQuestion::requestUserApprovalToPair(const Request& request, const 
 }
 
 void KIPairingQuestion::takeBack() {
-  static const SEL selector("takeBackQuestion");
   KOVA_addSafeOperationWithBlock(*NSOperationQueue::mainQueue(),
                                  [self = shared_from_this()] {
                                    const auto container = self->container_.lock();
                                    if (container && !self->isOpen()) uncoverTheApp(*container);
                                  },
-                                 {owner_, selector});
+                                 {"KovaEventVisualizer", "takeBackQuestion"});
 }
 
 KIPairingQuestion::ContainerRef KIPairingQuestion::container() {

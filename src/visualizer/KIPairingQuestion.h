@@ -8,9 +8,6 @@
 
 class KIAlertContainerViewController;
 class KIPairing;
-namespace platform {
-class Class;
-}
 
 // The question whether a code is the one in the browser: an alert in a window above the app's.
 //
@@ -33,8 +30,8 @@ class KIPairingQuestion : public std::enable_shared_from_this<KIPairingQuestion>
   // Told of each step. Main thread.
   using Listener = std::function<void(Step step, const Request& request)>;
 
-  // Failures are reported as the owner's.
-  KIPairingQuestion(const platform::Class& owner, Listener listener);
+  // Failures are reported as the visualizer's.
+  explicit KIPairingQuestion(Listener listener);
 
   void ask(const Request& request);
   // Puts the alert away, unless it is about a connection that is open.
@@ -69,7 +66,6 @@ class KIPairingQuestion : public std::enable_shared_from_this<KIPairingQuestion>
   template <class Work>
   void guardedOver(const ContainerRef& container, Work work);
 
-  const platform::Class& owner_;
   const Listener listener_;
   Newest newest_;
 

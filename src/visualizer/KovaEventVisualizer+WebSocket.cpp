@@ -48,14 +48,14 @@ bool isPairCode(const Value& code) {
 // --- Connecting
 
 void KovaEventVisualizer::connect() {
-  static const SEL selector("connectWebSocket");
   if (!baseUrl_) return;
-  performOnMutationQueue([](KovaEventVisualizer& self) { self.connectWebSocket(); }, selector);
+  kova::perform(*mutationQueue_, *this, "connectWebSocket",
+                [](KovaEventVisualizer& self) { self.connectWebSocket(); });
 }
 
 void KovaEventVisualizer::disconnect() {
-  static const SEL selector("disconnectWebSocket");
-  performOnMutationQueue([](KovaEventVisualizer& self) { self.disconnectWebSocket(); }, selector);
+  kova::perform(*mutationQueue_, *this, "disconnectWebSocket",
+                [](KovaEventVisualizer& self) { self.disconnectWebSocket(); });
 }
 
 void KovaEventVisualizer::connectWebSocket() {
@@ -66,7 +66,7 @@ void KovaEventVisualizer::connectWebSocket() {
   KovaWebSocketSession::Headers headers{{"--x-kova-env-id", appId_}, {"--x-kova-app-version", appVersion_}};
   const auto session =
       std::make_shared<KovaWebSocketSession>(*baseUrl_, std::move(headers), kNamespace, mutationQueue_);
-  session->setDelegate(retained());
+  session->setDelegate(retained(*this));
   pairing_ = std::make_shared<KIPairing>(session, KIPairing::Device{appId_, phoneModel_, deviceId_}, outbox_);
   const auto& testSession = options_->testOnlyUrlSession();
   session->connectWithURLSession(testSession ? *testSession : *KovaSharedURLSession::sharedSession());
@@ -88,7 +88,7 @@ void KovaEventVisualizer::bindApplicationEventListeners() {
   if (listeners_.size() >= kListenerLimit) return;
   const auto listen = [this](std::string_view notification, void (KovaEventVisualizer::*action)()) {
     listeners_.push_back(NSNotificationCenter::defaultCenter().addObserver(
-        notification, [visualizer = std::weak_ptr(retained()), action](const NSNotification&) {
+        notification, [visualizer = std::weak_ptr(retained(*this)), action](const NSNotification&) {
           if (const auto self = visualizer.lock()) ((*self).*action)();
         }));
   };
@@ -97,13 +97,11 @@ void KovaEventVisualizer::bindApplicationEventListeners() {
 }
 
 void KovaEventVisualizer::applicationDidEnterBackground() {
-  static const SEL selector("applicationDidEnterBackground:");
-  kova::guarded({isa(), selector}, [this] { disconnect(); });
+  kova::guarded({*this, "applicationDidEnterBackground:"}, [this] { disconnect(); });
 }
 
 void KovaEventVisualizer::applicationWillEnterForeground() {
-  static const SEL selector("applicationWillEnterForeground:");
-  kova::guarded({isa(), selector}, [this] {
+  kova::guarded({*this, "applicationWillEnterForeground:"}, [this] {
     resetDeviceId();
     connect();
   });
@@ -114,7 +112,7 @@ void KovaEventVisualizer::applicationWillEnterForeground() {
 void KovaEventVisualizer::scheduleRetry(double seconds, void (KovaEventVisualizer::*action)()) {
   cancelRetryTimer();
   retryTimer_ = KovaTimer::scheduleSafeOperationWithBlock(
-      [visualizer = std::weak_ptr(retained()), number = retryNumber_, action] {
+      [visualizer = std::weak_ptr(retained(*this)), number = retryNumber_, action] {
         const auto self = visualizer.lock();
         if (self && self->retryNumber_ == number) ((*self).*action)();
       },

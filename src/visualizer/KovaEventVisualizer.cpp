@@ -35,9 +35,8 @@ KovaEventVisualizer::KovaEventVisualizer(std::string_view appId, std::shared_ptr
 }
 
 KovaEventVisualizer::~KovaEventVisualizer() {
-  static const SEL selector("dealloc");
   kova::guarded(
-      {classObject(), selector},
+      {*this, "dealloc"},
       [this] {
         cancelRetryTimer();
         for (const auto token : listeners_) NSNotificationCenter::defaultCenter().removeObserver(token);
@@ -76,11 +75,13 @@ void KovaEventVisualizer::pairWasRequestedWithPairCode(std::string pairCode) {
 }
 
 std::shared_ptr<KIPairingQuestion> KovaEventVisualizer::makeQuestion() {
-  static const SEL selector("_requestUserApprovalToPairWithCode:alertContainer:andConnection:");
   return std::make_shared<KIPairingQuestion>(
-      isa(), [visualizer = std::weak_ptr(retained())](auto step, const auto& request) {
+      [visualizer = std::weak_ptr(retained(*this))](auto step, const auto& request) {
         const auto reached = [step, request](auto& self) { self.pairingRequestReached(step, request); };
-        if (const auto self = visualizer.lock()) self->performOnMutationQueue(reached, selector);
+        const auto self = visualizer.lock();
+        if (!self) return;
+        kova::perform(*self->mutationQueue_, *self,
+                      "_requestUserApprovalToPairWithCode:alertContainer:andConnection:", reached);
       });
 }
 
@@ -105,12 +106,11 @@ void KovaEventVisualizer::publishPairing() {
 }
 
 void KovaEventVisualizer::setIdleTimerDisabled(bool disabled) {
-  static const SEL selector("setIdleTimerDisabled:");
   KOVA_addSafeOperationWithBlock(*NSOperationQueue::mainQueue(),
                                  [disabled] {
                                    if (const auto& application = UIApplication::sharedApplication()) {
                                      application->setIdleTimerDisabled(disabled);
                                    }
                                  },
-                                 {isa(), selector});
+                                 {*this, "setIdleTimerDisabled:"});
 }

@@ -124,15 +124,6 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   void publishPairing();
   void setIdleTimerDisabled(bool disabled);
 
-  std::shared_ptr<KovaEventVisualizer> retained() {
-    return std::static_pointer_cast<KovaEventVisualizer>(shared_from_this());
-  }
-  template <class Block>
-  void performOnMutationQueue(Block block, platform::SEL selector) {
-    KOVA_addSafeOperationWithBlock(
-        *mutationQueue_, [self = retained(), block = std::move(block)] { block(*self); }, {isa(), selector});
-  }
-
   std::atomic<bool> isPaired_ = false;
   std::atomic<std::uint64_t> currentPairing_ = 0;  // counted from 1; 0 for none
   std::atomic<std::uint32_t> deviceId_ = 0;

@@ -63,9 +63,8 @@ KovaWebSocketSession::KovaWebSocketSession(NSURL baseURL, Headers headers, std::
       delegateQueue_(std::move(delegateQueue)) {}
 
 KovaWebSocketSession::~KovaWebSocketSession() {
-  static const SEL selector("dealloc");
   kova::guarded(
-      {classObject(), selector},
+      {*this, "dealloc"},
       [this] {
         if (heartbeatTimer_) heartbeatTimer_->cancel();
         if (socketTask_ && !disconnectsAfterSending_) socketTask_->cancel();
@@ -73,9 +72,7 @@ KovaWebSocketSession::~KovaWebSocketSession() {
       kova::OnException::Bail, kova::WhenBailed::RunAnyway);
 }
 
-std::weak_ptr<KovaWebSocketSession> KovaWebSocketSession::weak() {
-  return std::static_pointer_cast<KovaWebSocketSession>(shared_from_this());
-}
+std::weak_ptr<KovaWebSocketSession> KovaWebSocketSession::weak() { return retained(*this); }
 
 template <class Call>
 void KovaWebSocketSession::tellDelegate(Call call) {
@@ -117,7 +114,6 @@ void KovaWebSocketSession::disconnect() {
 // --- Listening
 
 void KovaWebSocketSession::listen(Message which) {
-  static const SEL selector("listen:");
   if (!socketTask_) return;
   socketTask_->receiveMessage([session = weak(), queue = delegateQueue_, which](auto message, auto error) {
     KOVA_addSafeOperationWithBlock(*queue,
@@ -125,7 +121,7 @@ void KovaWebSocketSession::listen(Message which) {
                                      if (const auto self = session.lock())
                                        self->received(message, error, which);
                                    },
-                                   {classObject(), selector});
+                                   {"KovaWebSocketSession", "listen:"});
   });
 }
 
@@ -225,7 +221,6 @@ void KovaWebSocketSession::setTimeout() {
 }
 
 void KovaWebSocketSession::missedHeartbeat() {
-  static const SEL selector("setTimeout");
   KOVA_addSafeOperationWithBlock(
       *delegateQueue_,
       [session = weak()] {
@@ -233,7 +228,7 @@ void KovaWebSocketSession::missedHeartbeat() {
         if (!self) return;
         self->tellDelegate([&](auto& delegate) { delegate.webSocketConnectionMissedHeartbeat(*self); });
       },
-      {classObject(), selector});
+      {"KovaWebSocketSession", "setTimeout"});
 }
 
 // --- Sending
@@ -250,7 +245,6 @@ void KovaWebSocketSession::sendRawMessage(std::string text, AfterSending afterSe
 }
 
 void KovaWebSocketSession::sendMessage(NSURLSessionWebSocketMessage message, AfterSending afterSending) {
-  static const SEL selector("sendMessage:disconnectAfterSending:");
   if (!socketTask_) return;
   const std::size_t size = message.bytes().size() + kMessageOverhead;
   if (size > kMaximumUnsentBytes - unsentBytes_) {
@@ -272,7 +266,7 @@ void KovaWebSocketSession::sendMessage(NSURLSessionWebSocketMessage message, Aft
                                        return self->sent(error, size, afterSending);
                                      if (closing) closing->cancel();
                                    },
-                                   {classObject(), selector});
+                                   {"KovaWebSocketSession", "sendMessage:disconnectAfterSending:"});
   });
 }
 
