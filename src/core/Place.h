@@ -15,8 +15,6 @@ struct Place {
       : Place(NSStringFromClass(receiver.isa()).c_str(), selectorLiteral) {}
   Place(const platform::NSObject& receiver, platform::SEL method)
       : Place(receiver, NSStringFromSelector(method).c_str()) {}
-  Place(const platform::Class& receiver, platform::SEL method)
-      : Place(NSStringFromClass(receiver).c_str(), NSStringFromSelector(method).c_str()) {}
 
   const char* className;
   const char* selector;
