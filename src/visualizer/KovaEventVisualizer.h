@@ -54,7 +54,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   using CaptureRef = KIEventOutbox::CaptureRef;
 
   static constexpr std::size_t kLongestPairCode = 64;
-  static constexpr std::size_t kLongestMessage = 64 * 1024;
+  static constexpr std::size_t kLongestMessage = 64u << 10;
 
   // Whether this system is new enough.
   static bool isAvailable();

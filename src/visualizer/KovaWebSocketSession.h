@@ -47,7 +47,7 @@ class KovaWebSocketSession : public platform::NSObject {
   using Headers = std::vector<platform::HTTPHeaderField>;
   enum class AfterSending { Stay, Disconnect };
 
-  static constexpr std::size_t kMaximumUnsentBytes = 64 * 1024 * 1024;
+  static constexpr std::size_t kMaximumUnsentBytes = 64u << 20;
 
   KovaWebSocketSession(platform::NSURL baseURL, Headers headers, std::string wsNamespace,
                        std::shared_ptr<platform::NSOperationQueue> delegateQueue);
