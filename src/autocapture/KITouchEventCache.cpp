@@ -61,8 +61,7 @@ KITouchEventCache::Events KITouchEventCache::allEvents() const {
 
 void KITouchEventCache::removeEntry(const std::shared_ptr<Entry>& leaving) {
   warnOffMainThread("removeEntry:");
-  // The reference may be to the place in the cache.
-  const std::shared_ptr<Entry> entry = leaving;  // NOLINT(performance-unnecessary-copy-initialization)
+  const std::shared_ptr<Entry> entry = leaving;  // the reference may be to the place in the cache
   // Without a timer it is being removed already, further up the stack.
   if (std::find(cache_.begin(), cache_.end(), entry) == cache_.end() || !entry->timeoutTimer) return;
   std::exchange(entry->timeoutTimer, nullptr)->invalidate();

@@ -50,7 +50,7 @@ class KIIdentityManager {
   // None for an anonymous user.
   std::optional<std::string> urlEncodedIdentity() const;
   void setUrlEncodedIdentity(std::optional<std::string> identity);
-  void setUrlEncodedIdentity(std::optional<std::string> identity, bool recomputingUserId);
+  void setUrlEncodedIdentity(const std::optional<std::string>& identity, bool recomputingUserId);
   void recomputeUserIdFromUrlEncodedIdentity(std::string_view identity);
   void generateUserId();
   // False for an anonymous user.

@@ -164,6 +164,7 @@ std::vector<KovaPersistentStore::Leftover> KovaPersistentStore::sweepLeftovers(
   }
   std::sort(byAge.begin(), byAge.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<Leftover> oldestFirst;
+  oldestFirst.reserve(byAge.size());
   for (auto& [age, found] : byAge) oldestFirst.push_back(std::move(found));
   return oldestFirst;
 }
