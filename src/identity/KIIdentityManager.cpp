@@ -119,7 +119,8 @@ void KIIdentityManager::setUrlEncodedIdentity(std::optional<std::string> identit
   storeIdentity();
 }
 
-void KIIdentityManager::setUrlEncodedIdentity(const std::optional<std::string>& identity, bool recomputingUserId) {
+void KIIdentityManager::setUrlEncodedIdentity(const std::optional<std::string>& identity,
+                                              bool recomputingUserId) {
   setUrlEncodedIdentity(identity);
   if (recomputingUserId) recomputeUserIdFromUrlEncodedIdentity(identity.value_or(""));
 }
