@@ -17,8 +17,8 @@ class KOVA_EXPORT KOVAURLSessionProtocol {
                                                                Completion completion) = 0;
   virtual std::shared_ptr<platform::NSURLSessionTask> dataTask(const platform::NSURLRequest& request,
                                                                Completion completion) = 0;
-  // The socket of the Event Visualizer; as for the others, null is allowed. Unless overridden it is one of
-  // the shared session.
+  // The socket of the Event Visualizer; null is a connection that failed. Unless overridden it is one of the
+  // shared session.
   virtual std::shared_ptr<platform::NSURLSessionWebSocketTask> webSocketTask(
       const platform::NSURLRequest& request) {
     return platform::NSURLSession::sharedSession().webSocketTask(request);

@@ -41,7 +41,8 @@ class NSURLSession {
   std::shared_ptr<NSURLSessionDataTask> dataTask(const NSURLRequest& request, Completion completion = {});
 
   // A WebSocket to a URL of scheme ws or wss, with the request's headers in its upgrade; the request's
-  // timeout bounds connecting and upgrading, in seconds. The task is suspended.
+  // timeout bounds connecting and upgrading, in seconds. The task is suspended; there is none, and a line of
+  // log, while the process lacks descriptors or threads for the first one.
   std::shared_ptr<NSURLSessionWebSocketTask> webSocketTask(const NSURLRequest& request);
 
  private:

@@ -2,6 +2,7 @@
 
 #include <Kova/KovaConstants.h>
 
+#include "platform/foundation/NSException.h"
 #include "platform/runtime/NSObject.h"
 
 using namespace platform;
@@ -31,6 +32,8 @@ std::optional<String> KovaTextureUtilities::getTextFromTextureNode(const NSObjec
     if (!attributed || !isAttributedString(**attributed)) return std::nullopt;
     const KeyValue plain = (*attributed)->valueForKey("string");
     if (const auto* text = std::get_if<std::string>(&plain)) return String(*text);
+  } catch (const ForcedUnwind&) {
+    throw;
   } catch (...) {
     // The toolkit's business; a touch without text is a touch all the same.
   }

@@ -50,8 +50,13 @@ class KIStoredQueue {
     waiting_.push_front(std::move(item));
     isUnsaved_ = true;
   }
-  // Takes the next one off the queue, into flight: as it is, or in the form that is sent.
-  Item take() { return take(Item(waiting_.front())); }
+  // Takes the next one off the queue, into flight: as it is, which changes nothing that is stored, or in the
+  // form that is sent.
+  Item take() {
+    inFlight_.push_back(std::move(waiting_.front()));
+    waiting_.pop_front();
+    return inFlight_.back();
+  }
   Item take(Item sent) {
     drop();
     inFlight_.push_back(sent);

@@ -184,11 +184,11 @@ void KovaUploader::send(Chain& chain) {
       return;
     }
     chain.isSending = true;
-    const auto ended = [self = retained(*this), &chain, upload = *upload](auto, const auto& response,
-                                                                          const auto& error) {
+    const auto ended = [self = retained(*this), &chain, sent = upload->sent](auto, const auto& response,
+                                                                             const auto& error) {
       kova::perform(*self->mutationQueue_, *self, chain.selector,
-                    [&chain, upload, response, error](KovaUploader& uploader) {
-                      uploader.uploadEnded(chain, upload, response, error);
+                    [&chain, sent, response, error](KovaUploader& uploader) {
+                      uploader.uploadEnded(chain, sent, response, error);
                     });
     };
     const auto task =
@@ -197,18 +197,16 @@ void KovaUploader::send(Chain& chain) {
   });
 }
 
-void KovaUploader::uploadEnded(Chain& chain, const Upload& upload,
-                               const std::shared_ptr<NSURLResponse>& response,
+void KovaUploader::uploadEnded(Chain& chain, const Sent& sent, const std::shared_ptr<NSURLResponse>& response,
                                const std::optional<NSError>& error) {
   if (error) {
-    upload.putBack();
+    sent.putBack();
     logConnectionFailure(*error);
     chain.isSending = false;
     return;
   }
-  const auto* request = std::get_if<NSURLRequest>(&upload.what);
-  logUnwelcomeAnswer(request ? request->url() : std::get<NSURL>(upload.what), response);
-  upload.settle();
+  logUnwelcomeAnswer(sent.url, response);
+  sent.settle();
   if (!isStopped_) return send(chain);
   (*queueManager_.*chain.persist)();
   chain.isSending = false;
@@ -218,14 +216,18 @@ void KovaUploader::uploadEnded(Chain& chain, const Upload& upload,
 std::optional<KovaUploader::Upload> KovaUploader::nextPixel() {
   const auto url = queueManager_->dequeueUrlRelativeToUrl(*baseUrl_);
   if (!url) return std::nullopt;
-  return Upload{*url, [queues = queueManager_, url = *url] { queues->requeueFailedUrl(url); },
-                [queues = queueManager_, url = *url] { queues->cleanUpSentUrl(url); }};
+  return Upload{*url,
+                {*url, [queues = queueManager_, url = *url] { queues->requeueFailedUrl(url); },
+                 [queues = queueManager_, url = *url] { queues->cleanUpSentUrl(url); }}};
 }
 
 std::optional<KovaUploader::Upload> KovaUploader::nextMessageBatch() {
   auto next = queueManager_->dequeueMessageJSONPayloadWithMessageBatch();
   if (!next) return std::nullopt;
-  return Upload{batchRequest(*baseUrl_, std::move(next->payload)),
-                [queues = queueManager_, batch = next->batch] { queues->requeueFailedMessageBatch(batch); },
-                [queues = queueManager_, batch = next->batch] { queues->cleanUpSentMessageBatch(batch); }};
+  NSURLRequest request = batchRequest(*baseUrl_, std::move(next->payload));
+  NSURL url = request.url();
+  return Upload{std::move(request),
+                {std::move(url),
+                 [queues = queueManager_, batch = next->batch] { queues->requeueFailedMessageBatch(batch); },
+                 [queues = queueManager_, batch = next->batch] { queues->cleanUpSentMessageBatch(batch); }}};
 }

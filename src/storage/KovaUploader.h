@@ -53,10 +53,15 @@ class KovaUploader : public platform::NSObject {
 
  private:
   // Taken off its queue, and in flight until one of the two says what became of it.
-  struct Upload {
-    std::variant<platform::NSURL, platform::NSURLRequest> what;  // a URL is got
+  // What is kept of an upload until it has been answered; its body is not.
+  struct Sent {
+    platform::NSURL url;
     std::function<void()> putBack;
     std::function<void()> settle;
+  };
+  struct Upload {
+    std::variant<platform::NSURL, platform::NSURLRequest> what;  // a URL is got
+    Sent sent;
   };
   // One request at a time, until the queue has no more. Mutation queue only.
   struct Chain {
@@ -70,8 +75,7 @@ class KovaUploader : public platform::NSObject {
   void sendAllPixelData() { send(pixels_); }
   void sendAllMessageBatchData() { send(messageBatches_); }
   void send(Chain& chain);
-  void uploadEnded(Chain& chain, const Upload& upload,
-                   const std::shared_ptr<platform::NSURLResponse>& response,
+  void uploadEnded(Chain& chain, const Sent& sent, const std::shared_ptr<platform::NSURLResponse>& response,
                    const std::optional<platform::NSError>& error);
   std::optional<Upload> nextPixel();
   std::optional<Upload> nextMessageBatch();

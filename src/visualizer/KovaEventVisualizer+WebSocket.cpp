@@ -49,11 +49,13 @@ bool isPairCode(const Value& code) {
 
 void KovaEventVisualizer::connect() {
   if (!baseUrl_) return;
+  ++retryNumber_;
   kova::perform(*mutationQueue_, *this, "connectWebSocket",
                 [](KovaEventVisualizer& self) { self.connectWebSocket(); });
 }
 
 void KovaEventVisualizer::disconnect() {
+  ++retryNumber_;
   kova::perform(*mutationQueue_, *this, "disconnectWebSocket",
                 [](KovaEventVisualizer& self) { self.disconnectWebSocket(); });
 }
@@ -112,7 +114,7 @@ void KovaEventVisualizer::applicationWillEnterForeground() {
 void KovaEventVisualizer::scheduleRetry(double seconds, void (KovaEventVisualizer::*action)()) {
   cancelRetryTimer();
   retryTimer_ = KovaTimer::scheduleSafeOperationWithBlock(
-      [visualizer = std::weak_ptr(retained(*this)), number = retryNumber_, action] {
+      [visualizer = std::weak_ptr(retained(*this)), number = retryNumber_.load(), action] {
         const auto self = visualizer.lock();
         if (self && self->retryNumber_ == number) ((*self).*action)();
       },

@@ -127,6 +127,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   std::atomic<bool> isPaired_ = false;
   std::atomic<std::uint64_t> currentPairing_ = 0;  // counted from 1; 0 for none
   std::atomic<std::uint32_t> deviceId_ = 0;
+  std::atomic<std::uint64_t> retryNumber_ = 0;  // of the retry that counts; a higher one makes it void
   const std::string appId_;
   const std::string appVersion_;
   const std::string phoneModel_;
@@ -141,6 +142,5 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   std::uint64_t numberOfPairings_ = 0;
   std::int64_t numberOfConnectionAttempts_ = 0;
   std::shared_ptr<KovaTimer> retryTimer_;
-  std::uint64_t retryNumber_ = 0;
   std::vector<platform::NSNotificationCenter::Token> listeners_;
 };

@@ -20,7 +20,7 @@ constexpr const char* kSocketReference = "socko/?EIO=4&transport=websocket";
 constexpr double kConnectTimeout = 10.0;   // seconds
 constexpr double kHeartbeatAllowance = 7;  // seconds that a ping may be late
 constexpr double kLongestFarewell = 5;     // seconds that the last message, and what is before it, may take
-constexpr std::size_t kLongestHandshake = 64 * 1024;
+constexpr std::size_t kLongestHandshake = 64u << 10;
 // What a message that waits costs besides its bytes.
 constexpr std::size_t kMessageOverhead = 256;
 constexpr int kStatusOK = 200;
@@ -92,16 +92,16 @@ std::optional<NSURL> KovaWebSocketSession::socketURL(const NSURL& baseURL) {
 }
 
 void KovaWebSocketSession::connectWithURLSession(KOVAURLSessionProtocol& urlSession) {
+  const auto fail = [this](int code) {
+    tellDelegate(
+        [&](auto& delegate) { delegate.handshakeFailedWithError(*this, makeURLError(code, baseURL_)); });
+  };
   const auto url = socketURL(baseURL_);
-  if (!url) {
-    return tellDelegate([this](auto& delegate) {
-      delegate.handshakeFailedWithError(*this, makeURLError(NSURLErrorBadURL, baseURL_));
-    });
-  }
+  if (!url) return fail(NSURLErrorBadURL);
   NSURLRequest request(*url, NSURLRequestCachePolicy::reloadIgnoringLocalCacheData, kConnectTimeout);
   for (const auto& [name, value] : headers_) request.setValue(value, name);
   socketTask_ = urlSession.webSocketTask(request);
-  if (!socketTask_) return;
+  if (!socketTask_) return fail(NSURLErrorCannotConnectToHost);
   socketTask_->resume();
   listen(Message::First);
 }

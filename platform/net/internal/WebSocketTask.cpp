@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "platform/dispatch/DispatchQueue.h"
@@ -159,7 +160,6 @@ void WebSocketTask::resume() {
     if (state_ != State::suspended) return;
     state_ = State::running;
   }
-  thread_.launch();
   post([](WebSocketTask& task) { task.begin(); });
 }
 
@@ -170,7 +170,6 @@ void WebSocketTask::cancel() {
     state_ = State::canceling;
     isCancelled_->store(true);
   }
-  thread_.launch();
   post([](WebSocketTask& task) { task.end(task.makeError(NSURLErrorCancelled), Farewell::closeFrame); });
 }
 
@@ -178,9 +177,8 @@ void WebSocketTask::release(std::shared_ptr<WebSocketTask> task) noexcept {
   // The network thread may hold completions of a task that was never resumed, but none of one it never knew.
   if (!task->isKnown_) return;
   try {
-    WebSocketThread& thread = task->thread_;
-    thread.launch();
-    asio::post(thread.context(), [task = std::move(task)] {
+    asio::io_context& context = task->thread_.context();
+    asio::post(context, [task = std::move(task)] {
       task->isReleased_ = true;
       task->endIfUnneeded();
     });
@@ -385,7 +383,15 @@ void WebSocketTask::complete(Completion completion, std::optional<NSError> error
 std::shared_ptr<NSURLSessionWebSocketTask> makeWebSocketTask(
     NSURLRequest request, std::shared_ptr<const NSURLSessionConfiguration> configuration,
     std::shared_ptr<DispatchQueue> queue) {
-  auto task = std::make_shared<WebSocketTask>(std::move(request), std::move(configuration), std::move(queue));
+  std::shared_ptr<WebSocketTask> task;
+  try {
+    WebSocketThread::shared().launch();
+    // The first of the process opens the descriptors on which the thread waits.
+    task = std::make_shared<WebSocketTask>(std::move(request), std::move(configuration), std::move(queue));
+  } catch (const std::system_error& error) {
+    NSLog(std::string("A WebSocket task could not be made: ") + error.what());
+    return nullptr;
+  }
   NSURLSessionWebSocketTask* const address = task.get();
   // What the maker holds is a handle: the task itself is held by what is under way, too.
   return {address, [task = std::move(task)](NSURLSessionWebSocketTask*) mutable {

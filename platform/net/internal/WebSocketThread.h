@@ -7,7 +7,7 @@
 
 namespace platform {
 
-// The thread of all WebSockets of the process. It begins with the first socket and sleeps in the kernel while
+// The thread of all WebSockets of the process. It begins with the first task and sleeps in the kernel while
 // nothing comes or goes. It is never joined and its owner never destroyed; when the process exits it is
 // stopped between two steps.
 class WebSocketThread {
@@ -16,6 +16,7 @@ class WebSocketThread {
 
   // What is posted before launch() waits for it. Any thread.
   boost::asio::io_context& context() { return context_; }
+  // Throws std::system_error when the process may have no further thread; the next call tries again.
   void launch();
 
  private:

@@ -144,19 +144,20 @@ std::shared_ptr<KIMoment> KovaTracker::momentOfCall(const char* fromSelector) {
 
 void KovaTracker::trackCustomEvent(CustomEvent event) {
   injectPageviewsIfNeeded();
-  event.moment = momentOfCall(event.fromSelector);
+  const char* const selector = event.fromSelector;
+  event.moment = momentOfCall(selector);
   performSafelyOnMainQueueWithBlock(
-      event.fromSelector, [event = std::move(event)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD mutable {
+      selector, [event = std::move(event)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD mutable {
         auto screen = tracker.readActiveScreen(event);
         tracker.consumeCustomEvent(std::move(event), std::move(screen));
       });
 }
 
 void KovaTracker::consumeCustomEvent(CustomEvent event, ActiveScreen screen) {
+  const char* const selector = event.fromSelector;
   performSafelyOnMutationQueueWithBlock(
-      event.fromSelector,
-      [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker)
-          KOVA_ON_MUTATION_QUEUE mutable { tracker.enqueueCustomEvent(event, std::move(screen)); });
+      selector, [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker)
+                    KOVA_ON_MUTATION_QUEUE mutable { tracker.enqueueCustomEvent(event, std::move(screen)); });
 }
 
 KovaTracker::ActiveScreen KovaTracker::readActiveScreen(const CustomEvent& event) {

@@ -110,19 +110,30 @@ void KovaTracker::beginWithStored() {
 
 void KovaTracker::enqueueLifecycleEvent() {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Lifecycle Event");
-  bool isStored = false;
-  KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(*options_, [&](const KILifecycleEvent& event) {
-    kova::mutationQueue.isHere();
-    return isStored = storeLifecycleEvent(event);
-  });
-  if (isStored) persistentStore_->removeObjectForKey(kLifecycleEventVersionKey);
+  // What fails here is no fault of deciding; the version is stored, so that it fails once.
+  const auto store = [this](const KILifecycleEvent& event) {
+    return kova::guarded(
+        {*this, "start"},
+        [&] {
+          kova::mutationQueue.isHere();
+          return storeLifecycleEvent(event);
+        },
+        true);
+  };
+  const auto forgetMark = [this] {
+    const auto mark = persistentStore_->stringForKey(kLifecycleEventVersionKey);
+    if (mark) persistentStore_->removeObjectForKey(kLifecycleEventVersionKey);
+  };
+  KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(*options_, {store, forgetMark});
 }
 
 // The version is kept in a database of its own. Until it is, one is stored with the event, so that a process
 // that ends in between is seen to have stored the event.
 bool KovaTracker::storeLifecycleEvent(const KILifecycleEvent& event) {
   const std::string version = event.version().description();
-  if (persistentStore_->stringForKey(kLifecycleEventVersionKey) == version) return true;
+  const auto mark = persistentStore_->stringForKey(kLifecycleEventVersionKey);
+  if (mark.isUnreadable() || !queueManager_->canEnqueueMessage()) return false;
+  if (mark == version) return true;
   injectPageviewsIfNeeded();
   return persistentStore_->changeInOneStep([&] {
     queueManager_->enqueueMessage(messageBuilder_->mutableMessageForEvent(event));

@@ -43,6 +43,7 @@ std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionC
   const bool isFirstRun = current.isFirstRunWithPreviousVersion(previous);
   if (!isFirstRun && !current.isUpgradeFromPreviousVersion(previous)) {
     KovaLogDebug("(Lifecycle) No version change detected; not sending an 'upgrade' lifecycle event.");
+    if (handOver.versionIsStored) handOver.versionIsStored();
     return nullptr;
   }
   KovaLogDebug("(Lifecycle) This is the app's first run after an installation or an upgrade.");
@@ -56,7 +57,8 @@ std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionC
       event->setTimestamp(*time);
     }
   }
-  if (!handOver || handOver(*event)) persistNewVersion(current, *defaults);
+  if (handOver.store && !handOver.store(*event)) return event;
+  if (persistNewVersion(current, *defaults) && handOver.versionIsStored) handOver.versionIsStored();
   return event;
 }
 
@@ -73,11 +75,12 @@ KILifecycleVersion KILifecycle::currentVersionWithOptions(const KovaOptions& opt
   return {std::move(version), std::move(build)};
 }
 
-void KILifecycle::persistNewVersion(const KILifecycleVersion& version, NSUserDefaults& defaults) {
+bool KILifecycle::persistNewVersion(const KILifecycleVersion& version, NSUserDefaults& defaults) {
   // In one step: half a version counts as none, which makes an installation of the next start.
-  defaults.setObjects({{kVersionKey, Value(version.version().value_or(""))},
-                       {kBuildKey, Value(version.build().value_or(""))}});
+  const bool isStored = defaults.setObjects({{kVersionKey, Value(version.version().value_or(""))},
+                                             {kBuildKey, Value(version.build().value_or(""))}});
   defaults.synchronize();
+  return isStored;
 }
 
 std::optional<std::string> KILifecycle::installationTime() {

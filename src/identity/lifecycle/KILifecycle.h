@@ -19,17 +19,22 @@ class KILifecycle {
  public:
   KILifecycle() = delete;
 
-  // Gets the event before the version is stored that keeps it from being made again, and answers whether to
-  // store that version now.
-  using HandOver = std::function<bool(const KILifecycleEvent& event)>;
+  struct HandOver {
+    // Gets the event before the version is stored that keeps it from being made again, and answers whether to
+    // store that version now.
+    std::function<bool(const KILifecycleEvent& event)> store;
+    // The present version is the stored one: it has just become so, or nothing has changed.
+    std::function<void()> versionIsStored;
+  };
   // The install or upgrade event; null when nothing changed, when the library has bailed and when deciding
   // fails.
   static std::shared_ptr<KILifecycleEvent> lifecycleEventIfAppVersionChangeWithOptions(
-      const KovaOptions& options, const HandOver& handOver = nullptr);
+      const KovaOptions& options, const HandOver& handOver = {});
 
   static KILifecycleVersion previousVersionWithDefaults(platform::NSUserDefaults& defaults);
   static KILifecycleVersion currentVersionWithOptions(const KovaOptions& options);
-  static void persistNewVersion(const KILifecycleVersion& version, platform::NSUserDefaults& defaults);
+  // False when the suite could not be written.
+  static bool persistNewVersion(const KILifecycleVersion& version, platform::NSUserDefaults& defaults);
   // When the documents directory was made, in milliseconds since 1970; none where the file system does not
   // tell.
   static std::optional<std::string> installationTime();

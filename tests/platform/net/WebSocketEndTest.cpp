@@ -6,6 +6,7 @@
 #include "platform/net/NetworkReachability.h"
 #include "tests/platform/net/DeadPort.h"
 #include "tests/platform/net/WebSocketFixture.h"
+#include "tests/support/ResourceLimit.h"
 
 namespace {
 
@@ -275,6 +276,18 @@ TEST(WebSocketDeathTest, ExitsAtOnceWithSocketsOpen) {
         std::exit(0);
       },
       testing::ExitedWithCode(0), "");
+}
+
+// The first of the process, which opens the descriptors of all.
+TEST_F(WebSocketEndTest, ATaskThatCouldNotBeMadeIsFollowedByOneThatCan) {
+  WebSocketServer server(WebSocketServer::echo);
+  {
+    const auto none = ResourceLimit::descriptors(0);
+    EXPECT_FALSE(session.webSocketTask(request(server.url())));
+  }
+  Socket socket = open(server.url());
+  EXPECT_EQ(socket.sendText("hello"), 0);
+  EXPECT_EQ(socket.receive().bytes(), "hello");
 }
 
 }  // namespace

@@ -63,9 +63,9 @@ TEST_F(GestureTest, ItsFirstTargetInitialisesARecogniserThatNobodyDid) {
   static decltype(UIGestureRecognizer::initWithTargetMethod)::Imp original = nullptr;
   original = UIGestureRecognizer::initWithTargetMethod.replace(
       UIGestureRecognizer::classObject(),
-      [](UIGestureRecognizer& self, SEL selector, NSObject* target, SEL action) {
+      [](UIGestureRecognizer& self, SEL selector, NSObject* firstTarget, SEL action) {
         ++initialised;
-        return original(self, selector, target, action);
+        return original(self, selector, firstTarget, action);
       });
   const auto made = std::make_shared<UITapGestureRecognizer>();
   made->addTarget(pad.get(), SEL("act:"));
