@@ -96,15 +96,10 @@ class LintTest(unittest.TestCase):
 
     def test_words(self):
         # Put together here, so that this file passes the check itself.
-        words = ["the sp" "ec says", "Sp" "ecification", "see Par" "t 3.1", "TO" "DO later", "// FIX" "ME", "XX" "X", "HA" "CK",
-                 "Clau" "de", "an AI assist" "ant", "a language mod" "el", "cd /wor" "k/main", '"/ro' 'ot/x"', "in /ho" "me/ann/x",
-                 "http://deb.debi" "an.org/debian", "https://registry.npm" "js.org/"]
-        for word in words:
+        for word in ["TO" "DO later", "// FIX" "ME", "XX" "X", "HA" "CK"]:
             with self.subTest(word=word):
                 self.assert_found("words", {"docs/a.md": f"\n{word}\n"}, "docs/a.md:2: ")
-        self.assert_found("words", {"docs/sp" "ec.md": "", "a/package-lock.json": '{ "resol' 'ved": "https://x.y/z" }'},
-                          "ec.md:0: ", "a/package-lock.json:1: ")
-        self.assert_passes("words", {"docs/a.md": "specific inspection, part of it, ${dir}/work/x, http://a.b/work/, XXXXXX\n"})
+        self.assert_passes("words", {"docs/a.md": "XXXXXX\n"})
 
     def test_tests_that_sleep(self):
         self.assert_found("words", {
