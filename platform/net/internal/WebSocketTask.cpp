@@ -9,9 +9,9 @@
 #include <exception>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "platform/dispatch/DispatchQueue.h"
@@ -388,7 +388,7 @@ std::shared_ptr<NSURLSessionWebSocketTask> makeWebSocketTask(
     WebSocketThread::shared().launch();
     // The first of the process opens the descriptors on which the thread waits.
     task = std::make_shared<WebSocketTask>(std::move(request), std::move(configuration), std::move(queue));
-  } catch (const std::system_error& error) {
+  } catch (const std::runtime_error& error) {  // of Boost and of the standard library
     NSLog(std::string("A WebSocket task could not be made: ") + error.what());
     return nullptr;
   }
