@@ -8,14 +8,12 @@
 #include <Kova/Kova.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <functional>
-#include <iostream>
-#include <set>
+#include <memory>
+#include <optional>
+#include <stdexcept>
 #include <string>
-#include <string_view>
-#include <vector>
 
+#include "examples/support/CommandLine.h"
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/dispatch/ThreadScheduler.h"
 #include "platform/linux/LinuxApplication.h"
@@ -29,40 +27,30 @@ constexpr const char* kEnvironment = "1234567890";
 constexpr double kUploadTime = 1.5;
 constexpr double kUploadInterval = 0.5;
 
+constexpr const char* kUsage =
+    "usage: every-call --capture-url URL [--data DIRECTORY] [--start first|second] [--debug]\n";
+
 struct Arguments {
-  std::string captureUrl;
+  std::optional<platform::NSURL> captureUrl;
   std::string dataDirectory;
   bool isSecondStart = false;
   bool debug = false;
 };
 
-[[noreturn]] void failUsage(const std::string& problem) {
-  std::cerr << "every-call: " << problem << "\n"
-            << "usage: every-call --capture-url URL [--data DIRECTORY] [--start first|second] [--debug]\n";
-  std::exit(2);
+bool isSecond(const std::string& start) {
+  if (start != "first" && start != "second") throw std::invalid_argument("the start is first or second");
+  return start == "second";
 }
 
-Arguments parse(const std::vector<std::string>& words) {
+Arguments parse(int argc, char** argv) {
   Arguments arguments;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    if (words[i] == "--debug") {
-      arguments.debug = true;
-      continue;
-    }
-    if (i + 1 == words.size()) failUsage("what does '" + words[i] + "' mean?");
-    const std::string& value = words[i + 1];
-    if (words[i] == "--capture-url") {
-      arguments.captureUrl = value;
-    } else if (words[i] == "--data") {
-      arguments.dataDirectory = value;
-    } else if (words[i] == "--start" && (value == "first" || value == "second")) {
-      arguments.isSecondStart = value == "second";
-    } else {
-      failUsage("what does '" + words[i] + " " + value + "' mean?");
-    }
-    ++i;
-  }
-  if (arguments.captureUrl.empty()) failUsage("where is the capture service?");
+  CommandLine line("every-call", kUsage);
+  line.flag("--debug", arguments.debug)
+      .option("--capture-url", [&](const auto& value) { arguments.captureUrl = httpURL(value); })
+      .option("--data", [&](const auto& value) { arguments.dataDirectory = value; })
+      .option("--start", [&](const auto& value) { arguments.isSecondStart = isSecond(value); })
+      .parse(argc, argv);
+  if (!arguments.captureUrl) line.fail("where is the capture service?");
   return arguments;
 }
 
@@ -83,10 +71,8 @@ void startPlatform(const Arguments& arguments) {
 }
 
 std::shared_ptr<KovaOptions> optionsFor(const Arguments& arguments) {
-  const auto url = platform::NSURL::create(arguments.captureUrl);
-  if (!url) failUsage("'" + arguments.captureUrl + "' is not a URL");
   auto options = std::make_shared<KovaOptions>();
-  options->setCaptureBaseUrl(*url);
+  options->setCaptureBaseUrl(arguments.captureUrl);
   options->setDebug(arguments.debug);
   // There are no view controllers here: without this, no event would leave the device.
   options->setDisableViewControllerAutocapture(true);
@@ -164,7 +150,7 @@ void secondStart() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const Arguments arguments = parse(std::vector<std::string>(argv + 1, argv + argc));
+  const Arguments arguments = parse(argc, argv);
   startPlatform(arguments);
   const auto options = optionsFor(arguments);
   Kova::initialize(kEnvironment, options);

@@ -2,8 +2,8 @@
 
 #include <Kova/Kova.h>
 
-#include "examples/storefront/Column.h"
 #include "examples/storefront/Style.h"
+#include "examples/support/Column.h"
 
 using namespace platform;
 

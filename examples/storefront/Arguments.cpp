@@ -1,9 +1,9 @@
 #include "examples/storefront/Arguments.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdio>
-#include <cstdlib>
+#include <stdexcept>
+
+#include "examples/support/CommandLine.h"
 
 namespace {
 
@@ -24,73 +24,29 @@ constexpr const char* kUsage =
     "  --data DIRECTORY     where to keep the app's files\n"
     "  --help               prints this\n";
 
-[[noreturn]] void failUsage(const std::string& problem) {
-  std::fprintf(stderr, "storefront: %s; try --help\n", problem.c_str());
-  std::exit(2);
-}
+constexpr double kLongestPause = 60;  // seconds
 
-std::string environmentFrom(const std::string& text) {
+std::string environmentId(const std::string& text) {
   const bool isNumber = !text.empty() && text.front() != '0' &&
                         std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-  if (!isNumber) failUsage("'" + text + "' is no environment: a number without leading zeros is");
+  if (!isNumber)
+    throw std::invalid_argument("'" + text + "' is no environment: a number without leading zeros is");
   return text;
-}
-
-platform::NSURL urlFrom(const std::string& text) {
-  const bool isHTTP = text.starts_with("http://") || text.starts_with("https://");
-  const auto url = isHTTP ? platform::NSURL::create(text) : std::nullopt;
-  if (!url) failUsage("'" + text + "' is no http or https URL");
-  return *url;
-}
-
-platform::NSURL linkFrom(const std::string& text) {
-  const auto url = platform::NSURL::create(text);
-  if (!url || !url->scheme()) failUsage("'" + text + "' is no URL");
-  return *url;
-}
-
-double secondsFrom(const std::string& text) {
-  double seconds = 0;
-  const char* const last = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), last, seconds);
-  if (error != std::errc() || end != last || !(seconds >= 0 && seconds <= 60)) {
-    failUsage("'" + text + "' is no number of seconds from 0 to 60");
-  }
-  return seconds;
 }
 
 }  // namespace
 
 Arguments Arguments::parse(int argc, char** argv) {
   Arguments arguments;
-  for (int i = 1; i < argc; ++i) {
-    const std::string option = argv[i];
-    const auto value = [&]() -> std::string {
-      if (i + 1 == argc) failUsage(option + " needs a value");
-      return argv[++i];
-    };
-    if (option == "--help") {
-      std::fputs(kUsage, stdout);
-      std::exit(0);
-    } else if (option == "--window") {
-      arguments.window = true;
-    } else if (option == "--tablet") {
-      arguments.tablet = true;
-    } else if (option == "--capture-url") {
-      arguments.captureUrl = urlFrom(value());
-    } else if (option == "--visualizer-url") {
-      arguments.visualizerUrl = urlFrom(value());
-    } else if (option == "--open-url") {
-      arguments.openedUrl = linkFrom(value());
-    } else if (option == "--pause") {
-      arguments.pause = secondsFrom(value());
-    } else if (option == "--environment") {
-      arguments.environment = environmentFrom(value());
-    } else if (option == "--data") {
-      arguments.dataDirectory = value();
-    } else {
-      failUsage("what does '" + option + "' mean?");
-    }
-  }
+  CommandLine("storefront", kUsage)
+      .flag("--window", arguments.window)
+      .flag("--tablet", arguments.tablet)
+      .option("--capture-url", [&](const auto& value) { arguments.captureUrl = httpURL(value); })
+      .option("--visualizer-url", [&](const auto& value) { arguments.visualizerUrl = httpURL(value); })
+      .option("--open-url", [&](const auto& value) { arguments.openedUrl = anyURL(value); })
+      .option("--pause", [&](const auto& value) { arguments.pause = seconds(value, kLongestPause); })
+      .option("--environment", [&](const auto& value) { arguments.environment = environmentId(value); })
+      .option("--data", [&](const auto& value) { arguments.dataDirectory = value; })
+      .parse(argc, argv);
   return arguments;
 }

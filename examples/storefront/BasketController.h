@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "examples/storefront/Basket.h"
-#include "examples/storefront/Column.h"
 #include "examples/storefront/OrderDelegate.h"
+#include "examples/support/Column.h"
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/uikit/UIKit.h"
 

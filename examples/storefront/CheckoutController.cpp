@@ -5,8 +5,8 @@
 
 #include <utility>
 
-#include "examples/storefront/Column.h"
 #include "examples/storefront/Style.h"
+#include "examples/support/Column.h"
 
 using namespace platform;
 

@@ -3,17 +3,16 @@
 #include <string>
 #include <vector>
 
+#include "examples/support/Drawing.h"
 #include "platform/graphics/Color.h"
 
 // Something that the shop sells. The catalogue is made once and never changes.
 struct Product {
-  enum class Shape { Shirt, Beanie, Backpack, Mug, Umbrella, Notebook };
-
   std::string identifier;
   std::string name;
   std::string description;
   int price;  // euros
-  Shape shape;
+  Drawing drawing;
   std::vector<std::string> sizes;        // one at least
   std::vector<platform::Color> colours;  // one at least
 

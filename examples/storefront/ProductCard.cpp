@@ -1,7 +1,7 @@
 #include "examples/storefront/ProductCard.h"
 
-#include "examples/storefront/ProductPicture.h"
 #include "examples/storefront/Style.h"
+#include "examples/support/Drawing.h"
 
 using namespace platform;
 
@@ -20,7 +20,7 @@ ProductCard::ProductCard(const Product& product)
   setBackgroundColor(style::kCard);
   setCornerRadius(14);
   setBorder(1, style::kLine);
-  picture_->setImage(pictureOf(product, product.colours.front()));
+  picture_->setImage(picture(product.drawing, product.colours.front()));
   name_->setFont(UIFont::systemFont(15, UIFont::Weight::Medium));
   name_->setTextColor(style::kInk);
   addSubview(picture_);

@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "examples/storefront/Column.h"
-#include "examples/storefront/ProductPicture.h"
 #include "examples/storefront/Style.h"
+#include "examples/support/Column.h"
+#include "examples/support/Drawing.h"
 #include "platform/uikit/UISwipeGestureRecognizer.h"
 
 using namespace platform;
@@ -25,7 +25,7 @@ void ProductController::describe(ClassBuilder<ProductController>& c) {
 
 void ProductController::loadView() {
   picture_ = std::make_shared<UIImageView>();
-  picture_->setImage(pictureOf(product_, product_.colours.front()));
+  picture_->setImage(picture(product_.drawing, product_.colours.front()));
   picture_->setAccessibilityLabel("Picture of " + product_.name);
   picture_->setUserInteractionEnabled(true);
   const auto swipe = UIGestureRecognizer::create<UISwipeGestureRecognizer>(this, SEL("showNextColour:"));
@@ -55,7 +55,7 @@ void ProductController::loadView() {
 
 void ProductController::showNextColour() {
   colour_ = (colour_ + 1) % product_.colours.size();
-  picture_->setImage(pictureOf(product_, product_.colours[colour_]));
+  picture_->setImage(picture(product_.drawing, product_.colours[colour_]));
 }
 
 void ProductController::chooseSize() { note_->setText("Delivered in two days"); }

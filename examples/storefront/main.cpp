@@ -8,11 +8,11 @@
 
 #include "examples/storefront/Arguments.h"
 #include "examples/storefront/RecordedLog.h"
-#include "examples/storefront/SDLRunLoop.h"
 #include "examples/storefront/ShopApp.h"
 #include "examples/storefront/ShopEnrichment.h"
-#include "examples/storefront/ShopWindow.h"
 #include "examples/storefront/Story.h"
+#include "examples/support/DeviceWindow.h"
+#include "examples/support/SDLRunLoop.h"
 #include "platform/dispatch/ThreadScheduler.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/net/NetworkReachability.h"
@@ -69,7 +69,7 @@ void leave(Loop& loop) {
 }
 
 void runInWindow(const Arguments& arguments) {
-  ShopWindow window(arguments.tablet ? kTablet : kPhone);
+  DeviceWindow window("Storefront", arguments.tablet ? kTablet : kPhone);
   auto& loop = *new SDLRunLoop;  // lives as long as the process
   platform::ThreadScheduler::installed().setMainRunLoop(loop);
   startPlatform(arguments);

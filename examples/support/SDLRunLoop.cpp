@@ -1,4 +1,4 @@
-#include "examples/storefront/SDLRunLoop.h"
+#include "examples/support/SDLRunLoop.h"
 
 #include <algorithm>
 #include <cmath>

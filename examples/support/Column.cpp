@@ -1,4 +1,4 @@
-#include "examples/storefront/Column.h"
+#include "examples/support/Column.h"
 
 #include <utility>
 

@@ -3,22 +3,23 @@
 #include <SDL2/SDL.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
-#include "examples/storefront/SDLRunLoop.h"
+#include "examples/support/SDLRunLoop.h"
 #include "platform/graphics/CGGeometry.h"
 #include "platform/uikit/UITouchInput.h"
 
 // The device's screen as a window on the desktop. The mouse is a finger, the keyboard types into the first
 // responder, Ctrl-S shakes the device; a window that is put away is an app in the background. Main thread.
-class ShopWindow {
+class DeviceWindow {
  public:
-  // Initialises SDL, and states the screen of the device: of this size, or lower when the display is. Throws
-  // std::runtime_error when there is no display. SDL stays initialised: other threads wake its loop until the
-  // process ends.
-  explicit ShopWindow(platform::CGSize size);
-  ShopWindow(const ShopWindow&) = delete;
-  ShopWindow& operator=(const ShopWindow&) = delete;
+  // Initialises SDL, and states the screen of the device: of this size in points, or lower when the display
+  // is. Throws std::runtime_error when there is no display. SDL stays initialised: other threads wake its
+  // loop until the process ends.
+  DeviceWindow(const std::string& title, platform::CGSize size);
+  DeviceWindow(const DeviceWindow&) = delete;
+  DeviceWindow& operator=(const DeviceWindow&) = delete;
 
   // Shows the app until the window is closed.
   void run(SDLRunLoop& loop);

@@ -1,4 +1,4 @@
-#include "examples/storefront/ProductPicture.h"
+#include "examples/support/Drawing.h"
 
 #include "platform/graphics/BitmapContext.h"
 
@@ -76,26 +76,26 @@ void drawNotebook(BitmapContext& sheet, Color colour) {
 
 }  // namespace
 
-std::shared_ptr<const UIImage> pictureOf(const Product& product, Color colour) {
+std::shared_ptr<const Image> picture(Drawing drawing, Color colour) {
   BitmapContext sheet({kSide, kSide}, kPixelsPerPoint);
   sheet.fillRoundedRect(CGRectMake(0, 0, kSide, kSide), 18, lighter(colour, 0.86));
-  switch (product.shape) {
-    case Product::Shape::Shirt:
+  switch (drawing) {
+    case Drawing::Shirt:
       drawShirt(sheet, colour);
       break;
-    case Product::Shape::Beanie:
+    case Drawing::Beanie:
       drawBeanie(sheet, colour);
       break;
-    case Product::Shape::Backpack:
+    case Drawing::Backpack:
       drawBackpack(sheet, colour);
       break;
-    case Product::Shape::Mug:
+    case Drawing::Mug:
       drawMug(sheet, colour);
       break;
-    case Product::Shape::Umbrella:
+    case Drawing::Umbrella:
       drawUmbrella(sheet, colour);
       break;
-    case Product::Shape::Notebook:
+    case Drawing::Notebook:
       drawNotebook(sheet, colour);
       break;
   }

@@ -1,4 +1,4 @@
-#include "examples/storefront/ShopWindow.h"
+#include "examples/support/DeviceWindow.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -38,12 +38,12 @@ std::vector<std::shared_ptr<UIWindow>> windowsBackToFront() {
 
 }  // namespace
 
-ShopWindow::ShopWindow(CGSize size) {
+DeviceWindow::DeviceWindow(const std::string& title, CGSize size) {
   if (SDL_Init(SDL_INIT_VIDEO) != 0) fail("there is no display to open a window on");
   if (!isSeen(SDL_GetCurrentVideoDriver()))
     throw std::runtime_error("there is no display to open a window on");
   size.height = heightThatFits(size.height);
-  window_.reset(SDL_CreateWindow("Storefront", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
+  window_.reset(SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
                                  static_cast<int>(size.width), static_cast<int>(size.height),
                                  SDL_WINDOW_ALLOW_HIGHDPI));
   if (!window_) fail("the window cannot be opened");
@@ -57,12 +57,12 @@ ShopWindow::ShopWindow(CGSize size) {
   SDL_StartTextInput();
 }
 
-void ShopWindow::run(SDLRunLoop& loop) {
+void DeviceWindow::run(SDLRunLoop& loop) {
   loop.run([&](const SDL_Event& event) { handle(event, loop); }, [this] { drawIfNeeded(); });
   SDL_HideWindow(window_.get());
 }
 
-void ShopWindow::handle(const SDL_Event& event, SDLRunLoop& loop) {
+void DeviceWindow::handle(const SDL_Event& event, SDLRunLoop& loop) {
   const auto point = [](auto x, auto y) { return CGPoint{static_cast<double>(x), static_cast<double>(y)}; };
   switch (event.type) {
     case SDL_QUIT:
@@ -87,7 +87,7 @@ void ShopWindow::handle(const SDL_Event& event, SDLRunLoop& loop) {
   }
 }
 
-void ShopWindow::handleWindow(const SDL_WindowEvent& event) {
+void DeviceWindow::handleWindow(const SDL_WindowEvent& event) {
   if (event.event == SDL_WINDOWEVENT_MINIMIZED) {
     input_.cancelAllTouches();
     UIApplication::sharedApplication()->enterBackground();
@@ -98,7 +98,7 @@ void ShopWindow::handleWindow(const SDL_WindowEvent& event) {
   }
 }
 
-void ShopWindow::handleKey(const SDL_Keysym& key) {
+void DeviceWindow::handleKey(const SDL_Keysym& key) {
   if (key.sym == SDLK_s && (key.mod & KMOD_CTRL)) return UIApplication::sharedApplication()->shake();
   const auto responder = UIResponder::firstResponder();
   if (!responder) return;
@@ -107,7 +107,7 @@ void ShopWindow::handleKey(const SDL_Keysym& key) {
 }
 
 // Every window is asked, because asking takes the answer away.
-void ShopWindow::drawIfNeeded() {
+void DeviceWindow::drawIfNeeded() {
   const Windows windows = windowsBackToFront();
   bool isNeeded = windows != shown_;
   for (const auto& window : windows) isNeeded = window->takeNeedsDisplay() || isNeeded;
@@ -117,7 +117,7 @@ void ShopWindow::drawIfNeeded() {
   present();
 }
 
-void ShopWindow::draw() {
+void DeviceWindow::draw() {
   const UIScreen& screen = UIScreen::mainScreen();
   BitmapContext context(screen.bounds().size, screen.scale());
   context.fillRect(screen.bounds(), UIColor::lightGray());
@@ -133,7 +133,7 @@ void ShopWindow::draw() {
   SDL_UpdateTexture(texture_.get(), nullptr, image->pixels().data(), image->width() * 4);
 }
 
-void ShopWindow::present() {
+void DeviceWindow::present() {
   SDL_RenderCopy(renderer_.get(), texture_.get(), nullptr, nullptr);
   SDL_RenderPresent(renderer_.get());
 }
