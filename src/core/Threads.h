@@ -12,10 +12,17 @@
 // What says nothing may be called from any thread. The compiler follows what is handed over as it is, a
 // lambda to a template, but nothing that goes through a std::function: a block that a timer, a notification
 // or a guard calls says itself where it is, with `kova::mainThread.isHere()`.
-#define KOVA_ON_MAIN_THREAD PLATFORM_REQUIRES(kova::mainThread)
-#define KOVA_ON_MUTATION_QUEUE PLATFORM_REQUIRES(kova::mutationQueue)
-#define KOVA_OF_MAIN_THREAD PLATFORM_GUARDED_BY(kova::mainThread)
-#define KOVA_OF_MUTATION_QUEUE PLATFORM_GUARDED_BY(kova::mutationQueue)
+//
+// Whoever links the library's objects, as its tests do, plays all threads on one and is not asked.
+#ifdef KOVA_PLAYS_ALL_THREADS
+#define KOVA_OF_THREAD(annotation)
+#else
+#define KOVA_OF_THREAD(annotation) annotation
+#endif
+#define KOVA_ON_MAIN_THREAD KOVA_OF_THREAD(PLATFORM_REQUIRES(kova::mainThread))
+#define KOVA_ON_MUTATION_QUEUE KOVA_OF_THREAD(PLATFORM_REQUIRES(kova::mutationQueue))
+#define KOVA_OF_MAIN_THREAD KOVA_OF_THREAD(PLATFORM_GUARDED_BY(kova::mainThread))
+#define KOVA_OF_MUTATION_QUEUE KOVA_OF_THREAD(PLATFORM_GUARDED_BY(kova::mutationQueue))
 
 namespace kova {
 
