@@ -18,7 +18,6 @@
 #include "platform/dispatch/ThreadScheduler.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/net/NetworkReachability.h"
-#include "platform/uikit/UIApplication.h"
 
 namespace {
 
@@ -137,8 +136,7 @@ void firstStart(const std::shared_ptr<KovaOptions>& options) {
 
   isOnline = false;
   Kova::track("Recorded offline", {{"seat", "12A"}});
-  platform::UIApplication::sharedApplication()->enterBackground();
-  runFor(kUploadInterval);
+  say("left behind", Kova::flush(kUploadTime).isStored ? "stored" : "lost");
 }
 
 void secondStart() {

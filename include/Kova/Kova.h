@@ -14,6 +14,12 @@
 #include "platform/foundation/Value.h"
 #include "platform/uikit/UIOpenURLContext.h"
 
+// What a flush has come to when it returns.
+struct KovaFlushed {
+  bool isStored = false;  // all that was recorded before the call is on disk
+  bool isSent = false;    // and the capture service has answered for all of it
+};
+
 // Product analytics: the one class that an app calls.
 //
 //   auto options = std::make_shared<KovaOptions>();
@@ -82,6 +88,15 @@ class KOVA_EXPORT Kova {
 
   // Seconds between uploads, 15 unless changed; uploads at once.
   static void changeInterval(double seconds);
+
+  // Stores what has been recorded, and sends what can be sent: for a program that is about to leave, and for
+  // one that wants to know. Waits for it, but `seconds` at most; what is stored and not sent goes with the
+  // next start. Touches that wait for their action are recorded as they are. Messages that wait for a
+  // pageview are stored, not sent, and a debug line counts them. Answers {} at once before initialisation and
+  // on the library's own threads. Away from the main thread it waits for the main run loop to get there.
+  static KovaFlushed flush(double seconds);
+  // The same, and then records and sends nothing any more, until the next initialize.
+  static KovaFlushed shutdown(double seconds);
 
   // Records an event of the app's own.
   static void track(KovaText event);

@@ -39,6 +39,8 @@ class KIStoredQueue {
   // Of what waits; what is in flight does not count.
   std::size_t size() const { return waiting_.size(); }
   bool hasRoom() const { return size() < limit_; }
+  // Whether nothing waits and nothing is in flight.
+  bool isEmpty() const { return waiting_.empty() && inFlight_.empty(); }
   const Item* next() const { return waiting_.empty() ? nullptr : &waiting_.front(); }
 
   // Changes are in memory until one of the two persist operations. None asks for the limit.

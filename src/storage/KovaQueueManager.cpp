@@ -130,10 +130,9 @@ void KovaQueueManager::enqueueMessage(MutableDictionary message) {
   watchForAPageview();
 }
 
-void KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched) {
+bool KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched) {
   if (queuedEvents_.empty() || KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) {
-    if (persistWhenNothingWasBatched) persistQueuedEvents();
-    return;
+    return persistWhenNothingWasBatched && persistQueuedEvents();
   }
   std::vector<Value> messages;
   messages.reserve(queuedEvents_.size());
@@ -146,7 +145,7 @@ void KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNot
   } else {
     batches_.push({{kMessagesKey, messageArray}});
   }
-  persistQueuedEvents();
+  return persistQueuedEvents();
 }
 
 Reading<std::string> KovaQueueManager::messageArrayDataForMessageBatch(const Batch& batch) const {
@@ -229,8 +228,8 @@ void KovaQueueManager::adoptLeftovers() {
   if (count > 0 || !batched.empty()) persistQueuedEvents();
 }
 
-void KovaQueueManager::persistQueuedEvents() {
-  if (!isLoaded()) return;
+bool KovaQueueManager::persistQueuedEvents() {
+  if (!isLoaded()) return false;
   const bool isStored = persistentStore_->changeInOneStep([this] {
     urls_.persistUnsaved();
     batches_.persistUnsaved();
@@ -241,9 +240,10 @@ void KovaQueueManager::persistQueuedEvents() {
     persistentStore_->setObject(Array(std::move(messages)), KovaPersistentPropertyKeyQueuedEvents);
   });
   areEventsStoredEmpty_ = isStored && queuedEvents_.empty();
-  if (!isStored) return;
+  if (!isStored) return false;
   urls_.noteSaved();
   batches_.noteSaved();
+  return true;
 }
 
 bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,

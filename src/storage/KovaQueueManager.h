@@ -70,8 +70,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // who debugs of messages that wait for a pageview for longer than an app takes to show a screen.
   void enqueueMessage(platform::MutableDictionary message);
   // Makes one batch of all messages, unless some are not enriched yet; then, and when there are none, it only
-  // persists them, if asked to.
-  void moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched = true);
+  // persists them, if asked to. Answers whether all that is queued is stored now.
+  bool moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched = true);
 
   // Batches.
   std::size_t queuedMessageBatchesCount() const { return batches_.size(); }
@@ -94,6 +94,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // dropped.
   void cleanUpSentMessageBatch(const Batch& batch);
 
+  // Whether nothing waits to be sent, in flight or not.
+  bool isEmpty() const { return urls_.isEmpty() && batches_.isEmpty() && queuedEvents_.empty(); }
+
   // Of the batches that wait or are in flight.
   KovaPersistentStore::Names batchFileNames() const;
 
@@ -103,8 +106,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void adoptLeftovers();
 
   // Each writes the whole queue; the first, in the same step, also what the store does not hold yet of the
-  // other two. Messages thus leave the store with the step that brings their batch.
-  void persistQueuedEvents();
+  // other two, and answers whether it could. Messages thus leave the store with the step that brings their
+  // batch.
+  bool persistQueuedEvents();
   void persistQueuedUrlStrings() { urls_.persist(); }
   void persistQueuedMessageBatches() { batches_.persist(); }
 

@@ -180,8 +180,7 @@ void KovaUploader::send(Chain& chain) {
     const auto upload = session ? (this->*chain.next)() : std::nullopt;
     if (!upload) {
       if (chain.isSending) KovaLogDebug("%@", chain.lastLine);
-      chain.isSending = false;
-      return;
+      return chainEnded(chain);
     }
     chain.isSending = true;
     const auto ended = [self = retained(*this), &chain, sent = upload->sent](auto, const auto& response,
@@ -202,15 +201,27 @@ void KovaUploader::uploadEnded(Chain& chain, const Sent& sent, const std::shared
   if (error) {
     sent.putBack();
     logConnectionFailure(*error);
-    chain.isSending = false;
-    return;
+    return chainEnded(chain);
   }
   logUnwelcomeAnswer(sent.url, response);
   sent.settle();
   if (!isStopped_) return send(chain);
   (*queueManager_.*chain.persist)();
-  chain.isSending = false;
   KovaLogDebug("Sent data to Kova!");
+  chainEnded(chain);
+}
+
+void KovaUploader::chainEnded(Chain& chain) {
+  chain.isSending = false;
+  if (pixels_.isSending || messageBatches_.isSending) return;
+  for (const auto& done : std::exchange(whenIdle_, {})) done();
+}
+
+void KovaUploader::whenIdle(std::function<void()> done) {
+  kova::perform(*mutationQueue_, *this, "whenIdle:", [done = std::move(done)](KovaUploader& self) {
+    if (!self.pixels_.isSending && !self.messageBatches_.isSending) return done();
+    self.whenIdle_.push_back(done);
+  });
 }
 
 std::optional<KovaUploader::Upload> KovaUploader::nextPixel() {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "platform/dispatch/NSOperationQueue.h"
 #include "platform/foundation/NSURL.h"
@@ -49,6 +50,9 @@ class KovaUploader : public platform::NSObject {
   void setUploadInterval(double seconds);
   // One pass now. The network is asked for on the calling thread.
   void sendAll();
+  // Runs `done` on the mutation queue when no request is in flight and none follows by itself: at once, or
+  // with the end of the pass that is under way.
+  void whenIdle(std::function<void()> done);
   void stop();
 
  private:
@@ -75,6 +79,7 @@ class KovaUploader : public platform::NSObject {
   void sendAllPixelData() { send(pixels_); }
   void sendAllMessageBatchData() { send(messageBatches_); }
   void send(Chain& chain);
+  void chainEnded(Chain& chain);
   void uploadEnded(Chain& chain, const Sent& sent, const std::shared_ptr<platform::NSURLResponse>& response,
                    const std::optional<platform::NSError>& error);
   std::optional<Upload> nextPixel();
@@ -99,4 +104,5 @@ class KovaUploader : public platform::NSObject {
   Chain messageBatches_{"sendAllMessageBatchData", "Sent message batch to Kova!",
                         &KovaUploader::nextMessageBatch, &KovaQueueManager::persistQueuedMessageBatches};
   double uploadInterval_;
+  std::vector<std::function<void()>> whenIdle_;
 };

@@ -143,6 +143,21 @@ void Kova::changeInterval(double seconds) {
   forward("changeInterval:", [seconds](KovaTracker& tracker) { tracker.setUploadInterval(seconds); });
 }
 
+KovaFlushed Kova::flush(double seconds) {
+  return ask<KovaFlushed>("flush:", [seconds](KovaTracker& tracker) { return tracker.flush(seconds); }, {},
+                          {});
+}
+
+KovaFlushed Kova::shutdown(double seconds) {
+  const auto shutDown = [seconds](KovaTracker& tracker) {
+    const KovaFlushed flushed = tracker.flush(seconds);
+    tracker.stop("");
+    KovaTracker::setSharedTracker(nullptr);
+    return flushed;
+  };
+  return ask<KovaFlushed>("shutdown:", shutDown, {}, {});
+}
+
 void Kova::track(KovaText event) {
   forwardWithTexts("track:", {event},
                    [&](KovaTracker& tracker) { tracker.recordCustomEvent(event.view(), std::nullopt); });

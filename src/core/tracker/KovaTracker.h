@@ -30,6 +30,7 @@
 #include "src/storage/store/KovaPersistentStore.h"
 #include "src/visualizer/KovaOpenURLParser.h"
 
+struct KovaFlushed;
 class KovaEventRecording;
 class KovaEventVisualizer;
 class KILifecycleEvent;
@@ -78,6 +79,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   // Touches that wait go on waiting with this tracker when it is of the same environment; for another one
   // they are complete as they are, and stored.
   void takeOverTouchesOf(KovaTracker& previous) KOVA_ON_MAIN_THREAD;
+
+  // As Kova::flush. Any thread.
+  KovaFlushed flush(double seconds);
 
   bool isTrackingEnabled() const { return isTrackingEnabled_; }
   void setTrackingEnabled(bool enabled) { isTrackingEnabled_ = enabled; }
@@ -206,6 +210,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   static void appWillEnterForeground();
   static void sceneWillEnterForeground(const std::shared_ptr<platform::NSObject>& scene);
   void storeEnqueuedMessages(const char* fromSelector);
+  struct Flush;
+  void storeForFlush(const std::shared_ptr<Flush>& flush);
   void purgeStore();
   // The stored user and queues. Unread: the mutation queue is held. MadeUp: it goes on with a made-up user.
   // Left: it is held, and the next tracker reads them.

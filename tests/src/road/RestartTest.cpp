@@ -3,7 +3,11 @@
 #include "tests/src/road/RoadTest.h"
 
 using namespace platform;
+using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::IsSupersetOf;
+using testing::Not;
 
 namespace {
 
@@ -71,7 +75,7 @@ class EndInFlightTest : public RoadTest {
     EXPECT_EQ(textAt(messages.at(0), "id"), message_);
     EXPECT_THAT(parameters(service.records("user-properties", 1), "_colour"), ElementsAre("green"));
     // The relaunched host has a pageview of its own.
-    EXPECT_THAT(parameters(service.records("h", 3), "st"), testing::IsSupersetOf({pageview_, pageview_}));
+    EXPECT_THAT(parameters(service.records("h", 3), "st"), IsSupersetOf({pageview_, pageview_}));
   }
 
  private:
@@ -97,6 +101,34 @@ TEST_F(EndInFlightTest, AHostThatExitsLeavesAtOnceAndLosesNothing) {
   RecordProperty("milliseconds", std::to_string(taken.count()));
   EXPECT_LT(taken.count(), 1000);
   expectNothingLost();
+}
+
+TEST_F(RestartTest, AShutdownStoresWhatItCannotSendInTime) {
+  const struct {
+    const char* event;
+    RoadHost::Settings settings;
+    const char* service;
+    double seconds;
+    Array storedAndSent;
+  } cases[] = {
+      {"Sent", {}, "normal", 10, {true, true}},
+      {"Offline", {.isOnline = false}, "normal", 10, {true, false}},
+      {"Unanswered", {}, "silent", 0.5, {true, false}},
+      {"Without a pageview", {.hasPageview = false}, "normal", 10, {true, false}},
+  };
+  for (const auto& leaving : cases) {
+    service.behave(json(Dictionary{{"mode", leaving.service}}));
+    RoadHost host = launch(leaving.settings);
+    EXPECT_EQ(host.call("leave", {leaving.event, leaving.seconds}), Value(leaving.storedAndSent))
+        << leaving.event;
+    host.call("track", {"Too late"});
+    host.kill();
+  }
+  service.behave(R"({"mode":"normal"})");
+  messagesAfterRelaunch();
+  EXPECT_THAT(namesOf(service.messages()),
+              AllOf(IsSupersetOf({"Sent", "Offline", "Unanswered", "Without a pageview"}),
+                    Not(Contains("Too late"))));
 }
 
 }  // namespace

@@ -101,6 +101,12 @@ const std::map<std::string, Command, std::less<>>& commands() {
       {"explode", doing([](const Array&) {
          Kova::track("Explosive", {{"it", std::make_shared<Explosive>()}});
        })},
+      {"leave",
+       [](const Array& a) {
+         Kova::track(a[1].text());
+         const KovaFlushed flushed = Kova::shutdown(a[2].doubleValue());
+         return Value(Array{flushed.isStored, flushed.isSent});
+       }},
       {"exit", doing([](const Array&) { std::exit(0); })},
   };
   return commands;
