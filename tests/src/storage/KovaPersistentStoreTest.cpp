@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 
 #include "platform/foundation/NSUserDefaults.h"
 #include "tests/support/SimulatedDevice.h"
@@ -99,71 +102,54 @@ TEST_F(KovaPersistentStoreTest, DoesWithoutFilesWhereThereIsNoDirectory) {
 
 TEST_F(KovaPersistentStoreTest, ClearsEverythingThatIsTheLibrarysAndNothingElse) {
   KovaPersistentStore store = open();
-  const char* own[] = {"queuedPageviews",
-                       "parts",
-                       "queuedMessageBatches",
-                       "identity",
-                       "userId",
-                       "eventProperties",
-                       "pageviewId",
-                       "pageviewProperties",
-                       "sessionProperties",
-                       "sessionId",
-                       "unreadableBatchFile",
-                       "lifecycleEventVersion"};
-  for (const char* key : own) store.setObject("text", key);
+  std::istringstream words(
+      "queuedPageviews parts queuedMessageBatches identity userId eventProperties pageviewId "
+      "pageviewProperties sessionProperties sessionId unreadableBatchFile lifecycleEventVersion");
+  const std::vector<std::string> own(std::istream_iterator<std::string>(words), {});
+  for (const std::string& key : own) store.setObject("text", key);
   store.setObject("text", "somebodyElses");
   store.saveJSONObjectToDisk(Array{1});
-  store.saveJSONObjectToDisk(Array{2});
-
   store.clear();
-  for (const char* key : own) EXPECT_FALSE(device.stored(key)) << key;
+  for (const std::string& key : own) EXPECT_FALSE(device.stored(key)) << key;
   EXPECT_TRUE(device.stored("somebodyElses"));
   EXPECT_THAT(device.batchFiles(), testing::IsEmpty());
   EXPECT_TRUE(open().saveJSONObjectToDisk(Array{3}));
 }
 
-struct PurgeCase {
-  std::size_t urls, messages, batches;
-  bool isPurged;
-};
-class KovaPersistentStorePurgeTest : public KovaPersistentStoreTest,
-                                     public testing::WithParamInterface<PurgeCase> {
- protected:
-  template <class Item>
-  void fill(const char* key, std::size_t count, const Item& item) {
-    device.store(key, Array(std::vector<Value>(count, Value(item))));
-  }
-  std::size_t storedCount(const char* key) const {
-    const auto value = device.stored(key);
-    return value ? value->array().size() : 0;
-  }
-};
+using Counts = std::array<std::size_t, 3>;  // URLs, messages, batches
+class KovaPersistentStorePurgeTest : public testing::TestWithParam<std::pair<Counts, bool>> {};
 
 // By the limits that the tracker gives, at its start.
 TEST_P(KovaPersistentStorePurgeTest, ResetsAStoreThatHasGrownPastItsBounds) {
-  const PurgeCase& given = GetParam();
+  const auto& [counts, isPurged] = GetParam();
+  const std::pair<const char*, Value> items[] = {{"queuedPageviews", "h?a=1"},
+                                                 {"parts", Dictionary()},
+                                                 {"queuedMessageBatches", {{"messagesIdentifier", "gone"}}}};
+  SimulatedDevice device;
+  device.setOnline(false);
   device.store("userId", "42");
   device.store("identity", "ada");
-  fill("queuedPageviews", given.urls, "h?a=1");
-  fill("parts", given.messages, Dictionary());
-  fill("queuedMessageBatches", given.batches, Dictionary{{"messagesIdentifier", "gone"}});
-  open().saveJSONObjectToDisk(Array{1});
+  for (std::size_t i = 0; i < 3; ++i)
+    device.store(items[i].first, Array(std::vector<Value>(counts[i], items[i].second)));
+  KovaPersistentStore(SimulatedDevice::kEnvironment).saveJSONObjectToDisk(Array{1});
 
-  device.setOnline(false);
   device.start();
-  const std::string warning = "Kova: Warning: Data stores contain excessive event data. Resetting Kova.";
-  EXPECT_EQ(device.logLinesWith("excessive"), std::vector(given.isPurged, warning));
-  EXPECT_EQ(device.stored("identity").has_value(), !given.isPurged);
-  EXPECT_EQ(Kova::userId() == "42", !given.isPurged);
-  EXPECT_EQ(device.batchFiles().size(), given.isPurged ? 0u : 1u);
-  EXPECT_EQ(storedCount("queuedPageviews"), given.isPurged ? 0 : given.urls);
-  EXPECT_EQ(storedCount("parts"), given.isPurged ? 0 : given.messages);
-  EXPECT_EQ(storedCount("queuedMessageBatches"), given.isPurged ? 0 : given.batches);
+  EXPECT_EQ(device.log(),
+            std::vector<std::string>(
+                isPurged, "Kova: Warning: Data stores contain excessive event data. Resetting Kova."));
+  EXPECT_EQ(device.stored("identity").has_value(), !isPurged);
+  EXPECT_EQ(Kova::userId() == "42", !isPurged);
+  EXPECT_EQ(device.batchFiles().size(), isPurged ? 0u : 1u);
+  for (std::size_t i = 0; i < 3; ++i) {
+    const auto left = device.stored(items[i].first);
+    EXPECT_EQ(left ? left->array().size() : 0, isPurged ? 0 : counts[i]) << items[i].first;
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Limits, KovaPersistentStorePurgeTest,
-                         testing::Values(PurgeCase{299, 309, 209, false}, PurgeCase{300, 0, 0, true},
-                                         PurgeCase{0, 310, 0, true}, PurgeCase{0, 0, 210, true}));
+                         testing::Values(std::pair(Counts{299, 309, 209}, false),
+                                         std::pair(Counts{300, 0, 0}, true),
+                                         std::pair(Counts{0, 310, 0}, true),
+                                         std::pair(Counts{0, 0, 210}, true)));
 
 }  // namespace

@@ -3,47 +3,40 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 #include "platform/foundation/internal/UserDefaultsDatabase.h"
-#include "src/core/KovaLogger.h"
-#include "tests/src/events/MessageFixture.h"
+#include "tests/src/storage/QueueFixture.h"
 #include "tests/support/ResourceLimit.h"
 
 using namespace platform;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
 const char* const kUnserialisable = "[KOVA DEBUG]: Failed to serialize request body data to JSON";
 
-class KovaQueueManagerTest : public MessageTest {
+class KovaQueueManagerTest : public QueueTest {
  protected:
-  KovaQueueManagerTest() {
-    KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
-    reopen();
-  }
-
-  // As after a restart: a new manager of what is stored.
-  void reopen() {
-    queues = std::make_unique<KovaQueueManager>(
-        std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment),
-        KovaQueueManager::Limits{200, 300, 200});
-  }
-
-  static MutableDictionary enriched(int number) {
-    return {{"n", number}, {"pageviewInfo", Dictionary()}, {"sessionInfo", Dictionary()}};
-  }
-  static MutableDictionary unenriched(int number) { return {{"n", number}}; }
-  // A stored batch of one message.
+  // A stored batch that holds its message itself, or names the file that does.
   static Value inlineBatch(int number) { return {{"messages", Array{{{"n", number}}}}}; }
-  void storeBatches(int count) {
-    std::vector<Value> batches;
-    for (int i = 0; i < count; ++i) batches.push_back(inlineBatch(i));
-    device.store("queuedMessageBatches", Array(std::move(batches)));
+  static Value named(const char* file) { return {{"messagesIdentifier", file}}; }
+  void storeBatches(const Array& batches) {
+    device.store("queuedMessageBatches", batches);
     reopen();
   }
+  void enqueue(std::initializer_list<MutableDictionary> all) {
+    for (const MutableDictionary& message : all) queues->enqueueMessage(message);
+  }
 
+  std::string storedNumbers() const {
+    std::string numbers =
+        std::regex_replace(stored("parts"), std::regex(R"(,"(pageview|session)Info":\{[^}]*\})"), "");
+    return std::regex_replace(numbers, std::regex(R"(\{"n":(\d+)\})"), "$1");
+  }
   // The next URL as the store would hold it.
   std::string dequeued() {
     const auto url = queues->dequeueUrlRelativeToUrl(baseUrl);
@@ -53,21 +46,12 @@ class KovaQueueManagerTest : public MessageTest {
     const auto next = queues->dequeueMessageJSONPayloadWithMessageBatch();
     return next ? next->payload : "(none)";
   }
-  static std::string body(const std::string& sentTime, const std::string& messages) {
-    return R"({"sentTime": ")" + sentTime + R"(", "messages": )" + messages + "}";
-  }
-  std::string storedText(const char* key) const {
-    const auto value = device.stored(key);
-    return value ? json(*value) : "(nothing)";
-  }
 
   const NSURL baseUrl = NSURL::create("https://host.example").value();
-  std::unique_ptr<KovaQueueManager> queues;
 };
 
 TEST_F(KovaQueueManagerTest, TakesUrlsOldestFirstAbsoluteAndStampedWithTheirFirstSendTime) {
-  queues->enqueueUrlString("h?a=1");
-  queues->enqueueUrlString("api/identify_v3?a=2");
+  enqueueUrls({"h?a=1", "api/identify_v3?a=2"});
   device.advance(1);
   const NSURL url = queues->dequeueUrlRelativeToUrl(baseUrl).value();
   EXPECT_EQ(url.absoluteString(), "https://host.example/h?a=1&st=1767225601000");
@@ -80,190 +64,137 @@ TEST_F(KovaQueueManagerTest, TakesUrlsOldestFirstAbsoluteAndStampedWithTheirFirs
   queues->cleanUpSentUrl(url);
   EXPECT_EQ(dequeued(), "https://host.example/api/identify_v3?a=2&st=1767225661000");
   EXPECT_EQ(dequeued(), "(none)");
-  EXPECT_EQ(device.stored("queuedPageviews")->array().size(), 1u);
+  EXPECT_EQ(stored("queuedPageviews"), R"(["https://host.example/api/identify_v3?a=2&st=1767225661000"])");
 }
 
-TEST_F(KovaQueueManagerTest, DropsUrlsBeyondTheLimit) {
-  for (int i = 0; i < 200; ++i) {
-    EXPECT_TRUE(queues->canEnqueueUrlString());
-    queues->enqueueUrlString("h?n=" + std::to_string(i));
-  }
+TEST_F(KovaQueueManagerTest, DropsUrlsBeyondTheLimitAndPutsTheFirstPageviewInFront) {
+  enqueueUrls({"h?n=1", "h?n=2"});
+  EXPECT_TRUE(queues->canEnqueueUrlString());
+  for (const char* url : {"h?first", "h?late"}) queues->enqueueFirstPageviewUrlString(url, messages);
   EXPECT_FALSE(queues->canEnqueueUrlString());
-  queues->enqueueUrlString("h?n=200");
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 200u);
+  enqueueUrls({"h?n=3"});
+  EXPECT_EQ(stored("queuedPageviews"), R"(["h?first","h?n=1","h?n=2"])");
 }
 
-TEST_F(KovaQueueManagerTest, PutsTheFirstPageviewInFrontAndEnrichesWhatWaits) {
-  queues->enqueueUrlString("api/identify_v3?a=1");
-  queues->enqueueMessage(unenriched(1));
+TEST_F(KovaQueueManagerTest, MakesBatchesOfMessagesThatAreEnrichedAndKeepsTheOthers) {
+  int number = 0;
+  KovaQueueManager::Batch taken;
+  const std::function<void()> ready = [&] { queues->enqueueMessage(enriched(++number)); };
+  const auto early = [&] { queues->enqueueMessage(unenriched(++number)); };
+  const auto move = [&] { queues->moveEnqueuedMessagesToBatchAndPersist(); };
+  const auto moveOnly = [&] { queues->moveEnqueuedMessagesToBatchAndPersist(false); };
+  const auto view = [&] { queues->enqueueFirstPageviewUrlString("h", messages); };
+  const auto full = [&] { enqueueUrls({"x", "x", "x"}); };
+  const auto take = [&] { taken = queues->dequeueMessageJSONPayloadWithMessageBatch()->batch; };
+  const auto putBack = [&] { queues->requeueFailedMessageBatch(taken); };
+  const auto restart = [&] { reopen(); };
+  const struct {
+    std::vector<std::function<void()>> steps;
+    Counts waiting;
+    const char* stored;  // messages, by their numbers
+  } cases[] = {
+      {{moveOnly}, {0, 0, 0}, "(nothing)"},
+      {{move}, {0, 0, 0}, "[]"},
+      // One that is not enriched holds back all.
+      {{ready, early, ready, moveOnly}, {0, 3, 0}, "(nothing)"},
+      {{ready, early, ready, move, restart}, {0, 3, 0}, "[1,2,3]"},
+      {{ready, early, move, restart, view, moveOnly, restart}, {1, 0, 1}, "[]"},
+      {{early, full, view, move}, {3, 0, 1}, "[]"},
+      // Without a batch the oldest is pushed out, and no sooner.
+      {{early, ready, early, ready, ready}, {0, 3, 0}, "(nothing)"},
+      {{early, ready, early, ready, ready, move, restart}, {0, 3, 0}, "[3,4,5]"},
+      // A full queue becomes a batch before the next message, which is in memory only.
+      {{ready, ready, ready}, {0, 3, 0}, "(nothing)"},
+      {{ready, ready, ready, ready}, {0, 1, 1}, "[]"},
+      {{ready, ready, ready, ready, restart}, {0, 0, 1}, "[]"},
+      // Messages are dropped while the batches have no room. Neither a move nor putting back asks for it.
+      {{ready, move, ready, move, ready}, {0, 1, 2}, "[]"},
+      {{ready, move, ready, move, ready, move, ready}, {0, 0, 3}, "[]"},
+      {{ready, move, ready, move, ready, move, take, ready, putBack, move}, {0, 0, 4}, "[]"},
+      {{ready, move, ready, move, take, restart}, {0, 0, 2}, "[]"},
+  };
   viewPages();
-  queues->enqueueFirstPageviewUrlString("h?a=1", messages);
-  EXPECT_EQ(storedText("queuedPageviews"), R"(["h?a=1","api/identify_v3?a=1"])");
-  EXPECT_EQ(storedText("parts"), "(nothing)");
-  queues->moveEnqueuedMessagesToBatchAndPersist();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
-
-  // With the URL queue full, the messages are enriched all the same.
-  while (queues->canEnqueueUrlString()) queues->enqueueUrlString("x");
-  queues->enqueueMessage(unenriched(2));
-  queues->enqueueFirstPageviewUrlString("h?late", messages);
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 200u);
-  EXPECT_EQ(dequeued(), "https://host.example/h?a=1&st=1767225600000");
-  queues->moveEnqueuedMessagesToBatchAndPersist();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
-}
-
-TEST_F(KovaQueueManagerTest, PushesOutTheOldestMessageWhileNoneCanBeBatched) {
-  for (int i = 0; i < 303; ++i) queues->enqueueMessage(unenriched(i));
-  EXPECT_EQ(queues->queuedEventsCount(), 300u);
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 0u);
-  EXPECT_THAT(device.batchFiles(), IsEmpty());
-
-  queues->persistQueuedEvents();
-  reopen();
-  ASSERT_EQ(queues->queuedEventsCount(), 300u);
-  const Array stored = device.stored("parts")->array();
-  EXPECT_EQ(*stored[0].dictionary().find("n"), Value(3));
-  EXPECT_EQ(*stored[299].dictionary().find("n"), Value(302));
-}
-
-TEST_F(KovaQueueManagerTest, BatchesAFullQueueOfEnrichedMessagesBeforeTheNext) {
-  for (int i = 0; i < 300; ++i) queues->enqueueMessage(enriched(i));
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 0u);
-  queues->enqueueMessage(enriched(300));
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
-  EXPECT_EQ(queues->queuedEventsCount(), 1u);
-  // The new message is only in memory; the old ones are in the file.
-  EXPECT_EQ(storedText("parts"), "[]");
-  reopen();
-  EXPECT_EQ(queues->queuedEventsCount(), 0u);
-  const auto batch = NSJSONSerialization::JSONObjectWithData(dequeuedBody()).value();
-  const Array messagesSent = batch.dictionary().find("messages")->array();
-  ASSERT_EQ(messagesSent.size(), 300u);
-  for (int i = 0; i < 300; ++i) {
-    ASSERT_EQ(*messagesSent[static_cast<std::size_t>(i)].dictionary().find("n"), Value(i));
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE(i);
+    openStore()->clear();
+    reopen();
+    number = 0;
+    for (const auto& step : cases[i].steps) step();
+    EXPECT_EQ(waiting(), cases[i].waiting);
+    EXPECT_EQ(queues->canEnqueueMessage(), cases[i].waiting[2] < kLimits.queuedMessageBatches);
+    EXPECT_EQ(storedNumbers(), cases[i].stored);
   }
 }
 
-TEST_F(KovaQueueManagerTest, OneUnenrichedMessageHoldsBackAll) {
-  queues->enqueueMessage(enriched(1));
-  queues->enqueueMessage(unenriched(2));
-  queues->enqueueMessage(enriched(3));
-  queues->moveEnqueuedMessagesToBatchAndPersist(false);
-  EXPECT_EQ(storedText("parts"), "(nothing)");
-  queues->moveEnqueuedMessagesToBatchAndPersist();
-  EXPECT_EQ(device.stored("parts")->array().size(), 3u);
-  reopen();
-  EXPECT_EQ(queues->queuedEventsCount(), 3u);
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 0u);
-
-  viewPages();
-  queues->enqueueFirstPageviewUrlString("h", messages);
-  queues->moveEnqueuedMessagesToBatchAndPersist(false);
-  reopen();
-  EXPECT_EQ(queues->queuedEventsCount(), 0u);
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
-}
-
-TEST_F(KovaQueueManagerTest, OnlyPersistsAnEmptyQueue) {
-  queues->moveEnqueuedMessagesToBatchAndPersist(false);
-  EXPECT_EQ(storedText("parts"), "(nothing)");
-  queues->moveEnqueuedMessagesToBatchAndPersist();
-  EXPECT_EQ(storedText("parts"), "[]");
-  EXPECT_EQ(storedText("queuedMessageBatches"), "(nothing)");
-  EXPECT_THAT(device.batchFiles(), IsEmpty());
-}
-
-TEST_F(KovaQueueManagerTest, DropsMessagesWhileTheBatchQueueIsFull) {
-  storeBatches(199);
-  EXPECT_TRUE(queues->canEnqueueMessage());
-  queues->enqueueMessage(enriched(1));
-  queues->moveEnqueuedMessagesToBatchAndPersist();
-  EXPECT_FALSE(queues->canEnqueueMessage());
-  queues->enqueueMessage(enriched(2));
-  EXPECT_EQ(queues->queuedEventsCount(), 0u);
-
-  const auto sent = queues->dequeueMessageJSONPayloadWithMessageBatch().value();
-  queues->enqueueMessage(enriched(3));
-  EXPECT_EQ(queues->queuedEventsCount(), 1u);
-  // Neither a move nor putting back asks for the limit.
-  queues->requeueFailedMessageBatch(sent.batch);
-  queues->moveEnqueuedMessagesToBatchAndPersist();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 201u);
-  EXPECT_EQ(dequeuedBody(), body("1767225600000", R"([{"n":0}])"));
-  reopen();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 201u) << "one of them was in flight";
-}
-
-TEST_F(KovaQueueManagerTest, WritesTheBodyOfABatchByteByByte) {
-  queues->enqueueMessage(
-      {{"name", "é \"x\""}, {"pageviewInfo", Dictionary()}, {"sessionInfo", {{"id", "7"}}}});
-  queues->enqueueMessage(enriched(2));
-  queues->moveEnqueuedMessagesToBatchAndPersist();
-  const std::string file = device.batchFiles().at(0);
-  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messagesIdentifier":")" + file + R"("}])");
+TEST_F(KovaQueueManagerTest, WritesABodyByteByByteFromAFileOrInlineWhereNoneCanBeWritten) {
   const std::string array = R"([{"name":"é \"x\"","pageviewInfo":{},"sessionInfo":{"id":"7"}},)"
                             R"({"n":2,"pageviewInfo":{},"sessionInfo":{}}])";
-  EXPECT_EQ(store->readJSONObjectDataFromDisk(file), array);
-
-  reopen();
-  device.advance(2);
-  const auto next = queues->dequeueMessageJSONPayloadWithMessageBatch().value();
-  EXPECT_EQ(next.payload, body("1767225602000", array));
-  EXPECT_EQ(queues->messageArrayDataForMessageBatch(next.batch), array);
-  device.advance(2);
-  EXPECT_EQ(queues->payloadFromMessageBatch(next.batch), body("1767225604000", array));
-
-  queues->cleanUpSentMessageBatch(next.batch);
-  EXPECT_THAT(device.batchFiles(), IsEmpty());
-  EXPECT_EQ(dequeuedBody(), "(none)");
-  EXPECT_EQ(storedText("queuedMessageBatches"), "[]");
+  for (const bool hasFiles : {true, false}) {
+    SCOPED_TRACE(hasFiles);
+    if (!hasFiles) {
+      std::filesystem::remove_all(device.batchDirectory());
+      std::ofstream(device.batchDirectory()) << "a regular file";
+      reopen();
+    }
+    enqueue(
+        {{{"name", "é \"x\""}, {"pageviewInfo", Dictionary()}, {"sessionInfo", {{"id", "7"}}}}, enriched(2)});
+    queues->moveEnqueuedMessagesToBatchAndPersist();
+    const auto files = device.batchFiles();
+    EXPECT_EQ(files.size(), hasFiles);
+    EXPECT_EQ(stored("queuedMessageBatches"), hasFiles ? R"([{"messagesIdentifier":")" + files[0] + R"("}])"
+                                                       : R"([{"messages":)" + array + "}]");
+    reopen();
+    device.advance(2);
+    const auto next = queues->dequeueMessageJSONPayloadWithMessageBatch().value();
+    EXPECT_EQ(next.payload, body(array, hasFiles ? 2 : 6));
+    EXPECT_EQ(queues->messageArrayDataForMessageBatch(next.batch), array);
+    device.advance(2);
+    EXPECT_EQ(queues->payloadFromMessageBatch(next.batch), body(array, hasFiles ? 4 : 8));
+    queues->cleanUpSentMessageBatch(next.batch);
+    EXPECT_THAT(device.batchFiles(), IsEmpty());
+    EXPECT_EQ(dequeuedBody(), "(none)");
+    EXPECT_EQ(stored("queuedMessageBatches"), "[]");
+  }
 }
 
-TEST_F(KovaQueueManagerTest, KeepsMessagesInlineWhereNoFileCanBeWritten) {
-  std::filesystem::remove_all(device.batchDirectory());
-  std::ofstream(device.batchDirectory()) << "a regular file";
-  reopen();
-  queues->enqueueMessage(enriched(1));
-  queues->moveEnqueuedMessagesToBatchAndPersist();
-  const std::string array = R"([{"n":1,"pageviewInfo":{},"sessionInfo":{}}])";
-  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":)" + array + "}]");
-  reopen();
-  const auto next = queues->dequeueMessageJSONPayloadWithMessageBatch().value();
-  EXPECT_EQ(next.payload, body("1767225600000", array));
-  queues->cleanUpSentMessageBatch(next.batch);
-  EXPECT_EQ(dequeuedBody(), "(none)");
-  EXPECT_EQ(storedText("queuedMessageBatches"), "[]");
+TEST_F(KovaQueueManagerTest, SaysOnceThatMessagesWaitForAPageview) {
+  enqueue({unenriched(1)});
+  device.advance(1);
+  viewPages();
+  queues->enqueueFirstPageviewUrlString("h", messages);
+  device.advance(4);
+  EXPECT_THAT(device.log(), IsEmpty());
+  for (const int number : {2, 3}) {
+    enqueue({unenriched(number)});
+    device.advance(4);
+  }
+  EXPECT_THAT(device.log(), ElementsAre(testing::HasSubstr("Messages wait for a pageview")));
 }
 
 TEST_F(KovaQueueManagerTest, DropsBatchesWithoutABodyAndGoesOnWithTheNext) {
-  device.store("queuedMessageBatches", Array{{{"messagesIdentifier", "gone"}},
-                                             {{"messagesIdentifier", 5}},
-                                             {{"messages", Array{std::nan("")}}},
-                                             Dictionary(),
-                                             "no batch",
-                                             {{"messages", Array{}}, {"messagesIdentifier", "gone too"}},
-                                             inlineBatch(1),
-                                             {{"messagesIdentifier", "last"}}});
-  reopen();
-  EXPECT_EQ(dequeuedBody(), body("1767225600000", R"([{"n":1}])"));
-  EXPECT_THAT(device.log(), testing::AllOf(testing::SizeIs(5), testing::Each(kUnserialisable)));
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
-  EXPECT_EQ(device.stored("queuedMessageBatches")->array().size(), 2u);
-
+  storeBatches({named("gone"),
+                {{"messagesIdentifier", 5}},
+                {{"messages", Array{std::nan("")}}},
+                Dictionary(),
+                "no batch",
+                {{"messages", Array{}}, {"messagesIdentifier", "gone too"}},
+                inlineBatch(1),
+                named("last")});
+  EXPECT_EQ(dequeuedBody(), body(R"([{"n":1}])"));
+  EXPECT_THAT(device.log(), testing::AllOf(SizeIs(5), Each(kUnserialisable)));
+  EXPECT_EQ(stored("queuedMessageBatches"), R"([{"messages":[{"n":1}]},{"messagesIdentifier":"last"}])");
   EXPECT_EQ(dequeuedBody(), "(none)");
   EXPECT_EQ(device.log().size(), 6u);
-  EXPECT_EQ(storedText("queuedMessageBatches"), R"([{"messages":[{"n":1}]}])");
+  EXPECT_EQ(stored("queuedMessageBatches"), R"([{"messages":[{"n":1}]}])");
 }
 
 TEST_F(KovaQueueManagerTest, KeepsABatchThatCannotBeReadForTheMomentAndAllBehindIt) {
-  device.store("queuedMessageBatches", Array{{{"messagesIdentifier", "first"}}, inlineBatch(1)});
-  reopen();
+  storeBatches({named("first"), inlineBatch(1)});
   // A disk error, which reading that file is: not dropped before it has outlasted a restart.
   const std::string first = device.batchDirectory() + "/first";
   std::filesystem::create_symlink("/proc/self/mem", first);
   for (int i = 0; i < 2; ++i) EXPECT_EQ(dequeuedBody(), "(none)");
-  EXPECT_EQ(device.logLinesWith("Input/output error").size(), 2u);
+  EXPECT_THAT(device.logLinesWith("Input/output error"), SizeIs(2));
 
   // After the above, because a sanitizer that meets a type for the first time needs descriptors, too.
   std::filesystem::remove(first);
@@ -272,19 +203,18 @@ TEST_F(KovaQueueManagerTest, KeepsABatchThatCannotBeReadForTheMomentAndAllBehind
     const auto none = ResourceLimit::descriptors(0);
     EXPECT_EQ(dequeuedBody(), "(none)");
   }
-  EXPECT_EQ(device.logLinesWith("waits for the next upload: Too many open files").size(), 1u);
-
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
-  EXPECT_TRUE(device.logLinesWith("Failed to serialize").empty());
+  EXPECT_THAT(device.logLinesWith("waits for the next upload: Too many open files"), SizeIs(1));
+  EXPECT_EQ(waiting(), (Counts{0, 0, 2}));
+  EXPECT_THAT(device.logLinesWith("Failed to serialize"), IsEmpty());
   std::filesystem::remove(first);
   std::filesystem::create_symlink("/proc/self/mem", first);
   reopen();
-  EXPECT_EQ(dequeuedBody(), body("1767225600000", R"([{"n":1}])"));
-  EXPECT_EQ(device.logLinesWith("Failed to serialize").size(), 1u);
+  EXPECT_EQ(dequeuedBody(), body(R"([{"n":1}])"));
+  EXPECT_THAT(device.logLinesWith("Failed to serialize"), SizeIs(1));
 }
 
 TEST_F(KovaQueueManagerTest, WhatAStepCouldNotStoreIsStoredByTheNextPass) {
-  queues = std::make_unique<KovaQueueManager>(store, KovaQueueManager::Limits{200, 300, 200});
+  queues = std::make_shared<KovaQueueManager>(store, kLimits);
   queues->moveEnqueuedMessagesToBatchAndPersist();  // from now on a pass has nothing of its own to store
   device.store("somebodyElses", std::string(200'000, 'x'));
   {
@@ -297,35 +227,28 @@ TEST_F(KovaQueueManagerTest, WhatAStepCouldNotStoreIsStoredByTheNextPass) {
 }
 
 TEST_F(KovaQueueManagerTest, RefusesAMessageThatNoJSONCanBeMadeOf) {
-  queues->enqueueMessage(enriched(1));
   for (const Value& bad :
        {Value(std::nan("")), Value(HUGE_VAL), Value(NSDate()), Value(Dictionary{{1, "one"}})}) {
-    MutableDictionary message = enriched(2);
-    message.set("bad", bad);
-    queues->enqueueMessage(message);
+    enqueue({{{"bad", bad}}});
   }
-  EXPECT_THAT(device.log(), testing::AllOf(testing::SizeIs(4), testing::Each(kUnserialisable)));
-  EXPECT_EQ(queues->queuedEventsCount(), 1u);
-  queues->moveEnqueuedMessagesToBatchAndPersist();
-  EXPECT_EQ(device.batchFiles().size(), 1u);
+  EXPECT_THAT(device.log(), testing::AllOf(SizeIs(4), Each(kUnserialisable)));
+  EXPECT_EQ(waiting(), (Counts{0, 0, 0}));
 }
 
 TEST_F(KovaQueueManagerTest, LoadsStoredItemsOfTheRightKindAlone) {
   device.store("queuedPageviews", Array{"h?n=1", 5, nullptr});
   device.store("parts", Array{"text", {{"n", 1}}, Array{}});
   reopen();
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 1u);
-  EXPECT_EQ(queues->queuedEventsCount(), 1u);
+  EXPECT_EQ(waiting(), (Counts{1, 1, 0}));
 }
 
 TEST_F(KovaQueueManagerTest, IsSharedByTheTrackersOfOneEnvironmentWhileItLives) {
-  const KovaQueueManager::Limits limits{200, 300, 200};
-  auto first = KovaQueueManager::forStore(store, limits);
+  auto first = KovaQueueManager::forStore(store, kLimits);
   first->enqueueMessage(unenriched(1));  // in memory only
-  EXPECT_EQ(KovaQueueManager::forStore(store, limits), first);
-  EXPECT_NE(KovaQueueManager::forStore(std::make_shared<KovaPersistentStore>("6"), limits), first);
+  EXPECT_EQ(KovaQueueManager::forStore(store, kLimits), first);
+  EXPECT_NE(KovaQueueManager::forStore(std::make_shared<KovaPersistentStore>("6"), kLimits), first);
   first = nullptr;
-  EXPECT_EQ(KovaQueueManager::forStore(store, limits)->queuedEventsCount(), 0u);
+  EXPECT_EQ(KovaQueueManager::forStore(store, kLimits)->queuedEventsCount(), 0u);
 }
 
 }  // namespace

@@ -1,269 +1,158 @@
 #include "src/storage/KovaUploader.h"
 
-#include <filesystem>
-#include <future>
-
-#include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
-#include "src/storage/KovaSharedURLSession.h"
-#include "tests/src/events/MessageFixture.h"
+#include "tests/src/storage/QueueFixture.h"
+#include "tests/support/HeldURLSession.h"
 
 using namespace platform;
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Lt;
-using testing::SizeIs;
+using testing::StartsWith;
 
 namespace {
 
-constexpr const char* kBatchPath = "/api/integrations/ios/track";
 constexpr double kInterval = 15;
+const std::string kService = "http://capture.example";
+const std::string kTrack = "/api/integrations/ios/track";
+constexpr const char* kSentData = "[KOVA DEBUG]: Sent data to Kova!";
+constexpr const char* kSentBatch = "[KOVA DEBUG]: Sent message batch to Kova!";
+constexpr const char* kAlreadySending = "[KOVA DEBUG]: Already sending data";
 
-// The platform's session, and the requests that were made of it.
-class RecordedSession : public KOVAURLSessionProtocol {
- public:
-  std::shared_ptr<NSURLSessionTask> dataTask(const NSURL& url, Completion completion) override {
-    return dataTask(NSURLRequest(url), std::move(completion));
-  }
-  std::shared_ptr<NSURLSessionTask> dataTask(const NSURLRequest& request, Completion completion) override {
-    requests.push_back(request);
-    if (!isConnected) return nullptr;
-    return KovaSharedURLSession::sharedSession()->dataTask(request, std::move(completion));
-  }
-
-  std::vector<NSURLRequest> requests;
-  bool isConnected = true;
-};
-
-// Holds the answers of a server back until it is opened.
-class Gate {
- public:
-  HttpServer::Handler handler(HttpServer::Reply reply = HttpServer::Reply::text("")) {
-    return [opened = opened_, reply](const HttpServer::Request&) {
-      opened.wait_for(std::chrono::seconds(20));
-      return reply;
-    };
-  }
-  void open() { promise_.set_value(); }
-
- private:
-  std::promise<void> promise_;
-  std::shared_future<void> opened_ = promise_.get_future().share();
-};
-
-class KovaUploaderTest : public MessageTest {
+class KovaUploaderTest : public QueueTest {
  protected:
-  KovaUploaderTest() {
-    KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
-    reopen();
+  std::shared_ptr<KovaUploader> uploaderTo(const KovaBaseURL& baseUrl) const {
+    return std::make_shared<KovaUploader>(baseUrl, queues, KOVA_serialStateQueue(), wire);
   }
 
-  // As after a restart.
-  void reopen() {
-    uploader = nullptr;
-    queues = std::make_shared<KovaQueueManager>(
-        std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment),
-        KovaQueueManager::Limits{200, 300, 200});
-    uploader = makeUploader(device.service.url());
+  static std::string pixel(int number, int second = 0) {
+    return "GET " + kService + "/h?n=" + std::to_string(number) +
+           "&st=" + std::to_string(1767225600 + second) + "000";
   }
-  std::shared_ptr<KovaUploader> makeUploader(const KovaBaseURL& baseUrl) const {
-    return std::make_shared<KovaUploader>(baseUrl, queues, KOVA_serialStateQueue(), session);
+  static std::string batch(int number, int second = 0) {
+    return "POST " + kService + kTrack + " " + body("[" + json(enriched(number)) + "]", second);
   }
-
-  void enqueueUrls(const std::vector<std::string>& urls) {
-    for (const std::string& url : urls) queues->enqueueUrlString(url);
+  // What has been asked for and is open.
+  std::vector<std::string> asked() {
+    device.drain();
+    std::vector<std::string> texts;
+    for (const auto& request : wire->open) texts.push_back(request.text());
+    return texts;
   }
-  void enqueueBatches(int count) {
-    for (int i = 0; i < count; ++i) {
-      queues->enqueueMessage({{"n", i}, {"pageviewInfo", Dictionary()}, {"sessionInfo", Dictionary()}});
-      queues->moveEnqueuedMessagesToBatchAndPersist();
+  void answer(const std::string& text) {
+    const auto found = std::ranges::find(wire->open, text, &HeldURLSession::Open::text);
+    ASSERT_NE(found, wire->open.end()) << text;
+    const auto request = *found;
+    wire->open.erase(found);
+    request.answer(200);
+    device.drain();
+  }
+  // Answers each request, until none is made any more; which they were.
+  std::vector<std::string> answered(int status = 200) {
+    std::vector<std::string> all;
+    for (auto texts = asked(); !texts.empty(); texts = asked()) {
+      all.insert(all.end(), texts.begin(), texts.end());
+      for (const auto& request : wire->takeOpen()) request.answer(status);
     }
+    return all;
   }
-  // Until the chains have ended, by their last lines.
-  void runUntilLogged(std::string_view text, std::size_t count = 1) {
-    device.runUntil([this, text, count] { return logged(text) >= count; });
-  }
-  std::size_t logged(std::string_view text) const { return device.logLinesWith(text).size(); }
-  std::vector<std::string> pages() const { return device.receivedTargets("/h"); }
 
-  const std::shared_ptr<RecordedSession> session = std::make_shared<RecordedSession>();
-  std::shared_ptr<KovaQueueManager> queues;
-  std::shared_ptr<KovaUploader> uploader;
+  const std::shared_ptr<HeldURLSession> wire = std::make_shared<HeldURLSession>();
+  std::shared_ptr<KovaUploader> uploader = uploaderTo(kService.c_str());
 };
 
 TEST_F(KovaUploaderTest, SendsInOrderEveryFifteenSeconds) {
-  enqueueUrls({"h?n=1", "h?n=2", "h?n=3"});
+  enqueueUrls({"h?n=1", "h?n=2"});
   uploader->requestScheduledUploads();
-  runUntilLogged("[KOVA DEBUG]: Sent data to Kova!");
-  EXPECT_THAT(pages(),
-              ElementsAre("/h?n=1&st=1767225600000", "/h?n=2&st=1767225600000", "/h?n=3&st=1767225600000"));
-  enqueueUrls({"h?n=4"});
+  EXPECT_THAT(answered(), ElementsAre(pixel(1), pixel(2)));
+  enqueueUrls({"h?n=3"});
   uploader->requestScheduledUploads();  // its rhythm runs
   device.advance(kInterval - 0.1);
-  EXPECT_THAT(session->requests, SizeIs(3));
+  EXPECT_THAT(answered(), IsEmpty());
   EXPECT_EQ(device.scheduler.pendingTimerCount(), 1u);
   device.advance(0.1);
-  runUntilLogged("Sent data to Kova!", 2);
-  EXPECT_EQ(pages().back(), "/h?n=4&st=1767225615000");
-
-  // A pass with nothing to send says nothing.
+  EXPECT_THAT(answered(), ElementsAre(pixel(3, 15)));
   device.advance(3 * kInterval);
-  EXPECT_EQ(logged("Kova!"), 2u);
+  EXPECT_THAT(device.log(), ElementsAre(kSentData, kSentData)) << "a pass with nothing to send says nothing";
 }
 
 TEST_F(KovaUploaderTest, PostsABatchOfTheMessagesThatWait) {
-  queues->enqueueMessage({{"name", "é"}, {"pageviewInfo", Dictionary()}, {"sessionInfo", Dictionary()}});
+  queues->enqueueMessage(enriched(1));
   uploader->sendAll();
-  runUntilLogged("[KOVA DEBUG]: Sent message batch to Kova!");
-
-  const HttpServer::Request received = device.service.lastRequest();
-  EXPECT_EQ(received.method, "POST");
-  EXPECT_EQ(received.target, kBatchPath);
-  EXPECT_EQ(
-      received.body,
-      R"({"sentTime": "1767225600000", "messages": [{"name":"é","pageviewInfo":{},"sessionInfo":{}}]})");
-  EXPECT_EQ(*received.header("Content-Type"), "application/json");
-  EXPECT_EQ(*received.header("Content-Length"), std::to_string(received.body.size()));
-  EXPECT_EQ(received.countOfHeader("Content-Length"), 1u);
-
-  ASSERT_THAT(session->requests, SizeIs(1));
-  EXPECT_EQ(session->requests[0].timeoutInterval(), 10.0);
-  EXPECT_EQ(session->requests[0].cachePolicy(), NSURLRequestCachePolicy::useProtocolCachePolicy);
+  EXPECT_THAT(asked(), ElementsAre(batch(1)));
+  const NSURLRequest& request = wire->open[0].request;
+  EXPECT_THAT(request.allHTTPHeaderFields(),
+              ElementsAre(HTTPHeaderField("Content-Type", "application/json"),
+                          HTTPHeaderField("Content-Length", std::to_string(request.httpBody()->size()))));
+  EXPECT_EQ(request.timeoutInterval(), 10.0);
+  EXPECT_EQ(request.cachePolicy(), NSURLRequestCachePolicy::useProtocolCachePolicy);
+  answered();
+  EXPECT_THAT(device.log(), ElementsAre(kSentBatch));
   EXPECT_THAT(device.batchFiles(), IsEmpty());
-  EXPECT_EQ(device.stored("parts"), Value(Array()));
+  EXPECT_EQ(stored("parts"), "[]");
 }
 
-TEST_F(KovaUploaderTest, GoesToTheCaptureEndpointWithoutABaseUrl) {
-  session->isConnected = false;
+TEST_F(KovaUploaderTest, GoesToTheCaptureEndpointWithoutABaseUrlAndNowhereWithAnUnusableOne) {
   enqueueUrls({"h?n=1"});
-  enqueueBatches(1);
-  makeUploader(std::nullopt)->sendAll();
-  device.drain();
-  ASSERT_THAT(session->requests, SizeIs(2));
-  EXPECT_EQ(session->requests[0].httpMethod(), "GET");
-  EXPECT_EQ(session->requests[0].timeoutInterval(), NSURLRequest::kDefaultTimeoutInterval);
-  for (const NSURLRequest& request : session->requests) EXPECT_EQ(request.url().scheme(), "https");
-  EXPECT_EQ(session->requests[0].url().path(), "/h");
-  EXPECT_EQ(session->requests[1].url().path(), kBatchPath);
+  enqueueBatches({1});
+  uploaderTo("no URL")->sendAll();
+  EXPECT_THAT(asked(), IsEmpty());
+  uploaderTo(std::nullopt)->sendAll();
+  EXPECT_THAT(asked(), ElementsAre(StartsWith("GET https://capture.kova.example/h?n=1&"),
+                                   StartsWith("POST https://capture.kova.example" + kTrack + " ")));
 }
 
-TEST_F(KovaUploaderTest, TakesAnyAnswerForDelivered) {
-  const auto answer = [](const HttpServer::Request&) { return HttpServer::Reply::text("no", 404); };
-  device.service.handle("/h", answer);
-  device.service.handle(kBatchPath, answer);
-  enqueueUrls({"h?n=1", "h?n=2"});
-  enqueueBatches(2);
+TEST_F(KovaUploaderTest, TakesAnyAnswerForDeliveredAndTellsOfAnUnwelcomeOne) {
+  const std::string tooLong = "h?" + std::string(NSURLRequest::kLongestURL, 'x');
+  enqueueUrls({"h?n=1", tooLong.c_str()});
+  enqueueBatches({1});
   uploader->sendAll();
-  runUntilLogged("to Kova!", 2);
-  const std::string line = "The answer has status 404, and nothing is sent again: ";
-  EXPECT_EQ(logged(line + device.service.url("/h")), 2u);
-  EXPECT_EQ(logged(line + device.service.url(kBatchPath)), 2u);
-  EXPECT_THAT(device.log().back(), HasSubstr("to Kova!")) << "last, as ever";
-  EXPECT_EQ(device.service.requestCount(), 4u);
+  EXPECT_EQ(answered(404).size(), 3u);
+  const std::string line = "[KOVA DEBUG]: The answer has status 404, and nothing is sent again: " + kService;
+  EXPECT_THAT(device.log(),
+              ElementsAre(line + "/h", line + kTrack, kSentBatch,
+                          "[KOVA DEBUG]: A URL of 1048106 bytes is too long to be sent and is dropped: " +
+                              kService + "/h",
+                          kSentData));
   EXPECT_THAT(device.batchFiles(), IsEmpty());
   reopen();
-  EXPECT_EQ(queues->queuedUrlStringsCount() + queues->queuedMessageBatchesCount(), 0u);
-}
-
-TEST_F(KovaUploaderTest, AUrlThatIsTooLongBlocksNoOther) {
-  const std::string text(NSURLRequest::kLongestURL, 'x');
-  queues->enqueueUrlString(requests.addUserPropertiesUrlStringWithSanitizedUserProperties({{"note", text}}));
-  EXPECT_THAT(device.log(), ElementsAre(AllOf(HasSubstr("too long to be sent: api/add_user_properties_v3"),
-                                              SizeIs(Lt(200u)))));
-  enqueueUrls({"h?n=2"});
-  uploader->sendAll();
-  runUntilLogged("Sent data to Kova!");
-  EXPECT_THAT(pages(), SizeIs(1));
-  EXPECT_EQ(
-      logged("is too long to be sent and is dropped: " + device.service.url("/api/add_user_properties_v3")),
-      1u);
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 0u);
-}
-
-TEST_F(KovaUploaderTest, SaysOnceThatMessagesWaitForAPageview) {
-  const auto wait = [this] {
-    queues->enqueueMessage({{"n", 1}});
-    device.advance(4);
-  };
-  queues->enqueueMessage({{"n", 1}});
-  device.advance(1);
-  viewPages();
-  queues->enqueueFirstPageviewUrlString("h?n=1", messages);
-  device.advance(4);
-  EXPECT_EQ(logged("wait for a pageview"), 0u);
-  wait();
-  wait();
-  EXPECT_EQ(logged("wait for a pageview"), 1u);
+  EXPECT_EQ(waiting(), (Counts{0, 0, 0}));
 }
 
 TEST_F(KovaUploaderTest, PutsBackWhatFailedAndSendsItFirstInTheNextPass) {
-  device.service.handle("/h", [](const HttpServer::Request&) { return HttpServer::Reply::reset(); });
-  device.service.handle(kBatchPath, [](const HttpServer::Request&) {
-    HttpServer::Reply reply = HttpServer::Reply::text("half of");
-    reply.announcedLength = 100;
-    reply.ending = HttpServer::Reply::Ending::reset;
-    return reply;
-  });
   enqueueUrls({"h?n=1", "h?n=2"});
-  enqueueBatches(2);
+  enqueueBatches({1, 2});
   uploader->requestScheduledUploads();
-  runUntilLogged("Connection failed! Error - ", 2);
-  EXPECT_EQ(logged("[KOVA DEBUG]: Connection failed! Error - The network connection was lost. " +
-                   device.service.url("/h?n=1&st=1767225600000")),
-            1u);
-  // The chains have ended: nothing more before the next pass.
+  EXPECT_THAT(asked(), ElementsAre(pixel(1), batch(1)));
+  for (const auto& request : wire->takeOpen()) request.fail();
   device.advance(kInterval - 1);
-  EXPECT_THAT(session->requests, SizeIs(2));
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 2u);
-  EXPECT_THAT(device.batchFiles(), SizeIs(2));
-  EXPECT_EQ(logged("to Kova!"), 0u);
-
-  const auto well = [](const HttpServer::Request&) { return HttpServer::Reply::text(""); };
-  device.service.handle("/h", well);
-  device.service.handle(kBatchPath, well);
+  EXPECT_THAT(asked(), IsEmpty()) << "the chains have ended";
+  const std::string lost =
+      "[KOVA DEBUG]: Connection failed! Error - The network connection was lost. " + kService;
+  EXPECT_THAT(device.log(), ElementsAre(lost + "/h?n=1&st=1767225600000", lost + kTrack));
+  EXPECT_EQ(waiting(), (Counts{2, 0, 2}));
   device.advance(1);
-  runUntilLogged("to Kova!", 2);
-  const auto sent = pages();  // the transfer library may have tried the first one more often
-  ASSERT_GE(sent.size(), 3u);
-  EXPECT_EQ(sent[sent.size() - 2], "/h?n=1&st=1767225600000");
-  EXPECT_EQ(sent.back(), "/h?n=2&st=1767225615000");
-  EXPECT_THAT(device.batchFiles(), IsEmpty());
-  const auto received = device.receivedMessages();
-  ASSERT_THAT(received, SizeIs(3));
-  EXPECT_EQ(*received[1].find("n"), Value(0));
-  EXPECT_EQ(*received[2].find("n"), Value(1));
+  EXPECT_THAT(answered(), ElementsAre(pixel(1), batch(1, 15), pixel(2, 15), batch(2, 15)));
 }
 
 TEST_F(KovaUploaderTest, SendsEachKindOneAtATimeAndTheTwoSideBySide) {
-  Gate gate;
-  device.service.handle("/h", gate.handler());
   enqueueUrls({"h?n=1", "h?n=2"});
-  enqueueBatches(2);
+  enqueueBatches({1, 2});
   // Both asked for before the first pass has begun.
   uploader->sendAll();
   uploader->sendAll();
-  device.drain();
-  EXPECT_EQ(logged("[KOVA DEBUG]: Already sending data"), 1u);
-  runUntilLogged("Sent message batch to Kova!");
-  EXPECT_EQ(device.receivedBatches().size(), 2u);
-
-  // The pixel chain alone is in flight.
-  queues->enqueueMessage({{"n", 3}, {"pageviewInfo", Dictionary()}, {"sessionInfo", Dictionary()}});
+  EXPECT_THAT(asked(), ElementsAre(pixel(1), batch(1)));
+  EXPECT_THAT(device.log(), ElementsAre(kAlreadySending));
+  answer(batch(1));
+  answer(batch(2));
+  queues->enqueueMessage(enriched(3));
   uploader->sendAll();
-  device.drain();
-  EXPECT_EQ(logged("Already sending data"), 2u);
-  EXPECT_EQ(queues->queuedEventsCount(), 0u);
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u) << "pixels keep no messages in memory";
-  EXPECT_THAT(session->requests, SizeIs(3));
-
-  gate.open();
-  runUntilLogged("Sent data to Kova!");
-  EXPECT_THAT(pages(), SizeIs(2));
+  EXPECT_THAT(asked(), ElementsAre(pixel(1)));
+  EXPECT_EQ(waiting(), (Counts{1, 0, 1})) << "slow pixels keep no messages in memory";
+  EXPECT_THAT(answered(), ElementsAre(pixel(1), pixel(2)));
+  EXPECT_THAT(device.log(), ElementsAre(kAlreadySending, kSentBatch, kAlreadySending, kSentData));
   uploader->sendAll();
-  runUntilLogged("Sent message batch to Kova!", 2);
-  EXPECT_EQ(device.receivedBatches().size(), 3u);
+  EXPECT_THAT(answered(), ElementsAre(batch(3)));
 }
 
 TEST_F(KovaUploaderTest, SendsAtOnceInANewRhythmAndRestsWhileSuspended) {
@@ -271,109 +160,86 @@ TEST_F(KovaUploaderTest, SendsAtOnceInANewRhythmAndRestsWhileSuspended) {
   device.advance(10);
   enqueueUrls({"h?n=1"});
   uploader->setUploadInterval(2);
-  runUntilLogged("Sent data to Kova!");
-  EXPECT_THAT(pages(), ElementsAre("/h?n=1&st=1767225610000"));
-  EXPECT_EQ(device.scheduler.pendingTimerCount(), 1u);
+  EXPECT_THAT(answered(), ElementsAre(pixel(1, 10)));
   enqueueUrls({"h?n=2"});
   device.advance(1.9);
-  EXPECT_THAT(session->requests, SizeIs(1));
+  EXPECT_THAT(asked(), IsEmpty());
   device.advance(0.1);
-  runUntilLogged("Sent data to Kova!", 2);
+  EXPECT_THAT(answered(), ElementsAre(pixel(2, 12)));
+  EXPECT_EQ(device.scheduler.pendingTimerCount(), 1u);
 
   uploader->suspendScheduledUploads();
   enqueueUrls({"h?n=3"});
   device.advance(60);
-  EXPECT_THAT(session->requests, SizeIs(2));
+  EXPECT_THAT(asked(), IsEmpty());
   EXPECT_EQ(device.scheduler.pendingTimerCount(), 0u);
   uploader->requestScheduledUploads();
-  runUntilLogged("Sent data to Kova!", 3);
-  device.advance(2);
+  EXPECT_THAT(answered(), ElementsAre(pixel(3, 72)));
   EXPECT_EQ(device.scheduler.pendingTimerCount(), 1u);
 }
 
 TEST_F(KovaUploaderTest, EndsWithTheRequestsInFlightOnceStopped) {
-  Gate gate;
-  device.service.handle("/h", gate.handler());
-  device.service.handle(kBatchPath, gate.handler());
   enqueueUrls({"h?n=1", "h?n=2"});
-  enqueueBatches(2);
+  enqueueBatches({1, 2});
   uploader->requestScheduledUploads();
   device.drain();
   uploader->stop();
-  gate.open();
-  runUntilLogged("[KOVA DEBUG]: Sent data to Kova!", 2);
-  EXPECT_THAT(session->requests, SizeIs(2));
+  EXPECT_THAT(answered(), ElementsAre(pixel(1), batch(1)));
   EXPECT_EQ(device.scheduler.pendingTimerCount(), 0u);
-  EXPECT_THAT(device.batchFiles(), SizeIs(1));
 
   uploader->requestScheduledUploads();
   uploader->setUploadInterval(1);
   device.advance(60);
-  EXPECT_EQ(logged("stop"), 0u);
   uploader->sendAll();
-  device.drain();
-  EXPECT_EQ(logged("[KOVA DEBUG]: Called -[KovaUploader sendAll] after -[KovaUploader stop]"), 1u);
-  EXPECT_THAT(session->requests, SizeIs(2));
+  EXPECT_THAT(asked(), IsEmpty());
+  EXPECT_THAT(device.log(),
+              ElementsAre(kSentData, kSentData,
+                          "[KOVA DEBUG]: Called -[KovaUploader sendAll] after -[KovaUploader stop]"));
   reopen();
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 1u);
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
+  EXPECT_EQ(waiting(), (Counts{1, 0, 1}));
 }
 
 TEST_F(KovaUploaderTest, ChangesNothingWithoutANetwork) {
   device.setOnline(false);
+  UIApplication::setSharedApplication(nullptr);
   enqueueUrls({"h?n=1"});
-  queues->enqueueMessage({{"n", 1}, {"pageviewInfo", Dictionary()}, {"sessionInfo", Dictionary()}});
+  queues->enqueueMessage(enriched(1));
   uploader->requestScheduledUploads();
-  device.drain();
-  EXPECT_THAT(device.log(),
-              ElementsAre("[KOVA DEBUG]: Caching data locally, since no internet connection was detected."));
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 1u);
-  EXPECT_EQ(queues->queuedEventsCount(), 1u);
-  EXPECT_THAT(session->requests, IsEmpty());
+  device.advance(kInterval);
+  EXPECT_EQ(waiting(), (Counts{1, 1, 0}));
+  EXPECT_THAT(asked(), IsEmpty());
+  const char* const caching =
+      "[KOVA DEBUG]: Caching data locally, since no internet connection was detected.";
+  EXPECT_THAT(device.log(), ElementsAre(HasSubstr("No application was started"), caching, caching));
 
-  // The rhythm goes on.
   device.setOnline(true);
   device.advance(kInterval);
-  runUntilLogged("Sent data to Kova!");
-  runUntilLogged("Sent message batch to Kova!");
-}
-
-TEST_F(KovaUploaderTest, TellsOnceThatNoApplicationWasStarted) {
-  device.setOnline(false);
-  UIApplication::setSharedApplication(nullptr);
-  uploader->sendAll();
-  uploader->sendAll();
-  EXPECT_THAT(device.log(),
-              ElementsAre(HasSubstr("No application was started"), HasSubstr("Caching data locally"),
-                          HasSubstr("Caching data locally")));
+  EXPECT_THAT(answered(), ElementsAre(pixel(1, 30), batch(1, 30)));
 }
 
 TEST_F(KovaUploaderTest, LeavesNoTimerBehindButSettlesWhatIsInFlight) {
-  Gate gate;
-  device.service.handle("/h", gate.handler(HttpServer::Reply::reset()));
   enqueueUrls({"h?n=1"});
   uploader->requestScheduledUploads();
-  device.drain();
+  EXPECT_THAT(asked(), ElementsAre(pixel(1)));
   const std::weak_ptr<KovaUploader> alive = uploader;
   uploader = nullptr;
   EXPECT_FALSE(alive.expired());
-  gate.open();
-  runUntilLogged("Connection failed!");
-  device.runUntil([&alive] { return alive.expired(); });
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 1u);
+  for (const auto& request : wire->takeOpen()) request.fail();
+  device.drain();
+  EXPECT_TRUE(alive.expired());
+  EXPECT_EQ(waiting(), (Counts{1, 0, 0}));
   device.drain();
   EXPECT_EQ(device.scheduler.pendingTimerCount(), 0u);
 }
 
 TEST_F(KovaUploaderTest, SendsNothingOnceItsSessionIsGone) {
   enqueueUrls({"h?n=1"});
-  enqueueBatches(1);
-  const auto orphan = std::make_shared<KovaUploader>(device.service.url(), queues, KOVA_serialStateQueue(),
-                                                     std::make_shared<RecordedSession>());
-  orphan->sendAll();
+  enqueueBatches({1});
+  std::make_shared<KovaUploader>(kService.c_str(), queues, KOVA_serialStateQueue(),
+                                 std::make_shared<HeldURLSession>())
+      ->sendAll();
   device.drain();
-  EXPECT_EQ(queues->queuedUrlStringsCount(), 1u);
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 1u);
+  EXPECT_EQ(waiting(), (Counts{1, 0, 1}));
 }
 
 }  // namespace
