@@ -1,7 +1,7 @@
 # What `cmake --install` lays down, so that a project elsewhere says find_package(Kova) and links Kova::Kova:
 #
 #   <lib>/                 the libraries Kova and KovaPlatform (on Apple systems Kova.framework, with its headers inside),
-#                          and KovaSimulator for the tests of a host
+#                          KovaC for hosts in C and other languages, and KovaSimulator for the tests of a host
 #   <lib>/cmake/Kova/      the package
 #   <include>/kova/Kova/   what a host app includes
 #   <include>/kova/platform/<layer>/   what those headers, and hosts that set up the platform, include in turn
@@ -15,14 +15,15 @@ file(GLOB kova_public_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/Ko
 set_target_properties(Kova PROPERTIES PUBLIC_HEADER "${kova_public_headers}")
 set_target_properties(KovaPlatform PROPERTIES EXPORT_NAME Platform)
 set_target_properties(KovaSimulator PROPERTIES EXPORT_NAME Simulator)
+set_target_properties(KovaC PROPERTIES EXPORT_NAME C)
 
 # The libraries stand side by side and find each other, wherever the prefix is moved to.
 if(NOT APPLE)
-  set_target_properties(Kova KovaSimulator PROPERTIES INSTALL_RPATH "$ORIGIN")
+  set_target_properties(Kova KovaC KovaSimulator PROPERTIES INSTALL_RPATH "$ORIGIN")
 endif()
 
 install(
-  TARGETS Kova KovaPlatform KovaSimulator
+  TARGETS Kova KovaPlatform KovaC KovaSimulator
   EXPORT KovaTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -38,6 +39,7 @@ install(
   PATTERN "*.h"
   PATTERN "internal" EXCLUDE)
 
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(EXPORT KovaTargets NAMESPACE Kova:: DESTINATION ${kova_package_folder})
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KovaConfig.cmake.in ${PROJECT_BINARY_DIR}/KovaConfig.cmake
                               INSTALL_DESTINATION ${kova_package_folder})

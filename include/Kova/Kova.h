@@ -2,6 +2,7 @@
 
 #include <Kova/KovaArguments.h>
 #include <Kova/KovaConstants.h>
+#include <Kova/KovaHost.h>
 #include <Kova/KovaIgnore.h>
 #include <Kova/KovaOptions.h>
 
@@ -57,6 +58,12 @@ class KOVA_EXPORT Kova {
   static std::optional<std::string> identity();
   // 16 digits.
   static std::optional<std::string> sessionId();
+
+  // States what the program is, and by that where its files go: once, first of all, on the first thread of
+  // the process. A further call does nothing. A program that starts the platform itself does without.
+  //
+  //   Kova::startHost({.name = "Storefront", .identifier = "com.example.storefront", .version = "1.0"});
+  static void startHost(const KovaHost& host);
 
   // Starts the library. The environment id is a decimal number without leading zeros; any other throws an
   // NSInternalInconsistencyException, and null counts as empty. A further call replaces what the one before

@@ -1,15 +1,20 @@
 #include "platform/dispatch/MainRunLoop.h"
 
 #include <limits>
+#include <thread>
 #include <utility>
 
 #include "platform/dispatch/NSTimer.h"
+#include "platform/dispatch/internal/SignalsBlocked.h"
 #include "platform/dispatch/internal/Uptime.h"
 
 namespace platform {
 
 namespace {
 constexpr double kForever = std::numeric_limits<double>::infinity();
+
+// Whether the caller is the thread of the loop that has one.
+thread_local bool isLoopThread = false;
 
 double wallClock() {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -22,6 +27,17 @@ MainRunLoop::~MainRunLoop() {
 }
 
 void MainRunLoop::run() { runUntilUptime(RunLoopMode::Default, kForever); }
+
+void MainRunLoop::runOnThreadOfItsOwn() {
+  hasThread_ = true;
+  const SignalsBlocked blocked;
+  std::thread([this] {
+    isLoopThread = true;
+    while (true) run();
+  }).detach();
+}
+
+bool MainRunLoop::isMainThread() const { return hasThread_ ? isLoopThread : RunLoop::isMainThread(); }
 
 void MainRunLoop::runUntil(NSDate limit) { runFor(limit.timeIntervalSince1970() - wallClock()); }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <memory>
 #include <unordered_map>
@@ -28,6 +29,11 @@ class MainRunLoop final : public RunLoop {
   // As runFor, in a given mode.
   void runMode(RunLoopMode mode, double seconds);
 
+  // Runs on a thread of its own, which is the main one from now on, for the life of the process; stop() ends
+  // nothing there. Once, at start-up: before work is handed over, and before anybody asks for the main
+  // thread.
+  void runOnThreadOfItsOwn();
+
   // Any thread. Ends the innermost run after the work at hand, or the next one if none is going on.
   void stop();
 
@@ -36,6 +42,7 @@ class MainRunLoop final : public RunLoop {
   void removeTimer(NSTimer& timer) override;
   RunLoopMode currentMode() const override;
   void setCurrentMode(RunLoopMode mode) override;
+  bool isMainThread() const override;
 
  private:
   struct Entry {
@@ -57,6 +64,7 @@ class MainRunLoop final : public RunLoop {
   std::optional<Timers::Key> nextTimer() const PLATFORM_REQUIRES(mutex_);
   void wakeUp() PLATFORM_REQUIRES(mutex_);
 
+  std::atomic<bool> hasThread_ = false;
   mutable Mutex mutex_;
   Condition wake_;
   bool asleep_ PLATFORM_GUARDED_BY(mutex_) = false;

@@ -22,6 +22,7 @@ FLOORS = [
     ["src/autocapture", "src/identity/lifecycle", "src/storage"],
     ["src/visualizer"],
     ["src/core/tracker"],
+    ["src/c"],
 ]
 LEVEL = {folder: level for level, folders in enumerate(FLOORS) for folder in folders}
 ROOTS = ("platform", "include", "src")

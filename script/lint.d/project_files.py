@@ -6,6 +6,7 @@ import sys
 from pathlib import Path, PurePosixPath
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
+HEADER_FOR_C = "include/Kova/KovaC.h"
 findings = 0
 
 

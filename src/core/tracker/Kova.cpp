@@ -6,6 +6,7 @@
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/core/tracker/Kova+Host.h"
 #include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
@@ -98,14 +99,18 @@ void Kova::initialize(KovaText envId, std::shared_ptr<KovaOptions> options) {
     // The one failure that is meant to reach the host: the app cannot have been run with this id before.
     handleFailureInMethod("+[Kova initialize:withOptions:]", "Kova", 59, message);
   }
-  kova::guarded({"Kova", "initialize:withOptions:"}, [&] {
-    unsafeInitialize(envId.view(), options ? std::move(options) : std::make_shared<KovaOptions>());
+  kova::onThreadOfHost([&] {
+    kova::guarded({"Kova", "initialize:withOptions:"}, [&] {
+      unsafeInitialize(envId.view(), options ? std::move(options) : std::make_shared<KovaOptions>());
+    });
   });
 }
 
 void Kova::instrumentAutocaptureWithOptions(const KovaOptions& options) {
-  kova::guarded({"Kova", "instrumentAutocaptureWithOptions:"},
-                [&] { KovaTracker::instrumentAutocaptureWithOptions(options); });
+  kova::onThreadOfHost([&] {
+    kova::guarded({"Kova", "instrumentAutocaptureWithOptions:"},
+                  [&] { KovaTracker::instrumentAutocaptureWithOptions(options); });
+  });
 }
 
 void Kova::handleOpenURL(const NSURL& url, const Dictionary&) {

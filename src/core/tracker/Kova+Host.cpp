@@ -1,0 +1,44 @@
+#include "src/core/tracker/Kova+Host.h"
+
+#include <Kova/Kova.h>
+
+#include <atomic>
+
+#include "platform/dispatch/ThreadScheduler.h"
+#include "platform/linux/LinuxApplication.h"
+#include "platform/net/NetworkReachability.h"
+#include "src/core/Guard.h"
+
+using namespace platform;
+
+namespace {
+
+std::atomic<bool> isStarted = false;
+std::atomic<bool> hasLoopOfItsOwn = false;
+
+void startApplication(const KovaHost& host) {
+  startLinuxApplication({.applicationName = host.name,
+                         .applicationIdentifier = host.identifier,
+                         .rootDirectory = host.directory},
+                        {{"CFBundleShortVersionString", host.version}, {"CFBundleVersion", host.build}});
+  if (!host.assumesNetwork) return;
+  NetworkReachability::installFlagSource(
+      [](const NetworkReachability::Target&) { return std::optional(kNetworkReachabilityFlagsReachable); });
+}
+
+}  // namespace
+
+bool kova::isOnThreadOfHost() { return !hasLoopOfItsOwn || Scheduler::current().isMainThread(); }
+
+void Kova::startHost(const KovaHost& host) {
+  kova::guarded({"Kova", "startHost:"}, [&host] {
+    if (isStarted.exchange(true)) return;
+    if (host.runLoop == KovaRunLoop::OfItsOwn) {
+      ThreadScheduler::installed().ownRunLoop().runOnThreadOfItsOwn();
+      hasLoopOfItsOwn = true;
+    }
+    kova::onThreadOfHost([&host] {
+      kova::guarded({"Kova", "startHost:"}, [&host] { startApplication(host); });
+    });
+  });
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <future>
+#include <memory>
+
+#include "platform/dispatch/Scheduler.h"
+
+namespace kova {
+
+// Whether the caller may do what belongs to the main thread: always, unless the main loop runs on a thread of
+// the library's own.
+bool isOnThreadOfHost();
+
+// Runs the block where that is so, and returns when it has run. It throws nothing.
+template <class Block>
+void onThreadOfHost(Block block) {
+  if (isOnThreadOfHost()) return block();
+  const auto done = std::make_shared<std::promise<void>>();
+  const auto isDone = done->get_future();
+  platform::Scheduler::current().mainRunLoop().perform([&block, done] {
+    block();
+    done->set_value();
+  });
+  isDone.wait();
+}
+
+}  // namespace kova
