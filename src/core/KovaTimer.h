@@ -2,12 +2,14 @@
 
 #include <atomic>
 #include <memory>
+#include <utility>
 
 #include "platform/dispatch/DispatchTimer.h"
 #include "platform/dispatch/NSOperationQueue.h"
 #include "platform/dispatch/Work.h"
 #include "platform/runtime/Mutex.h"
 #include "platform/runtime/NSObject.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
 
 // A one-shot timer that delivers a safe operation into a queue after a delay.
 //
@@ -37,3 +39,28 @@ class KovaTimer : public platform::NSObject {
   platform::Mutex mutex_;
   std::shared_ptr<platform::DispatchTimer> source_ PLATFORM_GUARDED_BY(mutex_);
 };
+
+namespace kova {
+
+// block(self) runs once, `seconds` from now, if `self` is there still. As with perform, the compiler proves
+// that the block is meant for the thread it is handed to.
+template <class Self, class Block>
+std::shared_ptr<KovaTimer> performAfter(double seconds, KISerialStateQueue& queue, Self& self, Block block) {
+  return KovaTimer::scheduleSafeOperationWithBlock(
+      [weak = self.weak_from_this(), block = std::move(block)] {
+        mutationQueue.isHere();
+        if (const auto kept = std::static_pointer_cast<Self>(weak.lock())) block(*kept);
+      },
+      seconds, queue.shared_from_this());
+}
+template <class Self, class Block>
+std::shared_ptr<KovaTimer> performAfter(double seconds, const MainThread&, Self& self, Block block) {
+  return KovaTimer::scheduleSafeOperationWithBlock(
+      [weak = self.weak_from_this(), block = std::move(block)] {
+        mainThread.isHere();
+        if (const auto kept = std::static_pointer_cast<Self>(weak.lock())) block(*kept);
+      },
+      seconds, platform::NSOperationQueue::mainQueue());
+}
+
+}  // namespace kova

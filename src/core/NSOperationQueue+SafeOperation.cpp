@@ -11,9 +11,9 @@ namespace {
 constexpr const char* kSerialStateQueueName = "com.Kova.serialState";
 constexpr double kMainRunLoopMayStand = 5;  // seconds
 
-std::shared_ptr<NSOperationQueue> makeSerialStateQueue() {
+std::shared_ptr<KISerialStateQueue> makeSerialStateQueue() {
   KIBailer::sharedBailer().bailInForkedChildren();  // who have no thread for the queue
-  auto queue = std::make_shared<NSOperationQueue>();
+  auto queue = std::make_shared<KISerialStateQueue>();
   queue->setName(kSerialStateQueueName);
   queue->setQualityOfService(QualityOfService::Background);
   queue->setMaxConcurrentOperationCount(1);
@@ -24,8 +24,8 @@ std::shared_ptr<NSOperationQueue> makeSerialStateQueue() {
 
 }  // namespace
 
-const std::shared_ptr<NSOperationQueue>& KOVA_serialStateQueue() {
-  static const auto& queue = *new std::shared_ptr<NSOperationQueue>(makeSerialStateQueue());
+const std::shared_ptr<KISerialStateQueue>& KOVA_serialStateQueue() {
+  static const auto& queue = *new std::shared_ptr<KISerialStateQueue>(makeSerialStateQueue());
   return queue;
 }
 

@@ -15,9 +15,11 @@
 //
 // The functions are templates so that a block and its guard are one object: one allocation a hand-over.
 
-// The process's serial state queue, "com.Kova.serialState": everything that changes identity, sessions,
-// queues and stored state runs on it, in the order added. Made on first use, never destroyed.
-const std::shared_ptr<platform::NSOperationQueue>& KOVA_serialStateQueue();
+// The process's serial state queue, "com.Kova.serialState", also called the mutation queue: everything that
+// changes identity, sessions, queues and stored state runs on it, in the order added. It is a type of its
+// own, so that what is handed over to it is known to run there. Made on first use, never destroyed.
+class KISerialStateQueue : public platform::NSOperationQueue {};
+const std::shared_ptr<KISerialStateQueue>& KOVA_serialStateQueue();
 
 // An operation that runs `block` under the guard. It remembers the place that reports name, not the object.
 template <class Block>
@@ -69,7 +71,10 @@ namespace kova {
 // The one way in which an object hands over work of its own: block(self) runs under the guard, and `self` is
 // kept until then. Reports name its class and `selector`, a literal with the full selector text.
 //
-//   perform(*mutationQueue_, *this, "extendSession", [](KISession& self) { self.extend(); });
+//   perform(*mutationQueue_, *this, "sendAll", [](KovaUploader& self) KOVA_ON_MUTATION_QUEUE { self.pass();
+//   });
+//
+// The block is called as it is, so that the compiler proves it to be meant for that thread.
 //
 // On `queue`: later, and in the order of the calls.
 template <class Self, class Block>
@@ -77,6 +82,14 @@ void perform(platform::NSOperationQueue& queue, Self& self, const char* selector
   KOVA_addSafeOperationWithBlock(
       queue, [self = platform::retained(self), block = std::move(block)]() mutable { block(*self); },
       Place(self, selector));
+}
+template <class Self, class Block>
+void perform(KISerialStateQueue& queue, Self& self, const char* selector, Block block) {
+  perform(static_cast<platform::NSOperationQueue&>(queue), self, selector,
+          [block = std::move(block)](Self& kept) mutable {
+            mutationQueue.isHere();
+            block(kept);
+          });
 }
 
 // On the main thread it has run when the call returns; from elsewhere it is queued there.

@@ -3,15 +3,17 @@
 #include "platform/runtime/Mutex.h"
 
 // Which thread a function, a block or a field belongs to: written where it is declared, and proved by clang's
-// -Wthread-safety. Other compilers read nothing here.
+// -Wthread-safety in the library's own sources. Nobody else reads anything here: a test, whose one thread is
+// all of them, calls what it likes.
 //
 //   void enqueue(const Pageview& pageview) KOVA_ON_MUTATION_QUEUE;
 //   bool isShown_ KOVA_OF_MAIN_THREAD = false;
 //   kova::perform(kova::mainThread, *this, "show", [](Alert& self) KOVA_ON_MAIN_THREAD { self.show(); });
 //
 // What says nothing may be called from any thread. The compiler follows what is handed over as it is, a
-// lambda to a template, but nothing that goes through a std::function: a block that a timer, a notification
-// or a guard calls says itself where it is, with `kova::mainThread.isHere()`.
+// lambda to kova::perform or performAfter, but nothing that goes through a std::function: a block that a
+// notification, a URL session or a guard calls says itself where it is, with `kova::mainThread.isHere()`.
+// Constructors and destructors may touch the fields of their object.
 //
 // Whoever links the library's objects, as its tests do, plays all threads on one and is not asked.
 #ifdef KOVA_PLAYS_ALL_THREADS

@@ -19,11 +19,9 @@ void KovaQueueManager::watchForAPageview() {
   if (hasSaidThatMessagesWait_ || !KovaLoggingEnabled(kKovaLogLevelDebug)) return;
   if (const auto watch = pageviewWatch_.lock(); watch && watch->isRunning()) return;
   if (!KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) return;
-  pageviewWatch_ = KovaTimer::scheduleSafeOperationWithBlock(
-      [weakSelf = weak_from_this()] {
-        if (const auto self = weakSelf.lock()) self->sayThatMessagesWait();
-      },
-      kPatience, KOVA_serialStateQueue());
+  pageviewWatch_ =
+      kova::performAfter(kPatience, *KOVA_serialStateQueue(), *this,
+                         [](KovaQueueManager& self) KOVA_ON_MUTATION_QUEUE { self.sayThatMessagesWait(); });
 }
 
 void KovaQueueManager::sayThatMessagesWait() {

@@ -66,7 +66,7 @@ NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
 }  // namespace
 
 KovaUploader::KovaUploader(const KovaBaseURL& baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
-                           std::shared_ptr<NSOperationQueue> mutationQueue,
+                           std::shared_ptr<KISerialStateQueue> mutationQueue,
                            std::weak_ptr<KOVAURLSessionProtocol> session)
     : baseUrl_(kova::captureEndpoint(baseUrl)),
       queueManager_(std::move(queueManager)),
@@ -81,20 +81,17 @@ KovaUploader::~KovaUploader() {
 }
 
 void KovaUploader::requestScheduledUploads() {
-  kova::perform(*mutationQueue_, *this, "requestScheduledUploads", [](KovaUploader& self) {
-    if (self.isRhythmRunning() || self.isStopped_) return;
-    self.sendAll();
-    self.startUploadTimer();
-  });
+  kova::perform(*mutationQueue_, *this, "requestScheduledUploads",
+                [](KovaUploader& self) KOVA_ON_MUTATION_QUEUE {
+                  if (self.isRhythmRunning() || self.isStopped_) return;
+                  self.sendAll();
+                  self.startUploadTimer();
+                });
 }
 
 void KovaUploader::startUploadTimer() {
-  const std::weak_ptr<NSObject> weakSelf = weak_from_this();
-  auto timer = KovaTimer::scheduleSafeOperationWithBlock(
-      [weakSelf] {
-        if (const auto self = weakSelf.lock()) static_cast<KovaUploader&>(*self).requestScheduledUploads();
-      },
-      uploadInterval_, mutationQueue_);
+  auto timer = kova::performAfter(uploadInterval_, *mutationQueue_, *this,
+                                  [](KovaUploader& self) { self.requestScheduledUploads(); });
   const MutexLock lock(mutex_);
   uploadTimer_ = std::move(timer);
 }
@@ -111,15 +108,10 @@ bool KovaUploader::isRhythmRunning() const {
 
 void KovaUploader::watchForAPageview() {
   if (!KovaLoggingEnabled(kKovaLogLevelDebug)) return;
-  const std::weak_ptr<NSObject> weakSelf = weak_from_this();
-  KovaTimer::scheduleSafeOperationWithBlock(
-      [weakSelf] {
-        const auto self = std::static_pointer_cast<KovaUploader>(weakSelf.lock());
-        if (!self || self->isStopped_ || self->isRhythmRunning()) return;
-        KovaLogDebug(
-            "Uploads wait for a pageview: the app is back in the foreground, and has recorded none.");
-      },
-      kPatience, mutationQueue_);
+  kova::performAfter(kPatience, *mutationQueue_, *this, [](KovaUploader& self) {
+    if (self.isStopped_ || self.isRhythmRunning()) return;
+    KovaLogDebug("Uploads wait for a pageview: the app is back in the foreground, and has recorded none.");
+  });
 }
 
 void KovaUploader::cancelUploadTimer() {
@@ -136,10 +128,11 @@ void KovaUploader::suspendScheduledUploads() {
 
 void KovaUploader::setUploadInterval(double seconds) {
   cancelUploadTimer();
-  kova::perform(*mutationQueue_, *this, "setUploadInterval:", [seconds](KovaUploader& self) {
-    self.uploadInterval_ = seconds >= kShortestUploadInterval ? seconds : kShortestUploadInterval;
-    self.requestScheduledUploads();
-  });
+  kova::perform(
+      *mutationQueue_, *this, "setUploadInterval:", [seconds](KovaUploader& self) KOVA_ON_MUTATION_QUEUE {
+        self.uploadInterval_ = seconds >= kShortestUploadInterval ? seconds : kShortestUploadInterval;
+        self.requestScheduledUploads();
+      });
 }
 
 void KovaUploader::stop() {
@@ -154,7 +147,7 @@ void KovaUploader::sendAll() {
     KovaLogDebug("Caching data locally, since no internet connection was detected.");
     return;
   }
-  kova::perform(*mutationQueue_, *this, "sendAll", [](KovaUploader& self) {
+  kova::perform(*mutationQueue_, *this, "sendAll", [](KovaUploader& self) KOVA_ON_MUTATION_QUEUE {
     if (self.isStopped_) {
       KovaLogDebug("Called -[KovaUploader sendAll] after -[KovaUploader stop]");
       return;
@@ -186,9 +179,8 @@ void KovaUploader::send(Chain& chain) {
     const auto ended = [self = retained(*this), &chain, sent = upload->sent](auto, const auto& response,
                                                                              const auto& error) {
       kova::perform(*self->mutationQueue_, *self, chain.selector,
-                    [&chain, sent, response, error](KovaUploader& uploader) {
-                      uploader.uploadEnded(chain, sent, response, error);
-                    });
+                    [&chain, sent, response, error](KovaUploader& uploader)
+                        KOVA_ON_MUTATION_QUEUE { uploader.uploadEnded(chain, sent, response, error); });
     };
     const auto task =
         std::visit([&](const auto& what) { return session->dataTask(what, ended); }, upload->what);

@@ -11,7 +11,6 @@
 #include <variant>
 #include <vector>
 
-#include "platform/dispatch/NSOperationQueue.h"
 #include "platform/foundation/NSURL.h"
 #include "platform/runtime/Mutex.h"
 #include "platform/runtime/NSObject.h"
@@ -36,7 +35,7 @@ class KovaUploader : public platform::NSObject {
   // No base URL selects the default capture endpoint; with one that cannot be used, nothing is sent. The
   // session is held weakly.
   KovaUploader(const KovaBaseURL& baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
-               std::shared_ptr<platform::NSOperationQueue> mutationQueue,
+               std::shared_ptr<KISerialStateQueue> mutationQueue,
                std::weak_ptr<KOVAURLSessionProtocol> session);
   ~KovaUploader() override;
 
@@ -67,7 +66,7 @@ class KovaUploader : public platform::NSObject {
     std::variant<platform::NSURL, platform::NSURLRequest> what;  // a URL is got
     Sent sent;
   };
-  // One request at a time, until the queue has no more. Mutation queue only.
+  // One request at a time, until the queue has no more.
   struct Chain {
     const char* const selector;
     const std::string_view lastLine;
@@ -76,33 +75,33 @@ class KovaUploader : public platform::NSObject {
     bool isSending = false;
   };
 
-  void sendAllPixelData() { send(pixels_); }
-  void sendAllMessageBatchData() { send(messageBatches_); }
-  void send(Chain& chain);
-  void chainEnded(Chain& chain);
+  void sendAllPixelData() KOVA_ON_MUTATION_QUEUE { send(pixels_); }
+  void sendAllMessageBatchData() KOVA_ON_MUTATION_QUEUE { send(messageBatches_); }
+  void send(Chain& chain) KOVA_ON_MUTATION_QUEUE;
+  void chainEnded(Chain& chain) KOVA_ON_MUTATION_QUEUE;
   void uploadEnded(Chain& chain, const Sent& sent, const std::shared_ptr<platform::NSURLResponse>& response,
-                   const std::optional<platform::NSError>& error);
-  std::optional<Upload> nextPixel();
-  std::optional<Upload> nextMessageBatch();
-  void startUploadTimer();
+                   const std::optional<platform::NSError>& error) KOVA_ON_MUTATION_QUEUE;
+  std::optional<Upload> nextPixel() KOVA_ON_MUTATION_QUEUE;
+  std::optional<Upload> nextMessageBatch() KOVA_ON_MUTATION_QUEUE;
+  void startUploadTimer() KOVA_ON_MUTATION_QUEUE;
   void cancelUploadTimer();
   std::shared_ptr<KovaTimer> uploadTimer() const;
   bool isRhythmRunning() const;
 
   const std::optional<platform::NSURL> baseUrl_;  // none: nothing can be sent
   const std::shared_ptr<KovaQueueManager> queueManager_;
-  const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
+  const std::shared_ptr<KISerialStateQueue> mutationQueue_;
   const std::weak_ptr<KOVAURLSessionProtocol> urlSession_;
 
   std::atomic<bool> isStopped_ = false;
   mutable platform::Mutex mutex_;
   std::shared_ptr<KovaTimer> uploadTimer_ PLATFORM_GUARDED_BY(mutex_);
 
-  // Mutation queue only.
-  Chain pixels_{"sendAllPixelData", "Sent data to Kova!", &KovaUploader::nextPixel,
-                &KovaQueueManager::persistQueuedUrlStrings};
-  Chain messageBatches_{"sendAllMessageBatchData", "Sent message batch to Kova!",
-                        &KovaUploader::nextMessageBatch, &KovaQueueManager::persistQueuedMessageBatches};
-  double uploadInterval_;
-  std::vector<std::function<void()>> whenIdle_;
+  Chain pixels_ KOVA_OF_MUTATION_QUEUE{"sendAllPixelData", "Sent data to Kova!", &KovaUploader::nextPixel,
+                                       &KovaQueueManager::persistQueuedUrlStrings};
+  Chain messageBatches_ KOVA_OF_MUTATION_QUEUE{"sendAllMessageBatchData", "Sent message batch to Kova!",
+                                               &KovaUploader::nextMessageBatch,
+                                               &KovaQueueManager::persistQueuedMessageBatches};
+  double uploadInterval_ KOVA_OF_MUTATION_QUEUE;
+  std::vector<std::function<void()>> whenIdle_ KOVA_OF_MUTATION_QUEUE;
 };

@@ -23,7 +23,7 @@ std::shared_ptr<NSOperationQueue> makePictureQueue() {
 
 }  // namespace
 
-KIEventOutbox::KIEventOutbox(std::shared_ptr<NSOperationQueue> mutationQueue)
+KIEventOutbox::KIEventOutbox(std::shared_ptr<KISerialStateQueue> mutationQueue)
     : mutationQueue_(std::move(mutationQueue)), pictures_(makePictureQueue()) {}
 
 KIEventOutbox::CaptureRef KIEventOutbox::prepare(std::shared_ptr<const KovaEventVisualizerContext> context) {
@@ -66,7 +66,7 @@ void KIEventOutbox::finish(Capture& capture, Dictionary captured) {
     if (!capture.isPosted) return;
   }
   kova::perform(*mutationQueue_, *this, "sendWhatIsReady",
-                [](KIEventOutbox& self) { self.sendWhatIsReady(); });
+                [](KIEventOutbox& self) KOVA_ON_MUTATION_QUEUE { self.sendWhatIsReady(); });
 }
 
 void KIEventOutbox::post(CaptureRef capture, Send send) {

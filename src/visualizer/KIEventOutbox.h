@@ -6,10 +6,10 @@
 #include <memory>
 #include <optional>
 
-#include "platform/dispatch/NSOperationQueue.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/Mutex.h"
 #include "platform/runtime/NSObject.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/visualizer/KovaEventVisualizerContext.h"
 
 // What a paired app has to say, in the order recorded, although pictures take longer than messages.
@@ -33,13 +33,13 @@ class KIEventOutbox : public platform::NSObject {
   // Sends something, together with what is to be sent of its capture.
   using Send = std::function<void(const platform::Dictionary& captured)>;
 
-  explicit KIEventOutbox(std::shared_ptr<platform::NSOperationQueue> mutationQueue);
+  explicit KIEventOutbox(std::shared_ptr<KISerialStateQueue> mutationQueue);
 
   // Null for null. Any thread; returns at once.
   CaptureRef prepare(std::shared_ptr<const KovaEventVisualizerContext> context);
   // Calls `send` on the mutation queue when its turn has come, within this call if that is now. Null stands
-  // for nothing captured. Mutation queue.
-  void post(CaptureRef capture, Send send);
+  // for nothing captured.
+  void post(CaptureRef capture, Send send) KOVA_ON_MUTATION_QUEUE;
 
  private:
   struct Letter {
@@ -51,13 +51,12 @@ class KIEventOutbox : public platform::NSObject {
   void finish(Capture& capture, platform::Dictionary captured);
   // Nothing while its pictures are not encoded.
   std::optional<platform::Dictionary> captured(const CaptureRef& capture) const;
-  void sendWhatIsReady();
+  void sendWhatIsReady() KOVA_ON_MUTATION_QUEUE;
 
-  const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
+  const std::shared_ptr<KISerialStateQueue> mutationQueue_;
   const std::shared_ptr<platform::NSOperationQueue> pictures_;
 
-  // Mutation queue only.
-  std::deque<Letter> letters_;
+  std::deque<Letter> letters_ KOVA_OF_MUTATION_QUEUE;
 
   mutable platform::Mutex mutex_;  // also of the captures
   std::deque<CaptureRef> waiting_ PLATFORM_GUARDED_BY(mutex_);

@@ -15,7 +15,7 @@ constexpr int kDeviceAvailableLimit = 12;
 
 void sendSocketMessageWithEventName(std::string_view eventName, KovaWebSocketSession& connection,
                                     const Dictionary& sender, const Dictionary& data,
-                                    AfterSending afterSending) {
+                                    AfterSending afterSending) KOVA_ON_MUTATION_QUEUE {
   MutableDictionary payload(sender);
   payload.merge(data);
   const auto text = NSJSONSerialization::dataWithJSONObject(Array{eventName, Dictionary(std::move(payload))});
@@ -51,6 +51,7 @@ void KIPairing::recordEventMessage(const Dictionary& message, const KIEventOutbo
   if (number != this->number()) return;
   // Whatever is asked and answered until the pictures are encoded: it goes where it was accepted.
   outbox_->post(capture, [connection = connection_, from = sender(), message](const Dictionary& captured) {
+    kova::mutationQueue.isHere();
     MutableDictionary data{{"message", message}};
     data.merge(captured);
     sendSocketMessageWithEventName("device_captured_event", *connection, from, Dictionary(std::move(data)),
@@ -65,6 +66,7 @@ void KIPairing::end() {
 
 void KIPairing::sendInTurn(const char* eventName, AfterSending afterSending) {
   outbox_->post(nullptr, [=, connection = connection_, from = sender()](const Dictionary&) {
+    kova::mutationQueue.isHere();
     sendSocketMessageWithEventName(eventName, *connection, from, {}, afterSending);
   });
 }

@@ -17,7 +17,7 @@
 // Messages of a pairing take their turn in the outbox, so that its first and last stand around its events.
 //
 // Owner: the visualizer, by shared pointer, until the connection ends. Others hold it weakly: on any thread
-// it is a token that expires with the connection. Everything else: mutation queue only.
+// it is a token that expires with the connection.
 class KIPairing {
  public:
   struct Device {
@@ -29,22 +29,22 @@ class KIPairing {
   KIPairing(std::shared_ptr<KovaWebSocketSession> connection, Device device,
             std::shared_ptr<KIEventOutbox> outbox);
 
-  bool isAnnouncing() const { return pairCode_.empty(); }
-  bool isPaired() const { return accepted_.has_value(); }
+  bool isAnnouncing() const KOVA_ON_MUTATION_QUEUE { return pairCode_.empty(); }
+  bool isPaired() const KOVA_ON_MUTATION_QUEUE { return accepted_.has_value(); }
   // Of the pairing that events may be recorded for now.
-  std::optional<std::uint64_t> number() const;
+  std::optional<std::uint64_t> number() const KOVA_ON_MUTATION_QUEUE;
 
   // Returns whether that is to be said again, if nothing happens.
-  bool makeDeviceAvailable();
-  void wasAskedAbout(std::string pairCode) { pairCode_ = std::move(pairCode); }
+  bool makeDeviceAvailable() KOVA_ON_MUTATION_QUEUE;
+  void wasAskedAbout(std::string pairCode) KOVA_ON_MUTATION_QUEUE { pairCode_ = std::move(pairCode); }
   // Begins the pairing of that number; returns false, and does nothing, for a code that is not the one asked
   // about.
-  bool wasAccepted(const std::string& pairCode, std::uint64_t number);
+  bool wasAccepted(const std::string& pairCode, std::uint64_t number) KOVA_ON_MUTATION_QUEUE;
   // Sends the event, behind all that was recorded before it.
   void recordEventMessage(const platform::Dictionary& message, const KIEventOutbox::CaptureRef& capture,
-                          std::uint64_t number);
+                          std::uint64_t number) KOVA_ON_MUTATION_QUEUE;
   // Says farewell, if paired, and closes the connection. Nothing may follow.
-  void end();
+  void end() KOVA_ON_MUTATION_QUEUE;
 
  private:
   struct Accepted {
@@ -52,13 +52,14 @@ class KIPairing {
     std::uint64_t number;
   };
 
-  platform::Dictionary sender() const;
-  void sendInTurn(const char* eventName, KovaWebSocketSession::AfterSending afterSending);
+  platform::Dictionary sender() const KOVA_ON_MUTATION_QUEUE;
+  void sendInTurn(const char* eventName,
+                  KovaWebSocketSession::AfterSending afterSending) KOVA_ON_MUTATION_QUEUE;
 
   const std::shared_ptr<KovaWebSocketSession> connection_;
   const Device device_;
   const std::shared_ptr<KIEventOutbox> outbox_;
-  int announcements_ = 0;
-  std::string pairCode_;  // that was asked about last; empty for none
-  std::optional<Accepted> accepted_;
+  int announcements_ KOVA_OF_MUTATION_QUEUE = 0;
+  std::string pairCode_ KOVA_OF_MUTATION_QUEUE;  // that was asked about last; empty for none
+  std::optional<Accepted> accepted_ KOVA_OF_MUTATION_QUEUE;
 };

@@ -15,8 +15,7 @@ class UIView;
 // An event on its way to a dashboard: what was on screen as it was recorded, and for which pairing that was.
 // An event of one pairing is never sent to the next.
 //
-// Made on the main thread as the event is recorded, kept with it, and sent with its message on the mutation
-// queue. Immutable.
+// Made as the event is recorded, kept with it, and sent with its message. Immutable.
 class KovaEventRecording : public platform::NSObject {
   NS_OBJECT(KovaEventRecording, NSObject)
 
@@ -24,12 +23,13 @@ class KovaEventRecording : public platform::NSObject {
   // Of an event without a view, and of one that has a view or might have one. Null when there is no
   // visualizer or it captures nothing now.
   static std::shared_ptr<const KovaEventRecording> ofScreen(
-      const std::shared_ptr<KovaEventVisualizer>& visualizer, const KICaptureContext& tracker);
+      const std::shared_ptr<KovaEventVisualizer>& visualizer,
+      const KICaptureContext& tracker) KOVA_ON_MAIN_THREAD;
   static std::shared_ptr<const KovaEventRecording> ofView(
       const std::shared_ptr<KovaEventVisualizer>& visualizer, platform::UIView* view,
-      const KICaptureContext& tracker);
+      const KICaptureContext& tracker) KOVA_ON_MAIN_THREAD;
 
-  void send(const platform::Dictionary& message) const;
+  void send(const platform::Dictionary& message) const KOVA_ON_MUTATION_QUEUE;
 
  private:
   KovaEventRecording(std::shared_ptr<KovaEventVisualizer> visualizer, std::uint64_t pairing,

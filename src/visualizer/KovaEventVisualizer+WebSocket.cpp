@@ -51,13 +51,13 @@ void KovaEventVisualizer::connect() {
   if (!baseUrl_) return;
   ++retryNumber_;
   kova::perform(*mutationQueue_, *this, "connectWebSocket",
-                [](KovaEventVisualizer& self) { self.connectWebSocket(); });
+                [](KovaEventVisualizer& self) KOVA_ON_MUTATION_QUEUE { self.connectWebSocket(); });
 }
 
 void KovaEventVisualizer::disconnect() {
   ++retryNumber_;
   kova::perform(*mutationQueue_, *this, "disconnectWebSocket",
-                [](KovaEventVisualizer& self) { self.disconnectWebSocket(); });
+                [](KovaEventVisualizer& self) KOVA_ON_MUTATION_QUEUE { self.disconnectWebSocket(); });
 }
 
 void KovaEventVisualizer::connectWebSocket() {
@@ -88,7 +88,8 @@ void KovaEventVisualizer::disconnectWebSocket() {
 
 void KovaEventVisualizer::bindApplicationEventListeners() {
   if (listeners_.size() >= kListenerLimit) return;
-  const auto listen = [this](std::string_view notification, void (KovaEventVisualizer::*action)()) {
+  const auto listen = [this](std::string_view notification,
+                             void (KovaEventVisualizer::*action)()) KOVA_ON_MUTATION_QUEUE {
     listeners_.push_back(NSNotificationCenter::defaultCenter().addObserver(
         notification, [visualizer = std::weak_ptr(retained(*this)), action](const NSNotification&) {
           if (const auto self = visualizer.lock()) ((*self).*action)();
@@ -111,14 +112,14 @@ void KovaEventVisualizer::applicationWillEnterForeground() {
 
 // --- The next attempt
 
-void KovaEventVisualizer::scheduleRetry(double seconds, void (KovaEventVisualizer::*action)()) {
+template <class Action>
+void KovaEventVisualizer::scheduleRetry(double seconds, Action action) {
   cancelRetryTimer();
-  retryTimer_ = KovaTimer::scheduleSafeOperationWithBlock(
-      [visualizer = std::weak_ptr(retained(*this)), number = retryNumber_.load(), action] {
-        const auto self = visualizer.lock();
-        if (self && self->retryNumber_ == number) ((*self).*action)();
-      },
-      seconds, mutationQueue_);
+  retryTimer_ = kova::performAfter(seconds, *mutationQueue_, *this,
+                                   [number = retryNumber_.load(), action](KovaEventVisualizer& self)
+                                       KOVA_ON_MUTATION_QUEUE {
+                                         if (self.retryNumber_ == number) action(self);
+                                       });
 }
 
 void KovaEventVisualizer::cancelRetryTimer() {
@@ -130,12 +131,13 @@ void KovaEventVisualizer::scheduleWebSocketConnectionAttempt() {
   const double limit = options_->testOnlyEVReconnectAttemptLimit().value_or(kConnectionAttemptLimit);
   if (static_cast<double>(numberOfConnectionAttempts_) >= limit) return;
   scheduleRetry(options_->testOnlyEVReconnectAttemptInterval().value_or(kConnectionAttemptInterval),
-                &KovaEventVisualizer::connectWebSocket);
+                [](KovaEventVisualizer& self) KOVA_ON_MUTATION_QUEUE { self.connectWebSocket(); });
 }
 
 void KovaEventVisualizer::makeDeviceAvailable() {
   if (!pairing_ || !pairing_->makeDeviceAvailable()) return;
-  scheduleRetry(kDeviceAvailableInterval, &KovaEventVisualizer::makeDeviceAvailable);
+  scheduleRetry(kDeviceAvailableInterval,
+                [](KovaEventVisualizer& self) KOVA_ON_MUTATION_QUEUE { self.makeDeviceAvailable(); });
 }
 
 // --- What the session tells

@@ -23,7 +23,7 @@ bool KovaEventVisualizer::isAvailable() {
 
 KovaEventVisualizer::KovaEventVisualizer(std::string_view appId, std::shared_ptr<const KovaOptions> options,
                                          const KovaAppProperties& appProperties,
-                                         std::shared_ptr<NSOperationQueue> mutationQueue)
+                                         std::shared_ptr<KISerialStateQueue> mutationQueue)
     : appId_(appId),
       appVersion_(appProperties.appVersion()),
       phoneModel_(appProperties.phoneModel()),
@@ -38,6 +38,7 @@ KovaEventVisualizer::~KovaEventVisualizer() {
   kova::guarded(
       {*this, "dealloc"},
       [this] {
+        kova::mutationQueue.isHere();  // nobody else is
         cancelRetryTimer();
         for (const auto token : listeners_) NSNotificationCenter::defaultCenter().removeObserver(token);
       },
@@ -77,7 +78,8 @@ void KovaEventVisualizer::pairWasRequestedWithPairCode(std::string pairCode) {
 std::shared_ptr<KIPairingQuestion> KovaEventVisualizer::makeQuestion() {
   return std::make_shared<KIPairingQuestion>(
       [visualizer = std::weak_ptr(retained(*this))](auto step, const auto& request) {
-        const auto reached = [step, request](auto& self) { self.pairingRequestReached(step, request); };
+        const auto reached = [step, request](auto& self)
+                                 KOVA_ON_MUTATION_QUEUE { self.pairingRequestReached(step, request); };
         const auto self = visualizer.lock();
         if (!self) return;
         kova::perform(*self->mutationQueue_, *self,

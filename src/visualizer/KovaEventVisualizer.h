@@ -11,7 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/dispatch/NSOperationQueue.h"
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
@@ -61,7 +60,7 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
 
   KovaEventVisualizer(std::string_view appId, std::shared_ptr<const KovaOptions> options,
                       const KovaAppProperties& appProperties,
-                      std::shared_ptr<platform::NSOperationQueue> mutationQueue);
+                      std::shared_ptr<KISerialStateQueue> mutationQueue);
   ~KovaEventVisualizer() override;
 
   void connect();
@@ -80,48 +79,56 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   }
 
   // What is on screen as an event is recorded, to be handed back with its message; null when there is nothing
-  // to show, or no dashboard to show it. Main thread.
-  CaptureRef willRecordWithTracker(const KICaptureContext& tracker) const;
-  CaptureRef willRecordWithView(platform::UIView* view, const KICaptureContext& tracker) const;
+  // to show, or no dashboard to show it.
+  CaptureRef willRecordWithTracker(const KICaptureContext& tracker) const KOVA_ON_MAIN_THREAD;
+  CaptureRef willRecordWithView(platform::UIView* view,
+                                const KICaptureContext& tracker) const KOVA_ON_MAIN_THREAD;
   // Sends an event of the pairing, if that is still the current one, behind all that was recorded before it.
-  // Mutation queue.
   void recordEventMessage(const platform::Dictionary& message, const CaptureRef& capture,
-                          std::uint64_t pairing);
+                          std::uint64_t pairing) KOVA_ON_MUTATION_QUEUE;
 
   // KovaWebSocketConnectionDelegate
-  void webSocketConnectionDidConnect(KovaWebSocketSession& session) override;
-  void didReceiveMessage(KovaWebSocketSession& session, std::string_view message) override;
-  void handshakeFailedWithStatusCode(KovaWebSocketSession& session, long statusCode) override;
-  void handshakeFailedWithError(KovaWebSocketSession& session, const platform::NSError& error) override;
-  void didCloseWithCode(KovaWebSocketSession& session, long code, const std::string& reason) override;
-  void didStopListeningWithError(KovaWebSocketSession& session, const platform::NSError& error) override;
-  void failedToSendWithError(KovaWebSocketSession& session, const platform::NSError& error) override;
-  void webSocketConnectionMissedHeartbeat(KovaWebSocketSession& session) override;
-  void webSocketConnectionServerRequestedDisconnect(KovaWebSocketSession& session) override;
+  void webSocketConnectionDidConnect(KovaWebSocketSession& session) KOVA_ON_MUTATION_QUEUE override;
+  void didReceiveMessage(KovaWebSocketSession& session,
+                         std::string_view message) KOVA_ON_MUTATION_QUEUE override;
+  void handshakeFailedWithStatusCode(KovaWebSocketSession& session,
+                                     long statusCode) KOVA_ON_MUTATION_QUEUE override;
+  void handshakeFailedWithError(KovaWebSocketSession& session,
+                                const platform::NSError& error) KOVA_ON_MUTATION_QUEUE override;
+  void didCloseWithCode(KovaWebSocketSession& session, long code,
+                        const std::string& reason) KOVA_ON_MUTATION_QUEUE override;
+  void didStopListeningWithError(KovaWebSocketSession& session,
+                                 const platform::NSError& error) KOVA_ON_MUTATION_QUEUE override;
+  void failedToSendWithError(KovaWebSocketSession& session,
+                             const platform::NSError& error) KOVA_ON_MUTATION_QUEUE override;
+  void webSocketConnectionMissedHeartbeat(KovaWebSocketSession& session) KOVA_ON_MUTATION_QUEUE override;
+  void webSocketConnectionServerRequestedDisconnect(KovaWebSocketSession& session)
+      KOVA_ON_MUTATION_QUEUE override;
 
  private:
   using Step = KIPairingQuestion::Step;
 
   // Connecting.
-  void connectWebSocket();
-  void disconnectWebSocket();
-  void bindApplicationEventListeners();
+  void connectWebSocket() KOVA_ON_MUTATION_QUEUE;
+  void disconnectWebSocket() KOVA_ON_MUTATION_QUEUE;
+  void bindApplicationEventListeners() KOVA_ON_MUTATION_QUEUE;
   void applicationDidEnterBackground();
   void applicationWillEnterForeground();
-  void scheduleWebSocketConnectionAttempt();
-  void makeDeviceAvailable();
+  void scheduleWebSocketConnectionAttempt() KOVA_ON_MUTATION_QUEUE;
+  void makeDeviceAvailable() KOVA_ON_MUTATION_QUEUE;
   // One timer serves the next attempt to connect and the next announcement: scheduling one takes the place of
   // the other. Cancelled, it does nothing any more, even when it was firing.
-  void scheduleRetry(double seconds, void (KovaEventVisualizer::*action)());
-  void cancelRetryTimer();
+  template <class Action>
+  void scheduleRetry(double seconds, Action action) KOVA_ON_MUTATION_QUEUE;
+  void cancelRetryTimer() KOVA_ON_MUTATION_QUEUE;
 
   // Pairing.
-  void pairWasRequestedWithPairCode(std::string pairCode);
-  std::shared_ptr<KIPairingQuestion> makeQuestion();
-  void pairingRequestReached(Step step, const KIPairingQuestion::Request& request);
-  void pairingRequestWasAccepted(const std::string& pairCode);
+  void pairWasRequestedWithPairCode(std::string pairCode) KOVA_ON_MUTATION_QUEUE;
+  std::shared_ptr<KIPairingQuestion> makeQuestion() KOVA_ON_MUTATION_QUEUE;
+  void pairingRequestReached(Step step, const KIPairingQuestion::Request& request) KOVA_ON_MUTATION_QUEUE;
+  void pairingRequestWasAccepted(const std::string& pairCode) KOVA_ON_MUTATION_QUEUE;
   // For the other threads.
-  void publishPairing();
+  void publishPairing() KOVA_ON_MUTATION_QUEUE;
   void setIdleTimerDisabled(bool disabled);
 
   std::atomic<bool> isPaired_ = false;
@@ -132,15 +139,14 @@ class KovaEventVisualizer : public platform::NSObject, public KovaWebSocketConne
   const std::string appVersion_;
   const std::string phoneModel_;
   const std::shared_ptr<const KovaOptions> options_;
-  const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
+  const std::shared_ptr<KISerialStateQueue> mutationQueue_;
   const std::optional<platform::NSURL> baseUrl_;  // none: there is no dashboard to pair with
   const std::shared_ptr<KIEventOutbox> outbox_;
 
-  // Mutation queue only.
-  std::shared_ptr<KIPairing> pairing_;           // null while there is no connection
-  std::shared_ptr<KIPairingQuestion> question_;  // null before the first connection
-  std::uint64_t numberOfPairings_ = 0;
-  std::int64_t numberOfConnectionAttempts_ = 0;
-  std::shared_ptr<KovaTimer> retryTimer_;
-  std::vector<platform::NSNotificationCenter::Token> listeners_;
+  std::shared_ptr<KIPairing> pairing_ KOVA_OF_MUTATION_QUEUE;           // null while there is no connection
+  std::shared_ptr<KIPairingQuestion> question_ KOVA_OF_MUTATION_QUEUE;  // null before the first connection
+  std::uint64_t numberOfPairings_ KOVA_OF_MUTATION_QUEUE = 0;
+  std::int64_t numberOfConnectionAttempts_ KOVA_OF_MUTATION_QUEUE = 0;
+  std::shared_ptr<KovaTimer> retryTimer_ KOVA_OF_MUTATION_QUEUE;
+  std::vector<platform::NSNotificationCenter::Token> listeners_ KOVA_OF_MUTATION_QUEUE;
 };

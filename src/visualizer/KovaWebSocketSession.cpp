@@ -56,7 +56,7 @@ std::optional<double> interval(const Dictionary& response, std::string_view key)
 }  // namespace
 
 KovaWebSocketSession::KovaWebSocketSession(NSURL baseURL, Headers headers, std::string wsNamespace,
-                                           std::shared_ptr<NSOperationQueue> delegateQueue)
+                                           std::shared_ptr<KISerialStateQueue> delegateQueue)
     : baseURL_(std::move(baseURL)),
       headers_(std::move(headers)),
       endpoint_(std::move(wsNamespace)),
@@ -66,6 +66,7 @@ KovaWebSocketSession::~KovaWebSocketSession() {
   kova::guarded(
       {*this, "dealloc"},
       [this] {
+        kova::mutationQueue.isHere();  // nobody else is
         if (heartbeatTimer_) heartbeatTimer_->cancel();
         if (socketTask_ && !disconnectsAfterSending_) socketTask_->cancel();
       },
@@ -74,9 +75,11 @@ KovaWebSocketSession::~KovaWebSocketSession() {
 
 std::weak_ptr<KovaWebSocketSession> KovaWebSocketSession::weak() { return retained(*this); }
 
-template <class Call>
-void KovaWebSocketSession::tellDelegate(Call call) {
-  if (const auto told = delegate()) call(*told);
+template <class... Facts, class... Given>
+void KovaWebSocketSession::tellDelegate(void (KovaWebSocketConnectionDelegate::*event)(KovaWebSocketSession&,
+                                                                                       Facts...),
+                                        const Given&... facts) {
+  if (const auto told = delegate()) ((*told).*event)(*this, facts...);
 }
 
 // --- Connecting
@@ -92,9 +95,8 @@ std::optional<NSURL> KovaWebSocketSession::socketURL(const NSURL& baseURL) {
 }
 
 void KovaWebSocketSession::connectWithURLSession(KOVAURLSessionProtocol& urlSession) {
-  const auto fail = [this](int code) {
-    tellDelegate(
-        [&](auto& delegate) { delegate.handshakeFailedWithError(*this, makeURLError(code, baseURL_)); });
+  const auto fail = [this](int code) KOVA_ON_MUTATION_QUEUE {
+    tellDelegate(&Delegate::handshakeFailedWithError, makeURLError(code, baseURL_));
   };
   const auto url = socketURL(baseURL_);
   if (!url) return fail(NSURLErrorBadURL);
@@ -118,6 +120,7 @@ void KovaWebSocketSession::listen(Message which) {
   socketTask_->receiveMessage([session = weak(), queue = delegateQueue_, which](auto message, auto error) {
     KOVA_addSafeOperationWithBlock(*queue,
                                    [session, message = std::move(message), error = std::move(error), which] {
+                                     kova::mutationQueue.isHere();
                                      if (const auto self = session.lock())
                                        self->received(message, error, which);
                                    },
@@ -138,30 +141,28 @@ void KovaWebSocketSession::handleListenError(const NSError& error, Message which
   if (which == Message::First) {
     const auto response = std::dynamic_pointer_cast<NSHTTPURLResponse>(socketTask_->response());
     if (!response || response->statusCode() == kStatusOK) {
-      return tellDelegate([&](auto& delegate) { delegate.handshakeFailedWithError(*this, error); });
+      return tellDelegate(&Delegate::handshakeFailedWithError, error);
     }
-    return tellDelegate(
-        [&](auto& delegate) { delegate.handshakeFailedWithStatusCode(*this, response->statusCode()); });
+    return tellDelegate(&Delegate::handshakeFailedWithStatusCode, response->statusCode());
   }
   if (const auto reason = socketTask_->closeReason()) {
-    return tellDelegate(
-        [&](auto& delegate) { delegate.didCloseWithCode(*this, socketTask_->closeCode(), *reason); });
+    return tellDelegate(&Delegate::didCloseWithCode, socketTask_->closeCode(), *reason);
   }
-  tellDelegate([&](auto& delegate) { delegate.didStopListeningWithError(*this, error); });
+  tellDelegate(&Delegate::didStopListeningWithError, error);
 }
 
 // The order of the tests is that of the prefixes: "40" and "42" of another namespace are no other frame's.
 void KovaWebSocketSession::handleMessageString(std::string_view frame) {
   if (frame.starts_with("0")) return handleHandshake(frame);
   if (payload(frame, "40", endpoint_)) {
-    return tellDelegate([this](auto& delegate) { delegate.webSocketConnectionDidConnect(*this); });
+    return tellDelegate(&Delegate::webSocketConnectionDidConnect);
   }
   if (frame.starts_with("2")) return handlePing();
   if (const auto message = payload(frame, "42", endpoint_)) {
-    return tellDelegate([&](auto& delegate) { delegate.didReceiveMessage(*this, *message); });
+    return tellDelegate(&Delegate::didReceiveMessage, *message);
   }
   if (frame.starts_with("1")) {
-    tellDelegate([this](auto& delegate) { delegate.webSocketConnectionServerRequestedDisconnect(*this); });
+    tellDelegate(&Delegate::webSocketConnectionServerRequestedDisconnect);
   }
 }
 
@@ -169,7 +170,7 @@ void KovaWebSocketSession::handleMessageString(std::string_view frame) {
 
 void KovaWebSocketSession::handleHandshake(std::string_view frame) {
   if (configureWithHandshakeResponse(frame)) return sendRawMessage(kNamespaceConnect, AfterSending::Stay);
-  tellDelegate([this](auto& delegate) { delegate.handshakeFailedWithError(*this, invalidHandshakeError()); });
+  tellDelegate(&Delegate::handshakeFailedWithError, invalidHandshakeError());
   disconnect();
 }
 
@@ -213,22 +214,13 @@ void KovaWebSocketSession::handlePing() {
 void KovaWebSocketSession::setTimeout() {
   if (heartbeatTimeout_ == 0) return;
   if (heartbeatTimer_) heartbeatTimer_->cancel();
-  heartbeatTimer_ = KovaTimer::scheduleSafeOperationWithBlock(
-      [session = weak()] {
-        if (const auto self = session.lock()) self->missedHeartbeat();
-      },
-      heartbeatTimeout_, delegateQueue_);
-}
-
-void KovaWebSocketSession::missedHeartbeat() {
-  KOVA_addSafeOperationWithBlock(
-      *delegateQueue_,
-      [session = weak()] {
-        const auto self = session.lock();
-        if (!self) return;
-        self->tellDelegate([&](auto& delegate) { delegate.webSocketConnectionMissedHeartbeat(*self); });
-      },
-      {"KovaWebSocketSession", "setTimeout"});
+  heartbeatTimer_ =
+      kova::performAfter(heartbeatTimeout_, *delegateQueue_, *this, [](KovaWebSocketSession& session) {
+        kova::perform(*session.delegateQueue_, session, "setTimeout",
+                      [](KovaWebSocketSession& self) KOVA_ON_MUTATION_QUEUE {
+                        self.tellDelegate(&Delegate::webSocketConnectionMissedHeartbeat);
+                      });
+      });
 }
 
 // --- Sending
@@ -262,6 +254,7 @@ void KovaWebSocketSession::sendMessage(NSURLSessionWebSocketMessage message, Aft
                                                 closing](auto error) {
     KOVA_addSafeOperationWithBlock(*queue,
                                    [session, error = std::move(error), size, afterSending, closing] {
+                                     kova::mutationQueue.isHere();
                                      if (const auto self = session.lock())
                                        return self->sent(error, size, afterSending);
                                      if (closing) closing->cancel();
@@ -273,7 +266,7 @@ void KovaWebSocketSession::sendMessage(NSURLSessionWebSocketMessage message, Aft
 void KovaWebSocketSession::sent(const std::optional<NSError>& error, std::size_t size,
                                 AfterSending afterSending) {
   unsentBytes_ -= size;
-  if (error) tellDelegate([&](auto& delegate) { delegate.failedToSendWithError(*this, *error); });
+  if (error) tellDelegate(&Delegate::failedToSendWithError, *error);
   if (afterSending == AfterSending::Stay) return;
   disconnectsAfterSending_ = false;
   disconnect();

@@ -146,6 +146,14 @@ class LintTest(unittest.TestCase):
                           "a.cpp:2", "unused-variable")
         self.assert_found("warnings", {**build, "src/a.cpp": "#if defined(__clang__)\n" + unlocked + "#endif\n"},
                           "a.cpp:6", "thread-safety")
+        threads = ('#include "src/core/NSOperationQueue+SafeOperation.h"\nstruct A : platform::NSObject {\n'
+                   "  void show() KOVA_ON_MAIN_THREAD;\n  int sent KOVA_OF_MUTATION_QUEUE = 0;\n};\n"
+                   'void f(A& a);\nvoid f(A& a) {\n  kova::perform(kova::mainThread, a, "f", [](A& self) KOVA_ON_MAIN_THREAD {\n%s  });\n}\n')
+        sample = {**build, "CMakeLists.txt": build["CMakeLists.txt"] + f"target_include_directories(sample PRIVATE {ROOT})\n"}
+        self.assert_found("warnings", {**sample, "src/a.cpp": threads % "    self.show();\n    ++self.sent;\n"},
+                          "a.cpp:10", "mutationQueue")
+        self.assert_found("warnings", {**sample, "src/a.cpp": (threads % "    self.show();\n").replace("kova::mainThread,", "*KOVA_serialStateQueue(),")},
+                          "a.cpp:8", "mainThread")
         good = {**build, "src/a.cpp": "int f();\nint f() { return 1; }\n"}
         for check in ("warnings", "tidy"):
             self.assertEqual(self.run_check(check, good)[0], 0)

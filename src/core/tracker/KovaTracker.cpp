@@ -62,7 +62,7 @@ bool KovaTracker::isValidAppId(std::string_view appId, std::string& message) {
 }
 
 KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
-                         std::shared_ptr<NSOperationQueue> mutationQueue)
+                         std::shared_ptr<KISerialStateQueue> mutationQueue)
     : isTrackingEnabled_(!options->disableTracking()),
       appId_(appId),
       options_(std::move(options)),

@@ -59,7 +59,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
 
   // `appId` is a valid environment id.
   KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
-              std::shared_ptr<platform::NSOperationQueue> mutationQueue);
+              std::shared_ptr<KISerialStateQueue> mutationQueue);
   ~KovaTracker() override;
 
   // Null before the first initialisation.
@@ -291,7 +291,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::atomic<bool> isTrackingEnabled_;
   const std::string appId_;
   const std::shared_ptr<KovaOptions> options_;
-  const std::shared_ptr<platform::NSOperationQueue> mutationQueue_;
+  const std::shared_ptr<KISerialStateQueue> mutationQueue_;
   std::unique_ptr<const KovaAppProperties> appProperties_;
   std::shared_ptr<KovaPersistentStore> persistentStore_;
   std::shared_ptr<KIIdentityManager> identityManager_;
