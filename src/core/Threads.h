@@ -3,8 +3,7 @@
 #include "platform/runtime/Mutex.h"
 
 // Which thread a function, a block or a field belongs to: written where it is declared, and proved by clang's
-// -Wthread-safety in the library's own sources. Nobody else reads anything here: a test, whose one thread is
-// all of them, calls what it likes.
+// -Wthread-safety. Other compilers read nothing here.
 //
 //   void enqueue(const Pageview& pageview) KOVA_ON_MUTATION_QUEUE;
 //   bool isShown_ KOVA_OF_MAIN_THREAD = false;

@@ -169,6 +169,7 @@ void KovaUploader::sendAll() {
 // flight.
 void KovaUploader::send(Chain& chain) {
   kova::guarded({*this, chain.selector}, [&] {
+    kova::mutationQueue.isHere();
     const auto session = urlSession_.lock();
     const auto upload = session ? (this->*chain.next)() : std::nullopt;
     if (!upload) {
@@ -210,10 +211,11 @@ void KovaUploader::chainEnded(Chain& chain) {
 }
 
 void KovaUploader::whenIdle(std::function<void()> done) {
-  kova::perform(*mutationQueue_, *this, "whenIdle:", [done = std::move(done)](KovaUploader& self) {
-    if (!self.pixels_.isSending && !self.messageBatches_.isSending) return done();
-    self.whenIdle_.push_back(done);
-  });
+  kova::perform(*mutationQueue_, *this,
+                "whenIdle:", [done = std::move(done)](KovaUploader& self) KOVA_ON_MUTATION_QUEUE {
+                  if (!self.pixels_.isSending && !self.messageBatches_.isSending) return done();
+                  self.whenIdle_.push_back(done);
+                });
 }
 
 std::optional<KovaUploader::Upload> KovaUploader::nextPixel() {
