@@ -1,79 +1,18 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <stdexcept>
-#include <string>
-#include <utility>
 #include <vector>
 
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/graphics/BitmapContext.h"
-#include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIButton.h"
 #include "platform/uikit/UIKeyboard.h"
 #include "platform/uikit/UISegmentedControl.h"
 #include "platform/uikit/UITextField.h"
-#include "platform/uikit/UITouchInput.h"
 #include "platform/uikit/UIViewController.h"
-#include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
+#include "tests/platform/uikit/UIKitFixture.h"
 
 namespace platform {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using Log = std::vector<std::string>;
-
-// Writes down which of its actions were called, in a log that it shares with others.
-class Clerk : public NSObject {
-  NS_OBJECT(Clerk, NSObject)
-
- public:
-  explicit Clerk(Log& log) : log_(log) {}
-  static void describe(ClassBuilder<Clerk>& c) {
-    c.action("down", &Clerk::down)
-        .action("again", &Clerk::again)
-        .action("drag", &Clerk::drag)
-        .action("up:", &Clerk::up)
-        .action("outside", &Clerk::outside)
-        .action("cancelled", &Clerk::cancelled)
-        .action("changed:", &Clerk::changed)
-        .action("throwing", &Clerk::throwing)
-        .action("began:", &Clerk::began)
-        .action("ended:", &Clerk::ended)
-        .action("returned", &Clerk::returned);
-  }
-  std::string name;
-  std::function<void()> onUp;
-
-  void observeValueForKeyPath(const std::string& keyPath, NSObject&, const KeyValue& value,
-                              const void*) override {
-    log_.push_back(keyPath + "=" + std::to_string(std::get<std::int64_t>(value)));
-  }
-
- private:
-  void down() { log_.push_back("down"); }
-  void again() { log_.push_back("again"); }
-  void drag() { log_.push_back("drag"); }
-  void up(UIControl* sender) {
-    log_.push_back(name + (sender->isHighlighted() ? "up, still highlighted" : "up"));
-    if (onUp) onUp();
-  }
-  void outside() { log_.push_back("outside"); }
-  void cancelled() { log_.push_back("cancelled"); }
-  void changed(UIControl* sender) { note("changed", sender); }
-  void throwing() { throw std::runtime_error("from the app"); }
-  void began(UIControl* sender) { note("began", sender); }
-  void ended(UIControl* sender) { note("ended", sender); }
-  void returned() { log_.push_back("returned"); }
-  void note(const char* what, UIControl* sender) {
-    log_.push_back(std::string(what) + " " + sender->accessibilityIdentifier().value_or("").str());
-  }
-
-  Log& log_;
-};
 
 // A controller that an action may be searched up to.
 class ShopController : public UIViewController {
@@ -87,170 +26,133 @@ class ShopController : public UIViewController {
   void buy() { ++bought; }
 };
 
-class ControlsTest : public testing::Test {
+class ControlsTest : public UIKitTest {
  protected:
   ControlsTest() {
-    UIApplication::setSharedApplication(application_);
-    application_->connectScene(scene_);
-    window_ = UIWindow::create(scene_);
-    window_->setRootViewController(controller_);
-    window_->makeKeyAndVisible();
+    application->connectScene(scene);
+    window = UIWindow::create(scene);
+    window->setRootViewController(controller);
+    window->makeKeyAndVisible();
   }
 
   template <class T>
   std::shared_ptr<T> place(std::shared_ptr<T> view, CGRect frame) {
     view->setFrame(frame);
-    controller_->view()->addSubview(view);
+    controller->view()->addSubview(view);
     return view;
+  }
+  std::shared_ptr<UIButton> placeButton(const std::vector<std::shared_ptr<NSObject>>& targets,
+                                        const char* action) {
+    const auto button = place(std::make_shared<UIButton>("Buy"), CGRectMake(100, 300, 100, 40));
+    for (const auto& target : targets) button->addTarget(target, SEL(action), UIControlEvents::TouchUpInside);
+    return button;
   }
   std::shared_ptr<UITextField> placeField(const char* name, double y) {
     const auto field = place(std::make_shared<UITextField>(), CGRectMake(20, y, 350, 34));
     field->setAccessibilityIdentifier(name);
-    field->addTarget(clerk_, SEL("began:"), UIControlEvents::EditingDidBegin);
-    field->addTarget(clerk_, SEL("changed:"), UIControlEvents::EditingChanged);
-    field->addTarget(clerk_, SEL("ended:"), UIControlEvents::EditingDidEnd);
-    field->addTarget(clerk_, SEL("returned"), UIControlEvents::EditingDidEndOnExit);
+    for (const auto& [action, event] : {std::pair("began:", UIControlEvents::EditingDidBegin),
+                                        {"changed:", UIControlEvents::EditingChanged},
+                                        {"ended:", UIControlEvents::EditingDidEnd},
+                                        {"returned:", UIControlEvents::EditingDidEndOnExit}}) {
+      field->addTarget(listener, SEL(action), event);
+    }
     return field;
   }
-  static CGPoint middleOf(const UIView& view) {
-    const CGRect bounds = view.bounds();
-    return view.convertPointToView({CGRectGetMidX(bounds), CGRectGetMidY(bounds)}, nullptr);
+  std::string afterTapOn(const UIView& view, std::optional<CGRect> part = std::nullopt) {
+    const CGRect rect = part.value_or(view.bounds());
+    input.touchBegan(1, view.convertPointToView({CGRectGetMidX(rect), CGRectGetMidY(rect)}, nullptr));
+    return after("up");
   }
-  void tap(CGPoint point) {
-    input_.touchBegan(1, point);
-    input_.touchEnded(1);
-  }
-  void tap(const UIView& view) { tap(middleOf(view)); }
-  void tapKey(std::string_view name) {
+  std::string afterKeys(std::initializer_list<const char*> names) {
     const auto& keys = *UIKeyboard::sharedKeyboard().layout();
-    const CGRect key = keys.frameOfKey(name).value();
-    tap(keys.convertPointToView({CGRectGetMidX(key), CGRectGetMidY(key)}, nullptr));
+    for (const char* name : names) story.text += afterTapOn(keys, keys.frameOfKey(name).value());
+    return told();
   }
   static bool isKeyboardShown() {
     const auto& window = UIKeyboard::sharedKeyboard().window();
     return window && !window->isHidden();
   }
-  Log takeLog() { return std::exchange(log_, {}); }
 
-  Log log_;
-  std::shared_ptr<UIApplication> application_ = std::make_shared<UIApplication>();
-  std::shared_ptr<UIWindowScene> scene_ = std::make_shared<UIWindowScene>();
-  std::shared_ptr<ShopController> controller_ = std::make_shared<ShopController>();
-  std::shared_ptr<UIWindow> window_;
-  std::shared_ptr<Clerk> clerk_ = std::make_shared<Clerk>(log_);
-  UITouchInput input_;
+  std::shared_ptr<UIWindowScene> scene = std::make_shared<UIWindowScene>();
+  std::shared_ptr<ShopController> controller = std::make_shared<ShopController>();
+  std::shared_ptr<UIWindow> window;
 };
 
 TEST_F(ControlsTest, TouchesBecomeEvents) {
-  const auto button = place(std::make_shared<UIButton>("Buy"), CGRectMake(100, 300, 100, 40));
-  button->addTarget(clerk_, SEL("up:"), UIControlEvents::TouchUpInside);
-  button->addTarget(clerk_, SEL("down"), UIControlEvents::TouchDown);
-  button->addTarget(clerk_, SEL("again"), UIControlEvents::TouchDownRepeat);
-  button->addTarget(clerk_, SEL("drag"),
-                    UIControlEvents::TouchDragInside | UIControlEvents::TouchDragOutside);
-  button->addTarget(clerk_, SEL("outside"), UIControlEvents::TouchUpOutside);
-  button->addTarget(clerk_, SEL("cancelled"), UIControlEvents::TouchCancel);
-  button->addTarget(clerk_, SEL("up:"), UIControlEvents::TouchUpInside);  // no second time
-
-  input_.touchBegan(1, {150, 320});
-  EXPECT_TRUE(button->isHighlighted());
-  input_.touchMoved(1, {150, 405});  // 65 points below
-  EXPECT_TRUE(button->isHighlighted());
-  input_.touchEnded(1);
-  EXPECT_THAT(takeLog(), ElementsAre("down", "drag", "up"));
-
-  input_.touchBegan(1, {110, 330});
-  input_.touchMoved(1, {110, 415});
-  EXPECT_FALSE(button->isHighlighted());
-  input_.touchEnded(1);
-  const Log strayed = takeLog();
-  EXPECT_EQ(strayed.front(), "down");
-  EXPECT_EQ(strayed.back(), "outside");
-
-  input_.touchBegan(1, {190, 310});
-  input_.cancelAllTouches();
-  EXPECT_FALSE(button->isHighlighted());
-  EXPECT_EQ(takeLog().back(), "cancelled");
-
-  input_.touchBegan(1, {150, 320});
-  takeLog();
+  const auto button = placeButton({listener}, "up:");
+  for (const auto& [action, events] :
+       {std::pair("down:", UIControlEvents::TouchDown),
+        {"again:", UIControlEvents::TouchDownRepeat},
+        {"drag:", UIControlEvents::TouchDragInside | UIControlEvents::TouchDragOutside},
+        {"outside:", UIControlEvents::TouchUpOutside},
+        {"cancelled:", UIControlEvents::TouchCancel},
+        {"up:", UIControlEvents::TouchUpInside}}) {  // the last one no second time
+    button->addTarget(listener, SEL(action), events);
+  }
+  EXPECT_EQ(after("down 150 320, move 150 405, up"), "down:! drag:! up:") << "65 points below";
+  EXPECT_EQ(after("tap 110 330, down 110 330, move 110 415, up"), "down:! up: down:! again:! drag: outside:");
+  EXPECT_EQ(after("down 190 310, cancel"), "down:! cancelled:");
+  EXPECT_EQ(after("down 150 320"), "down:!");
   button->setEnabled(false);  // under the finger
   EXPECT_FALSE(button->isHighlighted());
-  input_.touchEnded(1);
-  tap(*button);
-  EXPECT_THAT(takeLog(), IsEmpty());
+  EXPECT_EQ(after("up, tap 150 320"), "");
 }
 
 TEST_F(ControlsTest, ActionsFindTheirTargets) {
-  const auto button = place(std::make_shared<UIButton>("Buy"), CGRectMake(100, 300, 100, 40));
-  button->addTarget(nullptr, SEL("buy"), UIControlEvents::TouchUpInside);
-  tap(*button);
-  EXPECT_EQ(controller_->bought, 1) << "searched along the responder chain";
+  const auto button = placeButton({nullptr}, "buy");
+  EXPECT_EQ(afterTapOn(*button), "");
+  EXPECT_EQ(controller->bought, 1) << "searched along the responder chain";
   button->removeTarget(nullptr, SEL(), UIControlEvents::TouchUpInside);
-  tap(*button);
-  EXPECT_EQ(controller_->bought, 1);
+  afterTapOn(*button);
+  EXPECT_EQ(controller->bought, 1);
 }
 
 TEST_F(ControlsTest, TargetsAndControlMayGoDuringTheirActions) {
-  auto button = place(std::make_shared<UIButton>("Buy"), CGRectMake(100, 300, 100, 40));
-  auto first = std::make_shared<Clerk>(log_);
-  auto second = std::make_shared<Clerk>(log_);
-  first->name = "first ";
-  second->name = "second ";
-  for (const auto& target : {first, second, clerk_}) {
-    button->addTarget(target, SEL("up:"), UIControlEvents::TouchUpInside);
-  }
+  auto first = std::make_shared<Listener>(story, "first "),
+       second = std::make_shared<Listener>(story, "second ");
+  auto button = placeButton({first, second, listener}, "up:");
   const std::weak_ptr<UIButton> dying = button;
-  first->onUp = [&] {
+  story.reactions["first up:"] = [&] {
     button->removeTarget(first.get(), SEL("up:"), UIControlEvents::TouchUpInside);
     button->removeFromSuperview();
     button.reset();
     first.reset();
     second.reset();
   };
-  tap(*button);
-  EXPECT_THAT(takeLog(), ElementsAre("first up", "second up", "up"));
+  EXPECT_EQ(after("tap 150 320"), "first up: second up: up:");
   EXPECT_TRUE(dying.expired());
 
-  button = place(std::make_shared<UIButton>("Buy"), CGRectMake(100, 300, 100, 40));
-  button->addTarget(std::make_shared<Clerk>(log_), SEL("up:"), UIControlEvents::TouchUpInside);
-  tap(*button);
-  EXPECT_THAT(takeLog(), IsEmpty()) << "dead, and not taken for one that is searched along the chain";
+  button = placeButton({std::make_shared<Listener>(story)}, "up:");
+  EXPECT_EQ(afterTapOn(*button), "") << "dead, and not taken for one that is searched along the chain";
 }
 
 TEST_F(ControlsTest, WhatAnActionThrowsReachesTheCaller) {
-  const auto button = place(std::make_shared<UIButton>("Buy"), CGRectMake(100, 300, 100, 40));
-  button->addTarget(clerk_, SEL("throwing"), UIControlEvents::TouchUpInside);
-  input_.touchBegan(1, middleOf(*button));
-  EXPECT_THROW(input_.touchEnded(1), std::runtime_error);
+  const auto button = placeButton({listener}, "up:");
+  story.reactions["up:"] = [] { throw std::runtime_error("from the app"); };
+  EXPECT_THROW(after("tap 150 320"), std::runtime_error);
   EXPECT_FALSE(button->isHighlighted());
-
-  button->removeTarget(clerk_.get(), SEL(), UIControlEvents::TouchUpInside);
-  button->addTarget(clerk_, SEL("up:"), UIControlEvents::TouchUpInside);
-  tap(*button);
-  EXPECT_THAT(takeLog(), ElementsAre("up")) << "the control goes on working";
+  told();
+  EXPECT_EQ(after("tap 150 320"), "up:") << "the control goes on working";
 }
 
 TEST_F(ControlsTest, SegmentsAreSelected) {
   const std::vector<String> titles = {"Day", "Week", "Month"};
   const auto control = place(std::make_shared<UISegmentedControl>(titles), CGRectMake(30, 100, 330, 32));
   control->setAccessibilityIdentifier("range");
-  control->addObserver(clerk_, "selectedSegmentIndex", nullptr);
-  control->addTarget(clerk_, SEL("changed:"), UIControlEvents::ValueChanged);
-  window_->layoutIfNeeded();
+  control->addObserver(listener, "selectedSegmentIndex", nullptr);
+  control->addTarget(listener, SEL("changed:"), UIControlEvents::ValueChanged);
+  window->layoutIfNeeded();
 
   ASSERT_EQ(control->subviews().size(), 3u);
   const auto& second = *control->subviews()[1];
   EXPECT_EQ(second.isa().name(), "UISegment");
   EXPECT_EQ(second.subviews().at(0)->accessibilityLabel(), String("Week"));
-  EXPECT_EQ(window_->hitTest(middleOf(second), nullptr), control.get());
+  EXPECT_EQ(window->hitTest({195, 116}, nullptr), control.get());
 
-  tap(second);
-  EXPECT_THAT(takeLog(), ElementsAre("selectedSegmentIndex=1", "changed range"));
-  tap(second);
-  EXPECT_THAT(takeLog(), IsEmpty()) << "selected already";
+  EXPECT_EQ(afterTapOn(second), "selectedSegmentIndex=1 changed:range");
+  EXPECT_EQ(afterTapOn(second), "") << "selected already";
   control->setSelectedSegmentIndex(UISegmentedControl::kNoSegment);
-  EXPECT_THAT(takeLog(), ElementsAre("selectedSegmentIndex=-1")) << "the app's own change sends no action";
+  EXPECT_EQ(told(), "selectedSegmentIndex=-1") << "the app's own change sends no action";
   EXPECT_THROW(control->setSelectedSegmentIndex(3), std::out_of_range);
 
   control->addSegmentWithImage(nullptr);
@@ -260,34 +162,27 @@ TEST_F(ControlsTest, SegmentsAreSelected) {
 }
 
 TEST_F(ControlsTest, OneFieldEndsBeforeTheNextBegins) {
-  const auto name = placeField("name", 100);
-  const auto mail = placeField("mail", 150);
+  const auto name = placeField("name", 100), mail = placeField("mail", 150);
   auto& center = NSNotificationCenter::defaultCenter();
   const auto ends =
       center.addObserver(UITextFieldTextDidEndEditingNotification, [&](const NSNotification& notification) {
-        log_.push_back(notification.object == name ? "name did end" : "mail did end");
+        story.tell(notification.object == name ? "(name)" : "(mail)");
       });
-  int shown = 0;
-  const auto shows =
-      center.addObserver(UIWindowDidBecomeVisibleNotification, [&](const NSNotification&) { ++shown; });
-
-  tap(*name);
-  EXPECT_TRUE(name->isEditing());
-  EXPECT_TRUE(isKeyboardShown());
-  tap(*name);
-  tap(*mail);
-  EXPECT_THAT(takeLog(), ElementsAre("began name", "ended name", "name did end", "began mail"));
-  EXPECT_EQ(shown, 1) << "the keyboard stays from field to field";
+  const auto shows = center.addObserver(UIWindowDidBecomeVisibleNotification,
+                                        [&](const NSNotification&) { story.tell("window"); });
+  EXPECT_EQ(afterTapOn(*name), "window began:name");
+  EXPECT_TRUE(name->isEditing() && isKeyboardShown());
+  EXPECT_EQ(afterTapOn(*name), "");
+  EXPECT_EQ(afterTapOn(*mail), "ended:name (name) began:mail") << "the keyboard stays from field to field";
 
   EXPECT_FALSE(std::make_shared<UITextField>()->becomeFirstResponder()) << "it is in no window";
   mail->removeFromSuperview();
-  EXPECT_THAT(takeLog(), ElementsAre("ended mail", "mail did end"));
+  EXPECT_EQ(told(), "ended:mail (mail)");
   EXPECT_FALSE(isKeyboardShown());
   EXPECT_TRUE(mail->resignFirstResponder());
-  EXPECT_THAT(takeLog(), IsEmpty());
-
   mail->setEnabled(false);
   EXPECT_FALSE(mail->becomeFirstResponder());
+  EXPECT_EQ(told(), "");
   center.removeObserver(ends);
   center.removeObserver(shows);
 }
@@ -300,80 +195,70 @@ TEST_F(ControlsTest, TheDelegateDecides) {
     bool mayBegin = false, mayEnd = false, mayReturn = false;
   };
   const auto delegate = std::make_shared<Delegate>();
-  const auto name = placeField("name", 100);
-  const auto mail = placeField("mail", 150);
+  const auto name = placeField("name", 100), mail = placeField("mail", 150);
   name->setDelegate(delegate);
-
-  tap(*name);
+  EXPECT_EQ(afterTapOn(*name), "");
   EXPECT_FALSE(isKeyboardShown());
   delegate->mayBegin = true;
-  tap(*name);
+  EXPECT_EQ(afterTapOn(*name), "began:name");
   name->insertText("\n");
-  EXPECT_THAT(takeLog(), ElementsAre("began name"));
+  EXPECT_EQ(told(), "");
 
-  tap(*mail);
-  EXPECT_TRUE(name->isEditing()) << "it may not end";
-  EXPECT_TRUE(isKeyboardShown());
+  EXPECT_EQ(afterTapOn(*mail), "");
+  EXPECT_TRUE(name->isEditing() && isKeyboardShown()) << "it may not end";
   name->removeFromSuperview();
-  EXPECT_THAT(takeLog(), ElementsAre("ended name")) << "it is not asked then";
+  EXPECT_EQ(told(), "ended:name") << "it is not asked then";
   EXPECT_FALSE(isKeyboardShown());
 
-  controller_->view()->addSubview(name);
-  tap(*name);
+  controller->view()->addSubview(name);
+  EXPECT_EQ(afterTapOn(*name), "began:name");
   delegate->mayEnd = delegate->mayReturn = true;
   name->insertText("\n");
-  EXPECT_THAT(takeLog(), ElementsAre("began name", "returned", "ended name"));
+  EXPECT_EQ(told(), "returned:name ended:name");
   EXPECT_FALSE(isKeyboardShown());
 }
 
 TEST_F(ControlsTest, TheKeyboardTypes) {
   const auto field = placeField("name", 100);
-  const auto button = place(std::make_shared<UIButton>("Buy"), CGRectMake(20, 200, 100, 40));
-  button->addTarget(clerk_, SEL("up:"), UIControlEvents::TouchUpInside);
-  tap(*field);
-  for (const char* key : {"shift", "a", "n", "x", "delete", "n", "space", "7"}) tapKey(key);
+  const auto button = placeButton({listener}, "up:");
+  afterTapOn(*field);
+  afterKeys({"shift", "a", "n", "x", "delete", "n", "space", "7"});
   EXPECT_EQ(field->text(), String("Ann 7"));
 
-  const UIWindow& window = *UIKeyboard::sharedKeyboard().window();
+  const UIWindow& keyboard = *UIKeyboard::sharedKeyboard().window();
   EXPECT_EQ(UIKeyboard::sharedKeyboard().layout()->isa().name(), "UIKeyboardLayoutStar");
-  EXPECT_EQ(window.isa().name(), "UITextEffectsWindow");
-  EXPECT_EQ(window.rootViewController()->isa().name(), "UIInputWindowController");
-  EXPECT_EQ(window.windowScene(), scene_);
-  EXPECT_EQ(application_->keyWindow(), window_) << "the keyboard is never key";
-
-  takeLog();
-  tap(*button);
-  EXPECT_THAT(takeLog(), ElementsAre("up")) << "touches beside the keys pass";
+  EXPECT_EQ(keyboard.isa().name(), "UITextEffectsWindow");
+  EXPECT_EQ(keyboard.rootViewController()->isa().name(), "UIInputWindowController");
+  EXPECT_EQ(keyboard.windowScene(), scene);
+  EXPECT_EQ(application->keyWindow(), window) << "the keyboard is never key";
+  EXPECT_EQ(afterTapOn(*button), "up:") << "touches beside the keys pass";
 
   field->setText("e\u0301");
-  tapKey("delete");
+  EXPECT_EQ(afterKeys({"delete", "delete"}), "changed:name") << "the second time nothing was left to delete";
   EXPECT_EQ(field->text(), String(""));
-  tapKey("delete");
-  EXPECT_THAT(takeLog(), ElementsAre("changed name")) << "nothing was left to delete";
-  tapKey("return");
+  afterKeys({"return"});
   EXPECT_FALSE(isKeyboardShown());
 }
 
-TEST_F(ControlsTest, AFieldThatDiesTakesTheKeyboardWithIt) {
-  auto field = placeField("name", 100);
-  tap(*field);
-  field.reset();
-  controller_.reset();
-  window_.reset();
-  EXPECT_FALSE(isKeyboardShown());
-}
-
-TEST_F(ControlsTest, AFieldThatOutlivesItsWindowEndsEditing) {
-  const auto field = placeField("name", 100);
-  tap(*field);
-  ASSERT_TRUE(isKeyboardShown());
-  takeLog();
-  controller_.reset();
-  window_.reset();
-  EXPECT_THAT(takeLog(), ElementsAre("ended name"));
-  EXPECT_FALSE(isKeyboardShown());
-  EXPECT_FALSE(field->isEditing());
-  EXPECT_EQ(field->window(), nullptr);
+TEST_F(ControlsTest, AFieldThatGoesWithItsWindowOrOutlivesItTakesTheKeyboardWithIt) {
+  for (const bool outlives : {false, true}) {
+    auto field = placeField("name", 100);
+    EXPECT_EQ(afterTapOn(*field), "began:name");
+    EXPECT_TRUE(isKeyboardShown());
+    if (!outlives) field.reset();
+    controller.reset();
+    window.reset();
+    EXPECT_FALSE(isKeyboardShown());
+    if (outlives) {
+      EXPECT_EQ(told(), "ended:name");
+      EXPECT_FALSE(field->isEditing() || field->window());
+    }
+    told();
+    controller = std::make_shared<ShopController>();
+    window = UIWindow::create(scene);
+    window->setRootViewController(controller);
+    window->makeKeyAndVisible();
+  }
 }
 
 TEST_F(ControlsTest, ASecureFieldNeitherShowsNorTellsItsText) {
@@ -395,17 +280,17 @@ TEST_F(ControlsTest, ASecureFieldNeitherShowsNorTellsItsText) {
 }
 
 TEST(ControlsWithoutApplicationTest, FieldsAndActionsWork) {
-  Log log;
-  const auto clerk = std::make_shared<Clerk>(log);
+  Story story;
+  const auto listener = std::make_shared<Listener>(story);
   const auto window = UIWindow::create();
   const auto field = std::make_shared<UITextField>();
   window->addSubview(field);
   window->setHidden(false);
-  field->addTarget(clerk, SEL("began:"), UIControlEvents::EditingDidBegin);
+  field->addTarget(listener, SEL("began:"), UIControlEvents::EditingDidBegin);
   EXPECT_TRUE(field->becomeFirstResponder());
   UIResponder::firstResponder()->insertText("x");
   EXPECT_EQ(field->text(), String("x"));
-  EXPECT_EQ(log.size(), 1u);
+  EXPECT_EQ(story.text, "began:");
 }
 
 }  // namespace

@@ -1,22 +1,22 @@
-#include "platform/dispatch/NSTimer.h"
 #include "platform/uikit/UIScrollView.h"
-#include "tests/platform/uikit/GestureFixture.h"
+
+#include "platform/dispatch/NSTimer.h"
+#include "tests/platform/uikit/UIKitFixture.h"
 
 using namespace platform;
-using testing::ElementsAre;
 
 namespace {
 
-class ScrollViewTest : public GestureFixture {
+class ScrollViewTest : public PadTest {
  protected:
   ScrollViewTest() {
     scroll->setContentSize({300, 1000});
     scroll->addSubview(pad);
     window->addSubview(scroll);
-    scheduler.mainRunLoop().addTimer(NSTimer::create(1, [this] { log.push_back("default"); }),
-                                     RunLoopMode::Default);
-    scheduler.mainRunLoop().addTimer(NSTimer::create(1, [this] { log.push_back("common"); }),
-                                     RunLoopMode::Common);
+    for (const auto& [mode, name] :
+         {std::pair(RunLoopMode::Default, "default"), std::pair(RunLoopMode::Common, "common")}) {
+      scheduler.mainRunLoop().addTimer(NSTimer::create(1, [this, name = name] { story.tell(name); }), mode);
+    }
   }
   RunLoopMode mode() { return scheduler.mainRunLoop().currentMode(); }
 
@@ -24,40 +24,31 @@ class ScrollViewTest : public GestureFixture {
 };
 
 TEST_F(ScrollViewTest, ADragMovesTheContentsAndKeepsTheLoopTracking) {
-  down(100, 250);
-  move(100, 180);
+  after("down 100 250, move 100 180");
   EXPECT_EQ(scroll->contentOffset(), (CGPoint{0, 70}));
-  move(90, 50);
+  after("move 90 50");
   EXPECT_EQ(scroll->contentOffset(), (CGPoint{0, 200}));
   EXPECT_TRUE(scroll->isDragging());
-  scheduler.advance(2);
-  EXPECT_THAT(take(), ElementsAre("began 0", "cancelled 4", "common"));
-  up();
+  EXPECT_EQ(after("wait 2, up"), "common");
   EXPECT_FALSE(scroll->isDragging());
-  scheduler.advance(0);
-  EXPECT_THAT(take(), ElementsAre("default"));
-
+  EXPECT_EQ(after("wait 0"), "default");
   scroll->setContentOffset({50, 5000});
   EXPECT_EQ(scroll->contentOffset(), (CGPoint{0, 700}));
 }
 
 TEST_F(ScrollViewTest, TheModeIsBackWhenTheViewLeavesOrDies) {
-  down(100, 250);
-  move(100, 180);
-  EXPECT_EQ(mode(), RunLoopMode::Tracking);
-  scroll->removeFromSuperview();
-  EXPECT_EQ(mode(), RunLoopMode::Default);
-  up();
-
-  window->addSubview(scroll);
-  down(100, 250);
-  move(100, 180);
-  EXPECT_EQ(mode(), RunLoopMode::Tracking);
-  pad->removeFromSuperview();
-  scroll.reset();
-  window->subviews().back()->removeFromSuperview();
-  up();
-  EXPECT_EQ(mode(), RunLoopMode::Default);
+  for (const bool dies : {false, true}) {
+    window->addSubview(scroll);
+    after("down 100 250, move 100 180");
+    EXPECT_EQ(mode(), RunLoopMode::Tracking);
+    if (dies) {
+      pad->removeFromSuperview();
+      std::exchange(scroll, nullptr).reset();
+    }
+    window->subviews().back()->removeFromSuperview();
+    EXPECT_EQ(mode(), RunLoopMode::Default) << dies;
+    after("up");
+  }
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <stdexcept>
+#include <tuple>
 #include <vector>
 
 #include "platform/graphics/BitmapContext.h"
@@ -35,34 +37,36 @@ class CornerView : public UIView {
 }  // namespace
 
 TEST(UIViewTest, OnlyWhatIsVisibleAndTakesTouchesIsHitFrontToBack) {
-  const auto root = box(CGRectMake(100, 100, 200, 200));
-  const auto back = box(CGRectMake(0, 0, 100, 100));
-  const auto front = box(CGRectMake(50, 50, 100, 100));
+  const auto root = box(CGRectMake(100, 100, 200, 200)), back = box(CGRectMake(0, 0, 100, 100)),
+             front = box(CGRectMake(50, 50, 100, 100));
   root->addSubview(back);
   root->addSubview(front);
-  EXPECT_EQ(root->hitTest({60, 60}, nullptr), front.get());
-  root->bringSubviewToFront(*back);
-  EXPECT_EQ(root->hitTest({60, 60}, nullptr), back.get());
-  back->setHidden(true);
-  EXPECT_EQ(root->hitTest({60, 60}, nullptr), front.get());
-  front->setAlpha(0.009);
-  EXPECT_EQ(root->hitTest({60, 60}, nullptr), root.get());
-  front->setAlpha(0.01);
-  root->setBoundsOrigin({0, 40});
-  EXPECT_EQ(root->hitTest({60, 45}, nullptr), root.get());
-  EXPECT_EQ(root->hitTest({60, 60}, nullptr), front.get());
-  EXPECT_EQ(root->hitTest({60, 20}, nullptr), nullptr);
+  const std::tuple<std::function<void()>, CGPoint, UIView*> cases[] = {
+      {[] {}, {60, 60}, front.get()},
+      {[&] { root->bringSubviewToFront(*back); }, {60, 60}, back.get()},
+      {[&] { back->setHidden(true); }, {60, 60}, front.get()},
+      {[&] { front->setAlpha(0.009); }, {60, 60}, root.get()},
+      {[&] { front->setAlpha(0.01); }, {60, 60}, front.get()},
+      {[&] {
+         root->setBoundsOrigin({0, 40});
+       },
+       {60, 45},
+       root.get()},
+      {[] {}, {60, 60}, front.get()},
+      {[] {}, {60, 20}, nullptr},
+      {[&] { front->setUserInteractionEnabled(false); }, {60, 60}, root.get()}};
+  for (const auto& [change, point, hit] : cases) {
+    change();
+    EXPECT_EQ(root->hitTest(point, nullptr), hit);
+  }
   EXPECT_EQ(front->convertPointToView({1, 1}, root.get()), (CGPoint{51, 51}));
   EXPECT_EQ(front->convertPointToView({1, 1}, back.get()), (CGPoint{51, 51}));
   EXPECT_EQ(root->convertRectFromView(CGRectMake(1, 1, 2, 2), front.get()), CGRectMake(51, 51, 2, 2));
-  front->setUserInteractionEnabled(false);
-  EXPECT_EQ(root->hitTest({60, 60}, nullptr), root.get());
 }
 
 TEST(UIViewTest, AViewIsInOnePlaceAndHearsOfItsWindow) {
   auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
-  const auto a = box({});
-  const auto b = box({});
+  const auto a = box({}), b = box({});
   const auto view = std::make_shared<CornerView>();
   a->addSubview(view);
   EXPECT_TRUE(view->windows.empty());
@@ -141,18 +145,20 @@ TEST(UIViewTest, DrawsBackgroundContentsSubviewsAndBorderWithinWhatClips) {
   root->renderInContext(context);
   EXPECT_TRUE(root->drawViewHierarchyInRect(CGRectMake(110, 0, 50, 50), true, context));
   const auto image = context.makeImage();
-  EXPECT_EQ(image->colorAtPixel(0, 0), UIColor::white());
-  EXPECT_EQ(image->colorAtPixel(10, 10), UIColor::white());         // outside of the rounded corner
-  EXPECT_EQ(image->colorAtPixel(11, 30), UIColor::black());         // border
-  EXPECT_EQ(image->colorAtPixel(20, 20), UIColor::systemYellow());  // background
-  EXPECT_EQ(image->colorAtPixel(40, 40), UIColor::systemRed());     // scrolled subview
-  EXPECT_EQ(image->colorAtPixel(49, 35), UIColor::black());         // border above it
-  EXPECT_EQ(image->colorAtPixel(52, 35), UIColor::white());         // clipped
+  const std::tuple<int, int, UIColor> pixels[] = {
+      {0, 0, UIColor::white()},
+      {10, 10, UIColor::white()},               // outside of the rounded corner
+      {11, 30, UIColor::black()},               // border
+      {20, 20, UIColor::systemYellow()},        // background
+      {40, 40, UIColor::systemRed()},           // scrolled subview
+      {49, 35, UIColor::black()},               // border above it
+      {52, 35, UIColor::white()},               // clipped
+      {62, 62, UIColor::systemBlue()},          // own contents
+      {58, 58, UIColor::white()},               // which end at the bounds
+      {110 + 10, 10, UIColor::systemYellow()},  // at half the size
+      {170, 10, UIColor::clear()}};
+  for (const auto& [x, y, color] : pixels) EXPECT_EQ(image->colorAtPixel(x, y), color) << x << " " << y;
   // One layer: what is inside of the faint view does not show through itself.
   EXPECT_NEAR(image->colorAtPixel(65, 15).red, 0.5, 0.01);
   EXPECT_EQ(image->colorAtPixel(65, 15), image->colorAtPixel(85, 35));
-  EXPECT_EQ(image->colorAtPixel(62, 62), UIColor::systemBlue());
-  EXPECT_EQ(image->colorAtPixel(58, 58), UIColor::white());               // own contents end at the bounds
-  EXPECT_EQ(image->colorAtPixel(110 + 10, 10), UIColor::systemYellow());  // at half the size
-  EXPECT_EQ(image->colorAtPixel(170, 10).alpha, 0);
 }

@@ -1,40 +1,19 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
-#include <utility>
 
-#include "platform/uikit/UIApplication.h"
-#include "platform/uikit/UIControl.h"
 #include "platform/uikit/UINavigationController.h"
 #include "platform/uikit/UITabBarController.h"
-#include "platform/uikit/UIWindow.h"
+#include "tests/platform/uikit/UIKitFixture.h"
 
 namespace platform {
 
 using Style = UIViewController::ModalPresentationStyle;
 
-// What was told to whom, in short: * loads, ↗ will appear, ↑ did appear, ↘ will disappear, ↓ did disappear;
-// and what is to be done when it is told, once.
-struct Story {
-  std::string lines;
-  std::map<std::string, std::function<void()>> reactions;
-
-  void tell(const std::string& line) {
-    lines += (lines.empty() ? "" : " ") + line;
-    const auto found = reactions.find(line);
-    if (found == reactions.end()) return;
-    const auto reaction = std::move(found->second);
-    reactions.erase(found);
-    reaction();
-  }
-};
-
+// Tells in short: * loads, ↗ will appear, ↑ did appear, ↘ will disappear, ↓ did disappear.
 template <typename Base>
 class Recording : public Base {
  public:
@@ -54,40 +33,94 @@ class Recording : public Base {
   const std::string name_;
 };
 using Screen = Recording<UIViewController>;
-using Stack = Recording<UINavigationController>;
-using Tabs = Recording<UITabBarController>;
 
-// A window, controllers that tell of what they are told, and taps.
-class ViewControllerFixture : public testing::Test {
+// A window, controllers by name, which tell of what they are told, and taps.
+class ViewControllerFixture : public UIKitTest {
  protected:
-  ViewControllerFixture() {
-    UIApplication::setSharedApplication(std::make_shared<UIApplication>());
-    window = UIWindow::create(CGRectMake(0, 0, 390, 844));
+  // What is done, what is told meanwhile, and the names of all who are on screen then.
+  struct Step {
+    const char* deed;
+    const char* told;
+    const char* seen;
+  };
+  void goes(std::initializer_list<Step> steps) {
+    for (const auto& [deed, expected, onScreen] : steps) {
+      SCOPED_TRACE(deed);
+      does(deed);
+      EXPECT_EQ(told(), expected);
+      EXPECT_EQ(seen(), onScreen);
+    }
   }
 
-  template <typename Kind = Screen>
-  std::shared_ptr<Kind> make(const std::string& name, Style style = Style::FullScreen) {
-    auto controller = std::make_shared<Kind>(story, name);
-    controller->setModalPresentationStyle(style);
-    return controller;
+  // "Stack pushes B", "window hides", "tap UITabBarButton 1", "B dies".
+  void does(const std::string& deed) {
+    std::istringstream words(deed);
+    std::string subject, verb, object;
+    words >> subject >> verb >> object;
+    if (subject == "tap") return tap(verb, object.empty() ? 0 : std::stoi(object));
+    if (verb == "dies") return static_cast<void>(screens_.erase(subject));
+    const auto other = object.empty() ? nullptr : screen(object);
+    if (subject == "window") return windowDoes(verb, other);
+    const auto one = screen(subject);
+    const auto stack = std::dynamic_pointer_cast<UINavigationController>(one);
+    if (verb == "presents") one->presentViewController(other, true, [this] { story.tell("presented"); });
+    if (verb == "dismisses") one->dismissViewController(true, [this] { story.tell("dismissed"); });
+    if (verb == "pushes") stack->pushViewController(other, true);
+    if (verb == "pops") stack->popViewController(true);
+    if (verb == "unwinds") stack->popToRootViewController(true);
   }
-
-  void show(const std::shared_ptr<UIViewController>& root) {
-    window->setRootViewController(root);
-    window->makeKeyAndVisible();
+  void does(std::initializer_list<const char*> deeds) {
+    for (const char* deed : deeds) does(deed);
     told();
   }
 
-  std::string told() { return std::exchange(story.lines, {}); }
+  // Made when it is first named; stacks and tabs are called so.
+  std::shared_ptr<UIViewController> screen(const std::string& name) {
+    auto& found = screens_[name];
+    if (found) return found;
+    if (name == "Stack") return found = std::make_shared<Recording<UINavigationController>>(story, name);
+    if (name == "Tabs") return found = std::make_shared<Recording<UITabBarController>>(story, name);
+    found = std::make_shared<Screen>(story, name);
+    found->setModalPresentationStyle(Style::FullScreen);
+    return found;
+  }
+  template <typename Kind>
+  std::shared_ptr<Kind> screen(const std::string& name) {
+    return std::dynamic_pointer_cast<Kind>(screen(name));
+  }
 
-  bool isSeen(UIViewController& controller) {
-    return controller.isViewAppeared() && controller.view()->window() == window.get();
+  std::string seen() const {
+    std::string names;
+    for (const auto& [name, controller] : screens_) {
+      if (!controller->isViewAppeared() || controller->view()->window() != window.get()) continue;
+      names += (names.empty() ? "" : " ") + name;
+    }
+    return names;
+  }
+  // Whether the window shows the views of these and no others, back to front.
+  bool holds(std::initializer_list<const char*> names) {
+    UIView::Subviews views;
+    for (const char* name : names) views.push_back(screen(name)->view());
+    return window->subviews() == views;
   }
 
   // The first view of the class, depth first.
   static std::shared_ptr<UIView> find(const UIView& within, const std::string& className, int skip = 0) {
     return findFrom(within, className, skip);
   }
+  void tap(const std::string& className, int skip) {
+    const auto control = std::dynamic_pointer_cast<UIControl>(find(*window, className, skip));
+    ASSERT_TRUE(control) << className;
+    control->sendActionsForControlEvents(UIControlEvents::TouchUpInside);
+  }
+  std::string textOf(const std::string& className) {
+    const auto view = find(*window, className);
+    return view ? view->accessibilityLabel().value_or("").str() : "none";
+  }
+
+  std::shared_ptr<UIWindow> window = UIWindow::create(CGRectMake(0, 0, 390, 844));
+
+ private:
   static std::shared_ptr<UIView> findFrom(const UIView& within, const std::string& className, int& skip) {
     for (const auto& view : within.subviews()) {
       if (view->isa().name() == className && skip-- == 0) return view;
@@ -95,18 +128,13 @@ class ViewControllerFixture : public testing::Test {
     }
     return nullptr;
   }
-  void tap(const std::string& className, int skip = 0) {
-    const auto control = std::dynamic_pointer_cast<UIControl>(find(*window, className, skip));
-    ASSERT_TRUE(control) << className;
-    control->sendActionsForControlEvents(UIControlEvents::TouchUpInside);
-  }
-  std::string textOf(const std::string& className, int skip = 0) {
-    const auto view = find(*window, className, skip);
-    return view ? view->accessibilityLabel().value_or("").str() : "none";
+  void windowDoes(const std::string& verb, const std::shared_ptr<UIViewController>& root) {
+    if (verb == "takes" || verb == "shows") window->setRootViewController(root);
+    if (verb == "shows") window->makeKeyAndVisible();
+    if (verb == "hides" || verb == "returns") window->setHidden(verb == "hides");
   }
 
-  Story story;
-  std::shared_ptr<UIWindow> window;
+  std::map<std::string, std::shared_ptr<UIViewController>> screens_;
 };
 
 }  // namespace platform

@@ -8,85 +8,54 @@ using testing::IsEmpty;
 using ViewControllerTest = ViewControllerFixture;
 
 TEST_F(ViewControllerTest, ARootAppearsAndDisappearsWithItsWindow) {
-  auto a = make("A"), b = make("B");
-  window->setRootViewController(a);
-  EXPECT_EQ(told(), "");
-  window->makeKeyAndVisible();
-  EXPECT_EQ(told(), "A* A↗ A↑");
-  window->setHidden(true);
-  EXPECT_EQ(told(), "A↘ A↓");
-  window->setHidden(false);
-  told();
-  window->setRootViewController(b);
-  EXPECT_FALSE(a->isViewAppeared());
-  EXPECT_FALSE(a->view()->window());
-  EXPECT_TRUE(isSeen(*b));
+  goes({{"window takes A", "", ""},
+        {"window shows A", "A* A↗ A↑", "A"},
+        {"window hides", "A↘ A↓", ""},
+        {"window returns", "A↗ A↑", "A"},
+        {"window takes B", "A↘ A↓ B* B↗ B↑", "B"}});
+  EXPECT_TRUE(holds({"B"}));
 }
 
 TEST_F(ViewControllerTest, PushAndPop) {
-  auto stack = make<Stack>("Stack");
-  auto a = make("A"), b = make("B"), c = make("C");
-  stack->pushViewController(a, false);
-  window->setRootViewController(stack);
-  window->makeKeyAndVisible();
-  EXPECT_EQ(told(), "A* Stack* Stack↗ A↗ A↑ Stack↑");
-
-  stack->pushViewController(b, true);
-  EXPECT_EQ(told(), "B* A↘ B↗ A↓ B↑");
-  EXPECT_TRUE(isSeen(*b));
-  EXPECT_FALSE(a->view()->superview());
+  goes({{"Stack pushes A", "", ""},
+        {"window shows Stack", "A* Stack* Stack↗ A↗ A↑ Stack↑", "A Stack"},
+        {"Stack pushes B", "B* A↘ B↗ A↓ B↑", "B Stack"}});
+  EXPECT_FALSE(screen("A")->view()->superview());
   EXPECT_EQ(textOf("_UIButtonBarButton"), "A");
-
+  const auto stack = screen<UINavigationController>("Stack");
   story.reactions["B↘"] = [&] {
-    EXPECT_EQ(stack->topViewController(), a);
-    EXPECT_EQ(b->navigationController(), stack.get());
+    EXPECT_EQ(stack->topViewController(), screen("A"));
+    EXPECT_EQ(screen("B")->navigationController(), stack.get());
   };
-  tap("_UIButtonBarButton");
-  EXPECT_EQ(told(), "B↘ A↗ B↓ A↑");
-  EXPECT_FALSE(b->parentViewController());
+  goes({{"tap _UIButtonBarButton", "B↘ A↗ B↓ A↑", "A Stack"}});
+  EXPECT_FALSE(screen("B")->parentViewController());
   EXPECT_EQ(textOf("_UIButtonBarButton"), "none");
-  EXPECT_FALSE(stack->popViewController(true));
-
-  stack->pushViewController(b, false);
-  stack->pushViewController(c, false);
-  stack->pushViewController(a, false);  // refused
-  told();
-  stack->popToRootViewController(true);
-  EXPECT_EQ(told(), "C↘ A↗ C↓ A↑");
-  EXPECT_THAT(stack->viewControllers(), ElementsAre(a));
+  goes({{"Stack pops", "", "A Stack"},
+        {"Stack pushes B", "A↘ B↗ A↓ B↑", "B Stack"},
+        {"Stack pushes C", "C* B↘ C↗ B↓ C↑", "C Stack"},
+        {"Stack pushes A", "", "C Stack"},
+        {"Stack unwinds", "C↘ A↗ C↓ A↑", "A Stack"}});
+  EXPECT_THAT(stack->viewControllers(), ElementsAre(screen("A")));
 }
 
 TEST_F(ViewControllerTest, TabsChangeByTaps) {
-  auto tabs = make<Tabs>("Tabs");
-  auto stack = make<Stack>("Stack");
-  auto a = make("A"), b = make("B"), c = make("C");
-  stack->pushViewController(a, false);
-  tabs->setViewControllers({stack, b});
-  show(tabs);
-  EXPECT_TRUE(isSeen(*a));
-
-  tap("UITabBarButton", 1);
-  EXPECT_EQ(told(), "B* B↗ Stack↘ A↘ A↓ Stack↓ B↑");
-  stack->pushViewController(c, true);
-  EXPECT_EQ(told(), "C*") << "covered: nobody appears";
-  tap("UITabBarButton", 0);
-  EXPECT_EQ(told(), "Stack↗ C↗ B↘ B↓ C↑ Stack↑");
-  tap("UITabBarButton", 0);
-  EXPECT_EQ(stack->topViewController(), a) << "a second tap goes to the root";
-  EXPECT_TRUE(isSeen(*a));
-  told();
-  tabs->setViewControllers({b, a});  // out of its stack
-  EXPECT_EQ(a->parentViewController(), tabs.get());
-  EXPECT_TRUE(isSeen(*b));
-  EXPECT_FALSE(stack->isViewAppeared());
-  EXPECT_FALSE(a->isViewAppeared());
+  const auto tabs = screen<UITabBarController>("Tabs");
+  tabs->setViewControllers({screen("Stack"), screen("B")});
+  does({"Stack pushes A", "window shows Tabs"});
+  goes({{"tap UITabBarButton 1", "B* B↗ Stack↘ A↘ A↓ Stack↓ B↑", "B Tabs"},
+        {"Stack pushes C", "C*", "B Tabs"},  // covered: nobody appears
+        {"tap UITabBarButton 0", "Stack↗ C↗ B↘ B↓ C↑ Stack↑", "C Stack Tabs"},
+        {"tap UITabBarButton 0", "C↘ A↗ C↓ A↑", "A Stack Tabs"}});  // to the root
+  tabs->setViewControllers({screen("B"), screen("A")});             // out of its stack
+  EXPECT_EQ(screen("A")->parentViewController(), tabs.get());
+  EXPECT_EQ(seen(), "B Tabs");
   tabs->setSelectedIndex(2);
   EXPECT_EQ(tabs->selectedIndex(), 0u);
 }
 
 TEST_F(ViewControllerTest, AnAppsOwnContainerAndUnbalancedCalls) {
-  auto outer = make("Outer"), inner = make("Inner");
-  show(outer);
+  const auto outer = screen("Outer"), inner = screen("Inner");
+  does({"window shows Outer"});
   outer->addChildViewController(inner);
   inner->beginAppearanceTransition(true, false);
   inner->beginAppearanceTransition(true, false);
@@ -96,12 +65,10 @@ TEST_F(ViewControllerTest, AnAppsOwnContainerAndUnbalancedCalls) {
   inner->beginAppearanceTransition(true, false);
   inner->endAppearanceTransition();
   EXPECT_EQ(told(), "Inner* Inner↗ Inner↑");
-  window->setHidden(true);
-  EXPECT_EQ(told(), "Outer↘ Inner↘ Inner↓ Outer↓");
+  goes({{"window hides", "Outer↘ Inner↘ Inner↓ Outer↓", ""}});
   inner->beginAppearanceTransition(true, false);
   EXPECT_EQ(told(), "") << "its container is not on screen";
-  window->setHidden(false);
-  told();
+  does({"window returns"});
   inner->beginAppearanceTransition(false, false);
   inner->beginAppearanceTransition(true, false);  // turned back half way
   inner->endAppearanceTransition();
@@ -112,93 +79,81 @@ TEST_F(ViewControllerTest, AnAppsOwnContainerAndUnbalancedCalls) {
 }
 
 TEST_F(ViewControllerTest, NavigationFromWithinTheCalls) {
-  auto stack = make<Stack>("Stack");
-  auto a = make("A"), b = make("B"), c = make("C");
-  stack->pushViewController(a, false);
-  story.reactions["A↗"] = [&] { stack->pushViewController(b, false); };
-  window->setRootViewController(stack);
-  window->makeKeyAndVisible();
-  EXPECT_EQ(told(), "A* Stack* Stack↗ A↗ B* A↘ B↗ A↓ B↑ Stack↑");
-  story.reactions["C↑"] = [&] { stack->popViewController(false); };
-  stack->pushViewController(c, false);
-  EXPECT_EQ(told(), "C* B↘ C↗ B↓ C↑ C↘ B↗ C↓ B↑");
-  EXPECT_TRUE(isSeen(*b));
+  does("Stack pushes A");
+  story.reactions["A↗"] = [&] { does("Stack pushes B"); };
+  story.reactions["C↑"] = [&] { does("Stack pops"); };
+  goes({{"window shows Stack", "A* Stack* Stack↗ A↗ B* A↘ B↗ A↓ B↑ Stack↑", "B Stack"},
+        {"Stack pushes C", "C* B↘ C↗ B↓ C↑ C↘ B↗ C↓ B↑", "B Stack"}});
 }
 
 TEST_F(ViewControllerTest, DeathsLeaveNothingDangling) {
-  auto stack = make<Stack>("Stack");
-  auto a = make("A"), b = make("B"), c = make("C");
-  stack->pushViewController(a, false);
-  show(stack);
-  std::weak_ptr<UIViewController> seen = b;
+  does({"Stack pushes A", "window shows Stack"});
+  auto b = std::make_shared<Screen>(story, "B");
+  const std::weak_ptr<UIViewController> dying = b;
+  const auto c = screen("C");
   story.reactions["B↑"] = [&] {
     b = nullptr;
-    stack->popViewController(false);
+    does("Stack pops");
   };
-  stack->pushViewController(b, false);
-  EXPECT_TRUE(seen.expired());
-  a->presentViewController(c, false);
-  const auto orphanedView = a->view();
-  a = nullptr;
-  window->setRootViewController(nullptr);
-  stack = nullptr;
+  screen<UINavigationController>("Stack")->pushViewController(b, false);
+  EXPECT_TRUE(dying.expired());
+  const auto orphanedView = screen("A")->view();
+  does({"A presents C", "A dies", "window takes", "Stack dies"});
   EXPECT_FALSE(orphanedView->viewController());
   EXPECT_FALSE(c->presentingViewController());
   EXPECT_THAT(window->subviews(), IsEmpty());
 
-  auto parent = make("Parent");
-  parent->addChildViewController(c);
-  parent = nullptr;
+  screen("Parent")->addChildViewController(c);
+  does("Parent dies");
   EXPECT_FALSE(c->parentViewController());
+}
 
-  show(c);
-  story.reactions["C↓"] = [&] { c = nullptr; };
-  story.reactions["C↘"] = [&] { window->setRootViewController(nullptr); };
-  window->setHidden(true);
-  EXPECT_FALSE(c);
+TEST_F(ViewControllerTest, ARootMayDieInItsOwnCalls) {
+  std::weak_ptr<UIViewController> root = screen("C");
+  does({"window shows C"});
+  story.reactions["C↓"] = [&] { does("C dies"); };
+  story.reactions["C↘"] = [&] { does("window takes"); };
+  does("window hides");
+  EXPECT_TRUE(root.expired());
 }
 
 TEST_F(ViewControllerTest, TheResponderChain) {
-  auto stack = make<Stack>("Stack");
-  auto a = make("A"), b = make("B");
-  stack->pushViewController(a, false);
-  show(stack);
-  EXPECT_EQ(a->view()->nextResponder(), a.get());
-  EXPECT_EQ(a->nextResponder(), stack->view().get());
-  EXPECT_EQ(stack->view()->nextResponder(), stack.get());
-  EXPECT_EQ(stack->nextResponder(), window.get());
-  a->presentViewController(b, false);
+  does({"Stack pushes A", "window shows Stack"});
+  const auto stack = screen("Stack"), a = screen("A"), b = screen("B");
+  std::vector<UIResponder*> chain;
+  for (UIResponder* next = a->view().get(); next != window.get(); next = next->nextResponder()) {
+    chain.push_back(next);
+  }
+  EXPECT_THAT(chain, ElementsAre(a->view().get(), a.get(), stack->view().get(), stack.get()));
+  does("A presents B");
   EXPECT_EQ(b->nextResponder(), window.get());
   b->view()->removeFromSuperview();
   EXPECT_EQ(b->nextResponder(), stack.get());
 }
 
 TEST_F(ViewControllerTest, BarsFollowTitlesAndContentsFollowTheWindow) {
-  auto tabs = make<Tabs>("Tabs");
-  auto stack = make<Stack>("Stack");
-  auto a = make("A"), b = make("B");
-  stack->pushViewController(a, false);
-  stack->pushViewController(b, false);
-  tabs->setViewControllers({stack});
-  show(tabs);
-  a->setTitle("First");
+  screen<UITabBarController>("Tabs")->setViewControllers({screen("Stack")});
+  does({"Stack pushes A", "Stack pushes B", "window shows Tabs"});
+  const auto b = screen("B");
+  screen("A")->setTitle("First");
   b->navigationItem()->setTitle("Second");
-  stack->tabBarItem()->setTitle("Shop");
+  screen("Stack")->tabBarItem()->setTitle("Shop");
   EXPECT_EQ(b->title(), "B");
   EXPECT_EQ(textOf("_UIButtonBarButton"), "First");
   EXPECT_EQ(find(*find(*window, "UINavigationBar"), "UILabel")->accessibilityLabel(), "Second");
   EXPECT_EQ(textOf("UITabBarButton"), "Shop");
 
+  const auto resized = [&](double width, double height) {
+    window->setFrame(CGRectMake(0, 0, width, height));
+    window->layoutIfNeeded();
+    return b->view()->frame();
+  };
   EXPECT_EQ(b->view()->frame(), CGRectMake(0, 91, 390, 844 - 91 - 83));
-  window->setFrame(CGRectMake(0, 0, 844, 390));
-  window->layoutIfNeeded();
-  EXPECT_EQ(b->view()->frame(), CGRectMake(0, 91, 844, 390 - 91 - 83));
-  auto modal = make("Modal");
-  b->presentViewController(modal, false);
-  window->setFrame(CGRectMake(0, 0, 390, 844));
-  window->layoutIfNeeded();
-  EXPECT_EQ(modal->view()->frame(), window->bounds());
-  b->dismissViewController(false);
+  EXPECT_EQ(resized(844, 390), CGRectMake(0, 91, 844, 390 - 91 - 83));
+  does("B presents Modal");
+  resized(390, 844);
+  EXPECT_EQ(screen("Modal")->view()->frame(), window->bounds());
+  does("B dismisses");
   EXPECT_EQ(b->view()->frame(), CGRectMake(0, 91, 390, 844 - 91 - 83));
 }
 
