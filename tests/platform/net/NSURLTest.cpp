@@ -62,21 +62,23 @@ TEST(NSURLTest, RefusesWhatIsNoURL) {
 }
 
 TEST(NSURLTest, ResolvesAgainstABase) {
-  EXPECT_EQ(resolved("h?a=1&b=ios", "https://host"), "https://host/h?a=1&b=ios");
-  EXPECT_EQ(resolved("api/x", "https://host:8443/base/index?q"), "https://host:8443/base/api/x");
-  EXPECT_EQ(resolved("api/x", "https://host/base/"), "https://host/base/api/x");
-  EXPECT_EQ(resolved("h?t=é b&k=%2520&u=a:b//c", "https://host"),
-            "https://host/h?t=%C3%A9%20b&k=%2520&u=a:b//c");
-  EXPECT_EQ(resolved("../x/./y", "http://h/a/b/c"), "http://h/a/x/y");
-  EXPECT_EQ(resolved("../../../x/..", "http://h/a/b"), "http://h/");
-  EXPECT_EQ(resolved("?z=1", "http://h/a/b?y"), "http://h/a/b?z=1");
-  EXPECT_EQ(resolved("#f", "http://h/a?y"), "http://h/a?y#f");
-  EXPECT_EQ(resolved("", "http://h/a?y#f"), "http://h/a?y");
-  EXPECT_EQ(resolved("/x", "http://h/a/b"), "http://h/x");
-  EXPECT_EQ(resolved("//other/x", "http://h/a/b"), "http://other/x");
-  EXPECT_EQ(resolved("///x", "http://h/a/b"), "(none)");
-  EXPECT_EQ(resolved("ftp://other/x", "http://h/a/b"), "ftp://other/x");
-  EXPECT_EQ(resolved("next", "kova-12345://1/launch-ev"), "kova-12345://1/next");
+  const struct {
+    const char *text, *base, *whole;
+  } cases[] = {{"h?a=1&b=ios", "https://host", "https://host/h?a=1&b=ios"},
+               {"api/x", "https://host:8443/base/index?q", "https://host:8443/base/api/x"},
+               {"api/x", "https://host/base/", "https://host/base/api/x"},
+               {"h?t=é b&k=%2520&u=a:b//c", "https://host", "https://host/h?t=%C3%A9%20b&k=%2520&u=a:b//c"},
+               {"../x/./y", "http://h/a/b/c", "http://h/a/x/y"},
+               {"../../../x/..", "http://h/a/b", "http://h/"},
+               {"?z=1", "http://h/a/b?y", "http://h/a/b?z=1"},
+               {"#f", "http://h/a?y", "http://h/a?y#f"},
+               {"", "http://h/a?y#f", "http://h/a?y"},
+               {"/x", "http://h/a/b", "http://h/x"},
+               {"//other/x", "http://h/a/b", "http://other/x"},
+               {"///x", "http://h/a/b", "(none)"},
+               {"ftp://other/x", "http://h/a/b", "ftp://other/x"},
+               {"next", "kova-12345://1/launch-ev", "kova-12345://1/next"}};
+  for (const auto& [text, base, whole] : cases) EXPECT_EQ(resolved(text, base), whole) << base;
 }
 
 TEST(NSURLTest, KeepsALongPixelURL) {

@@ -13,60 +13,42 @@ namespace {
 using namespace platform;
 using WebSocketEndTest = WebSocketFixture;
 
-TEST_F(WebSocketEndTest, TellsHowAnUpgradeFailed) {
-  const std::string endlessBody = "HTTP/1.1 403 No\r\nX-Why: closed\r\nContent-Length: 100\r\n\r\nbecause";
-  struct Case {
-    const char* name;
-    WebSocketServer::Script script;
-    int code;
-    int status;
+// What a peer does with these bytes in place of an answer to the request.
+WebSocketServer::Script answers(std::string bytes, void (Peer::*then)() = nullptr) {
+  return [=](Peer& peer) {
+    peer.readRequest();
+    peer.write(bytes);
+    if (then) (peer.*then)();
   };
-  const Case cases[] = {
-      {"403", [](Peer& peer) { peer.refuse(403); }, -1011, 403},
-      {"302",
-       [](Peer& peer) {
+}
+
+TEST_F(WebSocketEndTest, TellsHowAnUpgradeFailed) {
+  const struct {
+    WebSocketServer::Script script;
+    int code, status;
+  } cases[] = {
+      {[](Peer& peer) { peer.refuse(403); }, -1011, 403},
+      {[](Peer& peer) {
          peer.refuse(302, {{"Location", "/elsewhere"}});
        },
        -1011, 302},
-      {"200", [](Peer& peer) { peer.refuse(200); }, -1011, 200},
-      {"body held back",
-       [&](Peer& peer) {
-         peer.readRequest();
-         peer.write(endlessBody);
-         peer.waitForEnd();
-       },
-       -1011, 403},
-      {"wrong key", [](Peer& peer) { peer.acceptWith("bm90IHRoZSBrZXkgb2YgaXQ="); }, -1011, 101},
-      {"not HTTP",
-       [](Peer& peer) {
-         peer.readRequest();
-         peer.write("220 mail.example.com ESMTP\r\n\r\n");
-       },
-       -1011, 0},
-      {"nothing", [](Peer& peer) { peer.readRequest(); }, -1005, 0},
-      {"half a head",
-       [](Peer& peer) {
-         peer.readRequest();
-         peer.write("HTTP/1.1 101 Swi");
-       },
-       -1005, 0},
-      {"reset",
-       [](Peer& peer) {
-         peer.readRequest();
-         peer.reset();
-       },
-       -1005, 0},
-  };
-  for (const Case& refusal : cases) {
-    SCOPED_TRACE(refusal.name);
-    WebSocketServer server(refusal.script);
+      {[](Peer& peer) { peer.refuse(200); }, -1011, 200},
+      {answers("HTTP/1.1 403 No\r\nContent-Length: 100\r\n\r\nbecause", &Peer::waitForEnd), -1011, 403},
+      {[](Peer& peer) { peer.acceptWith("bm90IHRoZSBrZXkgb2YgaXQ="); }, -1011, 101},
+      {answers("220 mail.example.com ESMTP\r\n\r\n"), -1011, 0},
+      {answers(""), -1005, 0},
+      {answers("HTTP/1.1 101 Swi"), -1005, 0},
+      {answers("", &Peer::reset), -1005, 0}};
+  for (const auto& [script, code, status] : cases) {
+    SCOPED_TRACE(&script - &cases[0].script);
+    WebSocketServer server(script);
     Socket socket(session, request(server.url()));
     std::future<int> sent = socket.sends(Message::withString("never"));
     socket.task->resume();
     const Received received = socket.receive();
-    EXPECT_EQ(received.code(), refusal.code);
-    EXPECT_EQ(socket.status(), refusal.status);
-    EXPECT_EQ(resultOf(std::move(sent)), refusal.code);
+    EXPECT_EQ(received.code(), code);
+    EXPECT_EQ(socket.status(), status);
+    EXPECT_EQ(resultOf(std::move(sent)), code);
     EXPECT_EQ(received.error->domain(), "NSURLErrorDomain");
     EXPECT_EQ(socket.task->state(), State::completed);
     EXPECT_TRUE(server.waitForOpenConnections(0));
@@ -78,69 +60,64 @@ TEST_F(WebSocketEndTest, CannotConnect) {
   NetworkReachability::installFlagSource(
       [](const NetworkReachability::Target&) { return kNetworkReachabilityFlagsReachable; });
   const DeadPort port(DeadPort::Kind::refuses);
-  EXPECT_EQ(open(port.url("ws")).receive().code(), -1004);
-  EXPECT_EQ(open("ws://" + std::string(64, 'a') + "/").receive().code(), -1003);
-  EXPECT_EQ(open("http://127.0.0.1/").receive().code(), -1002);
-  EXPECT_EQ(open("ws:///path").receive().code(), -1000);
-  EXPECT_EQ(open("ws://127.0.0.1%0d%0aX-Smuggled/").receive().code(), -1000);
+  for (const auto& [url, code] : {std::pair(port.url("ws"), -1004),
+                                  {"ws://" + std::string(64, 'a') + "/", -1003},
+                                  {"http://127.0.0.1/", -1002},
+                                  {"ws:///path", -1000},
+                                  {"ws://127.0.0.1%0d%0aX-Smuggled/", -1000}}) {
+    EXPECT_EQ(open(url).receive().code(), code) << url;
+  }
 }
 
 TEST_F(WebSocketEndTest, TellsHowAnOpenSocketEnded) {
   const std::string hello = WebSocketServer::frame(Opcode::text, "hello");
-  struct Case {
-    const char* name;
+  const auto writes = [](std::string bytes) { return [=](Peer& peer) { peer.write(bytes); }; };
+  const auto tooLongInParts = [](Peer& peer) {
+    peer.send(Opcode::binary, std::string(48u << 20, 'x'), Part::more);
+    peer.send(Opcode::continuation, std::string((16u << 20) + 1, 'x'));
+  };
+  const struct {
     std::function<void(Peer&)> ending;
     int code;
-    int closeCode;
-    std::optional<std::string> closeReason;
-    // Of the client's own close frame; 0 when it need not send one.
-    int answer;
-  };
-  const Case cases[] = {
-      {"closed", [](Peer& peer) { peer.close(4001, "go away"); }, -1005, 4001, "go away", 4001},
-      {"closed without a reason", [](Peer& peer) { peer.close(1000); }, -1005, 1000, "", 1000},
-      {"closed without a code", [](Peer& peer) { peer.send(Opcode::close, ""); }, -1005, 1005, "", 1000},
-      {"TCP ended", [](Peer&) {}, -1005, 0, std::nullopt, 0},
-      {"reset", [](Peer& peer) { peer.reset(); }, -1005, 0, std::nullopt, 0},
-      {"in mid-frame", [&](Peer& peer) { peer.write(hello.substr(0, 4)); }, -1005, 0, std::nullopt, 0},
-      {"no UTF-8", [](Peer& peer) { peer.sendText("a\xc3("); }, -1016, 0, std::nullopt, 1007},
-      {"half a character", [](Peer& peer) { peer.sendText("a\xc3"); }, -1016, 0, std::nullopt, 1007},
-      {"unknown opcode", [](Peer& peer) { peer.write("\x83\x01x"); }, -1011, 0, std::nullopt, 1002},
-      {"masked", [](Peer& peer) { peer.write("\x81\x81mmmmx"); }, -1011, 0, std::nullopt, 1002},
-      {"compressed", [](Peer& peer) { peer.write("\xc1\x01x"); }, -1011, 0, std::nullopt, 1002},
-      {"endless", [](Peer& peer) { peer.write("\x82\x7f\x7f\xff\xff\xff\xff\xff\xff\xff"); }, -1103, 0,
-       std::nullopt, 1009},
-      {"too long in parts",
-       [](Peer& peer) {
-         peer.send(Opcode::binary, std::string(48u << 20, 'x'), Part::more);
-         peer.send(Opcode::continuation, std::string((16u << 20) + 1, 'x'));
-       },
-       -1103, 0, std::nullopt, 0},
-  };
-  for (const Case& end : cases) {
-    SCOPED_TRACE(end.name);
+    int answer;  // of the client's own close frame; 0 when it need not send one
+    int closeCode = 0;
+    std::optional<std::string> closeReason = std::nullopt;
+  } cases[] = {{[](Peer& peer) { peer.close(4001, "go away"); }, -1005, 4001, 4001, "go away"},
+               {[](Peer& peer) { peer.close(1000); }, -1005, 1000, 1000, ""},
+               {[](Peer& peer) { peer.send(Opcode::close, ""); }, -1005, 1000, 1005, ""},
+               {[](Peer&) {}, -1005, 0},
+               {&Peer::reset, -1005, 0},
+               {writes(hello.substr(0, 4)), -1005, 0},
+               {[](Peer& peer) { peer.sendText("a\xc3("); }, -1016, 1007},
+               {[](Peer& peer) { peer.sendText("a\xc3"); }, -1016, 1007},
+               {writes("\x83\x01x"), -1011, 1002},      // an unknown opcode
+               {writes("\x81\x81mmmmx"), -1011, 1002},  // masked
+               {writes("\xc1\x01x"), -1011, 1002},      // compressed
+               {writes("\x82\x7f\x7f\xff\xff\xff\xff\xff\xff\xff"), -1103, 1009},
+               {tooLongInParts, -1103, 0}};
+  for (const auto& [ending, code, answer, closeCode, closeReason] : cases) {
+    SCOPED_TRACE(&ending - &cases[0].ending);
     std::promise<int> answered;
-    WebSocketServer server([&](Peer& peer) {
+    WebSocketServer server([&, ending = ending, answer = answer](Peer& peer) {
       peer.accept();
       peer.write(hello);
-      end.ending(peer);
-      const auto answer = end.answer != 0 ? peer.receive() : std::nullopt;
-      answered.set_value(answer ? answer->closeCode() : 0);
+      ending(peer);
+      const auto frame = answer != 0 ? peer.receive() : std::nullopt;
+      answered.set_value(frame ? frame->closeCode() : 0);
     });
     Socket socket = open(server.url());
-    std::future<Received> first = socket.asksForMessage();
-    std::future<Received> second = socket.asksForMessage();
-    std::future<Received> third = socket.asksForMessage();
+    std::future<Received> first = socket.asksForMessage(), second = socket.asksForMessage(),
+                          third = socket.asksForMessage();
     EXPECT_EQ(resultOf(std::move(first)).bytes(), "hello");
-    EXPECT_EQ(resultOf(std::move(second)).code(), end.code);
-    EXPECT_EQ(resultOf(std::move(third)).code(), end.code);
-    EXPECT_EQ(socket.task->closeCode(), end.closeCode);
-    EXPECT_EQ(socket.task->closeReason(), end.closeReason);
-    EXPECT_EQ(resultOf(answered.get_future()), end.answer);
+    EXPECT_EQ(resultOf(std::move(second)).code(), code);
+    EXPECT_EQ(resultOf(std::move(third)).code(), code);
+    EXPECT_EQ(socket.task->closeCode(), closeCode);
+    EXPECT_EQ(socket.task->closeReason(), closeReason);
+    EXPECT_EQ(resultOf(answered.get_future()), answer);
     // What is asked of it afterwards is answered in the same way, and a cancellation comes too late.
     socket.task->cancel();
-    EXPECT_EQ(socket.receive().code(), end.code);
-    EXPECT_EQ(socket.sendText("x"), end.code);
+    EXPECT_EQ(socket.receive().code(), code);
+    EXPECT_EQ(socket.sendText("x"), code);
     EXPECT_EQ(socket.task->state(), State::completed);
   }
 }
