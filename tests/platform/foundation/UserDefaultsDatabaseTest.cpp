@@ -1,6 +1,7 @@
 #include "platform/foundation/internal/UserDefaultsDatabase.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/file.h>
 
 #include <chrono>
@@ -12,13 +13,21 @@
 namespace platform {
 namespace {
 
+using testing::HasSubstr;
+
 const std::string kLarge(300'000, 'x');
 
 class DamagedUserDefaultsTest : public UserDefaultsTest {
  protected:
-  void fillAndClose() {
-    open()->setObject("small", "small");
-    open()->setObject(kLarge, "large");
+  void renew(bool isFilled) {
+    std::filesystem::remove_all(preferences);
+    std::filesystem::create_directories(preferences);
+    lines.clear();
+    if (isFilled) open()->setObjects({{"small", "small"}, {"large", kLarge}});
+  }
+  void setAndReopen() {
+    open()->setObject("after", "key");
+    EXPECT_EQ(open()->stringForKey("key"), "after");
   }
   void overwrite(std::streamoff at, std::size_t length) {
     std::fstream file(path(), std::ios::in | std::ios::out | std::ios::binary);
@@ -36,86 +45,48 @@ class DamagedUserDefaultsTest : public UserDefaultsTest {
 };
 
 TEST_F(DamagedUserDefaultsTest, IsMovedAsideAndReplaced) {
+  const auto cutTo = [&](std::size_t size) { std::filesystem::resize_file(path(), size); };
   const struct {
     const char* name;
-    std::function<void()> make;
+    bool isFilled;
+    std::function<void()> damage;
     const char* keyThatShowsIt;
     const char* fault;
     std::size_t filesAside;  // with the log and its index, where there were such
   } cases[] = {
       // First, because a child is forked before this process has opened a database.
-      {"cut to nothing, with the log of a process that was killed",
-       [&] {
-         Child([&] {
-           fillAndClose();
-           const auto defaults = open();
-           defaults->setObject("in the log", "small");
-           raise(SIGKILL);
-         }).wait();
-         std::filesystem::resize_file(path(), 0);
-       },
-       "small", "is damaged", 3},
-      {"no database", [&] { NSFileManager().createFile(path(), std::string(10'000, 'q')); }, "small",
-       "is damaged", 1},
-      {"cut in half",
-       [&] {
-         fillAndClose();
-         std::filesystem::resize_file(path(), std::filesystem::file_size(path()) / 2);
-       },
-       "small", "is damaged", 3},
-      {"the table's root page, below a sound header",
-       [&] {
-         fillAndClose();
-         overwrite(4096, 4096);
-       },
-       "large", "is damaged", 3},
-      {"a table of another's",
-       [&] {
-         fillAndClose();
-         replaceInFile("value TEXT", "other TEXT");
-       },
-       "small", "is another's", 3},
-      {"a directory", [&] { std::filesystem::create_directories(path() + "/within"); }, "small",
-       "is another's", 1},
-  };
-  for (const auto& [name, make, key, fault, filesAsideCount] : cases) {
+      {"log without database", false, [&] { storeAndDie(), cutTo(0); }, "before", "is damaged", 3},
+      {"no database", false, [&] { NSFileManager().createFile(path(), kLarge); }, "small", "is damaged", 1},
+      {"half", true, [&] { cutTo(std::filesystem::file_size(path()) / 2); }, "small", "is damaged", 3},
+      {"root page below a sound header", true, [&] { overwrite(4096, 4096); }, "large", "is damaged", 3},
+      {"table", true, [&] { replaceInFile("value TEXT", "other TEXT"); }, "small", "is another's", 3},
+      {"directory", false, [&] { std::filesystem::create_directories(path() + "/within"); }, "small",
+       "is another's", 1}};
+  for (const auto& [name, isFilled, damage, key, fault, filesAsideCount] : cases) {
     SCOPED_TRACE(name);
-    std::filesystem::remove_all(preferences);
-    std::filesystem::create_directories(preferences);
-    lines.clear();
-    make();
-    {
-      const auto defaults = open();
-      EXPECT_FALSE(defaults->objectForKey(key));
-      defaults->setObject("after", "key");
-      EXPECT_EQ(defaults->stringForKey("key"), "after");
-    }
-    EXPECT_EQ(open()->stringForKey("key"), "after");
+    renew(isFilled);
+    damage();
+    EXPECT_FALSE(open()->objectForKey(key));
+    setAndReopen();
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find(std::string(" ") + fault + ". It was moved to " + path() + ".corrupt-"),
-              std::string::npos)
-        << lines[0];
+    EXPECT_THAT(lines[0], HasSubstr(std::string(" ") + fault + ". It was moved to " + path() + ".corrupt-"));
     EXPECT_EQ(filesAside().size(), filesAsideCount);
   }
 }
 
 TEST_F(DamagedUserDefaultsTest, ASetFindsItTooAndAForeignDatabaseIsTakenOver) {
-  fillAndClose();
+  renew(true);
   overwrite(4096, 4096);
-  open()->setObject("after", "key");
-  EXPECT_EQ(open()->stringForKey("key"), "after");
+  setAndReopen();
   EXPECT_EQ(lines.size(), 1u);
-
-  std::filesystem::remove_all(preferences);
-  fillAndClose();
+  renew(true);
   replaceInFile("defaults", "anothers");  // without our table: taken over as it is
-  open()->setObject("after", "key");
-  EXPECT_EQ(open()->stringForKey("key"), "after");
-  EXPECT_EQ(lines.size(), 1u);
+  setAndReopen();
+  EXPECT_EQ(lines.size(), 0u);
 }
 
 TEST_F(DamagedUserDefaultsTest, ProcessesThatFindTheDamageTogetherReplaceItOnce) {
-  fillAndClose();
+  renew(true);
   overwrite(0, 200);
   Pipe start;
   std::vector<std::unique_ptr<Child>> children;
@@ -251,24 +222,19 @@ TEST_F(UserDefaultsTest, WhatIsSetTogetherIsStoredTogether) {
 }
 
 TEST_F(UserDefaultsTest, ADiskThatIsFullFromTheStart) {
-  const auto defaults = open();
+  auto defaults = open();
   {
     const auto disk = ResourceLimit::fileSize(1);
-    defaults->setObject("value", "key");
-    defaults->setObject("value", "other");
+    for (const char* key : {"key", "other"}) defaults->setObject("value", key);
     EXPECT_EQ(defaults->stringForKey("key"), "value");
     EXPECT_FALSE(defaults->objectForKey("missing"));
-    EXPECT_EQ(lines.size(), 1u);
   }
   defaults->setObject("with room", "third");
   for (const char* key : {"key", "other"}) EXPECT_EQ(stored(key), "\"value\"");
   EXPECT_EQ(lines.size(), 1u);
-}
-
-TEST_F(UserDefaultsTest, ADiskThatIsFullAtTheNextStart) {
-  open()->setObject("stored", "key");
+  defaults.reset();
   const auto disk = ResourceLimit::fileSize(1);
-  EXPECT_EQ(open()->stringForKey("key"), "stored");
+  EXPECT_EQ(open()->stringForKey("key"), "value") << "full at the next start";
 }
 
 constexpr uid_t kNobody = 65534;
@@ -281,8 +247,8 @@ class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
   }
 
   // Runs the body in a process for which permissions count, as the owner of a directory that cannot be
-  // written to.
-  bool holdsWhenReadOnly(const std::function<bool()>& body) {
+  // written to. The body expects; a failure ends the process badly.
+  void whenReadOnly(const std::function<void()>& body) {
     Child child([&] {
       if (geteuid() == 0) {
         std::filesystem::permissions(preferences, std::filesystem::perms::owner_all);
@@ -292,11 +258,11 @@ class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
         if (chown(preferences.c_str(), kNobody, kNobody) != 0 || setuid(kNobody) != 0) _exit(4);
       }
       setWritable(false);
-      const bool holds = body();
+      body();
       for (const std::string& line : lines) std::fprintf(stderr, "%s\n", line.c_str());
-      _exit(holds ? 0 : 1);
+      _exit(HasFailure() ? 1 : 0);
     });
-    return child.wait();
+    EXPECT_TRUE(child.wait());
   }
   void setWritable(bool writable) {
     for (const auto& entry : std::filesystem::directory_iterator(preferences)) {
@@ -304,56 +270,55 @@ class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
     }
     chmod(preferences.c_str(), writable ? 0755 : 0555);
   }
-  // Reads what was stored, keeps what is set, and writes it when it can.
-  bool readsKeepsAndWritesLater() {
-    const auto defaults = open();
-    if (defaults->stringForKey("before") != "kept") return false;
-    defaults->setObject("unwritten", "key");
-    defaults->setObject("changed", "before");
-    if (defaults->stringForKey("key") != "unwritten" || defaults->stringForKey("before") != "changed")
-      return false;
-    if (defaults->synchronize() || lines.size() > 2) return false;
-    if (stored("before") != "\"kept\"") return false;
-    setWritable(true);
-    return defaults->synchronize() && stored("key") == "\"unwritten\"" && stored("before") == "\"changed\"";
-  }
 };
 
-TEST_F(ReadOnlyUserDefaultsTest, AStoreThatWasClosed) {
-  open()->setObject("kept", "before");
-  EXPECT_TRUE(holdsWhenReadOnly([&] { return readsKeepsAndWritesLater(); }));
+TEST_F(ReadOnlyUserDefaultsTest, AStoreIsReadAndWhatIsSetIsKeptAndWrittenLater) {
+  // Killed first, because a child is forked before this process has opened a database.
+  for (const bool wasKilled : {true, false}) {
+    SCOPED_TRACE(wasKilled);
+    wasKilled ? storeAndDie() : static_cast<void>(open()->setObject("kept", "before"));
+    whenReadOnly([&] {
+      const auto defaults = open();
+      EXPECT_EQ(defaults->stringForKey("before"), "kept");
+      defaults->setObject("unwritten", "key");
+      defaults->setObject("changed", "before");
+      EXPECT_EQ(defaults->stringForKey("key"), "unwritten");
+      EXPECT_EQ(defaults->stringForKey("before"), "changed");
+      EXPECT_FALSE(defaults->synchronize());
+      EXPECT_LE(lines.size(), 2u);
+      EXPECT_EQ(stored("before"), "\"kept\"");
+      setWritable(true);
+      EXPECT_TRUE(defaults->synchronize());
+      EXPECT_EQ(stored("key"), "\"unwritten\"");
+      EXPECT_EQ(stored("before"), "\"changed\"");
+    });
+    std::filesystem::remove_all(preferences);
+    std::filesystem::create_directories(preferences);
+  }
 }
 
-TEST_F(ReadOnlyUserDefaultsTest, AStoreWhoseProcessWasKilled) {
-  Child writer([&] {
-    const auto defaults = open();
-    defaults->setObject("kept", "before");
-    raise(SIGKILL);
-  });
-  writer.wait();
-  EXPECT_TRUE(holdsWhenReadOnly([&] { return readsKeepsAndWritesLater(); }));
-}
-
-TEST_F(ReadOnlyUserDefaultsTest, ADirectoryThatMayNotBeEntered) {
+TEST_F(ReadOnlyUserDefaultsTest, ADirectoryThatMayNotBeEnteredIsUnreadableNotEmpty) {
   open()->setObject("kept", "before");
-  EXPECT_TRUE(holdsWhenReadOnly([&] {
+  whenReadOnly([&] {
     chmod(preferences.c_str(), 0);
     const auto defaults = open();
-    if (!defaults->objectForKey("before").isUnreadable()) return false;
+    EXPECT_TRUE(defaults->objectForKey("before").isUnreadable());
     chmod(preferences.c_str(), 0700);
-    return defaults->stringForKey("before") == "kept";
-  }));
+    EXPECT_EQ(defaults->stringForKey("before"), "kept");
+  });
 }
 
 TEST_F(ReadOnlyUserDefaultsTest, ADirectoryWithoutAStore) {
-  EXPECT_TRUE(holdsWhenReadOnly([&] {
+  whenReadOnly([&] {
     const auto defaults = open();
     defaults->setObject("unwritten", "key");
-    if (defaults->stringForKey("key") != "unwritten" || defaults->objectForKey("other") || lines.size() != 1)
-      return false;
+    EXPECT_EQ(defaults->stringForKey("key"), "unwritten");
+    EXPECT_FALSE(defaults->objectForKey("other"));
+    EXPECT_EQ(lines.size(), 1u);
     setWritable(true);
-    return defaults->synchronize() && stored("key") == "\"unwritten\"";
-  }));
+    EXPECT_TRUE(defaults->synchronize());
+    EXPECT_EQ(stored("key"), "\"unwritten\"");
+  });
 }
 
 TEST_F(UserDefaultsTest, WithoutADirectoryValuesLiveInThisProcess) {

@@ -29,18 +29,15 @@ class Child {
     body();
     _exit(0);
   }
-  ~Child() {
-    if (pid_ > 0) killNow();
-  }
+  ~Child() { killNow(); }
   void killNow() {
-    kill(pid_, SIGKILL);
-    wait();
+    if (pid_ > 0) kill(pid_, SIGKILL), wait();
   }
   // True when it ended by itself, and well.
   bool wait() {
     int status = 0;
     waitpid(std::exchange(pid_, -1), &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return status == 0;
   }
 
  private:
@@ -92,6 +89,14 @@ class UserDefaultsTest : public testing::Test {
   }
 
   std::shared_ptr<NSUserDefaults> open() { return NSUserDefaults::withSuiteName("suite"); }
+  // In a process that is killed.
+  void storeAndDie() {
+    Child([&] {
+      const auto defaults = open();
+      defaults->setObject("kept", "before");
+      raise(SIGKILL);
+    }).wait();
+  }
   // A set that had to wait for another process too long is stored by a later try.
   static void storeAll(NSUserDefaults& defaults) {
     while (!defaults.synchronize()) continue;
@@ -104,9 +109,9 @@ class UserDefaultsTest : public testing::Test {
   std::vector<std::string> filesAside() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(preferences)) {
-      const std::string name = entry.path().filename().string();
-      if (name.starts_with("suite.sqlite.corrupt-")) names.push_back(name);
+      names.push_back(entry.path().filename().string());
     }
+    std::erase_if(names, [](const auto& name) { return !name.starts_with("suite.sqlite.corrupt-"); });
     return names;
   }
 
