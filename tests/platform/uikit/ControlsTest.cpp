@@ -3,12 +3,7 @@
 
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/graphics/BitmapContext.h"
-#include "platform/uikit/UIButton.h"
 #include "platform/uikit/UIKeyboard.h"
-#include "platform/uikit/UISegmentedControl.h"
-#include "platform/uikit/UITextField.h"
-#include "platform/uikit/UIViewController.h"
-#include "platform/uikit/UIWindowScene.h"
 #include "tests/platform/uikit/UIKitFixture.h"
 
 namespace platform {

@@ -1,11 +1,6 @@
 #include <stdexcept>
 #include <vector>
 
-#include "platform/uikit/UIButton.h"
-#include "platform/uikit/UILongPressGestureRecognizer.h"
-#include "platform/uikit/UIPanGestureRecognizer.h"
-#include "platform/uikit/UISwipeGestureRecognizer.h"
-#include "platform/uikit/UITapGestureRecognizer.h"
 #include "tests/platform/uikit/UIKitFixture.h"
 
 using namespace platform;

@@ -5,7 +5,6 @@
 
 #include "platform/foundation/NSProcessInfo.h"
 #include "platform/foundation/SystemLog.h"
-#include "platform/uikit/UIAlertController.h"
 #include "tests/platform/uikit/ViewControllerFixture.h"
 
 namespace platform {

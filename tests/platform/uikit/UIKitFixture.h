@@ -11,12 +11,7 @@
 #include <utility>
 
 #include "platform/simulator/SimulatedScheduler.h"
-#include "platform/uikit/UIApplication.h"
-#include "platform/uikit/UIControl.h"
-#include "platform/uikit/UIGestureRecognizer.h"
-#include "platform/uikit/UITouch.h"
-#include "platform/uikit/UITouchInput.h"
-#include "platform/uikit/UIWindow.h"
+#include "platform/uikit/UIKit.h"
 
 namespace platform {
 

@@ -1,5 +1,3 @@
-#include "platform/uikit/UIScrollView.h"
-
 #include "platform/dispatch/NSTimer.h"
 #include "tests/platform/uikit/UIKitFixture.h"
 

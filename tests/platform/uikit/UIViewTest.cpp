@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "platform/graphics/BitmapContext.h"
-#include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
 
 using namespace platform;
@@ -81,25 +80,6 @@ TEST(UIViewTest, AViewIsInOnePlaceAndHearsOfItsWindow) {
   window.reset();
   EXPECT_EQ(a->superview(), nullptr);
   EXPECT_EQ(a->window(), nullptr);
-}
-
-TEST(UIViewTest, AViewOutlivesItsController) {
-  const auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
-  auto controller = std::make_shared<UIViewController>();
-  const auto view = controller->view();
-  window->setRootViewController(controller);
-  window->setHidden(false);
-  EXPECT_EQ(view->superview(), window.get());
-  EXPECT_EQ(view->frame(), window->bounds());
-  EXPECT_TRUE(controller->isViewAppeared());
-  window->setFrame(CGRectMake(0, 0, 60, 60));
-  window->layoutIfNeeded();
-  EXPECT_EQ(view->frame(), window->bounds());
-  window->setRootViewController(nullptr);
-  EXPECT_FALSE(controller->isViewAppeared());
-  controller.reset();
-  window->addSubview(view);
-  EXPECT_EQ(view->nextResponder(), window.get());
 }
 
 TEST(UIViewTest, ATreeOfAThousandLevelsIsHitDrawnAndReleased) {

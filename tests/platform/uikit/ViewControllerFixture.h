@@ -5,8 +5,6 @@
 #include <sstream>
 #include <string>
 
-#include "platform/uikit/UINavigationController.h"
-#include "platform/uikit/UITabBarController.h"
 #include "tests/platform/uikit/UIKitFixture.h"
 
 namespace platform {
