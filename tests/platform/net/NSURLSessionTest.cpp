@@ -1,13 +1,9 @@
-#include <sys/prctl.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
 
 #include "platform/dispatch/DispatchQueue.h"
+#include "tests/platform/net/ExitFixture.h"
 #include "tests/platform/net/NetFixture.h"
 #include "tests/platform/net/TrustingConfiguration.h"
 #include "tests/support/ResourceLimit.h"
@@ -116,14 +112,12 @@ TEST_F(NSURLSessionTest, CompletesInTheOrderOfTheAnswersAndOffTheMainThread) {
   std::vector<int> order;
   std::promise<void> done;
   std::function<void(int)> next = [&](int i) {
-    session
-        .dataTask(get(server.url()),
-                  [&, i](auto, auto, auto) {
-                    EXPECT_FALSE(Scheduler::current().isMainThread());
-                    order.push_back(i);
-                    i < 5 ? next(i + 1) : done.set_value();
-                  })
-        ->resume();
+    const auto completion = [&, i](auto, auto, auto) {
+      EXPECT_FALSE(Scheduler::current().isMainThread());
+      order.push_back(i);
+      i < 5 ? next(i + 1) : done.set_value();
+    };
+    session.dataTask(get(server.url()), completion)->resume();
   };
   next(1);
   done.get_future().wait();
@@ -131,12 +125,13 @@ TEST_F(NSURLSessionTest, CompletesInTheOrderOfTheAnswersAndOffTheMainThread) {
 }
 
 TEST_F(NSURLSessionTest, SurvivesACompletionThatThrows) {
-  auto task =
-      session.dataTask(get(server.url()), [](auto, auto, auto) { throw std::runtime_error("host's own"); });
-  task->resume();
-  session.dataTask(get(server.url()), [](auto, auto, auto) { throw 1; })->resume();
-  EXPECT_EQ(load(get(server.url())).status(), 200);
-  EXPECT_EQ(load(get(server.url())).status(), 200);
+  for (const bool isStandard : {true, false}) {
+    const auto thrower = [=](auto, auto, auto) {
+      isStandard ? throw std::runtime_error("host's own") : throw 1;
+    };
+    session.dataTask(get(server.url()), thrower)->resume();
+    EXPECT_EQ(load(get(server.url())).status(), 200);
+  }
 }
 
 TEST_F(NSURLSessionTest, LoadsLargeBodiesBothWays) {
@@ -251,42 +246,20 @@ TEST_F(NSURLSessionTest, FollowsTheProxyOfTheEnvironmentOnlyWhenTold) {
   EXPECT_EQ(server.requestCount(), 1u);
 }
 
-// A server in a process of its own, which ends with this one.
-std::string urlOfServerProcess(const TestCertificate& certificate) {
-  int channel[2];
-  EXPECT_EQ(pipe(channel), 0);
-  if (fork() == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    HttpServer secure(certificate);
-    const int port = secure.port();
-    static_cast<void>(!write(channel[1], &port, sizeof port));
-    while (true) pause();
-  }
-  close(channel[1]);  // a child that dies is an end of file, not a wait
-  int port = 0;
-  EXPECT_EQ(read(channel[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
-  return "https://127.0.0.1:" + std::to_string(port) + "/";
-}
-
-// Begun before the fixture's threads: a child of a process with threads may begin none under the thread
-// sanitizer.
-struct ServerProcess {
-  const TestCertificate certificate;
-  const std::string url = urlOfServerProcess(certificate);
-};
-
 class FirstLoadTest : public ServerProcess, public NetTest {};
 
 // The first loads of the process, with which its transfer thread begins. The server has descriptors of its
 // own.
 TEST_F(FirstLoadTest, GoesOnWhenDescriptorsWereShort) {
-  const TrustingConfiguration configuration(certificate);
+  NSURLSessionConfiguration configuration;
+  configuration.certificateAuthorityFile = certificates();
   NSURLSession trusting(configuration);
+  const auto status = [&] { return start(trusting, NSURLRequest(url())).outcome().status(); };
   for (const rlim_t more : {0, 1}) {
     const auto few = ResourceLimit::descriptors(more);
-    EXPECT_NE(start(trusting, get(url)).outcome().status(), 200) << more;
+    EXPECT_NE(status(), 200) << more;
   }
-  EXPECT_EQ(start(trusting, get(url)).outcome().status(), 200);
+  EXPECT_EQ(status(), 200);
 }
 
 // Holds the transfer thread with its first work until it is opened, and throws in place of its second.
@@ -350,33 +323,26 @@ TEST_F(NSURLSessionTest, TrustsTheCertificatesItIsGiven) {
   }
 }
 
-std::chrono::steady_clock::time_point exitBegan;
-
-// Uploads are in the middle of their TLS streams when the host leaves, which has used OpenSSL before. Waiting
-// for an upload would take far longer than the limit, which is generous for a machine under load.
+// Uploads are in the middle of their TLS streams when the host leaves, which has used OpenSSL before.
 TEST(NSURLSessionDeathTest, ExitsAtOnceWithUploadsInFlight) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
-        // Registered first, so that it runs after everything that others do at exit.
-        std::atexit([] {
-          const auto passed = std::chrono::steady_clock::now() - exitBegan;
-          std::_Exit(passed < std::chrono::milliseconds(500) ? 0 : 3);
-        });
+        TimedExit timed;
+        const ServerProcess server;
         const TestCertificate certificate;
-        const NSURL url = NSURL::create(urlOfServerProcess(certificate)).value();
-        std::optional<TrustingConfiguration> configuration(certificate);
-        NSURLSession session(*configuration);
-        NSURLRequest upload(url);
+        NSURLSessionConfiguration configuration;
+        configuration.certificateAuthorityFile = server.certificates();
+        NSURLSession session(configuration);
+        NSURLRequest upload(server.url());
         upload.setHTTPMethod("POST");
         upload.setHTTPBody(std::make_shared<const std::string>(64u << 20, 'e'));
         for (int i = 0; i < 4; ++i) session.dataTask(upload)->resume();
         std::promise<void> answered;
-        session.dataTask(url, [&](auto, auto, auto) { answered.set_value(); })->resume();
+        session.dataTask(server.url(), [&](auto, auto, auto) { answered.set_value(); })->resume();
         answered.get_future().wait();
-        configuration.reset();
-        exitBegan = std::chrono::steady_clock::now();
-        std::exit(0);
+        server.forgetCertificates();
+        timed.exit();
       },
       testing::ExitedWithCode(0), "");
 }

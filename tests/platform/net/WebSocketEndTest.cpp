@@ -5,6 +5,7 @@
 
 #include "platform/net/NetworkReachability.h"
 #include "tests/platform/net/DeadPort.h"
+#include "tests/platform/net/ExitFixture.h"
 #include "tests/platform/net/WebSocketFixture.h"
 #include "tests/support/ResourceLimit.h"
 
@@ -222,26 +223,19 @@ TEST_F(WebSocketEndTest, SaysGoodbyeWhenCancelledOrDropped) {
   EXPECT_EQ(resultOf(std::move(outstanding)).code(), -999);
 }
 
-std::chrono::steady_clock::time_point exitBegan;
-
 // Large messages are on their way both ways, within TLS, when the host leaves.
 TEST(WebSocketDeathTest, ExitsAtOnceWithSocketsOpen) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
-        // Registered first, so that it runs after everything that others do at exit.
-        std::atexit([] {
-          const auto passed = std::chrono::steady_clock::now() - exitBegan;
-          std::_Exit(passed < std::chrono::milliseconds(500) ? 0 : 3);
-        });
+        TimedExit timed;
         const TestCertificate& certificate = *new TestCertificate;
         std::optional<TrustingConfiguration> configuration(certificate);
         NSURLSession session(*configuration);
         WebSocketServer& server = *new WebSocketServer(WebSocketServer::echo, &certificate);
-        const NSURLRequest request(NSURL::create(server.url()).value());
-        std::vector<Socket> sockets(4, Socket(session, request));
-        for (Socket& socket : sockets) {
-          socket = Socket(session, request);
+        std::vector<Socket> sockets;
+        for (int i = 0; i < 4; ++i) {
+          Socket& socket = sockets.emplace_back(session, NSURLRequest(NSURL::create(server.url()).value()));
           socket.task->resume();
           socket.sendText("x");
           socket.receive();
@@ -249,8 +243,7 @@ TEST(WebSocketDeathTest, ExitsAtOnceWithSocketsOpen) {
           socket.sends(Message::withData(std::string(64u << 20, 'e')));
         }
         configuration.reset();
-        exitBegan = std::chrono::steady_clock::now();
-        std::exit(0);
+        timed.exit();
       },
       testing::ExitedWithCode(0), "");
 }

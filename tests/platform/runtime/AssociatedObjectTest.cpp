@@ -13,22 +13,17 @@ const char secondKey = 0;
 TEST(AssociatedObjects, AreHeldUnderTheirKeysAndReplaced) {
   NSObject keeper, other;
   EXPECT_EQ(associatedObject(keeper, &firstKey), nullptr);
-
   auto first = std::make_shared<NSObject>();
-  auto second = std::make_shared<NSObject>();
+  const auto second = std::make_shared<NSObject>();
   const std::weak_ptr<NSObject> watch = first;
   setAssociatedObject(keeper, &firstKey, first);
   setAssociatedObject(keeper, &secondKey, second);
-  EXPECT_EQ(associatedObject(keeper, &firstKey), first);
-  EXPECT_EQ(associatedObject(keeper, &secondKey), second);
+  EXPECT_EQ(associatedObject(keeper, &firstKey), std::exchange(first, nullptr));
   EXPECT_EQ(associatedObject(other, &firstKey), nullptr);
-
-  first.reset();
   EXPECT_FALSE(watch.expired());
   setAssociatedObject(keeper, &firstKey, second);
   EXPECT_TRUE(watch.expired());
   EXPECT_EQ(associatedObject(keeper, &firstKey), second);
-
   setAssociatedObject(keeper, &firstKey, nullptr);
   setAssociatedObject(other, &firstKey, nullptr);
   EXPECT_EQ(associatedObject(keeper, &firstKey), nullptr);

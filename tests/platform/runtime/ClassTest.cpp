@@ -102,19 +102,19 @@ TEST(Actions, AreRunByNameWithWhatTheyTake) {
   BareForm form(nullptr, nullptr);
   Button button;
   Press press;
-  const auto perform = [&form](const char* action, NSObject* sender, NSObject* event) {
-    return form.isa().perform(form, SEL(action), sender, event);
-  };
   using enum Class::Performed;
-  EXPECT_EQ(perform("reset", &button, &press), Yes);
-  EXPECT_EQ(perform("submit:", &button, &press), Yes);
-  EXPECT_EQ(perform("changed:event:", &button, &press), Yes);
-  EXPECT_EQ(perform("changed:event:", nullptr, nullptr), Yes);
-  EXPECT_EQ(perform("submit", &button, &press), NoSuchAction);
-  EXPECT_EQ(perform("submit:", &press, nullptr), WrongArgument);
-  EXPECT_EQ(perform("changed:event:", &button, &button), WrongArgument);
+  const std::tuple<const char*, NSObject*, NSObject*, Class::Performed> cases[] = {
+      {"reset", &button, &press, Yes},
+      {"submit:", &button, &press, Yes},
+      {"changed:event:", &button, &press, Yes},
+      {"changed:event:", nullptr, nullptr, Yes},
+      {"submit", &button, &press, NoSuchAction},
+      {"submit:", &press, nullptr, WrongArgument},
+      {"changed:event:", &button, &button, WrongArgument}};
+  for (const auto& [action, sender, event, performed] : cases) {
+    EXPECT_EQ(form.isa().perform(form, SEL(action), sender, event), performed) << action;
+  }
   EXPECT_THAT(form.log, ElementsAre("reset", "order", "button press", "- -"));
-
   EXPECT_TRUE(form.respondsToSelector(SEL("submit:")));
   EXPECT_FALSE(form.respondsToSelector(SEL("submit")));
   EXPECT_FALSE(Form().respondsToSelector(SEL("changed:event:")));

@@ -18,8 +18,6 @@ std::vector<std::string>& calls() {
   return list;
 }
 
-std::vector<std::string> takeCalls() { return std::exchange(calls(), {}); }
-
 // A screen as the platform writes one: a virtual whose body can be replaced, and the kinds that apps make of
 // it.
 class Screen : public NSObject {
@@ -76,58 +74,35 @@ struct Party {
   }
 };
 
+std::vector<std::string> callsOf(Screen&& screen) {
+  EXPECT_TRUE(screen.appear("now"));
+  return std::exchange(calls(), {});
+}
+
 TEST(Replace, ReachesWhoInheritsOrCallsUpAndNobodyElse) {
   Party<1>::install();
-
-  Screen plain;
-  EXPECT_TRUE(plain.appear("now"));
-  EXPECT_THAT(takeCalls(), ElementsAre("party 1 appear:", "platform now"));
-
-  InheritingScreen inheriting;
-  EXPECT_TRUE(inheriting.appear("now"));
-  EXPECT_THAT(takeCalls(), ElementsAre("party 1 appear:", "platform now"));
-
-  CallingUpScreen callingUp;
-  EXPECT_TRUE(callingUp.appear("now"));
-  EXPECT_THAT(takeCalls(), ElementsAre("before", "party 1 appear:", "platform now", "after"));
-
-  SilentScreen silent;
-  EXPECT_TRUE(silent.appear("now"));
-  EXPECT_THAT(takeCalls(), ElementsAre("silent"));
+  EXPECT_THAT(callsOf(Screen()), ElementsAre("party 1 appear:", "platform now"));
+  EXPECT_THAT(callsOf(InheritingScreen()), ElementsAre("party 1 appear:", "platform now"));
+  EXPECT_THAT(callsOf(CallingUpScreen()), ElementsAre("before", "party 1 appear:", "platform now", "after"));
+  EXPECT_THAT(callsOf(SilentScreen()), ElementsAre("silent"));
 }
 
-TEST(Replace, TwoPartiesAreEachCalledOnceInEitherOrder) {
-  Screen screen;
-  Party<1>::install();
-  Party<2>::install();
-  screen.appear("now");
-  EXPECT_THAT(takeCalls(), ElementsAre("party 2 appear:", "party 1 appear:", "platform now"));
-}
-
-TEST(Replace, TwoPartiesAreEachCalledOnceInTheOtherOrder) {
-  Screen screen;
+TEST(Replace, EachPartyIsCalledOnceTheLatestFirst) {
   Party<2>::install();
   Party<1>::install();
-  screen.appear("now");
-  EXPECT_THAT(takeCalls(), ElementsAre("party 1 appear:", "party 2 appear:", "platform now"));
+  EXPECT_THAT(callsOf(Screen()), ElementsAre("party 1 appear:", "party 2 appear:", "platform now"));
 }
 
 TEST(Replace, OnASubclassThatInheritsSetsTheSharedImplementation) {
   const auto replacement = [](Screen&, SEL, const std::string&) { return false; };
   EXPECT_NE(Screen::appearMethod.replace(InheritingScreen::classObject(), replacement), nullptr);
-  Screen plain;
-  EXPECT_FALSE(plain.appear("now"));
-  EXPECT_THAT(takeCalls(), ElementsAre());
+  EXPECT_FALSE(Screen().appear("now"));
+  EXPECT_THAT(calls(), ElementsAre());
 }
 
 TEST(Replace, OnAClassWithoutTheMethodDoesNothing) {
   EXPECT_EQ(Screen::appearMethod.replace(NSObject::classObject(), Party<1>::around), nullptr);
-  Screen plain;
-  plain.appear("now");
-  EXPECT_THAT(takeCalls(), ElementsAre("platform now"));
-}
-
-TEST(Replace, TheRootClassRespondsToItsMethod) {
+  EXPECT_THAT(callsOf(Screen()), ElementsAre("platform now"));
   EXPECT_TRUE(InheritingScreen().respondsToSelector(SEL("appear:")));
   EXPECT_FALSE(NSObject().respondsToSelector(SEL("appear:")));
 }
