@@ -1,7 +1,8 @@
 # What `cmake --install` lays down, so that a project elsewhere says find_package(Kova) and links Kova::Kova:
 #
 #   <lib>/                 the libraries Kova and KovaPlatform (on Apple systems Kova.framework, with its headers inside),
-#                          KovaC for hosts in C and other languages, and KovaSimulator for the tests of a host
+#                          KovaDrawing and KovaSockets, which the platform loads when something is drawn or a WebSocket
+#                          is opened, KovaC for hosts in C and other languages, and KovaSimulator for the tests of a host
 #   <lib>/cmake/Kova/      the package
 #   <include>/kova/Kova/   what a host app includes
 #   <include>/kova/platform/<layer>/   what those headers, and hosts that set up the platform, include in turn
@@ -14,6 +15,8 @@ set(kova_package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Kova)
 file(GLOB kova_public_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/Kova/*.h)
 set_target_properties(Kova PROPERTIES PUBLIC_HEADER "${kova_public_headers}")
 set_target_properties(KovaPlatform PROPERTIES EXPORT_NAME Platform)
+set_target_properties(KovaDrawing PROPERTIES EXPORT_NAME Drawing)
+set_target_properties(KovaSockets PROPERTIES EXPORT_NAME Sockets)
 set_target_properties(KovaSimulator PROPERTIES EXPORT_NAME Simulator)
 set_target_properties(KovaC PROPERTIES EXPORT_NAME C)
 
@@ -23,7 +26,7 @@ if(NOT APPLE)
 endif()
 
 install(
-  TARGETS Kova KovaPlatform KovaC KovaSimulator
+  TARGETS Kova KovaPlatform KovaDrawing KovaSockets KovaC KovaSimulator
   EXPORT KovaTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "platform/graphics/CGGeometry.h"
 #include "platform/graphics/Color.h"
@@ -9,6 +11,8 @@
 #include "platform/graphics/TextStyle.h"
 
 namespace platform {
+
+class Canvas;
 
 // A sheet of pixels to draw on. Everything is given in points from the top left corner; a
 // pixel that an edge crosses is covered in part.
@@ -56,8 +60,8 @@ class BitmapContext {
     const double alpha_;
   };
 
-  CGSize size() const;
-  double scale() const;
+  CGSize size() const { return size_; }
+  double scale() const { return scale_; }
 
   void translate(double dx, double dy);
   void clip(const CGRect& rect);
@@ -84,8 +88,16 @@ class BitmapContext {
   // The same without a copy, of a context that is done with: only its end may follow.
   std::shared_ptr<const Image> takeImage() &&;
 
+  // For views that are drawn by the toolkit whose Drawing is installed: what they draw by its own means falls
+  // on the same pixels, under the same translation and clip.
+  Canvas& canvas() { return *canvas_; }
+
  private:
-  struct Canvas;
+  const CGSize size_;
+  const double scale_;
+  int columns_ = 0;  // pixels
+  int rows_ = 0;
+  std::vector<std::uint8_t> pixels_;
   std::unique_ptr<Canvas> canvas_;
 };
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/graphics/internal/CairoHandles.h"
+#include "platform/graphics/Drawing.h"
 
 namespace platform {
 
@@ -14,6 +14,19 @@ constexpr int kBytesPerPixel = 4;
 std::vector<std::uint8_t> emptyPixels(int width, int height) {
   return std::vector<std::uint8_t>(std::size_t{kBytesPerPixel} * static_cast<std::size_t>(width) *
                                    static_cast<std::size_t>(height));
+}
+
+std::uint32_t bigEndian(std::string_view bytes) {
+  std::uint32_t number = 0;
+  for (const char byte : bytes) number = number << 8 | static_cast<unsigned char>(byte);
+  return number;
+}
+
+// Whether the bytes begin as a PNG does, of a size that may be decoded: a few of them can claim gigabytes.
+bool beginsAcceptablePNG(std::string_view bytes) {
+  constexpr std::string_view kSignature("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16);
+  if (!bytes.starts_with(kSignature) || bytes.size() < kSignature.size() + 8) return false;
+  return Image::isPossible(bigEndian(bytes.substr(16, 4)), bigEndian(bytes.substr(20, 4)));
 }
 
 // Of an odd row or column, the last one is left out.
@@ -46,6 +59,12 @@ std::shared_ptr<const Image> Image::create(int width, int height, double pixelsP
   return std::shared_ptr<const Image>(new Image(width, height, pixelsPerPoint, std::move(pixels)));
 }
 
+std::shared_ptr<const Image> Image::imageWithPNGData(std::string_view bytes, double pixelsPerPoint) {
+  return beginsAcceptablePNG(bytes) ? Drawing::current().decodePNG(bytes, pixelsPerPoint) : nullptr;
+}
+
+std::string Image::PNGRepresentation() const { return Drawing::current().encodePNG(*this); }
+
 Color Image::colorAtPixel(int x, int y) const {
   if (x < 0 || y < 0 || x >= width_ || y >= height_) return Color::clear();
   const std::size_t index =
@@ -62,12 +81,13 @@ std::shared_ptr<const Image> Image::scaledTo(CGSize points) const {
   const double height = std::round(points.height * scale_);
   if (!isPossible(width, height)) return nullptr;
 
-  std::vector<std::uint8_t> pixels = emptyPixels(static_cast<int>(width), static_cast<int>(height));
-  const CairoSurface surface = surfaceOver(pixels.data(), static_cast<int>(width), static_cast<int>(height));
-  const CairoContext cairo(cairo_create(surface.get()));
-  paintStretched(cairo.get(), surfaceOver(pixels_.data(), width_, height_).get(),
-                 CGRectMake(0, 0, width, height));
-  return create(static_cast<int>(width), static_cast<int>(height), scale_, std::move(pixels));
+  const int columns = static_cast<int>(width);
+  const int rows = static_cast<int>(height);
+  std::vector<std::uint8_t> pixels = emptyPixels(columns, rows);
+  Drawing::current()
+      .makeCanvas(pixels.data(), columns, rows, 1)
+      ->drawImage(*this, CGRectMake(0, 0, width, height), Canvas::Smoothing::Good);
+  return create(columns, rows, scale_, std::move(pixels));
 }
 
 const Image* Image::halved() const {

@@ -45,7 +45,7 @@ class Image {
   Color colorAtPixel(int x, int y) const;
 
   // Written for speed: a few times faster than a file of the least size. Throws std::bad_alloc when memory
-  // does not suffice.
+  // does not suffice. Empty in a process that cannot draw.
   std::string PNGRepresentation() const;
   // The whole image drawn into another size, at the same scale. Null when that size is not possible.
   std::shared_ptr<const Image> scaledTo(CGSize points) const;

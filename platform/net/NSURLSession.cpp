@@ -4,7 +4,7 @@
 
 #include "platform/dispatch/DispatchQueue.h"
 #include "platform/dispatch/Scheduler.h"
-#include "platform/net/internal/WebSocketTask.h"
+#include "platform/net/WebSockets.h"
 
 namespace platform {
 namespace {
@@ -44,7 +44,8 @@ std::shared_ptr<NSURLSessionDataTask> NSURLSession::dataTask(const NSURLRequest&
 }
 
 std::shared_ptr<NSURLSessionWebSocketTask> NSURLSession::webSocketTask(const NSURLRequest& request) {
-  return makeWebSocketTask(request, configuration_, queue_);
+  WebSockets* const sockets = WebSockets::available();
+  return sockets ? sockets->makeTask(request, configuration_, queue_) : nullptr;
 }
 
 }  // namespace platform

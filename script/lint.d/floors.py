@@ -11,7 +11,7 @@ FLOORS = [
     ["platform/foundation"],
     ["platform/dispatch"],
     ["platform/graphics", "platform/net"],
-    ["platform/uikit"],
+    ["platform/drawing", "platform/sockets", "platform/uikit"],
     ["platform/linux", "platform/simulator"],
     ["include/Kova"],
     ["src/telemetry"],

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "platform/net/internal/WebSocketUpgrade.h"
+#include "platform/sockets/internal/WebSocketUpgrade.h"
 #include "tests/platform/net/WebSocketFixture.h"
 
 namespace {

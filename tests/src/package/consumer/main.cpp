@@ -1,12 +1,16 @@
 // A host that knows the library from its installation alone: it starts the library under virtual time, with a
-// URL session of its own, tracks an event, and checks that it is uploaded.
+// URL session of its own, tracks an event, and checks that it is uploaded. What draws is loaded, if it is not
+// linked, when the host first needs it.
 
 #include <Kova/Kova.h>
 
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "platform/graphics/TextStyle.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/net/NetworkReachability.h"
 #include "platform/simulator/SimulatedScheduler.h"
@@ -36,6 +40,12 @@ void expect(bool holds, const char* what) {
   if (holds) return;
   std::cerr << "consumer: not so: " << what << "\n";
   ++failures;
+}
+
+bool isLoaded(const char* library) {
+  std::ifstream maps("/proc/self/maps");
+  const std::string text{std::istreambuf_iterator<char>(maps), {}};
+  return text.find(library) != std::string::npos;
 }
 
 }  // namespace
@@ -68,5 +78,8 @@ int main(int argc, char** argv) {
          "a pageview is sent");
   expect(!session->bodies.empty() && session->bodies.front().find("\"Installed\"") != std::string::npos,
          "the event is sent");
+  expect(!LOADS_PARTS || !(isLoaded("libcairo") || isLoaded("KovaDrawing") || isLoaded("KovaSockets")),
+         "a host that only tracks loads neither drawing nor sockets");
+  expect(platform::sizeOfText("Installed", platform::Font{}).width > 0, "text is measured");
   return failures == 0 ? 0 : 1;
 }

@@ -1,4 +1,4 @@
-#include "platform/net/internal/WebSocketStream.h"
+#include "platform/sockets/internal/WebSocketStream.h"
 
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/net/NSURLError.h"
-#include "platform/net/internal/WebSocketUpgrade.h"
+#include "platform/sockets/internal/WebSocketUpgrade.h"
 
 namespace platform {
 namespace {

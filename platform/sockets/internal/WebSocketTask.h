@@ -10,7 +10,7 @@ namespace platform {
 
 class DispatchQueue;
 
-// What NSURLSession::webSocketTask hands out: a suspended task whose completions run on `queue`. Null,
+// What WebSockets::makeTask hands out: a suspended task whose completions run on `queue`. Null,
 // and a line of log, while the process lacks descriptors or threads for its first one.
 std::shared_ptr<NSURLSessionWebSocketTask> makeWebSocketTask(
     NSURLRequest request, std::shared_ptr<const NSURLSessionConfiguration> configuration,

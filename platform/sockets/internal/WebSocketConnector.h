@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "platform/foundation/NSURL.h"
-#include "platform/net/internal/WebSocketThread.h"
-#include "platform/net/internal/WebSocketTransport.h"
+#include "platform/sockets/internal/WebSocketThread.h"
+#include "platform/sockets/internal/WebSocketTransport.h"
 
 namespace platform {
 

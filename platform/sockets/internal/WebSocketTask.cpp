@@ -1,4 +1,4 @@
-#include "platform/net/internal/WebSocketTask.h"
+#include "platform/sockets/internal/WebSocketTask.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -21,11 +21,11 @@
 #include "platform/net/NSURLError.h"
 #include "platform/net/internal/GuardedCompletion.h"
 #include "platform/net/internal/Timeout.h"
-#include "platform/net/internal/WebSocketConnector.h"
-#include "platform/net/internal/WebSocketStream.h"
-#include "platform/net/internal/WebSocketThread.h"
-#include "platform/net/internal/WebSocketUpgrade.h"
 #include "platform/runtime/Mutex.h"
+#include "platform/sockets/internal/WebSocketConnector.h"
+#include "platform/sockets/internal/WebSocketStream.h"
+#include "platform/sockets/internal/WebSocketThread.h"
+#include "platform/sockets/internal/WebSocketUpgrade.h"
 
 namespace platform {
 namespace {

@@ -1,11 +1,8 @@
-#include "platform/graphics/internal/TextLayout.h"
+#include "platform/drawing/internal/TextLayout.h"
 
 #include <algorithm>
 #include <cmath>
 #include <string>
-
-#include "platform/foundation/CodePoints.h"
-#include "platform/foundation/String.h"
 
 namespace platform {
 
@@ -14,7 +11,6 @@ namespace {
 constexpr const char* kFamily = "sans-serif";
 constexpr const char* kEllipsis = "…";
 
-constexpr std::size_t kMaximumCharacters = 10'000;
 constexpr int kMaximumLines = 1'000;
 constexpr double kMaximumFontSize = 1'000;  // points
 // Points; Pango counts in 1/1024 of a point, as an int.
@@ -24,28 +20,6 @@ constexpr double kMaximumWidth = 1'000'000;
 constexpr double kSlack = 0.01;
 
 double points(int pangoUnits) { return static_cast<double>(pangoUnits) / PANGO_SCALE; }
-
-// The first characters of well-formed text.
-std::string_view prefix(std::string_view text, std::size_t characters) {
-  std::size_t end = 0;
-  for (; end < text.size(); ++end) {
-    if (!isContinuationByte(text[end]) && characters-- == 0) break;
-  }
-  return text.substr(0, end);
-}
-
-// What is laid out of a text: well-formed, without NUL (which Pango refuses), and cut, with an ellipsis,
-// where nobody can read on.
-std::string layoutText(std::string_view utf8, double fontSize) {
-  // A line of that many characters of that size must not overflow Pango's units.
-  const std::size_t limit = std::min(kMaximumCharacters, static_cast<std::size_t>(kMaximumWidth / fontSize));
-  constexpr std::size_t kLongestCharacter = 4;
-  const std::string repaired = wellFormedUTF8(utf8.substr(0, (limit + 1) * kLongestCharacter));
-  std::string text(prefix(repaired, limit));
-  std::replace(text.begin(), text.end(), '\0', ' ');
-  if (text.size() < repaired.size()) text += kEllipsis;
-  return text;
-}
 
 PangoContext* newContext() {
   PangoContext* context = pango_font_map_create_context(pango_cairo_font_map_new());
@@ -105,10 +79,8 @@ void setText(PangoLayout* layout, std::string_view text) {
 
 }  // namespace
 
-TextLayout::TextLayout(std::string_view utf8, const Font& font, TextAlignment alignment, double width,
+TextLayout::TextLayout(std::string_view text, const Font& font, TextAlignment alignment, double width,
                        int numberOfLines, double height) {
-  if (!(font.size > 0 && width > 0 && height > 0)) return;
-  const std::string text = layoutText(utf8, font.size);
   const int limit = numberOfLines > 0 ? std::min(numberOfLines, kMaximumLines) : kMaximumLines;
   breakIntoLines(text, font, alignment, width, limit);
   const int fitting = linesWithin(height);
@@ -178,11 +150,6 @@ void TextLayout::draw(cairo_t* cairo, CGPoint origin, Color color) const {
     pango_cairo_show_layout(cairo, paragraph.get());
     origin.y += points(logical.height);
   }
-}
-
-CGSize sizeOfText(std::string_view utf8, const Font& font, double maxWidth, int numberOfLines) {
-  const CGSize exact = TextLayout(utf8, font, TextAlignment::Left, maxWidth, numberOfLines).size();
-  return {std::ceil(exact.width), std::ceil(exact.height)};
 }
 
 }  // namespace platform

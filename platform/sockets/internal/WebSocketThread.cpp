@@ -1,4 +1,4 @@
-#include "platform/net/internal/WebSocketThread.h"
+#include "platform/sockets/internal/WebSocketThread.h"
 
 #include <openssl/crypto.h>
 #include <pthread.h>

@@ -1,3 +1,5 @@
+#include "platform/drawing/internal/PNG.h"
+
 #include <png.h>
 #include <zlib.h>
 
@@ -5,9 +7,10 @@
 #include <csetjmp>
 #include <cstring>
 #include <new>
+#include <vector>
 
+#include "platform/drawing/internal/CairoHandles.h"
 #include "platform/graphics/Image.h"
-#include "platform/graphics/internal/CairoHandles.h"
 
 namespace platform {
 
@@ -30,19 +33,6 @@ cairo_status_t readFromSource(void* closure, unsigned char* data, unsigned lengt
   std::memcpy(data, source.bytes.data(), length);
   source.bytes.remove_prefix(length);
   return CAIRO_STATUS_SUCCESS;
-}
-
-std::uint32_t bigEndian(std::string_view bytes) {
-  std::uint32_t number = 0;
-  for (const char byte : bytes) number = number << 8 | static_cast<unsigned char>(byte);
-  return number;
-}
-
-// Whether the bytes begin as a PNG does, of a size that may be decoded: a few of them can claim gigabytes.
-bool beginsAcceptablePNG(std::string_view bytes) {
-  constexpr std::string_view kSignature("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16);
-  if (!bytes.starts_with(kSignature) || bytes.size() < kSignature.size() + 8) return false;
-  return Image::isPossible(bigEndian(bytes.substr(16, 4)), bigEndian(bytes.substr(20, 4)));
 }
 
 // --- Writing
@@ -139,8 +129,7 @@ class Writer {
 
 }  // namespace
 
-std::shared_ptr<const Image> Image::imageWithPNGData(std::string_view bytes, double pixelsPerPoint) {
-  if (!beginsAcceptablePNG(bytes)) return nullptr;
+std::shared_ptr<const Image> decodedPNG(std::string_view bytes, double pixelsPerPoint) {
   Source source{bytes};
   const CairoSurface decoded(cairo_image_surface_create_from_png_stream(readFromSource, &source));
   if (cairo_surface_status(decoded.get()) != CAIRO_STATUS_SUCCESS) return nullptr;
@@ -155,9 +144,9 @@ std::shared_ptr<const Image> Image::imageWithPNGData(std::string_view bytes, dou
   cairo_set_operator(cairo.get(), CAIRO_OPERATOR_SOURCE);
   cairo_set_source_surface(cairo.get(), decoded.get(), 0, 0);
   cairo_paint(cairo.get());
-  return create(width, height, pixelsPerPoint, std::move(pixels));
+  return Image::create(width, height, pixelsPerPoint, std::move(pixels));
 }
 
-std::string Image::PNGRepresentation() const { return Writer(*this).write(); }
+std::string encodedPNG(const Image& image) { return Writer(image).write(); }
 
 }  // namespace platform

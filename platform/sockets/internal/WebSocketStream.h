@@ -11,7 +11,7 @@
 #include "platform/net/NSHTTPURLResponse.h"
 #include "platform/net/NSURLRequest.h"
 #include "platform/net/NSURLSessionWebSocketTask.h"
-#include "platform/net/internal/WebSocketTransport.h"
+#include "platform/sockets/internal/WebSocketTransport.h"
 
 namespace platform {
 

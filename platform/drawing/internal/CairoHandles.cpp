@@ -1,4 +1,4 @@
-#include "platform/graphics/internal/CairoHandles.h"
+#include "platform/drawing/internal/CairoHandles.h"
 
 namespace platform {
 

@@ -9,7 +9,7 @@
 
 namespace platform {
 
-// Cairo's objects with one owner each. Internal to this layer.
+// Cairo's objects with one owner each.
 struct CairoDestroy {
   void operator()(cairo_t* cairo) const { cairo_destroy(cairo); }
   void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }

@@ -12,12 +12,12 @@
 
 namespace platform {
 
-// A text broken into lines that fit a width, a number of lines and a height, the last line ending in an
-// ellipsis when something is left out. Internal to this layer; lives for one measurement or one drawing, on
-// the main thread.
+// A text, as a Drawing gets it, broken into lines that fit a width, a number of lines and a height, the last
+// line ending in an ellipsis when something is left out. Lives for one measurement or one drawing, on the
+// main thread.
 class TextLayout {
  public:
-  TextLayout(std::string_view utf8, const Font& font, TextAlignment alignment, double width,
+  TextLayout(std::string_view text, const Font& font, TextAlignment alignment, double width,
              int numberOfLines, double height = std::numeric_limits<double>::infinity());
 
   CGSize size() const { return size_; }

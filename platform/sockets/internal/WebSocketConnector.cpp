@@ -1,4 +1,4 @@
-#include "platform/net/internal/WebSocketConnector.h"
+#include "platform/sockets/internal/WebSocketConnector.h"
 
 #include <fcntl.h>
 #include <openssl/ssl.h>
@@ -10,7 +10,7 @@
 
 #include "platform/net/NSURLError.h"
 #include "platform/net/NetworkReachability.h"
-#include "platform/net/internal/WebSocketUpgrade.h"
+#include "platform/sockets/internal/WebSocketUpgrade.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/net/internal/WebSocketUpgrade.h"
+#include "platform/sockets/internal/WebSocketUpgrade.h"
 
 #include <strings.h>
 

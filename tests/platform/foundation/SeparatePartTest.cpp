@@ -1,0 +1,35 @@
+#include "platform/foundation/SeparatePart.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/foundation/SystemLog.h"
+
+namespace platform {
+namespace {
+
+TEST(SeparateLibraryTest, WhatIsMissingIsToldOnceAndLookedForAgain) {
+  std::vector<std::string> log;
+  SystemLog::setSink([&](std::string_view line) { log.emplace_back(line); });
+  const std::string path = testing::TempDir() + "part.so";
+  std::filesystem::remove(path);
+  SeparateLibrary library(path.c_str());
+  EXPECT_FALSE(library.find("getpid"));
+  EXPECT_FALSE(library.find("getpid"));
+  ASSERT_EQ(log.size(), 1u);
+  EXPECT_TRUE(log.front().starts_with("A library could not be loaded: " + path)) << log.front();
+
+  Dl_info libc;
+  ASSERT_TRUE(dladdr(reinterpret_cast<void*>(&getpid), &libc));
+  std::filesystem::create_symlink(libc.dli_fname, path);
+  EXPECT_TRUE(library.find("getpid"));
+  EXPECT_FALSE(SeparateLibrary(nullptr).find("getpid"));
+}
+
+}  // namespace
+}  // namespace platform
