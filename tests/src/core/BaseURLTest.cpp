@@ -9,7 +9,6 @@
 
 using namespace platform;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace {
@@ -78,24 +77,20 @@ TEST_F(BaseURLTest, WhatIsNoWebURLSendsNothingAnywhereAndInitializeSaysSo) {
   EXPECT_EQ(device.service.lastRequest().method, "CONNECT");
 }
 
-TEST_F(BaseURLTest, DebugLinesTellOfAnExplicitNil) {
+TEST_F(BaseURLTest, ADebugLineTellsOfAnExplicitNil) {
   device.setOnline(false);
   for (const bool saysNil : {true, false}) {
-    const auto options = saysNil ? device.options() : std::make_shared<KovaOptions>();
+    const auto options = std::make_shared<KovaOptions>();
     options->setDebug(true);
-    if (saysNil) {
-      options->setCaptureBaseUrl(NSURL::create("127.0.0.1:8080"));
-      options->setEventVisualizerWebSocketBaseUrl({});
-    }
+    if (saysNil) options->setCaptureBaseUrl(NSURL::create("127.0.0.1:8080"));
+    if (saysNil) options->setEventVisualizerWebSocketBaseUrl({});
     device.clearLog();
     device.start(options);
-    const auto lines = device.logLinesWith("nil; ");
-    if (!saysNil) {
-      EXPECT_THAT(lines, IsEmpty());
-      continue;
-    }
-    EXPECT_THAT(lines, ElementsAre("[KOVA DEBUG]: The capture base URL was set to nil; everything goes to "
-                                   "https://capture.kova.example/"));
+    EXPECT_EQ(
+        device.logLinesWith("nil; "),
+        std::vector<std::string>(
+            saysNil,
+            "[KOVA DEBUG]: The capture base URL was set to nil; everything goes to https://capture.kova.example/"));
   }
 }
 

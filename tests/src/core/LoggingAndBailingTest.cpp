@@ -20,31 +20,24 @@ class LoggingAndBailingTest : public testing::Test {
   SimulatedDevice device;
 };
 
-TEST_F(LoggingAndBailingTest, EachLevelAddsLinesWithItsPrefix) {
-  const std::vector<std::string> lines = {"Kova: a 1", "[KOVA DEBUG]: b 2", "[KOVA VERBOSE]: c 100%"};
-  for (const int level : {0, 1, 2}) {
-    KovaLogger::sharedInstance().setLogLevel(level);
-    device.clearLog();
-    KovaLog("a %ld", 1L);
-    KovaLogDebug("b %@", 2);
-    KovaLogVerbose("c %lu%%", 100ul);
-    EXPECT_EQ(device.log(), std::vector(lines.begin(), lines.begin() + level + 1));
-    EXPECT_TRUE(KovaLoggingEnabled(level));
-    EXPECT_FALSE(KovaLoggingEnabled(level + 1));
-  }
-}
-
-TEST_F(LoggingAndBailingTest, AMessageAboveTheLevelIsNotFormatted) {
+TEST_F(LoggingAndBailingTest, EachLevelAddsLinesWithItsPrefixAndFormatsNoOther) {
   struct Probe {
     int& descriptions;
     std::string description() const { return std::to_string(++descriptions); }
   };
-  int descriptions = 0;
-  KovaLogDebug("%@", Probe{descriptions});
-  KovaLogVerbose("%@", Probe{descriptions});
-  EXPECT_EQ(descriptions, 0);
-  KovaLog("%@", Probe{descriptions});
-  EXPECT_THAT(device.log(), ElementsAre("Kova: 1"));
+  const std::vector<std::string> lines = {"Kova: a 1 1", "[KOVA DEBUG]: b 2 2", "[KOVA VERBOSE]: c 3% 3"};
+  for (const int level : {0, 1, 2}) {
+    KovaLogger::sharedInstance().setLogLevel(level);
+    device.clearLog();
+    int descriptions = 0;
+    KovaLog("a %@ %ld", Probe{descriptions}, 1L);
+    KovaLogDebug("b %@ %@", Probe{descriptions}, 2);
+    KovaLogVerbose("c %@%% %lu", Probe{descriptions}, 3ul);
+    EXPECT_EQ(device.log(), std::vector(lines.begin(), lines.begin() + level + 1));
+    EXPECT_EQ(descriptions, level + 1);
+    EXPECT_TRUE(KovaLoggingEnabled(level));
+    EXPECT_FALSE(KovaLoggingEnabled(level + 1));
+  }
 }
 
 TEST_F(LoggingAndBailingTest, AReportDoesNotBailAndABailNamesTheLatestSource) {
@@ -52,25 +45,26 @@ TEST_F(LoggingAndBailingTest, AReportDoesNotBailAndABailNamesTheLatestSource) {
   KITelemetry::sharedTelemetry().setBaseUrl(NSURL::create(device.service.url()));
   KITelemetry::sharedTelemetry().setOptOutStatus(false);
   const NSException exception("CartException", std::nullopt, Dictionary{{"items", 3}});
-
-  bailer.registerException(exception, kova::Place("NSObject", "checkout:"), false);
-  EXPECT_FALSE(bailer.isBailed());
-  EXPECT_EQ(bailer.bailedSource(), std::nullopt);
-  EXPECT_THAT(device.log(),
-              ElementsAre(StartsWith("Kova: The Kova library caught an exception at NSObject/checkout:. "
-                                     "(name: CartException, reason: (null), userInfo: {\n    items = "
-                                     "3;\n}, stacktrace: (\n")));
-  device.clearLog();
-  bailer.registerException(exception, "First/source");
-  EXPECT_TRUE(bailer.isBailed());
-  EXPECT_EQ(bailer.bailedSource(), "First/source");
-  EXPECT_EQ(device.log().size(), 2u);
-  EXPECT_EQ(device.log().back(),
-            "Kova: The Kova library has been disabled because of an uncaught exception.");
-  bailer.registerException(exception, "Second/source", false);
-  EXPECT_EQ(bailer.bailedSource(), "First/source");
-  bailer.registerException(exception, "Third/source", true);
-  EXPECT_EQ(bailer.bailedSource(), "Third/source");
+  const struct {
+    const char* source;
+    bool bails;
+    std::optional<std::string> bailedSource;
+  } cases[] = {{"NSObject/checkout:", false, std::nullopt},
+               {"First/source", true, "First/source"},
+               {"Second/source", false, "First/source"},
+               {"Third/source", true, "Third/source"}};
+  for (const auto& [source, bails, bailedSource] : cases) {
+    device.clearLog();
+    bailer.registerException(exception, source, bails);
+    EXPECT_EQ(bailer.isBailed(), bailedSource.has_value());
+    EXPECT_EQ(bailer.bailedSource(), bailedSource);
+    EXPECT_EQ(device.log().size(), bails ? 2u : 1u);
+    EXPECT_THAT(
+        device.log()[0],
+        StartsWith(
+            std::string("Kova: The Kova library caught an exception at ") + source +
+            ". (name: CartException, reason: (null), userInfo: {\n    items = 3;\n}, stacktrace: (\n"));
+  }
   device.runUntilRequests(4);  // each of them was reported
 }
 
@@ -78,12 +72,18 @@ TEST_F(LoggingAndBailingTest, ASystemBefore10IsTooOld) {
   device.setSystemVersion("9.3.5");
   device.start();
   device.advance(60);
-  EXPECT_TRUE(KIBailer::sharedBailer().isBailed());
   EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "assertMinimumOSVersion");
-  EXPECT_THAT(device.log(),
-              ElementsAre("Kova: The Kova library has been disabled because this device is running a "
-                          "version of iOS older than 10.0."));
+  EXPECT_THAT(
+      device.log(),
+      ElementsAre(
+          "Kova: The Kova library has been disabled because this device is running a version of iOS older than 10.0."));
   EXPECT_EQ(device.service.requestCount(), 0u);
+}
+
+TEST_F(LoggingAndBailingTest, System10WillDo) {
+  device.setSystemVersion("10.0");
+  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+  EXPECT_THAT(device.log(), IsEmpty());
 }
 
 TEST_F(LoggingAndBailingTest, ALogSinkMayCallTheLibraryBeforeAnythingElseDid) {
@@ -118,12 +118,6 @@ TEST_F(LoggingAndBailingTest, AForkedChildIsSilentAndSaysSoOnce) {
   EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
   EXPECT_EQ(device.service.requestCount(), before);
   EXPECT_EQ(Kova::identity(), std::nullopt);
-}
-
-TEST_F(LoggingAndBailingTest, System10WillDo) {
-  device.setSystemVersion("10.0");
-  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
-  EXPECT_THAT(device.log(), IsEmpty());
 }
 
 }  // namespace

@@ -1,12 +1,9 @@
 // Start, stop, background and foreground.
 
-#include <gmock/gmock.h>
-
 #include <utility>
 
 #include "src/core/tracker/KovaTracker.h"
-#include "tests/support/Json.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
 using testing::Contains;
@@ -16,54 +13,43 @@ using testing::SizeIs;
 
 namespace {
 
-class TrackerLifeCycleTest : public testing::Test {
+class TrackerLifeCycleTest : public TrackerTest {
  protected:
-  std::size_t storedCount(std::string_view key) const {
-    const auto stored = device.stored(key);
-    return stored ? stored->array().size() : 0;
+  void visitBackground() {
+    device.application->enterBackground();
+    device.application->enterForeground();
+    device.advance(15);
+    device.settle();
   }
-  std::vector<Value> eventTypes() const {
-    std::vector<Value> types;
-    for (const Dictionary& message : device.receivedMessages())
-      types.push_back(at(message, "event/customEvent/type"));
-    return types;
-  }
-
-  SimulatedDevice device;
 };
 
 TEST_F(TrackerLifeCycleTest, TrackingDisabledFromTheStartEnqueuesNothing) {
   const auto options = device.options();
-  options->setDebug(true);
   options->setDisableTracking(true);
-  device.start(options);
-  device.drain();
+  const auto ignoring = [](const std::string& what) {
+    return "[KOVA DEBUG]: Tracking disabled, ignoring: <" + what + ">";
+  };
+  EXPECT_THAT(linesOf([&] { device.start(options); }), Contains(ignoring("Lifecycle Event")));
   EXPECT_FALSE(Kova::isTrackingEnabled());
-  EXPECT_THAT(device.log(), Contains("[KOVA DEBUG]: Tracking disabled, ignoring: <Lifecycle Event>"));
   EXPECT_EQ(device.scheduler.pendingTimerCount(), 1u) << "the session's timer runs all the same";
-
-  device.clearLog();
-  Kova::track("Checkout");
-  Kova::frameworkAutocaptureEvent("Tap", "react", {{"a", 1}});
-  Kova::frameworkTrack("Swipe", {{"a", 1}}, "react", {{"a", 1}});
-  Kova::addUserProperties({{"a", 1}});
-  Kova::addEventProperties({{"a", 1}});
-  Kova::identify(3);
+  EXPECT_THAT(
+      linesOf([] {
+        Kova::track("Checkout");
+        Kova::frameworkAutocaptureEvent("Tap", "react");
+        Kova::frameworkTrack("Swipe", {}, "react");
+        Kova::addUserProperties({{"a", 1}});
+        Kova::addEventProperties({{"a", 1}});
+        Kova::identify(3);
+      }),
+      ElementsAre(ignoring("Checkout"), ignoring("Tap"), ignoring("Swipe"), ignoring("Add User Properties"),
+                  ignoring("Add Event Properties"), ignoring("Identity")));
   device.advance(60);
   device.settle();
-  EXPECT_THAT(device.log(), ElementsAre("[KOVA DEBUG]: Tracking disabled, ignoring: <Checkout>",
-                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Tap>",
-                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Swipe>",
-                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Add User Properties>",
-                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Add Event Properties>",
-                                        "[KOVA DEBUG]: Tracking disabled, ignoring: <Identity>"));
   EXPECT_EQ(device.service.requestCount(), 0u);
-
   Kova::setTrackingEnabled(true);
   Kova::track("Checkout");
-  device.drain();
-  device.runUntilRequests(2);
-  EXPECT_THAT(eventTypes(), ElementsAre(Value("Checkout")));
+  send();
+  EXPECT_THAT(sentEvents(), ElementsAre("Checkout"));
 }
 
 TEST_F(TrackerLifeCycleTest, TheBackgroundStoresSendsAndSuspends) {
@@ -71,8 +57,7 @@ TEST_F(TrackerLifeCycleTest, TheBackgroundStoresSendsAndSuspends) {
   Kova::track("Checkout");
   device.application->enterBackground();
   device.runUntilRequests(3);
-  EXPECT_THAT(eventTypes(), ElementsAre(Value(), Value("Checkout")));
-
+  EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "Checkout"));
   Kova::track("In the background");
   device.advance(60);
   device.settle();
@@ -81,7 +66,7 @@ TEST_F(TrackerLifeCycleTest, TheBackgroundStoresSendsAndSuspends) {
 
 TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForeground) {
   device.startAndSettle();
-  const std::string firstPageview = at(device.receivedMessages()[0], "pageviewInfo/id").description();
+  const std::string firstPageview = at(lastMessage(), "pageviewInfo/id").description();
   device.setOnline(false);
   Kova::track("Checkout");
   device.application->enterBackground();
@@ -92,18 +77,13 @@ TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForegro
   device.setOnline(true);
   device.application->enterForeground();
   device.runUntilRequests(4);  // a pageview and a batch, at once
-
-  EXPECT_THAT(eventTypes(), ElementsAre(Value(), Value("Checkout")));
-  const auto pageviews = device.receivedTargets("/h");
-  ASSERT_THAT(pageviews, SizeIs(2));
-  EXPECT_NE(pageviews[0].find("&v=" + firstPageview), std::string::npos) << pageviews[0];
-  EXPECT_EQ(pageviews[1].find("&v=" + firstPageview), std::string::npos)
-      << "recorded again under an id of its own";
-  EXPECT_NE(pageviews[1].find("&z=2&ts=1767225660000&v="), std::string::npos) << pageviews[1];
+  EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "Checkout"));
+  EXPECT_THAT(sentParameters("/h", "v"), ElementsAre(firstPageview, testing::Ne(firstPageview)));
+  EXPECT_THAT(sentParameters("/h", "z"), ElementsAre("0", "2"));
+  EXPECT_THAT(sentParameters("/h", "ts"), ElementsAre(SimulatedDevice::kStartTime, "1767225660000"));
   Kova::track("Later");
-  device.advance(15);
-  device.runUntilRequests(5);
-  EXPECT_THAT(eventTypes(), Contains(Value("Later"))) << "scheduled uploads have resumed";
+  send();
+  EXPECT_THAT(sentEvents(), Contains("Later")) << "scheduled uploads have resumed";
 }
 
 TEST_F(TrackerLifeCycleTest, TheForegroundStoresWhatCameInTheBackgroundEvenIfItRecordsNothing) {
@@ -124,23 +104,15 @@ TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageview
   options->setDisableTracking(true);
   options->setDebug(true);
   device.start(options);
-  device.application->enterBackground();
-  device.application->enterForeground();
-  device.advance(15);
+  visitBackground();
   Kova::setTrackingEnabled(true);
   Kova::track("Checkout");
-  device.drain();
-  device.runUntilRequests(2);
+  send();
   Kova::setTrackingEnabled(false);
-  device.application->enterBackground();
-  device.application->enterForeground();
-  device.advance(15);
-  device.settle();
+  visitBackground();
   EXPECT_THAT(device.receivedTargets("/h"), SizeIs(1));
   Kova::setTrackingEnabled(true);
-  device.application->enterBackground();
-  device.application->enterForeground();
-  device.advance(15);
+  visitBackground();
   EXPECT_THAT(device.logLinesWith("Uploads wait for a pageview"), SizeIs(2)) << "one for each return before";
 }
 
@@ -162,9 +134,8 @@ TEST_F(TrackerLifeCycleTest, InitializingAgainStopsAndStoresFirst) {
   device.drain();
   EXPECT_TRUE(first.expired());
   device.setOnline(true);
-  device.advance(15);
-  device.runUntilRequests(6);  // identify, pageview, two batches
-  EXPECT_THAT(eventTypes(), ElementsAre(Value(), Value("First"), Value("Second")));
+  send();
+  EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "First", "Second"));
   EXPECT_THAT(device.receivedTargets("/h"), SizeIs(2));
   EXPECT_THAT(device.receivedTargets("/api/identify_v3"), SizeIs(1));
   EXPECT_THAT(device.batchFiles(), IsEmpty());
@@ -194,13 +165,10 @@ TEST_F(TrackerLifeCycleTest, CallsThatReachTheTrackerBeforeAreNotLost) {
   before->addEventProperties(Value{{"late", 1}});
   before->recordCustomEvent("Late", std::nullopt);
   const std::string sessionId = *Kova::sessionId();
-  device.drain();
-  EXPECT_EQ(json(*device.stored("eventProperties")), R"({"new":"1","late":"1"})");
-  device.settle();
-  device.advance(15);
-  device.settle();
-  EXPECT_THAT(eventTypes(), ElementsAre(Value(), Value("New"), Value("Late")));
-  EXPECT_EQ(at(device.receivedMessages().back(), "sessionInfo/id"), Value(sessionId));
+  send();
+  EXPECT_EQ(storedText("eventProperties"), R"({"new":"1","late":"1"})");
+  EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "New", "Late"));
+  EXPECT_EQ(at(lastMessage(), "sessionInfo/id"), Value(sessionId));
 
   before->identify(Value("ada"));
   before->resetIdentity();
