@@ -7,7 +7,7 @@ import { test } from 'node:test';
 import { fileURLToPath } from 'node:url';
 import { DeviceList } from '../../../tools/capture-service/lib/visualizer/device-list.mjs';
 import { ancestry, buttonBox, cropPng, screenPng, ScriptedApp } from '../support/scripted-app.mjs';
-import { startService } from './support.mjs';
+import { batchBody, events as kinds, message, startService, trackPath } from './support.mjs';
 
 const { io } = createRequire(new URL('../../../tools/capture-service/package.json', import.meta.url))('socket.io-client');
 const limits = { timeout: 60_000 };
@@ -47,7 +47,6 @@ async function openPage(t, url) {
   on('device', (device) => page.devices.set(device.id, device));
   on('device_gone', ({ id }) => page.devices.delete(id));
   on('event', (event) => page.events.push(event));
-  on('cleared', () => (page.events = []));
   const [{ devices, events, ...rest }] = await once(socket, 'state');
   for (const device of devices) page.devices.set(device.id, device);
   page.events.push(...events);
@@ -114,11 +113,13 @@ test('a device pairs, and what it sends reaches every page, also one that is ope
   app.touch({ event: gesture, pageview: { title: '' }, full_image_data: undefined });
   await page.until(() => page.events.length === 3 && page.devices.get(id).events === 3);
   const facts = page.events.map(({ receivedAt, ...rest }) => rest);
-  const from = { device: id, deviceName: 'Ada', hasScreen: true };
+  const where = { controller: 'ProductController', session: '0000000000000042', user: '73', variable: null };
+  const from = { device: id, deviceName: 'Ada', uploaded: false, hasScreen: true, ...where };
+  const ids = (number) => ({ id: number, message: `000000000000000${number}`, pageview: `000000000000000${number}` });
   assert.deepEqual(facts, [
-    { id: 1, ...from, time: 1732190000001, kind: 'touch', name: 'touch', text: 'Add to basket', selector: 'addToBasket', screen: 'Linen shirt', hasCrop: true, hasAncestry: true },
-    { id: 2, ...from, time: 1732190000002, kind: 'pageview', name: 'pageview', text: 'Linen shirt', selector: null, screen: 'Linen shirt', hasCrop: false, hasAncestry: false },
-    { id: 3, ...from, time: 1732190000003, kind: 'gesture', name: gesture.type, text: 'x'.repeat(200), selector: null, screen: 'ProductController', hasCrop: false, hasAncestry: true },
+    { ...ids(1), ...from, time: 1732190000001, kind: 'touch', name: 'touch', text: 'Add to basket', selector: 'addToBasket', screen: 'Linen shirt', hasCrop: true, hasAncestry: true },
+    { ...ids(2), ...from, time: 1732190000002, kind: 'pageview', name: 'pageview', text: 'Linen shirt', selector: null, screen: 'Linen shirt', hasCrop: false, hasAncestry: false },
+    { ...ids(3), ...from, time: 1732190000003, kind: 'gesture', name: gesture.type, text: 'x'.repeat(200), selector: null, screen: 'ProductController', hasCrop: false, hasAncestry: true },
   ]);
   const { summary, message, viewAncestry, boundingBox } = await service.detail(1);
   assert.deepEqual([summary, viewAncestry, boundingBox], [page.events[0], { ancestry }, buttonBox]);
@@ -127,6 +128,10 @@ test('a device pairs, and what it sends reaches every page, also one that is ope
   assert.deepEqual(await service.picture('/visualizer/events/1/crop.png'), [200, 'image/png', cropPng]);
   assert.deepEqual(await service.picture('/visualizer/events/3/screen.png'), [200, 'image/png', cropPng]);
   assert.equal((await service.get('/visualizer/events/2/crop.png')).status, 404);
+  const matches = async (query) => JSON.parse((await service.get(`/visualizer/events/1/matches.json${query}`)).text);
+  const { definition, ...counted } = await matches('?node=5');
+  assert.deepEqual([definition.classPath.length, definition.label, counted], [6, 'Add to basket', { ids: [1, 3], of: 3 }]);
+  for (const query of ['', '?node=6', '?node=-1']) assert.match((await matches(query)).problems[0], /no such node/, query);
 
   const later = await service.openPage();
   assert.deepEqual([later.events, later.devices], [page.events, page.devices]);
@@ -138,9 +143,28 @@ test('a device pairs, and what it sends reaches every page, also one that is ope
   await page.until(() => page.devices.size === 1); // one that is gone stays with its events only
   assert.ok(page.devices.has(id));
   assert.match((await page.ask('pair', { device: id })).error, /not connected/);
-  assert.deepEqual(await later.ask('clear'), { ok: true });
-  await page.until(() => page.events.length === 0 && page.devices.size === 0);
-  assert.equal((await service.get('/visualizer/events/1.json')).status, 404);
+});
+
+test('custom events stand beside the live ones of their session once they were uploaded, each once', limits, async (t) => {
+  const { service, page, app } = await startPaired(t);
+  const upload = (id, event, session = '0000000000000042') => {
+    const sessionInfo = { id: session, timestamp: '1732190000000' };
+    return service.postJson(trackPath, batchBody(message(event, { id: `000000000000000${id}`, sessionInfo })));
+  };
+  const custom = (type) => ({ customEvent: { type }, appVisibilityState: 2 });
+  await upload(1, custom('Before'));
+  app.touch();
+  await page.until(() => page.events.length === 2);
+  await upload(2, custom('After'));
+  await upload(2, custom('After'));
+  await upload(3, custom('Of somebody else'), '0000000000000043');
+  await upload(4, kinds.touch); // came over the socket, too
+  await upload(5, custom('Last'));
+  await page.until(() => page.events.length === 4);
+  assert.deepEqual(
+    page.events.map(({ kind, name, uploaded, deviceName, hasScreen }) => [kind, name, uploaded, deviceName, hasScreen]),
+    [['touch', 'touch', false, 'Ada', true], ...['Before', 'After', 'Last'].map((name) => ['custom', name, true, 'Ada', false])],
+  );
 });
 
 test('an event counts only from the device that was asked, once it accepted with its own code', limits, async (t) => {
@@ -175,12 +199,20 @@ test('an event counts only from the device that was asked, once it accepted with
   await page.until(() => page.events.length > 0);
   assert.deepEqual(page.events.map(({ deviceName }) => deviceName), ['Ada']);
 
-  // Taking back a request and ending a pairing both end the connection.
-  for (const [app, name, id] of [[bob, 'Bob', bobsId], [ada, 'Ada', adasId]]) {
-    const ended = once(app.socket, 'disconnect');
-    assert.deepEqual(await page.ask('unpair', { device: id }), { ok: true });
-    await Promise.all([ended, page.device(name, 'gone')]);
-  }
+  // A request that is taken back leaves the device where it was; one that accepts it all the same is sent away.
+  assert.deepEqual(await page.ask('cancel', { device: bobsId }), { ok: true });
+  assert.equal((await page.device('Bob', 'available')).note, 'cancelled');
+  await ask(bob, bobsId);
+  assert.equal((await page.device('Bob', 'asked')).note, null);
+  await page.ask('cancel', { device: bobsId });
+  assert.match((await page.ask('cancel', { device: adasId })).error, /no longer open/);
+  const ended = [once(bob.socket, 'disconnect'), once(ada.socket, 'disconnect')];
+  bob.accept();
+  assert.deepEqual(await page.ask('unpair', { device: adasId }), { ok: true });
+  assert.equal((await page.device('Bob', 'gone')).note, 'late');
+  assert.equal((await page.device('Ada', 'gone')).note, 'disconnected');
+  await Promise.all(ended);
+  await service.logged(/the request was cancelled/);
   assert.deepEqual([service.lines.filter(Boolean), page.events.length], [[], 1]);
 });
 
@@ -191,7 +223,7 @@ test('pages of other sites and names of other hosts are turned away', limits, as
   const own = { Origin: `http://localhost:${port}`, Host: `LocalHost:${port}`, 'Sec-Fetch-Site': 'same-origin' };
   const foreign = ['cross-site', 'same-site', 'unheard-of'].map((site) => ({ 'Sec-Fetch-Site': site }));
   foreign.push({ Origin: 'http://example.com' }, { Origin: 'null' }, { Host: `example.com:${port}` });
-  for (const path of ['/visualizer/', '/visualizer/qr.svg?appId=11', polling]) {
+  for (const path of ['/visualizer/', polling]) {
     for (const headers of foreign) assert.equal((await service.send('GET', path, undefined, headers)).status, 403, path);
     assert.equal((await service.send('GET', path, undefined, own)).status, 200, path);
   }
@@ -199,11 +231,6 @@ test('pages of other sites and names of other hosts are turned away', limits, as
   assert.equal((await upgrade(service.url, own)).status, 101);
   assert.equal((await service.send('GET', '/visualizer/', undefined, { 'Sec-Fetch-Site': 'none' })).status, 200);
 
-  const qr = await service.get('/visualizer/qr.svg?appId=11');
-  assert.match(qr.text, /^<svg /);
-  for (const id of ['', '1a', '11%22', '1'.repeat(21)]) {
-    assert.equal((await service.get(`/visualizer/qr.svg?appId=${id}`)).status, 400, id);
-  }
   for (const path of ['/visualizer/../package.json', '/visualizer/.%2e/package.json', '/visualizer/..%2fpackage.json', '/visualizer/none.js']) {
     assert.equal((await service.get(path)).status, 404, path);
   }

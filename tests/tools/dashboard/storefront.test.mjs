@@ -48,14 +48,13 @@ test('the example app is paired in the browser, used by its scripted user, and s
 
   await page.locator('#stage').getByRole('button', { name: /^Pair with/ }).click();
   await page.locator('#stage .code').waitFor(); // the scripted user accepts
-  const row = page.locator('.row', { hasText: 'addToBasket' });
-  await row.click({ timeout: 60_000 });
-  await dashboard.showsEvent('Add to basket');
+  await dashboard.row('addToBasket').click({ timeout: 60_000 });
+  await dashboard.showsEvent('Tapped Add to basket');
   await page.waitForFunction(() => {
     const [screen, crop] = document.querySelectorAll('#detail img');
     return screen?.naturalWidth === 390 && screen.naturalHeight === 844 && crop?.naturalWidth > 100;
   });
-  const outline = await page.locator('.outline.target').boundingBox();
+  const outline = await page.locator('.screen-frame .target').boundingBox();
   assert.ok(outline.width > 100 && outline.height > 10);
   assert.deepEqual((await page.locator('.node-class').allTextContents()).slice(-3), [
     'ProductController',
@@ -66,8 +65,9 @@ test('the example app is paired in the browser, used by its scripted user, and s
 
   const [code] = await app.ended;
   assert.equal(code, 0, app.told());
-  await dashboard.showsEvent('Add to basket'); // whoever looks at an event keeps it before his eyes
+  await dashboard.showsEvent('Tapped Add to basket'); // whoever looks at an event keeps it before his eyes
+  await page.locator('.row-uploaded:visible').waitFor(); // the custom event
   const all = await page.locator('.row-title').allTextContents();
-  assert.equal(all.length, 19, all.join('\n'));
+  assert.equal(all.length, 20, all.join('\n'));
   assert.ok(!all.some((title) => /4111|Analytical|Accept/.test(title)), all.join('\n'));
 });

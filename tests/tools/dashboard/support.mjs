@@ -1,4 +1,4 @@
-// What the tests of the dashboard share: a browser, a service, and a page that must not raise an error.
+// What the tests of the pages share: a browser, a service, and a page that must not raise an error.
 
 import assert from 'node:assert/strict';
 import { createRequire } from 'node:module';
@@ -6,9 +6,9 @@ import { fileURLToPath } from 'node:url';
 import { Service } from '../../../tools/capture-service/lib/service.mjs';
 import { ScriptedApp } from '../support/scripted-app.mjs';
 
-const { chromium } = createRequire(new URL('../../../tools/capture-service/package.json', import.meta.url))(
-  'playwright-core',
-);
+const { chromium } = createRequire(new URL('../../../tools/capture-service/package.json', import.meta.url))('playwright-core');
+
+export const NO_PICTURES = { full_image_data: undefined, image_data: undefined };
 
 /** A browser that sees these fonts and no other of the machine's: 'wide' or 'narrow', a file each in support/fonts. */
 export const launchBrowser = (fonts = 'wide') =>
@@ -22,24 +22,24 @@ export const launchBrowser = (fonts = 'wide') =>
 export class Dashboard {
   url;
   page;
-  #envId;
+  #settings;
   #service;
   #errors = [];
 
-  static async open(t, browser, { width = 1280, height = 800, envId = '11', before } = {}) {
+  static async open(t, browser, { width = 1280, height = 800, envId = '11', file, before, path } = {}) {
     const dashboard = new Dashboard();
-    dashboard.#envId = envId;
+    dashboard.#settings = { visualizer: { envId }, file };
     await dashboard.startService();
     t.after(async () => {
       await dashboard.stopService();
       assert.deepEqual(dashboard.#errors, []);
     });
-    dashboard.page = await dashboard.pageIn(t, browser, { width, height }, before);
+    dashboard.page = await dashboard.pageIn(t, browser, { width, height }, { before, path });
     return dashboard;
   }
 
   /** One more page of the same service; `before` runs in it ahead of its own scripts. */
-  async pageIn(t, browser, viewport, before = () => {}) {
+  async pageIn(t, browser, viewport, { before = () => {}, path = '/visualizer/' } = {}) {
     const context = await browser.newContext({ viewport, permissions: ['clipboard-read', 'clipboard-write'] });
     t.after(() => context.close());
     context.setDefaultTimeout(15_000);
@@ -49,13 +49,13 @@ export class Dashboard {
       this.#errors.push(error.message);
     });
     await page.addInitScript(before);
-    await page.goto(`${this.url}/visualizer/`);
-    await page.locator('#connection', { hasText: 'Live' }).waitFor();
+    await page.goto(this.url + path);
+    await page.locator('#connection', { hasText: 'Service connected' }).waitFor();
     return page;
   }
 
   async startService() {
-    this.#service = new Service({ visualizer: { envId: this.#envId } });
+    this.#service = new Service(this.#settings);
     this.url = await this.#service.start(this.url ? Number(new URL(this.url).port) : 0);
   }
 
@@ -64,17 +64,33 @@ export class Dashboard {
     this.#service = null;
   }
 
-  /** An app that was asked by this page and has accepted; `shownName` is what the page makes of its name. */
-  async pairedApp(settings, shownName = settings?.name ?? 'Ada’s iPhone') {
+  /** An app that was asked by this page and has accepted, and ends with the test. */
+  async pairedApp(t, settings) {
     const app = await ScriptedApp.start(this.url, settings);
-    const card = this.card(shownName);
-    await card.getByRole('button', { name: /^Pair with/ }).click();
-    await card.filter({ hasText: 'Paired since' }).waitFor();
+    t.after(() => app.close());
+    await this.page.locator('button:visible', { hasText: /^Pair$/ }).click();
+    await this.page.locator('.device[data-state="paired"], #stage .pulse').first().waitFor({ state: 'attached' });
     return app;
+  }
+
+  /** A paired app that has touched things of these names. */
+  async appThatTouched(t, ...names) {
+    const app = await this.pairedApp(t);
+    for (const targetText of names) app.touch({ event: { targetText } });
+    await this.showsEvent(`Tapped ${names.at(-1)}`);
+    return app;
+  }
+
+  button(name) {
+    return this.page.getByRole('button', { name });
   }
 
   card(name) {
     return this.page.locator('.device', { hasText: name });
+  }
+
+  row(text) {
+    return this.page.locator('.row', { hasText: text });
   }
 
   /** Waits until the only element of the selector has this text. */
@@ -88,29 +104,31 @@ export class Dashboard {
     await this.shows('#detail h2', title);
   }
 
+  /** Waits until the list is just this, from the top: titles of rows, and of scenes, which end with ":". */
+  async tells(...wanted) {
+    const read = () =>
+      [...document.querySelectorAll('.row-title, .scene-head bdi')].map((node) => node.textContent + (node.matches('bdi') ? ':' : ''));
+    await this.page.waitForFunction(([source, text]) => JSON.stringify(eval(source)()) === text, [String(read), JSON.stringify(wanted)]).catch(async () => {
+      assert.deepEqual(await this.page.evaluate(read), wanted);
+    });
+  }
+
   async hasRows(count) {
     await this.page.waitForFunction((wanted) => document.querySelectorAll('.row').length === wanted, count);
   }
 
   /** Waits until the outline lies over the box of the screenshot, to a pixel, whatever the picture's scale. */
-  async outlines(selector, box) {
+  async outlines(selector, box, frame = '.screen-frame') {
     await this.page.waitForFunction(
-      ([outline, { x, y, width, height }]) => {
-        const picture = document.querySelector('.screen-frame img');
-        const [shown, whole] = [document.querySelector(outline), picture].map((element) =>
-          element?.getBoundingClientRect(),
-        );
+      ([outline, around, { x, y, width, height }]) => {
+        const picture = document.querySelector(`${around} img`);
+        const [shown, whole] = [document.querySelector(`${around} ${outline}`), picture].map((node) => node?.getBoundingClientRect());
         if (!shown?.width || !whole?.width) return false;
         const scale = whole.width / picture.naturalWidth;
         const near = (value, wanted) => Math.abs(value - wanted * scale) < 1;
-        return (
-          near(shown.x - whole.x, x) &&
-          near(shown.y - whole.y, y) &&
-          near(shown.width, width) &&
-          near(shown.height, height)
-        );
+        return near(shown.x - whole.x, x) && near(shown.y - whole.y, y) && near(shown.width, width) && near(shown.height, height);
       },
-      [selector, box],
+      [selector, frame, box],
     );
   }
 }

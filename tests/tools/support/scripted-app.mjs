@@ -74,11 +74,11 @@ export class ScriptedApp {
     this.send('device_accepted_pair');
   }
 
-  /** A touch on a button; `event` goes over the touch event, `pageview` over the pageview, `more` over the payload. */
-  touch({ event = {}, pageview = {}, ...more } = {}) {
+  /** A touch on a button; `event` goes over its event, `pageview` over its pageview, `over` over its message, `more` over the payload. */
+  touch({ event = {}, pageview = {}, over = {}, ...more } = {}) {
     const touchEvent = { targetView: 'UIButton', type: 'touch', targetText: 'Add to basket', targetSelector: 'addToBasket', ...event };
     this.send('device_captured_event', {
-      message: this.message({ event: { touchEvent, appVisibilityState: 2 } }, pageview),
+      message: this.message({ event: { touchEvent, appVisibilityState: 2 }, ...over }, pageview),
       image_format: 'png',
       image_encoding: 'base64',
       image_data: cropPng.toString('base64'),
@@ -88,9 +88,9 @@ export class ScriptedApp {
     });
   }
 
-  pageview({ pageview = {}, ...more } = {}) {
+  pageview({ pageview = {}, over = {}, ...more } = {}) {
     this.send('device_captured_event', {
-      message: this.message({ pageview: {} }, pageview),
+      message: this.message({ pageview: {}, ...over }, pageview),
       image_format: 'png',
       image_encoding: 'base64',
       image_data: screenPng.toString('base64'),

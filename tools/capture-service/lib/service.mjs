@@ -61,7 +61,7 @@ export class Service {
       if (error.code !== 'ERR_MODULE_NOT_FOUND') throw error;
       throw new Error(`the visualizer needs its packages ("npm ci" in tools/capture-service): ${error.message}`);
     });
-    this.#visualizer = new Visualizer({ ...this.#visualizerSettings, log: this.#log });
+    this.#visualizer = new Visualizer({ ...this.#visualizerSettings, records: this.#store, log: this.#log });
     this.http.on('upgrade', (request, socket, head) => {
       this.#visualizer.handleUpgrade(request, socket, head, split(request.url).path);
     });

@@ -2,8 +2,8 @@
 // data of any shape.
 
 import { appText, el } from './dom.mjs';
-import { points } from './format.mjs';
 import { shortText } from './json-text.mjs';
+import { frameOf } from './screen-picture.mjs';
 
 const MAX_NODES = 1000;
 const MAX_TEXT = 200;
@@ -14,21 +14,22 @@ const isObject = (value) => typeof value === 'object' && value !== null && !Arra
 const short = (value) => shortText(value, MAX_TEXT);
 
 /** {x, y, width, height} in the window's points, or null. */
-export function boxOf(value) {
+function boxOf(value) {
   const [x, y] = [value?.upperLeftOrigin?.x, value?.upperLeftOrigin?.y];
   const [width, height] = [value?.size?.width, value?.size?.height];
   if (![x, y, width, height].every(Number.isFinite) || width < 0 || height < 0) return null;
   return { x, y, width, height };
 }
 
-/** Nodes {name, label, identifier, box, more}, from the top down to the view. */
+/** Nodes {index, name, label, identifier, box, more}, from the top down to the view; `index` is the place as sent. */
 export function nodesOf(viewAncestry) {
-  const list = Array.isArray(viewAncestry) ? viewAncestry : viewAncestry?.ancestry;
-  if (!Array.isArray(list)) return [];
+  const list = Array.isArray(viewAncestry?.ancestry) ? viewAncestry.ancestry : [];
   return list
+    .map((node, index) => [node, index])
     .slice(-MAX_NODES)
-    .filter(isObject)
-    .map((node) => ({
+    .filter(([node]) => isObject(node))
+    .map(([node, index]) => ({
+      index,
       name: short(node.class ?? 'unnamed'),
       label: short(node.accessibilityLabel),
       identifier: short(node.accessibilityIdentifier),
@@ -43,15 +44,20 @@ export function nodesOf(viewAncestry) {
 export class AncestryTree {
   element = el('div', { class: 'ancestry' });
   #onPoint;
+  #onChoose;
   #nodes = [];
   #items = [];
   #chosen = -1;
   #tree = el('div', { class: 'tree', role: 'tree', 'aria-label': 'View ancestry' });
   #facts = el('dl', { class: 'facts node-facts' });
 
-  /** `onPoint(node)` is called for the node under the pointer, else the chosen one; null when there is none. */
-  constructor(onPoint) {
+  /**
+   * `onPoint(node)` is called for the node under the pointer, else the chosen one; null when there is none. `onChoose(node)` for
+   * each that is chosen.
+   */
+  constructor({ onPoint, onChoose }) {
     this.#onPoint = onPoint;
+    this.#onChoose = onChoose;
     this.element.append(this.#tree, this.#facts);
     this.#tree.addEventListener('click', (event) => this.#choose(this.#indexOf(event.target)));
     this.#tree.addEventListener('pointerover', (event) =>
@@ -59,7 +65,6 @@ export class AncestryTree {
     );
     this.#tree.addEventListener('pointerleave', () => this.#onPoint(this.#nodes[this.#chosen] ?? null));
     this.#tree.addEventListener('keydown', (event) => this.#handleKey(event));
-    new ResizeObserver(() => this.#revealChosen()).observe(this.#tree); // also when its tab is opened
   }
 
   show(nodes) {
@@ -68,6 +73,7 @@ export class AncestryTree {
     this.#tree.style.setProperty('--levels', String(Math.max(1, nodes.length - 1)));
     this.#tree.replaceChildren(...this.#items);
     this.#chosen = -1;
+    this.#facts.replaceChildren();
     this.#choose(nodes.length - 1);
   }
 
@@ -75,7 +81,7 @@ export class AncestryTree {
     const item = el(
       'div',
       {
-        class: 'node',
+        class: 'node cut',
         role: 'treeitem',
         'aria-level': String(level + 1),
         'aria-selected': 'false',
@@ -86,6 +92,7 @@ export class AncestryTree {
       node.label && el('span', { class: 'node-label' }, '“', appText(node.label), '”'),
       node.identifier && el('span', { class: 'node-identifier' }, '#', appText(node.identifier)),
     );
+    item.title = item.textContent;
     item.style.setProperty('--level', String(level));
     return item;
   }
@@ -96,10 +103,7 @@ export class AncestryTree {
 
   #choose(index) {
     const item = this.#items[index];
-    if (!item) {
-      this.#facts.replaceChildren();
-      return;
-    }
+    if (!item) return;
     const before = this.#items[this.#chosen];
     before?.setAttribute('aria-selected', 'false');
     before?.setAttribute('tabindex', '-1');
@@ -108,15 +112,7 @@ export class AncestryTree {
     this.#chosen = index;
     this.#facts.replaceChildren(...factRows(factsOf(this.#nodes[index])));
     this.#onPoint(this.#nodes[index]);
-    this.#revealChosen();
-  }
-
-  /** Only the tree scrolls, never the page around it. */
-  #revealChosen() {
-    const item = this.#items[this.#chosen];
-    if (!item) return;
-    const below = item.offsetTop + item.offsetHeight - this.#tree.clientHeight;
-    this.#tree.scrollTop = Math.min(Math.max(this.#tree.scrollTop, below), item.offsetTop);
+    this.#onChoose(this.#nodes[index]);
   }
 
   #handleKey(event) {
@@ -125,22 +121,18 @@ export class AncestryTree {
     event.preventDefault();
     event.stopPropagation();
     this.#choose(Math.max(0, Math.min(this.#chosen + steps[event.key], this.#items.length - 1)));
-    this.#items[this.#chosen]?.focus({ preventScroll: true });
+    this.#items[this.#chosen]?.focus();
   }
 }
 
-function factsOf({ name, label, identifier, box, more }) {
-  const frame = box
-    ? `${points(box.width)} × ${points(box.height)} at ${points(box.x)}, ${points(box.y)}`
-    : 'none: it is not a view';
-  return [['Class', name], ['Label', label], ['Identifier', identifier], ['Frame', frame], ...more].filter(
-    ([, value]) => value !== '',
-  );
+function factsOf({ label, identifier, box, more }) {
+  const frame = box ? frameOf(box) : 'none: it is not a view';
+  return [['Label', label], ['Identifier', identifier], ['Frame', frame], ...more].filter(([, value]) => value !== '');
 }
 
 /** Terms and descriptions for a <dl>. */
 export function factRows(facts) {
   return facts.map(([term, value]) =>
-    el('div', {}, el('dt', { text: term, title: term }), el('dd', { text: value, title: value })),
+    el('div', {}, el('dt', { class: 'cut', text: term, title: term }), el('dd', { text: value, title: value })),
   );
 }

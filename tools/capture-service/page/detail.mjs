@@ -1,17 +1,19 @@
-// The selected event: its picture, crop, facts, ancestry and raw message. A new selection replaces the old one in one step,
-// once all of it is there; while events rush in, only some are shown on the way to the newest.
+// The selected event: its picture, and beside it facts, ancestry and raw message. A new selection replaces the old one in one
+// step, once all of it is there; while events rush in, only some are shown on the way to the newest.
 
 import { AncestryTree, factRows, nodesOf } from './ancestry.mjs';
 import { copyButton } from './copy.mjs';
+import { Definition } from './definition.mjs';
 import { appText, el, icon, setText, showIcon } from './dom.mjs';
 import { factsOf } from './event-facts.mjs';
-import { KINDS, exactTime, happenedAt, kindOf, titleOf } from './format.mjs';
+import { loadEvent } from './event-loader.mjs';
+import { KINDS, exactTime, kindOf, titleOf } from './format.mjs';
+import { hintsOf } from './hints.mjs';
 import { colouredJson, jsonText } from './json-text.mjs';
 import { ScreenPicture } from './screen-picture.mjs';
-import { Tabs } from './tabs.mjs';
+import { happenedAt } from './story.mjs';
 
 const MIN_INTERVAL_MS = 250; // between two events that are shown
-const LOAD_MS = 10_000;
 
 export class Detail {
   #root;
@@ -29,37 +31,52 @@ export class Detail {
   #when = el('p', { class: 'when' });
   #problem = el('p', { class: 'problem', role: 'alert', hidden: true });
   #picture = new ScreenPicture();
+  #noPicture = el('p', { class: 'soft', hidden: true });
   #crop = el('figure', { class: 'crop', hidden: true });
   #facts = el('dl', { class: 'facts' });
-  #noTree = el('p', { class: 'empty', hidden: true, text: 'This event came without a view, so there is no ancestry.' });
-  #tree = new AncestryTree((node) => this.#picture.point(node?.box ?? null, node?.name));
+  #hints = el('ul', { class: 'hints' });
+  #definition;
+  #tree = new AncestryTree({
+    onPoint: (node) => this.#picture.point(node?.box ?? null, node?.name),
+    onChoose: (node) => this.#definition.show(this.#shown.id, node.index),
+  });
   #message = el('pre', { class: 'message', tabindex: '0', 'aria-label': 'Raw message' });
-  #tabs = new Tabs(
-    'detail',
-    [
-      { id: 'ancestry', label: 'Ancestry', content: [this.#tree.element, this.#noTree] },
-      { id: 'message', label: 'Message', content: [this.#message] },
-    ],
-    copyButton('Copy message', () => this.#text),
-  );
+  #ancestry;
 
-  constructor(root, store) {
+  /** `onClose()` leads back to the list, where there is room for one of the two only. */
+  constructor(root, store, { onClose }) {
     this.#root = root;
     this.#store = store;
+    this.#definition = new Definition(store);
+    this.#ancestry = el('section', {}, el('h3', { text: 'Ancestry' }), this.#definition.element, this.#tree.element);
+    const back = el('button', { id: 'back', onclick: onClose, text: '← All events' });
+    const link = copyButton('Copy link', () => `${location.origin}${location.pathname}#event=${this.#shown.id}`);
     root.append(
-      el('header', { class: 'detail-head' }, this.#badge, this.#title, this.#when),
-      this.#problem,
+      this.#picture.element,
       el(
         'div',
-        { class: 'detail-body' },
-        this.#picture.element,
-        el('div', { class: 'about' }, this.#crop, this.#facts),
-        this.#tabs.element,
+        { class: 'about', tabindex: '0', role: 'group', 'aria-label': 'Facts' },
+        back,
+        el('header', { class: 'detail-head' }, el('p', { class: 'line spread' }, this.#badge, link), this.#title, this.#when),
+        this.#problem,
+        this.#crop,
+        this.#facts,
+        this.#noPicture,
+        this.#hints,
+        this.#ancestry,
+        el(
+          'details',
+          { class: 'raw' },
+          el('summary', { text: 'Message' }),
+          copyButton('Copy message', () => this.#text),
+          this.#message,
+        ),
       ),
     );
     store.subscribe((change) => {
       if (change.connection && store.connection === 'live' && !this.#problem.hidden) this.#shown = null;
       this.#wanted = store.selected;
+      root.classList.toggle('nothing', !this.#wanted);
       this.#catchUp();
     });
   }
@@ -70,7 +87,7 @@ export class Detail {
     while (this.#wanted && this.#wanted !== this.#shown) {
       const summary = this.#wanted;
       this.#root.setAttribute('aria-busy', 'true');
-      const [loaded] = await Promise.all([load(summary), this.#interval()]);
+      const [loaded] = await Promise.all([loadEvent(summary), this.#interval()]);
       if (this.#wanted !== summary && !this.#store.following) continue;
       this.#shown = summary;
       this.#shownAt = performance.now();
@@ -86,6 +103,24 @@ export class Detail {
   }
 
   #show(summary, { detail, screen, crop, problem }) {
+    this.#showHead(summary, problem);
+    const nodes = nodesOf(detail?.viewAncestry);
+    this.#root.classList.toggle('no-picture', !screen);
+    this.#picture.show(screen, nodes.at(-1)?.box ?? null);
+    this.#noPicture.hidden = screen !== null;
+    setText(this.#noPicture, screen ? '' : noScreenReason(summary));
+    this.#crop.hidden = !crop;
+    this.#crop.replaceChildren(...(crop ? [crop] : []));
+    this.#facts.replaceChildren(...factRows(factsOf(detail?.message)));
+    const hints = hintsOf(summary, detail?.message, this.#store.events);
+    this.#hints.replaceChildren(...hints.map((text) => el('li', { text })));
+    this.#ancestry.hidden = nodes.length === 0;
+    if (nodes.length === 0) this.#definition.show(summary.id, null);
+    this.#tree.show(nodes);
+    this.#showMessage(detail?.message);
+  }
+
+  #showHead(summary, problem) {
     const kind = kindOf(summary);
     this.#root.dataset.event = summary.id;
     this.#badge.dataset.kind = kind;
@@ -94,19 +129,9 @@ export class Detail {
     setText(this.#title, titleOf(summary));
     this.#when.replaceChildren(exactTime(happenedAt(summary)));
     if (summary.deviceName) this.#when.append(' · ', appText(summary.deviceName));
+    if (summary.uploaded) this.#when.append(' · uploaded');
     this.#problem.hidden = !problem;
     setText(this.#problem, problem ?? '');
-
-    const nodes = nodesOf(detail?.viewAncestry);
-    const targetBox = nodes.at(-1)?.box ?? null;
-    this.#picture.show(screen, targetBox, noScreenReason(summary));
-    this.#crop.hidden = !crop;
-    this.#crop.replaceChildren(...(crop ? [crop] : []));
-    this.#facts.replaceChildren(...factRows(factsOf(detail?.message)));
-    this.#tree.element.hidden = nodes.length === 0;
-    this.#noTree.hidden = nodes.length > 0;
-    this.#tree.show(nodes);
-    this.#showMessage(detail?.message);
   }
 
   #showMessage(message) {
@@ -115,47 +140,11 @@ export class Detail {
     this.#message.replaceChildren(
       ...(text === null ? ['This message is nested too deeply to be shown.'] : colouredJson(text)),
     );
-    this.#message.scrollTop = 0;
   }
 }
 
-const noScreenReason = ({ hasScreen }) =>
-  hasScreen
-    ? 'The picture is no longer kept: the service holds the latest 256 MiB.'
-    : 'This event came without a screenshot.';
-
-/** All there is of the event; never rejects. */
-async function load(summary) {
-  const base = `events/${summary.id}`;
-  const [answer, screen, crop] = await Promise.all([
-    loadDetail(`${base}.json`),
-    summary.hasScreen ? loadPicture(`${base}/screen.png`, 'The screen at the moment of the event') : null,
-    summary.hasCrop ? loadPicture(`${base}/crop.png`, 'The touched view') : null,
-  ]);
-  return { ...answer, screen, crop };
-}
-
-async function loadDetail(url) {
-  try {
-    const response = await fetch(url, { signal: AbortSignal.timeout(LOAD_MS) });
-    if (response.status === 404)
-      return { problem: 'The service no longer keeps this event. It holds the latest ones only.' };
-    if (!response.ok) return { problem: `The service answered with status ${response.status}. Its terminal says why.` };
-    return { detail: await response.json() };
-  } catch {
-    return { problem: 'The service did not answer. The event is loaded when it is back.' };
-  }
-}
-
-/** Null when there is no such picture, or it is none. */
-async function loadPicture(url, alt) {
-  const image = new Image();
-  image.alt = alt;
-  image.src = url;
-  try {
-    await image.decode();
-    return image;
-  } catch {
-    return null;
-  }
+function noScreenReason({ hasScreen, uploaded }) {
+  if (uploaded) return 'Custom events come by upload, without a picture.';
+  if (hasScreen) return 'The picture is no longer kept: the service holds the latest 256 MiB.';
+  return 'This event came without a screenshot.';
 }

@@ -1,17 +1,32 @@
 // A device among the others, and what it shares with the stage: its name, picture, pair code, and what can be done next.
 
-import { appText, el, icon, notice, setText } from './dom.mjs';
+import { appText, el, icon, notice, replaceKeepingFocus, setText } from './dom.mjs';
 import { minuteTime, plural } from './format.mjs';
 
 export const deviceName = (device) => device.name || device.type || 'Unnamed device';
 
+const WAKE = 'Wake the Event Visualizer in the app again: open the link, hold four fingers, or shake.';
+// Of a device that is gone, by why: what happened, and what to do.
+const FAREWELLS = {
+  left: ['Left', 'The app was left, or ended the pairing. It comes back when it is opened again.'],
+  lost: ['Lost', `The connection broke. Leave the app and open it again, or: ${WAKE.replace('Wake', 'wake')}`],
+  refused: ['Refused', `“Reject” was pressed in the app, or the connection broke. ${WAKE}`],
+  disconnected: ['Disconnected', WAKE],
+  late: ['Disconnected', `The app accepted a request that was cancelled. ${WAKE}`],
+};
+const farewellOf = ({ note }) => FAREWELLS[note] ?? FAREWELLS.left;
+
+const CANCELLED = 'Cancelled. The app may show the old code until you ask again.';
 const STATES = {
-  available: { words: () => 'Ready to pair', announcement: 'is ready to pair' },
+  available: { words: ({ note }) => (note === 'cancelled' ? CANCELLED : 'Ready to pair'), announcement: 'is ready to pair' },
   asked: { words: () => 'Compare the code in the app', announcement: 'was asked to pair' },
-  paired: { words: (device) => `Paired since ${minuteTime(device.since)}`, announcement: 'is paired' },
-  gone: { words: (device) => `Left at ${minuteTime(device.since)}`, announcement: 'left' },
+  paired: { words: (device) => `Live since ${minuteTime(device.since)}`, announcement: 'is paired' },
+  gone: { words: (device) => `${farewellOf(device)[0]} at ${minuteTime(device.since)}`, announcement: 'left' },
 };
 export const stateOf = (device) => STATES[device.state] ?? STATES.available;
+
+/** What to do about a device, in a sentence; empty when there is nothing. */
+export const adviceOf = (device) => (device.state === 'gone' ? farewellOf(device)[1] : '');
 
 export const pictureOf = (device) => icon(/ipad|tablet/i.test(`${device.type} ${device.name}`) ? 'tablet' : 'phone');
 
@@ -26,32 +41,34 @@ export function deviceAction(device, connection) {
   const button = (label, kind, request, spoken) => {
     const element = el('button', { class: kind, text: label, 'aria-label': `${spoken} ${deviceName(device)}` });
     element.addEventListener('click', async () => {
-      element.disabled = true;
+      element.setAttribute('aria-disabled', 'true'); // it keeps the focus
       const answer = await request(device.id);
-      element.disabled = false;
+      element.removeAttribute('aria-disabled');
       if (!answer.ok) notice(answer.error);
     });
     return element;
   };
   if (device.state === 'available') return button('Pair', 'primary', connection.pair, 'Pair with');
-  if (device.state === 'asked') return button('Cancel', '', connection.unpair, 'Cancel the request to');
+  if (device.state === 'asked') return button('Cancel', '', connection.cancel, 'Cancel the request to');
   if (device.state === 'paired') return button('Disconnect', '', connection.unpair, 'Disconnect');
   return null;
 }
 
-/** Puts new content in, and keeps the keyboard where it was: on the first thing to press. */
-export function replaceKeepingFocus(parent, ...children) {
-  const hadFocus = parent.contains(document.activeElement);
-  parent.replaceChildren(...children.filter(Boolean));
-  if (hadFocus) parent.querySelector('button')?.focus();
+/** Its earlier visits, newest first, folded into one line. */
+function historyOf({ device, visits }) {
+  const earlier = visits.filter((visit) => visit !== device).reverse();
+  if (earlier.length === 0) return null;
+  const lines = earlier.map((visit) => el('li', { text: `${stateOf(visit).words(visit)} · ${plural(visit.events, 'event')}` }));
+  return el(
+    'details',
+    { class: 'visits' },
+    el('summary', { text: `${plural(earlier.length, 'earlier visit')}` }),
+    el('ul', {}, ...lines),
+  );
 }
 
-function aboutLine({ type, appVersion }) {
-  const line = el('p');
-  if (type) line.append(appText(type));
-  if (appVersion) line.append(type ? ' · app ' : 'app ', appText(appVersion));
-  line.title = line.textContent;
-  return line;
+function aboutOf({ type, appVersion }) {
+  return [type, appVersion && `app ${appVersion}`].filter(Boolean).join(' · ');
 }
 
 export class DeviceCard {
@@ -60,32 +77,41 @@ export class DeviceCard {
   #count = el('span', { class: 'count' });
   #shown = '';
 
-  show(device, connection) {
-    setText(this.#count, device.events > 0 ? plural(device.events, 'event') : '');
+  /** `count`: how many of the listed events are the device's. */
+  show(card, count, connection) {
+    const { device, visits } = card;
+    setText(this.#count, count > 0 ? plural(count, 'event') : '');
     // While events arrive only their number changes; buttons under the pointer stay.
-    const { events, lastSeen, ...rest } = device;
-    const shown = JSON.stringify(rest);
+    const shown = JSON.stringify(visits.map(({ events, lastSeen, ...rest }) => rest));
     if (shown === this.#shown) return;
     this.#shown = shown;
     this.state = device.state;
     this.element.dataset.state = device.state;
+    const about = aboutOf(device);
+    const advice = adviceOf(device);
     replaceKeepingFocus(
       this.element,
       pictureOf(device),
       el(
         'div',
         { class: 'device-about' },
-        el('h3', { text: deviceName(device), title: deviceName(device) }),
-        aboutLine(device),
+        el('h3', { class: 'cut', text: deviceName(device), title: [deviceName(device), about].filter(Boolean).join('\n') }),
+        el(
+          'p',
+          { class: 'device-state' },
+          el('span', { class: 'dot', 'aria-hidden': true }),
+          el('span', { text: stateOf(device).words(device) }),
+          this.#count,
+        ),
       ),
-      el(
-        'p',
-        { class: 'device-state' },
-        el('span', { class: 'dot', 'aria-hidden': true }),
-        el('span', { text: stateOf(device).words(device) }),
-      ),
+      deviceAction(device, connection),
       device.state === 'asked' && pairCode(device),
-      el('div', { class: 'device-foot' }, this.#count, deviceAction(device, connection)),
+      advice && el('p', { class: 'advice', text: advice }),
+      historyOf(card),
     );
   }
 }
+
+/** The names of devices in a sentence: "Ada’s iPhone and Grace’s iPad". */
+export const namesOf = (devices) =>
+  devices.flatMap((device, index) => [index > 0 && ' and ', appText(deviceName(device))]).filter(Boolean);

@@ -1,50 +1,47 @@
-// The devices that announced themselves.
+// The devices that announced themselves: a card each, above the events.
 
 import { DeviceCard, deviceName, stateOf } from './device-card.mjs';
-import { announce, el, icon } from './dom.mjs';
+import { announce, el, place } from './dom.mjs';
 
 export class Devices {
   #store;
   #connection;
-  #cards = new Map(); // by the device's id
+  #cards = new Map(); // by key
   #list = el('ul', { class: 'device-list' });
-  #none = el('p', { class: 'empty', text: 'None yet. Apps appear here by themselves.' });
 
-  constructor(root, store, connection, openConnect) {
+  constructor(root, store, connection) {
     this.#store = store;
     this.#connection = connection;
-    const connect = el(
-      'button',
-      { class: 'connect-button', onclick: openConnect },
-      icon('plus'),
-      el('span', { text: 'Connect a device' }),
-    );
-    root.append(el('h2', { text: 'Devices' }), this.#none, this.#list, connect);
+    root.append(this.#list);
     store.subscribe((change) => {
-      if (change.devices || change.reset) this.#render(change);
+      if (change.devices || change.reset || change.events) this.#render(!change.reset);
     });
   }
 
-  #render(change) {
-    const { devices } = this.#store;
-    this.#none.hidden = devices.size > 0;
-    for (const [id, card] of this.#cards) {
-      if (devices.has(id)) continue;
+  #render(isNews) {
+    const { cards } = this.#store;
+    const keys = new Set(cards.map(({ key }) => key));
+    for (const [key, card] of this.#cards) {
+      if (keys.has(key)) continue;
       card.element.remove();
-      this.#cards.delete(id);
+      this.#cards.delete(key);
     }
-    for (const device of devices.values()) this.#show(device, !change.reset);
+    const order = cards.toSorted((one, other) => isGone(one) - isGone(other));
+    let before = this.#list.firstChild;
+    for (const told of order) {
+      let card = this.#cards.get(told.key);
+      if (!card) this.#cards.set(told.key, (card = new DeviceCard()));
+      const was = card.state;
+      card.show(told, this.#countOf(told), this.#connection);
+      before = place(this.#list, card.element, before);
+      if (isNews && was !== card.state) announce(`${deviceName(told.device)} ${stateOf(told.device).announcement}`);
+    }
   }
 
-  #show(device, isNews) {
-    let card = this.#cards.get(device.id);
-    if (!card) {
-      card = new DeviceCard();
-      this.#cards.set(device.id, card);
-      this.#list.append(card.element);
-    }
-    const before = card.state;
-    card.show(device, this.#connection);
-    if (isNews && before !== device.state) announce(`${deviceName(device)} ${stateOf(device).announcement}`);
+  #countOf({ visits }) {
+    const ids = new Set(visits.map(({ id }) => id));
+    return this.#store.events.filter(({ device }) => ids.has(device)).length;
   }
 }
+
+const isGone = ({ device }) => Number(device.state === 'gone');

@@ -48,12 +48,40 @@ export function announce(text) {
   find('announcer').textContent = text;
 }
 
-const NOTICE_MS = 8000;
+const NOTICE_MS = 10_000;
 
-/** Something that went wrong, in a sentence. It leaves by itself. */
-export function notice(text) {
-  const close = el('button', { class: 'quiet', 'aria-label': 'Dismiss', onclick: () => line.remove() }, icon('close'));
-  const line = el('p', { class: 'notice' }, el('span', { text }), close);
+/** A sentence that leaves by itself. `undo`, when there is one, is offered as long. */
+export function notice(text, undo) {
+  const before = document.activeElement;
+  const leave = () => {
+    const hadFocus = line.contains(document.activeElement);
+    line.remove();
+    if (hadFocus) before?.focus();
+  };
+  const line = el(
+    'p',
+    { class: 'notice' },
+    el('span', { text }),
+    undo && el('button', { text: 'Undo', onclick: () => (undo(), leave()) }),
+    el('button', { class: 'quiet', 'aria-label': 'Dismiss', onclick: leave }, icon('close')),
+  );
   find('notices').replaceChildren(line);
-  setTimeout(() => line.remove(), NOTICE_MS);
+  setTimeout(leave, NOTICE_MS);
+}
+
+/** Puts new content in, and keeps the keyboard where it was: on the first thing to press, or on what is told. */
+export function replaceKeepingFocus(parent, ...children) {
+  const hadFocus = parent.contains(document.activeElement);
+  parent.replaceChildren(...children.filter(Boolean));
+  if (!hadFocus) return;
+  const next = parent.querySelector('button') ?? parent.querySelector('h2, h3') ?? parent;
+  if (!next.matches('button')) next.setAttribute('tabindex', '-1');
+  next.focus();
+}
+
+/** The node at its place: before another one, at the end before null. Returns the one that follows; moves nothing in vain. */
+export function place(parent, node, before) {
+  if (node === before) return node.nextSibling;
+  parent.insertBefore(node, before);
+  return before;
 }

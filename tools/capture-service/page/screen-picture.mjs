@@ -1,50 +1,53 @@
 // The screenshot, with the touched view outlined, and whatever node of the ancestry is pointed at. One pixel of the picture is
-// one point of the window, so boxes are placed in parts of the picture's size and stay right at any scale.
+// one point of the window, so boxes are placed in parts of the picture's size and stay right at any scale. What is outlined is
+// named below the picture, where it hides nothing.
 
 import { el, setText } from './dom.mjs';
-
-const TAG_PX = 20; // a tag that has no room above its outline stands inside
+import { points } from './format.mjs';
 
 const parts = (value, whole) => `${(100 * value) / whole}%`;
 
+/** Where a box lies and how large it is, for people. */
+export const frameOf = ({ x, y, width, height }) =>
+  `${points(width)} × ${points(height)} at ${points(x)}, ${points(y)}`;
+
 export class ScreenPicture {
-  element = el('figure', { class: 'screen' });
+  element;
   #target = el('div', { class: 'outline target', hidden: true });
-  #tag = el('span', { class: 'outline-tag' });
-  #pointed = el('div', { class: 'outline pointed', hidden: true }, this.#tag);
-  #frame = el('div', { class: 'screen-frame' });
-  #caption = el('figcaption');
+  #pointed = el('div', { class: 'outline pointed', hidden: true });
+  #frame = el('button', { class: 'screen-frame', title: 'Show it large' });
+  #caption = el('figcaption', { class: 'cut' });
   #image = null;
   #targetBox = null;
+  #dialog = el('dialog', { class: 'large', 'aria-label': 'The screen, large' });
 
   constructor() {
-    this.element.append(el('div', { class: 'screen-space' }, this.#frame), this.#caption);
+    this.element = el('figure', { class: 'screen' }, this.#frame, this.#caption, this.#dialog);
+    this.#frame.addEventListener('click', () => this.#showLarge());
+    this.#dialog.addEventListener('click', () => this.#dialog.close());
   }
 
-  /** `image` is decoded; null shows `reason` in its place. */
-  show(image, targetBox, reason) {
+  /** `image` is decoded; with null there is nothing to see. */
+  show(image, targetBox) {
     this.#image = image;
     this.#targetBox = targetBox;
-    this.#frame.hidden = image === null;
-    this.element.classList.toggle('missing', image === null);
-    setText(this.#caption, image ? '' : reason);
-    this.#pointed.hidden = true;
-    if (!image) {
-      this.#frame.replaceChildren();
-      return;
-    }
-    this.#frame.style.setProperty('--width', String(image.naturalWidth));
-    this.#frame.style.setProperty('--height', String(image.naturalHeight));
+    this.element.hidden = image === null;
+    this.point(null, '');
+    this.#dialog.close();
+    this.#frame.replaceChildren();
+    if (!image) return;
+    this.element.style.setProperty('--width', String(image.naturalWidth));
+    this.element.style.setProperty('--height', String(image.naturalHeight));
     this.#place(this.#target, targetBox);
-    this.#frame.replaceChildren(image, this.#target, this.#pointed);
+    this.#frame.append(image, this.#target, this.#pointed);
   }
 
-  /** Outlines and names a box, and tints it when it is not the target's; null takes the outline away. */
+  /** Outlines a box, tints it when it is not the target's, and names it; null takes the outline away. */
   point(box, name) {
     this.#place(this.#pointed, box);
     this.#pointed.classList.toggle('tinted', box !== this.#targetBox);
-    setText(this.#tag, name ?? '');
-    this.#tag.classList.toggle('inside', this.#pointed.offsetTop < TAG_PX);
+    setText(this.#caption, [name, box && frameOf(box)].filter(Boolean).join(' · '));
+    this.#caption.title = this.#caption.textContent;
   }
 
   #place(outline, box) {
@@ -55,5 +58,14 @@ export class ScreenPicture {
     outline.style.top = parts(box.y, naturalHeight);
     outline.style.width = parts(box.width, naturalWidth);
     outline.style.height = parts(box.height, naturalHeight);
+  }
+
+  /** As large as the window is wide, scrolled to what was touched. */
+  #showLarge() {
+    const close = el('button', { 'aria-label': 'Close', text: 'Close' });
+    const children = [...this.#frame.children].map((child) => child.cloneNode());
+    this.#dialog.replaceChildren(el('div', { class: 'large-frame' }, ...children), close);
+    this.#dialog.showModal();
+    this.#dialog.querySelector('.target:not([hidden])')?.scrollIntoView({ block: 'center' });
   }
 }

@@ -1,8 +1,8 @@
 // What stands in the middle until there are events: the next step, whatever it is.
 
-import { ConnectCard, connectSteps } from './connect-card.mjs';
-import { deviceAction, deviceName, pairCode, pictureOf, replaceKeepingFocus } from './device-card.mjs';
-import { appText, el } from './dom.mjs';
+import { ConnectCard, connectSteps } from './connect.mjs';
+import { adviceOf, deviceAction, deviceName, namesOf, pairCode, pictureOf, stateOf } from './device-card.mjs';
+import { appText, el, replaceKeepingFocus } from './dom.mjs';
 
 export class Stage {
   #root;
@@ -17,39 +17,29 @@ export class Stage {
     this.#connection = connection;
     this.#card = new ConnectCard(store);
     store.subscribe((change) => {
-      if (change.reset) this.#card.render();
       if (change.reset || change.devices || change.connection) this.#render();
     });
   }
 
   #render() {
     if (this.#store.connection === 'connecting') return;
-    const [step, devices] = this.#nextStep();
-    const shown = JSON.stringify([
-      step,
-      devices.map(({ id, name, type, state, pairCode: code }) => [id, name, type, state, code]),
-    ]);
+    const devices = this.#store.cards.map(({ device }) => device);
+    const facts = devices.map(({ id, name, type, state, note, pairCode: code }) => [id, name, type, state, note, code]);
+    const shown = JSON.stringify([facts, this.#store.envId]);
     if (shown === this.#shown) return;
     this.#shown = shown;
-    this.#root.dataset.step = step;
-    replaceKeepingFocus(this.#root, ...this.#contentOf(step, devices));
+    replaceKeepingFocus(this.#root, ...this.#contentOf(devices));
   }
 
-  /** The devices that are furthest on the road, and where they are. */
-  #nextStep() {
-    const devices = [...this.#store.devices.values()];
-    for (const state of ['asked', 'paired', 'available']) {
-      const there = devices.filter((device) => device.state === state);
-      if (there.length > 0) return [state, there];
-    }
-    return ['none', []];
-  }
-
-  #contentOf(step, devices) {
-    if (step === 'asked') return devices.map((device) => this.#askedDevice(device));
-    if (step === 'available') return devices.map((device) => this.#availableDevice(device));
-    if (step === 'paired') return [this.#pairedDevices(devices)];
+  /** Everybody who is to be asked or waits for an answer; else those who are there; else how to come here. */
+  #contentOf(devices) {
+    const inState = (...states) => devices.filter(({ state }) => states.includes(state));
+    const tiles = inState('asked', 'available').map((device) => this.#tile(device));
+    const paired = inState('paired');
+    if (tiles.length > 0) return [el('div', { class: 'tiles' }, ...tiles)];
+    if (paired.length > 0) return [pairedHero(paired)];
     return [
+      ...inState('gone').map(farewell),
       el(
         'div',
         { class: 'hero' },
@@ -60,36 +50,41 @@ export class Stage {
     ];
   }
 
-  #askedDevice(device) {
-    return el(
-      'div',
-      { class: 'hero tile' },
-      el('h2', {}, 'Does ', appText(deviceName(device)), ' show this code?'),
-      pairCode(device),
-      el('p', { class: 'lead', text: 'If it does, press Accept in the app. If it shows another code, press Reject.' }),
-      deviceAction(device, this.#connection),
-    );
-  }
-
-  #availableDevice(device) {
+  #tile(device) {
+    const action = deviceAction(device, this.#connection);
+    const name = deviceName(device);
+    if (device.state === 'asked')
+      return el(
+        'div',
+        { class: 'hero tile' },
+        el('h2', {}, 'Does ', appText(name), ' show this code?'),
+        pairCode(device),
+        el('p', { class: 'lead', text: 'If it does, press Accept in the app. If it shows another code, press Reject.' }),
+        action,
+      );
+    const words = device.note === 'cancelled' ? stateOf(device).words(device) : 'is here and waits to be paired.';
     return el(
       'div',
       { class: 'hero tile' },
       pictureOf(device),
-      el('h2', { text: deviceName(device) }),
-      el('p', { class: 'lead', text: 'is here and waits to be paired.' }),
-      deviceAction(device, this.#connection),
+      el('h2', { text: name }),
+      el('p', { class: 'lead', text: words }),
+      action,
     );
   }
+}
 
-  #pairedDevices(devices) {
-    const names = devices.flatMap((device, index) => [index > 0 && ' and ', appText(deviceName(device))]);
-    return el(
-      'div',
-      { class: 'hero' },
-      el('span', { class: 'pulse', 'aria-hidden': true }),
-      el('h2', {}, 'Paired with ', ...names),
-      el('p', { class: 'lead', text: 'Tap something in the app, or open a screen. It appears here.' }),
-    );
-  }
+function pairedHero(devices) {
+  return el(
+    'div',
+    { class: 'hero' },
+    el('span', { class: 'pulse', 'aria-hidden': true }),
+    el('h2', {}, 'Paired with ', ...namesOf(devices)),
+    el('p', { class: 'lead', text: 'Tap something in the app, or open a screen. It appears here.' }),
+  );
+}
+
+function farewell(device) {
+  const title = el('strong', {}, appText(deviceName(device)), `: ${stateOf(device).words(device).toLowerCase()}. `);
+  return el('p', { class: 'farewell' }, title, adviceOf(device));
 }

@@ -2,23 +2,33 @@
 // all but the last two. Views subscribe and are told once a frame, whatever arrived in between; a page that is not shown is
 // told when it is shown again, and holds no more meanwhile.
 
-import { kindOf } from './format.mjs';
+import { cardsOf } from './device-cards.mjs';
+import { kindOf, titleOf } from './format.mjs';
+import { remember, remembered } from './remembered.mjs';
+import { insertByTime } from './story.mjs';
+
+const ENVIRONMENT = 'environment-id';
+const CLEARED = 'cleared-at';
 
 export class Store {
-  connection = 'connecting'; // or 'live', 'lost'
-  envId = null;
+  connection = 'connecting'; // or 'live', 'stalled', 'lost'
+  envId = null; // the service's own
+  typedEnvId = remembered(ENVIRONMENT) ?? '';
   limit = 500;
   devices = new Map(); // by the service's id, in order of arrival
-  events = []; // oldest first, `limit` at most
-  filter = { text: '', kinds: new Set(), device: null }; // no kinds: all of them
+  cards = []; // the devices as people see them, see cardsOf
+  events = []; // those that this page shows, by their own time, oldest first
+  filter = { text: '', kinds: new Set(), device: null }; // no kinds: all of them; the device is a card's key
   selected = null; // the summary in the detail; it may outlive its place among the events
   following = true; // the newest event that the filter lets through is the selected one
+  matches = new Set(); // ids of the events that go through the node that is looked at
 
+  #arrived = []; // all that the service keeps, in the order of arrival
+  #clearedAt = Number(remembered(CLEARED, 'sessionStorage') ?? 0); // received until then: not shown by this page
   #listeners = [];
   #changed = null; // what the next frame tells
-  #lastTold = 0; // id of the newest event that the views have seen
 
-  /** `listener({ reset, added, devices, connection, filter, selection })`: `added` are summaries, oldest first. */
+  /** `listener({ reset, events, devices, connection, filter, selection, matches, environment })`, of those that changed. */
   subscribe(listener) {
     this.#listeners.push(listener);
   }
@@ -29,40 +39,54 @@ export class Store {
     this.#note('connection');
   }
 
+  typeEnvironment(text) {
+    this.typedEnvId = text;
+    remember(ENVIRONMENT, text);
+    this.#note('environment');
+  }
+
   /** All of it, after a connection was made. Ids of a service that was restarted begin anew. */
   replaceAll({ devices, events, envId, limit }) {
-    const newest = this.events.at(-1);
+    const newest = this.#arrived.at(-1);
     const known = newest && events.find(({ id }) => id === newest.id);
     this.envId = envId ?? null;
     this.limit = limit;
-    this.devices = new Map(devices.map((device) => [device.id, device]));
-    this.events = events.slice(-limit);
+    this.#setDevices(devices.map((device) => [device.id, device]));
+    this.#arrived = events.slice(-limit);
     if (newest && known?.receivedAt !== newest.receivedAt) this.#forgetSelection();
-    if (!this.devices.has(this.filter.device)) this.filter.device = null;
-    this.#note('reset');
+    this.#list();
   }
 
   setDevice(device) {
-    this.devices.set(device.id, device);
+    this.#setDevices([...this.devices, [device.id, device]]);
     this.#note('devices');
   }
 
   removeDevice(id) {
-    this.devices.delete(id);
-    if (this.filter.device === id) this.setFilter({ device: null });
+    this.#setDevices([...this.devices].filter(([other]) => other !== id));
     this.#note('devices');
   }
 
   addEvent(summary) {
-    this.events.push(summary);
-    if (this.events.length > this.limit) this.events.shift();
+    this.#arrived.push(summary);
+    insertByTime(this.events, summary);
+    if (this.#arrived.length > this.limit) {
+      const oldest = this.events.indexOf(this.#arrived.shift());
+      if (oldest >= 0) this.events.splice(oldest, 1);
+    }
     this.#note('events');
   }
 
+  /** Shows none of the events so far. Returns what shows them again. */
   clearEvents() {
-    this.events = [];
-    this.#forgetSelection();
-    this.#note('reset');
+    const before = this.#clearedAt;
+    this.#setClearedAt(Math.max(before, ...this.#arrived.map(({ receivedAt }) => receivedAt)));
+    return () => this.#setClearedAt(before);
+  }
+
+  /** Whether events that the service keeps are not shown. */
+  get hasCleared() {
+    return this.events.length < this.#arrived.length;
   }
 
   setFilter(changes) {
@@ -75,21 +99,22 @@ export class Store {
   }
 
   /** Whether the filter lets the event through. The search looks at all that a row shows, in any case. */
-  matches(summary) {
+  matchesFilter(summary) {
     const { text, kinds, device } = this.filter;
     if (kinds.size > 0 && !kinds.has(kindOf(summary))) return false;
-    if (device !== null && summary.device !== device) return false;
+    if (device !== null && this.cardOf(summary.device)?.key !== device) return false;
     if (text === '') return true;
-    const shown = [summary.text, summary.name, summary.selector, summary.screen, summary.deviceName];
-    return shown.some((part) => part?.toLowerCase().includes(text));
+    const { selector, screen, controller, deviceName, name } = summary;
+    const shown = [titleOf(summary), selector, screen, controller, deviceName, name];
+    return shown.some((part) => part?.toLowerCase().includes(text.toLowerCase()));
   }
 
   visibleEvents() {
-    return this.isFiltered ? this.events.filter((summary) => this.matches(summary)) : this.events;
+    return this.isFiltered ? this.events.filter((summary) => this.matchesFilter(summary)) : this.events;
   }
 
-  devicesWithEvents() {
-    return [...this.devices.values()].filter((device) => device.events > 0 || device.state === 'paired');
+  cardOf(device) {
+    return this.cards.find(({ visits }) => visits.some(({ id }) => id === device));
   }
 
   /** Holds on to one event, whatever arrives. */
@@ -103,6 +128,34 @@ export class Store {
   followNewest() {
     this.following = true;
     this.#note('selection');
+  }
+
+  /** Holds on to what is selected now. */
+  stopFollowing() {
+    if (this.selected) this.select(this.selected);
+  }
+
+  setMatches(ids) {
+    this.matches = new Set(ids);
+    this.#note('matches');
+  }
+
+  #setDevices(entries) {
+    this.devices = new Map(entries);
+    this.cards = cardsOf([...this.devices.values()]);
+  }
+
+  #setClearedAt(time) {
+    this.#clearedAt = time;
+    remember(CLEARED, String(time), 'sessionStorage');
+    this.#forgetSelection();
+    this.#list();
+  }
+
+  #list() {
+    this.events = [];
+    for (const summary of this.#arrived) if (summary.receivedAt > this.#clearedAt) insertByTime(this.events, summary);
+    this.#note('reset');
   }
 
   #forgetSelection() {
@@ -121,18 +174,11 @@ export class Store {
   #tell() {
     const change = this.#changed;
     this.#changed = null;
-    change.added = change.events && !change.reset ? this.#eventsAfter(this.#lastTold) : [];
-    this.#lastTold = this.events.at(-1)?.id ?? 0;
     if (this.following) {
       const newest = this.visibleEvents().at(-1) ?? null;
       if (newest !== this.selected) change.selection = true;
       this.selected = newest;
     }
     for (const listener of this.#listeners) listener(change);
-  }
-
-  #eventsAfter(id) {
-    const index = this.events.findLastIndex((summary) => summary.id <= id);
-    return this.events.slice(index + 1);
   }
 }

@@ -4,13 +4,16 @@ import { deviceName } from './device-card.mjs';
 import { el, icon, setText } from './dom.mjs';
 import { KINDS, kindOf } from './format.mjs';
 
+const CUSTOM_HINT = 'Custom events are not sent live: they stand here once they were uploaded to this service';
+
 export class TimelineFilters {
   element;
   #store;
   #onLeave;
   #search = el('input', {
     type: 'search',
-    placeholder: 'Search text, selector, screen',
+    placeholder: 'Search',
+    title: 'Text, selector, screen, controller, device',
     'aria-label': 'Search events',
     autocomplete: 'off',
     spellcheck: 'false',
@@ -22,7 +25,7 @@ export class TimelineFilters {
   constructor(store, { tools, onLeave }) {
     this.#store = store;
     this.#onLeave = onLeave;
-    this.#search.addEventListener('input', () => store.setFilter({ text: this.#search.value.trim().toLowerCase() }));
+    this.#search.addEventListener('input', () => store.setFilter({ text: this.#search.value.trim() }));
     this.#search.addEventListener('keydown', (event) => this.#handleKey(event));
     this.#device.addEventListener('change', () => store.setFilter({ device: this.#device.value || null }));
     const search = el('label', { class: 'search' }, icon('search'), this.#search, el('kbd', { text: '/' }));
@@ -30,12 +33,13 @@ export class TimelineFilters {
     this.element = el(
       'header',
       { class: 'toolbar' },
-      el('div', { class: 'toolbar-line' }, search, this.#device, ...tools),
-      el('div', { class: 'chips', role: 'group', 'aria-label': 'Kinds of events' }, ...chips),
+      el('div', { class: 'line' }, search, this.#device, ...tools),
+      el('div', { class: 'chips line', role: 'group', 'aria-label': 'Kinds of events' }, ...chips),
     );
     store.subscribe((change) => {
-      if (change.reset || change.devices) this.#renderDevices();
+      if (change.reset || change.devices || change.filter) this.#renderDevices();
       if (change.reset || change.events || change.filter) this.#renderKinds();
+      if (change.filter && document.activeElement !== this.#search) this.#search.value = store.filter.text;
     });
   }
 
@@ -46,19 +50,17 @@ export class TimelineFilters {
 
   clear() {
     this.#search.value = '';
-    this.#device.value = '';
     this.#store.setFilter({ text: '', kinds: new Set(), device: null });
     this.#onLeave();
   }
 
   #chip(kind) {
     const number = el('span', { class: 'number', text: '0' });
-    const word = el('span', { class: 'word', text: KINDS[kind] });
     const button = el(
       'button',
-      { class: 'chip', 'data-kind': kind, 'aria-pressed': 'false' },
+      { class: 'chip', 'data-kind': kind, 'aria-pressed': 'false', title: kind === 'custom' && CUSTOM_HINT },
       icon(kind),
-      word,
+      el('span', { class: 'word', text: KINDS[kind] }),
       number,
     );
     button.addEventListener('click', () => {
@@ -94,13 +96,16 @@ export class TimelineFilters {
   }
 
   #renderDevices() {
-    const devices = this.#store.devicesWithEvents();
-    this.#device.hidden = devices.length < 2;
-    const names = devices.map((device) => [device.id, deviceName(device)]);
+    const { cards, filter } = this.#store;
+    this.#device.hidden = cards.length < 2 && filter.device === null;
+    const names = cards.map(({ key, device }) => [key, deviceName(device)]);
+    if (filter.device !== null && !cards.some(({ key }) => key === filter.device))
+      names.push([filter.device, 'A device that is gone']);
     const shown = [...this.#device.options].slice(1).map((option) => [option.value, option.text]);
-    if (JSON.stringify(names) === JSON.stringify(shown)) return; // an open list stays open
-    const options = names.map(([value, text]) => el('option', { value, text }));
-    this.#device.replaceChildren(el('option', { value: '', text: 'All devices' }), ...options);
-    this.#device.value = this.#store.filter.device ?? '';
+    if (JSON.stringify(names) !== JSON.stringify(shown)) {
+      const options = names.map(([value, text]) => el('option', { value, text }));
+      this.#device.replaceChildren(el('option', { value: '', text: 'All devices' }), ...options); // an open list stays open
+    }
+    this.#device.value = filter.device ?? '';
   }
 }

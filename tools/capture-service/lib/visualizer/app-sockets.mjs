@@ -38,8 +38,9 @@ export class AppSockets {
     return pairCode;
   }
 
-  /** Ends the device's connection, whatever it was asked. */
-  close(device) {
+  /** Ends the device's connection, whatever it was asked; `why` as in the list of devices. */
+  close(device, why) {
+    this.#devices.leave(device, why);
     this.#sockets.get(device.id)?.disconnect(true);
   }
 
@@ -53,7 +54,8 @@ export class AppSockets {
     socket.once('disconnect', () => {
       this.#sockets.delete(id);
       const device = this.#devices.find(id);
-      if (device !== undefined && device.state !== 'gone') this.#devices.leave(device);
+      if (device === undefined || device.state === 'gone') return;
+      this.#devices.leave(device, device.state === 'asked' ? 'refused' : 'lost');
     });
   }
 
@@ -86,6 +88,10 @@ export class AppSockets {
 
   #takeAcceptance(id, { sender }) {
     const device = this.#devices.find(id);
+    if (device.note === 'cancelled') {
+      this.close(device, 'late'); // it takes itself for paired, and would send what nobody asked for
+      return 'the request was cancelled';
+    }
     if (device.state !== 'asked') return `the device is ${device.state}, not asked`;
     if (sender.pairCode !== device.pairCode) return 'the pair code is not the one that the device was asked with';
     return this.#devices.accept(device);
@@ -102,6 +108,6 @@ export class AppSockets {
   }
 
   #takeLeave(id) {
-    return this.#devices.leave(this.#devices.find(id));
+    return this.#devices.leave(this.#devices.find(id), 'left');
   }
 }

@@ -28,7 +28,8 @@ export class DeviceList extends EventEmitter {
 
   add(id, facts) {
     const now = Date.now();
-    const device = { id, ...facts, state: 'available', pairCode: null, since: now, lastSeen: now, events: 0 };
+    const fresh = { state: 'available', note: null, pairCode: null, since: now, lastSeen: now, events: 0 };
+    const device = { id, ...facts, ...fresh };
     this.#devices.set(id, device);
     this.emit('changed', device);
   }
@@ -53,32 +54,29 @@ export class DeviceList extends EventEmitter {
     return code;
   }
 
+  /** Takes a request back. The device itself cannot be told: it may go on showing the code. */
+  cancel(device) {
+    this.#enter(device, 'available', null, 'cancelled');
+  }
+
   accept(device) {
     this.#enter(device, 'paired', device.pairCode);
   }
 
-  leave(device) {
-    this.#enter(device, 'gone', null);
+  /** `why`: 'left', 'lost', 'refused', 'disconnected' or 'late'. */
+  leave(device, why) {
+    this.#enter(device, 'gone', null, why);
     setTimeout(() => this.#removeIfDone(device), this.#goneMs).unref();
   }
 
-  #enter(device, state, pairCode) {
-    Object.assign(device, { state, pairCode, since: Date.now() });
+  #enter(device, state, pairCode, note = null) {
+    Object.assign(device, { state, note, pairCode, since: Date.now() });
     this.emit('changed', device);
   }
 
   /** To be called when events were dropped: they may have been the last of a device that is gone. */
   eventsWereDropped() {
     for (const device of this.all()) this.#removeIfDone(device);
-  }
-
-  /** All events were forgotten. */
-  resetEvents() {
-    for (const device of this.all().filter(({ events }) => events > 0)) {
-      device.events = 0;
-      this.emit('changed', device);
-    }
-    this.eventsWereDropped();
   }
 
   #removeIfDone({ id, state, since }) {

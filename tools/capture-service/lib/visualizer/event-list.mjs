@@ -19,9 +19,9 @@ export class EventList {
     this.#maxPictureBytes = maxPictureBytes;
   }
 
-  /** Keeps a captured event of a device and returns its summary. */
-  add({ id: device, name: deviceName }, { summary, message, viewAncestry, boundingBox, screen, crop }) {
-    const facts = { id: ++this.#lastId, device, deviceName, receivedAt: Date.now(), ...summary };
+  /** Keeps a captured event of a device and returns its summary. `uploaded`: it came by upload, not over the socket. */
+  add({ id: device, name: deviceName }, { summary, message, viewAncestry, boundingBox, screen, crop, uploaded = false }) {
+    const facts = { id: ++this.#lastId, device, deviceName, receivedAt: Date.now(), uploaded, ...summary };
     const event = { facts, message, viewAncestry, boundingBox, screen, crop };
     this.#events.push(event);
     this.#characters += characters(event);
@@ -53,13 +53,23 @@ export class EventList {
     return this.#events.some(({ facts }) => facts.device === device);
   }
 
-  summaries() {
-    return this.#events.map(summarise);
+  /** Whether the message of that id has been shown although it came by upload. */
+  hasUploaded(messageId) {
+    return this.#events.some(({ facts }) => facts.uploaded && facts.message === messageId);
   }
 
-  clear() {
-    this.#events = [];
-    this.#characters = this.#pictureBytes = 0;
+  /** The ids of the events whose ancestry, parsed, passes. */
+  idsWhere(passes) {
+    const withAncestry = this.#events.filter(({ viewAncestry }) => viewAncestry !== null);
+    return withAncestry.filter(({ viewAncestry }) => passes(JSON.parse(viewAncestry))).map(({ facts }) => facts.id);
+  }
+
+  get size() {
+    return this.#events.length;
+  }
+
+  summaries() {
+    return this.#events.map(summarise);
   }
 }
 

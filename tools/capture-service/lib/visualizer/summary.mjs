@@ -23,11 +23,12 @@ export function shortText(value) {
 const firstText = (...values) => values.map(shortText).find((text) => text !== null) ?? null;
 
 const readers = {
-  touchEvent: ({ type, targetText, targetA11yLabel, targetView, targetSelector }) => ({
+  touchEvent: ({ type, targetText, targetA11yLabel, targetA11yId, targetIvar, targetView, targetSelector }) => ({
     kind: KINDS.get(type) ?? 'gesture',
     name: type,
-    text: firstText(targetText, targetA11yLabel, targetView),
+    text: firstText(targetText, targetA11yLabel, targetA11yId, targetIvar, targetView),
     selector: targetSelector,
+    variable: targetIvar,
   }),
   customEvent: ({ type }) => ({ kind: 'custom', name: type }),
   sourceEvent: ({ type, source }) => ({ kind: 'custom', name: type, text: source }),
@@ -47,16 +48,22 @@ function factsOf({ event, pageview, pageviewInfo }) {
   return isObject(pageview) ? { kind: 'pageview', name: 'pageview', text: pageviewInfo?.title } : { kind: 'other' };
 }
 
-/** { time, kind, name, text, selector, screen } of a message. */
+/** The facts of a message: when, what, and where it belongs. */
 export function summaryOf(message) {
-  const { kind, name, text, selector } = factsOf(message);
-  const { timestamp, pageviewInfo } = message;
+  const { kind, name, text, selector, variable } = factsOf(message);
+  const { id, timestamp, pageviewInfo, sessionInfo, user } = message;
   return {
     time: typeof timestamp === 'string' && /^[1-9]\d{12}$/.test(timestamp) ? Number(timestamp) : null,
     kind,
     name: shortText(name) ?? 'unnamed',
     text: shortText(text),
     selector: shortText(selector),
+    variable: shortText(variable),
     screen: firstText(pageviewInfo?.title, pageviewInfo?.viewController),
+    controller: shortText(pageviewInfo?.viewController),
+    message: shortText(id),
+    pageview: shortText(pageviewInfo?.id),
+    session: shortText(sessionInfo?.id),
+    user: firstText(user?.identity, user?.id),
   };
 }

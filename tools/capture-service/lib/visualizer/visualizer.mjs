@@ -10,11 +10,12 @@ import { DeviceList } from './device-list.mjs';
 import { EventList, MAX_EVENTS } from './event-list.mjs';
 import { PageRoutes } from './page-routes.mjs';
 import { PageSockets } from './page-sockets.mjs';
+import { UploadedEvents } from './uploaded-events.mjs';
 
 const SOCKET_PATH = '/socko/';
 const MAX_FRAME_BYTES = 64 * 1024 * 1024; // two screenshots in Base64, and much to spare
 const FOREIGN = 'this service answers programs and pages of its own only; open its page by typing the address';
-const GONE = { error: 'The device is not connected any more. Start pairing on the device again.' };
+const GONE = { error: 'The device is not connected any more. Wake the Event Visualizer in the app again.' };
 
 export class Visualizer {
   #events;
@@ -22,12 +23,16 @@ export class Visualizer {
   #apps;
   #routes;
   #pages;
+  #uploads;
   #engine;
   #server = new SocketServer();
   #upgraded = new Set();
 
-  /** `envId` is the environment that the page proposes to pair with; devices of all are welcome. */
-  constructor({ envId = null, pingInterval = 25_000, goneMs, maxPictureBytes, log }) {
+  /**
+   * `envId` is the environment that the page proposes to pair with; devices of all are welcome. `records` is the store of
+   * what is uploaded.
+   */
+  constructor({ envId = null, pingInterval = 25_000, goneMs, maxPictureBytes, records, log }) {
     this.#engine = new Engine({ pingInterval, maxHttpBufferSize: MAX_FRAME_BYTES });
     this.#server.bind(this.#engine);
     this.#events = new EventList({ maxPictureBytes });
@@ -45,9 +50,15 @@ export class Visualizer {
     const state = () => ({ devices: this.#devices.all(), events: this.#events.summaries(), envId, limit: MAX_EVENTS });
     const requests = {
       pair: ({ device }) => this.#pair(this.#devices.find(device)),
+      cancel: ({ device }) => this.#cancel(this.#devices.find(device)),
       unpair: ({ device }) => this.#unpair(this.#devices.find(device)),
-      clear: () => this.#clear(),
+      alive: () => ({}),
     };
+    this.#uploads = new UploadedEvents({
+      records,
+      events: this.#events,
+      onEvent: (device, captured) => this.#show(this.#events.add(device, captured)),
+    });
     new PageSockets({ namespace: this.#pages, state, requests });
   }
 
@@ -79,14 +90,20 @@ export class Visualizer {
 
   /** Ends all sockets, without waiting for those at their other ends. */
   async close() {
+    this.#uploads.close();
     await this.#server.close();
     for (const socket of this.#upgraded) socket.destroySoon();
   }
 
   #addEvent(device, captured) {
     const summary = this.#events.add(device, captured);
-    this.#pages.emit('event', summary);
     this.#devices.noteEvent(device);
+    this.#show(summary);
+    this.#uploads.noteLive(summary, device);
+  }
+
+  #show(summary) {
+    this.#pages.emit('event', summary);
     this.#devices.eventsWereDropped();
   }
 
@@ -96,16 +113,15 @@ export class Visualizer {
     return { pairCode: this.#apps.ask(device) };
   }
 
-  #unpair(device) {
-    if (device === undefined || device.state === 'gone') return GONE;
-    this.#apps.close(device);
+  #cancel(device) {
+    if (device?.state !== 'asked') return { error: 'The request is no longer open.' };
+    this.#devices.cancel(device);
     return {};
   }
 
-  #clear() {
-    this.#events.clear();
-    this.#pages.emit('cleared', {});
-    this.#devices.resetEvents();
+  #unpair(device) {
+    if (device === undefined || device.state === 'gone') return GONE;
+    this.#apps.close(device, 'disconnected');
     return {};
   }
 }

@@ -1,0 +1,34 @@
+// What would make an event easier to recognise later, for the developer who sees it.
+
+const CONTROL = /button|switch|slider|stepper|segmented|control/i;
+
+const touchOf = (message) => message?.event?.touchEvent;
+
+/** Sentences; `others` are the summaries of all events on the page. */
+export function hintsOf(summary, message, others) {
+  const touch = touchOf(message);
+  const isTouch = typeof touch === 'object' && touch !== null;
+  return [...(isTouch ? touchHints(summary, touch, others) : []), ...titleHints(summary, others)];
+}
+
+function touchHints({ kind, controller }, touch, others) {
+  const hints = [];
+  const { targetText, targetA11yLabel, targetA11yId, targetSelector, targetView } = touch;
+  if (!targetA11yId) hints.push('No identifier: with an accessibilityIdentifier it is found again when its text changes.');
+  if (targetText && targetText === targetA11yLabel)
+    hints.push('Label and text are equal: a label that says more tells views of the same text apart.');
+  if (kind === 'touch' && !targetSelector && CONTROL.test(targetView))
+    hints.push('A control without a selector: its action has no name, so that it cannot be told from others.');
+  const hasVariable = others.some((other) => other.controller === controller && other.variable !== null);
+  if (controller && !hasVariable)
+    hints.push(`No instance variables of ${controller} are listed: they would name its views.`);
+  return hints;
+}
+
+function titleHints({ screen, controller }, others) {
+  const controllers = new Set(others.filter((other) => other.screen === screen).map((other) => other.controller));
+  controllers.delete(null);
+  controllers.delete(controller);
+  if (!screen || screen === controller || controllers.size === 0) return [];
+  return [`“${screen}” is the title of ${[controller, ...controllers].filter(Boolean).join(' and ')}: their screens look alike in reports.`];
+}
