@@ -3,7 +3,6 @@
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { after, before, test } from 'node:test';
-import { setInterval } from 'node:timers/promises';
 import { batchBody, message, trackPath } from '../capture-service/support.mjs';
 import { ScriptedApp, ancestry, buttonBox } from '../support/scripted-app.mjs';
 import { Dashboard, NO_PICTURES, launchBrowser } from './support.mjs';
@@ -293,11 +292,13 @@ test('50 events a second: the last 500 are listed, rows are used again, and what
     };
     requestAnimationFrame(frame);
   });
-  let last = 450;
-  for await (const _ of setInterval(20)) {
-    touch(++last);
-    if (last === 600) break;
-  }
+  await new Promise((resolve) => {
+    let last = 450;
+    const timer = setInterval(() => {
+      touch(++last);
+      if (last === 600) resolve(clearInterval(timer));
+    }, 20);
+  });
   await dashboard.shows('.newer', '150 new events');
   assert.equal((await read.boundingBox()).y, y);
   await dashboard.showsEvent('Tapped Tap 445');
