@@ -1,10 +1,13 @@
 #include "src/identity/KIIdentityManager.h"
 
-#include <Kova/KovaConstants.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <regex>
+
 #include "src/storage/store/KovaPersistentStore.h"
+#include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
@@ -17,107 +20,77 @@ class KIIdentityManagerTest : public testing::Test {
   static KIIdentityManager open() {
     return KIIdentityManager(std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment));
   }
-  std::optional<Value> stored(std::string_view key) const { return device.stored(key); }
+  static std::string textOf(const KIIdentityManager& manager) {
+    return manager.ampersandPrefixedUserInfoQueryParameters() +
+           (manager.isAnonymous() ? " anonymous " : " ") + json(manager.userInfo()) + " " +
+           json(manager.eventProperties());
+  }
 
   SimulatedDevice device;
 };
 
 TEST_F(KIIdentityManagerTest, MakesUpAUserOnTheFirstStartAndKeepsItOnTheNext) {
-  std::string userId;
-  {
-    const KIIdentityManager first = open();
-    EXPECT_TRUE(first.isAnonymous());
-    EXPECT_TRUE(first.isFreshStart());
-    userId = first.userId();
-    EXPECT_THAT(userId, testing::MatchesRegex("[0-9]{16}"));
-    EXPECT_EQ(first.ampersandPrefixedUserInfoQueryParameters(), "&u=" + userId);
-    EXPECT_EQ(first.userInfo().size(), 1u);
-    EXPECT_FALSE(first.hasIdentityDifferentFromUrlEncodedIdentity("anything"));
-  }
+  const KIIdentityManager first = open();
+  EXPECT_TRUE(first.isFreshStart());
+  EXPECT_THAT(first.userId(), testing::MatchesRegex("[0-9]{16}"));
   const KIIdentityManager second = open();
-  EXPECT_EQ(second.userId(), userId);
-  EXPECT_TRUE(second.isAnonymous());
   EXPECT_FALSE(second.isFreshStart());
-}
+  for (const KIIdentityManager* each : {&first, &second})
+    EXPECT_EQ(textOf(*each), "&u=" + first.userId() + R"( anonymous {"id":")" + first.userId() + R"("} {})");
 
-TEST_F(KIIdentityManagerTest, DerivesTheUserFromAStoredIdentityOnlyWhereNoneIsStored) {
   device.store("identity", "a");
-  EXPECT_EQ(open().userId(), "7251492750082316");
-  EXPECT_EQ(stored("userId"), Value("7251492750082316"));
+  EXPECT_EQ(open().userId(), first.userId());
+  KovaPersistentStore(SimulatedDevice::kEnvironment).removeObjectForKey("userId");
+  EXPECT_EQ(open().userId(), "7251492750082316") << "derived, where none is stored";
   EXPECT_FALSE(open().isFreshStart());
-
-  // In plain decimal: a derived id is not padded.
-  device.store("userId", "42");
-  EXPECT_EQ(open().userId(), "42");
-  auto manager = open();
-  manager.setUrlEncodedIdentity("  ", true);
-  EXPECT_EQ(open().userId(), "0");
-  manager.setUrlEncodedIdentity("a", false);
-  EXPECT_EQ(open().userId(), "0");
-  manager.setUrlEncodedIdentity("a", true);
-  EXPECT_EQ(open().userId(), "7251492750082316");
+  EXPECT_EQ(device.stored("userId"), Value("7251492750082316"));
 }
 
-TEST_F(KIIdentityManagerTest, TellsWhoAnIdentifiedUserIs) {
+TEST_F(KIIdentityManagerTest, IsStoredAfterEachChange) {
+  device.store("userId", "42");
   auto manager = open();
-  const std::string userId = manager.userId();
-  manager.setUrlEncodedIdentity("ada%40example.com");
-
-  auto reopened = open();
-  for (const KIIdentityManager& each : {std::ref(manager), std::ref(reopened)}) {
-    EXPECT_FALSE(each.isAnonymous());
-    EXPECT_FALSE(each.isFreshStart());
-    EXPECT_EQ(each.userId(), userId);
-    EXPECT_EQ(each.urlEncodedIdentity(), "ada%40example.com");
-    EXPECT_EQ(each.ampersandPrefixedUserInfoQueryParameters(), "&u=" + userId + "&i=ada%40example.com");
-    EXPECT_EQ(Value(each.userInfo()), (Value{{"id", userId}, {"identity", "ada@example.com"}}));
-    EXPECT_FALSE(each.hasIdentityDifferentFromUrlEncodedIdentity("ada%40example.com"));
-    EXPECT_TRUE(each.hasIdentityDifferentFromUrlEncodedIdentity("ada@example.com"));
-    EXPECT_TRUE(each.hasIdentityDifferentFromUrlEncodedIdentity("Ada%40example.com"));
+  const std::pair<std::function<void()>, std::string> steps[] = {
+      {[&] {
+         manager.setEventProperties(Dictionary{{"plan", "free"}});
+       },
+       R"(&u=42 anonymous {"id":"42"} {"plan":"free"})"},
+      {[&] { EXPECT_FALSE(manager.resetIdentity()); }, R"(&u=42 anonymous {"id":"42"} {"plan":"free"})"},
+      {[&] { manager.setUrlEncodedIdentity("ada%40home"); },
+       R"(&u=42&i=ada%40home {"id":"42","identity":"ada@home"} {"plan":"free"})"},
+      {[&] {
+         manager.addSanitizedEventProperties({{"plan", "pro"}, {"seats", "3"}});
+       },
+       R"(&u=42&i=ada%40home {"id":"42","identity":"ada@home"} {"plan":"pro","seats":"3"})"},
+      {[&] { manager.removeEventProperty("plan"); },
+       R"(&u=42&i=ada%40home {"id":"42","identity":"ada@home"} {"seats":"3"})"},
+      {[&] { manager.removeEventProperty("never there"); },
+       R"(&u=42&i=ada%40home {"id":"42","identity":"ada@home"} {"seats":"3"})"},
+      // In plain decimal: a derived id is not padded.
+      {[&] { manager.setUrlEncodedIdentity("  ", true); },
+       R"(&u=0&i=   {"id":"0","identity":"  "} {"seats":"3"})"},
+      {[&] { manager.setUrlEncodedIdentity("a", false); },
+       R"(&u=0&i=a {"id":"0","identity":"a"} {"seats":"3"})"},
+      {[&] { manager.setUrlEncodedIdentity("a", true); },
+       R"(&u=7251492750082316&i=a {"id":"7251492750082316","identity":"a"} {"seats":"3"})"},
+      {[&] { EXPECT_TRUE(manager.resetIdentity()); }, R"(&u=NEW anonymous {"id":"NEW"} {"seats":"3"})"},
+      {[&] { manager.resetEventProperties(); }, R"(&u=NEW anonymous {"id":"NEW"} {})"},
+  };
+  for (const auto& [step, expected] : steps) {
+    step();
+    const std::string text = std::regex_replace(expected, std::regex("NEW"), manager.userId());
+    EXPECT_EQ(textOf(manager), text);
+    EXPECT_EQ(textOf(open()), text);
+    EXPECT_EQ(manager.isFreshStart(), text != expected);
   }
 }
 
-TEST_F(KIIdentityManagerTest, ResetsAnIdentifiedUserButNeverAnAnonymousOne) {
-  device.store("userId", "42");
+TEST_F(KIIdentityManagerTest, TellsIdentitiesApart) {
   auto manager = open();
-  manager.setEventProperties(Dictionary{{"plan", "pro"}});
-  EXPECT_FALSE(manager.resetIdentity());
-  EXPECT_EQ(manager.userId(), "42");
-  EXPECT_FALSE(manager.isFreshStart());
-
-  manager.setUrlEncodedIdentity("ada");
-  EXPECT_TRUE(manager.resetIdentity());
-  EXPECT_TRUE(manager.isFreshStart());
-  EXPECT_THAT(manager.userId(), testing::MatchesRegex("[0-9]{16}"));
-  EXPECT_EQ(Value(manager.userInfo()), (Value{{"id", manager.userId()}}));
-  EXPECT_FALSE(stored("identity"));
-  EXPECT_EQ(open().userId(), manager.userId());
-  EXPECT_EQ(Value(open().eventProperties()), (Value{{"plan", "pro"}}));
-}
-
-TEST_F(KIIdentityManagerTest, KeepsEventProperties) {
-  auto manager = open();
-  EXPECT_TRUE(manager.eventProperties().empty());
-  manager.addSanitizedEventProperties({{"plan", "free"}, {"trial", true}});
-  manager.addSanitizedEventProperties({{"plan", "pro"}, {"seats", "3"}});
-  EXPECT_EQ(Value(open().eventProperties()), (Value{{"plan", "pro"}, {"trial", true}, {"seats", "3"}}));
-
-  manager.removeEventProperty("trial");
-  manager.removeEventProperty("never there");
-  EXPECT_EQ(Value(open().eventProperties()), (Value{{"plan", "pro"}, {"seats", "3"}}));
-
-  manager.resetEventProperties();
-  EXPECT_TRUE(manager.eventProperties().empty());
-  EXPECT_EQ(stored("eventProperties"), Value(Dictionary()));
-}
-
-TEST_F(KIIdentityManagerTest, RemovesItsThreeKeysAndNoOther) {
-  for (const char* key : {"identity", "userId", "parts"}) device.store(key, "text");
-  device.store("eventProperties", {{"plan", "pro"}});
-  KovaPersistentStore store(SimulatedDevice::kEnvironment);
-  KIIdentityManager::removeFromPersistentStore(store);
-  for (const char* key : {"identity", "userId", "eventProperties"}) EXPECT_FALSE(stored(key)) << key;
-  EXPECT_TRUE(stored("parts"));
+  EXPECT_FALSE(manager.hasIdentityDifferentFromUrlEncodedIdentity("anything"));
+  manager.setUrlEncodedIdentity("ada%40example.com");
+  EXPECT_FALSE(manager.hasIdentityDifferentFromUrlEncodedIdentity("ada%40example.com"));
+  EXPECT_TRUE(manager.hasIdentityDifferentFromUrlEncodedIdentity("ada@example.com"));
+  EXPECT_TRUE(manager.hasIdentityDifferentFromUrlEncodedIdentity("Ada%40example.com"));
 }
 
 }  // namespace

@@ -46,32 +46,25 @@ TEST(KISessionManager, TellsNewUsersAndSessionsWithPageviewsApart) {
   }
 }
 
-TEST(KISessionManager, RemembersTheFirstPixelPropertiesAndTheLatestPageview) {
+TEST(KISessionManager, RemembersTheFirstPixelPropertiesAndTheLatestPageviewOfASession) {
   KISessionManager session(true);
-  EXPECT_FALSE(session.sessionInfo());
-  EXPECT_FALSE(session.mostRecentPageviewInfo());
-
+  const auto expectNothing = [&session] {
+    EXPECT_THAT(session.sessionId(), testing::MatchesRegex("[0-9]{16}"));
+    EXPECT_FALSE(session.sessionInfo());
+    EXPECT_FALSE(session.sessionPixelProperties());
+    EXPECT_FALSE(session.mostRecentPageviewInfo());
+  };
+  expectNothing();
   EXPECT_TRUE(session.loggedPageviewWithPageviewInfo(kHome, {{"ts", "100"}, {"h", "Home"}}));
   EXPECT_FALSE(session.loggedPageviewWithPageviewInfo(kCart, {{"ts", "200"}, {"h", "Cart"}}));
   EXPECT_EQ(Value(*session.sessionPixelProperties()), (Value{{"ts", "100"}, {"h", "Home"}}));
   EXPECT_EQ(Value(*session.mostRecentPageviewInfo()), Value(kCart));
   EXPECT_EQ(Value(*session.sessionInfo()), (Value{{"id", session.sessionId()}, {"timestamp", "100"}}));
-}
 
-TEST(KISessionManager, BeginsANewSessionWithNothingOfTheOld) {
-  KISessionManager session(false);
   const std::string before = session.sessionId();
-  EXPECT_THAT(before, testing::MatchesRegex("[0-9]{16}"));
-  session.loggedPageviewWithPageviewInfo(kHome, {{"ts", "100"}});
-
   session.resetSessionWithNewUser(false);
-  EXPECT_THAT(session.sessionId(), testing::MatchesRegex("[0-9]{16}"));
   EXPECT_NE(session.sessionId(), before);
-  EXPECT_FALSE(session.sessionInfo());
-  EXPECT_FALSE(session.sessionPixelProperties());
-  EXPECT_FALSE(session.mostRecentPageviewInfo());
-
-  // The first pageview of the new session is a first one again.
+  expectNothing();
   EXPECT_TRUE(session.loggedPageviewWithPageviewInfo(kCart, {{"h", "Cart"}}));
   EXPECT_EQ(Value(*session.sessionInfo()), (Value{{"id", session.sessionId()}, {"timestamp", ""}}));
 }
