@@ -26,9 +26,9 @@ export class Dashboard {
   #service;
   #errors = [];
 
-  static async open(t, browser, { width = 1280, height = 800, envId = '11', file, before, path } = {}) {
+  static async open(t, browser, { width = 1280, height = 800, envId = '11', file, plan, before, path } = {}) {
     const dashboard = new Dashboard();
-    dashboard.#settings = { visualizer: { envId }, file };
+    dashboard.#settings = { visualizer: { envId }, file, plan };
     await dashboard.startService();
     t.after(async () => {
       await dashboard.stopService();

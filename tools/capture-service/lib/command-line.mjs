@@ -1,7 +1,11 @@
 // The command line of the service.
 
+import fs from 'node:fs';
 import { parseArgs } from 'node:util';
 import { modes, parseSetting } from './behaviour.mjs';
+import { isObject } from './checks.mjs';
+
+const PLAN_TYPES = ['string', 'bool', 'string?', 'bool?'];
 
 export const usage = `Usage: node capture-service.mjs [options]
 
@@ -10,6 +14,7 @@ A developer's tool: receives on 127.0.0.1 what the library sends, checks it stri
   --port N           port to listen on (default 0: a free one)
   --port-file PATH   write the port there once it is open
   --file PATH        append every received item to this file, one line of JSON each
+  --plan PATH        mark, on the page of received records, what is not as this file says (JSON; see the README)
   --max-records N    records kept in memory (default 10000)
   --max-body N       bytes of the largest body taken (default 33554432)
   --mode MODE        how to answer: ${modes.join(', ')} (default normal)
@@ -28,6 +33,7 @@ const options = {
   port: text,
   'port-file': text,
   file: text,
+  plan: text,
   'max-records': text,
   'max-body': text,
   mode: text,
@@ -57,11 +63,27 @@ export function parseCommandLine(args) {
     port: number('port', 0, 65535),
     portFile: values['port-file'],
     file: values.file,
+    plan: planOf(values.plan),
     maxRecords: number('max-records', 1, 10_000_000),
     bodyLimit: number('max-body', 1, 1024 ** 3),
     behaviour: behaviourOf(values, number),
     visualizer: visualizerOf(values, number),
   };
+}
+
+function planOf(file) {
+  if (file === undefined) return undefined;
+  const problem = (why) => new Error(`--plan ${file}: ${why}`);
+  let plan;
+  try {
+    plan = JSON.parse(fs.readFileSync(file, 'utf8'));
+  } catch (error) {
+    throw problem(error.message);
+  }
+  const isEvent = (properties) => isObject(properties) && Object.values(properties).every((type) => PLAN_TYPES.includes(type));
+  if (!isObject(plan) || !Object.values(plan).every(isEvent))
+    throw problem('not an object of events, each an object of properties that are "string", "bool", "string?" or "bool?"');
+  return plan;
 }
 
 function behaviourOf(values, number) {

@@ -5,6 +5,7 @@ import http from 'node:http';
 import { Behaviour } from './behaviour.mjs';
 import { CaptureRoutes } from './capture-routes.mjs';
 import { ControlRoutes } from './control-routes.mjs';
+import { ReceivedRoutes } from './received-routes.mjs';
 import { RecordStore } from './record-store.mjs';
 
 const HOST = '127.0.0.1';
@@ -15,19 +16,21 @@ export class Service {
   #store;
   #capture;
   #control;
+  #received;
   #log;
   #visualizerSettings;
   #visualizer = null;
   #busy = new WeakSet(); // sockets whose request is being read
 
   /**
-   * Throws when the file cannot be opened. The service owns its store and closes it. With `visualizer`, the settings of a
+   * Throws when the file cannot be opened. `plan` is what the page of received records compares events with. The service owns its store and closes it. With `visualizer`, the settings of a
    * Visualizer, it shows live events, too.
    */
-  constructor({ file = null, maxRecords, bodyLimit = 32 * 1024 * 1024, behaviour, visualizer, log = () => {} } = {}) {
+  constructor({ file = null, plan, maxRecords, bodyLimit = 32 * 1024 * 1024, behaviour, visualizer, log = () => {} } = {}) {
     this.#log = log;
     this.#visualizerSettings = visualizer;
     this.#store = new RecordStore({ file, maxRecords, log });
+    this.#received = new ReceivedRoutes({ store: this.#store, file, plan, isLive: visualizer !== undefined });
     const parts = { store: this.#store, behaviour: new Behaviour(behaviour), bodyLimit };
     this.#capture = new CaptureRoutes(parts);
     this.#control = new ControlRoutes(parts);
@@ -77,6 +80,7 @@ export class Service {
 
   #routesOf(method, path) {
     if (path.startsWith('/_/')) return this.#control;
+    if (path === '/received' || path.startsWith('/received/')) return this.#received;
     return this.#visualizer?.serves(method, path) ? this.#visualizer : this.#capture;
   }
 

@@ -116,7 +116,7 @@ export function pixelEndpoint(name, path, layout) {
       const named = Object.fromEntries(params.filter(([key]) => key !== 'sp' && key !== 'k'));
       const sp = pairsNamed('sp', params, problems);
       const k = pairsNamed('k', params, problems);
-      return [{ problems, content: { params, named, sp, k } }];
+      return [{ problems, content: { params, named, sp, k, query } }];
     },
   };
 }

@@ -1,0 +1,59 @@
+// The page of what was received, below "/received/": its files, its records, and the plan that it compares events with.
+
+import { sendJson } from './http-io.mjs';
+import { comesFromElsewhere } from './own-origin.mjs';
+import { beginPage, sendPageFile } from './page-files.mjs';
+import { ReceivedList } from './received-list.mjs';
+import { rowOf } from './record-rows.mjs';
+
+const WAIT_MS = 20_000;
+const MAX_PART = 500; // records an answer; a page asks again for the rest
+
+export class ReceivedRoutes {
+  #store;
+  #list;
+  #settings;
+
+  /** `isLive`: whether there is a page of live events, too. */
+  constructor({ store, file, plan = null, isLive }) {
+    this.#store = store;
+    this.#list = new ReceivedList({ store, file });
+    this.#settings = { plan, isLive };
+  }
+
+  async handle(request, response, path, query) {
+    if (comesFromElsewhere(request)) {
+      request.resume();
+      return sendJson(response, 403, { problems: ['this service answers programs and pages of its own only'] });
+    }
+    if (!beginPage(request, response)) return undefined;
+    if (path === '/received') return response.writeHead(308, { Location: '/received/' }).end();
+    const name = path.slice('/received/'.length);
+    if (name === 'settings.json') return sendJson(response, 200, this.#settings);
+    if (name === 'records.json') return this.#sendRecords(response, Number(new URLSearchParams(query).get('since')) || 0);
+    return sendPageFile(response, name === '' ? 'received.html' : name);
+  }
+
+  /** What is newer than `since`; when there is nothing, as soon as there is. */
+  #sendRecords(response, since) {
+    const send = () => {
+      clearTimeout(timer);
+      this.#store.off('added', send);
+      const entries = this.#list.since(since > this.#list.last ? 0 : since).slice(0, MAX_PART);
+      const records = entries.map(({ number, line }) => {
+        const record = JSON.parse(line);
+        const [, , , what, , , details] = rowOf(record);
+        return { number, what, details, record };
+      });
+      sendJson(response, 200, { last: this.#list.last, records });
+    };
+    const timer = setTimeout(send, WAIT_MS);
+    this.#store.on('added', send);
+    response.once('close', () => {
+      clearTimeout(timer);
+      this.#store.off('added', send);
+    });
+    // A number from before the service was started again is as good as none.
+    if (this.#list.last !== since) send();
+  }
+}

@@ -1,0 +1,57 @@
+// One received record: a line that opens to its decoded fields and its raw form.
+
+import { factRows } from './ancestry.mjs';
+import { copyButton } from './copy.mjs';
+import { el } from './dom.mjs';
+import { clockTime } from './format.mjs';
+import { colouredJson, shortText } from './json-text.mjs';
+import { byteOf, rawOf } from './received-model.mjs';
+
+const MAX_TEXT = 300;
+const MAX_FIELDS = 100;
+
+/** `marks` are words that stand beside it: "sent again", and what is not as planned. */
+export function recordElement({ number, what, details, record }, marks) {
+  const { valid, problems } = record;
+  const summary = el(
+    'summary',
+    {},
+    el('span', { class: 'time', text: clockTime(record.receivedAt) }),
+    el('span', { class: 'what', text: what || record.endpoint }),
+    el('span', { class: 'soft cut', text: details, title: details }),
+    ...marks.map((text) => el('span', { class: 'mark-word', text })),
+    ...(valid ? [] : problems).map((problem) => el('span', { class: 'fault', text: faultOf(record, problem) })),
+  );
+  const element = el('details', { class: 'record', 'data-number': number }, summary);
+  element.addEventListener('toggle', () => element.open && element.childElementCount === 1 && element.append(...inside(record)));
+  return element;
+}
+
+function faultOf(record, problem) {
+  const byte = byteOf(record, problem);
+  return byte === null ? problem : `${problem} (byte ${byte})`;
+}
+
+function inside(record) {
+  const raw = rawOf(record);
+  const isJson = record.message !== undefined || record.log !== undefined;
+  return [
+    el('dl', { class: 'facts' }, ...factRows(fieldsOf(record))),
+    el('p', { class: 'line spread' }, el('strong', { text: 'As sent' }), copyButton('Copy', () => raw)),
+    el('pre', { class: 'message', tabindex: '0', 'aria-label': 'As sent' }, ...(isJson ? colouredJson(raw) : [raw])),
+  ];
+}
+
+/** Names and values, down to what is no object. */
+function fieldsOf({ message, log, params }) {
+  const fields = [];
+  const walk = (value, name) => {
+    const isList = typeof value === 'object' && value !== null && name !== 'event.touchEvent.viewAncestry';
+    if (fields.length >= MAX_FIELDS) return;
+    if (isList) for (const [key, inner] of Object.entries(value)) walk(inner, name ? `${name}.${key}` : key);
+    else fields.push([shortText(name, MAX_TEXT), shortText(value, MAX_TEXT)]);
+  };
+  if (Array.isArray(params)) for (const [name, value] of params) fields.push([shortText(name, MAX_TEXT), shortText(value, MAX_TEXT)]);
+  else walk(message ?? log ?? {}, '');
+  return fields.slice(0, MAX_FIELDS);
+}
