@@ -85,6 +85,55 @@ void pairAndCount(WebSocketServer::Peer& peer, Counts& counts) {
   _exit(write(pipe, &counts, sizeof counts) == sizeof counts ? 0 : 1);
 }
 
+bool isPairedInTime(MainRunLoop& loop) {
+  const auto asked = bench::Clock::now();
+  while (!UIApplication::sharedApplication()->isIdleTimerDisabled()) {
+    if (bench::secondsSince(asked) > kLongestPairing) return false;
+    loop.runFor(kTurn);
+  }
+  return true;
+}
+
+struct Minute {
+  double seconds = 0;
+  double settled = 0;        // resident memory after 10 s
+  double end = 0;            // resident memory
+  std::vector<double> taps;  // milliseconds each
+};
+
+Minute tapForAMinute(MainRunLoop& loop) {
+  UITouchInput input;
+  Minute minute;
+  const auto start = bench::Clock::now();
+  for (int turn = 1; turn <= kTurns; ++turn) {
+    const auto tap = bench::Clock::now();
+    input.touchBegan(0, {60, 200});
+    input.touchEnded(0);
+    minute.taps.push_back(bench::secondsSince(tap) * 1e3);
+    loop.runFor(std::max(0.0, turn * kTurn - bench::secondsSince(start)));
+    if (turn == kSettledTurn) minute.settled = bench::residentMemory();
+  }
+  minute.seconds = bench::secondsSince(start);
+  loop.runFor(kUntilAllHaveLeft);
+  KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
+  minute.end = bench::residentMemory();
+  return minute;
+}
+
+void print(const Minute& minute, const Counts& counts) {
+  bench::printLine("taps a second, for a minute", kTurns / minute.seconds, "taps/s", "20");
+  bench::printLine("  main thread for a tap with both pictures, median", bench::median(minute.taps), "ms",
+                   "<= 8");
+  bench::printLine("  99th percentile", bench::percentile(minute.taps, 0.99), "ms", "-");
+  bench::printLine("touches that arrived in order with their ancestry", counts.inOrder, "", "1200");
+  bench::printLine("others", counts.others, "", "0");
+  bench::printLine("touches with their pictures", counts.withPictures, "", "1200");
+  bench::printLine("  size of a touch", static_cast<double>(counts.bytes) / 1024 / kTurns, "KB", "-");
+  bench::printLine("resident memory after 10 s", minute.settled / 1024, "MB", "-");
+  bench::printLine("resident memory at the end", minute.end / 1024, "MB", "-");
+  bench::printLine("  as a multiple of that after 10 s", minute.end / minute.settled, "x", "<= 1.1");
+}
+
 }  // namespace
 
 int main() {
@@ -106,49 +155,20 @@ int main() {
   const bench::Catalog catalog(bench::Pictures::Photographs);
   MainRunLoop& loop = ThreadScheduler::installed().ownRunLoop();
   Kova::startEVPairing();
-  const auto asked = bench::Clock::now();
-  while (!UIApplication::sharedApplication()->isIdleTimerDisabled()) {
-    if (bench::secondsSince(asked) > kLongestPairing) {
-      std::cerr << "The app was not paired within " << kLongestPairing << " s.\n";
-      return 1;
-    }
-    loop.runFor(kTurn);
+  if (!isPairedInTime(loop)) {
+    std::cerr << "The app was not paired within " << kLongestPairing << " s.\n";
+    return 1;
   }
-
-  UITouchInput input;
-  const auto start = bench::Clock::now();
-  double settled = 0;
-  std::vector<double> taps;
-  for (int turn = 1; turn <= kTurns; ++turn) {
-    const auto tap = bench::Clock::now();
-    input.touchBegan(0, {60, 200});
-    input.touchEnded(0);
-    taps.push_back(bench::secondsSince(tap) * 1e3);
-    loop.runFor(std::max(0.0, turn * kTurn - bench::secondsSince(start)));
-    if (turn == kSettledTurn) settled = bench::residentMemory();
-  }
-  const double seconds = bench::secondsSince(start);
-  loop.runFor(kUntilAllHaveLeft);
-  KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
-  const double end = bench::residentMemory();
+  const Minute minute = tapForAMinute(loop);
   Kova::stopEVPairing();
 
   Counts counts;
   const bool isCounted = read(ends[0], &counts, sizeof counts) == sizeof counts;
   int status = 1;
   waitpid(dashboard, &status, 0);
-  bench::printLine("taps a second, for a minute", kTurns / seconds, "taps/s", "20");
-  bench::printLine("  main thread for a tap with both pictures, median", bench::median(taps), "ms", "<= 8");
-  bench::printLine("  99th percentile", bench::percentile(taps, 0.99), "ms", "-");
-  bench::printLine("touches that arrived in order with their ancestry", counts.inOrder, "", "1200");
-  bench::printLine("others", counts.others, "", "0");
-  bench::printLine("touches with their pictures", counts.withPictures, "", "1200");
-  bench::printLine("  size of a touch", static_cast<double>(counts.bytes) / 1024 / kTurns, "KB", "-");
-  bench::printLine("resident memory after 10 s", settled / 1024, "MB", "-");
-  bench::printLine("resident memory at the end", end / 1024, "MB", "-");
-  bench::printLine("  as a multiple of that after 10 s", end / settled, "x", "<= 1.1");
+  print(minute, counts);
   const bool isWell = isCounted && status == 0 && counts.inOrder == kTurns && counts.others == 0 &&
-                      numbers->last == kTurns && end <= settled * kMostGrowth;
+                      numbers->last == kTurns && minute.end <= minute.settled * kMostGrowth;
   if (!isWell) std::printf("FAILED\n");
   return isWell ? 0 : 1;
 }

@@ -131,10 +131,11 @@ class LintTest(unittest.TestCase):
                 self.assert_found("syntax", {path: text}, path)
 
     def test_sizes(self):
-        body = "  x();\n" * 61
-        status, printed = self.run_check("sizes", {"a.cpp": f"\nvoid f() {{\n{body}}}\nvoid g() {{\n}}\n", "b.h": "\n" * 401})
+        steps, rows = "  x();\n" * 40, "    1,\n" * 80
+        sample = f"\nvoid f() {{\n{steps}}}\nvoid g() {{\n}}\nauto h() {{\n  return T{{\n{rows}  }};\n}}\n"
+        status, printed = self.run_check("sizes", {"a.cpp": sample, "b.h": "\n" * 401, "tests/a.cpp": sample, "tests/b.h": "\n" * 401})
         self.assertEqual((status, printed.splitlines()),
-                         (0, ["a.cpp:2: note: a function of 62 lines: void f() {", "b.h:1: note: 401 lines"]))
+                         (1, ["a.cpp:2: a function of 41 lines: void f() {", "b.h:1: 401 lines", "tests/b.h:1: note: 401 lines"]))
 
     def test_warnings_and_tidy(self):
         build = {"CMakeLists.txt": "cmake_minimum_required(VERSION 3.25)\nproject(Sample CXX)\n"
