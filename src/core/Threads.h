@@ -12,7 +12,7 @@
 // What says nothing may be called from any thread. The compiler follows what is handed over as it is, a
 // lambda to kova::perform or performAfter, but nothing that goes through a std::function: a block that a
 // notification, a URL session or a guard calls says itself where it is, with `kova::mainThread.isHere()`.
-// Constructors and destructors may touch the fields of their object.
+// Constructors and destructors are not looked into.
 //
 // Whoever links the library's objects, as its tests do, plays all threads on one and is not asked.
 #ifdef KOVA_PLAYS_ALL_THREADS

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/runtime/Retained.h"
 #include "platform/uikit/UIScreen.h"
 #include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
@@ -12,7 +13,7 @@ using namespace platform;
 
 namespace {
 
-std::shared_ptr<UIWindow> emptyWindowBeside(const std::shared_ptr<UIWindow>& window) {
+std::shared_ptr<UIWindow> emptyWindowBeside(const std::shared_ptr<UIWindow>& window) KOVA_ON_MAIN_THREAD {
   if (UIScene::areAvailable()) {
     auto scene = window ? window->windowScene() : nullptr;
     if (!scene) scene = KOVA_activeWindowScene();
@@ -54,6 +55,6 @@ std::shared_ptr<UIWindow> KIAlertContainerViewController::containerWindowForWind
     const std::shared_ptr<UIWindow>& window) {
   auto container = emptyWindowBeside(window);
   container->setWindowLevel(UIWindowLevelAlert);
-  container->setRootViewController(std::static_pointer_cast<UIViewController>(shared_from_this()));
+  container->setRootViewController(retained(*this));
   return container;
 }

@@ -12,7 +12,7 @@
 // One connection to a dashboard, from the attempt to its end, and what was agreed on over it: the device
 // announces itself until the user is asked about a code, and is paired once a code has been accepted.
 //
-// Another connection is another object: nothing is inherited. An event leaves only under a code that was
+// Each connection has an object of its own, and inherits nothing. An event leaves only under a code that was
 // accepted, for the pairing that it was recorded for, and not while the user is asked about another code.
 // Messages of a pairing take their turn in the outbox, so that its first and last stand around its events.
 //
@@ -31,10 +31,10 @@ class KIPairing {
 
   bool isAnnouncing() const KOVA_ON_MUTATION_QUEUE { return pairCode_.empty(); }
   bool isPaired() const KOVA_ON_MUTATION_QUEUE { return accepted_.has_value(); }
-  // Of the pairing that events may be recorded for now.
+  // The number of the pairing that events may be recorded for now.
   std::optional<std::uint64_t> number() const KOVA_ON_MUTATION_QUEUE;
 
-  // Returns whether that is to be said again, if nothing happens.
+  // Returns whether to announce the device once more, if nothing happens.
   bool makeDeviceAvailable() KOVA_ON_MUTATION_QUEUE;
   void wasAskedAbout(std::string pairCode) KOVA_ON_MUTATION_QUEUE { pairCode_ = std::move(pairCode); }
   // Begins the pairing of that number; returns false, and does nothing, for a code that is not the one asked

@@ -20,9 +20,13 @@ constexpr kova::Place kAnswered("KovaEventVisualizer",
 constexpr double kShortestTimeBetweenReplacements = 2.0;  // seconds
 
 // Also when the library has bailed meanwhile.
-void uncoverTheApp(KIAlertContainerViewController& container) {
+void uncoverTheApp(KIAlertContainerViewController& container) KOVA_ON_MAIN_THREAD {
   kova::guarded(
-      {container, "removeAndRestorePrevious"}, [&container] { container.removeAndRestorePrevious(); },
+      {container, "removeAndRestorePrevious"},
+      [&container] {
+        kova::mainThread.isHere();
+        container.removeAndRestorePrevious();
+      },
       kova::OnException::Bail, kova::WhenBailed::RunAnyway);
 }
 
@@ -39,20 +43,31 @@ KIPairingQuestion::KIPairingQuestion(Listener listener) : listener_(std::move(li
 void KIPairingQuestion::ask(const Request& request) {
   if (!newest_.put(request)) return;
   KOVA_addSafeOperationWithBlock(
-      *NSOperationQueue::mainQueue(), [self = shared_from_this()] { self->showNewest(); }, kAsked);
+      *NSOperationQueue::mainQueue(),
+      [self = shared_from_this()] {
+        kova::mainThread.isHere();
+        self->showNewest();
+      },
+      kAsked);
 }
 
 template <class Work>
 void KIPairingQuestion::guardedOver(const ContainerRef& container, Work work) {
-  kova::guarded(kAsked, std::move(work));
-  if (!afterDismissal_ && !container->presentedViewController()) uncoverTheApp(*container);
+  bool isDone = false;
+  kova::guarded(kAsked, [&] {
+    kova::mainThread.isHere();
+    work();
+    isDone = true;
+  });
+  if (!isDone) afterDismissal_.reset();
+  if (!isDone || (!afterDismissal_ && !container->presentedViewController())) uncoverTheApp(*container);
 }
 
 void KIPairingQuestion::showNewest() {
   const auto request = newest_.take();
   if (!request || request->isVoid()) return;
   const ContainerRef shownIn = container();
-  guardedOver(shownIn, [&] { show(*request, shownIn); });
+  guardedOver(shownIn, [&]() KOVA_ON_MAIN_THREAD { show(*request, shownIn); });
 }
 
 void KIPairingQuestion::show(const Request& request, const ContainerRef& container) {
@@ -70,18 +85,16 @@ void KIPairingQuestion::replaceAlert(const Request& request, const ContainerRef&
   const double now = Scheduler::current().uptime();
   if (now < mayReplaceFrom_) {
     newest_.putUnlessThereIsOne(request);
-    KovaTimer::scheduleSafeOperationWithBlock(
-        [question = weak_from_this()] {
-          if (const auto self = question.lock()) self->showNewest();
-        },
-        mayReplaceFrom_ - now, NSOperationQueue::mainQueue());
+    kova::performAfter(mayReplaceFrom_ - now, kova::mainThread, *this,
+                       [](KIPairingQuestion& self) KOVA_ON_MAIN_THREAD { self.showNewest(); });
     return;
   }
   mayReplaceFrom_ = now + kShortestTimeBetweenReplacements;
   afterDismissal_ = request;
   container->dismissViewController(true, [self = shared_from_this(), container] {
+    kova::mainThread.isHere();
     const auto next = std::exchange(self->afterDismissal_, std::nullopt);
-    self->guardedOver(container, [&] {
+    self->guardedOver(container, [&]() KOVA_ON_MAIN_THREAD {
       if (next) self->requestUserApprovalToPair(*next, container);
     });
   });
@@ -100,6 +113,7 @@ void KIPairingQuestion::requestUserApprovalToPair(const Request& request, const 
     return std::make_shared<UIAlertAction>(
         title, UIAlertAction::Style::Default,
         [listener = listener_, step, request, weakContainer = std::weak_ptr(container)](UIAlertAction&) {
+          kova::mainThread.isHere();
           if (const auto shown = weakContainer.lock()) uncoverTheApp(*shown);
           kova::guarded(kAnswered, [&] { listener(step, request); });
         });
@@ -113,6 +127,7 @@ void KIPairingQuestion::requestUserApprovalToPair(const Request& request, const 
 void KIPairingQuestion::takeBack() {
   KOVA_addSafeOperationWithBlock(*NSOperationQueue::mainQueue(),
                                  [self = shared_from_this()] {
+                                   kova::mainThread.isHere();
                                    const auto container = self->container_.lock();
                                    if (container && !self->isOpen()) uncoverTheApp(*container);
                                  },

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "src/core/Threads.h"
+
 class KIAlertContainerViewController;
 class KIPairing;
 
@@ -17,7 +19,7 @@ class KIPairing;
 // seconds, so that it is neither taken away under the user's finger nor fills the app's pageviews.
 //
 // Owner: the visualizer, by shared pointer. Queued work retains it; an alert that is shown does not.
-// Threads: ask() and takeBack() may be called from any, and return at once; all else is the main thread's.
+// ask() and takeBack() may be called from any thread, and return at once.
 class KIPairingQuestion : public std::enable_shared_from_this<KIPairingQuestion> {
  public:
   struct Request {
@@ -27,7 +29,7 @@ class KIPairingQuestion : public std::enable_shared_from_this<KIPairingQuestion>
     bool isVoid() const { return pairing.expired(); }
   };
   enum class Step { Shown, Accepted, Rejected };
-  // Told of each step. Main thread.
+  // Told of each step, on the main thread.
   using Listener = std::function<void(Step step, const Request& request)>;
 
   // Failures are reported as the visualizer's.
@@ -40,7 +42,7 @@ class KIPairingQuestion : public std::enable_shared_from_this<KIPairingQuestion>
  private:
   using ContainerRef = std::shared_ptr<KIAlertContainerViewController>;
 
-  // The newest of the requests that were handed to the main thread.
+  // The newest request that was handed to the main thread.
   class Newest {
    public:
     ~Newest() { take(); }
@@ -55,23 +57,22 @@ class KIPairingQuestion : public std::enable_shared_from_this<KIPairingQuestion>
     std::atomic<Request*> slot_ = nullptr;
   };
 
-  void showNewest();
-  void show(const Request& request, const ContainerRef& container);
-  void replaceAlert(const Request& request, const ContainerRef& container);
-  void requestUserApprovalToPair(const Request& request, const ContainerRef& container);
-  bool isOpen() const { return asked_ && !asked_->isVoid(); }
-  // Where a person sees it; the one before goes when its scene is gone.
-  ContainerRef container();
-  // Uncovers the app after the work, unless there is an alert by then, or one on its way.
+  void showNewest() KOVA_ON_MAIN_THREAD;
+  void show(const Request& request, const ContainerRef& container) KOVA_ON_MAIN_THREAD;
+  void replaceAlert(const Request& request, const ContainerRef& container) KOVA_ON_MAIN_THREAD;
+  void requestUserApprovalToPair(const Request& request, const ContainerRef& container) KOVA_ON_MAIN_THREAD;
+  bool isOpen() const KOVA_ON_MAIN_THREAD { return asked_ && !asked_->isVoid(); }
+  // In a scene that is there: one whose scene is gone is put away, and replaced.
+  ContainerRef container() KOVA_ON_MAIN_THREAD;
+  // Uncovers the app after the work, unless that ended well and there is an alert by then, or one on its way.
   template <class Work>
-  void guardedOver(const ContainerRef& container, Work work);
+  void guardedOver(const ContainerRef& container, Work work) KOVA_ON_MAIN_THREAD;
 
   const Listener listener_;
   Newest newest_;
 
-  // Main thread only.
-  std::weak_ptr<KIAlertContainerViewController> container_;
-  std::optional<Request> asked_;           // that was put up last
-  std::optional<Request> afterDismissal_;  // while an alert is being dismissed
-  double mayReplaceFrom_ = 0;              // uptime, in seconds
+  std::weak_ptr<KIAlertContainerViewController> container_ KOVA_OF_MAIN_THREAD;
+  std::optional<Request> asked_ KOVA_OF_MAIN_THREAD;           // that was put up last
+  std::optional<Request> afterDismissal_ KOVA_OF_MAIN_THREAD;  // while an alert is being dismissed
+  double mayReplaceFrom_ KOVA_OF_MAIN_THREAD = 0;              // uptime, in seconds
 };

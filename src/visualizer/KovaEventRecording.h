@@ -20,7 +20,7 @@ class KovaEventRecording : public platform::NSObject {
   NS_OBJECT(KovaEventRecording, NSObject)
 
  public:
-  // Of an event without a view, and of one that has a view or might have one. Null when there is no
+  // For an event without a view, and for one that has a view or might have one. Null when there is no
   // visualizer or it captures nothing now.
   static std::shared_ptr<const KovaEventRecording> ofScreen(
       const std::shared_ptr<KovaEventVisualizer>& visualizer,

@@ -40,9 +40,8 @@ class UIView;
 //
 // Owner: the tracker, by std::shared_ptr. Queued work retains it; timers, the app's notifications and an
 // alert that is shown refer to it weakly.
-// Threads: connection and pairing belong to the mutation queue, the question and the capture of screens to
-// the main thread. connect(), disconnect(), resetDeviceId(), isPaired() and isCapturing() may be called from
-// any. An answer is handed to the mutation queue, where it is void once its connection has ended.
+// connect(), disconnect(), resetDeviceId(), isPaired() and isCapturing() may be called from any thread. An
+// answer is handed to the mutation queue, where it is void once its connection has ended.
 //
 // What a server may cost: a code that is no string, is empty or longer than kLongestPairCode bytes is
 // refused, and a message longer than kLongestMessage bytes is taken for one that cannot be read.

@@ -6,6 +6,7 @@
 #include "platform/graphics/Image.h"
 #include "platform/runtime/NSObject.h"
 #include "src/autocapture/KIViewAncestry.h"
+#include "src/core/Threads.h"
 
 class KICaptureContext;
 class KovaOptions;
@@ -15,22 +16,23 @@ class UIView;
 
 // What was on the screen at the moment of an event: pictures and the ancestry of the event's view.
 //
-// Made on the main thread; immutable, and kept until it is encoded. Read on any thread.
+// Immutable, and kept until it is encoded.
 class KovaEventVisualizerContext : public platform::NSObject {
   NS_OBJECT(KovaEventVisualizerContext, NSObject)
 
  public:
-  // Of the whole screen, and of the view unless it is null. Null when there is neither a view nor a picture.
-  static std::shared_ptr<const KovaEventVisualizerContext> create(platform::UIView* view,
-                                                                  const KICaptureContext& tracker,
-                                                                  const KovaOptions& options);
+  // Captures the whole screen, and the view unless it is null. Null when there is neither a view nor a
+  // picture.
+  static std::shared_ptr<const KovaEventVisualizerContext> create(
+      platform::UIView* view, const KICaptureContext& tracker,
+      const KovaOptions& options) KOVA_ON_MAIN_THREAD;
 
   // Each may be null.
   const std::shared_ptr<const platform::Image>& croppedImage() const { return croppedImage_; }
   const std::shared_ptr<const platform::Image>& fullImage() const { return fullImage_; }
   const std::shared_ptr<const KIViewAncestry>& viewAncestry() const { return viewAncestry_; }
 
-  // What is sent of it. Encodes the pictures, which takes milliseconds: not for the main thread.
+  // What is sent. Encodes the pictures, which takes milliseconds: not for the main thread.
   platform::Dictionary transmittableDictionary() const;
   // As if no picture had been taken.
   platform::Dictionary transmittableDictionaryWithoutPictures() const;

@@ -182,6 +182,16 @@ TEST_F(PairingTest, TheAppIsUncoveredWhateverHappens) {
   EXPECT_FALSE(user.sees("Confirm connection?"));
 }
 
+TEST_F(PairingTest, TheAppIsUncoveredWhenReplacingTheQuestionThrows) {
+  open();
+  request("1");
+  UIViewController::dismissViewControllerMethod.replace(
+      UIViewController::classObject(),
+      [](UIViewController&, SEL, bool, const UIViewController::Completion&) { throw NSException("a", "b"); });
+  request("2");
+  EXPECT_EQ(device.application->keyWindow(), window);
+}
+
 TEST_F(PairingTest, TestsMaySkipTheQuestion) {
   options->setTestOnlySkipEVPairingDialog(true);
   open();
