@@ -49,22 +49,21 @@ TEST_F(NSFileManagerTest, WritesReadsListsAndRemovesFiles) {
   EXPECT_THAT(files.contents("/proc/self/stat"), Optional(testing::Not(IsEmpty()))) << "states a size of 0";
 }
 
-TEST_F(NSFileManagerTest, TellsFilesFromDirectories) {
+TEST_F(NSFileManagerTest, MakesDirectoriesWithAndWithoutIntermediatesAndTellsThemFromFiles) {
   files.createFile(root + "/file", "");
-  EXPECT_EQ(files.fileExists(root), FileKind::Directory);
-  EXPECT_EQ(files.fileExists(root + "/file"), FileKind::File);
-  EXPECT_EQ(files.fileExists(root + "/file/below"), FileKind::None);
+  const struct {
+    const char* path;
+    bool withIntermediates, isMade;
+    FileKind kind;
+  } cases[] = {{"", true, true, FileKind::Directory},       {"/a/b", false, false, FileKind::None},
+               {"/a/b", true, true, FileKind::Directory},   {"/a/b", true, true, FileKind::Directory},
+               {"/a/b", false, false, FileKind::Directory},  // exists already
+               {"/file", true, false, FileKind::File},      {"/file/below", true, false, FileKind::None}};
+  for (const auto& [path, withIntermediates, isMade, kind] : cases) {
+    EXPECT_EQ(files.createDirectory(root + path, withIntermediates), isMade) << path;
+    EXPECT_EQ(files.fileExists(root + path), kind) << path;
+  }
   EXPECT_EQ(files.fileExists(""), FileKind::None);
-}
-
-TEST_F(NSFileManagerTest, MakesDirectoriesWithAndWithoutIntermediates) {
-  EXPECT_FALSE(files.createDirectory(root + "/a/b", false));
-  EXPECT_TRUE(files.createDirectory(root + "/a/b", true));
-  EXPECT_TRUE(files.createDirectory(root + "/a/b", true));
-  EXPECT_FALSE(files.createDirectory(root + "/a/b", false)) << "exists already";
-  files.createFile(root + "/file", "");
-  EXPECT_FALSE(files.createDirectory(root + "/file", true));
-  EXPECT_FALSE(files.createDirectory(root + "/file/below", true));
 }
 
 TEST_F(NSFileManagerTest, MakesThingsForTheUserAloneAndLeavesTheModesOfOthers) {

@@ -51,20 +51,16 @@ TEST(BitmapContextTest, DrawsALargeImageSmallFromAllItsPixels) {
   constexpr int kSide = 67;
   std::vector<std::uint8_t> pixels;
   for (int i = 0; i < kSide * kSide; ++i) pixels.insert(pixels.end(), 4, i % kSide % 2 ? 0 : 0xFF);
-  const auto stripes = Image::create(kSide, kSide, 1, std::move(pixels));
   BitmapContext context({8, 8}, 2);
-  context.drawImage(*stripes, CGRectMake(1, 1, 4, 4));
+  context.drawImage(*Image::create(kSide, kSide, 1, std::move(pixels)), CGRectMake(1, 1, 4, 4));
   const auto image = context.makeImage();
-  for (const int y : {2, 5, 9}) {
-    for (const int x : {2, 5, 9}) {
-      EXPECT_NEAR(image->colorAtPixel(x, y).alpha, 0.5, 0.02) << x << ", " << y;
-      EXPECT_NEAR(image->colorAtPixel(x, y).red, 1, 0.01);
-    }
+  for (const auto& [x, y] : {std::pair(2, 2), {9, 5}, {5, 9}, {9, 9}}) {
+    EXPECT_NEAR(image->colorAtPixel(x, y).alpha, 0.5, 0.02) << x << ", " << y;
+    EXPECT_NEAR(image->colorAtPixel(x, y).red, 1, 0.01);
   }
   EXPECT_EQ(inkOf(context), CGRectMake(1, 1, 4, 4));
 
-  const auto row = Image::create(8, 1, 1, std::vector<std::uint8_t>(32, 0xFF));
-  context.drawImage(*row, CGRectMake(6, 6, 0.5, 0.5));
+  context.drawImage(*Image::create(8, 1, 1, std::vector<std::uint8_t>(32, 0xFF)), CGRectMake(6, 6, 0.5, 0.5));
   EXPECT_EQ(context.makeImage()->colorAtPixel(12, 12), Color::white());
 }
 
@@ -144,14 +140,14 @@ TEST(DrawTextTest, EndsInAnEllipsisWhatDoesNotFit) {
   const CGRect rect = CGRectMake(0, 0, 100, 200);
   const std::string_view words = "several words that go on for longer than there is room";
   const double line = sizeOfText("X", Font{}).height;
-  EXPECT_LT(inkOfText(words, rect).size.height, line);
-  EXPECT_GT(inkOfText(words, rect).size.width, 80);
+  const CGSize one = inkOfText(words, rect).size;
+  EXPECT_TRUE(one.height < line && one.width > 80) << one.width << " x " << one.height;
   EXPECT_GT(inkOfText(words, rect, {.numberOfLines = 2}).size.height, line);
   EXPECT_EQ(inkOfText("a\nb", rect), inkOfText("a…", rect));
   EXPECT_EQ(inkOfText("a\n", rect), inkOfText("a", rect));
   const CGRect low = CGRectMake(0, 0, 100, 2 * line);
-  EXPECT_EQ(inkOfText("a\nb\nc\nd", low, {.numberOfLines = 0}),
-            inkOfText("a\nb…", low, {.numberOfLines = 0}));
+  const TextStyle any{.numberOfLines = 0};
+  EXPECT_EQ(inkOfText("a\nb\nc\nd", low, any), inkOfText("a\nb…", low, any));
 }
 
 TEST(DrawTextTest, MeasuresWhatItDraws) {

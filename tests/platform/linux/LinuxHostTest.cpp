@@ -33,13 +33,14 @@ TEST_F(LinuxHostTest, FollowsTheBaseDirectoriesOfTheUser) {
   setenv("XDG_CACHE_HOME", (root + "/fast disk").c_str(), 1);
   setenv("XDG_CONFIG_HOME", "relative/is/ignored", 1);
   installLinuxHost({"Storefront", "com.example.storefront", ""});
-  const NSFileManager files;
-  EXPECT_EQ(files.directory(SearchPath::Documents),
-            root + "/home/.local/share/com.example.storefront/Documents");
-  EXPECT_EQ(files.directory(SearchPath::ApplicationSupport),
-            root + "/home/.local/share/com.example.storefront");
-  EXPECT_EQ(files.directory(SearchPath::Caches), root + "/fast disk/com.example.storefront");
-  EXPECT_EQ(files.directory(SearchPath::Preferences), root + "/home/.config/com.example.storefront");
+  for (const auto& [path, directory] : {std::pair(SearchPath::Documents, "/home/.local/share/%/Documents"),
+                                        {SearchPath::ApplicationSupport, "/home/.local/share/%"},
+                                        {SearchPath::Caches, "/fast disk/%"},
+                                        {SearchPath::Preferences, "/home/.config/%"}}) {
+    std::string expected = root + directory;
+    expected.replace(expected.find('%'), 1, "com.example.storefront");
+    EXPECT_EQ(NSFileManager().directory(path), expected);
+  }
   EXPECT_EQ(directories().applicationIdentifier, "com.example.storefront");
 }
 

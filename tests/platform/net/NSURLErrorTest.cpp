@@ -1,6 +1,5 @@
 #include "tests/platform/net/DeadPort.h"
 #include "tests/platform/net/NetFixture.h"
-#include "tests/support/TestCertificate.h"
 
 namespace {
 

@@ -2,12 +2,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <future>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "platform/dispatch/Scheduler.h"
 #include "platform/net/NSHTTPURLResponse.h"
@@ -15,12 +19,41 @@
 #include "platform/net/NSURLSession.h"
 #include "platform/net/NetworkReachability.h"
 #include "tests/support/HttpServer.h"
+#include "tests/support/TestCertificate.h"
 
-// A loopback server, sessions, and the outcome of a request as one value.
-class NetTest : public testing::Test {
+// What a task answered, if it did so in time.
+template <class Result>
+Result resultOf(std::future<Result> future) {
+  if (future.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+    throw std::runtime_error("no completion");
+  }
+  return future.get();
+}
+
+// Of sessions that trust the certificate and no other, from a file that is gone with this.
+struct TrustingConfiguration : platform::NSURLSessionConfiguration {
+  explicit TrustingConfiguration(const TestCertificate& certificate) {
+    certificateAuthorityFile = testing::TempDir() + "/trusted-" + std::to_string(getpid()) + ".pem";
+    certificate.writeTo(certificateAuthorityFile);
+  }
+  ~TrustingConfiguration() { std::filesystem::remove(certificateAuthorityFile); }
+  TrustingConfiguration(const TrustingConfiguration&) = delete;
+  TrustingConfiguration& operator=(const TrustingConfiguration&) = delete;
+};
+
+class SessionTest : public testing::Test {
  protected:
-  using Task = std::shared_ptr<platform::NSURLSessionDataTask>;
+  static platform::NSURLRequest get(const std::string& url, double timeout = 20) {
+    return platform::NSURLRequest(platform::NSURL::create(url).value(),
+                                  platform::NSURLRequestCachePolicy::useProtocolCachePolicy, timeout);
+  }
 
+  platform::NSURLSession session{platform::NSURLSessionConfiguration::defaultConfiguration()};
+};
+
+// A loopback server, and the outcome of a request as one value.
+class NetTest : public SessionTest {
+ protected:
   struct Outcome {
     std::shared_ptr<const std::string> data;
     std::shared_ptr<platform::NSHTTPURLResponse> response;
@@ -35,23 +68,19 @@ class NetTest : public testing::Test {
   // A task and what is going to come of it.
   class Load {
    public:
-    Load(platform::NSURLSession& session, const platform::NSURLRequest& request)
-        : promise_(std::make_shared<std::promise<Outcome>>()), future_(promise_->get_future()) {
-      task = session.dataTask(request, [promise = promise_](auto data, auto response, auto error) {
+    Load(platform::NSURLSession& session, const platform::NSURLRequest& request) {
+      auto promise = std::make_shared<std::promise<Outcome>>();
+      future_ = promise->get_future();
+      task = session.dataTask(request, [promise](auto data, auto response, auto error) {
         promise->set_value({std::move(data), std::dynamic_pointer_cast<platform::NSHTTPURLResponse>(response),
                             std::move(error), platform::Scheduler::current().isMainThread()});
       });
     }
-    Outcome outcome() {
-      if (future_.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
-        throw std::runtime_error("no completion");
-      }
-      return future_.get();
-    }
-    Task task;
+    Outcome outcome() { return resultOf(std::move(future_)); }
+
+    std::shared_ptr<platform::NSURLSessionDataTask> task;
 
    private:
-    std::shared_ptr<std::promise<Outcome>> promise_;
     std::future<Outcome> future_;
   };
 
@@ -61,10 +90,6 @@ class NetTest : public testing::Test {
         [](const NetworkReachability::Target&) { return platform::kNetworkReachabilityFlagsReachable; });
   }
 
-  static platform::NSURLRequest get(const std::string& url, double timeout = 20) {
-    return platform::NSURLRequest(platform::NSURL::create(url).value(),
-                                  platform::NSURLRequestCachePolicy::useProtocolCachePolicy, timeout);
-  }
   static platform::NSURLRequest post(const std::string& url, std::string body, double timeout = 20) {
     platform::NSURLRequest request = get(url, timeout);
     request.setHTTPMethod("POST");
@@ -81,5 +106,4 @@ class NetTest : public testing::Test {
   Outcome load(const platform::NSURLRequest& request) { return start(request).outcome(); }
 
   HttpServer server;
-  platform::NSURLSession session{platform::NSURLSessionConfiguration::defaultConfiguration()};
 };

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdlib>
 
-#include "platform/net/NetworkReachability.h"
 #include "tests/platform/net/DeadPort.h"
 #include "tests/platform/net/ExitFixture.h"
 #include "tests/platform/net/WebSocketFixture.h"
@@ -43,7 +42,7 @@ TEST_F(WebSocketEndTest, TellsHowAnUpgradeFailed) {
   for (const auto& [script, code, status] : cases) {
     SCOPED_TRACE(&script - &cases[0].script);
     WebSocketServer server(script);
-    Socket socket(session, request(server.url()));
+    Socket socket(session, get(server.url()));
     std::future<int> sent = socket.sends(Message::withString("never"));
     socket.task->resume();
     const Received received = socket.receive();
@@ -129,13 +128,13 @@ TEST_F(WebSocketEndTest, TimeoutsBoundTheWayToAnOpenSocket) {
   const std::string silentTLS = "wss://127.0.0.1:" + std::to_string(silent.port());
   for (const std::string& url : {unanswered.url("ws"), silent.url(), silentTLS}) {
     const auto before = std::chrono::steady_clock::now();
-    EXPECT_EQ(open(request(url, 0.2)).receive().code(), -1001) << url;
+    EXPECT_EQ(open(get(url, 0.2)).receive().code(), -1001) << url;
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(200));
   }
   EXPECT_TRUE(silent.waitForOpenConnections(0));
   // An open socket may be silent for longer.
   WebSocketServer server(WebSocketServer::echo);
-  Socket socket = open(request(server.url(), 0.2));
+  Socket socket = open(get(server.url(), 0.2));
   EXPECT_EQ(socket.sendText("x"), 0);
   EXPECT_EQ(socket.receive().bytes(), "x");
   EXPECT_EQ(socket.asksForMessage().wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
@@ -161,7 +160,7 @@ TEST_F(WebSocketEndTest, CanBeCancelledAtAnyMoment) {
     EXPECT_EQ(socket.task->closeReason(), std::nullopt);
   };
 
-  Socket suspended(session, request(silent.url()));
+  Socket suspended(session, get(silent.url()));
   cancels(suspended, suspended.asksForMessage());
   suspended.task->resume();
   for (const std::string& url : {unanswered.url("ws", "localhost"), unanswered.url("ws")}) {
@@ -217,7 +216,7 @@ TEST_F(WebSocketEndTest, SaysGoodbyeWhenCancelledOrDropped) {
   EXPECT_EQ(goodbyes, 2);
   EXPECT_EQ(server.messages().back(), "last words");
   {
-    Socket neverResumed(session, request(server.url()));
+    Socket neverResumed(session, get(server.url()));
     outstanding = neverResumed.asksForMessage();
   }
   EXPECT_EQ(resultOf(std::move(outstanding)).code(), -999);
@@ -253,7 +252,7 @@ TEST_F(WebSocketEndTest, ATaskThatCouldNotBeMadeIsFollowedByOneThatCan) {
   WebSocketServer server(WebSocketServer::echo);
   {
     const auto none = ResourceLimit::descriptors(0);
-    EXPECT_FALSE(session.webSocketTask(request(server.url())));
+    EXPECT_FALSE(session.webSocketTask(get(server.url())));
   }
   Socket socket = open(server.url());
   EXPECT_EQ(socket.sendText("hello"), 0);

@@ -1,20 +1,6 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <future>
-#include <memory>
-#include <optional>
-#include <stdexcept>
-#include <string>
-#include <utility>
-
-#include "platform/dispatch/Scheduler.h"
-#include "platform/net/NSHTTPURLResponse.h"
-#include "platform/net/NSURLSession.h"
-#include "tests/platform/net/TrustingConfiguration.h"
+#include "tests/platform/net/NetFixture.h"
 #include "tests/support/WebSocketServer.h"
 
 using Message = platform::NSURLSessionWebSocketMessage;
@@ -22,14 +8,6 @@ using Peer = WebSocketServer::Peer;
 using Opcode = WebSocketServer::Opcode;
 using Part = WebSocketServer::Part;
 using State = platform::NSURLSessionTask::State;
-
-template <class Result>
-Result resultOf(std::future<Result> future) {
-  if (future.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
-    throw std::runtime_error("no completion");
-  }
-  return future.get();
-}
 
 struct Received {
   std::optional<Message> message;
@@ -73,20 +51,13 @@ class Socket {
   std::shared_ptr<platform::NSURLSessionWebSocketTask> task;
 };
 
-class WebSocketFixture : public testing::Test {
+class WebSocketFixture : public SessionTest {
  protected:
-  static platform::NSURLRequest request(const std::string& url, double timeout = 20) {
-    platform::NSURLRequest made(platform::NSURL::create(url).value());
-    made.setTimeoutInterval(timeout);
-    return made;
-  }
   Socket open(const platform::NSURLRequest& request) { return open(session, request); }
-  Socket open(const std::string& url) { return open(request(url)); }
+  Socket open(const std::string& url) { return open(get(url)); }
   static Socket open(platform::NSURLSession& session, const platform::NSURLRequest& request) {
     Socket socket(session, request);
     socket.task->resume();
     return socket;
   }
-
-  platform::NSURLSession session{platform::NSURLSessionConfiguration::defaultConfiguration()};
 };

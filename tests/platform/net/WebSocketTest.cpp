@@ -26,7 +26,7 @@ TEST_F(WebSocketTest, UpgradesAndSpeaksBothWays) {
     peer.sendText("");
     peer.waitForEnd();
   });
-  NSURLRequest upgrade = request(server.url("/so%20cko/?EIO=4&transport=websocket#fragment"));
+  NSURLRequest upgrade = get(server.url("/so%20cko/?EIO=4&transport=websocket#fragment"));
   upgrade.setValue("app-1", "X-App");
   upgrade.setValue("a\r\nX-Smuggled: 1", "X-Broken");
   upgrade.setValue("mine", "sec-websocket-key");
@@ -105,7 +105,7 @@ TEST_F(WebSocketTest, CarriesMessagesOf64MB) {
   const std::string longest(NSURLSessionWebSocketTask::kMaximumMessageSize, 'x');
   for (const TestCertificate* used : {static_cast<const TestCertificate*>(nullptr), &certificate}) {
     WebSocketServer server(WebSocketServer::echo, used);
-    Socket socket = open(trusting, request(server.url()));
+    Socket socket = open(trusting, get(server.url()));
     std::future<int> sent = socket.sends(Message::withString(longest));
     EXPECT_TRUE(socket.receive().bytes() == longest);
     EXPECT_EQ(resultOf(std::move(sent)), 0);
@@ -115,25 +115,24 @@ TEST_F(WebSocketTest, CarriesMessagesOf64MB) {
 TEST_F(WebSocketTest, TrustsTheCertificatesItIsGiven) {
   const TestCertificate certificate;
   const TrustingConfiguration configuration(certificate);
-  NSURLSession trusting(configuration);
-  WebSocketServer server(WebSocketServer::echo, &certificate);
+  NSURLSessionConfiguration lost;
+  lost.certificateAuthorityFile = "/nowhere.pem";
+  NSURLSession trusting(configuration), trustless(lost);
+  WebSocketServer server(WebSocketServer::echo, &certificate),
+      plain([](Peer&peer) { peer.write("no TLS here"); });
   const std::string port = std::to_string(server.port());
 
-  Socket named = open(trusting, request("wss://localhost:" + port + "/"));
+  Socket named = open(trusting, get("wss://localhost:" + port + "/"));
   EXPECT_EQ(named.sendText("secret"), 0);
   EXPECT_EQ(named.receive().bytes(), "secret");
   EXPECT_EQ(*server.requests().at(0).header("Host"), "localhost:" + port);
-  // The same machine by a name that the certificate does not have.
-  EXPECT_EQ(open(trusting, request("wss://127.1:" + port + "/")).receive().code(), -1202);
-  EXPECT_EQ(open(server.url()).receive().code(), -1202);
+  const std::tuple<NSURLSession*, std::string, int> refused[] = {
+      {&trusting, "wss://127.1:" + port + "/", -1202},  // a name that the certificate does not have
+      {&session, server.url(), -1202},
+      {&session, "wss://127.0.0.1:" + std::to_string(plain.port()), -1200},
+      {&trustless, server.url(), -1200}};
+  for (const auto& [by, url, code] : refused) EXPECT_EQ(open(*by, get(url)).receive().code(), code) << url;
   EXPECT_EQ(server.requests().size(), 1u);
-
-  WebSocketServer plain([](Peer& peer) { peer.write("no TLS here"); });
-  EXPECT_EQ(open("wss://127.0.0.1:" + std::to_string(plain.port())).receive().code(), -1200);
-  NSURLSessionConfiguration lost;
-  lost.certificateAuthorityFile = "/nowhere.pem";
-  NSURLSession trustless(lost);
-  EXPECT_EQ(open(trustless, request(server.url())).receive().code(), -1200);
 }
 
 TEST_F(WebSocketTest, ReadsOnlyWhatIsAskedFor) {
