@@ -255,30 +255,24 @@ TEST_F(SerialQueueTest, ABurstGivesItsMemoryBack) {
 
 TEST_F(SerialQueueTest, OperationQueuesRunOnTheirUnderlyingQueueOrTheirOwn) {
   const auto underlying = makeQueue();
-  const auto given = std::make_shared<NSOperationQueue>();
+  const auto given = std::make_shared<NSOperationQueue>(), own = std::make_shared<NSOperationQueue>();
   given->setUnderlyingQueue(underlying);
-  const auto own = std::make_shared<NSOperationQueue>();
-
   std::promise<void> givenDone, ownDone;
   given->addOperation(NSBlockOperation([&] {
-    EXPECT_TRUE(underlying->isCurrent());
-    EXPECT_TRUE(given->isCurrent());
-    EXPECT_FALSE(own->isCurrent());
+    EXPECT_TRUE(underlying->isCurrent() && given->isCurrent() && !own->isCurrent());
     givenDone.set_value();
   }));
   own->after(0.01, [&] {
     EXPECT_TRUE(own->isCurrent());
     ownDone.set_value();
   });
-  EXPECT_TRUE(kept(givenDone));
-  EXPECT_TRUE(kept(ownDone));
+  EXPECT_TRUE(kept(givenDone) && kept(ownDone));
   EXPECT_EQ(own->underlyingQueue(), nullptr);
   EXPECT_THROW(own->setMaxConcurrentOperationCount(2), std::invalid_argument);
 
   int runs = 0;
   NSBlockOperation operation([&] { ++runs; });
-  operation.start();
-  operation.start();
+  for (int i = 0; i < 2; ++i) operation.start();
   EXPECT_EQ(runs, 1);
 }
 

@@ -66,8 +66,12 @@ TEST_F(DamagedUserDefaultsTest, IsMovedAsideAndReplaced) {
     SCOPED_TRACE(name);
     renew(isFilled);
     damage();
-    EXPECT_FALSE(open()->objectForKey(key));
-    setAndReopen();
+    {
+      const auto finder = open();
+      EXPECT_FALSE(finder->objectForKey(key));
+      setAndReopen();  // the same one, as long as it is held
+    }
+    EXPECT_EQ(open()->stringForKey("key"), "after");
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_THAT(lines[0], HasSubstr(std::string(" ") + fault + ". It was moved to " + path() + ".corrupt-"));
     EXPECT_EQ(filesAside().size(), filesAsideCount);

@@ -13,15 +13,10 @@ const std::string kHalf = kHead + "Content-Length: 100\r\n\r\nhalf";
 // How each failure of a request is told.
 class NSURLErrorTest : public NetTest {
  protected:
-  // A URL of the server, of which these bytes are the answer.
-  std::string answering(const Reply& reply) {
-    const std::string path = "/" + std::to_string(++answers_);
-    server.handle(path, [reply](const HttpServer::Request&) { return reply; });
-    return server.url(path);
-  }
   std::string answering(const std::string& bytes, Ending ending) {
-    return answering(Reply::rawBytes(bytes, ending));
+    return NetTest::answering(Reply::rawBytes(bytes, ending));
   }
+  using NetTest::answering;
   void expectError(const Outcome& outcome, int code, const std::string& url) {
     static const std::map<int, const char*> descriptions = {
         {-999, "cancelled"},
@@ -43,9 +38,6 @@ class NSURLErrorTest : public NetTest {
     EXPECT_EQ(outcome.data, nullptr);
     EXPECT_FALSE(outcome.onMainThread);
   }
-
- private:
-  int answers_ = 0;
 };
 
 TEST_F(NSURLErrorTest, EveryFailureHasItsCodeAndItsWords) {

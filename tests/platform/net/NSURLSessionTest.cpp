@@ -22,18 +22,14 @@ class NSURLSessionTest : public NetTest {
 };
 
 TEST_F(NSURLSessionTest, SendsWhatTheRequestSays) {
-  NSURLRequest request = post(server.url("/api/track?x=1"), "{\"a\":1}");
+  Reply reply = Reply::text("accepted", 201);
+  reply.headers = {{"X-Trace", " t1 "}};
+  NSURLRequest request = post(answering(reply) + "?x=1", "{\"a\":1}");
   request.setValue("text/plain", "Content-Type");
   request.setValue("application/json", "content-type");
   request.setValue("7", "Content-Length");
   request.setValue("", "X-Empty");
   request.setValue("a\r\nX-Smuggled: 1", "X-Broken");
-  server.handle("/api/track", [](const Request&) {
-    Reply reply = Reply::text("accepted", 201);
-    reply.headers = {{"X-Trace", " t1 "}};
-    return reply;
-  });
-
   const Outcome outcome = load(request);
   EXPECT_EQ(outcome.body(), "accepted");
   EXPECT_EQ(outcome.status(), 201);
@@ -43,7 +39,7 @@ TEST_F(NSURLSessionTest, SendsWhatTheRequestSays) {
   EXPECT_FALSE(outcome.onMainThread);
 
   const Request received = server.lastRequest();
-  EXPECT_EQ(received.method + " " + received.target, "POST /api/track?x=1");
+  EXPECT_EQ(received.method + " " + received.target, "POST /1?x=1");
   EXPECT_EQ(received.body, "{\"a\":1}");
   EXPECT_EQ(*received.header("Content-Type"), "application/json");
   EXPECT_EQ(received.countOfHeader("Content-Length"), 1u);
@@ -80,12 +76,10 @@ TEST_F(NSURLSessionTest, AChainUsesOneConnection) {
 
 // The server may close a connection just when it is used again.
 TEST_F(NSURLSessionTest, SendsAgainOnAConnectionThatWasClosed) {
-  server.handle("/goodbye", [](const Request&) {
-    Reply reply = Reply::text("ok");
-    reply.ending = Reply::Ending::close;
-    return reply;
-  });
-  for (int i = 0; i < 10; ++i) EXPECT_EQ(load(post(server.url("/goodbye"), "event")).body(), "ok");
+  Reply goodbye = Reply::text("ok");
+  goodbye.ending = Reply::Ending::close;
+  const std::string url = answering(goodbye);
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(load(post(url, "event")).body(), "ok");
   EXPECT_EQ(server.requestCount(), 10u);
 }
 
@@ -107,19 +101,14 @@ TEST_F(NSURLSessionTest, SessionsOfOneRequestLeaveNothingBehind) {
 }
 
 TEST_F(NSURLSessionTest, ACompletionMayStartTheNextOrThrow) {
-  std::optional<Load> next;
-  std::promise<void> started;
-  session
-      .dataTask(get(server.url()),
-                [&](auto, auto, auto) {
-                  next.emplace(start(get(server.url())));
-                  started.set_value();
-                  throw std::runtime_error("host's own");
-                })
-      ->resume();
-  started.get_future().wait();
-  EXPECT_EQ(next->outcome().status(), 200);
-  session.dataTask(get(server.url()), [](auto, auto, auto) { throw 1; })->resume();
+  std::promise<void> done;
+  const auto last = [&](auto, auto, auto) { done.set_value(), throw 1; };
+  const auto first = [&](auto, auto, auto) {
+    session.dataTask(get(server.url()), last)->resume();
+    throw std::runtime_error("host's own");
+  };
+  session.dataTask(get(server.url()), first)->resume();
+  done.get_future().wait();
   EXPECT_EQ(load(get(server.url())).status(), 200);
 }
 
@@ -133,25 +122,19 @@ TEST_F(NSURLSessionTest, LoadsLargeBodiesBothWays) {
 
 TEST_F(NSURLSessionTest, FollowsRedirects) {
   for (const int status : {301, 302, 303, 307, 308}) {
-    server.handle("/" + std::to_string(status), [=](const Request&) {
-      return Reply::redirect(status, "/target?from=" + std::to_string(status));
-    });
-    const Outcome outcome = load(post(server.url("/" + std::to_string(status)), "body"));
+    const Outcome outcome = load(post(answering(Reply::redirect(status, "/target?x")), "body"));
     EXPECT_EQ(outcome.status(), 200);
-    EXPECT_EQ(outcome.response->url().absoluteString(), server.url("/target?from=" + std::to_string(status)));
+    EXPECT_EQ(outcome.response->url().absoluteString(), server.url("/target?x"));
     const Request arrived = server.lastRequest();
     EXPECT_EQ(arrived.method + arrived.body, status < 307 ? "GET" : "POSTbody") << status;
   }
 }
 
 TEST_F(NSURLSessionTest, ASlowAnswerIsNoTimeoutWhileBytesCome) {
-  server.handle("/slow", [](const Request&) {
-    Reply reply = Reply::text(std::string(20, 'x'));
-    reply.pieceSize = 5;
-    reply.pause = std::chrono::milliseconds(60);
-    return reply;
-  });
-  EXPECT_EQ(load(get(server.url("/slow"), 0.4)).body(), std::string(20, 'x'));
+  Reply slow = Reply::text(std::string(20, 'x'));
+  slow.pieceSize = 5;
+  slow.pause = std::chrono::milliseconds(60);
+  EXPECT_EQ(load(get(answering(slow), 0.4)).body(), slow.body);
 }
 
 // A server that reads a request as slowly as it likes, and never ends its answer.
@@ -189,13 +172,10 @@ TEST_F(NSURLSessionTest, BodiesThatNobodyReadsAreNotKept) {
                {8u << 20, std::size_t{1} << 40, 0},  // enough has been read
                {64u << 10, 128u << 10, NSURLErrorNetworkConnectionLost}};
   for (const auto& [size, announced, code] : cases) {
-    server.handle("/body", [size = size, announced = announced](const Request&) {
-      Reply reply = Reply::text(std::string(size, 'b'), 503);
-      reply.announcedLength = announced;
-      if (announced != size) reply.ending = Reply::Ending::close;
-      return reply;
-    });
-    const Outcome outcome = start(careless, get(server.url("/body"))).outcome();
+    Reply reply = Reply::text(std::string(size, 'b'), 503);
+    reply.announcedLength = announced;
+    if (announced != size) reply.ending = Reply::Ending::close;
+    const Outcome outcome = start(careless, get(answering(reply))).outcome();
     EXPECT_EQ(outcome.code(), code) << size;
     EXPECT_EQ(outcome.status(), 503) << size;
     EXPECT_EQ(outcome.body(), code == 0 ? "" : "(no data)") << size;

@@ -1,7 +1,6 @@
 #include "platform/foundation/NSURL.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace {
 

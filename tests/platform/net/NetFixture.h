@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -105,5 +104,15 @@ class NetTest : public SessionTest {
   }
   Outcome load(const platform::NSURLRequest& request) { return start(request).outcome(); }
 
+  // A URL of the server, "/1" and so on, that has this answer.
+  std::string answering(const HttpServer::Reply& reply) {
+    const std::string path = "/" + std::to_string(++answers_);
+    server.handle(path, [reply](const HttpServer::Request&) { return reply; });
+    return server.url(path);
+  }
+
   HttpServer server;
+
+ private:
+  int answers_ = 0;
 };

@@ -26,7 +26,8 @@ using namespace platform;
 using Flags = NetworkReachabilityFlags;
 
 sockaddr addressOf(const char* text) {
-  sockaddr_in v4{.sin_family = AF_INET};
+  sockaddr_in v4{};
+  v4.sin_family = AF_INET;
   inet_pton(AF_INET, text, &v4.sin_addr);
   return std::bit_cast<sockaddr>(v4);
 }

@@ -1,7 +1,6 @@
 #include "platform/runtime/Class.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>

@@ -1,7 +1,6 @@
 #include "platform/runtime/Method.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>

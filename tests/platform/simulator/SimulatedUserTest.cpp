@@ -1,7 +1,6 @@
 #include "platform/simulator/SimulatedUser.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <stdexcept>
 
@@ -27,20 +26,16 @@ class Form : public UIViewController {
     const auto button = std::make_shared<UIButton>("Send");
     button->setFrame(CGRectMake(20, 100, 200, 40));
     button->addTarget(shared_from_this(), SEL("send:"), UIControlEvents::TouchUpInside);
-    view->addSubview(button);
-    field = std::make_shared<UITextField>(CGRectMake(20, 160, 200, 40));
     field->setAccessibilityIdentifier("name");
-    view->addSubview(field);
-    cover = std::make_shared<UIView>(CGRectMake(0, 0, 390, 844));
     cover->setHidden(true);
-    view->addSubview(cover);
+    for (const auto& part : UIView::Subviews{button, field, cover}) view->addSubview(part);
     setView(view);
   }
   void send() { ++sent; }
   void motionEnded(UIEventSubtype, UIEvent*) override { ++shakes; }
 
-  std::shared_ptr<UITextField> field;
-  std::shared_ptr<UIView> cover;
+  std::shared_ptr<UITextField> field = std::make_shared<UITextField>(CGRectMake(20, 160, 200, 40));
+  std::shared_ptr<UIView> cover = std::make_shared<UIView>(CGRectMake(0, 0, 390, 844));
   int sent = 0;
   int shakes = 0;
 };
