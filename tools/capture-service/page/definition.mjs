@@ -37,9 +37,9 @@ export class Definition {
   }
 
   async #ask() {
+    this.#timer = null;
     const wanted = this.#wanted;
     const known = await load(`events/${wanted.id}/matches.json?node=${wanted.index}`);
-    this.#timer = null;
     if (wanted !== this.#wanted) return;
     this.#known = known;
     this.#store.setMatches(known?.ids ?? []);

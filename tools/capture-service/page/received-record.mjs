@@ -9,10 +9,11 @@ import { byteOf, rawOf } from './received-model.mjs';
 
 const MAX_TEXT = 300;
 const MAX_FIELDS = 100;
+const MAX_FAULTS = 3; // in the line; the rest is inside
 
 /** `marks` are words that stand beside it: "sent again", and what is not as planned. */
 export function recordElement({ number, what, details, record }, marks) {
-  const { valid, problems } = record;
+  const faults = record.valid ? [] : record.problems.map((problem) => faultOf(record, problem));
   const summary = el(
     'summary',
     {},
@@ -20,10 +21,11 @@ export function recordElement({ number, what, details, record }, marks) {
     el('span', { class: 'what', text: what || record.endpoint }),
     el('span', { class: 'soft cut', text: details, title: details }),
     ...marks.map((text) => el('span', { class: 'mark-word', text })),
-    ...(valid ? [] : problems).map((problem) => el('span', { class: 'fault', text: faultOf(record, problem) })),
+    ...faults.slice(0, MAX_FAULTS).map((text) => el('span', { class: 'fault', text })),
+    faults.length > MAX_FAULTS && el('span', { class: 'fault', text: `and ${faults.length - MAX_FAULTS} more` }),
   );
   const element = el('details', { class: 'record', 'data-number': number }, summary);
-  element.addEventListener('toggle', () => element.open && element.childElementCount === 1 && element.append(...inside(record)));
+  element.addEventListener('toggle', () => element.open && element.childElementCount === 1 && element.append(...inside(record, faults.slice(MAX_FAULTS))));
   return element;
 }
 
@@ -32,10 +34,11 @@ function faultOf(record, problem) {
   return byte === null ? problem : `${problem} (byte ${byte})`;
 }
 
-function inside(record) {
+function inside(record, faults) {
   const raw = rawOf(record);
   const isJson = record.message !== undefined || record.log !== undefined;
   return [
+    ...faults.map((text) => el('p', { class: 'fault', text })),
     el('dl', { class: 'facts' }, ...factRows(fieldsOf(record))),
     el('p', { class: 'line spread' }, el('strong', { text: 'As sent' }), copyButton('Copy', () => raw)),
     el('pre', { class: 'message', tabindex: '0', 'aria-label': 'As sent' }, ...(isJson ? colouredJson(raw) : [raw])),

@@ -23,8 +23,7 @@ export class TimelineRow {
     this.#kind,
     this.#title,
     this.#time,
-    this.#under,
-    el('span', { class: 'row-marks' }, this.#match, this.#uploaded),
+    el('span', { class: 'row-line' }, this.#under, this.#match, this.#uploaded),
     this.#gap,
   );
 
