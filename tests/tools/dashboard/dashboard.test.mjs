@@ -45,9 +45,6 @@ test('from an empty page over the pair code to a tap with its picture, box, fact
   await page.getByText('Message', { exact: true }).click();
   const shown = JSON.parse(await page.locator('pre.message').textContent());
   assert.equal(shown.event.touchEvent.targetSelector, 'addToBasket');
-  await dashboard.button('Copy message').click();
-  await dashboard.button('Copied').waitFor();
-  assert.deepEqual(JSON.parse(await page.evaluate(() => navigator.clipboard.readText())), shown);
 
   app.touch({ ...NO_PICTURES, view_ancestry: undefined });
   await dashboard.shows('.about', 'This event came without a screenshot.');
@@ -85,14 +82,10 @@ test('a story: what was done, by its own time, on which screen, in whose session
 
   // What the app says by itself comes by upload, and stands in its place all the same.
   const custom = { customEvent: { type: 'Order placed' }, appVisibilityState: 2 };
-  const sent = message(custom, { timestamp: String(begun + 15_500), pageviewInfo: { ...message().pageviewInfo, id: '2', title: 'Basket' }, user: { id: '73' } });
-  sent.pageviewInfo.id = sent.id = '0000000000000002';
-  app.touch(at(15.4, 2, { event: { targetText: 'Pay' }, over: { pageviewInfo: sent.pageviewInfo, timestamp: String(begun + 15_400) } }));
-  await dashboard.hasRows(8);
-  const body = batchBody(sent);
+  const body = batchBody(message(custom, { timestamp: String(begun + 15_500) }));
   await fetch(dashboard.url + trackPath, { method: 'POST', body, headers: { 'Content-Type': 'application/json' } });
   await dashboard.row('Order placed').locator('.row-uploaded').waitFor();
-  assert.deepEqual((await texts('.row-title')).slice(3, 6), ['Order placed', 'Tapped Pay', 'Edited E-mail']);
+  assert.deepEqual((await texts('.row-title')).slice(2, 5), ['Swiped a redacted text', 'Order placed', 'Edited E-mail']);
 });
 
 test('status is true: who is live, who left and why, and what to do about it', async (t) => {
@@ -280,14 +273,13 @@ test('50 events a second: the last 500 are listed, rows are used again, and what
   await dashboard.shows('.matches', 'Matches 450');
   const { y } = await read.boundingBox();
   await page.evaluate(() => {
-    globalThis.seen = { rows: 0, frames: [] };
+    globalThis.seen = { rows: 0, longest: 0 };
     const rowsIn = (node) => (node.matches?.('.row') ? 1 : (node.querySelectorAll?.('.row').length ?? 0));
     const note = (changes) => changes.forEach(({ addedNodes }) => addedNodes.forEach((node) => (seen.rows += rowsIn(node))));
     new MutationObserver(note).observe(document.querySelector('.rows'), { childList: true, subtree: true });
     let last = performance.now();
     const frame = (now) => {
-      seen.frames.push(now - last);
-      last = now;
+      [seen.longest, last] = [Math.max(seen.longest, now - last), now];
       requestAnimationFrame(frame);
     };
     requestAnimationFrame(frame);
@@ -303,11 +295,10 @@ test('50 events a second: the last 500 are listed, rows are used again, and what
   assert.equal((await read.boundingBox()).y, y);
   await dashboard.showsEvent('Tapped Tap 445');
   await dashboard.hasRows(500);
-  const { rows, frames } = await page.evaluate(() => seen);
+  const { rows, longest } = await page.evaluate(() => seen);
   assert.equal(rows, 150, 'each event adds its own row and moves no other');
-  const longest = Math.max(...frames);
   assert.ok(longest < 1000, `the page stood still for ${longest} ms`);
-  t.diagnostic(`longest frame ${Math.round(longest)} ms, median ${Math.round(frames.sort((a, b) => a - b)[frames.length >> 1])} ms`);
+  t.diagnostic(`longest frame: ${Math.round(longest)} ms`);
   await page.locator('.newer').click();
   await dashboard.showsEvent('Tapped Tap 600');
   assert.equal(await page.locator('.row-title').last().textContent(), 'Tapped Tap 101');
@@ -371,6 +362,11 @@ test('the keyboard alone, on a narrow screen, in forced colours and without moti
   await page.goBack();
   await page.locator('.rows:focus').waitFor();
   assert.equal(await page.locator('#detail').isVisible(), false);
+  await page.goto(`${dashboard.url}/visualizer/received.html`); // away
+  await page.goto(`${dashboard.url}/visualizer/#event=1`);
+  await dashboard.shows('#detail h2', 'Tapped One');
+  await page.locator('#back').click();
+  await page.locator('#timeline').waitFor();
 
   await page.emulateMedia({ forcedColors: 'active', reducedMotion: 'reduce' });
   const looks = (selector) => page.locator(selector).first().evaluate((node) => getComputedStyle(node).outlineStyle);

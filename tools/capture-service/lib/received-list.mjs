@@ -44,7 +44,9 @@ export class ReceivedList {
 
 /** The whole lines at the end of a file that hold records, as many as are kept. */
 function lastLines(file) {
-  const { size } = fs.statSync(file);
+  const stats = fs.statSync(file);
+  if (!stats.isFile()) return []; // what is written to a terminal or a pipe cannot be read back
+  const { size } = stats;
   const start = Math.max(0, size - MAX_CHARACTERS);
   const descriptor = fs.openSync(file, 'r');
   try {
@@ -59,7 +61,8 @@ function lastLines(file) {
 
 function isRecord(line) {
   try {
-    return typeof JSON.parse(line).endpoint === 'string';
+    const { endpoint, problems } = JSON.parse(line);
+    return typeof endpoint === 'string' && Array.isArray(problems);
   } catch {
     return false;
   }

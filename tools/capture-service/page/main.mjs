@@ -49,6 +49,7 @@ function showOpened() {
 }
 addEventListener('popstate', () => find('main').dataset.opened && showOpened());
 if (history.state?.opened) find('main').dataset.opened = 'true';
+else if (/[#&]event=/.test(location.hash)) openEvent(); // somebody sent the address
 
 const typing = (target) => target.matches('input, textarea, select');
 

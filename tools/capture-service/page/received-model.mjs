@@ -36,7 +36,7 @@ export function sessionsOf(entries) {
     const screen = told.screens.get(pageview) ?? { pageview, title: null, entries: [] };
     told.screens.set(pageview, screen);
     const isPageview = entry.record.endpoint === 'h';
-    if (isPageview) screen.title = entry.record.named.t || entry.record.named.h || 'No screen';
+    if (isPageview) screen.title = entry.record.named?.t || entry.record.named?.h || 'No screen';
     screen.entries[isPageview ? 'unshift' : 'push'](entry);
   }
   return [...sessions.values()].map((session) => ({ ...session, screens: [...session.screens.values()] }));
@@ -64,8 +64,8 @@ export function planFaults({ message, valid }, plan) {
   const faults = [];
   for (const [name, type] of Object.entries(planned)) {
     const wanted = type.replace('?', '');
-    if (Object.hasOwn(sent, name) && !Object.hasOwn(sent[name], wanted))
-      faults.push(`“${name}” is a ${Object.keys(sent[name])[0]}, and a ${wanted} in the plan.`);
+    if (Object.hasOwn(sent, name) && !Object.hasOwn(sent[name] ?? {}, wanted))
+      faults.push(`“${name}” is a ${Object.keys(sent[name] ?? {})[0]}, and a ${wanted} in the plan.`);
     if (!Object.hasOwn(sent, name) && !type.endsWith('?')) faults.push(`“${name}” is missing.`);
   }
   for (const name of Object.keys(sent)) if (!Object.hasOwn(planned, name)) faults.push(`“${name}” is not in the plan.`);

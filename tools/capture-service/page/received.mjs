@@ -117,7 +117,7 @@ function renderSessions(sessions, elementOf) {
       section.element.addEventListener('toggle', () => section.show());
       sections.set(told.key, section);
     }
-    const title = told.session === undefined ? 'Without a session' : `User ${told.user} · session …${told.session.slice(-4)}`;
+    const title = told.session === undefined ? 'Without a session' : `User ${told.user} · session …${String(told.session).slice(-4)}`;
     section.element.firstChild.replaceChildren(
       el('strong', { text: title, title: told.session }),
       el('span', { class: 'soft', text: ` ${plural(told.count, 'record')} on ${plural(told.screens.length, 'screen')}` }),
