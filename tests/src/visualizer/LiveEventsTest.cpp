@@ -69,6 +69,7 @@ TEST_F(LiveEventsTest, EveryEventOfAPairedAppArrivesInOrderWithItsPictures) {
   EXPECT_THAT(uploaded, Contains(json(at(captured.at(0), "message"))));
 
   // The next pairing is a new one.
+  controller->dismissViewController(false);
   user.taps("Pay");
   Kova::stopEVPairing();
   device.advance(11);
