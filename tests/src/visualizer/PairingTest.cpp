@@ -183,12 +183,12 @@ TEST_F(PairingTest, TheAppIsUncoveredWhateverHappens) {
 }
 
 TEST_F(PairingTest, TheAppIsUncoveredWhenReplacingTheQuestionThrows) {
-  open();
-  request("1");
+  begin();
+  play("asks 1");
   UIViewController::dismissViewControllerMethod.replace(
       UIViewController::classObject(),
       [](UIViewController&, SEL, bool, const UIViewController::Completion&) { throw NSException("a", "b"); });
-  request("2");
+  play("asks 2");
   EXPECT_EQ(device.application->keyWindow(), window);
 }
 
