@@ -32,12 +32,33 @@ const Value* stringIn(const Entries& entries, std::string_view key) {
   return value && value->isString() ? value : nullptr;
 }
 
+Array arrayOf(const std::vector<MutableDictionary>& messages) {
+  std::vector<Value> items;
+  items.reserve(messages.size());
+  for (const MutableDictionary& message : messages) items.emplace_back(Dictionary(message));
+  return Array(std::move(items));
+}
+
+// The JSON array of texts that are JSON.
+std::string arrayOf(const std::vector<std::string>& texts) {
+  std::size_t length = 2;
+  for (const std::string& text : texts) length += text.size() + 1;
+  std::string array;
+  array.reserve(length);
+  for (const std::string& text : texts) {
+    array += array.empty() ? '[' : ',';
+    array += text;
+  }
+  return array + ']';
+}
+
 }  // namespace
 
 KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits)
     : persistentStore_(std::move(persistentStore)),
       limits_(limits),
       urls_(*persistentStore_, KovaPersistentPropertyKeyQueuedUrlStrings, limits.queuedUrls),
+      journal_(*persistentStore_),
       batches_(*persistentStore_, KovaPersistentPropertyKeyQueuedMessageBatches,
                limits.queuedMessageBatches) {
   load();
@@ -52,12 +73,14 @@ bool KovaQueueManager::load() {
 
   urls_.load(KovaPersistentStore::stringsIn(urls.value_or(Array())));
   batches_.load(KovaPersistentStore::dictionariesIn(batches.value_or(Array())));
-  auto meanwhile = std::move(queuedEvents_);
-  queuedEvents_ = mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
-      KovaPersistentStore::dictionariesIn(events.value_or(Array())));
-  if (meanwhile.empty()) return true;
-  queuedEvents_.insert(queuedEvents_.end(), std::make_move_iterator(meanwhile.begin()),
-                       std::make_move_iterator(meanwhile.end()));
+  auto meanwhile = std::exchange(queuedEvents_, {});
+  texts_.clear();
+  takeIn(mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
+      KovaPersistentStore::dictionariesIn(events.value_or(Array()))));
+  auto journaled = journal_.open();
+  if (journaled.empty() && meanwhile.empty()) return true;
+  takeIn(std::move(journaled));
+  takeIn(std::move(meanwhile));
   // The oldest are dropped, unless they can become a batch.
   if (queuedEvents_.size() > limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
   makeRoomForEvents(0);
@@ -65,10 +88,24 @@ bool KovaQueueManager::load() {
   return true;
 }
 
+void KovaQueueManager::takeIn(std::vector<MutableDictionary> messages) {
+  for (MutableDictionary& message : messages) {
+    auto text = NSJSONSerialization::dataWithJSONObject(Dictionary(message));
+    if (!text) continue;
+    queuedEvents_.push_back(std::move(message));
+    texts_.push_back(std::move(*text));
+  }
+}
+
 void KovaQueueManager::makeRoomForEvents(std::size_t count) {
   if (queuedEvents_.size() + count <= limits_.queuedEvents) return;
-  const auto excess = queuedEvents_.size() + count - limits_.queuedEvents;
-  queuedEvents_.erase(queuedEvents_.begin(), queuedEvents_.begin() + static_cast<std::ptrdiff_t>(excess));
+  const auto excess = static_cast<std::ptrdiff_t>(queuedEvents_.size() + count - limits_.queuedEvents);
+  queuedEvents_.erase(queuedEvents_.begin(), queuedEvents_.begin() + excess);
+  texts_.erase(texts_.begin(), texts_.begin() + excess);
+  droppedSinceRewrite_ += static_cast<std::size_t>(excess);
+  if (droppedSinceRewrite_ < limits_.queuedEvents) return;
+  droppedSinceRewrite_ = 0;
+  journal_.rewrite(texts_);
 }
 
 std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(
@@ -89,7 +126,18 @@ void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
     urls_.pushFirst(url);
     urls_.persist();
   }
+  if (!KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) return;
   messageBuilder.enrichMessagesWithFirstPageview(queuedEvents_);
+  writeTextsAnew();
+}
+
+void KovaQueueManager::writeTextsAnew() {
+  for (std::size_t i = 0; i < queuedEvents_.size(); ++i) {
+    auto text = NSJSONSerialization::dataWithJSONObject(Dictionary(queuedEvents_[i]));
+    if (!text || *text == texts_[i]) continue;
+    texts_[i] = std::move(*text);
+    journal_.keep(texts_[i]);
+  }
 }
 
 std::optional<NSURL> KovaQueueManager::dequeueUrlRelativeToUrl(const NSURL& baseUrl) {
@@ -121,12 +169,17 @@ void KovaQueueManager::cleanUpSentUrl(const NSURL& url) { urls_.settle(url.absol
 void KovaQueueManager::enqueueMessage(MutableDictionary message) {
   if (queuedEvents_.size() >= limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
   if (!canEnqueueMessage()) return;
-  if (!NSJSONSerialization::isValidJSONObject(message)) {
+  auto text = NSJSONSerialization::isValidJSONObject(message)
+                  ? NSJSONSerialization::dataWithJSONObject(Dictionary(message))
+                  : std::nullopt;
+  if (!text) {
     KovaLogDebug("Failed to serialize request body data to JSON");
     return;
   }
   makeRoomForEvents(1);
+  journal_.keep(*text);
   queuedEvents_.push_back(std::move(message));
+  texts_.push_back(std::move(*text));
   watchForAPageview();
 }
 
@@ -134,17 +187,13 @@ bool KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNot
   if (queuedEvents_.empty() || KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) {
     return persistWhenNothingWasBatched && persistQueuedEvents();
   }
-  std::vector<Value> messages;
-  messages.reserve(queuedEvents_.size());
-  for (MutableDictionary& message : queuedEvents_) messages.emplace_back(Dictionary(std::move(message)));
-  queuedEvents_.clear();
-  const Array messageArray(std::move(messages));
-
-  if (auto fileName = persistentStore_->saveJSONObjectToDisk(messageArray)) {
+  if (auto fileName = persistentStore_->saveJSONDataToDisk(arrayOf(texts_))) {
     batches_.push({{kMessagesIdentifierKey, *fileName}});
   } else {
-    batches_.push({{kMessagesKey, messageArray}});
+    batches_.push({{kMessagesKey, arrayOf(queuedEvents_)}});
   }
+  queuedEvents_.clear();
+  texts_.clear();
   return persistQueuedEvents();
 }
 
@@ -221,10 +270,13 @@ void KovaQueueManager::adoptLeftovers() {
     ++count;
   }
   if (count > 0) KovaLogDebug("Took up %ld message batches that were left behind", static_cast<long>(count));
-  std::erase_if(queuedEvents_, [&batched](const MutableDictionary& message) {
+  auto waitingMessages = std::exchange(queuedEvents_, {});
+  texts_.clear();
+  std::erase_if(waitingMessages, [&batched](const MutableDictionary& message) {
     const Value* id = stringIn(message, kIdKey);
     return id && batched.contains(id->text());
   });
+  takeIn(std::move(waitingMessages));
   if (count > 0 || !batched.empty()) persistQueuedEvents();
 }
 
@@ -233,16 +285,16 @@ bool KovaQueueManager::persistQueuedEvents() {
   const bool isStored = persistentStore_->changeInOneStep([this] {
     urls_.persistUnsaved();
     batches_.persistUnsaved();
+    journal_.noteTakenOver();
     if (queuedEvents_.empty() && areEventsStoredEmpty_) return;
-    std::vector<Value> messages;
-    messages.reserve(queuedEvents_.size());
-    for (const MutableDictionary& message : queuedEvents_) messages.emplace_back(Dictionary(message));
-    persistentStore_->setObject(Array(std::move(messages)), KovaPersistentPropertyKeyQueuedEvents);
+    persistentStore_->setObject(arrayOf(queuedEvents_), KovaPersistentPropertyKeyQueuedEvents);
   });
   areEventsStoredEmpty_ = isStored && queuedEvents_.empty();
   if (!isStored) return false;
   urls_.noteSaved();
   batches_.noteSaved();
+  journal_.beginAnew();
+  droppedSinceRewrite_ = 0;
   return true;
 }
 
@@ -260,6 +312,7 @@ void KovaQueueManager::removeFromPersistentStore(KovaPersistentStore& store) {
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedEvents);
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
+  KIJournal::removeFor(store);
 }
 
 std::vector<MutableDictionary> KovaQueueManager::mutableArrayOfMutableDictionariesFromArrayOfDictionaries(

@@ -10,6 +10,7 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
+#include "src/storage/KIJournal.h"
 #include "src/storage/KIStoredQueue.h"
 #include "src/storage/store/KovaPersistentStore.h"
 
@@ -42,9 +43,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   bool isLoaded() const { return urls_.isLoaded(); }
 
   // The manager of the store's environment id: the one that an earlier tracker, or its request in flight,
-  // still holds, else a new one.
+  // still holds, else a new one. Main thread.
   static std::shared_ptr<KovaQueueManager> forStore(std::shared_ptr<KovaPersistentStore> persistentStore,
-                                                    Limits limits) KOVA_ON_MAIN_THREAD;
+                                                    Limits limits);
 
   // Pixel URLs, relative to the capture base URL.
   bool canEnqueueUrlString() const { return urls_.hasRoom(); }
@@ -65,9 +66,10 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   std::size_t queuedEventsCount() const { return queuedEvents_.size(); }
   // Whether the batch queue has room; the number of single messages does not matter.
   bool canEnqueueMessage() const { return batches_.hasRoom(); }
-  // Kept in memory until the next batch move or persist. A message that no JSON can be made of is refused
-  // with a line of debug log: in a batch, it would take all others down with it. Another line, once, tells
-  // who debugs of messages that wait for a pageview for longer than an app takes to show a screen.
+  // Kept in memory and in the journal until the next batch move or persist. A message that no JSON can be
+  // made of is refused with a line of debug log: in a batch, it would take all others down with it. Another
+  // line, once, tells who debugs of messages that wait for a pageview for longer than an app takes to show a
+  // screen.
   void enqueueMessage(platform::MutableDictionary message);
   // Makes one batch of all messages, unless some are not enriched yet; then, and when there are none, it only
   // persists them, if asked to. Answers whether all that is queued is stored now.
@@ -121,6 +123,10 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
  private:
   // Drops the oldest messages that exceed the limit with that many more.
   void makeRoomForEvents(std::size_t count);
+  // Behind those that wait.
+  void takeIn(std::vector<platform::MutableDictionary> messages);
+  // After messages have changed: their texts, here and in the journal.
+  void writeTextsAnew();
   void watchForAPageview();
   void sayThatMessagesWait();
 
@@ -128,6 +134,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   const Limits limits_;
   KIStoredQueue<platform::String> urls_;
   std::vector<platform::MutableDictionary> queuedEvents_;
+  std::vector<std::string> texts_;  // of the messages above, one each, in JSON
+  KIJournal journal_;
+  std::size_t droppedSinceRewrite_ = 0;  // messages that the journal still holds
   KIStoredQueue<Batch> batches_;
   // An idle app does not write the same empty queue again and again.
   bool areEventsStoredEmpty_ = false;

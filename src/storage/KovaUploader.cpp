@@ -54,9 +54,13 @@ void tellWhenNoApplicationWasStarted() {
 }
 
 NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
-  return kova::postingJSON(NSURLRequest(KovaRequestBuilder::messageBatchUrlWithBaseUrl(baseUrl),
-                                        NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout),
-                           std::move(body));
+  NSURLRequest request(KovaRequestBuilder::messageBatchUrlWithBaseUrl(baseUrl),
+                       NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout);
+  request.setValue("application/json", "Content-Type");
+  request.setValue(std::to_string(body.size()), "Content-Length");
+  request.setHTTPMethod("POST");
+  request.setHTTPBody(std::make_shared<const std::string>(std::move(body)));
+  return request;
 }
 
 }  // namespace

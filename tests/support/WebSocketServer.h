@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -91,7 +92,9 @@ class WebSocketServer {
   // The payloads of text and binary frames, of all connections, in the order in which scripts received them.
   std::vector<std::string> messages() const;
 
-  // Answers false when it does not come true within 20 seconds.
+  // Each answers false when it does not come true within 20 seconds.
+  bool waitForRequests(std::size_t count) const;
+  bool waitForMessages(std::size_t count) const;
   bool waitForOpenConnections(std::size_t count) const { return listener_.waitForOpenConnections(count); }
   std::size_t connectionCount() const { return listener_.connectionCount(); }
 
@@ -100,6 +103,7 @@ class WebSocketServer {
   void keep(const std::string& message);
 
   mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
   std::vector<HttpRequest> requests_;
   std::vector<std::string> messages_;
 

@@ -116,10 +116,14 @@ std::vector<String> KovaPersistentStore::stringsIn(const Array& array) {
 }
 
 std::optional<std::string> KovaPersistentStore::saveJSONObjectToDisk(const Value& object) const {
+  const auto data = NSJSONSerialization::dataWithJSONObject(object);
+  return data ? saveJSONDataToDisk(*data) : std::nullopt;
+}
+
+std::optional<std::string> KovaPersistentStore::saveJSONDataToDisk(std::string_view data) const {
   const std::string fileName = NSUUID::UUID().UUIDString();
   const auto path = pathOf(fileName);
-  const auto data = path ? NSJSONSerialization::dataWithJSONObject(object) : std::nullopt;
-  if (!data || !fileManager_.createFile(*path, *data)) return std::nullopt;
+  if (!path || !fileManager_.createFile(*path, data)) return std::nullopt;
   return fileName;
 }
 

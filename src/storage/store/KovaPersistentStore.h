@@ -14,7 +14,6 @@
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
-#include "src/core/Threads.h"
 
 // The state of one environment id across launches: values in the user defaults under "kova_<id>_<key>", and
 // the message arrays of batches as JSON files in the directory "kova-<id>" of the caches directory.
@@ -28,10 +27,11 @@ class KovaPersistentStore {
 
   explicit KovaPersistentStore(std::string_view appId, JSONStore jsonStore = JSONStore::Enabled);
 
-  // The store of the environment id: the one that is in use, else a new one, purged with these limits.
-  static std::shared_ptr<KovaPersistentStore> forAppId(
-      const std::string& appId, std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
-      std::size_t queuedMessageBatchLimit) KOVA_ON_MAIN_THREAD;
+  // The store of the environment id: the one that is in use, else a new one, purged with these limits. Main
+  // thread.
+  static std::shared_ptr<KovaPersistentStore> forAppId(const std::string& appId, std::size_t queuedUrlLimit,
+                                                       std::size_t queuedEventLimit,
+                                                       std::size_t queuedMessageBatchLimit);
 
   const std::string& appId() const { return appId_; }
   // The directory of the batch files; none when it is disabled or cannot be made.
@@ -69,6 +69,8 @@ class KovaPersistentStore {
   // The name of the new file; none when there is no directory, the object is not valid JSON or the write
   // fails.
   std::optional<std::string> saveJSONObjectToDisk(const platform::Value& object) const;
+  // The same for what is JSON already.
+  std::optional<std::string> saveJSONDataToDisk(std::string_view data) const;
   // A name that leads out of the directory names no file. Unreadable, with a line of debug log, is what a
   // later try may read; a disk error is that once, and "none" when an earlier process has met it already.
   platform::Reading<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const;

@@ -3,8 +3,9 @@
 #include "src/autocapture/KovaSegmentedControlObserver.h"
 
 #include "src/autocapture/UIResponder+KovaIgnore.h"
+#include "src/core/KovaUtil.h"
 #include "src/core/UIApplication+DispatchState.h"
-#include "tests/src/autocapture/CaptureTest.h"
+#include "tests/src/autocapture/CaptureFixture.h"
 
 using namespace platform;
 
@@ -12,13 +13,10 @@ namespace {
 
 class SegmentedControlObserverTest : public testing::Test {
  protected:
-  void observe(unsigned rules = 0) {
-    event = settings.touch(control, rules, touch);
-    observer = KovaSegmentedControlObserver::observeTouchEvent(event);
-  }
-  std::string textAfterSelecting(int segment) {
-    control->setSelectedSegmentIndex(segment);
-    return event->sanitizedTargetText().str();
+  std::shared_ptr<KITouchEvent> touchOn(const std::shared_ptr<UIView>& view, unsigned rules = 0) {
+    touch->setTarget(nullptr, view);
+    return KITouchEvent::create("touch", view, touch, std::nullopt, KITouchEvent::ViewAncestry::Omit,
+                                kAppVisibilityStateForeground, rules, settings);
   }
 
   SimulatedDevice device;
@@ -26,48 +24,58 @@ class SegmentedControlObserverTest : public testing::Test {
   std::shared_ptr<UITouch> touch = std::make_shared<UITouch>();
   std::shared_ptr<UISegmentedControl> control =
       std::make_shared<UISegmentedControl>(std::vector<String>{"A", "Middle", "B"});
-  std::shared_ptr<KITouchEvent> event;
-  std::shared_ptr<KovaSegmentedControlObserver> observer;
 };
 
 TEST_F(SegmentedControlObserverTest, TheLastSelectionWinsUntilItIsStopped) {
-  EXPECT_EQ(
-      KovaSegmentedControlObserver::observeTouchEvent(settings.touch(std::make_shared<UIButton>(), 0, touch)),
-      nullptr);
+  EXPECT_EQ(KovaSegmentedControlObserver::observeTouchEvent(touchOn(std::make_shared<UIButton>())), nullptr);
   control->addSegmentWithImage(nullptr);
   control->setSelectedSegmentIndex(0);
-  observe();
+  const auto event = touchOn(control);
   EXPECT_EQ(event->sanitizedTargetText().view(), "A Middle");
-  EXPECT_EQ(textAfterSelecting(2), "B");
-  EXPECT_EQ(textAfterSelecting(UISegmentedControl::kNoSegment), "B");
-  EXPECT_EQ(textAfterSelecting(3), "") << "a segment with an image";
-  EXPECT_EQ(textAfterSelecting(1), "Middle");
+  const auto observer = KovaSegmentedControlObserver::observeTouchEvent(event);
+  ASSERT_NE(observer, nullptr);
+  control->setSelectedSegmentIndex(2);
+  EXPECT_EQ(event->sanitizedTargetText().view(), "B");
+  control->setSelectedSegmentIndex(UISegmentedControl::kNoSegment);
+  EXPECT_EQ(event->sanitizedTargetText().view(), "B");
+  control->setSelectedSegmentIndex(3);
+  EXPECT_EQ(event->sanitizedTargetText().view(), "") << "a segment with an image";
+  control->setSelectedSegmentIndex(1);
   observer->stopObserving();
-  EXPECT_EQ(textAfterSelecting(2), "Middle");
+  control->setSelectedSegmentIndex(2);
+  EXPECT_EQ(event->sanitizedTargetText().view(), "Middle");
   EXPECT_NO_THROW(observer->stopObserving());
 }
 
 TEST_F(SegmentedControlObserverTest, AnotherFingersSelectionIsNotTheTouchs) {
-  observe();
-  UIEvent others;
-  others.addTouch(std::make_shared<UITouch>());
+  const auto event = touchOn(control);
+  const auto observer = KovaSegmentedControlObserver::observeTouchEvent(event);
+  const auto text = event->sanitizedTargetText();
+  const auto others = std::make_shared<UIEvent>();
+  others->addTouch(std::make_shared<UITouch>());
   {
-    const KIEventDispatchScope dispatch(others);
-    EXPECT_EQ(textAfterSelecting(2), "A Middle");
-    others.addTouch(touch);
-    EXPECT_EQ(textAfterSelecting(1), "Middle");
+    const KIEventDispatchScope dispatch(*others);
+    control->setSelectedSegmentIndex(2);
+    EXPECT_EQ(event->sanitizedTargetText(), text);
+    others->addTouch(touch);
+    control->setSelectedSegmentIndex(1);
+    EXPECT_EQ(event->sanitizedTargetText().view(), "Middle");
   }
   UIEvent shake(UIEventType::Motion, UIEventSubtype::MotionShake);
   const KIEventDispatchScope dispatch(shake);
-  EXPECT_EQ(textAfterSelecting(2), "B") << "an event without touches";
+  control->setSelectedSegmentIndex(2);
+  EXPECT_EQ(event->sanitizedTargetText().view(), "B") << "an event without touches";
 }
 
 TEST_F(SegmentedControlObserverTest, WhatIsRedactedOrOmittedStaysSo) {
-  observe(kKovaIgnoreRuleRedactText);
-  EXPECT_EQ(textAfterSelecting(2), "****");
+  const auto redacted = touchOn(control, kKovaIgnoreRuleRedactText);
   settings.textOff = true;
-  observe();
-  EXPECT_EQ(textAfterSelecting(1), "");
+  const auto omitted = touchOn(control);
+  const auto first = KovaSegmentedControlObserver::observeTouchEvent(redacted);
+  const auto second = KovaSegmentedControlObserver::observeTouchEvent(omitted);
+  control->setSelectedSegmentIndex(2);
+  EXPECT_EQ(redacted->sanitizedTargetText().view(), "****");
+  EXPECT_EQ(omitted->sanitizedTargetText().view(), "");
 }
 
 }  // namespace

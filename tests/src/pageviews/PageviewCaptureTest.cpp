@@ -1,15 +1,28 @@
 // The pageviews of screens: which controllers get one, when, and what it says.
 
+#include <Kova/KovaAutocaptureEnrichmentDelegate.h>
+#include <gmock/gmock.h>
+
+#include <functional>
 #include <limits>
 #include <regex>
+#include <stdexcept>
 
 #include "platform/foundation/NSNotificationCenter.h"
+#include "platform/uikit/UINavigationController.h"
+#include "platform/uikit/UITabBarController.h"
 #include "src/core/KIBailer.h"
 #include "src/core/tracker/UIViewController+PageviewCapture.h"
-#include "tests/src/autocapture/CaptureTest.h"
+#include "tests/src/pageviews/Screens.h"
+#include "tests/support/Json.h"
+#include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
-using namespace testing;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
@@ -29,7 +42,10 @@ class PageviewCaptureTest : public testing::Test {
   }
   // "CartController:Cart" for each pageview that was uploaded since the last call.
   std::vector<std::string> newPageviews() {
-    device.upload();
+    device.drain();
+    device.settle();
+    device.advance(15);
+    device.settle();
     const auto targets = device.receivedTargets("/h");
     std::vector<std::string> pageviews;
     for (; seen_ < targets.size(); ++seen_) {
@@ -38,10 +54,6 @@ class PageviewCaptureTest : public testing::Test {
       pageviews.push_back(match[1].str() + ":" + match[2].str());
     }
     return pageviews;
-  }
-  void goAndComeBack() {
-    device.application->enterBackground();
-    device.application->enterForeground();
   }
   std::string pageviewOfLatestMessage() const {
     return std::regex_replace(json(at(device.receivedMessages().back(), "pageviewInfo")),
@@ -179,12 +191,14 @@ TEST_F(PageviewCaptureTest, ComingBackToTheForegroundRecordsTheScreenOfTheKeyWin
   start();
   const auto window = device.show(screen("Cart"));
   EXPECT_THAT(newPageviews(), SizeIs(1));
-  goAndComeBack();
+  device.application->enterBackground();
+  device.application->enterForeground();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart"))
       << "once, though scene and app have come back";
 
   const auto overlay = device.show(std::make_shared<UIInputWindowController>());
-  goAndComeBack();
+  device.application->enterBackground();
+  device.application->enterForeground();
   EXPECT_THAT(newPageviews(), IsEmpty()) << "the screen behind is another window's";
   window->makeKeyWindow();
 
@@ -192,11 +206,13 @@ TEST_F(PageviewCaptureTest, ComingBackToTheForegroundRecordsTheScreenOfTheKeyWin
   const auto cover = std::make_shared<UIInputWindowController>();
   cover->setModalPresentationStyle(UIViewController::ModalPresentationStyle::FullScreen);
   window->rootViewController()->presentViewController(cover, false);
-  goAndComeBack();
+  device.application->enterBackground();
+  device.application->enterForeground();
   EXPECT_THAT(newPageviews(), IsEmpty());
 
   options->setDisableViewControllerAutocapture(true);
-  goAndComeBack();
+  device.application->enterBackground();
+  device.application->enterForeground();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart")) << "the latest of the session, again";
 }
 
@@ -206,7 +222,8 @@ TEST_F(PageviewCaptureTest, AReturnThatIsNoBackgroundAnyMoreRecordsAndOneThatRec
   start();
   const auto window = device.show(screen("Cart"));
   EXPECT_THAT(newPageviews(), SizeIs(1));
-  goAndComeBack();
+  device.application->enterBackground();
+  device.application->enterForeground();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart"));
   EXPECT_THAT(device.logLinesWith("uploads that were suspended wait"), IsEmpty());
   device.application->enterBackground();
@@ -223,10 +240,12 @@ TEST_F(PageviewCaptureTest, ComingBackWithoutScenesIsUpToTheApp) {
   EXPECT_THAT(newPageviews(), SizeIs(1));
   NSNotificationCenter::defaultCenter().post(UISceneWillEnterForegroundNotification, nullptr);
   EXPECT_THAT(newPageviews(), IsEmpty());
-  goAndComeBack();
+  device.application->enterBackground();
+  device.application->enterForeground();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart"));
   window = nullptr;
-  goAndComeBack();
+  device.application->enterBackground();
+  device.application->enterForeground();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart")) << "without a key window, the latest one";
 }
 

@@ -12,11 +12,12 @@
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
-using namespace testing;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::SizeIs;
 
 namespace {
-
-using platform::Value;
 
 class PageviewTest : public testing::Test {
  protected:
@@ -73,8 +74,10 @@ TEST_F(PageviewTest, EachSessionWithAnEventGetsOne) {
   Kova::resetIdentity();
   NSNotificationCenter::defaultCenter().post(UITextFieldTextDidEndEditingNotification,
                                              std::make_shared<UITextField>());
-  device.upload();
-  device.upload();
+  device.advance(15);
+  device.settle();
+  device.advance(15);
+  device.settle();
   EXPECT_THAT(device.receivedTargets("/h"), SizeIs(3));
   const Dictionary edit = device.receivedMessages().back();
   EXPECT_EQ(at(edit, "event/touchEvent/type"), Value("fieldedit"));
@@ -82,7 +85,9 @@ TEST_F(PageviewTest, EachSessionWithAnEventGetsOne) {
 }
 
 TEST_F(PageviewTest, NoEventLeavesTheDeviceWithoutOne) {
-  device.start(device.optionsWithScreens());
+  const auto options = device.options();
+  options->setDisableViewControllerAutocapture(false);
+  device.start(options);
   Kova::track("Checkout");
   device.advance(60);
   device.application->enterBackground();

@@ -66,7 +66,6 @@ class EndInFlightTest : public RoadTest {
     message_ = textAt(service.messages(1)[0], "id");
     pageview_ = parameters(service.records("h", 1), "st")[0];
     host.call("track", {"Waiting"});
-    host.call("background");
   }
   void expectNothingLost() {
     service.behave(R"({"mode":"normal"})");
@@ -83,7 +82,7 @@ class EndInFlightTest : public RoadTest {
   std::string pageview_;
 };
 
-TEST_F(EndInFlightTest, AKilledHostLosesNothingThatWasPersisted) {
+TEST_F(EndInFlightTest, AKilledHostLosesNothing) {
   service.behave(R"({"mode":"silent"})");
   RoadHost host = launch({.isOnline = false});
   sendWithoutAnswer(host);

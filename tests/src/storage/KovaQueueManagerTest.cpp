@@ -76,6 +76,15 @@ TEST_F(KovaQueueManagerTest, DropsUrlsBeyondTheLimitAndPutsTheFirstPageviewInFro
   EXPECT_EQ(stored("queuedPageviews"), R"(["h?first","h?n=1","h?n=2"])");
 }
 
+TEST_F(KovaQueueManagerTest, FindsAMessageInTheJournalAsItWasLast) {
+  viewPages();
+  queues->enqueueMessage({{"id", "1"}});
+  queues->enqueueFirstPageviewUrlString("h", messages);
+  reopen();
+  queues->moveEnqueuedMessagesToBatchAndPersist();
+  EXPECT_EQ(waiting(), (Counts{1, 0, 1}));
+}
+
 TEST_F(KovaQueueManagerTest, MakesBatchesOfMessagesThatAreEnrichedAndKeepsTheOthers) {
   int number = 0;
   KovaQueueManager::Batch taken;
@@ -103,10 +112,13 @@ TEST_F(KovaQueueManagerTest, MakesBatchesOfMessagesThatAreEnrichedAndKeepsTheOth
       // Without a batch the oldest is pushed out, and no sooner.
       {{early, ready, early, ready, ready}, {0, 3, 0}, "(nothing)"},
       {{early, ready, early, ready, ready, move, restart}, {0, 3, 0}, "[3,4,5]"},
-      // A full queue becomes a batch before the next message, which is in memory only.
+      // A full queue becomes a batch before the next message, which the journal keeps.
       {{ready, ready, ready}, {0, 3, 0}, "(nothing)"},
       {{ready, ready, ready, ready}, {0, 1, 1}, "[]"},
-      {{ready, ready, ready, ready, restart}, {0, 0, 1}, "[]"},
+      {{ready, ready, ready, ready, restart}, {0, 1, 1}, "[4]"},
+      // What the journal holds comes back within the limit, once.
+      {{early, ready, restart, restart}, {0, 2, 0}, "[1,2]"},
+      {{early, ready, early, ready, ready, early, ready, restart}, {0, 3, 0}, "[5,6,7]"},
       // Messages are dropped while the batches have no room. Neither a move nor putting back asks for it.
       {{ready, move, ready, move, ready}, {0, 1, 2}, "[]"},
       {{ready, move, ready, move, ready, move, ready}, {0, 0, 3}, "[]"},

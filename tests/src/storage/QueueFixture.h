@@ -20,7 +20,10 @@ class QueueTest : public MessageTest {
     return std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment);
   }
   // As after a restart: a new manager of what is stored.
-  void reopen() { queues = std::make_shared<KovaQueueManager>(openStore(), kLimits); }
+  void reopen() {
+    queues = nullptr;  // one process at a time has the journal
+    queues = std::make_shared<KovaQueueManager>(openStore(), kLimits);
+  }
 
   // What keeps a message from leaving is that it has no pageview and session yet.
   static platform::MutableDictionary unenriched(int number) { return {{"n", number}}; }

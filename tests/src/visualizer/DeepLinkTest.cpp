@@ -7,11 +7,10 @@
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
-using namespace testing;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace {
-
-using platform::Value;
 
 class DeepLinkTest : public testing::Test {
  protected:

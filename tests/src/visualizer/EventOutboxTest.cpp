@@ -6,10 +6,11 @@
 #include <gmock/gmock.h>
 
 #include "src/core/NSOperationQueue+SafeOperation.h"
-#include "tests/src/autocapture/CaptureTest.h"
+#include "tests/src/autocapture/CaptureFixture.h"
 
 using namespace platform;
-using namespace testing;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
 
 namespace {
 

@@ -1,0 +1,114 @@
+#include "platform/foundation/RecordFile.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace platform {
+namespace {
+
+using testing::ElementsAre;
+
+class RecordFileTest : public testing::Test {
+ protected:
+  RecordFileTest() {
+    root = (std::filesystem::temp_directory_path() / "records-XXXXXX").string();
+    EXPECT_NE(mkdtemp(root.data()), nullptr);
+    path = root + "/file";
+  }
+  ~RecordFileTest() override { std::filesystem::remove_all(root); }
+
+  // Runs in a child, which then kills itself.
+  template <class Work>
+  static void inAKilledProcess(Work work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      work();
+      raise(SIGKILL);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+  }
+  std::vector<std::string> found() const { return RecordFile::open(path)->takeRecords(); }
+
+  std::string root;
+  std::string path;
+};
+
+TEST_F(RecordFileTest, KeepsWhatWasAppendedBeforeTheProcessWasKilled) {
+  const std::string large(100'000, 'x');
+  inAKilledProcess([&] {
+    const auto file = RecordFile::open(path);
+    file->append("lost with the restart");
+    file->restart(7);
+    file->append("one");
+    file->append(large);
+  });
+  const auto file = RecordFile::open(path);
+  EXPECT_EQ(file->generation(), 7u);
+  EXPECT_THAT(file->takeRecords(), ElementsAre("one", large));
+  EXPECT_FALSE(file->hadForeignEnd());
+  EXPECT_TRUE(file->append("three"));
+  EXPECT_EQ(RecordFile::open(path), nullptr) << "somebody has it";
+}
+
+TEST_F(RecordFileTest, LeavesOutWhatIsNoWholeRecordOfItsOwn) {
+  const auto write = [this](const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; };
+  RecordFile::open(path)->append("one");
+  std::ifstream file(path, std::ios::binary);
+  const std::string whole(std::istreambuf_iterator<char>(file), {});
+  std::string changed = whole;
+  changed.back() ^= 1;
+  const std::string frame = whole.substr(16, 8);
+  const struct {
+    std::string bytes;
+    bool hasOne;
+    bool isForeign;
+  } cases[] = {
+      {whole, true, false},
+      {whole + "x", true, true},
+      {whole + frame + "on", true, true},
+      {whole + std::string(100, '\0'), true, true},
+      {changed, false, true},
+      {whole.substr(0, 10), false, true},
+      {"SQLite format 3", false, true},
+      {"", false, false},
+  };
+  for (const auto& [bytes, hasOne, isForeign] : cases) {
+    write(bytes);
+    const auto records = RecordFile::open(path);
+    EXPECT_EQ(records->takeRecords().size(), hasOne ? 1u : 0u) << bytes;
+    EXPECT_EQ(records->hadForeignEnd(), isForeign) << bytes;
+    EXPECT_TRUE(records->append("two"));
+    std::filesystem::remove(root + "/copy");
+    std::filesystem::copy(path, root + "/copy");
+    EXPECT_EQ(RecordFile::open(root + "/copy")->takeRecords().back(), "two") << bytes;
+  }
+}
+
+TEST_F(RecordFileTest, KeepsNothingOfWhatCannotBeWrittenWhole) {
+  inAKilledProcess([&] {
+    const auto file = RecordFile::open(path);
+    file->append("one");
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{100, 100};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    if (file->append(std::string(200, 'x')) || !file->append("two")) _exit(1);
+  });
+  EXPECT_THAT(found(), ElementsAre("one", "two"));
+  for (const char* place : {"/", "/missing/file"})
+    EXPECT_EQ(RecordFile::open(root + place), nullptr) << place;
+  EXPECT_EQ(mkfifo((root + "/pipe").c_str(), 0600), 0);
+  EXPECT_EQ(RecordFile::open(root + "/pipe"), nullptr);
+}
+
+}  // namespace
+}  // namespace platform
