@@ -126,7 +126,7 @@ test('the program starts, serves, and ends cleanly', async (t) => {
 
 test('a bad command line is explained', () => {
   const run = (...args) => spawnSync(process.execPath, [tool('capture-service.mjs'), ...args], { encoding: 'utf8' });
-  const bad = [['--port', 'x'], ['--port', '70000'], ['--odd'], ['--file'], ['extra'], ['--mode', 'odd'], ['--status', '404'], ['--max-records', '0'], ['--env-id', '11'], ['--visualizer', '--env-id', 'x']];
+  const bad = [['--port', 'x'], ['--port', '70000'], ['--odd'], ['--file'], ['--plan', '/'], ['--plan', tool('package.json')], ['extra'], ['--mode', 'odd'], ['--status', '404'], ['--max-records', '0'], ['--env-id', '11'], ['--visualizer', '--env-id', 'x']];
   for (const args of bad) {
     const { status, stderr, stdout } = run(...args);
     assert.deepEqual([status, stdout], [2, ''], args.join(' '));

@@ -223,7 +223,7 @@ test('pages of other sites and names of other hosts are turned away', limits, as
   const own = { Origin: `http://localhost:${port}`, Host: `LocalHost:${port}`, 'Sec-Fetch-Site': 'same-origin' };
   const foreign = ['cross-site', 'same-site', 'unheard-of'].map((site) => ({ 'Sec-Fetch-Site': site }));
   foreign.push({ Origin: 'http://example.com' }, { Origin: 'null' }, { Host: `example.com:${port}` });
-  for (const path of ['/visualizer/', polling]) {
+  for (const path of ['/visualizer/', '/received/', '/received/settings.json', polling]) {
     for (const headers of foreign) assert.equal((await service.send('GET', path, undefined, headers)).status, 403, path);
     assert.equal((await service.send('GET', path, undefined, own)).status, 200, path);
   }

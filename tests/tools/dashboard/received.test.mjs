@@ -25,6 +25,9 @@ test('what was received: from the file and live, the refused in front, by sessio
   await dashboard.stopService();
   await dashboard.shows('#connection', 'Service not connected');
   await dashboard.startService();
+  await dashboard.shows('#connection', 'Service connected');
+  await page.reload();
+  await dashboard.shows('#nothing', 'Nothing yet.');
 
   const send = (where, body) => fetch(dashboard.url + where, body && { method: 'POST', body, headers: { 'Content-Type': 'application/json' } });
   const evil = '<b data-evil>Buy</b>';
@@ -50,6 +53,7 @@ test('what was received: from the file and live, the refused in front, by sessio
   const titles = await page.locator('.session > summary strong').allTextContents();
   assert.deepEqual(titles, ['Without a session', 'User 74 · session …0042', 'User 73 · session …0042', 'User 1234567890123456 · session …0042']);
   const session = page.locator('.session', { hasText: 'User 73' });
+  await session.evaluate((details) => (details.open = true)); // only the newest is open by itself
   const record = session.locator('.record', { hasText: evil });
   await record.locator('summary').click();
   assert.match(await record.locator('.facts').innerText(), /event\.touchEvent\.targetText\s+<b data-evil>/);

@@ -162,4 +162,5 @@ function fill(parent, before, children) {
 const settings = await fetch('settings.json').then((answer) => answer.json());
 plan = settings.plan;
 find('live').hidden = !settings.isLive;
+showConnection('Service connected', 'good'); // the first answer may take its time, when there is nothing yet
 await listen();
