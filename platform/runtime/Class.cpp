@@ -21,16 +21,23 @@ ClassTable& classTable() {
 Class::Class(std::string_view name, const std::type_info& type, const Class* superclass)
     : name_(name), type_(type), superclass_(superclass) {}
 
+bool Class::enterQuietly(std::unique_ptr<Class> record) {
+  ClassTable& table = classTable();
+  MutexLock lock(table.mutex);
+  const Class& entered = *record;
+  return table.classes.emplace(entered.name(), record.release()).second;  // for good
+}
+
+Class& Class::derive(std::string_view name, Class& superclass, const std::type_info& type) {
+  std::unique_ptr<Class> record(new Class(name, type, &superclass));
+  Class& derived = *record;
+  enterQuietly(std::move(record));
+  return derived;
+}
+
 Class& Class::enter(std::unique_ptr<Class> record) {
   Class& entered = *record;
-  bool isNew;
-  {
-    ClassTable& table = classTable();
-    MutexLock lock(table.mutex);
-    isNew = table.classes.emplace(entered.name(), &entered).second;
-  }
-  static_cast<void>(record.release());  // for good
-  if (!isNew) {
+  if (!enterQuietly(std::move(record))) {
     runtimeLog("There is more than one class named " + entered.name() +
                "; NSClassFromString answers the first");
   }

@@ -30,14 +30,23 @@ struct InstanceVariable {
 // The record of a class: its name, its superclass, its own instance variables in the order of their
 // declaration, and what it answers by name (selectors, actions, keys).
 //
-// Life cycle: made on the first use of `T::classObject()`, found by NSClassFromString from then on, never
-// destroyed. A layer that wants its classes to be found by name touches them in its install function. Classes
-// may share a name, as C++ classes of two namespaces do: the first is found by it, the log names the others.
+// Life cycle: made on the first use of `T::classObject()`, or at run time by derive(), found by
+// NSClassFromString from then on, never destroyed. A layer that wants its classes to be found by name touches
+// them in its install function. Classes may share a name, as C++ classes of two namespaces do: the first is
+// found by it, the log names the others that are not made at run time.
 // Threads: everything is fixed once the record is made, but for the selectors, which are locked. Any thread.
 class Class {
  public:
+  // Answers false, and runs nothing, when an argument is of another class than it takes.
+  using Action = std::function<bool(NSObject& receiver, NSObject* sender, NSObject* event)>;
+
   Class(const Class&) = delete;
   Class& operator=(const Class&) = delete;
+
+  // A class that exists at run time only, as one of another toolkit's that objects of the C++ class `type`
+  // stand for; their `isa` answers it. It answers what its superclass does. Each call makes a new one, for
+  // good: keep it.
+  static Class& derive(std::string_view name, Class& superclass, const std::type_info& type);
 
   const std::string& name() const { return name_; }
   const Class* superclass() const { return superclass_; }
@@ -52,6 +61,8 @@ class Class {
   // Own or inherited: methods, actions and keys alike.
   bool respondsToSelector(SEL selector) const;
   void addSelector(SEL selector);
+  // For a class of derive(), on the thread that its objects belong to.
+  void addAction(SEL selector, Action action);
 
   enum class Performed { Yes, NoSuchAction, WrongArgument };
   // Runs the action that receivers of this class have for the selector, own or inherited. The sender and the
@@ -68,8 +79,6 @@ class Class {
   template <typename Self>
   friend class ClassBuilder;
 
-  // Answers false, and runs nothing, when an argument is of another class than it takes.
-  using Action = std::function<bool(NSObject& receiver, NSObject* sender, NSObject* event)>;
   struct Key {
     std::function<KeyValue(const NSObject& receiver)> get;
     bool isAnnounced;
@@ -79,8 +88,8 @@ class Class {
 
   // From here on the class is found by its name, unless another had it before.
   static Class& enter(std::unique_ptr<Class> record);
+  static bool enterQuietly(std::unique_ptr<Class> record);
   void addInstanceVariable(std::string_view name, std::function<const NSObject*(const NSObject&)> value);
-  void addAction(SEL selector, Action action);
   void addKey(std::string_view name, Key key);
   const Key* findKey(std::string_view key) const;
 

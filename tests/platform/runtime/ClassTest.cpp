@@ -168,6 +168,33 @@ TEST(ClassRecord, OfAClassThatCannotDescribeItselfIsItsSuperclass) {
   EXPECT_THAT(logged(), testing::Contains("Undescribed"));
 }
 
+// An object that stands for one of another toolkit's.
+class Widget : public Form {
+ public:
+  explicit Widget(const Class& cls) : class_(cls) {}
+  const Class& isa() const noexcept override { return class_; }
+
+ private:
+  const Class& class_;
+};
+
+TEST(ClassRecord, MadeAtRunTimeAnswersWhatItsSuperclassDoesAndTakesActions) {
+  setRuntimeLog([](std::string_view line) noexcept { logged().emplace_back(line); });
+  Class& dialog = Class::derive("QDialog", Form::classObject(), typeid(Widget));
+  Class& ofSameName = Class::derive("QDialog", dialog, typeid(Widget));
+  EXPECT_EQ(NSClassFromString("QDialog"), &dialog);
+  EXPECT_TRUE(logged().empty());
+
+  Widget widget(ofSameName);
+  EXPECT_TRUE(widget.isKindOfClass(Form::classObject()));
+  EXPECT_TRUE(widget.isKindOfClass(dialog));
+  EXPECT_THAT(widget.description(), testing::StartsWith("<QDialog: "));
+  EXPECT_EQ(widget.isa().perform(widget, SEL("reset"), nullptr, nullptr), Class::Performed::Yes);
+  EXPECT_FALSE(widget.respondsToSelector(SEL("clicked")));
+  dialog.addAction(SEL("clicked"), [](NSObject&, NSObject*, NSObject*) { return true; });
+  EXPECT_EQ(widget.isa().perform(widget, SEL("clicked"), nullptr, nullptr), Class::Performed::Yes);
+}
+
 TEST(ClassLookup, ManyThreadsMakeOneRecord) {
   std::vector<std::thread> threads;
   std::vector<const Class*> records(8);
