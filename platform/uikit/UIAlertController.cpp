@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/graphics/BitmapContext.h"
+#include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIControl.h"
 #include "platform/uikit/UILabel.h"
 #include "platform/uikit/UIScreen.h"
@@ -187,9 +188,24 @@ void UIAlertController::rebuild() {
 }
 
 void UIAlertController::actionTapped(ActionView* button) {
+  if (button) choose(button->action());
+}
+
+void UIAlertController::choose(std::shared_ptr<UIAlertAction> action) {
   UIViewController* const presenter = presentingViewController();
-  if (!button || !presenter) return;
-  presenter->dismissViewController(true, [action = button->action()] { action->run(); });
+  if (!action || !presenter) return;
+  presenter->dismissViewController(true, [action = std::move(action)] { action->run(); });
+}
+
+void UIAlertController::viewDidAppear(bool animated) {
+  UIViewController::viewDidAppear(animated);
+  const auto self = std::static_pointer_cast<UIAlertController>(weak_from_this().lock());
+  if (const auto application = UIApplication::sharedApplication()) application->alertDidAppear(self);
+}
+
+void UIAlertController::viewDidDisappear(bool animated) {
+  UIViewController::viewDidDisappear(animated);
+  if (const auto application = UIApplication::sharedApplication()) application->alertDidDisappear(*this);
 }
 
 }  // namespace platform

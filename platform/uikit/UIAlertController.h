@@ -48,7 +48,13 @@ class PLATFORM_EXPORT UIAlertController : public UIViewController {
   const std::shared_ptr<UIAlertAction>& preferredAction() const { return preferredAction_; }
   void setPreferredAction(std::shared_ptr<UIAlertAction> action);
 
+  // One of the actions is chosen: the alert goes, then the action runs. Does nothing while nobody presents
+  // it.
+  void choose(std::shared_ptr<UIAlertAction> action);
+
   void loadView() override;
+  void viewDidAppear(bool animated) override;
+  void viewDidDisappear(bool animated) override;
 
  private:
   class ActionView;

@@ -13,6 +13,7 @@
 
 namespace platform {
 
+class UIAlertController;
 class UIScene;
 class UIWindow;
 
@@ -78,6 +79,10 @@ class PLATFORM_EXPORT UIApplication : public UIResponder {
   // is a picture.
   virtual bool performSnapshotsWithAction(const SnapshotAction& action, UIScene* scene,
                                           const Completion& completion);
+
+  // An alert is on the screen, and is no more: for a toolkit that shows it in its own way, and chooses.
+  virtual void alertDidAppear(const std::shared_ptr<UIAlertController>& /*alert*/) {}
+  virtual void alertDidDisappear(UIAlertController& /*alert*/) {}
 
   // The screen stays on while true. No unless set.
   bool isIdleTimerDisabled() const { return idleTimerDisabled_; }

@@ -43,7 +43,7 @@ void UIView::drawInSuperview(BitmapContext& context) {
   }
   const bool isVisible = CGRectIntersectsRect(context.clipBounds(), contents);
   if (isVisible) drawContents(context);
-  const Subviews below = subviews();
+  const Subviews below = isDrawnWhole() ? Subviews() : subviews();
   for (const auto& subview : below) subview->drawInSuperview(context);
   if (isVisible && borderWidth_ > 0) {
     context.strokeRoundedRect(CGRectInset(contents, borderWidth_ / 2, borderWidth_ / 2),

@@ -9,6 +9,7 @@ UIResponder* UIView::nextResponder() const {
 }
 
 void UIView::layoutIfNeeded() {
+  if (isDrawnWhole()) return;
   if (needsLayout_) {
     needsLayout_ = false;
     layoutSubviews();

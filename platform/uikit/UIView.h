@@ -124,6 +124,8 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   void setClipsToBounds(bool clips);
   // The view's own contents, between its background and its subviews, in its own coordinates.
   virtual void drawRect(CGRect /*rect*/, BitmapContext&) {}
+  // Whether drawRect draws what is inside, too, and lays it out: another toolkit's picture of its window.
+  virtual bool isDrawnWhole() const { return false; }
   // Lays out (if `afterScreenUpdates`) and draws the view with everything inside it, scaled to fill `rect`.
   bool drawViewHierarchyInRect(CGRect rect, bool afterScreenUpdates, BitmapContext& context);
   // Draws the view with everything inside it as it stands, at its own origin.
