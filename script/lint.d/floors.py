@@ -13,6 +13,7 @@ FLOORS = [
     ["platform/graphics", "platform/net"],
     ["platform/drawing", "platform/sockets", "platform/uikit"],
     ["platform/linux", "platform/simulator"],
+    ["platform/qt"],
     ["include/Kova"],
     ["src/telemetry"],
     ["src/core"],
@@ -61,7 +62,7 @@ def drawing():
     for level, folders in reversed(list(enumerate(FLOORS))):
         for folder in folders:
             # What all of the library may use is not repeated at each of its folders.
-            part = "platform/" if folder.startswith("include/") else folder.split("/")[0] + "/"
+            part = {"include": "platform/"}.get(folder.split("/")[0], folder.split("/")[0] + "/")
             seen = sorted(below[folder], key=lambda other: (-LEVEL[other], other))
             names = [other.removeprefix(part) for other in seen if other.startswith(part)]
             floor = f"{level + 1:2}" if folder == folders[0] else "  "

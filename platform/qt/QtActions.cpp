@@ -1,0 +1,116 @@
+#include "platform/qt/QtActions.h"
+
+#include <QAbstractButton>
+#include <QAbstractItemView>
+#include <QAbstractSlider>
+#include <QAction>
+#include <QComboBox>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QScrollBar>
+#include <QTabBar>
+#include <QToolButton>
+
+#include "platform/qt/QtParts.h"
+#include "platform/qt/QtProxies.h"
+#include "platform/qt/QtSlots.h"
+#include "platform/qt/QtTouches.h"
+#include "platform/qt/QtTree.h"
+#include "platform/qt/QtView.h"
+
+namespace platform {
+
+namespace {
+
+std::shared_ptr<UIView> viewOf(QWidget& widget) { return QtProxies::shared().viewOf(shownWidget(widget)); }
+
+// The button that was touched, if the action is what it does.
+std::shared_ptr<UIView> touchedButtonOf(const QAction& action) {
+  const auto touched = QtTouches::shared().touchedView();
+  for (QObject* const object : action.associatedObjects()) {
+    const auto* const button = qobject_cast<const QToolButton*>(object);
+    if (button && touched && QtProxies::shared().viewIfMade(*button) == touched) return touched;
+  }
+  return nullptr;
+}
+
+// Where the action can be seen; null when it cannot.
+QWidget* visibleOwnerOf(const QAction& action) {
+  QWidget* owner = nullptr;
+  for (QObject* const object : action.associatedObjects()) {
+    auto* const widget = qobject_cast<QWidget*>(object);
+    if (widget && (!owner || widget->isVisible())) owner = widget;
+    if (widget && widget->isVisible() && qobject_cast<QToolButton*>(widget)) return widget;
+  }
+  return owner;
+}
+
+}  // namespace
+
+QtActions& QtActions::shared() {
+  static QtActions& actions = *new QtActions;
+  return actions;
+}
+
+void QtActions::watch(QWidget& widget) {
+  QWidget* const sender = &widget;
+  const auto sends = [this, sender](const char* signature) {
+    return [this, sender, signature] { send(*sender, signature); };
+  };
+  if (auto* button = qobject_cast<QAbstractButton*>(sender)) {
+    watchButton(*button);
+  } else if (auto* box = qobject_cast<QComboBox*>(sender)) {
+    QObject::connect(box, &QComboBox::activated, &receiver_, sends("activated(int)"));
+  } else if (auto* tabs = qobject_cast<QTabBar*>(sender)) {
+    watchTabs(*tabs);
+  } else if (auto* items = qobject_cast<QAbstractItemView*>(sender)) {
+    QObject::connect(items, &QAbstractItemView::activated, &receiver_, sends("activated(QModelIndex)"));
+  } else if (auto* label = qobject_cast<QLabel*>(sender)) {
+    QObject::connect(label, &QLabel::linkActivated, &receiver_, sends("linkActivated(QString)"));
+  } else if (auto* slider = qobject_cast<QAbstractSlider*>(sender);
+             slider && !qobject_cast<QScrollBar*>(sender)) {
+    QObject::connect(slider, &QAbstractSlider::sliderReleased, &receiver_, sends("sliderReleased()"));
+  }
+}
+
+// A click is said after the button was released, and by then the app may have opened a dialog: so the release
+// is taken for it, unless the pointer has only left the button.
+void QtActions::watchButton(QAbstractButton& button) {
+  QObject::connect(&button, &QAbstractButton::released, &receiver_, [this, sender = &button] {
+    if (QGuiApplication::mouseButtons() & Qt::LeftButton) return;
+    const auto* const tool = qobject_cast<const QToolButton*>(sender);
+    if (tool && tool->defaultAction()) return;  // which says so itself
+    send(*sender, "clicked(bool)");
+  });
+}
+
+void QtActions::watchTabs(QTabBar& tabs) {
+  QObject::connect(&tabs, &QTabBar::currentChanged, &receiver_, [sender = &tabs] {
+    if (const auto view = QtProxies::shared().viewIfMade(*sender)) {
+      view->didChangeValueForKey("selectedSegmentIndex");
+    }
+  });
+}
+
+void QtActions::watch(QAction& action) {
+  if (!actions_.insert(&action).second) return;
+  QObject::connect(&action, &QAction::triggered, &receiver_,
+                   [this, sender = &action] { triggered(*sender); });
+  QObject::connect(&action, &QObject::destroyed, &receiver_, [this](QObject* dead) { actions_.erase(dead); });
+}
+
+void QtActions::send(QWidget& sender, const char* signature) {
+  QtTouches::shared().sendAction(actionName(sender, signature), viewOf(sender));
+}
+
+void QtActions::triggered(QAction& action) {
+  const std::string name = actionName(action, "triggered(bool)");
+  if (const auto button = touchedButtonOf(action)) return QtTouches::shared().sendAction(name, button);
+  const auto entry = QtProxies::shared().viewOf(action);
+  if (QtTouches::shared().touchedView() != entry) {
+    if (QWidget* const owner = visibleOwnerOf(action)) static_cast<QtActionView&>(*entry).setOwner(*owner);
+  }
+  QtTouches::shared().sendAction(name, entry);
+}
+
+}  // namespace platform

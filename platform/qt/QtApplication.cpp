@@ -1,0 +1,128 @@
+#include "platform/qt/QtApplication.h"
+
+#include <QApplication>
+#include <QScreen>
+#include <QStringList>
+#include <algorithm>
+#include <utility>
+
+#include "platform/dispatch/ThreadScheduler.h"
+#include "platform/linux/LinuxApplication.h"
+#include "platform/qt/QtAlerts.h"
+#include "platform/qt/QtClasses.h"
+#include "platform/qt/QtDrawing.h"
+#include "platform/qt/QtEvents.h"
+#include "platform/qt/QtParts.h"
+#include "platform/qt/QtProxies.h"
+#include "platform/qt/QtRunLoop.h"
+#include "platform/qt/QtScreens.h"
+#include "platform/qt/QtTree.h"
+#include "platform/qt/QtView.h"
+#include "platform/qt/QtWindow.h"
+#include "platform/uikit/UIScreen.h"
+
+namespace platform {
+
+namespace {
+
+bool isQt(const std::shared_ptr<UIWindow>& window) { return dynamic_cast<const QtWindow*>(window.get()); }
+
+bool isOnScreen(const QWidget* window) {
+  return window->isVisible() && !window->isMinimized() && isScreenWindow(*window);
+}
+
+QWidgetList windowsOnScreen() {
+  QWidgetList windows = QApplication::topLevelWidgets();
+  windows.removeIf([](const QWidget* window) { return !isOnScreen(window); });
+  return windows;
+}
+
+// "com.example.Notes"
+std::string identifier() {
+  QStringList parts = QCoreApplication::organizationDomain().split(u'.', Qt::SkipEmptyParts);
+  std::reverse(parts.begin(), parts.end());
+  if (parts.isEmpty()) parts.append(QStringLiteral("qt"));
+  parts.append(QCoreApplication::applicationName().replace(u'/', u'-'));
+  return parts.join(u'.').toStdString();
+}
+
+void startPlatform() {
+  const std::string name = QGuiApplication::applicationDisplayName().toStdString();
+  const std::string version = QCoreApplication::applicationVersion().toStdString();
+  Dictionary facts;
+  if (!version.empty()) facts = {{"CFBundleShortVersionString", version}, {"CFBundleVersion", version}};
+  HostOptions host;
+  host.applicationName = name;
+  host.applicationIdentifier = identifier();
+  startLinuxApplication(host, facts);
+  const QScreen* const screen = QGuiApplication::primaryScreen();
+  if (!screen) return;
+  const QSize size = screen->size();
+  UIScreen::mainScreen().setSize({double(size.width()), double(size.height())});
+  UIScreen::mainScreen().setScale(screen->devicePixelRatio());
+}
+
+}  // namespace
+
+QtApplication::QtApplication()
+    : class_(classOf(*QCoreApplication::instance()->metaObject(), UIApplication::classObject(),
+                     typeid(QtApplication))) {}
+
+std::vector<std::shared_ptr<UIWindow>> QtApplication::windows() const {
+  std::vector<std::shared_ptr<UIWindow>> windows;
+  for (QWidget* const window : windowsOnScreen()) windows.push_back(QtProxies::shared().windowOf(*window));
+  std::ranges::stable_partition(windows, [](const auto& window) { return !window->isKeyWindow(); });
+  for (auto& window : UIApplication::windows()) {
+    if (!isQt(window)) windows.push_back(std::move(window));
+  }
+  return windows;
+}
+
+std::shared_ptr<UIWindow> QtApplication::keyWindow() const {
+  auto own = UIApplication::keyWindow();
+  if (own && !isQt(own)) return own;
+  QWidget* const active = QApplication::activeWindow();
+  QWidget* const around = active ? windowAround(*active) : nullptr;
+  if (around) return QtProxies::shared().windowOf(*around);
+  const auto all = windows();
+  return all.empty() ? nullptr : all.back();
+}
+
+void QtApplication::alertDidAppear(const std::shared_ptr<UIAlertController>& alert) { showAlert(alert); }
+
+void QtApplication::alertDidDisappear(UIAlertController& alert) { hideAlert(alert); }
+
+void QtApplication::followState() {
+  if (windowsOnScreen().isEmpty()) return enterBackground();
+  if (QGuiApplication::applicationState() == Qt::ApplicationActive) return enterForeground();
+  // A display without a window manager makes no window active.
+  if (applicationState() == UIApplicationState::Background || QApplication::activeWindow()) {
+    return enterForeground();
+  }
+  becomeInactive();
+}
+
+void startQtApplication(QtOptions options) {
+  static bool isStarted = false;
+  if (std::exchange(isStarted, true)) return;
+  auto& loop = *new QtRunLoop;
+  ThreadScheduler::installed().setMainRunLoop(loop);
+  const auto application = std::make_shared<QtApplication>();
+  UIApplication::setSharedApplication(application);
+  installQtDrawing();
+  startPlatform();
+  QtProxies::shared().setMakers({makeViewOf, QtActionView::makeFor, QtWindow::makeFor,
+                                 [](QWidget& widget) { return QtScreens::shared().makeController(widget); }});
+  QtScreens::shared().setProperty(options.screenProperty);
+  if (options.itemText) setItemText(options.itemText);
+  QtEvents::Handlers handlers;
+  handlers.propertyChanged = std::move(options.propertyChanged);
+  handlers.windowShown = std::move(options.windowShown);
+  handlers.stateChanged = [application] { application->followState(); };
+  auto& events = *new QtEvents(std::move(handlers));
+  events.install();
+  QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &events,
+                   std::move(options.willQuit));
+}
+
+}  // namespace platform

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <functional>
+
+#include "platform/qt/QtHit.h"
+#include "platform/uikit/UIApplication.h"
+
+class QByteArray;
+class QWidget;
+
+namespace platform {
+
+// A Qt application as the platform's, with its windows.
+class QtApplication final : public UIApplication {
+ public:
+  QtApplication();
+
+  const Class& isa() const noexcept override { return class_; }
+  // Back to front: the active one last.
+  std::vector<std::shared_ptr<UIWindow>> windows() const override;
+  std::shared_ptr<UIWindow> keyWindow() const override;
+
+  void alertDidAppear(const std::shared_ptr<UIAlertController>& alert) override;
+  void alertDidDisappear(UIAlertController& alert) override;
+
+  // Goes to the state that Qt's application is in: in the background is one without a window that is visible
+  // and not minimised.
+  void followState();
+
+ private:
+  const Class& class_;
+};
+
+struct QtOptions {
+  // See QtScreens::setProperty.
+  const char* screenProperty = nullptr;
+  // A dynamic property of a widget was set, changed or taken away, or was there at the start.
+  std::function<void(QWidget& widget, const QByteArray& name)> propertyChanged = [](QWidget&,
+                                                                                    const QByteArray&) {};
+  // A window is shown, or was at the start.
+  std::function<void(QWidget& window)> windowShown = [](QWidget&) {};
+  // Null to tell nothing of what rows say.
+  QtItemText itemText = nullptr;
+  // The application is about to quit.
+  std::function<void()> willQuit = [] {};
+};
+
+// Everything that a Qt program states before it starts libraries, in one call on the thread of its
+// QApplication, whose name, version and organization are set by then; its windows may be there already. A
+// second call does nothing. The folders that are used are named after the organization's domain and the
+// application, and are none that Qt gives to the program.
+void startQtApplication(QtOptions options);
+
+}  // namespace platform

@@ -1,0 +1,79 @@
+#include "platform/qt/QtEditing.h"
+
+#include <QDateTimeEdit>
+#include <QDoubleSpinBox>
+#include <QKeySequenceEdit>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QSpinBox>
+#include <QTextEdit>
+
+#include "platform/foundation/NSNotificationCenter.h"
+#include "platform/qt/QtProxies.h"
+#include "platform/qt/QtTouches.h"
+#include "platform/qt/QtTree.h"
+#include "platform/qt/QtWidgetKinds.h"
+#include "platform/uikit/UITextField.h"
+
+namespace platform {
+
+QtEditing& QtEditing::shared() {
+  static QtEditing& editing = *new QtEditing;
+  return editing;
+}
+
+void QtEditing::watch(QWidget& widget) {
+  QWidget* const sender = &widget;
+  const auto changes = [this, sender] { changed(*sender); };
+  if (auto* line = qobject_cast<QLineEdit*>(sender)) {
+    QObject::connect(line, &QLineEdit::textEdited, &receiver_, [this, sender] { edited(*sender); });
+  } else if (auto* text = qobject_cast<QTextEdit*>(sender)) {
+    QObject::connect(text, &QTextEdit::textChanged, &receiver_, changes);
+  } else if (auto* plain = qobject_cast<QPlainTextEdit*>(sender)) {
+    QObject::connect(plain, &QPlainTextEdit::textChanged, &receiver_, changes);
+  } else if (auto* keys = qobject_cast<QKeySequenceEdit*>(sender)) {
+    QObject::connect(keys, &QKeySequenceEdit::keySequenceChanged, &receiver_, changes);
+  } else if (auto* number = qobject_cast<QSpinBox*>(sender)) {
+    QObject::connect(number, &QSpinBox::valueChanged, &receiver_, changes);
+  } else if (auto* real = qobject_cast<QDoubleSpinBox*>(sender)) {
+    QObject::connect(real, &QDoubleSpinBox::valueChanged, &receiver_, changes);
+  } else if (auto* date = qobject_cast<QDateTimeEdit*>(sender)) {
+    QObject::connect(date, &QDateTimeEdit::dateTimeChanged, &receiver_, changes);
+  }
+}
+
+void QtEditing::changed(QWidget& widget) {
+  if (QtTouches::shared().isInput() && shownWidget(widget).hasFocus()) edited(widget);
+}
+
+void QtEditing::edited(QWidget& widget) {
+  QWidget& shown = shownWidget(widget);
+  if (kindOf(shown).presentation == QtPresentation::TextField) edited_ = &shown;
+}
+
+void QtEditing::focusLeft(QWidget& widget, Qt::FocusReason reason) {
+  const bool comesBack = reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason ||
+                         reason == Qt::MenuBarFocusReason;
+  if (edited_ && !comesBack) endIn(widget);
+}
+
+void QtEditing::returnPressed(QWidget& widget) {
+  if (edited_ && !qobject_cast<QTextEdit*>(edited_.data()) &&
+      !qobject_cast<QPlainTextEdit*>(edited_.data())) {
+    endIn(widget);
+  }
+}
+
+void QtEditing::hidden(QWidget& widget) {
+  if (edited_ && (&widget == edited_ || widget.isAncestorOf(edited_))) endIn(*edited_);
+}
+
+void QtEditing::endIn(QWidget& widget) {
+  QWidget& shown = shownWidget(widget);
+  if (edited_ != &shown) return;
+  edited_.clear();
+  NSNotificationCenter::defaultCenter().post(UITextFieldTextDidEndEditingNotification,
+                                             QtProxies::shared().viewOf(shown));
+}
+
+}  // namespace platform

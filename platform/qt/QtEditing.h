@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QWidget>
+
+namespace platform {
+
+// Tells when the user has finished with an editor in which he changed something: when the focus goes to
+// another widget, Return is pressed in a single line, or the editor is hidden. What he wrote is never read.
+// Main thread only.
+class QtEditing {
+ public:
+  static QtEditing& shared();
+
+  // Once for each widget.
+  void watch(QWidget& widget);
+  void focusLeft(QWidget& widget, Qt::FocusReason reason);
+  void returnPressed(QWidget& widget);
+  void hidden(QWidget& widget);
+
+ private:
+  void edited(QWidget& widget);
+  // What changes without the user is no editing.
+  void changed(QWidget& widget);
+  void endIn(QWidget& widget);
+
+  QObject receiver_;
+  QPointer<QWidget> edited_;  // null for none
+};
+
+}  // namespace platform

@@ -1,0 +1,103 @@
+#include "platform/qt/QtHit.h"
+
+#include <QGraphicsItem>
+#include <QGraphicsView>
+#include <QHeaderView>
+#include <QMenu>
+#include <QMenuBar>
+
+#include "platform/qt/QtParts.h"
+#include "platform/qt/QtProxies.h"
+#include "platform/qt/QtText.h"
+#include "platform/qt/QtTree.h"
+#include "platform/qt/QtWidgetKinds.h"
+
+namespace platform {
+
+namespace {
+
+QtItemText shownItemText = [](const QString&) -> std::optional<String> { return std::nullopt; };
+
+QAction* actionAt(const QWidget& widget, QPoint position) {
+  if (const auto* menu = qobject_cast<const QMenu*>(&widget)) return menu->actionAt(position);
+  if (const auto* bar = qobject_cast<const QMenuBar*>(&widget)) return bar->actionAt(position);
+  return nullptr;
+}
+
+std::shared_ptr<UIView> entryAt(QWidget& widget, QPoint position) {
+  QAction* const action = actionAt(widget, position);
+  if (!action || action->isSeparator()) return nullptr;
+  const auto view = QtProxies::shared().viewOf(*action);
+  static_cast<QtActionView&>(*view).setOwner(widget);
+  return view;
+}
+
+std::shared_ptr<UIView> sectionAt(QHeaderView& header, QPoint position) {
+  const int section = header.logicalIndexAt(position);
+  if (section < 0 || !header.model()) return nullptr;
+  const bool isHorizontal = header.orientation() == Qt::Horizontal;
+  const int start = header.sectionViewportPosition(section), length = header.sectionSize(section);
+  const QRect frame =
+      isHorizontal ? QRect(start, 0, length, header.height()) : QRect(0, start, header.width(), length);
+  const QString text = header.model()->headerData(section, header.orientation()).toString();
+  return QtCellView::makeFor(header, frame, textOf(text));
+}
+
+std::shared_ptr<UIView> cellAt(QAbstractItemView& items, QPoint position) {
+  const QModelIndex index = items.indexAt(position);
+  if (!index.isValid()) return nullptr;
+  const QRect frame = items.visualRect(index).translated(items.viewport()->pos());
+  const QString text = index.data(Qt::DisplayRole).toString();
+  return QtCellView::makeFor(items, frame, text.isEmpty() ? std::nullopt : shownItemText(text));
+}
+
+std::shared_ptr<UIView> objectAt(QGraphicsView& scene, QPoint position) {
+  QGraphicsItem* item = scene.itemAt(position);
+  while (item && !item->isVisible()) item = item->parentItem();
+  while (item && !item->toGraphicsObject()) item = item->parentItem();
+  if (!item) return nullptr;
+  const QRect frame = scene.mapFromScene(item->sceneBoundingRect()).boundingRect();
+  return QtSceneObjectView::makeFor(scene, *item->toGraphicsObject(), frame);
+}
+
+// Null when the widget itself was hit. The position is one of what shows the contents.
+std::shared_ptr<UIView> partAt(QWidget& shown, QPoint position) {
+  if (auto* header = qobject_cast<QHeaderView*>(&shown)) return sectionAt(*header, position);
+  switch (kindOf(shown).presentation) {
+    case QtPresentation::Actions:
+      return entryAt(shown, position);
+    case QtPresentation::Items:
+      return cellAt(static_cast<QAbstractItemView&>(shown), position);
+    case QtPresentation::Scene:
+      return objectAt(static_cast<QGraphicsView&>(shown), position);
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace
+
+void setItemText(QtItemText itemText) { shownItemText = itemText; }
+
+QtHit hitAt(QWidget& widget, QPoint position) {
+  QWidget& shown = shownWidget(widget);
+  QWidget* const around = windowAround(shown);
+  QtHit hit;
+  hit.view = partAt(shown, position);
+  if (!hit.view) hit.view = QtProxies::shared().viewOf(shown);
+  if (!around) return hit;
+  hit.window = QtProxies::shared().windowOf(*around);
+  const QPoint place = around->mapFromGlobal(widget.mapToGlobal(position));
+  hit.place = {double(place.x()), double(place.y())};
+  return hit;
+}
+
+QtHit hitInTheMiddleOf(const std::shared_ptr<UIView>& view) {
+  UIWindow* const window = view->window();
+  if (!window) return {nullptr, view, {}};
+  const CGSize size = view->bounds().size;
+  const CGPoint middle = view->convertPointToView({size.width / 2, size.height / 2}, window);
+  return {std::static_pointer_cast<UIWindow>(window->shared_from_this()), view, middle};
+}
+
+}  // namespace platform

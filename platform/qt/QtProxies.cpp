@@ -1,0 +1,68 @@
+#include "platform/qt/QtProxies.h"
+
+#include <QAction>
+#include <QWidget>
+
+namespace platform {
+
+QtProxies& QtProxies::shared() {
+  static QtProxies& proxies = *new QtProxies;
+  return proxies;
+}
+
+QtProxies::Proxies& QtProxies::proxiesOf(QObject& object) {
+  const auto [entry, isNew] = proxies_.try_emplace(&object);
+  if (isNew) {
+    QObject::connect(&object, &QObject::destroyed, &receiver_, [this](QObject* dead) {
+      // Released at the end: what goes with it may ask for others.
+      const auto node = proxies_.extract(dead);
+    });
+  }
+  return entry->second;
+}
+
+const QtProxies::Proxies* QtProxies::find(const QObject& object) const {
+  const auto found = proxies_.find(&object);
+  return found == proxies_.end() ? nullptr : &found->second;
+}
+
+// The making may ask for other proxies; the place of one stays where it is.
+
+std::shared_ptr<UIView> QtProxies::viewOf(QWidget& widget) {
+  Proxies& proxies = proxiesOf(widget);
+  if (!proxies.view) proxies.view = makers_.view(widget);
+  return proxies.view;
+}
+
+std::shared_ptr<UIView> QtProxies::viewOf(QAction& action) {
+  Proxies& proxies = proxiesOf(action);
+  if (!proxies.view) proxies.view = makers_.actionView(action);
+  return proxies.view;
+}
+
+std::shared_ptr<UIWindow> QtProxies::windowOf(QWidget& widget) {
+  Proxies& proxies = proxiesOf(widget);
+  if (!proxies.window) proxies.window = makers_.window(widget);
+  return proxies.window;
+}
+
+std::shared_ptr<UIViewController> QtProxies::controllerOf(QWidget& widget) {
+  Proxies& proxies = proxiesOf(widget);
+  if (!proxies.controller) {
+    proxies.controller = makers_.controller(widget);
+    proxies.controller->setView(viewOf(widget));
+  }
+  return proxies.controller;
+}
+
+std::shared_ptr<UIViewController> QtProxies::controllerIfMade(const QWidget& widget) const {
+  const Proxies* const proxies = find(widget);
+  return proxies ? proxies->controller : nullptr;
+}
+
+std::shared_ptr<UIView> QtProxies::viewIfMade(const QWidget& widget) const {
+  const Proxies* const proxies = find(widget);
+  return proxies ? proxies->view : nullptr;
+}
+
+}  // namespace platform

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+#include <deque>
+#include <unordered_map>
+
+#include "platform/dispatch/RunLoop.h"
+#include "platform/dispatch/TimerTable.h"
+#include "platform/runtime/Mutex.h"
+
+namespace platform {
+
+// Qt's event loop as the main run loop, nested loops included. Made on the thread of the QCoreApplication,
+// and lives as long as the process; once the application object is gone, nothing is run any more.
+class QtRunLoop final : public RunLoop {
+ public:
+  QtRunLoop();
+
+  void perform(Work work) override;
+  void addTimer(std::shared_ptr<NSTimer> timer, RunLoopMode mode) override;
+  void removeTimer(NSTimer& timer) override;
+  // Qt tells nobody that something is being dragged.
+  RunLoopMode currentMode() const override { return RunLoopMode::Default; }
+  bool isMainThread() const override;
+
+ private:
+  struct Entry {
+    std::shared_ptr<NSTimer> timer;
+    RunLoopMode mode;
+  };
+  using Timers = TimerTable<Entry>;
+
+  // One piece an event, so that the others go on in a loop that the piece may start.
+  void runNext();
+  void post();
+  void arm();
+  void runDueTimers();
+
+  const Qt::HANDLE thread_;
+  QObject receiver_;
+  QTimer alarm_;
+  Mutex mutex_;
+  std::deque<Work> queued_ PLATFORM_GUARDED_BY(mutex_);
+  // Main thread.
+  Timers timers_;
+  std::unordered_map<const NSTimer*, Timers::Key> keys_;
+};
+
+}  // namespace platform

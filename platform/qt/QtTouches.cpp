@@ -1,0 +1,97 @@
+#include "platform/qt/QtTouches.h"
+
+#include <utility>
+
+#include "platform/dispatch/Scheduler.h"
+#include "platform/uikit/UIApplication.h"
+
+namespace platform {
+
+namespace {
+
+// Who takes the actions: the app has done so, by means of Qt's.
+class QtActionTarget final : public NSObject {
+ public:
+  const Class& isa() const noexcept override { return cls(); }
+  static QtActionTarget& shared() {
+    static const auto& target = *new std::shared_ptr<QtActionTarget>(new QtActionTarget);
+    return *target;
+  }
+  void learn(SEL action) {
+    if (!cls().respondsToSelector(action)) {
+      cls().addAction(action, [](NSObject&, NSObject*, NSObject*) { return true; });
+    }
+  }
+
+ private:
+  static Class& cls() {
+    static Class& made = Class::derive("QObject", NSObject::classObject(), typeid(QtActionTarget));
+    return made;
+  }
+};
+
+}  // namespace
+
+QtTouches& QtTouches::shared() {
+  static QtTouches& touches = *new QtTouches;
+  return touches;
+}
+
+void QtTouches::press(const QtHit& hit, int tapCount) {
+  release();
+  noteInput();
+  touch_ = std::make_shared<UITouch>();
+  touch_->setTarget(hit.window, hit.view);
+  touch_->setTapCount(tapCount);
+  // Twice: there is no previous place but this one.
+  touch_->moveTo(hit.place);
+  touch_->moveTo(hit.place);
+  event_ = std::make_shared<UIEvent>();
+  event_->addTouch(touch_);
+  isDown_ = true;
+  send(UITouchPhase::Began);
+}
+
+void QtTouches::release() {
+  if (!std::exchange(isDown_, false)) return;
+  noteInput();
+  send(UITouchPhase::Ended);
+}
+
+void QtTouches::send(UITouchPhase phase) {
+  const auto event = event_;
+  touch_->setTimestamp(Scheduler::current().uptime());
+  touch_->setPhase(phase);
+  if (const auto application = UIApplication::sharedApplication()) application->sendEvent(*event);
+}
+
+void QtTouches::noteInput() {
+  isInput_ = true;
+  if (std::exchange(isClearing_, true)) return;
+  QMetaObject::invokeMethod(
+      &receiver_, [this] { clearInput(); }, Qt::QueuedConnection);
+}
+
+void QtTouches::clearInput() {
+  isInput_ = isClearing_ = false;
+  if (isDown_) return;
+  event_.reset();
+  touch_.reset();
+}
+
+std::shared_ptr<UIView> QtTouches::touchedView() const { return touch_ ? touch_->view() : nullptr; }
+
+void QtTouches::sendAction(const std::string& action, const std::shared_ptr<UIView>& sender) {
+  const auto application = UIApplication::sharedApplication();
+  const auto touched = touchedView();
+  const bool isTouched = touched && touched->isDescendantOfView(*sender);
+  if (!application || (!isTouched && !isInput_)) return;
+  if (!isTouched) press(hitInTheMiddleOf(sender), 1);
+  const auto event = event_;
+  const SEL selector(action);
+  QtActionTarget::shared().learn(selector);
+  application->sendAction(selector, &QtActionTarget::shared(), sender.get(), event.get());
+  if (!isTouched) release();
+}
+
+}  // namespace platform

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QWidget>
+#include <vector>
+
+#include "platform/graphics/CGGeometry.h"
+
+namespace platform {
+
+// Which of Qt's widgets are shown as views, and inside which. Popups lie in the widget that opened them; the
+// viewport of a scroll area is that area; what a spin box or a combo box is made of is that box.
+//
+// All pointers may be null where it is said; main thread only.
+
+// A window with a screen of its own: no popup, no tool tip, no splash screen.
+bool isScreenWindow(const QWidget& widget);
+// What the widget is shown as: itself or one around it.
+QWidget& shownWidget(QWidget& widget);
+// The shown widget around a shown one; null for a window.
+QWidget* shownParent(const QWidget& widget);
+// The shown widgets inside, back to front.
+std::vector<QWidget*> shownChildren(const QWidget& widget);
+// The window that a shown widget is in; null for a popup that nobody opened.
+QWidget* windowAround(QWidget& widget);
+// In the coordinates of the shown parent; of a window in those of the screen.
+CGRect frameOf(const QWidget& widget);
+
+}  // namespace platform

@@ -1,0 +1,111 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QDialog>
+#include <QDockWidget>
+#include <QMainWindow>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+#include "platform/dispatch/NSTimer.h"
+#include "platform/dispatch/Scheduler.h"
+#include "tests/platform/qt/QtHost.h"
+
+namespace platform {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class QtScreensTest : public testing::Test {
+ protected:
+  QtHost host;
+};
+
+TEST_F(QtScreensTest, AWindowAppearsWhenItIsShownAndWhenItIsActiveAgain) {
+  QMainWindow window;
+  window.setWindowTitle("Notes[*]");
+  QtHost::show(window);
+  EXPECT_THAT(host.take(), ElementsAre("appear QMainWindow 'Notes'"));
+  {
+    QDialog dialog(&window);
+    dialog.setWindowTitle("Settings");
+    QtHost::show(dialog);
+    EXPECT_THAT(host.take(), ElementsAre("appear QDialog 'Settings'"));
+  }
+  window.activateWindow();
+  EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+  EXPECT_THAT(host.take(), ElementsAre("appear QMainWindow 'Notes'"));
+}
+
+TEST_F(QtScreensTest, APageAppearsWhenItTakesAtLeastHalfOfItsWindow) {
+  QTabWidget tabs;
+  tabs.setObjectName("tabs");
+  tabs.addTab(new QWidget, "&Fonts");
+  tabs.addTab(new QDialog, "Icons");
+  tabs.widget(0)->setObjectName("fontsPage");
+  tabs.resize(300, 200);
+  QtHost::show(tabs);
+  EXPECT_THAT(host.take(), ElementsAre("appear QTabWidget ''", "appear fontsPage 'Fonts'"));
+  tabs.setCurrentIndex(1);
+  EXPECT_THAT(host.take(), ElementsAre("appear QDialog 'Icons'"));
+
+  QWidget window;
+  auto* const stack = new QStackedWidget(&window);
+  stack->addWidget(new QWidget);
+  stack->addWidget(new QWidget);
+  window.resize(300, 200);
+  stack->resize(100, 100);
+  QtHost::show(window);
+  stack->setCurrentIndex(1);
+  EXPECT_THAT(host.take(), ElementsAre("appear QWidget ''"));
+}
+
+TEST_F(QtScreensTest, WhatIsHiddenAgainAtOnceAndToolWindowsAreNoScreens) {
+  QWidget flashed, tool, chosen, refused;
+  flashed.show();
+  flashed.hide();
+  tool.setWindowFlag(Qt::Tool);
+  tool.show();
+  chosen.setWindowFlag(Qt::Tool);
+  chosen.setProperty("screen", "Palette");
+  chosen.show();
+  refused.setProperty("screen", false);
+  refused.show();
+  EXPECT_THAT(host.take(), ElementsAre("appear Palette ''"));
+}
+
+TEST_F(QtScreensTest, WithoutAWindowTheApplicationIsInTheBackground) {
+  const auto& application = UIApplication::sharedApplication();
+  QWidget window;
+  QtHost::show(window);
+  host.take();
+  EXPECT_EQ(application->applicationState(), UIApplicationState::Active);
+  window.hide();
+  host.take();
+  EXPECT_EQ(application->applicationState(), UIApplicationState::Background);
+  QtHost::show(window);
+  host.take();
+  EXPECT_EQ(application->applicationState(), UIApplicationState::Active);
+}
+
+TEST_F(QtScreensTest, TheMainRunLoopIsQtsAlsoInsideOfItself) {
+  std::vector<int> ran;
+  RunLoop& loop = Scheduler::current().mainRunLoop();
+  loop.perform([&] {
+    ran.push_back(1);
+    QCoreApplication::processEvents();
+    ran.push_back(3);
+  });
+  loop.perform([&] { ran.push_back(2); });
+  QCoreApplication::processEvents();
+  EXPECT_THAT(ran, ElementsAre(1, 2, 3));
+
+  bool fired = false;
+  const auto timer = NSTimer::scheduled(0.01, [&] { fired = true; });
+  EXPECT_TRUE(QTest::qWaitFor([&] { return fired; }));
+}
+
+}  // namespace
+}  // namespace platform
