@@ -26,7 +26,7 @@ void logConnectionFailure(const NSError& error) {
                url ? std::optional(*url) : std::nullopt);
 }
 
-// Without its query, which may be long and tells of people.
+// The URL without its query, which may be long and personal.
 std::string_view place(const NSURL& url) {
   const std::string_view text = url.absoluteString();
   return text.substr(0, text.find('?'));

@@ -42,8 +42,8 @@ class KovaUploader : public platform::NSObject {
   // Starts the rhythm with a pass at once, unless it is running.
   void requestScheduledUploads();
   void suspendScheduledUploads();
-  // When the app comes back to the foreground: tells who debugs that the rhythm has not begun again a little
-  // later, since no pageview has asked for it.
+  // For the return to the foreground: a debug line, a little later, if no pageview has begun the rhythm
+  // again.
   void watchForAPageview();
   // Seconds, at least 0.1; sends a pass at once and goes on in the new rhythm.
   void setUploadInterval(double seconds);
@@ -55,8 +55,8 @@ class KovaUploader : public platform::NSObject {
   void stop();
 
  private:
-  // Taken off its queue, and in flight until one of the two says what became of it.
-  // What is kept of an upload until it has been answered; its body is not.
+  // What is kept of an upload while it is in flight, its body not; one of the two then says what became of
+  // it.
   struct Sent {
     platform::NSURL url;
     std::function<void()> putBack;
