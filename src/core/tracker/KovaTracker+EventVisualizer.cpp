@@ -2,6 +2,7 @@
 
 #include <Kova/KovaConstants.h>
 
+#include "platform/graphics/Drawing.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/tracker/KIEVTriggerDetection.h"
 #include "src/core/tracker/KovaTracker.h"
@@ -33,6 +34,10 @@ void KovaTracker::startEVPairing() {
   stopEVPairing();
   if (!KovaEventVisualizer::isAvailable()) {
     KovaLog("Event Visualizer device pairing only available on iOS 13.0 or greater");
+    return;
+  }
+  if (!Drawing::isAvailable()) {
+    KovaLog("Event Visualizer device pairing is not available: this program has nothing to draw with");
     return;
   }
   KovaLog("Enabling Event Visualizer. Connecting to Kova server.");
