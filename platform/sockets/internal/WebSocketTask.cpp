@@ -32,13 +32,11 @@ namespace {
 
 namespace asio = boost::asio;
 using boost::system::error_code;
-
 using Clock = std::chrono::steady_clock;
 
 constexpr int kSwitchingProtocols = 101;
 // How long a socket that has been cancelled may take to say so to the other side.
 constexpr std::chrono::seconds kLongestFarewell{1};
-constexpr const char* kName = "WebSocket task";
 
 // What callers ask is posted to the network thread in the order of their calls; all below that belongs to the
 // network thread alone. Every operation under way holds the task and no completion does, so that it is
@@ -374,7 +372,7 @@ void WebSocketTask::complete(Completion completion, std::optional<NSError> error
       (message.reset(), ...);
       error = makeURLError(NSURLErrorCancelled, url);
     }
-    callGuarded(kName, completion, std::move(message)..., std::move(error));
+    callGuarded("WebSocket task", completion, std::move(message)..., std::move(error));
   });
 }
 
