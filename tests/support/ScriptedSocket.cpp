@@ -102,6 +102,7 @@ void ScriptedSocket::sendMessage(NSURLSessionWebSocketMessage message, SendCompl
 }
 
 std::shared_ptr<NSURLSessionWebSocketTask> ScriptedServer::webSocketTask(const NSURLRequest& request) {
+  if (isOutOfSockets) return nullptr;
   sockets.push_back(std::make_shared<ScriptedSocket>(request));
   onConnect(*sockets.back());
   return sockets.back();

@@ -79,6 +79,8 @@ class ScriptedServer : public KOVAURLSessionProtocol {
   // Every socket that was made, and the latest.
   std::vector<std::shared_ptr<ScriptedSocket>> sockets;
   ScriptedSocket& socket() const { return *sockets.at(sockets.size() - 1); }
+  // Whether sockets can be made at all.
+  bool isOutOfSockets = false;
   // What happens to each socket as it connects.
   std::function<void(ScriptedSocket&)> onConnect = [](ScriptedSocket&) {};
 

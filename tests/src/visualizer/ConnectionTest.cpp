@@ -64,6 +64,15 @@ TEST_F(ConnectionTest, TriesSixTimesToConnect) {
   EXPECT_EQ(device.scheduler.pendingTimerCount(), 0u);
 }
 
+TEST_F(ConnectionTest, TriesAgainWhereNoSocketCouldBeMade) {
+  server->isOutOfSockets = true;
+  connect();
+  EXPECT_THAT(device.log(), ElementsAre(HasSubstr("Code=-1004")));
+  server->isOutOfSockets = false;
+  device.advance(6);
+  EXPECT_EQ(attempts(), 1u);
+}
+
 TEST_F(ConnectionTest, StopsTryingWhenToldTo) {
   options->setTestOnlyEVReconnectAttemptInterval(0.5);
   options->setTestOnlyEVReconnectAttemptLimit(3);
