@@ -1,9 +1,8 @@
 #include "tests/src/road/ChildProcess.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
+#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,47 +15,27 @@ namespace {
 
 constexpr int kLongestWait = 30'000;  // milliseconds
 
-[[noreturn]] void fail(const std::string& what) {
-  throw std::system_error(errno, std::generic_category(), what);
-}
-
-// In the child, between fork and exec: system calls only. Writes the reason to `failure` when the program is
-// not there.
-[[noreturn]] void become(char* const* words, int socket, int failure) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  dup2(socket, STDIN_FILENO);
-  dup2(socket, STDOUT_FILENO);
-  execvp(words[0], words);
-  const int reason = errno;
-  [[maybe_unused]] const auto written = write(failure, &reason, sizeof reason);
-  _exit(127);
-}
-
 }  // namespace
 
 ChildProcess::ChildProcess(std::vector<std::string> words) {
-  int lines[2];
-  int failure[2];
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, lines) != 0 || pipe2(failure, O_CLOEXEC) != 0)
-    fail("socketpair");
+  words.insert(words.begin(), {"setpriv", "--pdeathsig", "KILL"});  // it dies with the test
   std::vector<char*> arguments;
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
-
-  pid_ = fork();
-  if (pid_ < 0) fail("fork");
-  if (pid_ == 0) become(arguments.data(), lines[1], failure[1]);
-  socket_ = lines[0];
+  int lines[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, lines) != 0) throw std::runtime_error("socketpair");
+  posix_spawn_file_actions_t streams;
+  posix_spawn_file_actions_init(&streams);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO}) {
+    posix_spawn_file_actions_adddup2(&streams, lines[1], stream);
+  }
+  const int failure = posix_spawnp(&pid_, arguments[0], &streams, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&streams);
   close(lines[1]);
-  close(failure[1]);
-  int reason = 0;
-  const bool failed = read(failure[0], &reason, sizeof reason) > 0;
-  close(failure[0]);
-  if (!failed) return;
+  socket_ = lines[0];
+  if (failure == 0) return;
   close(socket_);
-  wait();
-  errno = reason;
-  fail("cannot start " + words.front());
+  throw std::system_error(failure, std::generic_category(), "setpriv");
 }
 
 ChildProcess::~ChildProcess() {
@@ -69,8 +48,9 @@ ChildProcess::~ChildProcess() {
 
 void ChildProcess::writeLine(std::string_view line) {
   const std::string text = std::string(line) + "\n";
-  if (send(socket_, text.data(), text.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(text.size()))
-    fail("send");
+  if (send(socket_, text.data(), text.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(text.size())) {
+    throw std::runtime_error("the child process has closed its input");
+  }
 }
 
 std::string ChildProcess::readLine() {

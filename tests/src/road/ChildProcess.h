@@ -11,7 +11,7 @@
 // the test's. It is killed with the object, and dies with the test. For the test's main thread.
 class ChildProcess {
  public:
-  // Looks the program up on the PATH. Throws std::runtime_error when it cannot be started.
+  // Looks the program up on the PATH; one that is not there ends at once.
   explicit ChildProcess(std::vector<std::string> words);
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/foundation/NSJSONSerialization.h"
 #include "tests/src/road/CaptureService.h"
 #include "tests/src/road/RoadHost.h"
+#include "tests/support/Json.h"
 
 // A capture service, and the folder that the hosts of one test keep their data in, one after the other.
 class RoadTest : public testing::Test {
@@ -78,18 +78,10 @@ class RoadTest : public testing::Test {
     }
     return values;
   }
-  static std::string json(const platform::Value& value) {
-    return platform::NSJSONSerialization::dataWithJSONObject(value).value();
-  }
   static std::vector<std::string> membersOf(const CaptureService::Records& records, std::string_view name) {
     std::vector<std::string> values;
     for (const auto& record : records) values.push_back(textAt(record, name));
     return values;
-  }
-  static std::vector<std::string> numbers(int first, int count) {
-    std::vector<std::string> texts;
-    for (int i = first; i < first + count; ++i) texts.push_back(std::to_string(i));
-    return texts;
   }
 
   CaptureService service;
