@@ -17,7 +17,9 @@ void* SeparateLibrary::find(const char* function) {
   if (found || isFailureTold_) return found;
   isFailureTold_ = true;
   const char* const reason = dlerror();
-  NSLog(std::string("A library could not be loaded: ") + (reason ? reason : name_));
+  const std::string line = std::string("A library could not be loaded: ") + (reason ? reason : name_);
+  lock.unlock();  // the log's sink may show the line, and measure it first
+  NSLog(line);
   return nullptr;
 }
 
