@@ -212,11 +212,15 @@ TEST_F(UIApplicationTest, AnActionThatIsNotCalledIsALineInTheLog) {
   class Shop : public NSObject {
     NS_OBJECT(Shop, NSObject)
    public:
+    explicit Shop(Story& story) : story_(story) {}
     static void describe(ClassBuilder<Shop>& c) { c.action("open:", &Shop::open); }
-    void open(UIButton*) {}
+
+   private:
+    void open(UIButton*) { story_.tell("opened"); }
+    Story& story_;
   };
   SystemLog::setSink([this](std::string_view line) { story.tell(std::string(line)); });
-  const auto shop = std::make_shared<Shop>();
+  const auto shop = std::make_shared<Shop>(story);
   const auto button = std::make_shared<UIButton>("Open");
   const struct {
     std::shared_ptr<UIControl> sender;
@@ -224,7 +228,7 @@ TEST_F(UIApplicationTest, AnActionThatIsNotCalledIsALineInTheLog) {
     std::shared_ptr<Shop> target;
     const char* line;
   } cases[] = {
-      {button, "open:", shop, ""},
+      {button, "open:", shop, "opened"},
       {button, "opne:", shop, "<Shop: .*> has no action \"opne:\", sent by <UIButton: .*>"},
       {button, "opne:", nullptr, ".*No responder in the chain has an action \"opne:\".*"},
       {std::make_shared<UIControl>(), "open:", shop, ".*takes another sender or event than <UIControl: .*"}};
