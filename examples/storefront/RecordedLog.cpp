@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/foundation/SystemLog.h"
+#include "platform/foundation/Text.h"
 
 namespace {
 
@@ -16,12 +17,6 @@ constexpr std::string_view kDebugLine = "[KOVA DEBUG]: ";
 constexpr std::size_t kKindWidth = 10;
 
 using Fields = std::map<std::string, std::string, std::less<>>;
-
-std::string trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \n");
-  if (first == std::string_view::npos) return {};
-  return std::string(text.substr(first, text.find_last_not_of(" \n") - first + 1));
-}
 
 // The lines "   Name      : value", up to the first that is none.
 Fields fieldsOf(std::string_view message) {
@@ -32,7 +27,8 @@ Fields fieldsOf(std::string_view message) {
   while (std::getline(lines, line)) {
     const auto colon = line.find(" : ");
     if (colon == std::string::npos) break;
-    fields[trimmed(line.substr(0, colon))] = line.substr(colon + 3);
+    fields[std::string(platform::trimmingWhitespaceAndNewlines(line.substr(0, colon)))] =
+        line.substr(colon + 3);
   }
   return fields;
 }

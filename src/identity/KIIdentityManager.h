@@ -10,6 +10,7 @@
 
 #include "platform/foundation/Value.h"
 #include "platform/runtime/Mutex.h"
+#include "src/core/Threads.h"
 
 class KovaPersistentStore;
 
@@ -27,8 +28,9 @@ class KIIdentityManager {
   explicit KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore);
 
   // The manager of the store's environment id: the one that an earlier tracker still holds, for which its
-  // user is no longer a brand-new one, else a new one. Main thread.
-  static std::shared_ptr<KIIdentityManager> forStore(std::shared_ptr<KovaPersistentStore> persistentStore);
+  // user is no longer a brand-new one, else a new one.
+  static std::shared_ptr<KIIdentityManager> forStore(std::shared_ptr<KovaPersistentStore> persistentStore)
+      KOVA_ON_MAIN_THREAD;
 
   // Takes up what is stored; without a stored user id, derives one from the stored identity or makes one up.
   // False while the store cannot be read: then there is no user, and its id is empty, until assumeUser().

@@ -43,9 +43,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   bool isLoaded() const { return urls_.isLoaded(); }
 
   // The manager of the store's environment id: the one that an earlier tracker, or its request in flight,
-  // still holds, else a new one. Main thread.
+  // still holds, else a new one.
   static std::shared_ptr<KovaQueueManager> forStore(std::shared_ptr<KovaPersistentStore> persistentStore,
-                                                    Limits limits);
+                                                    Limits limits) KOVA_ON_MAIN_THREAD;
 
   // Pixel URLs, relative to the capture base URL.
   bool canEnqueueUrlString() const { return urls_.hasRoom(); }

@@ -54,13 +54,9 @@ void tellWhenNoApplicationWasStarted() {
 }
 
 NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
-  NSURLRequest request(KovaRequestBuilder::messageBatchUrlWithBaseUrl(baseUrl),
-                       NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout);
-  request.setValue("application/json", "Content-Type");
-  request.setValue(std::to_string(body.size()), "Content-Length");
-  request.setHTTPMethod("POST");
-  request.setHTTPBody(std::make_shared<const std::string>(std::move(body)));
-  return request;
+  return kova::postingJSON(NSURLRequest(KovaRequestBuilder::messageBatchUrlWithBaseUrl(baseUrl),
+                                        NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout),
+                           std::move(body));
 }
 
 }  // namespace

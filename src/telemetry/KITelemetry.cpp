@@ -134,10 +134,5 @@ void KITelemetry::makeTelemetryRequest(const std::string& body) {
   const auto base = endpoint();
   const auto url = base ? NSURL::create("api/mobile_telemetry", *base) : std::nullopt;
   if (!url) return;
-  NSURLRequest request(*url);
-  request.setValue("application/json", "Content-Type");
-  request.setValue(std::to_string(body.size()), "Content-Length");
-  request.setHTTPMethod("POST");
-  request.setHTTPBody(std::make_shared<const std::string>(body));
-  NSURLSession(sessionConfiguration()).dataTask(request)->resume();
+  NSURLSession(sessionConfiguration()).dataTask(kova::postingJSON(NSURLRequest(*url), body))->resume();
 }

@@ -102,6 +102,7 @@ void KIPairingQuestion::replaceAlert(const Request& request, const ContainerRef&
 
 void KIPairingQuestion::requestUserApprovalToPair(const Request& request, const ContainerRef& container) {
   if (request.isVoid()) return;
+  container->moveToTop();  // an answer to the alert before may have uncovered the app meanwhile
   asked_ = request;
   listener_(Step::Shown, request);
   const auto alert = std::make_shared<UIAlertController>(

@@ -28,10 +28,6 @@ HttpServer::Reply HttpServer::Reply::redirect(int status, std::string location) 
   return reply;
 }
 
-HttpServer::HttpServer() : HttpServer(nullptr) {}
-
-HttpServer::HttpServer(const TestCertificate& certificate) : HttpServer(&certificate) {}
-
 HttpServer::HttpServer(const TestCertificate* certificate)
     : listener_(certificate, [this](ServerConnection& connection) { serve(connection); }) {}
 
@@ -52,11 +48,6 @@ std::string HttpServer::url(std::string_view path) const {
 void HttpServer::handle(const std::string& path, Handler handler) {
   const std::lock_guard lock(mutex_);
   handlers_[path] = std::move(handler);
-}
-
-void HttpServer::closeConnectionsAfter(std::size_t requests) {
-  const std::lock_guard lock(mutex_);
-  requestsPerConnection_ = requests;
 }
 
 void HttpServer::keepRequests(bool keep) {
@@ -87,33 +78,29 @@ bool HttpServer::waitForRequests(std::size_t count) const {
 
 void HttpServer::serve(ServerConnection& connection) {
   if (!connection.handshake()) return;
-  std::size_t served = 0;
   while (std::optional<Request> request = connection.readRequest()) {
     Reply reply = replyTo(*request);
-    bool closes = false;
     {
       const std::lock_guard lock(mutex_);
       ++requestCount_;
-      closes = ++served >= requestsPerConnection_;
       if (keepsRequests_) requests_.push_back(std::move(*request));
       changed_.notify_all();
     }
     if (observer_) observer_();
-    if (!send(connection, reply, closes)) return;
+    if (!send(connection, reply)) return;
     if (reply.ending == Reply::Ending::stall) return connection.waitForClose();
     if (reply.ending == Reply::Ending::reset) return connection.reset();
-    if (closes || reply.ending == Reply::Ending::close) return;
+    if (reply.ending == Reply::Ending::close) return;
   }
 }
 
-bool HttpServer::send(ServerConnection& connection, const Reply& reply, bool closes) {
+bool HttpServer::send(ServerConnection& connection, const Reply& reply) {
   std::string bytes;
   if (reply.raw) {
     bytes = *reply.raw;
   } else {
     bytes = "HTTP/1.1 " + std::to_string(reply.status) + " Status\r\n";
     for (const auto& [name, value] : reply.headers) bytes += name + ": " + value + "\r\n";
-    if (closes) bytes += "Connection: close\r\n";
     bytes +=
         "Content-Length: " + std::to_string(reply.announcedLength.value_or(reply.body.size())) + "\r\n\r\n";
     bytes += reply.body;

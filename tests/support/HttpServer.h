@@ -51,8 +51,8 @@ class HttpServer {
   using Handler = std::function<Reply(const Request&)>;
 
   // Listens on a free port of 127.0.0.1; with a certificate, for TLS.
-  HttpServer();
-  explicit HttpServer(const TestCertificate& certificate);
+  HttpServer() : HttpServer(nullptr) {}
+  explicit HttpServer(const TestCertificate& certificate) : HttpServer(&certificate) {}
   // Closes all connections and waits for their threads.
   ~HttpServer();
   HttpServer(const HttpServer&) = delete;
@@ -67,13 +67,10 @@ class HttpServer {
   void handle(const std::string& path, Handler handler);
   // Called after each request has been counted, on a thread of the server. Set it before the first request.
   void setObserver(std::function<void()> observer) { observer_ = std::move(observer); }
-  // Every connection is closed after so many requests.
-  void closeConnectionsAfter(std::size_t requests);
   // Requests are kept for requests() unless switched off, as long runs do.
   void keepRequests(bool keep);
 
   std::size_t connectionCount() const { return listener_.connectionCount(); }
-  std::size_t openConnectionCount() const { return listener_.openConnectionCount(); }
   std::size_t requestCount() const;
   std::vector<Request> requests() const;
   Request lastRequest() const;
@@ -84,10 +81,9 @@ class HttpServer {
 
  private:
   explicit HttpServer(const TestCertificate* certificate);
-
   void serve(ServerConnection& connection);
   Reply replyTo(const Request& request);
-  bool send(ServerConnection& connection, const Reply& reply, bool closes);
+  bool send(ServerConnection& connection, const Reply& reply);
 
   std::function<void()> observer_;
 
@@ -96,7 +92,6 @@ class HttpServer {
   std::map<std::string, Handler> handlers_;
   std::vector<Request> requests_;
   std::size_t requestCount_ = 0;
-  std::size_t requestsPerConnection_ = static_cast<std::size_t>(-1);
   bool keepsRequests_ = true;
   bool stopping_ = false;
 

@@ -80,11 +80,6 @@ std::size_t LoopbackListener::connectionCount() const {
   return connectionCount_;
 }
 
-std::size_t LoopbackListener::openConnectionCount() const {
-  const std::lock_guard lock(mutex_);
-  return threads_.size();
-}
-
 bool LoopbackListener::waitForOpenConnections(std::size_t count) const {
   std::unique_lock lock(mutex_);
   return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return threads_.size() == count; });

@@ -37,7 +37,6 @@ class LoopbackListener {
   void stop();
 
   std::size_t connectionCount() const;
-  std::size_t openConnectionCount() const;
   // False when it does not come true within 20 seconds.
   bool waitForOpenConnections(std::size_t count) const;
 

@@ -1,53 +1,32 @@
 #include "tests/support/ServerConnection.h"
 
 #include <openssl/ssl.h>
-#include <strings.h>
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <boost/asio/buffer.hpp>
+#include <boost/beast/http.hpp>
+
+namespace http = boost::beast::http;
 
 namespace {
 
 constexpr std::size_t kReadSize = 256u << 10;
 constexpr std::size_t kLargestHead = 1u << 20;
 
-bool isNamed(const HttpRequest::Field& field, std::string_view name) {
-  return field.first.size() == name.size() && strncasecmp(field.first.data(), name.data(), name.size()) == 0;
-}
-
-HttpRequest parseHead(std::string_view head) {
-  HttpRequest request;
-  bool isFirst = true;
-  while (!head.empty()) {
-    const std::string_view line = head.substr(0, head.find("\r\n"));
-    head.remove_prefix(std::min(head.size(), line.size() + 2));
-    if (isFirst) {
-      const std::size_t blank = line.find(' ');
-      request.method = line.substr(0, blank);
-      request.target = line.substr(blank + 1, line.rfind(' ') - blank - 1);
-      isFirst = false;
-      continue;
-    }
-    const std::size_t colon = line.find(':');
-    std::string_view value = line.substr(std::min(line.size(), colon + 1));
-    while (value.starts_with(' ')) value.remove_prefix(1);
-    request.headers.emplace_back(line.substr(0, colon), value);
-  }
-  return request;
-}
-
 }  // namespace
 
 const std::string* HttpRequest::header(std::string_view name) const {
-  const auto found =
-      std::find_if(headers.begin(), headers.end(), [&](const Field& field) { return isNamed(field, name); });
+  const auto found = std::find_if(headers.begin(), headers.end(), [&](const Field& field) {
+    return boost::beast::iequals(field.first, name);
+  });
   return found == headers.end() ? nullptr : &found->second;
 }
 
 std::size_t HttpRequest::countOfHeader(std::string_view name) const {
-  return static_cast<std::size_t>(std::count_if(headers.begin(), headers.end(),
-                                                [&](const Field& field) { return isNamed(field, name); }));
+  return static_cast<std::size_t>(std::count_if(headers.begin(), headers.end(), [&](const Field& field) {
+    return boost::beast::iequals(field.first, name);
+  }));
 }
 
 ServerConnection::ServerConnection(int socket, SSL_CTX* context)
@@ -60,17 +39,20 @@ ServerConnection::~ServerConnection() { SSL_free(tls_); }
 bool ServerConnection::handshake() { return !tls_ || SSL_accept(tls_) == 1; }
 
 std::optional<HttpRequest> ServerConnection::readRequest() {
-  std::size_t end = std::string::npos;
-  while ((end = buffer_.find("\r\n\r\n")) == std::string::npos) {
-    if (buffer_.size() > kLargestHead || !readMore(kReadSize)) return std::nullopt;
-    if (buffer_[0] < 'A' || buffer_[0] > 'Z') return std::nullopt;
+  http::request_parser<http::string_body> parser;
+  parser.header_limit(kLargestHead);
+  parser.body_limit(boost::none);
+  parser.eager(true);
+  while (!parser.is_done()) {
+    if (buffer_.empty() && !readMore(kReadSize)) return std::nullopt;
+    boost::system::error_code error;
+    buffer_.erase(0, parser.put(boost::asio::buffer(buffer_), error));
+    if (error == http::error::need_more ? !readMore(kReadSize) : error.failed()) return std::nullopt;
   }
-  HttpRequest request = parseHead(std::string_view(buffer_).substr(0, end + 2));
-  buffer_.erase(0, end + 4);
-  const std::string* length = request.header("Content-Length");
-  std::optional<std::string> body = read(length ? std::strtoull(length->c_str(), nullptr, 10) : 0);
-  if (!body) return std::nullopt;
-  request.body = std::move(*body);
+  auto& read = parser.get();
+  HttpRequest request{
+      std::string(read.method_string()), std::string(read.target()), {}, std::move(read.body())};
+  for (const auto& field : read) request.headers.emplace_back(field.name_string(), field.value());
   return request;
 }
 

@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <filesystem>
-#include <regex>
 
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSFileManager.h"
@@ -116,6 +115,13 @@ void SimulatedDevice::settle() {
   runUntil([this] { return session_->isIdle(); });
 }
 
+void SimulatedDevice::upload() {
+  drain();
+  settle();
+  advance(15);
+  settle();
+}
+
 void SimulatedDevice::setOnline(bool online) { isOnline = online; }
 
 void SimulatedDevice::setSystemVersion(std::string_view version) {
@@ -157,13 +163,6 @@ std::vector<Value> SimulatedDevice::receivedBatches() const {
     batches.push_back(NSJSONSerialization::JSONObjectWithData(request.body).value());
   }
   return batches;
-}
-
-std::string SimulatedDevice::lastBodyWithoutIds() const {
-  std::string body = service.lastRequest().body;
-  body = std::regex_replace(body, std::regex(*Kova::userId()), "USER");
-  body = std::regex_replace(body, std::regex(*Kova::sessionId()), "SESSION");
-  return std::regex_replace(body, std::regex("\"[0-9]{16}\""), "\"ID\"");
 }
 
 std::vector<Dictionary> SimulatedDevice::receivedMessages() const {

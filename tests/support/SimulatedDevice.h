@@ -56,6 +56,8 @@ class SimulatedDevice {
   // Until no upload is in flight: what has not been requested by then is not going to be, unless time moves
   // on.
   void settle();
+  // What has been recorded arrives, and what that sets off: a pageview on its way would hold up the rest.
+  void upload();
 
   // Options for an app with view controllers.
   std::shared_ptr<KovaOptions> optionsWithScreens() const;
@@ -77,9 +79,6 @@ class SimulatedDevice {
   // What the service received at that path: decoded bodies of POSTs, targets of GETs.
   std::vector<std::string> receivedTargets(std::string_view path) const;
   std::vector<platform::Value> receivedBatches() const;
-  // The body of the last request, with what differs from run to run replaced: the ids of the user ("USER")
-  // and of the session ("SESSION"), and all others ("ID").
-  std::string lastBodyWithoutIds() const;
   // The messages of all batches, in order of arrival.
   std::vector<platform::Dictionary> receivedMessages() const;
 

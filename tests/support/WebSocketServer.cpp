@@ -4,13 +4,11 @@
 #include <openssl/sha.h>
 
 #include <array>
-#include <chrono>
 #include <cstring>
 #include <utility>
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{20};
 constexpr std::size_t kLargestFrame = 256u << 20;
 
 std::string base64(const unsigned char* bytes, std::size_t size) {
@@ -162,24 +160,12 @@ std::vector<std::string> WebSocketServer::messages() const {
   return messages_;
 }
 
-bool WebSocketServer::waitForRequests(std::size_t count) const {
-  std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, kPatience, [&] { return requests_.size() >= count; });
-}
-
-bool WebSocketServer::waitForMessages(std::size_t count) const {
-  std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, kPatience, [&] { return messages_.size() >= count; });
-}
-
 void WebSocketServer::keep(const HttpRequest& request) {
   const std::lock_guard lock(mutex_);
   requests_.push_back(request);
-  changed_.notify_all();
 }
 
 void WebSocketServer::keep(const std::string& message) {
   const std::lock_guard lock(mutex_);
   messages_.push_back(message);
-  changed_.notify_all();
 }

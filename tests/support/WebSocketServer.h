@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -92,9 +91,7 @@ class WebSocketServer {
   // The payloads of text and binary frames, of all connections, in the order in which scripts received them.
   std::vector<std::string> messages() const;
 
-  // Each answers false when it does not come true within 20 seconds.
-  bool waitForRequests(std::size_t count) const;
-  bool waitForMessages(std::size_t count) const;
+  // Answers false when it does not come true within 20 seconds.
   bool waitForOpenConnections(std::size_t count) const { return listener_.waitForOpenConnections(count); }
   std::size_t connectionCount() const { return listener_.connectionCount(); }
 
@@ -103,7 +100,6 @@ class WebSocketServer {
   void keep(const std::string& message);
 
   mutable std::mutex mutex_;
-  mutable std::condition_variable changed_;
   std::vector<HttpRequest> requests_;
   std::vector<std::string> messages_;
 

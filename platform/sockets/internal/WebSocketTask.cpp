@@ -7,7 +7,6 @@
 #include <chrono>
 #include <deque>
 #include <exception>
-#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -15,7 +14,6 @@
 #include <utility>
 
 #include "platform/dispatch/DispatchQueue.h"
-#include "platform/foundation/String.h"
 #include "platform/foundation/SystemLog.h"
 #include "platform/net/NSHTTPURLResponse.h"
 #include "platform/net/NSURLError.h"

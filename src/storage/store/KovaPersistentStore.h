@@ -14,6 +14,7 @@
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
+#include "src/core/Threads.h"
 
 // The state of one environment id across launches: values in the user defaults under "kova_<id>_<key>", and
 // the message arrays of batches as JSON files in the directory "kova-<id>" of the caches directory.
@@ -27,11 +28,10 @@ class KovaPersistentStore {
 
   explicit KovaPersistentStore(std::string_view appId, JSONStore jsonStore = JSONStore::Enabled);
 
-  // The store of the environment id: the one that is in use, else a new one, purged with these limits. Main
-  // thread.
-  static std::shared_ptr<KovaPersistentStore> forAppId(const std::string& appId, std::size_t queuedUrlLimit,
-                                                       std::size_t queuedEventLimit,
-                                                       std::size_t queuedMessageBatchLimit);
+  // The store of the environment id: the one that is in use, else a new one, purged with these limits.
+  static std::shared_ptr<KovaPersistentStore> forAppId(
+      const std::string& appId, std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
+      std::size_t queuedMessageBatchLimit) KOVA_ON_MAIN_THREAD;
 
   const std::string& appId() const { return appId_; }
   // The directory of the batch files; none when it is disabled or cannot be made.

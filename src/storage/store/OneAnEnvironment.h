@@ -4,16 +4,23 @@
 #include <memory>
 #include <string>
 
+#include "src/core/Threads.h"
+
 namespace kova {
+
+// By environment id, the objects of the kind that somebody may hold.
+template <class Object>
+std::map<std::string, std::weak_ptr<Object>>& aliveInEnvironments() KOVA_ON_MAIN_THREAD {
+  static auto& objects = *new std::map<std::string, std::weak_ptr<Object>>;
+  return objects;
+}
 
 // The one object of its kind that an environment id has, for as long as somebody holds it; made when nobody
 // does. What mirrors stored values in memory is found this way: two of a kind would overwrite each other's
-// rows.
-//
-// Main thread only; what is found is shared with whoever else holds it.
+// rows. It is shared with whoever else holds it.
 template <class Object, class Make>
-std::shared_ptr<Object> oneAnEnvironment(const std::string& appId, Make make) {
-  static auto& alive = *new std::map<std::string, std::weak_ptr<Object>>;
+std::shared_ptr<Object> oneAnEnvironment(const std::string& appId, Make make) KOVA_ON_MAIN_THREAD {
+  auto& alive = aliveInEnvironments<Object>();
   if (const auto found = alive.find(appId); found != alive.end()) {
     if (auto object = found->second.lock()) return object;
   }

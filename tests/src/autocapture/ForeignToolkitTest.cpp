@@ -2,14 +2,14 @@
 
 #include "platform/foundation/NSNotificationCenter.h"
 #include "src/autocapture/UIResponder+KovaAncestry.h"
-#include "tests/src/autocapture/CaptureFixture.h"
+#include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::SizeIs;
+using namespace testing;
 
 namespace {
+
+using platform::Value;
 
 // The toolkit: widgets that know each other, and nothing of views.
 struct Widget {
@@ -21,12 +21,15 @@ struct Widget {
   std::vector<Widget*> children = {};
 };
 
+std::optional<String> textOrNone(const std::string& text) {
+  return text.empty() ? std::nullopt : std::optional(String(text));
+}
+
 // A widget as a view of the kind.
 template <class Kind>
 class WidgetView : public Kind {
  public:
   explicit WidgetView(const Widget& widget) : Kind(CGRect{}), widget_(widget) {}
-
   UIView* superview() const override { return widget_.parent ? widget_.parent->view.get() : nullptr; }
   const UIView::Subviews& subviews() const override {
     subviews_.clear();
@@ -40,28 +43,22 @@ class WidgetView : public Kind {
   std::optional<String> accessibilityLabel() const override { return std::nullopt; }
 
  protected:
-  static std::optional<String> textOrNone(const std::string& text) {
-    return text.empty() ? std::nullopt : std::optional(String(text));
-  }
   const Widget& widget_;
 
  private:
   mutable UIView::Subviews subviews_;
 };
-
 class ForeignCaption : public WidgetView<UILabel> {
   NS_OBJECT(ForeignCaption, UILabel)
  public:
   using WidgetView::WidgetView;
   std::optional<String> text() const override { return textOrNone(widget_.text); }
 };
-
 class ForeignButton : public WidgetView<UIControl> {
   NS_OBJECT(ForeignButton, UIControl)
  public:
   using WidgetView::WidgetView;
 };
-
 class ForeignInput : public WidgetView<UITextField> {
   NS_OBJECT(ForeignInput, UITextField)
  public:
@@ -75,19 +72,13 @@ class ForeignScreen : public UIViewController {
   static void describe(ClassBuilder<ForeignScreen>& c) {
     c.ivar("_buyButton", &ForeignScreen::buyButton).action("buy:", &ForeignScreen::buy);
   }
-  explicit ForeignScreen(const Widget& panel) : panel_(panel) {}
-  std::shared_ptr<UIView> viewIfLoaded() const override { return panel_.view; }
+  std::shared_ptr<UIView> viewIfLoaded() const override { return panel; }
   std::optional<String> title() const override { return String("Shop"); }
-  UIResponder* nextResponder() const override { return panel_.view->superview(); }
+  UIResponder* nextResponder() const override { return panel->superview(); }
   void buy(ForeignButton* sender) { bought += sender != nullptr; }
-
-  std::shared_ptr<UIView> buyButton;
+  std::shared_ptr<UIView> panel, buyButton;
   int bought = 0;
-
- private:
-  const Widget& panel_;
 };
-
 class ForeignPanel : public WidgetView<UIView> {
   NS_OBJECT(ForeignPanel, UIView)
  public:
@@ -114,7 +105,6 @@ class ForeignTouch : public UITouch {
   const Widget& widget_;
   bool isUp_ = false;
 };
-
 class ForeignEvent : public UIEvent {
   NS_OBJECT(ForeignEvent, UIEvent)
  public:
@@ -141,16 +131,12 @@ class ForeignWindow : public WidgetView<UIWindow> {
   }
   std::shared_ptr<ForeignScreen> screen;
 };
-
 class ForeignApplication : public UIApplication {
   NS_OBJECT(ForeignApplication, UIApplication)
  public:
-  explicit ForeignApplication(std::shared_ptr<UIWindow> window) : window_(std::move(window)) {}
-  std::vector<std::shared_ptr<UIWindow>> windows() const override { return {window_}; }
-  std::shared_ptr<UIWindow> keyWindow() const override { return window_; }
-
- private:
-  const std::shared_ptr<UIWindow> window_;
+  std::vector<std::shared_ptr<UIWindow>> windows() const override { return {window}; }
+  std::shared_ptr<UIWindow> keyWindow() const override { return window; }
+  std::shared_ptr<UIWindow> window;
 };
 
 template <class View>
@@ -169,16 +155,17 @@ TEST(ForeignToolkitTest, IsCapturedWhole) {
   Widget buy{.name = "buy", .place = CGRectMake(10, 30, 100, 40)};
   Widget caption{.text = "Buy now", .place = CGRectMake(5, 5, 90, 30)};
   Widget email{.name = "email", .text = "ada@example.com", .place = CGRectMake(10, 90, 100, 40)};
+  const auto screen = std::make_shared<ForeignScreen>();
+  const auto application = std::make_shared<ForeignApplication>();
   const auto window = show<ForeignWindow>(root, nullptr);
   const auto panelView = show<ForeignPanel>(panel, &root);
-  const auto button = show<ForeignButton>(buy, &panel);
+  application->window = window;
+  window->screen = screen;
+  panelView->screen = screen.get();
+  screen->panel = panelView;
+  screen->buyButton = show<ForeignButton>(buy, &panel);
   show<ForeignCaption>(caption, &buy);
   show<ForeignInput>(email, &panel);
-  const auto screen = std::make_shared<ForeignScreen>(panel);
-  screen->buyButton = button;
-  panelView->screen = screen.get();
-  window->screen = screen;
-  const auto application = std::make_shared<ForeignApplication>(window);
   UIApplication::setSharedApplication(application);
   const auto options = device.optionsWithScreens();
   options->setDebug(true);
@@ -197,25 +184,22 @@ TEST(ForeignToolkitTest, IsCapturedWhole) {
   EXPECT_THAT(device.logLinesWith("Logged event"), SizeIs(1));
   NSNotificationCenter::defaultCenter().post(UITextFieldTextDidEndEditingNotification, email.view);
 
-  device.settle();
-  device.advance(15);
-  device.settle();
+  device.upload();
   EXPECT_THAT(device.receivedTargets("/h"), ElementsAre(HasSubstr("&h=ForeignScreen&t=Shop&")));
   const auto messages = device.receivedMessages();
   ASSERT_THAT(messages, SizeIs(3)) << "that of the installation first";
-  EXPECT_EQ(json(at(messages[1], "event")),
-            R"({"touchEvent":{"targetView":"ForeignButton","type":"touch","targetText":"Buy now",)"
-            R"("targetA11yId":"buy","targetIvar":"buyButton","targetSelector":"buy","viewAncestry":)"
-            R"({"ancestry":[{"class":"ForeignApplication"},{"class":"ForeignWindow"},)"
-            R"({"class":"ForeignScreen"},{"class":"ForeignPanel"},)"
-            R"({"class":"ForeignButton","accessibilityIdentifier":"buy"}]}},"appVisibilityState":2})");
-  EXPECT_EQ(json(at(messages[2], "event")),
-            R"({"touchEvent":{"targetView":"ForeignInput","type":"fieldedit","targetText":"",)"
-            R"("targetA11yId":"email","viewAncestry":{"ancestry":[{"class":"ForeignApplication"},)"
-            R"({"class":"ForeignWindow"},{"class":"ForeignScreen"},{"class":"ForeignPanel"},)"
-            R"({"class":"ForeignInput","accessibilityIdentifier":"email"}]}},"appVisibilityState":2})");
-  for (const auto& message : {messages[1], messages[2]}) {
-    EXPECT_EQ(at(message, "pageviewInfo/viewController"), Value("ForeignScreen"));
+  const std::string around =
+      R"("viewAncestry":{"ancestry":[{"class":"ForeignApplication"},{"class":"ForeignWindow"},)"
+      R"({"class":"ForeignScreen"},{"class":"ForeignPanel"},)";
+  EXPECT_EQ(json(at(messages[1], "event/touchEvent")),
+            R"({"targetView":"ForeignButton","type":"touch","targetText":"Buy now","targetA11yId":"buy",)"
+            R"("targetIvar":"buyButton","targetSelector":"buy",)" +
+                around + R"({"class":"ForeignButton","accessibilityIdentifier":"buy"}]}})");
+  EXPECT_EQ(json(at(messages[2], "event/touchEvent")),
+            R"({"targetView":"ForeignInput","type":"fieldedit","targetText":"","targetA11yId":"email",)" +
+                around + R"({"class":"ForeignInput","accessibilityIdentifier":"email"}]}})");
+  for (std::size_t i : {1, 2}) {
+    EXPECT_EQ(at(messages[i], "pageviewInfo/viewController"), Value("ForeignScreen"));
   }
   EXPECT_EQ(KOVA_autocaptureBoundingBox(*caption.view), CGRectMake(15, 55, 90, 30));
 }

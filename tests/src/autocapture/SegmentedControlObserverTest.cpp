@@ -3,9 +3,8 @@
 #include "src/autocapture/KovaSegmentedControlObserver.h"
 
 #include "src/autocapture/UIResponder+KovaIgnore.h"
-#include "src/core/KovaUtil.h"
 #include "src/core/UIApplication+DispatchState.h"
-#include "tests/src/autocapture/CaptureFixture.h"
+#include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
 
@@ -13,10 +12,13 @@ namespace {
 
 class SegmentedControlObserverTest : public testing::Test {
  protected:
-  std::shared_ptr<KITouchEvent> touchOn(const std::shared_ptr<UIView>& view, unsigned rules = 0) {
-    touch->setTarget(nullptr, view);
-    return KITouchEvent::create("touch", view, touch, std::nullopt, KITouchEvent::ViewAncestry::Omit,
-                                kAppVisibilityStateForeground, rules, settings);
+  void observe(unsigned rules = 0) {
+    event = settings.touch(control, rules, touch);
+    observer = KovaSegmentedControlObserver::observeTouchEvent(event);
+  }
+  std::string textAfterSelecting(int segment) {
+    control->setSelectedSegmentIndex(segment);
+    return event->sanitizedTargetText().str();
   }
 
   SimulatedDevice device;
@@ -24,58 +26,48 @@ class SegmentedControlObserverTest : public testing::Test {
   std::shared_ptr<UITouch> touch = std::make_shared<UITouch>();
   std::shared_ptr<UISegmentedControl> control =
       std::make_shared<UISegmentedControl>(std::vector<String>{"A", "Middle", "B"});
+  std::shared_ptr<KITouchEvent> event;
+  std::shared_ptr<KovaSegmentedControlObserver> observer;
 };
 
 TEST_F(SegmentedControlObserverTest, TheLastSelectionWinsUntilItIsStopped) {
-  EXPECT_EQ(KovaSegmentedControlObserver::observeTouchEvent(touchOn(std::make_shared<UIButton>())), nullptr);
+  EXPECT_EQ(
+      KovaSegmentedControlObserver::observeTouchEvent(settings.touch(std::make_shared<UIButton>(), 0, touch)),
+      nullptr);
   control->addSegmentWithImage(nullptr);
   control->setSelectedSegmentIndex(0);
-  const auto event = touchOn(control);
+  observe();
   EXPECT_EQ(event->sanitizedTargetText().view(), "A Middle");
-  const auto observer = KovaSegmentedControlObserver::observeTouchEvent(event);
-  ASSERT_NE(observer, nullptr);
-  control->setSelectedSegmentIndex(2);
-  EXPECT_EQ(event->sanitizedTargetText().view(), "B");
-  control->setSelectedSegmentIndex(UISegmentedControl::kNoSegment);
-  EXPECT_EQ(event->sanitizedTargetText().view(), "B");
-  control->setSelectedSegmentIndex(3);
-  EXPECT_EQ(event->sanitizedTargetText().view(), "") << "a segment with an image";
-  control->setSelectedSegmentIndex(1);
+  EXPECT_EQ(textAfterSelecting(2), "B");
+  EXPECT_EQ(textAfterSelecting(UISegmentedControl::kNoSegment), "B");
+  EXPECT_EQ(textAfterSelecting(3), "") << "a segment with an image";
+  EXPECT_EQ(textAfterSelecting(1), "Middle");
   observer->stopObserving();
-  control->setSelectedSegmentIndex(2);
-  EXPECT_EQ(event->sanitizedTargetText().view(), "Middle");
+  EXPECT_EQ(textAfterSelecting(2), "Middle");
   EXPECT_NO_THROW(observer->stopObserving());
 }
 
 TEST_F(SegmentedControlObserverTest, AnotherFingersSelectionIsNotTheTouchs) {
-  const auto event = touchOn(control);
-  const auto observer = KovaSegmentedControlObserver::observeTouchEvent(event);
-  const auto text = event->sanitizedTargetText();
-  const auto others = std::make_shared<UIEvent>();
-  others->addTouch(std::make_shared<UITouch>());
+  observe();
+  UIEvent others;
+  others.addTouch(std::make_shared<UITouch>());
   {
-    const KIEventDispatchScope dispatch(*others);
-    control->setSelectedSegmentIndex(2);
-    EXPECT_EQ(event->sanitizedTargetText(), text);
-    others->addTouch(touch);
-    control->setSelectedSegmentIndex(1);
-    EXPECT_EQ(event->sanitizedTargetText().view(), "Middle");
+    const KIEventDispatchScope dispatch(others);
+    EXPECT_EQ(textAfterSelecting(2), "A Middle");
+    others.addTouch(touch);
+    EXPECT_EQ(textAfterSelecting(1), "Middle");
   }
   UIEvent shake(UIEventType::Motion, UIEventSubtype::MotionShake);
   const KIEventDispatchScope dispatch(shake);
-  control->setSelectedSegmentIndex(2);
-  EXPECT_EQ(event->sanitizedTargetText().view(), "B") << "an event without touches";
+  EXPECT_EQ(textAfterSelecting(2), "B") << "an event without touches";
 }
 
 TEST_F(SegmentedControlObserverTest, WhatIsRedactedOrOmittedStaysSo) {
-  const auto redacted = touchOn(control, kKovaIgnoreRuleRedactText);
+  observe(kKovaIgnoreRuleRedactText);
+  EXPECT_EQ(textAfterSelecting(2), "****");
   settings.textOff = true;
-  const auto omitted = touchOn(control);
-  const auto first = KovaSegmentedControlObserver::observeTouchEvent(redacted);
-  const auto second = KovaSegmentedControlObserver::observeTouchEvent(omitted);
-  control->setSelectedSegmentIndex(2);
-  EXPECT_EQ(redacted->sanitizedTargetText().view(), "****");
-  EXPECT_EQ(omitted->sanitizedTargetText().view(), "");
+  observe();
+  EXPECT_EQ(textAfterSelecting(1), "");
 }
 
 }  // namespace

@@ -1,19 +1,21 @@
 // The path of responders that a touch event carries.
 
+#include "src/autocapture/KIViewAncestry.h"
+
 #include <thread>
 
-#include "src/autocapture/KIViewAncestry.h"
+#include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KovaLogger.h"
-#include "tests/src/autocapture/CaptureFixture.h"
+#include "src/pageviews/UIResponder+ActivePageview.h"
+#include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
-using testing::ElementsAre;
+using namespace testing;
 
 namespace {
 
 class ReadingView : public UIView {
   NS_OBJECT(ReadingView, UIView)
-
  public:
   std::vector<std::shared_ptr<NSObject>> accessibilityElements() override {
     ++readings;
@@ -22,15 +24,10 @@ class ReadingView : public UIView {
   int readings = 0;
 };
 
-class CircularView : public UIView {
-  NS_OBJECT(CircularView, UIView)
-
- public:
-  UIResponder* nextResponder() const override { return const_cast<CircularView*>(this); }
-};
-
 class ViewAncestryTest : public testing::Test {
  protected:
+  using Boxes = KIViewAncestry::BoundingBoxes;
+
   ViewAncestryTest() {
     button->setAccessibilityIdentifier("pay");
     row->setAccessibilityLabel("Row");
@@ -39,9 +36,12 @@ class ViewAncestryTest : public testing::Test {
     controller->view()->addSubview(row);
     controller->setAccessibilityLabel("Cart");
   }
-
-  std::string capture(KIViewAncestry::BoundingBoxes boxes = KIViewAncestry::BoundingBoxes::Omit) {
-    return json(KIViewAncestry::captureFromView(*button, settings, boxes)->transmittableDictionary());
+  std::shared_ptr<const KIViewAncestry> ancestryOf(UIView& view, Boxes boxes = Boxes::Omit) {
+    return KIViewAncestry::captureFromView(view, settings, boxes);
+  }
+  // The nodes as JSON.
+  std::string capture(Boxes boxes = Boxes::Omit) {
+    return json(*ancestryOf(*button, boxes)->transmittableDictionary().find("ancestry"));
   }
 
   SimulatedDevice device;
@@ -54,47 +54,62 @@ class ViewAncestryTest : public testing::Test {
 TEST_F(ViewAncestryTest, NodesFromTheRootDown) {
   const std::string rest =
       R"({"class":"UIView"},{"class":"UIView","accessibilityLabel":"Row"},)"
-      R"({"class":"UIButton","accessibilityLabel":"Pay","accessibilityIdentifier":"pay"}]})";
-  EXPECT_EQ(capture(), R"({"ancestry":[{"class":"CartController","accessibilityLabel":"Cart"},)" + rest);
+      R"({"class":"UIButton","accessibilityLabel":"Pay","accessibilityIdentifier":"pay"}])";
+  EXPECT_EQ(capture(), R"([{"class":"CartController","accessibilityLabel":"Cart"},)" + rest);
   settings.limit = 3;
-  EXPECT_EQ(capture(), R"({"ancestry":[)" + rest);
+  EXPECT_EQ(capture(), "[" + rest);
   settings.limit = 0;
-  EXPECT_EQ(capture(), R"({"ancestry":[]})");
+  EXPECT_EQ(capture(), "[]");
 
   settings.limit = 2;
   settings.labelOff = true;
-  EXPECT_EQ(capture(KIViewAncestry::BoundingBoxes::Capture),
-            R"({"ancestry":[{"class":"UIView","boundingBox":{"upperLeftOrigin":{"x":10.0,"y":20.0},)"
+  EXPECT_EQ(capture(Boxes::Capture),
+            R"([{"class":"UIView","boundingBox":{"upperLeftOrigin":{"x":10.0,"y":20.0},)"
             R"("size":{"width":100.0,"height":50.0}}},)"
             R"({"class":"UIButton","accessibilityIdentifier":"pay","boundingBox":{"upperLeftOrigin":)"
-            R"({"x":11.0,"y":22.0},"size":{"width":30.0,"height":40.0}}}]})");
+            R"({"x":11.0,"y":22.0},"size":{"width":30.0,"height":40.0}}}])");
 }
 
 TEST_F(ViewAncestryTest, RedactedLabelsStaySoBelowAndBeyondTheLimit) {
   setKovaRedactAccessibilityLabel(*row, true);
   const std::string redacted =
-      R"({"class":"UIButton","accessibilityLabel":"****","accessibilityIdentifier":"pay"}]})";
-  EXPECT_EQ(capture(), R"({"ancestry":[{"class":"CartController","accessibilityLabel":"Cart"},)"
-                       R"({"class":"UIView"},{"class":"UIView","accessibilityLabel":"****"},)" +
+      R"({"class":"UIButton","accessibilityLabel":"****","accessibilityIdentifier":"pay"}])";
+  EXPECT_EQ(capture(), R"([{"class":"CartController","accessibilityLabel":"Cart"},{"class":"UIView"},)"
+                       R"({"class":"UIView","accessibilityLabel":"****"},)" +
                            redacted);
   settings.limit = 1;
-  EXPECT_EQ(capture(), R"({"ancestry":[)" + redacted);
+  EXPECT_EQ(capture(), "[" + redacted);
 }
 
 TEST_F(ViewAncestryTest, TheAppAddsButDoesNotReveal) {
   settings.limit = 1;
-  settings.nodeOverrides = [](UIResponder&) {
-    return Dictionary{{"accessibilityLabel", "Secret"}, {"class", "PayButton"}, {"color", "red"}};
+  const std::string rest = R"("accessibilityIdentifier":"pay")";
+  struct {
+    Dictionary overrides;
+    std::string head, tail, headRedacted;
+  } const cases[] = {
+      {{{"accessibilityLabel", "Secret"}, {"class", "PayButton"}, {"color", "red"}},
+       R"([{"class":"PayButton","accessibilityLabel":"Secret",)",
+       R"(,"color":"red"}])",
+       R"([{"class":"PayButton","accessibilityLabel":"****",)"},
+      {{{"class", nullptr}, {"accessibilityLabel", nullptr}},
+       R"([{"class":"UIButton","accessibilityLabel":"Pay",)",
+       "}]",
+       R"([{"class":"UIButton","accessibilityLabel":"****",)"},
+      {{{"accessibilityLabel", 7}},
+       R"([{"class":"UIButton","accessibilityLabel":7,)",
+       "}]",
+       R"([{"class":"UIButton","accessibilityLabel":"****",)"},
   };
-  EXPECT_EQ(capture(), R"({"ancestry":[{"class":"PayButton","accessibilityLabel":"Secret",)"
-                       R"("accessibilityIdentifier":"pay","color":"red"}]})");
-  setKovaRedactAccessibilityLabel(*controller, true);
-  EXPECT_EQ(capture(), R"({"ancestry":[{"class":"PayButton","accessibilityLabel":"****",)"
-                       R"("accessibilityIdentifier":"pay","color":"red"}]})");
-  settings.nodeOverrides = [](UIResponder&) { return Dictionary{{"accessibilityLabel", 7}}; };
-  EXPECT_NE(capture().find("****"), std::string::npos);
+  for (const auto& [overrides, head, tail, headRedacted] : cases) {
+    settings.nodeOverrides = [&answer = overrides](UIResponder&) { return answer; };
+    setKovaRedactAccessibilityLabel(*controller, false);
+    EXPECT_EQ(capture(), head + rest + tail);
+    setKovaRedactAccessibilityLabel(*controller, true);
+    EXPECT_EQ(capture(), headRedacted + rest + tail);
+  }
   settings.labelOff = true;
-  EXPECT_EQ(capture(), R"({"ancestry":[{"class":"UIButton","accessibilityIdentifier":"pay"}]})");
+  EXPECT_EQ(capture(), R"([{"class":"UIButton","accessibilityIdentifier":"pay"}])");
 }
 
 TEST_F(ViewAncestryTest, WhatTheAppRemovesMeanwhileIsStillRead) {
@@ -104,23 +119,25 @@ TEST_F(ViewAncestryTest, WhatTheAppRemovesMeanwhileIsStillRead) {
     if (&responder == controller.get()) row->subviews().back()->removeFromSuperview();
     return std::nullopt;
   };
-  EXPECT_EQ(json(KIViewAncestry::captureFromView(inner, settings, KIViewAncestry::BoundingBoxes::Omit)
-                     ->ancestry()[3]),
-            R"({"class":"ReadingView"})");
+  EXPECT_EQ(json(ancestryOf(inner)->ancestry()[3]), R"({"class":"ReadingView"})");
 }
 
-TEST_F(ViewAncestryTest, EndsInCirclesAndDeepTrees) {
-  const auto lengthFrom = [this](UIView& view) {
-    return KIViewAncestry::captureFromView(view, settings, KIViewAncestry::BoundingBoxes::Omit)
-        ->ancestry()
-        .size();
-  };
+TEST_F(ViewAncestryTest, CirclesAndDeepTreesEnd) {
   settings.limit = 1'000'000;
-  const auto circular = std::make_shared<CircularView>();
-  EXPECT_EQ(lengthFrom(*circular), 10'000u);
   std::shared_ptr<UIView> top = button;
   for (int i = 0; i < 1000; ++i) top = viewWith({top});
-  EXPECT_EQ(lengthFrom(*button), 1001u);
+  EXPECT_EQ(ancestryOf(*button)->ancestry().size(), 1001u);
+
+  const auto circular = std::make_shared<CircularView>();
+  setKovaRedactText(*circular, true);
+  EXPECT_EQ(ancestryOf(*circular)->ancestry().size(), 10'000u);
+  UIResponder* source = circular.get();
+  EXPECT_EQ(KOVA_findCombinedIgnoreRules(circular.get(), 1, &source), 2u);
+  EXPECT_EQ(source, nullptr);
+  EXPECT_EQ(&KOVA_closestViewVisibleInHierarchy(*circular), circular.get());
+  EXPECT_TRUE(KOVA_isVisibleInHierarchy(*circular));
+  EXPECT_EQ(KOVA_scopedPageviewInfoWithCurrentSessionId(*circular, "1"), std::nullopt);
+  EXPECT_EQ(settings.touch(circular)->closestControl(), nullptr);
 }
 
 TEST_F(ViewAncestryTest, PrefetchesUpToTheFirstController) {
@@ -128,21 +145,19 @@ TEST_F(ViewAncestryTest, PrefetchesUpToTheFirstController) {
   const auto around = std::make_shared<ReadingView>();
   row->addSubview(inside);
   around->addSubview(controller->view());
-  const auto capturedReadings = [&] {
-    KIViewAncestry::captureFromView(*inside, settings, KIViewAncestry::BoundingBoxes::Omit);
-    return std::pair(inside->readings, around->readings);
-  };
-  EXPECT_EQ(capturedReadings(), std::pair(0, 0));
-  settings.prefetch = true;
-  EXPECT_EQ(capturedReadings(), std::pair(1, 0));
+  for (const bool prefetch : {false, true}) {
+    settings.prefetch = prefetch;
+    ancestryOf(*inside);
+    EXPECT_EQ(inside->readings, prefetch ? 1 : 0);
+    EXPECT_EQ(around->readings, 0);
+  }
 }
 
 TEST_F(ViewAncestryTest, DescribesItselfFromTheViewUp) {
   settings.limit = 2;
-  KovaLogger::sharedInstance().setLogLevel(1);
+  KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
   std::thread([this] {
-    EXPECT_EQ(KIViewAncestry::captureFromView(*button, settings, KIViewAncestry::BoundingBoxes::Omit)
-                  ->description(),
+    EXPECT_EQ(ancestryOf(*button)->description(),
               "    * UIButton\n      > accessibilityLabel : Pay\n      > accessibilityIdentifier : pay\n"
               "    * UIView\n      > accessibilityLabel : Row");
   }).join();

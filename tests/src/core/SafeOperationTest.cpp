@@ -87,25 +87,27 @@ TEST_F(SafeOperationTest, AThreadMayEndItselfInGuardedWork) {
   EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
 }
 
-// A main run loop that keeps what it is given.
-class StandingMainLoop : public ForwardingScheduler, private RunLoop {
+// Its main run loop keeps what it is given.
+class SchedulerWhoseMainLoopStands : public ForwardingScheduler {
  public:
   using ForwardingScheduler::ForwardingScheduler;
-  RunLoop& mainRunLoop() override { return *this; }
+  RunLoop& mainRunLoop() override { return loop_; }
   bool isMainThread() override { return false; }
 
  private:
-  void perform(Work work) override { works_.push_back(std::move(work)); }
-  void addTimer(std::shared_ptr<NSTimer>, RunLoopMode) override {}
-  void removeTimer(NSTimer&) override {}
-  RunLoopMode currentMode() const override { return RunLoopMode::Default; }
-
-  std::vector<Work> works_;
+  struct StandingLoop : RunLoop {
+    void perform(Work work) override { works.push_back(std::move(work)); }
+    void addTimer(std::shared_ptr<NSTimer>, RunLoopMode) override {}
+    void removeTimer(NSTimer&) override {}
+    RunLoopMode currentMode() const override { return RunLoopMode::Default; }
+    std::vector<Work> works;
+  };
+  StandingLoop loop_;
 };
 
 TEST_F(SafeOperationTest, ACallThatWaitsForAMainLoopThatStandsIsToldOnce) {
   KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
-  Scheduler::install(std::make_unique<StandingMainLoop>(device.scheduler));
+  Scheduler::install(std::make_unique<SchedulerWhoseMainLoopStands>(device.scheduler));
   KOVA_performSafelyOnMainQueueWithBlock(record("never"), kPlace);
   device.advance(4.9);
   EXPECT_THAT(device.log(), IsEmpty());

@@ -2,34 +2,62 @@
 
 #include "src/pageviews/UIResponder+ActivePageview.h"
 
-#include <gmock/gmock.h>
+#include <random>
 
-#include "platform/uikit/UINavigationController.h"
-#include "src/core/KovaUtil.h"
 #include "src/pageviews/UIView+Visibility.h"
 #include "src/pageviews/UIWindow+KOVA.h"
 #include "src/pageviews/UIWindowScene+KOVA.h"
-#include "tests/src/pageviews/Screens.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 
 constexpr const char* kSession = "1111111111111111";
-constexpr const char* kEarlierSession = "2222222222222222";
 
-void attach(const std::shared_ptr<UIViewController>& controller, std::string_view title,
-            const char* session = kSession) {
-  KOVA_setScopedPageviewInfo(controller, {{"title", title}}, session);
+// Titles of pageviews of an earlier session begin with "old".
+bool isOld(const std::string& title) { return title.starts_with("old"); }
+
+void attach(const std::shared_ptr<UIViewController>& controller, const std::string& title) {
+  KOVA_setScopedPageviewInfo(controller, {{"title", title}}, isOld(title) ? "2222222222222222" : kSession);
 }
 
 // The title of the pageview that the responder belongs to; empty for none.
 std::string pageviewOf(UIResponder& responder) {
   const auto info = KOVA_scopedPageviewInfoWithCurrentSessionId(responder, kSession);
+  const auto source = KOVA_sourceViewControllerForPageviewWithCurrentSessionId(responder, kSession);
+  EXPECT_EQ(info.has_value(), source != nullptr);
   return info ? info->find("title")->string().str() : "";
+}
+
+// A window, its screens from the root to the one presented last, and what each keeps: its own pageview, else
+// that of the screen below.
+struct Shown {
+  std::shared_ptr<UIWindow> window;
+  std::vector<std::shared_ptr<UIViewController>> screens;
+  std::vector<std::string> kept{""};  // one more, for none
+
+  std::string pageview() const { return isOld(kept.back()) ? "" : kept.back(); }
+  void add(const std::shared_ptr<UIViewController>& screen, bool isContained, const std::string& title) {
+    const std::shared_ptr<UIViewController> outer =
+        isContained ? std::shared_ptr<UIViewController>(UINavigationController::create(screen)) : screen;
+    outer->setModalPresentationStyle(UIViewController::ModalPresentationStyle::OverCurrentContext);
+    if (screens.empty()) window->setRootViewController(outer);
+    if (!screens.empty()) screens.back()->presentViewController(outer, false);
+    if (!title.empty()) attach(screen, title);
+    screens.push_back(screen);
+    kept.push_back(title.empty() ? kept.back() : title);
+  }
+};
+
+// The last window that is visible and has a pageview, other than the window itself.
+std::string beside(const Shown& window, const std::vector<Shown>& all) {
+  for (auto other = all.rbegin(); other != all.rend(); ++other) {
+    if (&*other != &window && !other->window->isHidden() && !other->pageview().empty())
+      return other->pageview();
+  }
+  return "";
 }
 
 class ActivePageviewTest : public testing::Test {
@@ -37,79 +65,43 @@ class ActivePageviewTest : public testing::Test {
   SimulatedDevice device;
 };
 
-TEST_F(ActivePageviewTest, AHierarchyKeepsThePageviewOfItsLatestScreen) {
-  const auto first = screen("First");
-  const auto second = screen("Second");
-  const auto navigation = UINavigationController::create(first);
-  const auto window = device.show(navigation);
-  navigation->pushViewController(second, false);
-  attach(first, "First");
-  attach(second, "Second");
-
-  auto deepest = second->view();
-  for (int depth = 0; depth < 30; ++depth) {
-    const auto inside = std::make_shared<UIView>();
-    deepest->addSubview(inside);
-    deepest = inside;
+TEST_F(ActivePageviewTest, IsThatOfTheHierarchyOrOfAnotherWindow) {
+  std::mt19937 dice(1);
+  for (int round = 0; round < 300; ++round) {
+    SCOPED_TRACE(round);
+    std::vector<Shown> all(1 + dice() % 3);
+    for (Shown& shown : all) {
+      shown.window = device.show(nullptr);
+      for (unsigned screens = dice() % 4; screens > 0; --screens) {
+        const std::string title = (dice() % 3 ? "new" : "old") + std::to_string(dice());
+        shown.add(screen(title), dice() % 2, dice() % 2 ? title : "");
+      }
+    }
+    for (const Shown& shown : all) shown.window->setHidden(dice() % 4 == 0);
+    for (const Shown& shown : all) {
+      const std::string others = beside(shown, all);
+      EXPECT_EQ(pageviewOf(*shown.window), shown.pageview().empty() ? others : shown.pageview());
+      for (std::size_t i = 0; i < shown.screens.size(); ++i) {
+        const std::string& kept = shown.kept[i + 1];
+        auto deepest = shown.screens[i]->view();
+        for (int depth = 0; depth < 30; ++depth) {
+          deepest->addSubview(std::make_shared<UIView>());
+          deepest = deepest->subviews().back();
+        }
+        for (UIResponder* responder :
+             std::initializer_list<UIResponder*>{shown.screens[i].get(), deepest.get()}) {
+          EXPECT_EQ(pageviewOf(*responder), kept.empty() ? others : isOld(kept) ? "" : kept);
+        }
+        const auto old = KOVA_sourceViewControllerForPageviewWithSessionIdOtherThanCurrentSessionId(
+            *shown.screens[i], kSession);
+        EXPECT_EQ(old ? old->title()->str() : "", isOld(kept) ? kept : "");
+      }
+    }
   }
-  for (UIResponder* responder : std::initializer_list<UIResponder*>{
-           first.get(), second.get(), navigation.get(), deepest.get(), window.get()}) {
-    EXPECT_EQ(pageviewOf(*responder), "Second");
-    EXPECT_EQ(KOVA_sourceViewControllerForPageviewWithCurrentSessionId(*responder, kSession), second);
-  }
-  EXPECT_EQ(KOVA_sourceViewControllerForPageviewWithSessionIdOtherThanCurrentSessionId(*first, kSession),
-            nullptr);
-  EXPECT_EQ(
-      KOVA_sourceViewControllerForPageviewWithSessionIdOtherThanCurrentSessionId(*first, kEarlierSession),
-      second);
-
-  attach(navigation, "Other", kEarlierSession);
-  const auto neighbour = screen();
-  const auto otherWindow = device.show(neighbour);
-  attach(neighbour, "Neighbour");
-  EXPECT_EQ(pageviewOf(*deepest), "") << "that of an earlier session hides those of other windows";
-}
-
-TEST_F(ActivePageviewTest, AScreenWithoutOneBelongsToWhatIsBelowOrBesideIt) {
-  const auto alone = screen();
-  EXPECT_EQ(pageviewOf(*alone), "");
-  const auto touched = device.show(alone);
-  EXPECT_EQ(pageviewOf(*touched), "");
-
-  std::vector<std::shared_ptr<UIWindow>> others;
-  for (const char* title : {"Near", "Far", "Hidden"}) {
-    const auto controller = screen();
-    attach(controller, title);
-    others.push_back(device.show(controller));
-  }
-  others[2]->setHidden(true);
-  EXPECT_EQ(pageviewOf(*alone), "Far") << "the last one that is visible";
-  EXPECT_EQ(pageviewOf(*touched), "Far");
-  const auto emptyWindow = device.show(nullptr);
-  EXPECT_EQ(pageviewOf(*emptyWindow), "Far");
-
-  const auto above = screen();
-  attach(above, "Above");
-  above->setModalPresentationStyle(UIViewController::ModalPresentationStyle::OverCurrentContext);
-  alone->presentViewController(above, false);
-  EXPECT_EQ(pageviewOf(*alone), "Far") << "not what its own window shows above it";
-
-  const auto presented = std::make_shared<UIInputWindowController>();
-  others[0]->rootViewController()->presentViewController(presented, false);
-  EXPECT_EQ(pageviewOf(*presented->view()), "Near");
 }
 
 TEST_F(ActivePageviewTest, ABrokenHostIsSurvived) {
-  struct Link : UIResponder {
-    UIResponder* nextResponder() const override { return next; }
-    UIResponder* next = nullptr;
-  };
-  const auto one = std::make_shared<Link>();
-  const auto two = std::make_shared<Link>();
-  one->next = two.get();
-  two->next = one.get();
-  EXPECT_EQ(pageviewOf(*one), "");
-
+  EXPECT_EQ(pageviewOf(*std::make_shared<CircularView>()), "");
   struct Loop : UIViewController {
     UIViewController* parentViewController() const override {
       return loops ? const_cast<Loop*>(this) : nullptr;
@@ -119,8 +111,7 @@ TEST_F(ActivePageviewTest, ABrokenHostIsSurvived) {
       return loops ? std::static_pointer_cast<UIViewController>(const_cast<Loop*>(this)->shared_from_this())
                    : nullptr;
     }
-    bool loops = false;
-    bool fails = false;
+    bool loops = false, fails = false;
   };
   const auto loop = std::make_shared<Loop>();
   const auto window = device.show(loop);
@@ -129,7 +120,6 @@ TEST_F(ActivePageviewTest, ABrokenHostIsSurvived) {
   EXPECT_EQ(KOVA_scopedAttachedPageviewData(*loop), nullptr);
   EXPECT_EQ(KOVA_deepestViewController(*window), loop);
   EXPECT_EQ(pageviewOf(*loop), "");
-
   loop->loops = false;
   attach(loop, "Found");
   loop->fails = true;
@@ -155,9 +145,8 @@ TEST_F(ActivePageviewTest, WindowsAreFoundByScene) {
   const auto elsewhere = UIWindow::create(other);
   elsewhere->setHidden(false);
   EXPECT_THAT(KOVA_allWindowsInScene(*elsewhere), ElementsAre(elsewhere));
-  EXPECT_THAT(KOVA_allForegroundedAndVisibleWindows(), ElementsAre(window))
-      << "the other scene is in the background";
-  EXPECT_FALSE(KOVA_isForegroundAndVisible(*elsewhere));
+  EXPECT_THAT(KOVA_allForegroundedAndVisibleWindows(), ElementsAre(window));
+  EXPECT_FALSE(KOVA_isForegroundAndVisible(*elsewhere)) << "its scene is in the background";
   other->enterForeground();
   EXPECT_THAT(KOVA_allForegroundedAndVisibleWindows(), ElementsAre(window, elsewhere));
   EXPECT_TRUE(KOVA_isForegroundAndVisible(*elsewhere));
@@ -176,16 +165,14 @@ TEST_F(ActivePageviewTest, WindowsAreFoundByScene) {
 }
 
 TEST_F(ActivePageviewTest, WindowsOfTheApplicationServeWhereThereAreNoScenes) {
-  for (const char* version : {"10.0", "12.5.7"}) {
-    device.setSystemVersion(version);
-    const auto window = device.show(screen());
-    const auto hidden = UIWindow::create();
-    EXPECT_EQ(device.scene, nullptr);
-    EXPECT_EQ(KOVA_firstActiveKeyWindow(), window);
-    EXPECT_THAT(KOVA_allWindowsInScene(*window), ElementsAre(hidden, window)) << "back to front";
-    EXPECT_THAT(KOVA_allForegroundedAndVisibleWindows(), ElementsAre(window));
-    EXPECT_TRUE(KOVA_isForegroundAndVisible(*window->rootViewController()));
-  }
+  device.setSystemVersion("12.5.7");
+  const auto window = device.show(screen());
+  const auto hidden = UIWindow::create();
+  EXPECT_EQ(device.scene, nullptr);
+  EXPECT_EQ(KOVA_firstActiveKeyWindow(), window);
+  EXPECT_THAT(KOVA_allWindowsInScene(*window), ElementsAre(hidden, window)) << "back to front";
+  EXPECT_THAT(KOVA_allForegroundedAndVisibleWindows(), ElementsAre(window));
+  EXPECT_TRUE(KOVA_isForegroundAndVisible(*window->rootViewController()));
   UIApplication::setSharedApplication(nullptr);
   EXPECT_EQ(KOVA_firstActiveKeyWindow(), nullptr);
   EXPECT_THAT(KOVA_allForegroundedAndVisibleWindows(), IsEmpty());

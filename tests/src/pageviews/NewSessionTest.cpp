@@ -1,57 +1,40 @@
 // Screens that are visible when a session begins: with another user, and with another start.
 
-#include <gmock/gmock.h>
-
 #include "src/core/tracker/KovaTracker.h"
-#include "tests/src/pageviews/Screens.h"
-#include "tests/support/Json.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
-using testing::HasSubstr;
-using testing::SizeIs;
+using namespace testing;
 
 namespace {
 
+using platform::Value;
+
 class NewSessionTest : public testing::Test {
  protected:
-  void upload() {
-    device.drain();
-    device.settle();
-    device.advance(15);
-    device.settle();
-  }
-  std::vector<std::string> targets() const {
-    std::vector<std::string> targets;
-    for (const auto& request : device.service.requests()) targets.push_back(request.target);
-    return targets;
-  }
   static std::string parameter(const std::string& target, const std::string& name) {
     const std::size_t begin = target.find("&" + name + "=") + name.size() + 2;
     return target.substr(begin, target.find('&', begin) - begin);
   }
 
   SimulatedDevice device;
+  std::shared_ptr<KovaOptions> options = device.optionsWithScreens();
 };
 
 TEST_F(NewSessionTest, AnotherUserBeginsWithAPageviewOfTheVisibleScreen) {
-  device.start(device.optionsWithScreens());
+  device.start(options);
   const auto window = device.show(screen("Cart"));
   Kova::identify("ada");
-  upload();
-  const std::size_t before = targets().size();
+  device.upload();
   Kova::identify("grace");
   Kova::track("Checkout");
-  upload();
-  const auto sent = targets();
-  ASSERT_THAT(sent, SizeIs(before + 3)) << "pageview, identity and, somewhere beside them, the event";
+  device.upload();
   std::vector<std::string> urls;
-  for (std::size_t i = before; i < sent.size(); ++i) {
-    if (parameter(sent[i], "u") == *Kova::userId()) urls.push_back(sent[i]);
+  for (const auto& request : device.service.requests()) {
+    if (parameter(request.target, "u") == *Kova::userId()) urls.push_back(request.target);
   }
-  ASSERT_THAT(urls, SizeIs(2));
-  EXPECT_THAT(urls[0], testing::AllOf(HasSubstr("/h?"), HasSubstr("&i=grace&"), HasSubstr("&z=0&")));
-  EXPECT_THAT(urls[1], HasSubstr("/api/identify_v3?"));
+  ASSERT_THAT(urls, ElementsAre(AllOf(HasSubstr("/h?"), HasSubstr("&i=grace&"), HasSubstr("&z=0&")),
+                                HasSubstr("/api/identify_v3?")));
   EXPECT_NE(parameter(urls[1], "v"), parameter(urls[0], "v"));
   const Dictionary message = device.receivedMessages().back();
   EXPECT_EQ(at(message, "user/identity"), Value("grace"));
@@ -60,22 +43,21 @@ TEST_F(NewSessionTest, AnotherUserBeginsWithAPageviewOfTheVisibleScreen) {
 }
 
 TEST_F(NewSessionTest, ATrackerThatWasReplacedLeavesTheScreensToTheOneInForce) {
-  device.start(device.optionsWithScreens());
+  device.start(options);
   const auto window = device.show(screen("Cart"));
   device.drain();
   const auto before = KovaTracker::sharedTracker();
   before->resetSession();
   device.drain();
-  device.start(device.optionsWithScreens());
+  device.start(options);
   Kova::track("New");
   device.drain();
   before->recordCustomEvent("Late", std::nullopt);
-  upload();
-  EXPECT_THAT(device.receivedTargets("/h"), SizeIs(2)) << "of the first session, and of the one in force";
+  device.upload();
+  EXPECT_EQ(device.receivedTargets("/h").size(), 2u) << "of the first session, and of the one in force";
 }
 
 TEST_F(NewSessionTest, AScreenThatWasShownBeforeTheStartIsToldOf) {
-  const auto options = device.optionsWithScreens();
   options->setDebug(true);
   const auto lines = [this] { return device.logLinesWith("A screen was shown before").size(); };
   const auto window = device.show(screen("Cart"));

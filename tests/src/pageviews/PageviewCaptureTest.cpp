@@ -1,28 +1,15 @@
 // The pageviews of screens: which controllers get one, when, and what it says.
 
-#include <Kova/KovaAutocaptureEnrichmentDelegate.h>
-#include <gmock/gmock.h>
-
-#include <functional>
 #include <limits>
 #include <regex>
-#include <stdexcept>
 
 #include "platform/foundation/NSNotificationCenter.h"
-#include "platform/uikit/UINavigationController.h"
-#include "platform/uikit/UITabBarController.h"
 #include "src/core/KIBailer.h"
 #include "src/core/tracker/UIViewController+PageviewCapture.h"
-#include "tests/src/pageviews/Screens.h"
-#include "tests/support/Json.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
+using namespace testing;
 
 namespace {
 
@@ -42,10 +29,7 @@ class PageviewCaptureTest : public testing::Test {
   }
   // "CartController:Cart" for each pageview that was uploaded since the last call.
   std::vector<std::string> newPageviews() {
-    device.drain();
-    device.settle();
-    device.advance(15);
-    device.settle();
+    device.upload();
     const auto targets = device.receivedTargets("/h");
     std::vector<std::string> pageviews;
     for (; seen_ < targets.size(); ++seen_) {
@@ -54,6 +38,10 @@ class PageviewCaptureTest : public testing::Test {
       pageviews.push_back(match[1].str() + ":" + match[2].str());
     }
     return pageviews;
+  }
+  void goAndComeBack() {
+    device.application->enterBackground();
+    device.application->enterForeground();
   }
   std::string pageviewOfLatestMessage() const {
     return std::regex_replace(json(at(device.receivedMessages().back(), "pageviewInfo")),
@@ -191,14 +179,12 @@ TEST_F(PageviewCaptureTest, ComingBackToTheForegroundRecordsTheScreenOfTheKeyWin
   start();
   const auto window = device.show(screen("Cart"));
   EXPECT_THAT(newPageviews(), SizeIs(1));
-  device.application->enterBackground();
-  device.application->enterForeground();
+  goAndComeBack();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart"))
       << "once, though scene and app have come back";
 
   const auto overlay = device.show(std::make_shared<UIInputWindowController>());
-  device.application->enterBackground();
-  device.application->enterForeground();
+  goAndComeBack();
   EXPECT_THAT(newPageviews(), IsEmpty()) << "the screen behind is another window's";
   window->makeKeyWindow();
 
@@ -206,13 +192,11 @@ TEST_F(PageviewCaptureTest, ComingBackToTheForegroundRecordsTheScreenOfTheKeyWin
   const auto cover = std::make_shared<UIInputWindowController>();
   cover->setModalPresentationStyle(UIViewController::ModalPresentationStyle::FullScreen);
   window->rootViewController()->presentViewController(cover, false);
-  device.application->enterBackground();
-  device.application->enterForeground();
+  goAndComeBack();
   EXPECT_THAT(newPageviews(), IsEmpty());
 
   options->setDisableViewControllerAutocapture(true);
-  device.application->enterBackground();
-  device.application->enterForeground();
+  goAndComeBack();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart")) << "the latest of the session, again";
 }
 
@@ -222,8 +206,7 @@ TEST_F(PageviewCaptureTest, AReturnThatIsNoBackgroundAnyMoreRecordsAndOneThatRec
   start();
   const auto window = device.show(screen("Cart"));
   EXPECT_THAT(newPageviews(), SizeIs(1));
-  device.application->enterBackground();
-  device.application->enterForeground();
+  goAndComeBack();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart"));
   EXPECT_THAT(device.logLinesWith("uploads that were suspended wait"), IsEmpty());
   device.application->enterBackground();
@@ -240,12 +223,10 @@ TEST_F(PageviewCaptureTest, ComingBackWithoutScenesIsUpToTheApp) {
   EXPECT_THAT(newPageviews(), SizeIs(1));
   NSNotificationCenter::defaultCenter().post(UISceneWillEnterForegroundNotification, nullptr);
   EXPECT_THAT(newPageviews(), IsEmpty());
-  device.application->enterBackground();
-  device.application->enterForeground();
+  goAndComeBack();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart"));
   window = nullptr;
-  device.application->enterBackground();
-  device.application->enterForeground();
+  goAndComeBack();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart")) << "without a key window, the latest one";
 }
 

@@ -12,12 +12,11 @@
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::SizeIs;
+using namespace testing;
 
 namespace {
+
+using platform::Value;
 
 class PageviewTest : public testing::Test {
  protected:
@@ -74,10 +73,8 @@ TEST_F(PageviewTest, EachSessionWithAnEventGetsOne) {
   Kova::resetIdentity();
   NSNotificationCenter::defaultCenter().post(UITextFieldTextDidEndEditingNotification,
                                              std::make_shared<UITextField>());
-  device.advance(15);
-  device.settle();
-  device.advance(15);
-  device.settle();
+  device.upload();
+  device.upload();
   EXPECT_THAT(device.receivedTargets("/h"), SizeIs(3));
   const Dictionary edit = device.receivedMessages().back();
   EXPECT_EQ(at(edit, "event/touchEvent/type"), Value("fieldedit"));
@@ -85,9 +82,7 @@ TEST_F(PageviewTest, EachSessionWithAnEventGetsOne) {
 }
 
 TEST_F(PageviewTest, NoEventLeavesTheDeviceWithoutOne) {
-  const auto options = device.options();
-  options->setDisableViewControllerAutocapture(false);
-  device.start(options);
+  device.start(device.optionsWithScreens());
   Kova::track("Checkout");
   device.advance(60);
   device.application->enterBackground();

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
@@ -23,17 +25,10 @@ class KIStoredQueueTest : public testing::Test {
     for (const int number : numbers) all.emplace_back(item(number));
     return Array(std::move(all));
   }
-  void push(std::initializer_list<int> numbers) {
-    for (const int number : numbers) queue.push(item(number));
-  }
   // What a process would find that is started after this one was killed.
   std::optional<Value> stored() {
     queue.persistUnsaved();
     return device.stored("queue");
-  }
-  int taken() {
-    const Value next = queue.take();
-    return std::stoi(next.isString() ? next.string().str() : next.dictionary().find("n")->description());
   }
 
   SimulatedDevice device;
@@ -44,50 +39,42 @@ class KIStoredQueueTest : public testing::Test {
 using ItemKinds = testing::Types<String, Dictionary>;
 TYPED_TEST_SUITE(KIStoredQueueTest, ItemKinds);
 
-TYPED_TEST(KIStoredQueueTest, WhatIsInFlightIsStillStoredAheadOfWhatWaits) {
-  this->queue.load({});
-  this->push({2, 3});
-  this->queue.pushFirst(this->item(1));
-  EXPECT_EQ(this->taken(), 1);
-  EXPECT_EQ(this->taken(), 2);
-  EXPECT_EQ(this->queue.size(), 1u);
-  EXPECT_EQ(this->stored(), this->items({1, 2, 3}));
-  this->queue.settle(this->item(1));
-  EXPECT_EQ(this->stored(), this->items({2, 3}));
-  this->queue.putBack(this->item(2));
-  EXPECT_EQ(this->stored(), this->items({2, 3}));
-  EXPECT_EQ(this->taken(), 2);
-  this->queue.drop();
-  EXPECT_EQ(this->queue.next(), nullptr);
-  EXPECT_EQ(this->stored(), this->items({2}));
-}
-
-TYPED_TEST(KIStoredQueueTest, IsSettledInTheFormThatWasSentAndEqualOnesOneByOne) {
-  this->queue.load({});
-  this->push({1, 2});
-  for (int i = 0; i < 2; ++i) this->queue.take(this->item(7));
-  EXPECT_EQ(this->stored(), this->items({7, 7}));
-  this->queue.settle(this->item(1));
-  EXPECT_EQ(this->stored(), this->items({7, 7}));
-  this->queue.settle(this->item(7));
-  EXPECT_EQ(this->stored(), this->items({7}));
-}
-
-TYPED_TEST(KIStoredQueueTest, WhatIsInFlightTakesNoRoomAndWhatComesBackAsksForNone) {
-  this->queue.load({});
-  this->push({1, 2});
-  EXPECT_TRUE(this->queue.hasRoom());
-  this->push({3});
-  EXPECT_FALSE(this->queue.hasRoom());
-  this->queue.take();
-  EXPECT_TRUE(this->queue.hasRoom());
-  this->push({4});
-  this->queue.putBack(this->item(1));
-  EXPECT_EQ(this->queue.size(), 4u);
+TYPED_TEST(KIStoredQueueTest, WhatIsInFlightIsStoredAheadOfWhatWaitsAndTakesNoRoom) {
+  auto& tested = this->queue;
+  const auto item = &TestFixture::item;
+  const struct {
+    std::function<void()> step;
+    std::size_t size;
+    std::initializer_list<int> stored;
+  } steps[] = {
+      {[&] { tested.push(item(2)), tested.push(item(3)); }, 2, {2, 3}},
+      {[&] { tested.pushFirst(item(1)); }, 3, {1, 2, 3}},
+      {[&] { EXPECT_EQ(Value(tested.take()), Value(item(1))); }, 2, {1, 2, 3}},
+      {[&] { EXPECT_EQ(Value(tested.take()), Value(item(2))); }, 1, {1, 2, 3}},
+      {[&] { tested.settle(item(1)); }, 1, {2, 3}},
+      {[&] { tested.putBack(item(2)); }, 2, {2, 3}},
+      {[&] { EXPECT_EQ(Value(tested.take()), Value(item(2))); }, 1, {2, 3}},
+      {[&] { tested.drop(); }, 0, {2}},
+      // What comes back asks for no room.
+      {[&] { tested.push(item(4)), tested.push(item(5)), tested.push(item(6)); }, 3, {2, 4, 5, 6}},
+      {[&] { tested.putBack(item(2)); }, 4, {2, 4, 5, 6}},
+      // Settled in the form that was sent, and of equal ones one.
+      {[&] { tested.take(item(7)), tested.take(item(7)); }, 2, {7, 7, 5, 6}},
+      {[&] { tested.settle(item(2)); }, 2, {7, 7, 5, 6}},
+      {[&] { tested.settle(item(7)); }, 2, {7, 5, 6}},
+  };
+  tested.load({});
+  for (const auto& each : steps) {
+    each.step();
+    EXPECT_EQ(tested.size(), each.size);
+    EXPECT_EQ(tested.hasRoom(), each.size < 3);
+    EXPECT_EQ(tested.next() == nullptr, each.size == 0);
+    EXPECT_EQ(this->stored(), this->items(each.stored));
+  }
 }
 
 TYPED_TEST(KIStoredQueueTest, StoresNothingBeforeItIsLoadedAndThenStandsBehindWithinTheLimit) {
-  this->push({7, 8, 9});
+  for (const int number : {7, 8, 9}) this->queue.push(this->item(number));
   this->queue.persist();
   EXPECT_FALSE(this->stored());
   this->queue.load({this->item(1), this->item(2)});
@@ -102,7 +89,7 @@ TYPED_TEST(KIStoredQueueTest, StoresNothingBeforeItIsLoadedAndThenStandsBehindWi
 TYPED_TEST(KIStoredQueueTest, WritesWhatHasChangedAlone) {
   this->queue.load({this->item(1), this->item(2)});
   EXPECT_FALSE(this->stored());
-  this->push({3});
+  this->queue.push(this->item(3));
   EXPECT_EQ(this->stored(), this->items({1, 2, 3}));
   this->device.store("queue", "as it was");
   EXPECT_EQ(this->stored(), Value("as it was"));

@@ -1,45 +1,41 @@
 // Batch files that no row names: what a killed process, a lost database or a failing disk has left behind.
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <ctime>
 #include <filesystem>
 
 #include "platform/foundation/NSFileManager.h"
-#include "src/storage/KovaQueueManager.h"
-#include "src/storage/store/KovaPersistentStore.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/storage/QueueFixture.h"
 
 using namespace platform;
 
 namespace {
 
-class LeftoversTest : public testing::Test {
+class LeftoversTest : public QueueTest {
  protected:
-  // As after a restart: a new manager of what is stored.
-  void reopen() {
-    queues = std::make_unique<KovaQueueManager>(
-        std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment),
-        KovaQueueManager::Limits{200, 300, 200});
-  }
   void leave(const std::string& name, const char* contents, time_t secondsAgo) const {
-    NSFileManager().createFile(folder() + name, contents);
+    const std::string path = device.batchDirectory() + "/" + name;
+    NSFileManager().createFile(path, contents);
     const timespec then{std::time(nullptr) - secondsAgo, 0};
     const timespec times[2] = {then, then};
-    EXPECT_EQ(utimensat(AT_FDCWD, (folder() + name).c_str(), times, 0), 0);
+    EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
   }
-  std::string folder() const { return device.batchDirectory() + "/"; }
-  static Value named(const char* file) { return {{"messagesIdentifier", file}}; }
-
-  SimulatedDevice device;
-  std::unique_ptr<KovaQueueManager> queues;
+  // After a restart with these files in the rows of stored batches, and these messages by their ids.
+  void adoptBehind(std::initializer_list<const char*> files, std::initializer_list<const char*> ids = {}) {
+    std::vector<Value> rows, waitingOnes;
+    for (const char* file : files) rows.push_back({{"messagesIdentifier", file}});
+    for (const char* id : ids) waitingOnes.push_back({{"id", id}});
+    device.store("queuedMessageBatches", Array(std::move(rows)));
+    device.store("parts", Array(std::move(waitingOnes)));
+    reopen();
+    queues->adoptLeftovers();
+  }
+  std::string batches() const { return stored("queuedMessageBatches"); }
 };
 
 TEST_F(LeftoversTest, WholeOnesThatAreSettledAreTakenUpWithinTheLimit) {
-  device.store("queuedMessageBatches", Array{named("named")});
-  reopen();
   leave("named", R"([{"n":0}])", 500);
   leave("younger", R"([{"n":2}])", 61);
   leave("older", R"([{"n":1}])", 5000);
@@ -48,39 +44,31 @@ TEST_F(LeftoversTest, WholeOnesThatAreSettledAreTakenUpWithinTheLimit) {
   leave("empty", "[]", 500);
   leave("no json", "[{", 500);
   leave("B.17.partial", R"([{"n":9}])", 0);
-  queues->adoptLeftovers();
-  EXPECT_EQ(device.stored("queuedMessageBatches"),
-            Value(Array{named("named"), named("older"), named("younger")}));
-  EXPECT_FALSE(std::filesystem::exists(folder() + "B.17.partial"));
-  EXPECT_EQ(device.batchFiles().size(), 7u);
+  adoptBehind({"named"});
+  EXPECT_EQ(
+      batches(),
+      R"([{"messagesIdentifier":"named"},{"messagesIdentifier":"older"},{"messagesIdentifier":"younger"}])");
+  EXPECT_EQ(device.batchFiles().size(), 7u) << "what was being written is gone";
   queues->dequeueMessageJSONPayloadWithMessageBatch();  // in flight, and so not left behind
   queues->adoptLeftovers();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 2u);
-
-  std::filesystem::remove(folder() + "named");
-  device.store("queuedMessageBatches", Array(std::vector<Value>(199, named("named"))));
-  reopen();
-  queues->adoptLeftovers();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 200u);
+  EXPECT_EQ(waiting(), (Counts{0, 0, 2}));
+  adoptBehind({"named", "named"});
+  EXPECT_EQ(
+      batches(),
+      R"([{"messagesIdentifier":"named"},{"messagesIdentifier":"named"},{"messagesIdentifier":"older"}])");
 }
 
 // Killed after the file and before its row, and started again at once.
 TEST_F(LeftoversTest, WhatWasBecomingABatchIsNoMessageAnyMore) {
-  device.store("parts", Array{{{"id", "1"}}, {{"id", "2"}}, {{"id", "3"}}});
-  reopen();
   leave("becoming", R"([{"id":"1"},{"id":"2"},{"id":"never stored"}])", 0);
   leave("another's", R"([{"id":"4"}])", 0);
-  queues->adoptLeftovers();
-  EXPECT_EQ(device.stored("queuedMessageBatches"), Value(Array{named("becoming")}));
-  EXPECT_EQ(device.stored("parts"), Value(Array{{{"id", "3"}}}));
-
+  adoptBehind({}, {"1", "2", "3"});
+  EXPECT_EQ(batches(), R"([{"messagesIdentifier":"becoming"}])");
+  EXPECT_EQ(stored("parts"), R"([{"id":"3"}])");
   // Without room its messages wait in the file, for a start that finds room.
-  device.store("queuedMessageBatches", Array(std::vector<Value>(200, named("another's"))));
-  device.store("parts", Array{{{"id", "1"}}});
-  reopen();
-  queues->adoptLeftovers();
-  EXPECT_EQ(queues->queuedMessageBatchesCount(), 200u);
-  EXPECT_EQ(device.stored("parts"), Value(Array()));
+  adoptBehind({"another's", "another's", "another's"}, {"1"});
+  EXPECT_EQ(waiting(), (Counts{0, 0, 3}));
+  EXPECT_EQ(stored("parts"), "[]");
 }
 
 }  // namespace

@@ -1,17 +1,13 @@
-// The visualizer's connections: attempts, announcements, what is heard over them, and how they end.
+// The visualizer's connections: attempts, announcements, and what is heard over them.
 
 #include "tests/src/visualizer/PairingFixture.h"
 
 using namespace platform;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Pair;
-using testing::SizeIs;
+using namespace testing;
 
 namespace {
 
+using platform::Value;
 using ConnectionTest = PairingFixture;
 using Lines = std::vector<std::string>;
 
@@ -25,31 +21,28 @@ TEST_F(ConnectionTest, AnnouncesTheDeviceForAMinute) {
   socket().letsIn();
   device.drain();
   EXPECT_THAT(device.log(), ElementsAre("[KOVA DEBUG]: Connection established with Event Visualizer."));
-  const auto sent = socket().takeSent();
-  ASSERT_THAT(sent, SizeIs(2));
-  EXPECT_THAT(sent[1], testing::MatchesRegex(
-                           R"(42/ios,\["device_available",\{"appId":"12345","deviceId":"[0-9]{1,10}",)"
-                           R"("deviceName":"Ada's phone","deviceType":"iPhone15,2"\}\])"));
-
+  EXPECT_THAT(
+      socket().takeSent(),
+      ElementsAre("40/ios,",
+                  MatchesRegex(R"(42/ios,\["device_available",\{"appId":"12345","deviceId":"[0-9]{1,10}",)"
+                               R"("deviceName":"Ada's phone","deviceType":"iPhone15,2"\}\])")));
   for (int second = 5; second <= 55; second += 5) {
     device.advance(4.9);
-    EXPECT_THAT(names(socket()), IsEmpty());
+    EXPECT_EQ(sent(), "");
     device.advance(0.1);
-    EXPECT_THAT(names(socket()), ElementsAre("device_available")) << second;
+    EXPECT_EQ(sent(), "available") << second;
   }
   device.advance(1000);
-  EXPECT_THAT(names(socket()), IsEmpty());
+  EXPECT_EQ(sent(), "");
   EXPECT_FALSE(socket().isCancelled());
 }
 
 TEST_F(ConnectionTest, TriesSixTimesToConnect) {
   server->onConnect = [this](ScriptedSocket& socket) {
-    if (attempts() % 2) return socket.refuses(500);
-    socket.fails();
+    attempts() % 2 ? socket.refuses(500) : socket.fails();
   };
   connect();
   for (std::size_t attempt = 1; attempt <= 6; ++attempt) {
-    EXPECT_EQ(attempts(), attempt);
     device.advance(5.9);
     EXPECT_EQ(attempts(), attempt);
     device.advance(0.1);
@@ -76,142 +69,55 @@ TEST_F(ConnectionTest, TriesAgainWhereNoSocketCouldBeMade) {
 TEST_F(ConnectionTest, StopsTryingWhenToldTo) {
   options->setTestOnlyEVReconnectAttemptInterval(0.5);
   options->setTestOnlyEVReconnectAttemptLimit(3);
-  const auto attemptsWith = [this](int status) {
-    server->sockets.clear();
-    server->onConnect = [status](ScriptedSocket& socket) { socket.refuses(status); };
+  constexpr std::tuple<int, const char*, std::size_t> kCases[] = {
+      {401, "waits 100", 1},
+      {403, "waits 100", 1},
+      {402, "waits 1", 3},
+      {402, "waits 100", 3},
+      {402, "waits 0.5, leaves, waits 100", 2},
+      {101, "waits 0.5, hides, returns, waits 100", 5},  // a connection begins the count anew
+  };
+  for (const auto& [status, story, expected] : kCases) {
+    server->onConnect = [this, status = status](ScriptedSocket& socket) {
+      status == 101 && attempts() == 2 ? socket.letsIn() : socket.refuses(status == 101 ? 402 : status);
+    };
     connect();
-    device.advance(1);
-    const std::size_t soFar = attempts();
-    device.advance(100);
-    EXPECT_EQ(attempts(), soFar) << status;
-    return soFar;
-  };
-  EXPECT_EQ(attemptsWith(401), 1u);
-  EXPECT_EQ(attemptsWith(403), 1u);
-  EXPECT_EQ(attemptsWith(402), 3u);
-
-  server->sockets.clear();
-  connect();
-  device.advance(0.5);
-  visualizer->disconnect();
-  device.advance(100);
-  EXPECT_EQ(attempts(), 2u);
-
-  // A connection begins the count anew.
-  server->sockets.clear();
-  server->onConnect = [this](ScriptedSocket& socket) {
-    attempts() == 2 ? socket.letsIn() : socket.refuses(402);
-  };
-  connect();
-  device.advance(0.5);
-  goToBackgroundAndBack();
-  device.advance(100);
-  EXPECT_EQ(attempts(), 5u);
+    play(story);
+    EXPECT_EQ(attempts(), expected) << status << ": " << story;
+  }
 }
 
-TEST_F(ConnectionTest, LeavesInTheBackgroundAndComesBackAsAnotherDevice) {
-  ScriptedSocket& first = open();
-  pair();
-  consume(record());
-  const auto before = events(first);
-  goToBackgroundAndBack();
-  const auto left = events(first);
-  ASSERT_THAT(left, SizeIs(1));
-  EXPECT_EQ(left[0].first, "device_left");
-  EXPECT_EQ(pairCodeOf(left[0].second), "1234");
-  EXPECT_EQ(at(left[0].second, "deviceId"), at(before[0].second, "deviceId"));
-  EXPECT_TRUE(first.isCancelled());
-
-  EXPECT_EQ(attempts(), 2u);
-  socket().letsIn();
-  device.drain();
-  const auto back = events(socket());
-  ASSERT_THAT(back, SizeIs(2));
-  EXPECT_NE(at(back[1].second, "deviceId"), at(left[0].second, "deviceId"));
-  EXPECT_EQ(back[1].second.find("pairCode"), nullptr);
-  EXPECT_FALSE(visualizer->isPaired());
+TEST_F(ConnectionTest, ComesBackAsAnotherDevice) {
+  server->onConnect = [](ScriptedSocket& socket) { socket.letsIn(); };
+  connect();
+  play("asks 1, accepts, hides, returns");
+  std::vector<Value> devices;
+  for (const auto& [name, data] : eventsOf(*server->sockets.at(0))) {
+    if (name != "connect") devices.push_back(at(data, "deviceId"));
+  }
+  EXPECT_THAT(devices, AllOf(SizeIs(3), Each(devices[0]))) << "to its farewell";
+  EXPECT_NE(at(eventsOf(socket()).at(1).second, "deviceId"), devices[0]);
 }
 
 // Each attempt listens once more, and none stops listening, also not when disconnected; up to a bound.
 TEST_F(ConnectionTest, ComesBackAsOftenAsItHasConnected) {
   open();
-  goToBackgroundAndBack();
-  visualizer->disconnect();
-  goToBackgroundAndBack();
+  play("hides, returns, leaves, hides, returns");
   EXPECT_EQ(attempts(), 4u);
   EXPECT_TRUE(server->sockets[2]->isCancelled());
   EXPECT_FALSE(server->sockets[3]->isCancelled());
-  for (int i = 0; i < 10; ++i) goToBackgroundAndBack();
+  for (int i = 0; i < 10; ++i) play("hides, returns");
   const std::size_t sofar = attempts();
-  goToBackgroundAndBack();
+  play("hides, returns");
   EXPECT_EQ(attempts(), sofar + 32);
-
   visualizer = nullptr;
   EXPECT_TRUE(socket().isCancelled());
-  goToBackgroundAndBack();
+  play("hides, returns");
   EXPECT_EQ(attempts(), sofar + 32);
-}
-
-TEST_F(ConnectionTest, TheLastWordIsNotCutOffAndDoesNotTakeForEver) {
-  ScriptedSocket& left = open();
-  pair();
-  left.setSending(ScriptedSocket::Sending::Stalls);
-  visualizer->disconnect();
-  visualizer->disconnect();  // as a second listener does
-  device.drain();
-  EXPECT_THAT(names(left), ElementsAre("device_left"));
-  EXPECT_FALSE(left.isCancelled());
-  visualizer = nullptr;
-  device.advance(4.9);
-  EXPECT_FALSE(left.isCancelled());
-  device.advance(0.2);
-  EXPECT_TRUE(left.isCancelled());
-}
-
-// However a connection ends, it takes pairing and question with it, and is not made anew.
-TEST_F(ConnectionTest, TakesPairingAndQuestionWithIt) {
-  struct {
-    std::function<void()> end;
-    const char* line;
-  } const cases[] = {
-      {[this] { socket().closes(1001, "bye"); }, "Did Stop Listening With Code: 1001"},
-      {[this] { socket().fails(); }, "Did Stop Listening With Error: Error Domain=NSURLErrorDomain"},
-      {[this] { socket().says("1"); }, "Disconnected at Server's Request"},
-      {[this] {
-         socket().says("2");
-         device.advance(33);
-       },
-       "Disconnected due to Heartbeat Timeout"},
-      {[this] { visualizer->disconnect(); }, nullptr},
-  };
-  for (const auto& [end, line] : cases) {
-    for (const bool isPaired : {false, true}) {
-      SCOPED_TRACE(std::string(line ? line : "told to") + (isPaired ? ", paired" : ", asked"));
-      server->sockets.clear();
-      open();
-      isPaired ? pair() : request("1");
-      EXPECT_EQ(user.sees("Confirm connection?"), !isPaired);
-      device.clearLog();
-      end();
-      device.drain();
-      EXPECT_EQ(device.log().size(), line ? 1u : 0u);
-      if (line) {
-        EXPECT_THAT(device.log().at(0), HasSubstr(std::string(" WebSocketConnection - ") + line));
-      }
-      EXPECT_FALSE(visualizer->isPaired());
-      EXPECT_FALSE(user.sees("Confirm connection?"));
-      EXPECT_EQ(device.application->keyWindow(), window);
-      EXPECT_TRUE(socket().isCancelled());
-      device.advance(1000);
-      EXPECT_EQ(attempts(), 1u);
-      visualizer = nullptr;
-    }
-  }
 }
 
 TEST_F(ConnectionTest, SurvivesAMessageThatCannotBeSent) {
-  open();
-  socket().setSending(ScriptedSocket::Sending::Fails);
+  open().setSending(ScriptedSocket::Sending::Fails);
   device.advance(5);
   EXPECT_THAT(device.log().back(),
               HasSubstr("WebSocketConnection - Failed To Send Message With Error: Error"));
@@ -240,12 +146,16 @@ TEST_F(ConnectionTest, IgnoresMessagesThatMakeNoSense) {
   };
   for (const auto& [message, line] : cases) {
     device.clearLog();
-    hears(message);
+    says(message);
+    device.drain();
     EXPECT_EQ(device.log(), line.empty() ? Lines() : Lines{"[KOVA DEBUG]: " + line}) << message.substr(0, 80);
   }
-  EXPECT_FALSE(user.sees("Confirm connection?"));
+  EXPECT_EQ(state(), "");
   device.advance(5);
-  EXPECT_THAT(names(socket()), ElementsAre("device_available")) << "goes on";
+  EXPECT_EQ(sent(), "available") << "goes on";
+  says(request + '"' + std::string(64, '1') + "\"}]");
+  device.drain();
+  EXPECT_EQ(state(), "asked " + std::string(64, '1'));
 }
 
 }  // namespace

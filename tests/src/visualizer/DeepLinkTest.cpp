@@ -7,10 +7,11 @@
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
+
+using platform::Value;
 
 class DeepLinkTest : public testing::Test {
  protected:

@@ -6,11 +6,10 @@
 #include <gmock/gmock.h>
 
 #include "src/core/NSOperationQueue+SafeOperation.h"
-#include "tests/src/autocapture/CaptureFixture.h"
+#include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
+using namespace testing;
 
 namespace {
 

@@ -4,201 +4,200 @@
 #include "tests/src/visualizer/PairingFixture.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
-constexpr const char* kQuestion =
-    "Please confirm that the following pairing code matches the one in your browser: ";
-
 class PairingTest : public PairingFixture {
  protected:
-  // One step of a story, by its words.
-  void plays(const std::string& step) {
-    if (step.starts_with("asks ")) request(step.substr(5));
-    if (step == "accepts") user.taps("Accept");
-    if (step == "rejects") {
-      user.taps("Reject");
-      EXPECT_TRUE(socket().isCancelled());
-    }
-    if (step == "records") kept.push_back(record());
-    if (step == "sends") consume(kept.at(0)), kept.erase(kept.begin());
-    if (step == "event") consume(record());
-    if (step == "touch") consume(recordTouch(button.get()));
-    if (step == "touch of nothing") consume(recordTouch(nullptr));
-    if (step == "is let in again") socket().says("40/ios,");
-    if (step == "leaves") visualizer->disconnect();
-    if (step == "connects") visualizer->connect();
-    step == "waits" ? device.advance(10) : device.drain();
+  PairingTest() {
+    server->onConnect = [](ScriptedSocket& socket) { socket.letsIn(); };
   }
-  // What all connections sent after each other: names without "device_", codes, and parts.
-  std::vector<std::string> sent() {
-    std::vector<std::string> lines;
-    for (const auto& socket : server->sockets) {
-      for (const auto& [name, data] : events(*socket)) {
-        lines.push_back(name.substr(name.find('_') + 1));
-        if (data.find("pairCode")) lines.back() += " " + pairCodeOf(data);
-        for (const char* part : {"message", "image_data", "full_image_data", "view_ancestry"}) {
-          if (data.find(part)) lines.back() += std::string(" ") + part;
-        }
-      }
-    }
-    return lines;
+  // A fresh visualizer, that has announced the device.
+  void begin() {
+    connect();
+    sent();
   }
-
-  std::vector<Recording> kept;
 };
 
-TEST_F(PairingTest, ShowsTheCodeAndKeepsTheScreenOnWhilePaired) {
-  ScriptedSocket& server1 = open();
-  request("40 12");
-  EXPECT_NE(device.application->keyWindow(), window);
-  EXPECT_TRUE(user.sees("Confirm connection?"));
-  EXPECT_TRUE(user.sees(std::string(kQuestion) + "40 12"));
-  device.advance(1000);
-  EXPECT_THAT(names(server1), IsEmpty()) << "no longer announced";
-
-  user.taps("Accept");
-  EXPECT_TRUE(visualizer->isPaired() && visualizer->isCapturing());
-  EXPECT_TRUE(device.application->isIdleTimerDisabled());
-  EXPECT_EQ(device.application->keyWindow(), window);
-  EXPECT_FALSE(user.sees("Confirm connection?"));
-  visualizer->disconnect();
-  device.drain();
-  EXPECT_TRUE(server1.isCancelled());
-  EXPECT_FALSE(visualizer->isPaired() || visualizer->isCapturing());
-  EXPECT_FALSE(device.application->isIdleTimerDisabled());
-}
-
-// An event leaves under the code that was accepted when it was recorded, or not at all.
-TEST_F(PairingTest, WhatLeavesTheApp) {
+// Whatever happens, an event leaves under the code that was accepted when it was recorded, or not at all.
+TEST_F(PairingTest, IsATableOfTransitions) {
   struct {
-    std::vector<std::string> story;
-    std::vector<std::string> sent;
+    const char* story;
+    const char* sent;
+    const char* state;
   } const cases[] = {
-      {{"records", "asks 1", "records", "accepts", "sends", "sends", "event", "touch", "touch of nothing",
-        "leaves", "event"},
-       {"accepted_pair 1", "captured_event 1 message image_data",
-        "captured_event 1 message image_data full_image_data view_ancestry", "captured_event 1 message",
-        "left 1"}},
-      {{"asks 1", "is let in again", "waits", "rejects", "event"}, {"available 1"}},
-      {{"asks 1", "accepts", "records", "asks 2", "records", "sends", "asks 1", "sends", "event"},
-       {"accepted_pair 1", "captured_event 1 message image_data"}},
-      {{"asks 1", "accepts", "records", "asks 2", "accepts", "sends", "event"},
-       {"accepted_pair 1", "accepted_pair 2", "captured_event 2 message image_data"}},
-      {{"asks 1", "accepts", "asks 2", "connects"}, {"accepted_pair 1", "left 2", "connect", "available"}},
-      {{"asks 1", "accepts", "records", "connects", "event", "asks 1", "sends", "accepts", "event"},
-       {"accepted_pair 1", "left 1", "connect", "available", "accepted_pair 1",
-        "captured_event 1 message image_data"}},
+      // Asked.
+      {"asks 40 12, waits 1000, event", "", "asked 40 12"},
+      {"asks 1, asks 1, waits 10", "", "asked 1"},
+      {"asks 1, asks 2", "", "asked 2"},
+      {"asks 1, readmits, waits 10", "available 1", "asked 1"},
+      {"asks 1, rejects, event", "", ""},
+      {"asks 1, connects", "connect, available", ""},
+      {"asks 1, hides, returns", "connect, available", ""},
+      {"~asks 1, leaves", "", ""},
+      // Accepted.
+      {"asks 1, accepts", "accepted_pair 1", "paired"},
+      {"records, asks 1, records, accepts, sends, sends, event, touch, viewless, leaves, event",
+       "accepted_pair 1, captured_event 1 message image_data, "
+       "captured_event 1 message image_data full_image_data view_ancestry, captured_event 1 message, left 1",
+       ""},
+      {"asks 1, accepts, readmits", "accepted_pair 1, available 1", "paired"},
+      {"asks 1, accepts, hides, returns", "accepted_pair 1, left 1, connect, available", ""},
+      {"asks 1, accepts, records, connects, event, asks 1, sends, accepts, event",
+       "accepted_pair 1, left 1, connect, available, accepted_pair 1, captured_event 1 message image_data",
+       "paired"},
+      // Accepted, and asked about another code.
+      {"asks 1, accepts, records, asks 2, records, sends, sends, event", "accepted_pair 1",
+       "paired, asked 2"},
+      {"asks 1, accepts, records, asks 2, records, sends, asks 1, sends, event",
+       "accepted_pair 1, captured_event 1 message image_data", "paired, asked 1"},
+      {"asks 1, accepts, records, asks 2, accepts, sends, event",
+       "accepted_pair 1, accepted_pair 2, captured_event 2 message image_data", "paired"},
+      {"asks 1, accepts, asks 2, rejects", "accepted_pair 1, left 2", ""},
+      {"asks 1, accepts, asks 2, connects", "accepted_pair 1, left 2, connect, available", ""},
+      // Words of a connection that come when it has been left for another.
+      {"asks 1, accepts, ~asks 2, connects, waits 9",
+       "accepted_pair 1, left 1, connect, available, available", ""},
+      {"asks 1, accepts, ~closes, connects, asks 3", "accepted_pair 1, connect, available", "asked 3"},
+      // Pictures take their time: nothing overtakes what was recorded, and it goes where it was accepted.
+      {"asks 1, accepts, ~event, asks 2, accepts, ~event, ~leaves, leaves",
+       "accepted_pair 1, captured_event 1 message image_data, accepted_pair 2, "
+       "captured_event 2 message image_data, left 2",
+       ""},
   };
-  server->onConnect = [](ScriptedSocket& socket) { socket.letsIn(); };
-  for (const auto& [story, expected] : cases) {
-    server->sockets.clear();
-    kept.clear();
-    connect();
-    names(socket());
-    for (const std::string& step : story) plays(step);
-    EXPECT_EQ(sent(), expected) << testing::PrintToString(story);
-    plays("leaves");
+  for (const auto& [story, expected, expectedState] : cases) {
+    SCOPED_TRACE(story);
+    begin();
+    play(story);
+    EXPECT_EQ(sent(), expected);
+    EXPECT_EQ(state(), expectedState);
+    play("leaves");
+    EXPECT_EQ(state(), "");
+    EXPECT_TRUE(socket().isCancelled());
   }
 }
 
-TEST_F(PairingTest, AsksAboutTheNewestCodeOnce) {
-  open();
-  request("1");
-  const auto shown = user.findsText("Accept");
-  request("1");
-  EXPECT_EQ(user.findsText("Accept"), shown);
-  request("2");
-  EXPECT_NE(user.findsText("Accept"), shown);
-  EXPECT_TRUE(user.sees(std::string(kQuestion) + "2"));
-  EXPECT_FALSE(user.sees(std::string(kQuestion) + "1"));
-
-  // A flood: what was replaced once stays long enough to be answered, and of all that waits the last is next.
-  for (int i = 3; i <= 1000; ++i) {
-    socket().says(R"(42/ios,["web_requested_pair",{"pairCode":")" + std::to_string(i) + R"("}])");
+// However a connection ends, it takes pairing and question with it, and is not made anew.
+TEST_F(PairingTest, EndsWithItsConnection) {
+  constexpr std::pair<const char*, const char*> kEnds[] = {
+      {"closes", "Did Stop Listening With Code: 1001"},
+      {"fails", "Did Stop Listening With Error: Error Domain=NSURLErrorDomain"},
+      {"dismisses", "Disconnected at Server's Request"},
+      {"pings, waits 33", "Disconnected due to Heartbeat Timeout"},
+      {"leaves", ""},
+  };
+  for (const auto& [end, line] : kEnds) {
+    for (const char* before : {"asks 1", "asks 1, accepts", "asks 1, accepts, asks 2"}) {
+      SCOPED_TRACE(std::string(before) + ", " + end);
+      begin();
+      play(before);
+      EXPECT_NE(state(), "");
+      device.clearLog();
+      play(end);
+      EXPECT_EQ(state(), "");
+      EXPECT_EQ(device.log().size(), *line ? 1u : 0u);
+      EXPECT_EQ(device.logLinesWith(std::string(" WebSocketConnection - ") + line).size(),
+                device.log().size());
+      EXPECT_TRUE(socket().isCancelled());
+      device.advance(1000);
+      EXPECT_EQ(attempts(), 1u);
+      visualizer = nullptr;
+    }
   }
+}
+
+TEST_F(PairingTest, OfAFloodTheNewestIsAskedAboutWhenTheLastAlertHasStood) {
+  begin();
+  play("asks 1, asks 2");
+  for (int i = 3; i <= 1000; ++i) play("~asks " + std::to_string(i));
   device.advance(1.9);
-  EXPECT_TRUE(user.sees(std::string(kQuestion) + "2"));
+  EXPECT_EQ(state(), "asked 2");
   device.advance(0.1);
-  EXPECT_TRUE(user.sees(std::string(kQuestion) + "1000"));
-  user.taps("Accept");
-  EXPECT_THAT(sent(), ElementsAre("accepted_pair 1000"));
-  EXPECT_EQ(device.application->keyWindow(), window);
+  EXPECT_EQ(state(), "asked 1000");
+  play("asks 1000, accepts");
+  EXPECT_EQ(sent(), "accepted_pair 1000");
 }
 
-// Pictures take their time, in which anything may happen: what was recorded is sent all the same, in its
-// place and to whom it was recorded for.
-TEST_F(PairingTest, WhatWasRecordedIsNotOvertaken) {
-  ScriptedSocket& first = open();
-  pair("1");
-  const auto send = [this] {
-    KOVA_serialStateQueue()->addOperationWithBlock([this] { record()->send({}); });
+// Alerts that take half a second to go, as with a system that animates them.
+class SlowAlertTest : public PairingTest {
+ protected:
+  SlowAlertTest() {
+    dismissAtOnce = UIViewController::dismissViewControllerMethod.replace(
+        UIViewController::classObject(), [](UIViewController& self, SEL selector, bool animated,
+                                            const UIViewController::Completion& completion) {
+          KovaTimer::scheduleSafeOperationWithBlock(
+              [kept = retained(&self), selector, animated, completion] {
+                dismissAtOnce(*kept, selector, animated, completion);
+              },
+              0.5, NSOperationQueue::mainQueue());
+        });
+  }
+  static inline decltype(UIViewController::dismissViewControllerMethod)::Imp dismissAtOnce;
+};
+
+TEST_F(SlowAlertTest, WhatHappensMeanwhileCounts) {
+  constexpr std::tuple<const char*, const char*, const char*> kCases[] = {
+      // The newest of what is asked meanwhile is next.
+      {"asks 1, asks 2, asks 3, waits 1", "", "asked 3"},
+      // An answer to the code before is none to the one that is asked about now.
+      {"asks 1, asks 2, accepts, waits 2, event", "", ""},
+      // Nor is one that was given to a connection that has ended, also where the next asks about the same
+      // code.
+      {"asks 1, accepts, leaves, connects, asks 1, waits 10, event", "connect, available", "asked 1"},
+      {"asks 1, asks 2, closes, waits 1", "", ""},
+      {"asks 1, accepts, waits 1, event", "accepted_pair 1, captured_event 1 message image_data", "paired"},
   };
-  send();
-  first.says(R"(42/ios,["web_requested_pair",{"pairCode":"2"}])");
-  device.drain();
-  user.taps("Accept");
-  send();
-  visualizer->disconnect();
-  visualizer->disconnect();
-  device.drain();
-  EXPECT_THAT(sent(), ElementsAre("captured_event 1 message image_data", "accepted_pair 2",
-                                  "captured_event 2 message image_data", "left 2"));
-  EXPECT_TRUE(first.isCancelled());
+  for (const auto& [story, expected, expectedState] : kCases) {
+    SCOPED_TRACE(story);
+    begin();
+    play(story);
+    EXPECT_EQ(sent(), expected);
+    EXPECT_EQ(state(), expectedState);
+    play("leaves, waits 10");
+  }
 }
 
 // Whatever becomes of the question, its window does not stay over the app.
 TEST_F(PairingTest, TheAppIsUncoveredWhateverHappens) {
-  open();
-  socket().says(R"(42/ios,["web_requested_pair",{"pairCode":"0"}])");
-  visualizer->disconnect();
-  device.drain();
-  EXPECT_FALSE(user.sees("Confirm connection?")) << "the request was on its way to the main thread";
-
-  open();
+  begin();
   const auto token = NSNotificationCenter::defaultCenter().addObserver(
       UIWindowDidBecomeVisibleNotification, [&](const NSNotification&) {
         visualizer->disconnect();
         KOVA_serialStateQueue()->waitUntilAllOperationsAreFinished();
       });
-  request("1");
-  EXPECT_EQ(device.application->keyWindow(), window) << "the connection ended while the question was put up";
+  play("asks 1");
+  EXPECT_EQ(state(), "") << "the connection ended while the question was put up";
   NSNotificationCenter::defaultCenter().removeObserver(token);
 
-  open();
-  request("2");
+  begin();
+  play("asks 2");
   device.application->disconnectScene(*device.scene);
   device.scene = nullptr;
   window = device.show(std::make_shared<UIViewController>());
   device.drain();
-  request("3");
-  EXPECT_TRUE(user.sees("Confirm connection?")) << "in the scene that is there now";
+  play("asks 3");
+  EXPECT_EQ(state(), "asked 3") << "in the scene that is there now";
   KIBailer::sharedBailer().registerException(NSException("a", "b"), "test", true);
-  user.taps("Accept");
-  device.drain();
-  EXPECT_EQ(device.application->keyWindow(), window) << "the library has bailed";
-  EXPECT_FALSE(user.sees("Confirm connection?"));
+  play("accepts");
+  EXPECT_EQ(state(), "") << "the library has bailed";
 }
 
 TEST_F(PairingTest, TheAppIsUncoveredWhenReplacingTheQuestionThrows) {
-  open();
-  request("1");
+  begin();
+  play("asks 1");
   UIViewController::dismissViewControllerMethod.replace(
       UIViewController::classObject(),
       [](UIViewController&, SEL, bool, const UIViewController::Completion&) { throw NSException("a", "b"); });
-  request("2");
+  play("asks 2");
   EXPECT_EQ(device.application->keyWindow(), window);
 }
 
 TEST_F(PairingTest, TestsMaySkipTheQuestion) {
   options->setTestOnlySkipEVPairingDialog(true);
-  open();
-  plays("asks 7");
-  EXPECT_FALSE(user.sees("Confirm connection?"));
-  plays("event");
-  EXPECT_THAT(sent(), ElementsAre("accepted_pair 7", "captured_event 7 message image_data"));
+  begin();
+  play("asks 7, event");
+  EXPECT_EQ(sent(), "accepted_pair 7, captured_event 7 message image_data");
+  EXPECT_EQ(state(), "paired");
 }
 
 }  // namespace

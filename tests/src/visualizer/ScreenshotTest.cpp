@@ -6,7 +6,7 @@
 #include "platform/graphics/BitmapContext.h"
 #include "src/visualizer/KIScreenshot.h"
 #include "src/visualizer/KovaEventVisualizerContext.h"
-#include "tests/src/autocapture/CaptureFixture.h"
+#include "tests/src/autocapture/CaptureTest.h"
 
 using namespace platform;
 using Quality = KIScreenshot::Quality;

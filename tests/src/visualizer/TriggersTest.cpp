@@ -10,8 +10,7 @@
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 
@@ -48,10 +47,9 @@ TEST_F(TriggersTest, FourFingersForFiveSecondsStartPairing) {
 
   const auto coolingDown = press(10, 4, *window);
   ASSERT_EQ(coolingDown.size(), 1u);
-  EXPECT_THAT(
-      coolingDown[0],
-      testing::MatchesRegex("Kova: Not recognizing EV pairing gesture less than 20\\.000000 seconds after "
-                            "the last one \\(2026-01-01 00:0.:.. .0000\\)\\."));
+  EXPECT_THAT(coolingDown[0],
+              MatchesRegex("Kova: Not recognizing EV pairing gesture less than 20\\.000000 seconds after "
+                           "the last one \\(2026-01-01 00:0.:.. .0000\\)\\."));
   user.waits(21);
   EXPECT_THAT(press(6, 4, *window), ElementsAre(kTriggered));
 }
@@ -119,7 +117,7 @@ TEST_F(TriggersTest, TheLowThresholdTakesOneFingerAndRecordsTheDetection) {
   EXPECT_EQ(recorded, 2u);
 }
 
-class AlertContainerTest : public testing::TestWithParam<const char*> {
+class AlertContainerTest : public TestWithParam<const char*> {
  protected:
   AlertContainerTest() { device.setSystemVersion(GetParam()); }
 
@@ -127,7 +125,7 @@ class AlertContainerTest : public testing::TestWithParam<const char*> {
   std::shared_ptr<KIAlertContainerViewController> container =
       std::make_shared<KIAlertContainerViewController>();
 };
-INSTANTIATE_TEST_SUITE_P(Systems, AlertContainerTest, testing::Values("12.4", "17.0"));
+INSTANTIATE_TEST_SUITE_P(Systems, AlertContainerTest, Values("12.4", "17.0"));
 
 TEST_P(AlertContainerTest, CoversTheAppAndGivesTheKeyWindowBack) {
   const auto app = device.show(std::make_shared<UIViewController>());

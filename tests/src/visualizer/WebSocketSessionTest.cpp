@@ -10,9 +10,7 @@
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Pair;
+using namespace testing;
 using AfterSending = KovaWebSocketSession::AfterSending;
 
 namespace {
@@ -76,37 +74,38 @@ TEST_F(WebSocketSessionTest, AsksForTheSocketBelowTheBaseUrl) {
 }
 
 TEST_F(WebSocketSessionTest, UnderstandsWellFormedHandshakesAlone) {
-  const auto timeout = [](std::string_view json) {
-    const auto handshake = KovaWebSocketSession::parseHandshakeResponse("0" + std::string(json));
-    return handshake ? handshake->heartbeatTimeout : -1;
+  const auto intervals = R"("pingInterval":25000,"pingTimeout":20000)";
+  const auto sid = [&](const std::string& sid) { return R"({"sid":)" + sid + "," + intervals + "}"; };
+  const auto times = [](const std::string& times) { return R"({"sid":"a",)" + times + "}"; };
+  const std::string large(1 << 20, 'x');
+  const std::pair<std::string, double> cases[] = {
+      {sid("\"abc\""), 32},
+      {times(R"("pingInterval":25000,"pingTimeout":60000,"more":[])"), 60},
+      {times(R"("pingInterval":0.5,"pingTimeout":1)"), 7.0005},
+      {sid("\"aZ09-_\""), 32},
+      // Those that are none.
+      {"", -1},
+      {"[]", -1},
+      {"{}", -1},
+      {"{", -1},
+      {"7", -1},
+      {std::string("{") + intervals + "}", -1},
+      {sid("\"\""), -1},
+      {sid("7"), -1},
+      {sid("\"a.b\""), -1},
+      {sid("\"\xff\""), -1},
+      {times(R"("pingInterval":0,"pingTimeout":20000)"), -1},
+      {times(R"("pingInterval":-1,"pingTimeout":20000)"), -1},
+      {times(R"("pingInterval":"25000","pingTimeout":20000)"), -1},
+      {times(R"("pingInterval":25000)"), -1},
+      {times(R"("pingInterval":25000,"pingTimeout":null)"), -1},
+      {std::string(100'000, '['), -1},
+      {sid("\"" + large + "\""), -1},
   };
-  EXPECT_EQ(timeout(R"({"sid":"abc","pingInterval":25000,"pingTimeout":20000})"), 32);
-  EXPECT_EQ(timeout(R"({"sid":"aZ09-_","pingInterval":25000,"pingTimeout":60000,"more":[]})"), 60);
-  EXPECT_EQ(timeout(R"({"sid":"a","pingInterval":0.5,"pingTimeout":1})"), 7.0005);
-  for (const char* bad : {
-           "",
-           "[]",
-           "{}",
-           "{",
-           "7",
-           R"({"pingInterval":25000,"pingTimeout":20000})",
-           R"({"sid":"","pingInterval":25000,"pingTimeout":20000})",
-           R"({"sid":7,"pingInterval":25000,"pingTimeout":20000})",
-           R"({"sid":"a.b","pingInterval":25000,"pingTimeout":20000})",
-           R"({"sid":"ab=","pingInterval":25000,"pingTimeout":20000})",
-           R"({"sid":"a","pingInterval":0,"pingTimeout":20000})",
-           R"({"sid":"a","pingInterval":-1,"pingTimeout":20000})",
-           R"({"sid":"a","pingInterval":"25000","pingTimeout":20000})",
-           R"({"sid":"a","pingInterval":25000})",
-           R"({"sid":"a","pingInterval":25000,"pingTimeout":null})",
-           "{\"sid\":\"\xff\",\"pingInterval\":1,\"pingTimeout\":1}",
-       }) {
-    EXPECT_EQ(timeout(bad), -1) << bad;
+  for (const auto& [text, timeout] : cases) {
+    const auto handshake = KovaWebSocketSession::parseHandshakeResponse("0" + text);
+    EXPECT_EQ(handshake ? handshake->heartbeatTimeout : -1, timeout) << text.substr(0, 80);
   }
-  EXPECT_EQ(timeout(std::string(100'000, '[')), -1);
-  EXPECT_EQ(
-      timeout(R"({"sid":"a","pingInterval":1,"pingTimeout":1,"more":")" + std::string(1 << 20, 'x') + "\"}"),
-      -1);
 }
 
 TEST_F(WebSocketSessionTest, ConversesWithTheServer) {
@@ -200,8 +199,8 @@ TEST_F(WebSocketSessionTest, ReportsWhatCannotBeSent) {
   socket.setSending(ScriptedSocket::Sending::Stalls);
   const std::string third(KovaWebSocketSession::kMaximumUnsentBytes / 3, 'x');
   for (int i = 0; i < 4; ++i) send(third);
-  EXPECT_THAT(socket.takeSent(), testing::SizeIs(2));
-  EXPECT_THAT(delegate->take(), testing::SizeIs(2));
+  EXPECT_THAT(socket.takeSent(), SizeIs(2));
+  EXPECT_THAT(delegate->take(), SizeIs(2));
 
   socket.setSending(ScriptedSocket::Sending::Fails);
   send("[2]", AfterSending::Disconnect);
@@ -218,16 +217,19 @@ TEST_F(WebSocketSessionTest, ASessionThatIsLetGoClosesItsSocket) {
   device.advance(1000);
   EXPECT_THAT(delegate->take(), IsEmpty());
 
-  ScriptedSocket& busy = open();
-  busy.setSending(ScriptedSocket::Sending::Stalls);
-  send("[]", AfterSending::Disconnect);
-  session = nullptr;
-  device.drain();
-  EXPECT_FALSE(busy.isCancelled()) << "the last message is on its way";
-  EXPECT_THAT(busy.takeSent(), ElementsAre("42/ios,[]"));
-  busy.completesSends();
-  device.drain();
-  EXPECT_TRUE(busy.isCancelled());
+  // Its last message is on its way, for five seconds at most.
+  for (const bool isRead : {true, false}) {
+    ScriptedSocket& busy = open();
+    busy.setSending(ScriptedSocket::Sending::Stalls);
+    send("[]", AfterSending::Disconnect);
+    session = nullptr;
+    device.advance(4.9);
+    EXPECT_FALSE(busy.isCancelled());
+    EXPECT_THAT(busy.takeSent(), ElementsAre("42/ios,[]"));
+    isRead ? busy.completesSends() : device.advance(0.2);
+    device.drain();
+    EXPECT_TRUE(busy.isCancelled());
+  }
 }
 
 }  // namespace

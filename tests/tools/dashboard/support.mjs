@@ -106,11 +106,9 @@ export class Dashboard {
 
   /** Waits until the list is just this, from the top: titles of rows, and of scenes, which end with ":". */
   async tells(...wanted) {
-    const read = () =>
-      [...document.querySelectorAll('.row-title, .scene-head bdi')].map((node) => node.textContent + (node.matches('bdi') ? ':' : ''));
-    await this.page.waitForFunction(([source, text]) => JSON.stringify(eval(source)()) === text, [String(read), JSON.stringify(wanted)]).catch(async () => {
-      assert.deepEqual(await this.page.evaluate(read), wanted);
-    });
+    await this.hasRows(wanted.filter((text) => !text.endsWith(':')).length);
+    const read = (nodes) => nodes.map((node) => node.textContent + (node.matches('bdi') ? ':' : ''));
+    assert.deepEqual(await this.page.locator('.row-title, .scene-head bdi').evaluateAll(read), wanted);
   }
 
   async hasRows(count) {
