@@ -71,7 +71,8 @@ QtApplication::QtApplication()
 std::vector<std::shared_ptr<UIWindow>> QtApplication::windows() const {
   std::vector<std::shared_ptr<UIWindow>> windows;
   for (QWidget* const window : windowsOnScreen()) windows.push_back(QtProxies::shared().windowOf(*window));
-  std::ranges::stable_partition(windows, [](const auto& window) { return !window->isKeyWindow(); });
+  std::stable_partition(windows.begin(), windows.end(),
+                        [](const auto& window) { return !window->isKeyWindow(); });
   for (auto& window : UIApplication::windows()) {
     if (!isQt(window)) windows.push_back(std::move(window));
   }

@@ -78,7 +78,8 @@ void QtScreens::later(QWidget& widget, Widgets& list) {
 void QtScreens::look() {
   isLooking_ = false;
   auto shown = std::exchange(shown_, {});
-  std::ranges::stable_partition(shown, [](const auto& widget) { return widget && widget->isWindow(); });
+  std::stable_partition(shown.begin(), shown.end(),
+                        [](const auto& widget) { return widget && widget->isWindow(); });
   for (const auto& widget : shown) {
     if (widget && widget->isVisible() && isScreen(*widget)) appear(*widget);
   }
