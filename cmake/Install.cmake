@@ -2,7 +2,8 @@
 #
 #   <lib>/                 the libraries Kova and KovaPlatform (on Apple systems Kova.framework, with its headers inside),
 #                          KovaDrawing and KovaSockets, which the platform loads when something is drawn or a WebSocket
-#                          is opened, KovaC for hosts in C and other languages, and KovaSimulator for the tests of a host
+#                          is opened, KovaC for hosts in C and other languages, KovaSimulator for the tests of a host,
+#                          and where Qt is, KovaQt
 #   <lib>/cmake/Kova/      the package
 #   <include>/kova/Kova/   what a host app includes
 #   <include>/kova/platform/<layer>/   what those headers, and hosts that set up the platform, include in turn
@@ -13,6 +14,7 @@ set(kova_header_folder ${CMAKE_INSTALL_INCLUDEDIR}/kova)
 set(kova_package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Kova)
 
 file(GLOB kova_public_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/Kova/*.h)
+list(FILTER kova_public_headers EXCLUDE REGEX KovaQt)
 set_target_properties(Kova PROPERTIES PUBLIC_HEADER "${kova_public_headers}")
 set_target_properties(KovaPlatform PROPERTIES EXPORT_NAME Platform)
 set_target_properties(KovaDrawing PROPERTIES EXPORT_NAME Drawing)
@@ -35,12 +37,29 @@ install(
   PUBLIC_HEADER DESTINATION ${kova_header_folder}/Kova
   INCLUDES DESTINATION ${kova_header_folder})
 
+# Where Qt is: the library for hosts written with it, the plugin, and kova-run, which finds the plugin from where it is.
+if(TARGET KovaQt)
+  set_target_properties(KovaQt PROPERTIES EXPORT_NAME Qt INSTALL_RPATH "$ORIGIN"
+                                          PUBLIC_HEADER ${PROJECT_SOURCE_DIR}/include/Kova/KovaQt.h)
+  install(
+    TARGETS KovaQt
+    EXPORT KovaQtTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    PUBLIC_HEADER DESTINATION ${kova_header_folder}/Kova
+    INCLUDES DESTINATION ${kova_header_folder})
+  install(EXPORT KovaQtTargets NAMESPACE Kova:: DESTINATION ${kova_package_folder})
+  install(TARGETS KovaQtPlugin LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/kova/plugins/generic)
+  install(PROGRAMS ${PROJECT_BINARY_DIR}/qt/kova-run DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
 install(
   DIRECTORY ${PROJECT_SOURCE_DIR}/platform/
   DESTINATION ${kova_header_folder}/platform
   FILES_MATCHING
   PATTERN "*.h"
-  PATTERN "internal" EXCLUDE)
+  PATTERN "internal" EXCLUDE
+  PATTERN "qt" EXCLUDE)
 
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(EXPORT KovaTargets NAMESPACE Kova:: DESTINATION ${kova_package_folder})

@@ -23,10 +23,10 @@ FLOORS = [
     ["src/autocapture", "src/identity/lifecycle", "src/storage"],
     ["src/visualizer"],
     ["src/core/tracker"],
-    ["src/c"],
+    ["qt", "src/c"],
 ]
 LEVEL = {folder: level for level, folders in enumerate(FLOORS) for folder in folders}
-ROOTS = ("platform", "include", "src")
+ROOTS = ("platform", "include", "src", "qt")
 
 
 def has_a_floor(path):
@@ -62,7 +62,7 @@ def drawing():
     for level, folders in reversed(list(enumerate(FLOORS))):
         for folder in folders:
             # What all of the library may use is not repeated at each of its folders.
-            part = {"include": "platform/"}.get(folder.split("/")[0], folder.split("/")[0] + "/")
+            part = {"include": "platform/", "qt": "src/"}.get(folder.split("/")[0], folder.split("/")[0] + "/")
             seen = sorted(below[folder], key=lambda other: (-LEVEL[other], other))
             names = [other.removeprefix(part) for other in seen if other.startswith(part)]
             floor = f"{level + 1:2}" if folder == folders[0] else "  "

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <Kova/KovaExport.h>
+
+#include <QString>
+#include <QUrl>
+#include <QVariantMap>
+#include <optional>
+
+// Kova for programs written with Qt 6 Widgets, in Qt's types:
+//
+//   QApplication app(argc, argv);
+//   app.setApplicationName("Notes");
+//   app.setOrganizationDomain("example.com");
+//   app.setApplicationVersion("2.1");
+//   KovaQtOptions options;
+//   options.captureUrl = QUrl("https://capture.example.com/");
+//   KovaQt::start("1234567890", options);  // before the first window is shown
+//
+// From there on it records which windows, dialogs and pages are shown, what is pressed in them, and which
+// editors are used; never what is written in them. Widgets are kept out, or their texts, by dynamic
+// properties, in code as in .ui files: kovaIgnore, kovaIgnoreInnerHierarchy, kovaRedactText and
+// kovaRedactAccessibilityLabel (true); kovaScreen says whether a window or a widget is a screen (true,
+// false), or its name.
+//
+// A user switches off Kova in every Qt program by the environment variable KOVA_DISABLE=1, an administrator
+// by the file /etc/xdg/kova/disabled: then all calls do nothing.
+//
+// All calls belong to the thread of the QApplication; track, identify and the properties may come from any
+// thread.
+struct KovaQtOptions {
+  // Where everything goes; the service's own address when empty. One that is no absolute http or https URL
+  // sends nothing anywhere.
+  QUrl captureUrl;
+  // Where the program pairs with a dashboard; the same rules.
+  QUrl visualizerUrl;
+  // What the rows of lists, trees and tables say is the user's own and is told as "****" unless shown.
+  enum class Texts { Redacted, Shown } itemTexts = Texts::Redacted;
+  // Seconds between uploads.
+  double uploadInterval = 15;
+  // Log debug lines.
+  bool debug = false;
+};
+
+class KOVA_EXPORT KovaQt {
+ public:
+  KovaQt() = delete;
+
+  // The environment id is a decimal number without leading zeros; with any other nothing is started, and the
+  // log says so. A second call does nothing.
+  static void start(const QString& environmentId, const KovaQtOptions& options = {});
+
+  // An event of the program's own. Dates, numbers, texts, lists and maps are taken, other values as their
+  // text.
+  static void track(const QString& event, const QVariantMap& properties = {});
+  static void identify(const QString& identity);
+  static void resetIdentity();
+  static void addUserProperties(const QVariantMap& properties);
+  static void addEventProperties(const QVariantMap& properties);
+  static void removeEventProperty(const QString& name);
+  static void clearEventProperties();
+
+  static void setTrackingEnabled(bool enabled);
+  static bool isTrackingEnabled();
+  // None before the start.
+  static std::optional<QString> userId();
+  static std::optional<QString> sessionId();
+
+  // A link that the program was asked to open; one of a dashboard starts pairing.
+  static void handleOpenUrl(const QUrl& url);
+  static void startEVPairing();
+  static void stopEVPairing();
+};

@@ -1,0 +1,62 @@
+#include <Kova/Kova.h>
+#include <Kova/KovaQt.h>
+
+#include "qt/KovaQtStart.h"
+#include "qt/KovaQtValues.h"
+
+using kovaqt::dictionaryOf;
+
+namespace {
+
+std::optional<QString> textOf(const std::optional<std::string>& text) {
+  return text ? std::optional(QString::fromStdString(*text)) : std::nullopt;
+}
+
+// An empty map is no properties.
+KovaProperties propertiesOf(const QVariantMap& map) {
+  return map.isEmpty() ? KovaProperties() : KovaProperties(dictionaryOf(map));
+}
+
+}  // namespace
+
+void KovaQt::start(const QString& environmentId, const KovaQtOptions& options) {
+  kovaqt::start(environmentId, options);
+}
+
+void KovaQt::track(const QString& event, const QVariantMap& properties) {
+  Kova::track(event.toStdString(), propertiesOf(properties));
+}
+
+void KovaQt::identify(const QString& identity) { Kova::identify(identity.toStdString()); }
+
+void KovaQt::resetIdentity() { Kova::resetIdentity(); }
+
+void KovaQt::addUserProperties(const QVariantMap& properties) {
+  Kova::addUserProperties(propertiesOf(properties));
+}
+
+void KovaQt::addEventProperties(const QVariantMap& properties) {
+  Kova::addEventProperties(propertiesOf(properties));
+}
+
+void KovaQt::removeEventProperty(const QString& name) { Kova::removeEventProperty(name.toStdString()); }
+
+void KovaQt::clearEventProperties() { Kova::clearEventProperties(); }
+
+void KovaQt::setTrackingEnabled(bool enabled) { Kova::setTrackingEnabled(enabled); }
+
+bool KovaQt::isTrackingEnabled() { return Kova::isTrackingEnabled(); }
+
+std::optional<QString> KovaQt::userId() { return textOf(Kova::userId()); }
+
+std::optional<QString> KovaQt::sessionId() { return textOf(Kova::sessionId()); }
+
+void KovaQt::handleOpenUrl(const QUrl& url) {
+  if (const auto opened = platform::NSURL::create(url.toString(QUrl::FullyEncoded).toStdString())) {
+    Kova::handleOpenURL(*opened);
+  }
+}
+
+void KovaQt::startEVPairing() { Kova::startEVPairing(); }
+
+void KovaQt::stopEVPairing() { Kova::stopEVPairing(); }

@@ -1,0 +1,75 @@
+#include "qt/KovaQtStart.h"
+
+#include <Kova/Kova.h>
+
+#include <QFile>
+#include <utility>
+
+#include "platform/foundation/NSException.h"
+#include "platform/foundation/SystemLog.h"
+#include "platform/net/NetworkReachability.h"
+#include "platform/qt/QtApplication.h"
+#include "qt/KovaQtIgnore.h"
+
+using namespace platform;
+
+namespace kovaqt {
+
+namespace {
+
+constexpr double kLongestFarewell = 0.1;  // seconds that the program is kept from leaving
+
+// Only "1" switches off, as the documents say.
+bool isVariableSet() { return qgetenv("KOVA_DISABLE") == "1"; }
+
+bool isOnThisMachine(const QUrl& url) {
+  return url.host() == QLatin1String("localhost") || url.host() == QLatin1String("127.0.0.1") ||
+         url.host() == QLatin1String("::1");
+}
+
+std::optional<String> substitute(const QString&) { return String(KovaRedactedTextSubstitution); }
+std::optional<String> asItIs(const QString& text) { return String(text.toStdString()); }
+
+void startApplication(const KovaQtOptions& options) {
+  QtOptions host;
+  host.screenProperty = "kovaScreen";
+  host.propertyChanged = applyProperty;
+  host.windowShown = redactUsersOwnDialogs;
+  host.itemText = options.itemTexts == KovaQtOptions::Texts::Shown ? asItIs : substitute;
+  host.willQuit = [] { Kova::flush(kLongestFarewell); };
+  startQtApplication(std::move(host));
+  if (!isOnThisMachine(options.captureUrl)) return;
+  // The loopback counts as a network.
+  NetworkReachability::installFlagSource(
+      [](const NetworkReachability::Target&) { return std::optional(kNetworkReachabilityFlagsReachable); });
+}
+
+std::shared_ptr<KovaOptions> optionsFor(const KovaQtOptions& given) {
+  auto options = std::make_shared<KovaOptions>();
+  if (!given.captureUrl.isEmpty()) options->setCaptureBaseUrl(given.captureUrl.toString().toStdString());
+  if (!given.visualizerUrl.isEmpty()) {
+    options->setEventVisualizerWebSocketBaseUrl(given.visualizerUrl.toString().toStdString());
+  }
+  options->setDebug(given.debug);
+  return options;
+}
+
+}  // namespace
+
+bool isDisabled(const std::string& disablingFile) {
+  return isVariableSet() || QFile::exists(QString::fromStdString(disablingFile));
+}
+
+void start(const QString& environmentId, const KovaQtOptions& options) {
+  static bool isStarted = false;
+  if (isDisabled() || std::exchange(isStarted, true)) return;
+  startApplication(options);
+  try {
+    Kova::initialize(environmentId.toStdString(), optionsFor(options));
+    Kova::changeInterval(options.uploadInterval);
+  } catch (const NSException& exception) {
+    NSLog("Kova was not started: " + exception.reason().value_or(""));
+  }
+}
+
+}  // namespace kovaqt
