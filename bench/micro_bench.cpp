@@ -8,9 +8,9 @@
 #include "platform/dispatch/Scheduler.h"
 #include "platform/foundation/NSJSONSerialization.h"
 #include "platform/foundation/Value.h"
+#include "src/autocapture/KovaUtil.h"
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaUtil.h"
 
 using platform::Dictionary;
 using platform::Value;

@@ -7,7 +7,7 @@
 #include "bench/BenchScreen.h"
 #include "platform/dispatch/Scheduler.h"
 #include "src/autocapture/KIViewAncestry.h"
-#include "src/core/KovaUtil.h"
+#include "src/autocapture/KovaUtil.h"
 #include "src/core/tracker/KovaTracker.h"
 #include "src/core/tracker/UIApplication+EventInterceptor.h"
 

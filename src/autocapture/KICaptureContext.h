@@ -18,6 +18,8 @@ class UIView;
 // settings in force, the session, and what the app adds. Main thread.
 class KICaptureContext {
  public:
+  enum class ViewAncestry : bool { Omit, Capture };
+
   virtual bool isTextCaptureDisabled() const = 0;
   virtual bool isAccessibilityLabelCaptureDisabled() const = 0;
   virtual bool isIvarCaptureDisabled() const = 0;

@@ -5,9 +5,7 @@
 #include "platform/runtime/Retained.h"
 #include "platform/uikit/UIControl.h"
 #include "platform/uikit/UITouch.h"
-#include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
-#include "src/core/KovaUtil.h"
 #include "src/core/NSObject+ClassOf.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 
@@ -50,10 +48,36 @@ void addLine(std::string& lines, std::string_view label, const std::optional<Str
 
 }  // namespace
 
-KITouchEvent::KITouchEvent(const String& eventType, int appVisibilityState)
-    : KIEvent(kKind, appVisibilityState), eventType_(eventType) {}
+std::optional<kova::TouchTarget> KITouchEvent::targetOf(const kova::SeenTouch& seen, unsigned ignoreRules,
+                                                        const KICaptureContext& context) {
+  if (ignoreRules & kKovaIgnoreRuleIgnore) return std::nullopt;
+  auto view = visibleView(seen.view);
+  const std::string_view className = view ? std::string_view(KOVA_classOf(*view).name()) : "UIView";
+  if (seen.eventType.view() == KovaTouchEventTypeTouch && className == kKeyboardClass) return std::nullopt;
 
-KITouchEvent::~KITouchEvent() = default;
+  auto control = view ? retained(kova::closestControl(*view)) : nullptr;
+  auto ancestry = seen.viewAncestry == ViewAncestry::Capture ? ancestryOf(view, context) : nullptr;
+  auto overrides = context.overriddenTouchEventPropertiesForEventType(seen.eventType, view.get(),
+                                                                      seen.touch.get(), control.get());
+  return kova::TouchTarget{.eventType = seen.eventType,
+                           .view = std::move(view),
+                           .touch = seen.touch,
+                           .closestControl = std::move(control),
+                           .viewClassName = className,
+                           .selector = seen.selector,
+                           .ancestry = std::move(ancestry),
+                           .overrides = std::move(overrides).value_or(Dictionary()),
+                           .ignoreRules = ignoreRules};
+}
+
+std::shared_ptr<KITouchEvent> KITouchEvent::create(kova::TouchTarget target, int appVisibilityState,
+                                                   const KICaptureContext& context) {
+  const auto event = std::make_shared<KITouchEvent>(std::move(target), appVisibilityState, context);
+  if (event->view_) {
+    event->setPageviewInfo(KOVA_scopedPageviewInfoWithCurrentSessionId(*event->view_, context.sessionId()));
+  }
+  return event;
+}
 
 std::shared_ptr<KITouchEvent> KITouchEvent::create(const String& eventType,
                                                    const std::shared_ptr<UIView>& view,
@@ -61,67 +85,60 @@ std::shared_ptr<KITouchEvent> KITouchEvent::create(const String& eventType,
                                                    const std::optional<String>& selector,
                                                    ViewAncestry viewAncestry, int appVisibilityState,
                                                    unsigned ignoreRules, const KICaptureContext& context) {
-  if (ignoreRules & kKovaIgnoreRuleIgnore) return nullptr;
-  auto target = visibleView(view);
-  const std::string_view className = target ? std::string_view(KOVA_classOf(*target).name()) : "UIView";
-  if (eventType.view() == KovaTouchEventTypeTouch && className == kKeyboardClass) return nullptr;
-
-  auto control = target ? retained(KovaUtil::closestControl(*target)) : nullptr;
-  auto ancestry = viewAncestry == ViewAncestry::Capture ? ancestryOf(target, context) : nullptr;
-  const auto overrides =
-      context.overriddenTouchEventPropertiesForEventType(eventType, target.get(), touch.get(), control.get());
-
-  const auto event = std::make_shared<KITouchEvent>(eventType, appVisibilityState);
-  event->redactText_ = (ignoreRules & kKovaIgnoreRuleRedactText) != 0;
-  event->redactAccessibilityLabel_ = (ignoreRules & kKovaIgnoreRuleRedactAccessibilityLabel) != 0;
-  event->targetViewClassName_ = className;
-  event->viewAncestry_ = std::move(ancestry);
-  event->view_ = std::move(target);
-  event->touch_ = std::move(touch);
-  event->closestControl_ = std::move(control);
-  event->chooseTargetFields(overrides.value_or(Dictionary()), selector, context);
-  if (event->view_) {
-    event->setPageviewInfo(KOVA_scopedPageviewInfoWithCurrentSessionId(*event->view_, context.sessionId()));
-  }
-  return event;
+  auto target = targetOf({eventType, view, std::move(touch), selector, viewAncestry}, ignoreRules, context);
+  return target ? create(std::move(*target), appVisibilityState, context) : nullptr;
 }
 
-// Each is what the app says, else what the view tells, else what its control tells.
-void KITouchEvent::chooseTargetFields(const Dictionary& overrides, const std::optional<String>& selector,
-                                      const KICaptureContext& context) {
-  omitTargetText_ = context.isTextCaptureDisabled();
-  omitTargetAccessibilityLabel_ = context.isAccessibilityLabelCaptureDisabled();
-  omitTargetIvar_ = context.isIvarCaptureDisabled();
-
-  if (auto name = textOf(overrides, KovaTouchEventPropertyTargetClass)) {
-    targetViewClassName_ = *std::move(name);
-  }
+// The app is asked in the order of the fields that are sent.
+KITouchEvent::KITouchEvent(kova::TouchTarget target, int appVisibilityState, const KICaptureContext& context)
+    : KIEvent(kKind, appVisibilityState),
+      eventType_(std::move(target.eventType)),
+      targetViewClassName_(textOf(target.overrides, KovaTouchEventPropertyTargetClass)
+                               .value_or(std::move(target.viewClassName))),
+      viewAncestry_(std::move(target.ancestry)),
+      omitTargetText_(context.isTextCaptureDisabled()),
+      omitTargetAccessibilityLabel_(context.isAccessibilityLabelCaptureDisabled()),
+      redactText_((target.ignoreRules & kKovaIgnoreRuleRedactText) != 0),
+      redactAccessibilityLabel_((target.ignoreRules & kKovaIgnoreRuleRedactAccessibilityLabel) != 0),
+      view_(std::move(target.view)),
+      touch_(std::move(target.touch)),
+      closestControl_(std::move(target.closestControl)) {
+  const Dictionary& overrides = target.overrides;
+  const bool omitTargetIvar = context.isIvarCaptureDisabled();
   if (!omitTargetText_) {
     targetText_ = textOf(overrides, KovaTouchEventPropertyTargetText);
-    if (!targetText_) targetText_ = view_ ? KovaUtil::getText(*view_, redactText_) : String();
+    if (!targetText_) targetText_ = view_ ? kova::getText(*view_, redactText_) : String();
     targetTextIsRedacted_ = redactText_;
   }
-  if (!omitTargetAccessibilityLabel_) {
-    auto& label = targetAccessibilityLabel_;
-    label = textOf(overrides, KovaTouchEventPropertyTargetAccessibilityLabel);
-    redactAccessibilityLabel_ |= view_ && redactsOwnLabel(*view_);
-    if (!label && view_) label = view_->accessibilityLabel();
-    if (!label && closestControl_) {
-      label = closestControl_->accessibilityLabel();
-      redactAccessibilityLabel_ |= redactsOwnLabel(*closestControl_);
-    }
+  if (!omitTargetAccessibilityLabel_) chooseAccessibilityLabel(overrides);
+  chooseAccessibilityIdentifier(overrides);
+  if (!omitTargetIvar) {
+    const UIView* held = closestControl_ ? closestControl_.get() : view_.get();
+    targetIvar_ = textOf(overrides, KovaTouchEventPropertyTargetVariable);
+    if (!targetIvar_ && held) targetIvar_ = kova::propertyName(*held);
   }
+  targetSelector_ = textOf(overrides, KovaTouchEventPropertyTargetSelector);
+  if (!targetSelector_) targetSelector_ = std::move(target.selector);
+}
+
+KITouchEvent::~KITouchEvent() = default;
+
+void KITouchEvent::chooseAccessibilityLabel(const Dictionary& overrides) {
+  auto& label = targetAccessibilityLabel_;
+  label = textOf(overrides, KovaTouchEventPropertyTargetAccessibilityLabel);
+  redactAccessibilityLabel_ |= view_ && redactsOwnLabel(*view_);
+  if (!label && view_) label = view_->accessibilityLabel();
+  if (!label && closestControl_) {
+    label = closestControl_->accessibilityLabel();
+    redactAccessibilityLabel_ |= redactsOwnLabel(*closestControl_);
+  }
+}
+
+void KITouchEvent::chooseAccessibilityIdentifier(const Dictionary& overrides) {
   auto& identifier = targetAccessibilityIdentifier_;
   identifier = textOf(overrides, KovaTouchEventPropertyTargetAccessibilityIdentifier);
   if (!identifier && view_) identifier = view_->accessibilityIdentifier();
   if (!identifier && closestControl_) identifier = closestControl_->accessibilityIdentifier();
-  if (!omitTargetIvar_) {
-    const UIView* held = closestControl_ ? closestControl_.get() : view_.get();
-    targetIvar_ = textOf(overrides, KovaTouchEventPropertyTargetVariable);
-    if (!targetIvar_ && held) targetIvar_ = KovaUtil::propertyName(*held);
-  }
-  targetSelector_ = textOf(overrides, KovaTouchEventPropertyTargetSelector);
-  if (!targetSelector_) targetSelector_ = selector;
 }
 
 void KITouchEvent::setTargetText(std::optional<String> text, bool redacted) {
@@ -160,8 +177,8 @@ MutableDictionary KITouchEvent::mutableEventDictionary() const {
   event.append(KovaTouchEventPropertyTargetText, sanitizedTargetText());
   add(KovaTouchEventPropertyTargetAccessibilityLabel, sanitizedTargetAccessibilityLabel());
   add(KovaTouchEventPropertyTargetAccessibilityIdentifier, targetAccessibilityIdentifier_);
-  if (!omitTargetIvar_) add(KovaTouchEventPropertyTargetVariable, targetIvar_);
-  add(KovaTouchEventPropertyTargetSelector, KovaUtil::trimSelector(targetSelector_));
+  add(KovaTouchEventPropertyTargetVariable, targetIvar_);
+  add(KovaTouchEventPropertyTargetSelector, kova::trimSelector(targetSelector_));
   if (viewAncestry_) {
     event.append(KovaTouchEventPropertyViewAncestry, viewAncestry_->transmittableDictionary());
   }
@@ -171,7 +188,7 @@ MutableDictionary KITouchEvent::mutableEventDictionary() const {
 std::string KITouchEvent::description() const {
   std::string lines = "   Event Type                              : " + eventType_.str();
   addLine(lines, "Action Method                           : ", targetSelector_);
-  if (!omitTargetIvar_) addLine(lines, "Target View Name                        : ", targetIvar_);
+  addLine(lines, "Target View Name                        : ", targetIvar_);
   if (targetText_ && !omitTargetText_) {
     addLine(lines, "Target Text                             : ", sanitizedTargetText());
   }

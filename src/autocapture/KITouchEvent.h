@@ -6,15 +6,10 @@
 
 #include "platform/foundation/String.h"
 #include "platform/foundation/Value.h"
+#include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/KIViewAncestry.h"
+#include "src/autocapture/TouchTarget.h"
 #include "src/events/KIEvent.h"
-
-class KICaptureContext;
-namespace platform {
-class UIControl;
-class UITouch;
-class UIView;
-}  // namespace platform
 
 // One interaction: a touch that began on a view, a gesture that ended, or a text field whose editing ended.
 //
@@ -25,19 +20,25 @@ class KITouchEvent : public KIEvent {
   NS_OBJECT(KITouchEvent, KIEvent)
 
  public:
-  enum class ViewAncestry { Omit, Capture };
+  using ViewAncestry = KICaptureContext::ViewAncestry;
 
-  // Null when the event must not exist: the view is ignored, or the touch is on the system's keyboard.
-  // `ignoreRules` are those in force for the view (UIResponder+KovaIgnore.h). The touch may be null.
+  // None when there must be no event: the view is ignored, or the touch is on the system's keyboard.
+  // `ignoreRules` are those in force for the view (UIResponder+KovaIgnore.h).
+  static std::optional<kova::TouchTarget> targetOf(const kova::SeenTouch& seen, unsigned ignoreRules,
+                                                   const KICaptureContext& context) KOVA_ON_MAIN_THREAD;
+  static std::shared_ptr<KITouchEvent> create(kova::TouchTarget target, int appVisibilityState,
+                                              const KICaptureContext& context) KOVA_ON_MAIN_THREAD;
+  // Both in one; null when there must be no event.
   static std::shared_ptr<KITouchEvent> create(const platform::String& eventType,
                                               const std::shared_ptr<platform::UIView>& view,
                                               std::shared_ptr<platform::UITouch> touch,
                                               const std::optional<platform::String>& selector,
                                               ViewAncestry viewAncestry, int appVisibilityState,
-                                              unsigned ignoreRules, const KICaptureContext& context);
+                                              unsigned ignoreRules,
+                                              const KICaptureContext& context) KOVA_ON_MAIN_THREAD;
 
-  // `create`'s own; `eventType` is "touch", "fieldedit" or the class name of a gesture recogniser.
-  KITouchEvent(const platform::String& eventType, int appVisibilityState);
+  KITouchEvent(kova::TouchTarget target, int appVisibilityState,
+               const KICaptureContext& context) KOVA_ON_MAIN_THREAD;
   ~KITouchEvent() override;
 
   platform::MutableDictionary mutableEventDictionary() const override;
@@ -73,33 +74,33 @@ class KITouchEvent : public KIEvent {
   void setTargetSelector(std::optional<platform::String> selector) { targetSelector_ = std::move(selector); }
 
   const std::shared_ptr<KIViewAncestry>& viewAncestry() const { return viewAncestry_; }
-  // The target: the view, or the outermost view around it that hides its inner hierarchy.
+  // The target's view, which hides its inner hierarchy or is the one that was touched.
   const std::shared_ptr<platform::UIView>& view() const { return view_; }
   const std::shared_ptr<platform::UITouch>& touch() const { return touch_; }
   const std::shared_ptr<platform::UIControl>& closestControl() const { return closestControl_; }
   // Lets go of these three, before the event goes to the mutation queue: what is on the screen may die on the
   // main thread only.
-  void releaseViews();
+  void releaseViews() KOVA_ON_MAIN_THREAD;
 
  private:
-  void chooseTargetFields(const platform::Dictionary& overrides,
-                          const std::optional<platform::String>& selector, const KICaptureContext& context);
+  // What the app says, else what the view tells, else what its control tells.
+  void chooseAccessibilityLabel(const platform::Dictionary& overrides) KOVA_ON_MAIN_THREAD;
+  void chooseAccessibilityIdentifier(const platform::Dictionary& overrides) KOVA_ON_MAIN_THREAD;
 
   const platform::String eventType_;
-  platform::String targetViewClassName_;
+  const platform::String targetViewClassName_;
+  const std::shared_ptr<KIViewAncestry> viewAncestry_;
+  const bool omitTargetText_;
+  const bool omitTargetAccessibilityLabel_;
+  const bool redactText_;
+  bool redactAccessibilityLabel_;
+  bool targetTextIsRedacted_ = false;
+  std::shared_ptr<platform::UIView> view_;
+  std::shared_ptr<platform::UITouch> touch_;
+  std::shared_ptr<platform::UIControl> closestControl_;
   std::optional<platform::String> targetText_;
   std::optional<platform::String> targetAccessibilityLabel_;
   std::optional<platform::String> targetAccessibilityIdentifier_;
   std::optional<platform::String> targetIvar_;
   std::optional<platform::String> targetSelector_;
-  std::shared_ptr<KIViewAncestry> viewAncestry_;
-  std::shared_ptr<platform::UIView> view_;
-  std::shared_ptr<platform::UITouch> touch_;
-  std::shared_ptr<platform::UIControl> closestControl_;
-  bool targetTextIsRedacted_ = false;
-  bool omitTargetText_ = false;
-  bool omitTargetAccessibilityLabel_ = false;
-  bool omitTargetIvar_ = false;
-  bool redactText_ = false;
-  bool redactAccessibilityLabel_ = false;
 };

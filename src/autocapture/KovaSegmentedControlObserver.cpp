@@ -45,8 +45,10 @@ void KovaSegmentedControlObserver::stopObserving() {
 
 void KovaSegmentedControlObserver::observeValueForKeyPath(const std::string&, NSObject&, const KeyValue&,
                                                           const void* context) {
-  kova::guarded({*this, "observeValueForKeyPath:ofObject:change:context:"},
-                [&] { unsafeObserveValueForKeyPath(context); });
+  kova::guarded({*this, "observeValueForKeyPath:ofObject:change:context:"}, [&] {
+    kova::mainThread.isHere();
+    unsafeObserveValueForKeyPath(context);
+  });
 }
 
 void KovaSegmentedControlObserver::unsafeObserveValueForKeyPath(const void* context) {

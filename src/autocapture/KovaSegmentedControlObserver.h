@@ -35,9 +35,9 @@ class KovaSegmentedControlObserver : public platform::NSObject {
                               const platform::KeyValue& newValue, const void* context) override;
 
  private:
-  void unsafeObserveValueForKeyPath(const void* context);
+  void unsafeObserveValueForKeyPath(const void* context) KOVA_ON_MAIN_THREAD;
   // Not to a touch whose finger has nothing to do with the event that is being dispatched.
-  bool shouldAttributeValueChangeToTouchEvent() const;
+  bool shouldAttributeValueChangeToTouchEvent() const KOVA_ON_MAIN_THREAD;
 
   const std::shared_ptr<KITouchEvent> touchEvent_;
   const std::shared_ptr<platform::UISegmentedControl> control_;

@@ -4,9 +4,9 @@
 #include "platform/runtime/Retained.h"
 #include "platform/uikit/UIButton.h"
 #include "platform/uikit/UITableViewCell.h"
+#include "src/autocapture/TouchTarget.h"
 #include "src/core/KIHierarchyLimit.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaUtil.h"
 #include "src/core/NSObject+TextForKey.h"
 
 using namespace platform;
@@ -167,7 +167,7 @@ std::string KOVA_ignoreDescription(UIResponder& responder, std::string_view line
   };
   addLine("Class                    ", responder.isa().name());
   if (auto* view = dynamic_cast<UIView*>(&responder)) {
-    addFact("Text                     ", KovaUtil::getText(*view, false));
+    addFact("Text                     ", kova::getText(*view, false));
   }
   addFact("Accessibility Identifier ", KOVA_textForKey(responder, identifierKey).value_or(""));
   addFact("Accessibility Label      ", responder.accessibilityLabel().value_or(""));

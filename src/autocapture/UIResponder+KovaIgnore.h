@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "src/core/Threads.h"
+
 namespace platform {
 class UIResponder;
 class UIView;
@@ -45,13 +47,14 @@ unsigned KOVA_ownLabelRules(const platform::UIResponder& responder);
 
 // The rules for an interaction with a view and with a second one; either may be null. When the first is
 // ignored the second is not looked at. Explains itself in the debug log when either is.
-unsigned KOVA_touchEventIgnoreRules(platform::UIView* view1, platform::UIView* view2);
+unsigned KOVA_touchEventIgnoreRules(platform::UIView* view1, platform::UIView* view2) KOVA_ON_MAIN_THREAD;
 
 // What an ignored responder is known by, for the debug log: one line a fact, each beginning with the prefix.
 std::string KOVA_ignoreDescription(platform::UIResponder& responder, std::string_view linePrefix,
-                                   std::string_view extraSpace);
+                                   std::string_view extraSpace) KOVA_ON_MAIN_THREAD;
 // Says why the receiver is ignored; `source` is the receiver or a responder after it.
-void KOVA_logIgnoreWithSource(platform::UIResponder& receiver, platform::UIResponder& source);
+void KOVA_logIgnoreWithSource(platform::UIResponder& receiver,
+                              platform::UIResponder& source) KOVA_ON_MAIN_THREAD;
 
 // Whether no view around this one hides its inner hierarchy.
 bool KOVA_isVisibleInHierarchy(const platform::UIView& view);

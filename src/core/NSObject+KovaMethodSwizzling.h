@@ -3,8 +3,9 @@
 #include "platform/runtime/Class.h"
 #include "platform/runtime/Method.h"
 #include "src/core/Place.h"
+#include "src/core/Threads.h"
 
-// Replacing the implementations of platform methods. Main thread only.
+// Replacing the implementations of platform methods.
 
 // Puts `implementation` in the place of the one that the class answers the method with, be it its own or
 // inherited and so shared with other classes, and returns that one. Null when there is no such method, in
@@ -12,7 +13,7 @@
 template <class Signature>
 typename platform::Method<Signature>::Imp KOVA_replaceMethod(
     platform::Method<Signature>* method, const platform::Class& cls,
-    typename platform::Method<Signature>::Imp implementation) {
+    typename platform::Method<Signature>::Imp implementation) KOVA_ON_MAIN_THREAD {
   if (!method) return nullptr;
   const auto previous = method->replace(cls, implementation);
   return previous == implementation ? nullptr : previous;
@@ -22,9 +23,9 @@ typename platform::Method<Signature>::Imp KOVA_replaceMethod(
 template <class Signature>
 typename platform::Method<Signature>::Imp KOVA_replaceInstanceSelector(
     const platform::Class& cls, platform::Method<Signature>& method,
-    typename platform::Method<Signature>::Imp implementation) {
+    typename platform::Method<Signature>::Imp implementation) KOVA_ON_MAIN_THREAD {
   return KOVA_replaceMethod(&method, cls, implementation);
 }
 
 // Reports a second attempt to replace the same methods, which switches the library off.
-void KOVA_registerMultipleSwizzleAttempt(const kova::Place& installer);
+void KOVA_registerMultipleSwizzleAttempt(const kova::Place& installer) KOVA_ON_MAIN_THREAD;

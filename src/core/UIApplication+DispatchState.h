@@ -1,24 +1,28 @@
 #pragma once
 
+#include <optional>
+#include <string_view>
+
+#include "src/core/Threads.h"
+
 namespace platform {
 class UIEvent;
 }
 
 // What the application is doing at this moment, as the replaced methods of UIApplication see it. They open
-// the scopes around the implementations before them; those that record touches and pageviews read. Main
-// thread only.
+// the scopes around the implementations before them; those that record touches and pageviews read.
 
 // The event that is being dispatched; null outside of a dispatch.
-platform::UIEvent* KOVA_sentEvent();
+platform::UIEvent* KOVA_sentEvent() KOVA_ON_MAIN_THREAD;
 // Whether pictures of a scene are being taken for the app switcher.
-bool KOVA_isCapturingSnapshot();
+bool KOVA_isCapturingSnapshot() KOVA_ON_MAIN_THREAD;
 
 // Shows the event as the one being dispatched, which whoever dispatches it keeps until then. None is once the
 // scope has ended, even when it was opened inside of another.
 class KIEventDispatchScope {
  public:
-  explicit KIEventDispatchScope(platform::UIEvent& event);
-  ~KIEventDispatchScope();
+  explicit KIEventDispatchScope(platform::UIEvent& event) KOVA_ON_MAIN_THREAD;
+  ~KIEventDispatchScope() KOVA_ON_MAIN_THREAD;
   KIEventDispatchScope(const KIEventDispatchScope&) = delete;
   KIEventDispatchScope& operator=(const KIEventDispatchScope&) = delete;
 };
@@ -26,11 +30,25 @@ class KIEventDispatchScope {
 // May be nested.
 class KISnapshotScope {
  public:
-  KISnapshotScope();
-  ~KISnapshotScope();
+  KISnapshotScope() KOVA_ON_MAIN_THREAD;
+  ~KISnapshotScope() KOVA_ON_MAIN_THREAD;
   KISnapshotScope(const KISnapshotScope&) = delete;
   KISnapshotScope& operator=(const KISnapshotScope&) = delete;
 
  private:
   const bool before_;
 };
+
+inline constexpr int kAppVisibilityStateBackground = 1;
+inline constexpr int kAppVisibilityStateForeground = 2;
+
+namespace kova {
+
+// Which of the two the application is in; off the main thread it warns, naming `caller`, and answers all the
+// same.
+int appVisibilityState(std::string_view caller) KOVA_ON_MAIN_THREAD;
+// Replaces the answer above until it is taken back with nullopt. For tests.
+void setAppVisibilityStateOverride(std::optional<int> state) KOVA_ON_MAIN_THREAD;
+std::optional<int> appVisibilityStateOverride() KOVA_ON_MAIN_THREAD;
+
+}  // namespace kova

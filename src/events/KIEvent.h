@@ -6,6 +6,7 @@
 
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
+#include "src/events/KIEventRecording.h"
 #include "src/events/KIMoment.h"
 
 // One captured event: a touch, a gesture, a field edit, an install or an upgrade. Made on capture, turned
@@ -36,10 +37,9 @@ class KIEvent : public platform::NSObject {
   const std::string& timestamp() const { return moment_.timestamp; }
   void setTimestamp(std::string timestamp) { moment_.timestamp = std::move(timestamp); }
 
-  // What the Event Visualizer is to have of the event (KovaEventRecording), only held until its message is
-  // built.
-  const std::shared_ptr<const platform::NSObject>& evCaptureContext() const { return evCaptureContext_; }
-  void setEvCaptureContext(std::shared_ptr<const platform::NSObject> context) {
+  // Sent with the event's message; null when nobody watches.
+  const std::shared_ptr<const KIEventRecording>& evCaptureContext() const { return evCaptureContext_; }
+  void setEvCaptureContext(std::shared_ptr<const KIEventRecording> context) {
     evCaptureContext_ = std::move(context);
   }
 
@@ -60,5 +60,5 @@ class KIEvent : public platform::NSObject {
   const std::string eventId_;
   const int appVisibilityState_;
   const std::string kind_;
-  std::shared_ptr<const platform::NSObject> evCaptureContext_;
+  std::shared_ptr<const KIEventRecording> evCaptureContext_;
 };

@@ -1,11 +1,12 @@
 #include "src/events/KIMoment.h"
 
-#include "src/core/KovaUtil.h"
 #include "src/identity/KIIdentityManager.h"
 #include "src/identity/KISessionManager.h"
 
+#include "src/core/Clock.h"
+
 KIMoment KIMoment::now() {
-  return {KovaUtil::epochString(), std::nullopt, std::nullopt, std::nullopt, std::nullopt};
+  return {kova::epochString(), std::nullopt, std::nullopt, std::nullopt, std::nullopt};
 }
 
 void KIMoment::applyMissingPropertiesFromSessionManager(const KISessionManager& sessionManager,

@@ -6,7 +6,7 @@
 #include "platform/foundation/Format.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/uikit/UIDevice.h"
-#include "src/core/KovaUtil.h"
+#include "src/core/URLEncoding.h"
 
 using namespace platform;
 
@@ -22,18 +22,18 @@ KovaAppProperties::KovaAppProperties(const KovaOptions& options)
   if (!options.disableVendorIdCapture()) vendorId_ = device.facts().identifierForVendor;
   if (!options.disableAdvertiserIdCapture()) advertiserId_ = device.facts().advertisingIdentifier;
 
-  ampersandPrefixedApplicationAndDeviceInfo_ = formatted(
-      "&m=%@&p=%@&g=%@&o=%@&f=%@", KovaUtil::urlEncode(appName_), KovaUtil::urlEncode(appVersion_),
-      KovaUtil::urlEncode(carrier_), KovaUtil::urlEncode(phoneModel_), KovaUtil::urlEncode(platform_));
+  ampersandPrefixedApplicationAndDeviceInfo_ =
+      formatted("&m=%@&p=%@&g=%@&o=%@&f=%@", kova::urlEncode(appName_), kova::urlEncode(appVersion_),
+                kova::urlEncode(carrier_), kova::urlEncode(phoneModel_), kova::urlEncode(platform_));
   applicationInfo_ = {
       {"appName", appName_}, {"appVersion", appVersion_}, {"libraryVersion", libraryVersion_}};
   MutableDictionary deviceInfo{{"carrier", carrier_}, {"phoneModel", phoneModel_}, {"platform", platform_}};
   if (vendorId_) {
-    ampersandPrefixedApplicationAndDeviceInfo_ += "&vid=" + KovaUtil::urlEncode(*vendorId_);
+    ampersandPrefixedApplicationAndDeviceInfo_ += "&vid=" + kova::urlEncode(*vendorId_);
     deviceInfo.set("iosVendorId", *vendorId_);
   }
   if (advertiserId_) {
-    ampersandPrefixedApplicationAndDeviceInfo_ += "&aid=" + KovaUtil::urlEncode(*advertiserId_);
+    ampersandPrefixedApplicationAndDeviceInfo_ += "&aid=" + kova::urlEncode(*advertiserId_);
     deviceInfo.set("iosAdvertiserId", *advertiserId_);
   }
   deviceInfo_ = Dictionary(std::move(deviceInfo));

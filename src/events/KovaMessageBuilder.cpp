@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
+#include "src/core/Clock.h"
+#include "src/core/Ids.h"
 #include "src/core/KovaInputTransformer.h"
-#include "src/core/KovaUtil.h"
 #include "src/events/KIEvent.h"
 #include "src/events/KovaAppProperties.h"
 #include "src/identity/KIIdentityManager.h"
@@ -38,13 +39,13 @@ KovaMessageBuilder::KovaMessageBuilder(std::string_view appId, const KovaAppProp
 MutableDictionary KovaMessageBuilder::mutableBaseMessageWithEventProperties(
     const std::optional<Dictionary>& eventProperties, const std::optional<Dictionary>& userInfo,
     const std::optional<Dictionary>& pageviewInfo, const std::optional<Dictionary>& sessionInfo) const {
-  return mutableBaseMessage({KovaUtil::epochString(), userInfo, eventProperties, sessionInfo, pageviewInfo});
+  return mutableBaseMessage({kova::epochString(), userInfo, eventProperties, sessionInfo, pageviewInfo});
 }
 
 MutableDictionary KovaMessageBuilder::mutableBaseMessage(const KIMoment& moment) const {
   MutableDictionary message;
   message.reserve(kMessageEntries);
-  message.append("id", KovaUtil::randomId());
+  message.append("id", kova::randomId());
   message.append("envId", appId_);
   message.append("user", moment.userInfo ? *moment.userInfo : identityManager_.userInfo());
   message.append("timestamp", moment.timestamp);

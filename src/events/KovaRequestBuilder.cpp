@@ -5,7 +5,7 @@
 #include "platform/foundation/Format.h"
 #include "platform/net/NSURLRequest.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaUtil.h"
+#include "src/core/URLEncoding.h"
 #include "src/events/KovaAppProperties.h"
 #include "src/events/KovaURLString.h"
 #include "src/identity/KIIdentityManager.h"
@@ -82,7 +82,7 @@ std::string KovaRequestBuilder::addUserPropertiesUrlStringWithSanitizedUserPrope
   url += identityManager_.ampersandPrefixedUserInfoQueryParameters();
   KOVA_appendMostRecentPageviewIdOrRandomNumber(url, sessionManager_);
   for (const auto& [name, value] : sanitizedUserProperties) {
-    url += formatted("&_%@=%@", KovaUtil::urlEncode(name), KovaUtil::urlEncode(value));
+    url += formatted("&_%@=%@", kova::urlEncode(name), kova::urlEncode(value));
   }
   return sized(std::move(url));
 }

@@ -3,13 +3,15 @@
 #include <algorithm>
 
 #include "platform/foundation/Text.h"
-#include "src/core/KovaUtil.h"
+#include "src/core/Clock.h"
+#include "src/core/Ids.h"
+#include "src/core/URLEncoding.h"
 #include "src/identity/KISessionManager.h"
 
 using namespace platform;
 
 void KOVA_appendParameter(std::string& url, std::string_view name, const std::optional<Value>& value) {
-  KOVA_appendParameterEncoded(url, name, KovaUtil::urlEncode(value));
+  KOVA_appendParameterEncoded(url, name, kova::urlEncode(value));
 }
 
 void KOVA_appendParameterEncoded(std::string& url, std::string_view name, std::string_view encodedValue) {
@@ -20,21 +22,21 @@ void KOVA_appendParameterEncoded(std::string& url, std::string_view name, std::s
 }
 
 void KOVA_appendTimestampParameter(std::string& url) {
-  KOVA_appendParameterEncoded(url, "ts", KovaUtil::epochString());
+  KOVA_appendParameterEncoded(url, "ts", kova::epochString());
 }
 
 void KOVA_appendMostRecentPageviewIdOrRandomNumber(std::string& url, const KISessionManager& sessionManager) {
   const auto pageview = sessionManager.mostRecentPageviewInfo();
   const Value* id = pageview ? pageview->find("id") : nullptr;
-  KOVA_appendParameter(url, "v", id ? *id : Value(KovaUtil::randomId()));
+  KOVA_appendParameter(url, "v", id ? *id : Value(kova::randomId()));
 }
 
 void KOVA_addPairedProperties(std::string& url, const std::optional<Dictionary>& properties,
                               std::string_view destinationKey) {
   if (!properties) return;
   for (const auto& [key, value] : *properties) {
-    KOVA_appendParameter(url, destinationKey, KovaUtil::urlEncode(key));
-    KOVA_appendParameter(url, destinationKey, KovaUtil::urlEncode(value));
+    KOVA_appendParameter(url, destinationKey, kova::urlEncode(key));
+    KOVA_appendParameter(url, destinationKey, kova::urlEncode(value));
   }
 }
 

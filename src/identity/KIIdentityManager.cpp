@@ -2,7 +2,8 @@
 
 #include <Kova/KovaConstants.h>
 
-#include "src/core/KovaUtil.h"
+#include "src/core/Ids.h"
+#include "src/core/URLEncoding.h"
 #include "src/identity/KIIdUtil.h"
 #include "src/storage/store/KovaPersistentStore.h"
 #include "src/storage/store/OneAnEnvironment.h"
@@ -131,7 +132,7 @@ void KIIdentityManager::recomputeUserIdFromUrlEncodedIdentity(std::string_view i
 
 void KIIdentityManager::generateUserId() {
   didGenerateUserId_ = true;
-  setUserId(KovaUtil::randomId());
+  setUserId(kova::randomId());
 }
 
 bool KIIdentityManager::hasIdentityDifferentFromUrlEncodedIdentity(std::string_view identity) const {
@@ -156,7 +157,7 @@ Dictionary KIIdentityManager::userInfo() const {
 
 void KIIdentityManager::refreshUserInfo() {
   MutableDictionary info{{"id", userId_}};
-  if (urlEncodedIdentity_) info.set("identity", KovaUtil::urlDecode(*urlEncodedIdentity_));
+  if (urlEncodedIdentity_) info.set("identity", kova::urlDecode(*urlEncodedIdentity_));
   userInfo_ = Dictionary(std::move(info));
 }
 

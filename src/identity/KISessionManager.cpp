@@ -1,6 +1,6 @@
 #include "src/identity/KISessionManager.h"
 
-#include "src/core/KovaUtil.h"
+#include "src/core/Ids.h"
 
 using namespace platform;
 
@@ -13,7 +13,7 @@ constexpr std::int64_t kLoggedPageview = 2;
 }  // namespace
 
 KISessionManager::KISessionManager(bool isNewUser)
-    : sessionId_(KovaUtil::randomId()), zParam_(isNewUser ? kNewUser : kReturningUser) {}
+    : sessionId_(kova::randomId()), zParam_(isNewUser ? kNewUser : kReturningUser) {}
 
 void KISessionManager::markNewUser() {
   if (zParam_ == kReturningUser) zParam_ = kNewUser;
@@ -69,7 +69,7 @@ void KISessionManager::resetSessionWithNewUser(bool isNewUser) {
   } else if (zParam_ == kLoggedPageview) {
     zParam_ = kReturningUser;
   }
-  std::string sessionId = KovaUtil::randomId();
+  std::string sessionId = kova::randomId();
   const MutexLock lock(propertyLock_);
   sessionId_ = std::move(sessionId);
   mostRecentPageviewInfo_ = std::nullopt;

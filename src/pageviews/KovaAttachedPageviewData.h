@@ -11,7 +11,7 @@ class UIViewController;
 }
 
 // What a hierarchy of view controllers remembers of the pageview that it produced last. Immutable; kept by
-// the root of the hierarchy, and gone with it. Main thread.
+// the root of the hierarchy, and gone with it.
 class KovaAttachedPageviewData : public platform::NSObject {
   NS_OBJECT(KovaAttachedPageviewData, NSObject)
 

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "platform/runtime/AddedMethod.h"
+#include "platform/runtime/ScopedFlag.h"
 #include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
 #include "src/core/KIHierarchyLimit.h"
@@ -31,14 +32,15 @@ UIViewController* outermostParent(UIViewController& controller) {
   return nullptr;
 }
 
-Data resolveOnDeepestViewController(const UIWindow& window, const std::string& sessionId) {
+Data resolveOnDeepestViewController(const UIWindow& window,
+                                    const std::string& sessionId) KOVA_ON_MAIN_THREAD {
   const auto controller = KOVA_deepestViewController(window);
   return controller ? _KOVA_scopedAttachedPageviewDataWithCurrentSessionId(*controller, sessionId) : nullptr;
 }
 
 enum class Windows { All, OthersInScene };
 
-Data search(const UIWindow& window, const std::string& sessionId, Windows windows) {
+Data search(const UIWindow& window, const std::string& sessionId, Windows windows) KOVA_ON_MAIN_THREAD {
   if (windows == Windows::All) {
     if (auto data = resolveOnDeepestViewController(window, sessionId)) return data;
   }
@@ -52,13 +54,10 @@ Data search(const UIWindow& window, const std::string& sessionId, Windows window
 
 // Controllers without a pageview ask their window for its neighbours, whose controllers would ask theirs in
 // turn: inside of a search, no other one is started.
-Data searchOnce(const UIWindow& window, const std::string& sessionId, Windows windows) {
-  static bool isSearching = false;
+constinit bool isSearching KOVA_OF_MAIN_THREAD = false;
+Data searchOnce(const UIWindow& window, const std::string& sessionId, Windows windows) KOVA_ON_MAIN_THREAD {
   if (isSearching) return nullptr;
-  struct Scope {
-    Scope() { isSearching = true; }
-    ~Scope() { isSearching = false; }
-  } scope;
+  const ScopedFlag searching(isSearching);
   return search(window, sessionId, windows);
 }
 
@@ -79,7 +78,7 @@ Data answerOfResponder(UIResponder& self, SEL, const std::string& sessionId) {
   return nullptr;
 }
 
-Data answerOfViewController(UIResponder& self, SEL, const std::string& sessionId) {
+Data answerOfViewController(UIResponder& self, SEL, const std::string& sessionId) KOVA_ON_MAIN_THREAD {
   auto& controller = static_cast<UIViewController&>(self);
   if (auto data = KOVA_scopedAttachedPageviewData(controller)) {
     return data->sessionId() == sessionId ? data : nullptr;
@@ -89,7 +88,7 @@ Data answerOfViewController(UIResponder& self, SEL, const std::string& sessionId
   return window ? searchOnce(*window, sessionId, Windows::OthersInScene) : nullptr;
 }
 
-Data answerOfWindow(UIResponder& self, SEL, const std::string& sessionId) {
+Data answerOfWindow(UIResponder& self, SEL, const std::string& sessionId) KOVA_ON_MAIN_THREAD {
   return searchOnce(static_cast<UIWindow&>(self), sessionId, Windows::All);
 }
 

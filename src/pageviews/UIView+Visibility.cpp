@@ -3,14 +3,13 @@
 #include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
-#include "src/core/KovaUtil.h"
+#include "src/core/UIApplication+DispatchState.h"
 #include "src/pageviews/UIWindowScene+KOVA.h"
 
 using namespace platform;
 
 bool KOVA_isForegroundAndVisible(const UIView& view) {
-  if (KovaUtil::appVisibilityState("KOVA_isForegroundAndVisible") == kAppVisibilityStateBackground)
-    return false;
+  if (kova::appVisibilityState("KOVA_isForegroundAndVisible") == kAppVisibilityStateBackground) return false;
   const UIWindow* window = view.window();
   if (!window) return false;
   if (!UIScene::areAvailable()) return true;

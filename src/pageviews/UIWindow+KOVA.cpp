@@ -5,7 +5,7 @@
 #include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
 #include "src/core/KIHierarchyLimit.h"
-#include "src/core/KovaUtil.h"
+#include "src/core/UIApplication+DispatchState.h"
 #include "src/pageviews/UIWindowScene+KOVA.h"
 
 using namespace platform;
@@ -57,7 +57,7 @@ std::shared_ptr<UIWindow> KOVA_firstActiveKeyWindow() {
 
 Windows KOVA_allForegroundedAndVisibleWindows() {
   Windows visible;
-  if (KovaUtil::appVisibilityState("KOVA_allForegroundedAndVisibleWindows") == kAppVisibilityStateBackground)
+  if (kova::appVisibilityState("KOVA_allForegroundedAndVisibleWindows") == kAppVisibilityStateBackground)
     return visible;
   if (UIScene::areAvailable()) {
     for (const auto& scene : KOVA_foregroundedWindowScenes()) appendVisibleWindows(visible, scene->windows());

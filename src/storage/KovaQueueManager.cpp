@@ -8,8 +8,8 @@
 
 #include "platform/foundation/Format.h"
 #include "platform/foundation/NSJSONSerialization.h"
+#include "src/core/Clock.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaUtil.h"
 #include "src/events/KovaMessageBuilder.h"
 #include "src/storage/store/KovaPersistentStore.h"
 #include "src/storage/store/OneAnEnvironment.h"
@@ -146,7 +146,7 @@ std::optional<NSURL> KovaQueueManager::dequeueUrlRelativeToUrl(const NSURL& base
     std::string text = next->str();
     if (text.find(kSendTimeParameter) == std::string::npos) {
       text += kSendTimeParameter;
-      text += KovaUtil::epochString();
+      text += kova::epochString();
     }
     url = NSURL::create(text, baseUrl);
     if (url) {
@@ -210,7 +210,7 @@ Reading<std::string> KovaQueueManager::messageArrayDataForMessageBatch(const Bat
 Reading<std::string> KovaQueueManager::payloadFromMessageBatch(const Batch& batch) const {
   auto messages = messageArrayDataForMessageBatch(batch);
   if (!messages) return messages;
-  std::string body = formatted("{\"sentTime\": \"%@\", \"messages\": ", KovaUtil::epochString());
+  std::string body = formatted("{\"sentTime\": \"%@\", \"messages\": ", kova::epochString());
   body.reserve(body.size() + messages->size() + 1);
   body += *messages;
   body += '}';

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "platform/foundation/Value.h"
-#include "platform/runtime/NSObject.h"
+#include "src/events/KIEventRecording.h"
 #include "src/visualizer/KovaEventVisualizer.h"
 
 class KICaptureContext;
@@ -14,11 +14,7 @@ class UIView;
 
 // An event on its way to a dashboard: what was on screen as it was recorded, and for which pairing that was.
 // An event of one pairing is never sent to the next.
-//
-// Made as the event is recorded, kept with it, and sent with its message. Immutable.
-class KovaEventRecording : public platform::NSObject {
-  NS_OBJECT(KovaEventRecording, NSObject)
-
+class KovaEventRecording : public KIEventRecording {
  public:
   // For an event without a view, and for one that has a view or might have one. Null when there is no
   // visualizer or it captures nothing now.
@@ -29,7 +25,7 @@ class KovaEventRecording : public platform::NSObject {
       const std::shared_ptr<KovaEventVisualizer>& visualizer, platform::UIView* view,
       const KICaptureContext& tracker) KOVA_ON_MAIN_THREAD;
 
-  void send(const platform::Dictionary& message) const KOVA_ON_MUTATION_QUEUE;
+  void send(const platform::Dictionary& message) const override KOVA_ON_MUTATION_QUEUE;
 
  private:
   KovaEventRecording(std::shared_ptr<KovaEventVisualizer> visualizer, std::uint64_t pairing,

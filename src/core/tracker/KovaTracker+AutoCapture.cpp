@@ -7,11 +7,12 @@
 #include "platform/uikit/UIGestureRecognizer.h"
 #include "platform/uikit/UITouch.h"
 #include "src/autocapture/KovaSegmentedControlObserver.h"
+#include "src/autocapture/TouchTarget.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaUtil.h"
 #include "src/core/NSObject+ClassOf.h"
 #include "src/core/NSObject+TextForKey.h"
+#include "src/core/UIApplication+DispatchState.h"
 #include "src/core/tracker/KovaTracker.h"
 #include "src/core/tracker/UIApplication+EventInterceptor.h"
 #include "src/core/tracker/UIGestureRecognizer+EventInterceptor.h"
@@ -26,7 +27,7 @@ namespace {
 constexpr const char* kRecordSelector =
     "recordAutocapturedEventWithType:view:touch:selector:includeViewAncestry:";
 
-bool isForegroundAndVisible(const std::shared_ptr<UIView>& view) {
+bool isForegroundAndVisible(const std::shared_ptr<UIView>& view) KOVA_ON_MAIN_THREAD {
   return view && KOVA_isForegroundAndVisible(*view);
 }
 
@@ -55,7 +56,7 @@ void enrich(KITouchEvent& event, const SenderFacts& facts, const std::optional<S
     event.setTargetAccessibilityIdentifier(facts.identifier);
   }
   if (facts.label && !event.targetAccessibilityLabel()) event.setTargetAccessibilityLabel(facts.label);
-  if (selector && !event.targetSelector()) event.setTargetSelector(KovaUtil::trimSelector(selector));
+  if (selector && !event.targetSelector()) event.setTargetSelector(kova::trimSelector(selector));
 }
 
 }  // namespace
@@ -63,13 +64,14 @@ void enrich(KITouchEvent& event, const SenderFacts& facts, const std::optional<S
 void KovaTracker::instrumentAutocaptureWithOptions(const KovaOptions& options) {
   KOVA_performSafelyOnMainQueueWithBlock(
       [viewControllers = !options.disableViewControllerAutocapture(),
-       touches = !options.disableTouchAutocapture(), gestures = options.enableGestureAutocapture()] {
-        if (viewControllers) KOVA_instrumentPageviewAutocapture();
-        KOVA_instrumentEventVisualizerShakeGesture();
-        if (!touches) return;
-        KOVA_instrumentTouchAutocaptureOfApplication();
-        if (gestures) KOVA_instrumentTouchAutocaptureOfGestureRecognizers();
-      },
+       touches = !options.disableTouchAutocapture(), gestures = options.enableGestureAutocapture()]()
+          KOVA_ON_MAIN_THREAD {
+            if (viewControllers) KOVA_instrumentPageviewAutocapture();
+            KOVA_instrumentEventVisualizerShakeGesture();
+            if (!touches) return;
+            KOVA_instrumentTouchAutocaptureOfApplication();
+            if (gestures) KOVA_instrumentTouchAutocaptureOfGestureRecognizers();
+          },
       {"KovaTracker", "instrumentAutocaptureWithOptions:"});
 }
 
@@ -89,15 +91,6 @@ std::optional<Dictionary> KovaTracker::overriddenAncestryNodePropertiesForRespon
   return delegate->autocaptureAncestryNodePropertiesForResponder(*responder);
 }
 
-// What an interceptor saw. The touch may be null.
-struct KovaTracker::TouchInput {
-  String type;
-  std::shared_ptr<UIView> view;
-  std::shared_ptr<UITouch> touch;
-  std::optional<String> selector;
-  KITouchEvent::ViewAncestry viewAncestry;
-};
-
 void KovaTracker::recordAutocapturedEventWithType(const String& type, std::shared_ptr<UIView> view,
                                                   std::shared_ptr<UITouch> touch,
                                                   const std::optional<String>& selector,
@@ -106,27 +99,25 @@ void KovaTracker::recordAutocapturedEventWithType(const String& type, std::share
   if (isTouchAutocaptureDisabled()) return;
   extendSession();
   performSafelyOnMainQueueWithBlock(
-      kRecordSelector, [input = TouchInput{type, std::move(view), std::move(touch), selector, viewAncestry}](
-                           KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
-        const auto event = tracker.readTouch(input);
+      kRecordSelector, [seen = kova::SeenTouch{type, std::move(view), std::move(touch), selector,
+                                               viewAncestry}](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
+        const auto event = tracker.readTouch(seen);
         if (!event) return;
         tracker.injectPageviewsIfNeeded();
-        if (input.touch) return tracker.keepUntilItsAction(event);
+        if (seen.touch) return tracker.keepUntilItsAction(event);
         tracker.consumeTouchEvent(event);
       });
 }
 
-std::shared_ptr<KITouchEvent> KovaTracker::readTouch(const TouchInput& input) {
-  const auto& [type, view, touch, selector, viewAncestry] = input;
-  if (isBackgroundAutocaptureDisabled() && !isForegroundAndVisible(view) &&
-      !(touch && isForegroundAndVisible(touch->view()))) {
+std::shared_ptr<KITouchEvent> KovaTracker::readTouch(const kova::SeenTouch& seen) {
+  if (isBackgroundAutocaptureDisabled() && !isForegroundAndVisible(seen.view) &&
+      !(seen.touch && isForegroundAndVisible(seen.touch->view()))) {
     return nullptr;
   }
-  const unsigned rules = KOVA_touchEventIgnoreRules(view.get(), nullptr);
-  if (rules & kKovaIgnoreRuleIgnore) return nullptr;
-  auto event = KITouchEvent::create(type, view, touch, selector, viewAncestry,
-                                    KovaUtil::appVisibilityState(kRecordSelector), rules, *this);
-  if (!event) return nullptr;
+  const int visibility = kova::appVisibilityState(kRecordSelector);
+  auto target = KITouchEvent::targetOf(seen, KOVA_touchEventIgnoreRules(seen.view.get(), nullptr), *this);
+  if (!target) return nullptr;
+  auto event = KITouchEvent::create(std::move(*target), visibility, *this);
   event->setEvCaptureContext(KovaEventRecording::ofView(eventVisualizer_, event->view().get(), *this));
   return event;
 }
@@ -199,7 +190,7 @@ void KovaTracker::enqueueTouchEvent(const KITouchEvent& event) {
   }
   auto message = messageBuilder_->mutableMessageForEvent(event);
   if (const auto& recording = event.evCaptureContext()) {
-    static_cast<const KovaEventRecording&>(*recording).send(Dictionary(message));
+    recording->send(Dictionary(message));
   }
   queueManager_->enqueueMessage(std::move(message));
   // The session may have been reset since the capture, and its pageview with it; without another one this

@@ -4,7 +4,7 @@
 #include "platform/uikit/UIWindow.h"
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaUtil.h"
+#include "src/core/UIApplication+DispatchState.h"
 #include "src/core/tracker/KovaTracker.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 #include "src/pageviews/UIWindow+KOVA.h"
@@ -161,8 +161,7 @@ void KovaTracker::consumeCustomEvent(CustomEvent event, ActiveScreen screen) {
 }
 
 KovaTracker::ActiveScreen KovaTracker::readActiveScreen(const CustomEvent& event) {
-  ActiveScreen screen{recordingOfScreen(event.eventVisualizer),
-                      KovaUtil::appVisibilityState(event.fromSelector)};
+  ActiveScreen screen{recordingOfScreen(event.eventVisualizer), kova::appVisibilityState(event.fromSelector)};
   if (!isViewControllerAutocaptureDisabled()) {
     screen.sessionId = sessionId();
     if (const auto window = KOVA_firstActiveKeyWindow()) {

@@ -2,8 +2,9 @@
 
 #include <Kova/KovaConstants.h>
 
+#include "src/core/Clock.h"
+#include "src/core/Ids.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaUtil.h"
 #include "src/core/tracker/KovaTracker.h"
 #include "src/visualizer/KovaEventRecording.h"
 
@@ -36,8 +37,8 @@ std::string descriptionForLog(const Dictionary& pageviewInfo) {
 
 Dictionary KovaTracker::applyTimestampAndIdToPageviewInfo(const Dictionary& pageviewInfo) {
   MutableDictionary info(pageviewInfo);
-  info.set(KovaPageviewPropertyTimestamp, KovaUtil::epochString());
-  info.set(KovaPageviewPropertyId, KovaUtil::randomId());
+  info.set(KovaPageviewPropertyTimestamp, kova::epochString());
+  info.set(KovaPageviewPropertyId, kova::randomId());
   return Dictionary(std::move(info));
 }
 

@@ -161,6 +161,7 @@ void KovaTracker::reportScreenShownBeforeStart() const {
   if (isViewControllerAutocaptureDisabled() || !KovaLoggingEnabled(kKovaLogLevelDebug)) return;
   const auto windows = KOVA_allForegroundedAndVisibleWindows();
   const bool isUnknown = std::any_of(windows.begin(), windows.end(), [](const auto& window) {
+    kova::mainThread.isHere();
     const auto root = window->rootViewController();
     return root && !KOVA_scopedAttachedPageviewData(*root);
   });

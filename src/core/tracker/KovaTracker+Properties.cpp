@@ -2,7 +2,7 @@
 
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaUtil.h"
+#include "src/core/URLEncoding.h"
 #include "src/core/tracker/KovaTracker.h"
 
 using namespace platform;
@@ -22,7 +22,7 @@ void KovaTracker::identify(const std::optional<Value>& identity) {
 
 void KovaTracker::identifyOnMutationQueue(const String& identity) {
   if (identity.empty()) return;
-  const std::string encoded = KovaUtil::urlEncode(Value(identity));
+  const std::string encoded = kova::urlEncode(Value(identity));
   const bool isSomebodyElse = identityManager_->hasIdentityDifferentFromUrlEncodedIdentity(encoded);
   persistentStore_->changeInOneStep([&] {
     kova::mutationQueue.isHere();

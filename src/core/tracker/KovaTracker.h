@@ -124,7 +124,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
                                        std::shared_ptr<platform::UITouch> touch,
                                        const std::optional<platform::String>& selector,
                                        KITouchEvent::ViewAncestry viewAncestry);
-  void recordAutocapturedGestureRecognizer(const platform::UIGestureRecognizer& recognizer);
+  void recordAutocapturedGestureRecognizer(const platform::UIGestureRecognizer& recognizer)
+      KOVA_ON_MAIN_THREAD;
   // An action was sent: gives its name, and what the sender is known by, to the touch that waits for it. The
   // touch and the sender may be null.
   void enrichAutocapturedEventForTouch(std::shared_ptr<platform::UITouch> touch,
@@ -244,8 +245,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void consumeCustomEvent(CustomEvent event, ActiveScreen screen);
   void enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen) KOVA_ON_MUTATION_QUEUE;
 
-  struct TouchInput;
-  std::shared_ptr<KITouchEvent> readTouch(const TouchInput& input) KOVA_ON_MAIN_THREAD;  // may be null
+  std::shared_ptr<KITouchEvent> readTouch(const kova::SeenTouch& seen) KOVA_ON_MAIN_THREAD;  // may be null
   void keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event) KOVA_ON_MAIN_THREAD;
   void enqueueTouchEvent(const KITouchEvent& event) KOVA_ON_MUTATION_QUEUE;
 

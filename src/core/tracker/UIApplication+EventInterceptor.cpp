@@ -9,8 +9,8 @@
 #include "platform/uikit/UIGestureRecognizer.h"
 #include "platform/uikit/UITextField.h"
 #include "platform/uikit/UITouch.h"
+#include "src/core/Clock.h"
 #include "src/core/Guard.h"
-#include "src/core/KovaUtil.h"
 #include "src/core/UIApplication+DispatchState.h"
 #include "src/core/tracker/KovaTracker.h"
 
@@ -34,28 +34,33 @@ bool isNeverReported(SEL action) {
 
 // The replacements.
 
-void __KOVA_SendEvent(UIApplication& self, SEL selector, UIEvent& event) {
+void __KOVA_SendEvent(UIApplication& self, SEL selector, UIEvent& event) KOVA_ON_MAIN_THREAD {
   const KIEventDispatchScope dispatch(event);
-  kova::guarded({self, selector}, [&] { KOVA_handleSendEvent(self, event); });
+  kova::guarded({self, selector}, [&] {
+    kova::mainThread.isHere();
+    KOVA_handleSendEvent(self, event);
+  });
   __KOVA_SendEvent_Orig(self, selector, event);
 }
 
 // Answers no, whatever the implementation before does: who asks is told that no action was called.
 bool __KOVA_SendActionToFromForEvent(UIApplication& self, SEL selector, SEL action, NSObject* target,
-                                     NSObject* sender, UIEvent* event) {
+                                     NSObject* sender, UIEvent* event) KOVA_ON_MAIN_THREAD {
   const kova::Place place{self, selector};
   // The action may remove the control that sent it, and let go of the application.
   const auto keptSender = retained(sender);
   const auto keptEvent = event == KOVA_sentEvent() ? nullptr : retained(event);
   __KOVA_SendActionToFromForEvent_Orig(self, selector, action, target, sender, event);
-  kova::guarded(place, [&] { KOVA_handleSendAction(self, action, keptSender, event); });
+  kova::guarded(place, [&] {
+    kova::mainThread.isHere();
+    KOVA_handleSendAction(self, action, keptSender, event);
+  });
   return false;
 }
 
-bool __KOVA_PerformSnapshotsWithActionForSceneCompletion(UIApplication& self, SEL selector,
-                                                         const UIApplication::SnapshotAction& action,
-                                                         UIScene* scene,
-                                                         const UIApplication::Completion& completion) {
+bool __KOVA_PerformSnapshotsWithActionForSceneCompletion(
+    UIApplication& self, SEL selector, const UIApplication::SnapshotAction& action, UIScene* scene,
+    const UIApplication::Completion& completion) KOVA_ON_MAIN_THREAD {
   const KISnapshotScope snapshot;
   return __KOVA_PerformSnapshotsWithActionForSceneCompletion_Orig(self, selector, action, scene, completion);
 }
@@ -63,10 +68,13 @@ bool __KOVA_PerformSnapshotsWithActionForSceneCompletion(UIApplication& self, SE
 void __KOVA_MotionEndedWithEvent(UIApplication& self, SEL selector, UIEventSubtype motion, UIEvent* event) {
   const kova::Place place{self, selector};
   __KOVA_MotionEndedWithEvent_Orig(self, selector, motion, event);
-  kova::guarded(place, [&] { KOVA_handleMotionEnded(self, motion, event); });
+  kova::guarded(place, [&] {
+    kova::mainThread.isHere();
+    KOVA_handleMotionEnded(self, motion, event);
+  });
 }
 
-void replaceTouchMethods() {
+void replaceTouchMethods() KOVA_ON_MAIN_THREAD {
   const Class& cls = UIApplication::classObject();
   if (__KOVA_SendEvent_Orig || __KOVA_SendActionToFromForEvent_Orig ||
       __KOVA_PerformSnapshotsWithActionForSceneCompletion_Orig) {
@@ -81,7 +89,7 @@ void replaceTouchMethods() {
                                                     KOVA_handleTextFieldTextDidEndEditingNotification);
 }
 
-void replaceShakeMethod() {
+void replaceShakeMethod() KOVA_ON_MAIN_THREAD {
   const Class& cls = UIApplication::classObject();
   if (__KOVA_MotionEndedWithEvent_Orig)
     return KOVA_registerMultipleSwizzleAttempt(
@@ -139,8 +147,8 @@ void KOVA_handleSendEvent(UIApplication&, UIEvent& event) {
 void KOVA_handleSendAction(UIApplication&, SEL action, const std::shared_ptr<NSObject>& sender,
                            UIEvent* event) {
   const std::string& name = NSStringFromSelector(action);
-  if (!(KovaUtil::timeSinceLastSelector(name) > kShortestTimeBetweenSameActions)) return;
-  KovaUtil::updateTimeForSelector(name);
+  if (!(kova::timeSinceLastSelector(name) > kova::kShortestTimeBetweenSameActions)) return;
+  kova::updateTimeForSelector(name);
   if (isNeverReported(action)) return;
   const auto touch = event ? touchOfSender(event->allTouches(), sender.get()) : nullptr;
   if (const auto tracker = KovaTracker::sharedTracker()) {
@@ -156,6 +164,7 @@ void KOVA_handleMotionEnded(UIApplication&, UIEventSubtype motion, UIEvent*) {
 
 void KOVA_handleTextFieldTextDidEndEditingNotification(const NSNotification& notification) {
   kova::guarded({"UIApplication", "KOVA_handleTextFieldTextDidEndEditingNotification:"}, [&notification] {
+    kova::mainThread.isHere();
     const auto tracker = KovaTracker::sharedTracker();
     if (!tracker) return;
     tracker->recordAutocapturedEventWithType(KovaTouchEventTypeFieldEdit,

@@ -3,6 +3,7 @@
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/uikit/UIApplication.h"
 #include "src/core/NSObject+KovaMethodSwizzling.h"
+#include "src/core/Threads.h"
 
 // How touches, actions, ended field edits, snapshots and shakes reach the library: replacements of methods of
 // UIApplication, which hand each call to an interceptor and to the implementation that they replaced. A touch
@@ -10,7 +11,7 @@
 // actions and shakes are seen afterwards.
 //
 // No exception of the library leaves a replacement; one that the replaced implementation throws, be it the
-// app's, passes through. Main thread only.
+// app's, passes through.
 
 // The implementations before. Null until the methods are replaced, then as they were for the life of the
 // process.
@@ -21,13 +22,14 @@ extern decltype(platform::UIApplication::performSnapshotsMethod)::Imp
 extern decltype(platform::UIApplication::motionEndedMethod)::Imp __KOVA_MotionEndedWithEvent_Orig;
 
 // Replaces, once a process, what the capture of touches needs of the class.
-void KOVA_instrumentTouchAutocaptureOfApplication();
-void KOVA_instrumentEventVisualizerShakeGesture();
+void KOVA_instrumentTouchAutocaptureOfApplication() KOVA_ON_MAIN_THREAD;
+void KOVA_instrumentEventVisualizerShakeGesture() KOVA_ON_MAIN_THREAD;
 
 // The interceptors.
-void KOVA_handleSendEvent(platform::UIApplication& application, platform::UIEvent& event);
+void KOVA_handleSendEvent(platform::UIApplication& application, platform::UIEvent& event) KOVA_ON_MAIN_THREAD;
 void KOVA_handleSendAction(platform::UIApplication& application, platform::SEL action,
-                           const std::shared_ptr<platform::NSObject>& sender, platform::UIEvent* event);
+                           const std::shared_ptr<platform::NSObject>& sender,
+                           platform::UIEvent* event) KOVA_ON_MAIN_THREAD;
 void KOVA_handleMotionEnded(platform::UIApplication& application, platform::UIEventSubtype motion,
-                            platform::UIEvent* event);
+                            platform::UIEvent* event) KOVA_ON_MAIN_THREAD;
 void KOVA_handleTextFieldTextDidEndEditingNotification(const platform::NSNotification& notification);

@@ -33,7 +33,10 @@ std::shared_ptr<UIGestureRecognizer> __KOVA_InitWithTargetAction(UIGestureRecogn
                                                                  NSObject* target, SEL action) {
   auto recognizer = __KOVA_InitWithTargetAction_Orig(self, selector, target, action);
   if (action && recognizer) {
-    kova::guarded({*recognizer, selector}, [&] { KOVA_handleInitWithTarget(*recognizer, action); });
+    kova::guarded({*recognizer, selector}, [&] {
+      kova::mainThread.isHere();
+      KOVA_handleInitWithTarget(*recognizer, action);
+    });
   }
   return recognizer;
 }
@@ -48,10 +51,13 @@ void __KOVA_SetState(UIGestureRecognizer& self, SEL selector, UIGestureRecognize
       std::optional<UIGestureRecognizerState>());
   __KOVA_SetState_Orig(self, selector, state);
   if (!previousState) return;
-  kova::guarded({self, selector}, [&] { KOVA_handleSetState(self, state, *previousState); });
+  kova::guarded({self, selector}, [&] {
+    kova::mainThread.isHere();
+    KOVA_handleSetState(self, state, *previousState);
+  });
 }
 
-void replaceMethods() {
+void replaceMethods() KOVA_ON_MAIN_THREAD {
   const Class& cls = UIGestureRecognizer::classObject();
   if (__KOVA_InitWithTargetAction_Orig || __KOVA_SetState_Orig) {
     return KOVA_registerMultipleSwizzleAttempt({"UIGestureRecognizer", "KOVA_instrumentTouchAutocapture"});

@@ -41,18 +41,23 @@ void __KOVA_PresentViewControllerAnimatedCompletion(UIViewController& self, SEL 
                                                     const Completion& completion) {
   const auto kept = retained(&self);
   __KOVA_PresentViewControllerAnimatedCompletion_Orig(self, selector, presented, animated, completion);
-  kova::guarded({self, selector},
-                [&] { KOVA_handlePresentViewController(self, presented, animated, completion); });
+  kova::guarded({self, selector}, [&] {
+    kova::mainThread.isHere();
+    KOVA_handlePresentViewController(self, presented, animated, completion);
+  });
 }
 
 void __KOVA_DismissViewControllerAnimatedCompletion(UIViewController& self, SEL selector, bool animated,
                                                     const Completion& completion) {
   const auto kept = retained(&self);
   __KOVA_DismissViewControllerAnimatedCompletion_Orig(self, selector, animated, completion);
-  kova::guarded({self, selector}, [&] { KOVA_handleDismissViewController(self, animated, completion); });
+  kova::guarded({self, selector}, [&] {
+    kova::mainThread.isHere();
+    KOVA_handleDismissViewController(self, animated, completion);
+  });
 }
 
-void replaceMethods() {
+void replaceMethods() KOVA_ON_MAIN_THREAD {
   const Class& cls = UIViewController::classObject();
   if (__KOVA_ViewDidAppear_Orig || __KOVA_PresentViewControllerAnimatedCompletion_Orig ||
       __KOVA_DismissViewControllerAnimatedCompletion_Orig) {
@@ -100,12 +105,12 @@ struct LastTracked {
   const UIViewController* address = nullptr;  // good to compare with while the controller exists
 };
 
-LastTracked& lastTracked() {
+LastTracked& lastTracked() KOVA_ON_MAIN_THREAD {
   static LastTracked& instance = *new LastTracked;
   return instance;
 }
 
-bool isLastTracked(const UIViewController& controller) {
+bool isLastTracked(const UIViewController& controller) KOVA_ON_MAIN_THREAD {
   return lastTracked().address == &controller && !lastTracked().controller.expired();
 }
 

@@ -7,9 +7,9 @@
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSUserDefaults.h"
+#include "src/core/Clock.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/KovaUtil.h"
 #include "src/identity/lifecycle/KILifecycleEvent.h"
 
 using namespace platform;
@@ -53,7 +53,7 @@ std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionC
   if (isFirstRun) {
     if (const auto time = installationTime()) {
       KovaLogDebug("(Lifecycle) Overriding the 'install' lifecycle event's timestamp from %@ to %@",
-                   KovaUtil::epochString(), *time);
+                   kova::epochString(), *time);
       event->setTimestamp(*time);
     }
   }
@@ -91,7 +91,7 @@ std::optional<std::string> KILifecycle::installationTime() {
     return std::nullopt;
   }
   const auto created = std::get<FileAttributes>(attributes).creationDate;
-  if (created) return KovaUtil::epochStringForDate(*created);
+  if (created) return kova::epochStringForDate(*created);
   KovaLogDebug("(Lifecycle) Failed to determine installation time with error: %@",
                "the file system does not keep it");
   return std::nullopt;

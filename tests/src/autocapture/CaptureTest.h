@@ -13,7 +13,7 @@
 #include "platform/uikit/UIKit.h"
 #include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/KITouchEvent.h"
-#include "src/core/KovaUtil.h"
+#include "src/autocapture/KovaUtil.h"
 #include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
 

@@ -2,6 +2,7 @@
 
 #include "src/autocapture/KovaSegmentedControlObserver.h"
 
+#include "src/autocapture/KovaUtil.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/UIApplication+DispatchState.h"
 #include "tests/src/autocapture/CaptureTest.h"

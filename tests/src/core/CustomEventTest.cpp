@@ -1,7 +1,7 @@
 // From a call to the message that the service receives, and what of the host's input is refused on the way.
 
+#include "src/autocapture/KovaUtil.h"
 #include "src/core/KovaInputTransformer.h"
-#include "src/core/KovaUtil.h"
 #include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;

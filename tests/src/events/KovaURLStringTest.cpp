@@ -1,6 +1,6 @@
 #include "src/events/KovaURLString.h"
 
-#include "src/core/KovaUtil.h"
+#include "src/autocapture/KovaUtil.h"
 #include "tests/src/events/MessageFixture.h"
 
 using namespace platform;

@@ -1,4 +1,4 @@
-#include "src/core/KovaUtil.h"
+#include "src/autocapture/KovaUtil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

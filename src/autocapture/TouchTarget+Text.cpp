@@ -10,8 +10,8 @@
 #include "platform/uikit/UITextField.h"
 #include "platform/uikit/UIViewController.h"
 #include "src/autocapture/KovaTextureUtilities.h"
+#include "src/autocapture/TouchTarget.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
-#include "src/core/KovaUtil.h"
 
 using namespace platform;
 
@@ -61,7 +61,7 @@ std::shared_ptr<UIView> subviewAt(const UIView& view, std::size_t index) {
 
 }  // namespace
 
-UIControl* KovaUtil::closestControl(UIView& view) {
+UIControl* kova::closestControl(UIView& view) {
   UIResponder* responder = &view;
   for (int steps = 0; responder && steps < kMaximumResponderSteps; ++steps) {
     if (as<UIViewController>(responder)) return nullptr;
@@ -71,7 +71,7 @@ UIControl* KovaUtil::closestControl(UIView& view) {
   return nullptr;
 }
 
-UIViewController* KovaUtil::owningViewController(const UIResponder& object) {
+UIViewController* kova::owningViewController(const UIResponder& object) {
   UIResponder* responder = object.nextResponder();
   for (int steps = 0; responder && steps < kMaximumResponderSteps; ++steps) {
     if (auto* controller = as<UIViewController>(responder)) return controller;
@@ -80,7 +80,7 @@ UIViewController* KovaUtil::owningViewController(const UIResponder& object) {
   return nullptr;
 }
 
-std::optional<String> KovaUtil::propertyName(const UIResponder& object) {
+std::optional<String> kova::propertyName(const UIResponder& object) {
   const UIViewController* controller = owningViewController(object);
   if (!controller) return std::nullopt;
   for (const InstanceVariable& variable : controller->isa().ivars()) {
@@ -92,14 +92,14 @@ std::optional<String> KovaUtil::propertyName(const UIResponder& object) {
   return std::nullopt;
 }
 
-String KovaUtil::getText(const UIView& view, bool redacted) {
+String kova::getText(const UIView& view, bool redacted) {
   std::string output;
   extractText(view, output, redacted, 0, kMaximumTextLength);
   return String(truncateString(output, kMaximumTextLength));
 }
 
-bool KovaUtil::extractText(const UIView& view, std::string& output, bool redacted, int depth,
-                           std::size_t maxLength) {
+bool kova::extractText(const UIView& view, std::string& output, bool redacted, int depth,
+                       std::size_t maxLength) {
   if (depth > kMaximumTextDepth || as<UITextField>(view) || utf16Length(output) >= maxLength) return false;
   if (view.subviews().empty()) {
     const auto text = textOfLeaf(view);
@@ -118,11 +118,11 @@ bool KovaUtil::extractText(const UIView& view, std::string& output, bool redacte
   return appended;
 }
 
-std::string_view KovaUtil::truncateString(std::string_view text, std::size_t index) {
+std::string_view kova::truncateString(std::string_view text, std::size_t index) {
   return composedCharacterSequencesForPrefix(text, index);
 }
 
-std::optional<String> KovaUtil::trimSelector(const std::optional<String>& name) {
+std::optional<String> kova::trimSelector(const std::optional<String>& name) {
   if (!name || !name->view().ends_with(':')) return name;
   return String(name->view().substr(0, name->size() - 1));
 }
