@@ -14,78 +14,67 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/runtime/NSObject.h"
 
+// A setting: its type, getter and setter, and what it is unless set.
+#define KOVA_SETTING(Kept, Type, getter, setter, initially) \
+ public:                                                    \
+  Type getter() const { return getter##_; }                 \
+  void setter(Type value) { getter##_ = std::move(value); } \
+                                                            \
+ private:                                                   \
+  Kept getter##_ = initially
+#define KOVA_VALUE(Type, getter, setter) KOVA_SETTING(Type, Type, getter, setter, {})
+#define KOVA_FLAG(getter, setter) KOVA_SETTING(std::atomic<bool>, bool, getter, setter, false)
+
 // The settings of the library. Fill one in and pass it to Kova::initialize; a fresh one captures everything.
 //
 // The tracker keeps the object for its whole life, and reads each setting when it acts on it: a change after
 // initialisation affects only what is read later (text capture is read at each capture, the capture base URL
-// only at initialisation). Flags may be read and written from any thread unless said otherwise; everything
-// else is set on the main thread before initialisation.
+// only at initialisation). Flags, which are off unless set, may be read and written from any thread;
+// everything else is set on the main thread before initialisation.
 class KOVA_EXPORT KovaOptions : public platform::NSObject {
   NS_OBJECT(KovaOptions, NSObject)
 
- public:
   // Log debug lines from initialisation on.
-  bool debug() const { return debug_; }
-  void setDebug(bool value) { debug_ = value; }
-
+  KOVA_FLAG(debug, setDebug);
   // Touch events carry no target text.
-  bool disableTextCapture() const { return disableTextCapture_; }
-  void setDisableTextCapture(bool value) { disableTextCapture_ = value; }
-
+  KOVA_FLAG(disableTextCapture, setDisableTextCapture);
   // Touch events and pageviews carry no accessibility labels.
-  bool disableAccessibilityLabelCapture() const { return disableAccessibilityLabelCapture_; }
-  void setDisableAccessibilityLabelCapture(bool value) { disableAccessibilityLabelCapture_ = value; }
-
+  KOVA_FLAG(disableAccessibilityLabelCapture, setDisableAccessibilityLabelCapture);
   // Pageviews carry no title.
-  bool disableTitleCapture() const { return disableTitleCapture_; }
-  void setDisableTitleCapture(bool value) { disableTitleCapture_ = value; }
-
+  KOVA_FLAG(disableTitleCapture, setDisableTitleCapture);
   // Touch events carry no instance-variable name.
-  bool disableIvarCapture() const { return disableIvarCapture_; }
-  void setDisableIvarCapture(bool value) { disableIvarCapture_ = value; }
-
+  KOVA_FLAG(disableIvarCapture, setDisableIvarCapture);
   // The vendor identifier is not captured.
-  bool disableVendorIdCapture() const { return disableVendorIdCapture_; }
-  void setDisableVendorIdCapture(bool value) { disableVendorIdCapture_ = value; }
-
+  KOVA_FLAG(disableVendorIdCapture, setDisableVendorIdCapture);
   // The advertising identifier is not captured.
-  bool disableAdvertiserIdCapture() const { return disableAdvertiserIdCapture_; }
-  void setDisableAdvertiserIdCapture(bool value) { disableAdvertiserIdCapture_ = value; }
-
+  KOVA_FLAG(disableAdvertiserIdCapture, setDisableAdvertiserIdCapture);
   // The library does not report its own failures.
-  bool disableTelemetryCapture() const { return disableTelemetryCapture_; }
-  void setDisableTelemetryCapture(bool value) { disableTelemetryCapture_ = value; }
-
+  KOVA_FLAG(disableTelemetryCapture, setDisableTelemetryCapture);
   // Nothing is captured by itself while the app is in the background.
-  bool disableAutocaptureWhenBackgrounded() const { return disableAutocaptureWhenBackgrounded_; }
-  void setDisableAutocaptureWhenBackgrounded(bool value) { disableAutocaptureWhenBackgrounded_ = value; }
-
+  KOVA_FLAG(disableAutocaptureWhenBackgrounded, setDisableAutocaptureWhenBackgrounded);
   // Start with tracking disabled; Kova::setTrackingEnabled turns it on.
-  bool disableTracking() const { return disableTracking_; }
-  void setDisableTracking(bool value) { disableTracking_ = value; }
-
+  KOVA_FLAG(disableTracking, setDisableTracking);
   // Touches and control actions are not captured.
-  bool disableTouchAutocapture() const { return disableTouchAutocapture_; }
-  void setDisableTouchAutocapture(bool value) { disableTouchAutocapture_ = value; }
-
+  KOVA_FLAG(disableTouchAutocapture, setDisableTouchAutocapture);
   // Gesture recognisers are captured too: off by default, unlike the other captures.
-  bool enableGestureAutocapture() const { return enableGestureAutocapture_; }
-  void setEnableGestureAutocapture(bool value) { enableGestureAutocapture_ = value; }
-
+  KOVA_FLAG(enableGestureAutocapture, setEnableGestureAutocapture);
   // Pageviews are not captured by themselves, and custom events are not given the key window's pageview.
   // An app without view controllers must set this: the library then records one pageview of its own before
   // the first event of a session. Without any pageview no event leaves the device.
-  bool disableViewControllerAutocapture() const { return disableViewControllerAutocapture_; }
-  void setDisableViewControllerAutocapture(bool value) { disableViewControllerAutocapture_ = value; }
-
+  KOVA_FLAG(disableViewControllerAutocapture, setDisableViewControllerAutocapture);
   // The Event Visualizer takes its screenshots by the faster method.
-  bool useFastEVScreenshotCapture() const { return useFastEVScreenshotCapture_; }
-  void setUseFastEVScreenshotCapture(bool value) { useFastEVScreenshotCapture_ = value; }
+  KOVA_FLAG(useFastEVScreenshotCapture, setUseFastEVScreenshotCapture);
+  // The most ancestors of a touched view that are captured. From any thread.
+  KOVA_SETTING(std::atomic<std::int64_t>, std::int64_t, hierarchyCaptureLimit, setHierarchyCaptureLimit, 30);
+  // Uploads go through the proxy that the environment names (http_proxy, https_proxy, all_proxy, no_proxy).
+  // Off, the environment is not asked. Read at initialisation.
+  KOVA_FLAG(useEnvironmentProxy, setUseEnvironmentProxy);
+  // The hidden pairing gesture is not watched for.
+  KOVA_FLAG(disableVisualizerPairingGesture, setDisableVisualizerPairingGesture);
+  // Accessibility data is fetched ahead while ancestors are captured.
+  KOVA_FLAG(enableAccessibilityPrefetching, setEnableAccessibilityPrefetching);
 
-  // The most ancestors of a touched view that are captured: 30 unless set.
-  std::int64_t hierarchyCaptureLimit() const { return hierarchyCaptureLimit_; }
-  void setHierarchyCaptureLimit(std::int64_t value) { hierarchyCaptureLimit_ = value; }
-
+ public:
   // Where events and telemetry go, as a URL or as text ("https://capture.example.com"); nil: the capture
   // service's own address. Text that is no absolute http or https URL sends nothing anywhere, and the log
   // says so at initialisation. The getter answers none for such text; `givenCaptureBaseUrl` tells it from
@@ -103,19 +92,6 @@ class KOVA_EXPORT KovaOptions : public platform::NSObject {
     eventVisualizerWebSocketBaseUrl_ = std::move(value);
   }
 
-  // Uploads go through the proxy that the environment names (http_proxy, https_proxy, all_proxy, no_proxy).
-  // Off, the environment is not asked. Read at initialisation.
-  bool useEnvironmentProxy() const { return useEnvironmentProxy_; }
-  void setUseEnvironmentProxy(bool value) { useEnvironmentProxy_ = value; }
-
-  // The hidden pairing gesture is not watched for.
-  bool disableVisualizerPairingGesture() const { return disableVisualizerPairingGesture_; }
-  void setDisableVisualizerPairingGesture(bool value) { disableVisualizerPairingGesture_ = value; }
-
-  // Accessibility data is fetched ahead while ancestors are captured.
-  bool enableAccessibilityPrefetching() const { return enableAccessibilityPrefetching_; }
-  void setEnableAccessibilityPrefetching(bool value) { enableAccessibilityPrefetching_ = value; }
-
   // Adds to what is captured. Held weakly: the host keeps it alive.
   std::shared_ptr<KovaAutocaptureEnrichmentDelegate> autocaptureEnrichmentDelegate() const {
     return autocaptureEnrichmentDelegate_.lock();
@@ -127,91 +103,32 @@ class KOVA_EXPORT KovaOptions : public platform::NSObject {
   // For the library's own tests; an app leaves them alone.
 
   // Seconds after which a session expires, used when greater than 0 (300 otherwise).
-  const std::optional<double>& testOnlySessionExpirationInterval() const {
-    return testOnlySessionExpirationInterval_;
-  }
-  void setTestOnlySessionExpirationInterval(std::optional<double> value) {
-    testOnlySessionExpirationInterval_ = std::move(value);
-  }
-
+  KOVA_VALUE(std::optional<double>, testOnlySessionExpirationInterval, setTestOnlySessionExpirationInterval);
   // Replaces the app's version.
-  const std::optional<std::string>& testOnlyAppVersion() const { return testOnlyAppVersion_; }
-  void setTestOnlyAppVersion(std::optional<std::string> value) { testOnlyAppVersion_ = std::move(value); }
-
+  KOVA_VALUE(std::optional<std::string>, testOnlyAppVersion, setTestOnlyAppVersion);
   // Replaces the app's build.
-  const std::optional<std::string>& testOnlyAppBuild() const { return testOnlyAppBuild_; }
-  void setTestOnlyAppBuild(std::optional<std::string> value) { testOnlyAppBuild_ = std::move(value); }
-
+  KOVA_VALUE(std::optional<std::string>, testOnlyAppBuild, setTestOnlyAppBuild);
   // Seconds between attempts to connect to the Event Visualizer.
-  const std::optional<double>& testOnlyEVReconnectAttemptInterval() const {
-    return testOnlyEVReconnectAttemptInterval_;
-  }
-  void setTestOnlyEVReconnectAttemptInterval(std::optional<double> value) {
-    testOnlyEVReconnectAttemptInterval_ = std::move(value);
-  }
-
+  KOVA_VALUE(std::optional<double>, testOnlyEVReconnectAttemptInterval,
+             setTestOnlyEVReconnectAttemptInterval);
   // The most attempts.
-  const std::optional<double>& testOnlyEVReconnectAttemptLimit() const {
-    return testOnlyEVReconnectAttemptLimit_;
-  }
-  void setTestOnlyEVReconnectAttemptLimit(std::optional<double> value) {
-    testOnlyEVReconnectAttemptLimit_ = std::move(value);
-  }
-
+  KOVA_VALUE(std::optional<double>, testOnlyEVReconnectAttemptLimit, setTestOnlyEVReconnectAttemptLimit);
   // Replaces the platform's shared URL session.
-  const std::shared_ptr<KOVAURLSessionProtocol>& testOnlyUrlSession() const { return testOnlyUrlSession_; }
-  void setTestOnlyUrlSession(std::shared_ptr<KOVAURLSessionProtocol> value) {
-    testOnlyUrlSession_ = std::move(value);
-  }
-
+  KOVA_VALUE(std::shared_ptr<KOVAURLSessionProtocol>, testOnlyUrlSession, setTestOnlyUrlSession);
   // Lower thresholds for the pairing gesture.
-  bool testOnlyLowThresholdEVTriggerDetection() const { return testOnlyLowThresholdEVTriggerDetection_; }
-  void setTestOnlyLowThresholdEVTriggerDetection(bool value) {
-    testOnlyLowThresholdEVTriggerDetection_ = value;
-  }
-
+  KOVA_FLAG(testOnlyLowThresholdEVTriggerDetection, setTestOnlyLowThresholdEVTriggerDetection);
   // Pairs without asking the user.
-  bool testOnlySkipEVPairingDialog() const { return testOnlySkipEVPairingDialog_; }
-  void setTestOnlySkipEVPairingDialog(bool value) { testOnlySkipEVPairingDialog_ = value; }
-
+  KOVA_FLAG(testOnlySkipEVPairingDialog, setTestOnlySkipEVPairingDialog);
   // Sends no screenshots.
-  bool testOnlyOmitEVScreenshots() const { return testOnlyOmitEVScreenshots_; }
-  void setTestOnlyOmitEVScreenshots(bool value) { testOnlyOmitEVScreenshots_ = value; }
-
+  KOVA_FLAG(testOnlyOmitEVScreenshots, setTestOnlyOmitEVScreenshots);
   // Log verbose lines too; wins over debug.
-  bool testOnlyVerbose() const { return testOnlyVerbose_; }
-  void setTestOnlyVerbose(bool value) { testOnlyVerbose_ = value; }
+  KOVA_FLAG(testOnlyVerbose, setTestOnlyVerbose);
 
- private:
-  std::atomic<bool> debug_ = false;
-  std::atomic<bool> disableTextCapture_ = false;
-  std::atomic<bool> disableAccessibilityLabelCapture_ = false;
-  std::atomic<bool> disableTitleCapture_ = false;
-  std::atomic<bool> disableIvarCapture_ = false;
-  std::atomic<bool> disableVendorIdCapture_ = false;
-  std::atomic<bool> disableAdvertiserIdCapture_ = false;
-  std::atomic<bool> disableTelemetryCapture_ = false;
-  std::atomic<bool> disableAutocaptureWhenBackgrounded_ = false;
-  std::atomic<bool> disableTracking_ = false;
-  std::atomic<bool> disableTouchAutocapture_ = false;
-  std::atomic<bool> enableGestureAutocapture_ = false;
-  std::atomic<bool> disableViewControllerAutocapture_ = false;
-  std::atomic<bool> useFastEVScreenshotCapture_ = false;
-  std::atomic<std::int64_t> hierarchyCaptureLimit_ = 30;
   KovaBaseURL captureBaseUrl_;
   KovaBaseURL eventVisualizerWebSocketBaseUrl_;
-  bool useEnvironmentProxy_ = false;
-  bool disableVisualizerPairingGesture_ = false;
-  bool enableAccessibilityPrefetching_ = false;
   std::weak_ptr<KovaAutocaptureEnrichmentDelegate> autocaptureEnrichmentDelegate_;
-  std::optional<double> testOnlySessionExpirationInterval_;
-  std::optional<std::string> testOnlyAppVersion_;
-  std::optional<std::string> testOnlyAppBuild_;
-  std::optional<double> testOnlyEVReconnectAttemptInterval_;
-  std::optional<double> testOnlyEVReconnectAttemptLimit_;
-  std::shared_ptr<KOVAURLSessionProtocol> testOnlyUrlSession_;
-  bool testOnlyLowThresholdEVTriggerDetection_ = false;
-  bool testOnlySkipEVPairingDialog_ = false;
-  bool testOnlyOmitEVScreenshots_ = false;
-  bool testOnlyVerbose_ = false;
 };
+
+#undef KOVA_FLAG
+#undef KOVA_VALUE
+#undef KOVA_SETTING
