@@ -21,7 +21,7 @@ FLOORS = [
     ["src/identity"],
     ["src/events"],
     ["src/autocapture", "src/identity/lifecycle", "src/storage"],
-    ["src/visualizer"],
+    ["src/pageviews/recorder", "src/visualizer"],
     ["src/core/tracker"],
     ["qt", "src/c"],
 ]

@@ -23,9 +23,10 @@ class KIEvent : public platform::NSObject {
   // The event's own fields. The base has none.
   virtual platform::MutableDictionary mutableEventDictionary() const { return {}; }
 
-  // On the mutation queue; see KIMoment.
+  // See KIMoment.
   void applyMissingPropertiesFromSessionManager(const KISessionManager& sessionManager,
-                                                const KIIdentityManager& identityManager) {
+                                                const KIIdentityManager& identityManager)
+      KOVA_ON_MUTATION_QUEUE {
     moment_.applyMissingPropertiesFromSessionManager(sessionManager, identityManager);
   }
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/foundation/Value.h"
+#include "src/core/Threads.h"
 
 class KIIdentityManager;
 class KISessionManager;
@@ -14,9 +15,10 @@ struct KIMoment {
   // The present time, and nothing else.
   static KIMoment now();
 
-  // Fills what is missing with what is current, and only that. On the mutation queue.
+  // Fills what is missing with what is current, and only that.
   void applyMissingPropertiesFromSessionManager(const KISessionManager& sessionManager,
-                                                const KIIdentityManager& identityManager);
+                                                const KIIdentityManager& identityManager)
+      KOVA_ON_MUTATION_QUEUE;
 
   std::string timestamp;  // milliseconds since 1970
   std::optional<platform::Dictionary> userInfo;

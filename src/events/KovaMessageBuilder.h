@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/foundation/Value.h"
+#include "src/core/Threads.h"
 
 class KIEvent;
 struct KIMoment;
@@ -19,7 +20,7 @@ class KovaAppProperties;
 // A message is enriched when it has both "sessionInfo" and "pageviewInfo"; one that is not was built before
 // the first pageview of its session and must not leave the device.
 //
-// Owned by the tracker, as are the three objects that it reads; used on the mutation queue only.
+// Owned by the tracker, as are the three objects that it reads.
 class KovaMessageBuilder {
  public:
   KovaMessageBuilder(std::string_view appId, const KovaAppProperties& appProperties,
@@ -30,25 +31,27 @@ class KovaMessageBuilder {
       const std::optional<platform::Dictionary>& eventProperties,
       const std::optional<platform::Dictionary>& userInfo,
       const std::optional<platform::Dictionary>& pageviewInfo,
-      const std::optional<platform::Dictionary>& sessionInfo) const;
-  platform::MutableDictionary mutableMessageWithEventDictionary(platform::Dictionary eventDictionary,
-                                                                std::string_view kind, int appVisibilityState,
-                                                                const KIMoment& moment) const;
+      const std::optional<platform::Dictionary>& sessionInfo) const KOVA_ON_MUTATION_QUEUE;
+  platform::MutableDictionary mutableMessageWithEventDictionary(
+      platform::Dictionary eventDictionary, std::string_view kind, int appVisibilityState,
+      const KIMoment& moment) const KOVA_ON_MUTATION_QUEUE;
   // Only for showing a pageview in the Event Visualizer: pageviews are uploaded as pixel URLs.
   platform::MutableDictionary mutableMessagePageviewWithPageviewInfo(
-      const platform::Dictionary& pageviewInfo) const;
+      const platform::Dictionary& pageviewInfo) const KOVA_ON_MUTATION_QUEUE;
   // Id and timestamp are the event's own.
-  platform::MutableDictionary mutableMessageForEvent(const KIEvent& event) const;
+  platform::MutableDictionary mutableMessageForEvent(const KIEvent& event) const KOVA_ON_MUTATION_QUEUE;
 
   // Gives messages that lack pageview or session info those of the session's pageview, once one has been
   // logged.
-  void enrichMessagesWithFirstPageview(std::vector<platform::MutableDictionary>& messages) const;
+  void enrichMessagesWithFirstPageview(std::vector<platform::MutableDictionary>& messages) const
+      KOVA_ON_MUTATION_QUEUE;
 
   static bool unenrichedMessagesExistInArray(const std::vector<platform::MutableDictionary>& messages);
 
  private:
-  platform::MutableDictionary mutableBaseMessage(const KIMoment& moment) const;
-  const platform::Dictionary& transmittableEventProperties(const platform::Dictionary& eventProperties) const;
+  platform::MutableDictionary mutableBaseMessage(const KIMoment& moment) const KOVA_ON_MUTATION_QUEUE;
+  const platform::Dictionary& transmittableEventProperties(const platform::Dictionary& eventProperties) const
+      KOVA_ON_MUTATION_QUEUE;
 
   const platform::Value appId_;
   const KovaAppProperties& appProperties_;
@@ -56,6 +59,6 @@ class KovaMessageBuilder {
   const KIIdentityManager& identityManager_;
   // The event properties that were last asked for, and what is transmitted of them: the same for message
   // after message.
-  mutable platform::Dictionary lastEventProperties_;
-  mutable platform::Dictionary lastTransmittable_;
+  mutable platform::Dictionary lastEventProperties_ KOVA_OF_MUTATION_QUEUE;
+  mutable platform::Dictionary lastTransmittable_ KOVA_OF_MUTATION_QUEUE;
 };

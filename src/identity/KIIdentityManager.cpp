@@ -26,6 +26,7 @@ bool KIIdentityManager::load() {
   const bool isStoredPerson = identity && urlEncodedIdentity() == identity.value();
   if (hasChangedUnloaded_ && !isStoredPerson) {
     persistentStore_->changeInOneStep([this] {
+      kova::mutationQueue.isHere();
       storeIdentity();
       storeUser();
     });
@@ -144,6 +145,7 @@ bool KIIdentityManager::resetIdentity() {
   hasChangedUnloaded_ = !isLoaded_;  // whoever is stored may have a name
   if (isAnonymous()) return false;
   persistentStore_->changeInOneStep([this] {
+    kova::mutationQueue.isHere();
     setUrlEncodedIdentity(std::nullopt);
     generateUserId();
   });

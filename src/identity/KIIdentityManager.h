@@ -19,9 +19,8 @@ class KovaPersistentStore;
 //
 // An anonymous user who is identified keeps the id; resetting an identified user makes a new anonymous one.
 //
-// Owned by the tracker. Changed on the mutation queue only. userId, urlEncodedIdentity and what is derived
-// from them may be read from any thread; the lock covers those fields alone, never a write to the store.
-// Event properties belong to the mutation queue.
+// Owned by the tracker. userId, urlEncodedIdentity and what is derived from them may be read from any thread;
+// the lock covers those fields alone, never a write to the store.
 class KIIdentityManager {
  public:
   // Loads what is stored, if it can be read.
@@ -34,12 +33,12 @@ class KIIdentityManager {
 
   // Takes up what is stored; without a stored user id, derives one from the stored identity or makes one up.
   // False while the store cannot be read: then there is no user, and its id is empty, until assumeUser().
-  bool load();
+  bool load() KOVA_ON_MUTATION_QUEUE;
   // Makes up a user, unless there is one already. As long as load() has not succeeded nothing is stored; when
   // it does, the stored user takes the place of the one made up, unless that one has been reset or identified
   // under another name meanwhile. Event properties that were changed meanwhile are changed in the stored
   // ones.
-  void assumeUser();
+  void assumeUser() KOVA_ON_MUTATION_QUEUE;
 
   static void removeFromPersistentStore(KovaPersistentStore& store);
 
@@ -48,18 +47,19 @@ class KIIdentityManager {
   bool isFreshStart() const;
 
   std::string userId() const;
-  void setUserId(std::string userId);
+  void setUserId(std::string userId) KOVA_ON_MUTATION_QUEUE;
   // None for an anonymous user.
   std::optional<std::string> urlEncodedIdentity() const;
-  void setUrlEncodedIdentity(std::optional<std::string> identity);
-  void setUrlEncodedIdentity(const std::optional<std::string>& identity, bool recomputingUserId);
-  void recomputeUserIdFromUrlEncodedIdentity(std::string_view identity);
-  void generateUserId();
+  void setUrlEncodedIdentity(std::optional<std::string> identity) KOVA_ON_MUTATION_QUEUE;
+  void setUrlEncodedIdentity(const std::optional<std::string>& identity,
+                             bool recomputingUserId) KOVA_ON_MUTATION_QUEUE;
+  void recomputeUserIdFromUrlEncodedIdentity(std::string_view identity) KOVA_ON_MUTATION_QUEUE;
+  void generateUserId() KOVA_ON_MUTATION_QUEUE;
   // False for an anonymous user.
   bool hasIdentityDifferentFromUrlEncodedIdentity(std::string_view identity) const;
 
   // False, changing nothing, when the user is anonymous already. Event properties stay.
-  bool resetIdentity();
+  bool resetIdentity() KOVA_ON_MUTATION_QUEUE;
 
   // "id", and "identity" in plain text when there is one.
   platform::Dictionary userInfo() const;
@@ -67,30 +67,32 @@ class KIIdentityManager {
   std::string ampersandPrefixedUserInfoQueryParameters() const;
 
   // Sanitised by the caller.
-  const platform::Dictionary& eventProperties() const { return eventProperties_; }
-  void setEventProperties(std::optional<platform::Dictionary> properties);
-  void addSanitizedEventProperties(const platform::Dictionary& properties);
-  void removeEventProperty(std::string_view name);
-  void resetEventProperties();
+  const platform::Dictionary& eventProperties() const KOVA_ON_MUTATION_QUEUE { return eventProperties_; }
+  void setEventProperties(std::optional<platform::Dictionary> properties) KOVA_ON_MUTATION_QUEUE;
+  void addSanitizedEventProperties(const platform::Dictionary& properties) KOVA_ON_MUTATION_QUEUE;
+  void removeEventProperty(std::string_view name) KOVA_ON_MUTATION_QUEUE;
+  void resetEventProperties() KOVA_ON_MUTATION_QUEUE;
 
  private:
   void refreshUserInfo() PLATFORM_REQUIRES(propertyLock_);
 
   using PropertiesChange = std::function<void(platform::MutableDictionary&)>;
-  void changeEventProperties(const PropertiesChange& change);
-  void takeUp(std::optional<std::string> identity, const std::optional<std::string>& userId);
-  void storeUser();
-  void storeIdentity();
+  void changeEventProperties(const PropertiesChange& change) KOVA_ON_MUTATION_QUEUE;
+  void takeUp(std::optional<std::string> identity,
+              const std::optional<std::string>& userId) KOVA_ON_MUTATION_QUEUE;
+  void storeUser() KOVA_ON_MUTATION_QUEUE;
+  void storeIdentity() KOVA_ON_MUTATION_QUEUE;
 
-  bool isLoaded_ = false;
-  bool hasChangedUnloaded_ = false;                // identified or reset before it was loaded
-  std::vector<PropertiesChange> changesUnloaded_;  // of event properties, in order
+  bool isLoaded_ KOVA_OF_MUTATION_QUEUE = false;
+  // Identified or reset before it was loaded; and changes of event properties since then, in order.
+  bool hasChangedUnloaded_ KOVA_OF_MUTATION_QUEUE = false;
+  std::vector<PropertiesChange> changesUnloaded_ KOVA_OF_MUTATION_QUEUE;
   std::atomic<bool> didGenerateUserId_ = false;
   mutable platform::Mutex propertyLock_;
   std::optional<std::string> urlEncodedIdentity_ PLATFORM_GUARDED_BY(propertyLock_);
   std::string userId_ PLATFORM_GUARDED_BY(propertyLock_);
   // Made when id or identity change, because every message carries it.
   platform::Dictionary userInfo_ PLATFORM_GUARDED_BY(propertyLock_);
-  platform::Dictionary eventProperties_;
+  platform::Dictionary eventProperties_ KOVA_OF_MUTATION_QUEUE;
   const std::shared_ptr<KovaPersistentStore> persistentStore_;
 };

@@ -6,20 +6,19 @@
 #include <string>
 
 #include "platform/foundation/Value.h"
-#include "platform/runtime/Mutex.h"
+#include "src/core/Threads.h"
 
 // The current session: its id, its first and its latest pageview, and a number that tells the capture service
-// whether the user is new and whether the session has seen a pageview. It does not time sessions; the tracker
-// does.
+// whether the user is new and whether the session has seen a pageview. It does not time sessions;
+// KISessionTimer does.
 //
-// Owned by the tracker. Changed on the mutation queue only; may be read from any thread, each answer by
-// itself. The lock covers the fields alone.
+// Owned by the tracker. May be read from any thread, each answer by itself. The lock covers the fields alone.
 class KISessionManager {
  public:
   explicit KISessionManager(bool isNewUser);
 
   std::string sessionId() const;
-  void setSessionId(std::string sessionId);
+  void setSessionId(std::string sessionId) KOVA_ON_MUTATION_QUEUE;
 
   // The properties of the session's first pageview; none until one has been logged.
   std::optional<platform::Dictionary> sessionPixelProperties() const;
@@ -30,7 +29,7 @@ class KISessionManager {
   bool hasMostRecentPageviewInfo() const { return hasMostRecentPageviewInfo_; }
 
   // Says late, before any pageview, that the user is new.
-  void markNewUser();
+  void markNewUser() KOVA_ON_MUTATION_QUEUE;
   // 0: a new user without a pageview in this session; 1: a returning user without one; 2: at least one
   // pageview.
   std::int64_t zParam() const { return zParam_; }
@@ -41,10 +40,10 @@ class KISessionManager {
 
   // True for the first pageview of the session, whose pixel properties are then kept.
   bool loggedPageviewWithPageviewInfo(platform::Dictionary pageviewInfo,
-                                      platform::Dictionary pixelProperties);
+                                      platform::Dictionary pixelProperties) KOVA_ON_MUTATION_QUEUE;
 
   // Begins a new session.
-  void resetSessionWithNewUser(bool isNewUser);
+  void resetSessionWithNewUser(bool isNewUser) KOVA_ON_MUTATION_QUEUE;
 
  private:
   void refreshSessionInfo() PLATFORM_REQUIRES(propertyLock_);

@@ -10,6 +10,7 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
+#include "src/core/Threads.h"
 #include "src/storage/KIJournal.h"
 #include "src/storage/KIStoredQueue.h"
 #include "src/storage/store/KovaPersistentStore.h"
@@ -53,7 +54,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // Dropped without a word when the queue is full.
   void enqueueUrlString(std::string_view url);
   // At the front, and gives waiting messages the pageview and session that they lack.
-  void enqueueFirstPageviewUrlString(std::string_view url, const KovaMessageBuilder& messageBuilder);
+  void enqueueFirstPageviewUrlString(std::string_view url,
+                                     const KovaMessageBuilder& messageBuilder) KOVA_ON_MUTATION_QUEUE;
   // The oldest URL, absolute and stamped with its first send time; none when the queue is empty. It is in
   // flight until one of the two calls below, see KIStoredQueue.
   std::optional<platform::NSURL> dequeueUrlRelativeToUrl(const platform::NSURL& baseUrl);

@@ -2,10 +2,13 @@
 
 #include <Kova/KovaAutocaptureEnrichmentDelegate.h>
 #include <Kova/KovaConstants.h>
+#include <Kova/KovaOptions.h>
 
 #include "platform/uikit/UIControl.h"
 #include "platform/uikit/UIGestureRecognizer.h"
 #include "platform/uikit/UITouch.h"
+#include "src/autocapture/KITouchEvent.h"
+#include "src/autocapture/KITouchEventCache.h"
 #include "src/autocapture/KovaSegmentedControlObserver.h"
 #include "src/autocapture/TouchTarget.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
@@ -13,11 +16,13 @@
 #include "src/core/NSObject+ClassOf.h"
 #include "src/core/NSObject+TextForKey.h"
 #include "src/core/UIApplication+DispatchState.h"
-#include "src/core/tracker/KovaTracker.h"
+#include "src/core/tracker/KovaTracker+Perform.h"
 #include "src/core/tracker/UIApplication+EventInterceptor.h"
 #include "src/core/tracker/UIGestureRecognizer+EventInterceptor.h"
 #include "src/core/tracker/UIViewController+PageviewCapture.h"
+#include "src/events/KovaMessageBuilder.h"
 #include "src/pageviews/UIView+Visibility.h"
+#include "src/storage/KovaQueueManager.h"
 #include "src/visualizer/KovaEventRecording.h"
 
 using namespace platform;
@@ -91,10 +96,28 @@ std::optional<Dictionary> KovaTracker::overriddenAncestryNodePropertiesForRespon
   return delegate->autocaptureAncestryNodePropertiesForResponder(*responder);
 }
 
+bool KovaTracker::isTouchAutocaptureDisabled() const { return options_->disableTouchAutocapture(); }
+bool KovaTracker::isViewControllerAutocaptureDisabled() const {
+  return options_->disableViewControllerAutocapture();
+}
+bool KovaTracker::isBackgroundAutocaptureDisabled() const {
+  return options_->disableAutocaptureWhenBackgrounded();
+}
+bool KovaTracker::isTitleCaptureDisabled() const { return options_->disableTitleCapture(); }
+bool KovaTracker::isTextCaptureDisabled() const { return options_->disableTextCapture(); }
+bool KovaTracker::isAccessibilityLabelCaptureDisabled() const {
+  return options_->disableAccessibilityLabelCapture();
+}
+bool KovaTracker::isIvarCaptureDisabled() const { return options_->disableIvarCapture(); }
+std::int64_t KovaTracker::hierarchyCaptureLimit() const { return options_->hierarchyCaptureLimit(); }
+bool KovaTracker::enableAccessibilityPrefetching() const {
+  return options_->enableAccessibilityPrefetching();
+}
+
 void KovaTracker::recordAutocapturedEventWithType(const String& type, std::shared_ptr<UIView> view,
                                                   std::shared_ptr<UITouch> touch,
                                                   const std::optional<String>& selector,
-                                                  KITouchEvent::ViewAncestry viewAncestry) {
+                                                  ViewAncestry viewAncestry) {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(type);
   if (isTouchAutocaptureDisabled()) return;
   extendSession();
@@ -200,3 +223,19 @@ void KovaTracker::enqueueTouchEvent(const KITouchEvent& event) {
 }
 
 void KovaTracker::consumeAllLiveTouches() { touchEventCache_->removeAllEntries(); }
+
+// Touches that were waiting when their session began.
+void KovaTracker::backfillPendingTouchEventsWithPageview() {
+  static constexpr const char* kSelector = "backfillPendingTouchEventsWithPageview";
+  performSafelyOnMainQueueWithBlock(kSelector, [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
+    auto events = tracker.touchEventCache_->allEvents();
+    if (events.empty()) return;
+    tracker.performSafelyOnMutationQueueWithBlock(
+        kSelector, [events = std::move(events)](KovaTracker& inForce) KOVA_ON_MUTATION_QUEUE {
+          for (const auto& event : events) {
+            event->applyMissingPropertiesFromSessionManager(*inForce.sessionManager_,
+                                                            *inForce.identityManager_);
+          }
+        });
+  });
+}

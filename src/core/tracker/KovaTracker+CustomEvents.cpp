@@ -5,10 +5,15 @@
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/UIApplication+DispatchState.h"
-#include "src/core/tracker/KovaTracker.h"
+#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/events/KIEventRecording.h"
+#include "src/events/KIMoment.h"
+#include "src/events/KovaMessageBuilder.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 #include "src/pageviews/UIWindow+KOVA.h"
-#include "src/visualizer/KovaEventRecording.h"
+#include "src/storage/KovaQueueManager.h"
 
 using namespace platform;
 
@@ -51,7 +56,7 @@ struct Properties {
 struct KovaTracker::CustomEvent {
   const char* fromSelector;
   std::string_view kind;
-  EventVisualizer eventVisualizer;
+  bool isShownInEventVisualizer;
   String name;
   Properties properties = {};
   std::optional<String> source = std::nullopt;  // the framework that forwards the event
@@ -63,7 +68,7 @@ struct KovaTracker::CustomEvent {
 };
 
 struct KovaTracker::ActiveScreen {
-  std::shared_ptr<const KovaEventRecording> recording;  // null when the Event Visualizer is not told
+  std::shared_ptr<const KIEventRecording> recording;  // null when the Event Visualizer is not told
   int appVisibilityState;
   std::string sessionId = {};
   std::optional<Dictionary> pageviewInfo = std::nullopt;  // none where the screen has none in that session
@@ -73,7 +78,7 @@ void KovaTracker::recordCustomEvent(std::string_view name, const std::optional<V
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
   trackCustomEvent({.fromSelector = "recordCustomEvent:withProperties:",
                     .kind = kCustomEvent,
-                    .eventVisualizer = EventVisualizer::Skip,
+                    .isShownInEventVisualizer = false,
                     .name = String(name),
                     .properties = Properties(properties)});
 }
@@ -83,7 +88,7 @@ void KovaTracker::recordFrameworkAutocaptureEvent(std::string_view name, std::st
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
   trackCustomEvent({.fromSelector = "recordFrameworkAutocaptureEvent:withSource:sourceProperties:",
                     .kind = kSourceEvent,
-                    .eventVisualizer = EventVisualizer::Send,
+                    .isShownInEventVisualizer = true,
                     .name = String(name),
                     .source = String(source),
                     .sourceProperties = Properties(sourceProperties)});
@@ -95,7 +100,7 @@ void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::o
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
   trackCustomEvent({.fromSelector = "recordFrameworkCustomEvent:withProperties:source:sourceProperties:",
                     .kind = kSourceCustomEvent,
-                    .eventVisualizer = EventVisualizer::Skip,
+                    .isShownInEventVisualizer = false,
                     .name = String(name),
                     .properties = Properties(properties),
                     .source = String(source),
@@ -161,7 +166,8 @@ void KovaTracker::consumeCustomEvent(CustomEvent event, ActiveScreen screen) {
 }
 
 KovaTracker::ActiveScreen KovaTracker::readActiveScreen(const CustomEvent& event) {
-  ActiveScreen screen{recordingOfScreen(event.eventVisualizer), kova::appVisibilityState(event.fromSelector)};
+  ActiveScreen screen{event.isShownInEventVisualizer ? recordingOfScreen() : nullptr,
+                      kova::appVisibilityState(event.fromSelector)};
   if (!isViewControllerAutocaptureDisabled()) {
     screen.sessionId = sessionId();
     if (const auto window = KOVA_firstActiveKeyWindow()) {

@@ -4,10 +4,10 @@
 
 #include "platform/graphics/Drawing.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/tracker/KIEVTriggerDetection.h"
-#include "src/core/tracker/KovaTracker.h"
+#include "src/core/tracker/KovaTracker+Perform.h"
 #include "src/visualizer/KovaEventRecording.h"
 #include "src/visualizer/KovaEventVisualizer.h"
+#include "src/visualizer/KovaOpenURLParser.h"
 
 using namespace platform;
 
@@ -16,8 +16,6 @@ namespace {
 constexpr std::uint64_t kSupportedLinkSchema = 1;
 
 }  // namespace
-
-void KovaTracker::startEVTriggerDetection() const { KIEVTriggerDetection::startWithOptions(*options_); }
 
 void KovaTracker::handleOpenURL(const NSURL& url) {
   const auto link = openURLParser_->parseUrl(url);
@@ -55,8 +53,6 @@ void KovaTracker::stopEVPairing() {
   });
 }
 
-std::shared_ptr<const KovaEventRecording> KovaTracker::recordingOfScreen(
-    EventVisualizer eventVisualizer) const {
-  if (eventVisualizer == EventVisualizer::Skip) return nullptr;
+std::shared_ptr<const KIEventRecording> KovaTracker::recordingOfScreen() const {
   return KovaEventRecording::ofScreen(eventVisualizer_, *this);
 }

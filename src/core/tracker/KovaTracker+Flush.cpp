@@ -10,7 +10,9 @@
 #include <future>
 
 #include "src/core/KovaLogger.h"
-#include "src/core/tracker/KovaTracker.h"
+#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/storage/KovaQueueManager.h"
+#include "src/storage/KovaUploader.h"
 
 using namespace platform;
 

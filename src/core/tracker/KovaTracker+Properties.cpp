@@ -3,7 +3,11 @@
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/URLEncoding.h"
-#include "src/core/tracker/KovaTracker.h"
+#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/events/KovaRequestBuilder.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
+#include "src/storage/KovaQueueManager.h"
 
 using namespace platform;
 

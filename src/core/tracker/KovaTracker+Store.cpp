@@ -7,9 +7,13 @@
 #include "platform/dispatch/Scheduler.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
-#include "src/core/tracker/KovaTracker.h"
+#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/events/KovaMessageBuilder.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
 #include "src/identity/lifecycle/KILifecycle.h"
 #include "src/identity/lifecycle/KILifecycleEvent.h"
+#include "src/storage/KovaQueueManager.h"
 
 using namespace platform;
 
@@ -22,6 +26,7 @@ constexpr std::string_view kLifecycleEventVersionKey = "lifecycleEventVersion";
 }  // namespace
 
 bool KovaTracker::loadStored() {
+  kova::mutationQueue.isHere();  // or nothing runs there, because it is new or held
   if (!queueManager_->isLoaded()) purgeStore();
   if (!identityManager_->load() || !queueManager_->load()) return false;
   if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
@@ -93,6 +98,7 @@ bool KovaTracker::takeUpLockedStore(bool mayWait) {
   const bool isTakenUp = loadStored();
   if (!isTakenUp && (mayWait || storeState_ == StoreState::MadeUp)) return false;
   if (!isTakenUp) {
+    kova::mutationQueue.isHere();  // as above
     identityManager_->assumeUser();
     if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
   }
@@ -136,6 +142,7 @@ bool KovaTracker::storeLifecycleEvent(const KILifecycleEvent& event) {
   if (mark == version) return true;
   injectPageviewsIfNeeded();
   return persistentStore_->changeInOneStep([&] {
+    kova::mutationQueue.isHere();
     queueManager_->enqueueMessage(messageBuilder_->mutableMessageForEvent(event));
     queueManager_->persistQueuedEvents();
     persistentStore_->setObject(version, kLifecycleEventVersionKey);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <Kova/KovaOptions.h>
-
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -10,34 +8,30 @@
 #include <string>
 #include <string_view>
 
-#include "platform/dispatch/NSTimer.h"
-#include "platform/foundation/NSURL.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
-#include "platform/runtime/Retained.h"
 #include "src/autocapture/KICaptureContext.h"
-#include "src/autocapture/KITouchEvent.h"
-#include "src/autocapture/KITouchEventCache.h"
-#include "src/core/NSOperationQueue+SafeOperation.h"
-#include "src/events/KIMoment.h"
-#include "src/events/KovaAppProperties.h"
-#include "src/events/KovaMessageBuilder.h"
-#include "src/events/KovaRequestBuilder.h"
-#include "src/identity/KIIdentityManager.h"
-#include "src/identity/KISessionManager.h"
-#include "src/storage/KovaQueueManager.h"
-#include "src/storage/KovaUploader.h"
-#include "src/storage/store/KovaPersistentStore.h"
-#include "src/visualizer/KovaOpenURLParser.h"
+#include "src/core/Threads.h"
+#include "src/pageviews/recorder/KIPageviewRecorder.h"
 
 struct KovaFlushed;
-class KovaEventRecording;
-class KovaEventVisualizer;
 class KILifecycleEvent;
+class KIIdentityManager;
+class KISerialStateQueue;
+class KISessionTimer;
+class KITouchEvent;
+class KITouchEventCache;
+struct KIMoment;
+class KovaAppProperties;
+class KovaEventVisualizer;
+class KovaOpenURLParser;
+class KovaPersistentStore;
+namespace kova {
+struct SeenTouch;
+}
 namespace platform {
+class NSURL;
 class UIGestureRecognizer;
-class UIWindow;
-class UIWindowScene;
 }  // namespace platform
 
 // The central object of the library. It owns every other component, runs the start-up, keeps the session
@@ -46,18 +40,17 @@ class UIWindowScene;
 // Life cycle: made, made the shared tracker, started, and stopped when the host initialises again; never
 // restarted. Work that it queued retains it until it has run.
 //
-// Threads: construction, start, stop and everything that reads views belong to the main thread; identity,
-// sessions, queues and stored state change on the mutation queue. The record… and property methods may be
-// called from any thread: they convert their input there and hand over.
+// Threads: what says nothing may be called from any. The record… and property methods convert their input
+// there and hand over; identity, sessions, queues and stored state change on the mutation queue.
 //
 // Its implementation lies in several files, one for each part of its work.
-class KovaTracker : public platform::NSObject, public KICaptureContext {
+class KovaTracker : public platform::NSObject, public KICaptureContext, private KIPageviewRecorder::Owner {
   NS_OBJECT(KovaTracker, NSObject)
 
  public:
   using Completion = std::function<void()>;
 
-  // `appId` is a valid environment id.
+  // `appId` is a valid environment id. On the main thread.
   KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
               std::shared_ptr<KISerialStateQueue> mutationQueue);
   ~KovaTracker() override;
@@ -80,35 +73,33 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   // they are complete as they are, and stored.
   void takeOverTouchesOf(KovaTracker& previous) KOVA_ON_MAIN_THREAD;
 
-  // As Kova::flush. Any thread.
+  // As Kova::flush.
   KovaFlushed flush(double seconds);
 
-  bool isTrackingEnabled() const { return isTrackingEnabled_; }
+  bool isTrackingEnabled() const override { return isTrackingEnabled_; }
   void setTrackingEnabled(bool enabled) { isTrackingEnabled_ = enabled; }
-  void setUploadInterval(double seconds) { uploader_->setUploadInterval(seconds); }
+  void setUploadInterval(double seconds);
 
-  // The Event Visualizer. Any thread.
+  // The Event Visualizer.
   void handleOpenURL(const platform::NSURL& url);
   void startEVPairing();
   void stopEVPairing();
 
-  std::string userId() const { return identityManager_->userId(); }
+  std::string userId() const;
   // As it is kept, URL-encoded.
-  std::optional<std::string> identity() const { return identityManager_->urlEncodedIdentity(); }
-  std::string sessionId() const override { return sessionManager_->sessionId(); }
+  std::optional<std::string> identity() const;
+  std::string sessionId() const override;
 
   // What the options say now.
-  bool isTouchAutocaptureDisabled() const { return options_->disableTouchAutocapture(); }
-  bool isViewControllerAutocaptureDisabled() const { return options_->disableViewControllerAutocapture(); }
-  bool isBackgroundAutocaptureDisabled() const { return options_->disableAutocaptureWhenBackgrounded(); }
-  bool isTitleCaptureDisabled() const { return options_->disableTitleCapture(); }
-  bool isTextCaptureDisabled() const override { return options_->disableTextCapture(); }
-  bool isAccessibilityLabelCaptureDisabled() const override {
-    return options_->disableAccessibilityLabelCapture();
-  }
-  bool isIvarCaptureDisabled() const override { return options_->disableIvarCapture(); }
-  std::int64_t hierarchyCaptureLimit() const override { return options_->hierarchyCaptureLimit(); }
-  bool enableAccessibilityPrefetching() const override { return options_->enableAccessibilityPrefetching(); }
+  bool isTouchAutocaptureDisabled() const;
+  bool isViewControllerAutocaptureDisabled() const;
+  bool isBackgroundAutocaptureDisabled() const;
+  bool isTitleCaptureDisabled() const;
+  bool isTextCaptureDisabled() const override;
+  bool isAccessibilityLabelCaptureDisabled() const override;
+  bool isIvarCaptureDisabled() const override;
+  std::int64_t hierarchyCaptureLimit() const override;
+  bool enableAccessibilityPrefetching() const override;
 
   // What the enrichment delegate answers; nothing without a delegate.
   std::optional<platform::Dictionary> overriddenTouchEventPropertiesForEventType(
@@ -116,22 +107,20 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
       platform::UIControl* control) const override;
   std::optional<platform::Dictionary> overriddenAncestryNodePropertiesForResponder(
       platform::UIResponder* responder) const override;
-  std::optional<platform::Dictionary> overriddenPageviewPropertiesForViewController(
-      platform::UIViewController* controller) const;
 
-  // Touches, gestures and field edits. Main thread.
+  // Touches, gestures and field edits.
   void recordAutocapturedEventWithType(const platform::String& type, std::shared_ptr<platform::UIView> view,
                                        std::shared_ptr<platform::UITouch> touch,
                                        const std::optional<platform::String>& selector,
-                                       KITouchEvent::ViewAncestry viewAncestry);
+                                       ViewAncestry viewAncestry) KOVA_ON_MAIN_THREAD;
   void recordAutocapturedGestureRecognizer(const platform::UIGestureRecognizer& recognizer)
       KOVA_ON_MAIN_THREAD;
   // An action was sent: gives its name, and what the sender is known by, to the touch that waits for it. The
   // touch and the sender may be null.
   void enrichAutocapturedEventForTouch(std::shared_ptr<platform::UITouch> touch,
                                        const std::optional<platform::String>& selectorString,
-                                       std::shared_ptr<platform::NSObject> sender);
-  // Queues an event that is complete. Main thread.
+                                       std::shared_ptr<platform::NSObject> sender) KOVA_ON_MAIN_THREAD;
+  // Queues an event that is complete.
   void consumeTouchEvent(std::shared_ptr<KITouchEvent> event) KOVA_ON_MAIN_THREAD;
   // Queues every touch that still waits.
   void consumeAllLiveTouches() KOVA_ON_MAIN_THREAD;
@@ -154,65 +143,44 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void removeEventProperty(std::string_view name);
   void clearEventProperties();
 
-  // The session expires when it has not been extended for 300 s.
-  void extendSession();
+  void extendSession() override;
   void resetSession();
 
   // Pageviews. Without one, no event leaves the device.
   void injectPageviewsIfNeeded();
-  // A screen has appeared. Answers whether it is recorded.
-  bool recordAutocapturedPageviewWithViewController(
+  // A screen has appeared.
+  void recordAutocapturedPageviewWithViewController(
       const std::shared_ptr<platform::UIViewController>& controller) KOVA_ON_MAIN_THREAD;
 
-  void logDebugTrackingDisabled(std::string_view label) const;
+  void logDebugTrackingDisabled(std::string_view label) const override;
 
   // Runs block(tracker) on the mutation queue, later and in order; retains the tracker until then. If it has
   // been replaced by then by another of its environment, the block is given that one: what was called in time
-  // belongs to the session that is in force.
+  // belongs to the session that is in force. (KovaTracker+Perform.h)
   template <class Block>
-  void performSafelyOnMutationQueueWithBlock(const char* selector, Block block) {
-    kova::perform(*mutationQueue_, *this, selector, [block = std::move(block)](KovaTracker& tracker) mutable {
-      kova::mutationQueue.isHere();
-      if (!tracker.isStopped_) return block(tracker);
-      block(*tracker.inForce());
-    });
-  }
+  void performSafelyOnMutationQueueWithBlock(const char* selector, Block block);
   // The same without waking a queue that sleeps: the block runs with what is queued next, and is given this
   // tracker.
   template <class Block>
-  void performSafelyOnMutationQueueLazilyWithBlock(const char* selector, Block block) {
-    mutationQueue_->addOperationLazily(KOVA_safeBlockOperationWithBlock(
-        [self = platform::retained(*this), block = std::move(block)]() mutable {
-          kova::mutationQueue.isHere();
-          block(*self);
-        },
-        {*this, selector}));
-  }
+  void performSafelyOnMutationQueueLazilyWithBlock(const char* selector, Block block);
   // Runs block(tracker) at once on the main thread; from elsewhere it is queued there.
   template <class Block>
-  void performSafelyOnMainQueueWithBlock(const char* selector, Block block) {
-    kova::perform(kova::mainThread, *this, selector, std::move(block));
-  }
+  void performSafelyOnMainQueueWithBlock(const char* selector, Block block);
 
  private:
-  enum class EventVisualizer { Send, Skip };
-  using PageviewInfoBuilder = std::function<std::optional<platform::Dictionary>(KovaTracker&)>;
-
   // The shared tracker when it is of the same environment, else this one.
   std::shared_ptr<KovaTracker> inForce();
-  // What the Event Visualizer is to be sent with an event that is being recorded; null when it is not told of
-  // it.
-  std::shared_ptr<const KovaEventRecording> recordingOfScreen(EventVisualizer eventVisualizer) const
-      KOVA_ON_MAIN_THREAD;
+  std::shared_ptr<const KIEventRecording> recordingOfScreen() const override KOVA_ON_MAIN_THREAD;
 
-  void startEVTriggerDetection() const;
   static void bindApplicationEventListeners();
   static void appDidEnterBackground();
   static void appWillEnterForeground();
   static void sceneWillEnterForeground(const std::shared_ptr<platform::NSObject>& scene);
+  void setUpTelemetry() const;
   void storeEnqueuedMessages(const char* fromSelector);
   struct Flush;
   void storeForFlush(const std::shared_ptr<Flush>& flush);
+
   void purgeStore();
   // The stored user and queues. Unread: the mutation queue is held. MadeUp: it goes on with a made-up user.
   // Left: it is held, and the next tracker reads them.
@@ -231,12 +199,12 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   void leaveStoreTo(std::string_view nextAppId);
   // What waits for the stored queues; while they are unread, it waits for them to be taken up.
   void beginWithStored() KOVA_ON_MUTATION_QUEUE;
-  void setUpTelemetry() const;
   void enqueueLifecycleEvent() KOVA_ON_MUTATION_QUEUE;
   bool storeLifecycleEvent(const KILifecycleEvent& event) KOVA_ON_MUTATION_QUEUE;
 
-  // The three roads: read… makes a value of what the screen tells, on the main thread; consume… hands it
-  // over; enqueue… makes a message or URL of it on the mutation queue.
+  // The three roads, of custom events, touches and pageviews (KIPageviewRecorder): read… makes a value of
+  // what the screen tells, on the main thread; consume… hands it over; enqueue… makes a message or URL of it
+  // on the mutation queue.
   struct CustomEvent;   // what the host's call gave
   struct ActiveScreen;  // what the screen in front adds to it
   void trackCustomEvent(CustomEvent event);
@@ -248,45 +216,20 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::shared_ptr<KITouchEvent> readTouch(const kova::SeenTouch& seen) KOVA_ON_MAIN_THREAD;  // may be null
   void keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event) KOVA_ON_MAIN_THREAD;
   void enqueueTouchEvent(const KITouchEvent& event) KOVA_ON_MUTATION_QUEUE;
+  void backfillPendingTouchEventsWithPageview() override;
 
-  struct Pageview;
-  // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events
-  // may ask for the same injected pageview before the first of them has got it.
-  enum class Repeat { Always, OnceASession };
-  void recordPageviewSendingToEventVisualizer(const char* fromSelector,
-                                              PageviewInfoBuilder mainQueuePageviewInfoBuilder,
-                                              Repeat repeat = Repeat::Always);
-  // None when there is none to record.
-  std::optional<Pageview> readPageview(const PageviewInfoBuilder& builder, Repeat repeat) KOVA_ON_MAIN_THREAD;
-  void consumePageview(const char* fromSelector, Pageview pageview) KOVA_ON_MAIN_THREAD;
-  void enqueuePageview(const Pageview& pageview) KOVA_ON_MUTATION_QUEUE;
+  void consumePageview(const char* fromSelector, KIPageview pageview) override KOVA_ON_MAIN_THREAD;
+  void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
+      Completion completion);
+  void recordAdditionalPageviewFromForegroundingApp();
+  void recordAdditionalPageviewFromForegroundingScene(std::shared_ptr<platform::UIWindowScene> scene);
 
-  void logEventPropertiesFromSelector(const char* fromSelector) const;
+  void logEventPropertiesFromSelector(const char* fromSelector) const KOVA_ON_MUTATION_QUEUE;
   // One step, in memory and in the store: nobody is seen in between as another user under the same name, or
   // as the same user without one.
   void identifyOnMutationQueue(const platform::String& identity) KOVA_ON_MUTATION_QUEUE;
   // False, changing nothing, when the user is anonymous already.
   bool beginWithNewUser() KOVA_ON_MUTATION_QUEUE;
-
-  // False when the queue of pageviews is full.
-  bool enqueuePageviewUrl(const platform::Dictionary& pageviewInfo) KOVA_ON_MUTATION_QUEUE;
-  static platform::Dictionary applyTimestampAndIdToPageviewInfo(const platform::Dictionary& pageviewInfo);
-  void injectSyntheticPageviewIfNeeded();
-  platform::Dictionary pageviewInfoForViewController(platform::UIViewController& controller) const
-      KOVA_ON_MAIN_THREAD;
-  static bool isSceneBasedApp() KOVA_ON_MAIN_THREAD;
-  void recordAdditionalPageviewFromForegroundingApp();
-  // The scene may be null.
-  void recordAdditionalPageviewFromForegroundingScene(std::shared_ptr<platform::UIWindowScene> scene);
-  // Both answer whether one is recorded.
-  bool recordAdditionalAutocapturedPageviewForWindow(platform::UIWindow& window) KOVA_ON_MAIN_THREAD;
-  bool recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() KOVA_ON_MAIN_THREAD;
-  void backfillPendingTouchEventsWithPageview();
-  void backfillTouchEvents(KITouchEventCache::Events events);
-  void recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
-      Completion completion);
-  void recordVisibleViewControllersFromPreviousSession() KOVA_ON_MAIN_THREAD;
-  void reportScreenShownBeforeStart() const KOVA_ON_MAIN_THREAD;
 
   std::atomic<bool> isTrackingEnabled_;
   const std::string appId_;
@@ -296,11 +239,13 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   std::shared_ptr<KovaPersistentStore> persistentStore_;
   std::shared_ptr<KIIdentityManager> identityManager_;
   std::unique_ptr<KISessionManager> sessionManager_;
+  const std::unique_ptr<KISessionTimer> sessionTimer_;
   std::shared_ptr<KovaQueueManager> queueManager_;
   std::shared_ptr<KITouchEventCache> touchEventCache_ KOVA_OF_MAIN_THREAD;
   std::unique_ptr<const KovaRequestBuilder> requestBuilder_;
   std::unique_ptr<const KovaMessageBuilder> messageBuilder_;
   std::shared_ptr<KovaUploader> uploader_;
+  std::unique_ptr<KIPageviewRecorder> pageviewRecorder_;
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
   std::shared_ptr<KovaEventVisualizer> eventVisualizer_ KOVA_OF_MAIN_THREAD;  // null until asked for
   std::atomic<bool> isStopped_ = false;
@@ -309,7 +254,4 @@ class KovaTracker : public platform::NSObject, public KICaptureContext {
   StoreState storeState_ PLATFORM_GUARDED_BY(storeMutex_) = StoreState::Unread;
   std::optional<double> holdEnd_ KOVA_OF_MAIN_THREAD;  // by the scheduler's uptime, none without a hold
   bool isBeginningOwed_ KOVA_OF_MUTATION_QUEUE = false;
-  bool isDescribingScreen_ KOVA_OF_MAIN_THREAD = false;
-  bool areUploadsSuspended_ KOVA_OF_MAIN_THREAD = false;
-  std::shared_ptr<platform::NSTimer> sessionExpirationTimer_ KOVA_OF_MAIN_THREAD;
 };

@@ -140,7 +140,7 @@ void KOVA_handleSendEvent(UIApplication&, UIEvent& event) {
     const auto tracker = KovaTracker::sharedTracker();
     if (!tracker) return;
     tracker->recordAutocapturedEventWithType(KovaTouchEventTypeTouch, touch->view(), touch, std::nullopt,
-                                             KITouchEvent::ViewAncestry::Capture);
+                                             KovaTracker::ViewAncestry::Capture);
   }
 }
 
@@ -169,6 +169,6 @@ void KOVA_handleTextFieldTextDidEndEditingNotification(const NSNotification& not
     if (!tracker) return;
     tracker->recordAutocapturedEventWithType(KovaTouchEventTypeFieldEdit,
                                              std::dynamic_pointer_cast<UIView>(notification.object), nullptr,
-                                             std::nullopt, KITouchEvent::ViewAncestry::Capture);
+                                             std::nullopt, KovaTracker::ViewAncestry::Capture);
   });
 }

@@ -26,7 +26,10 @@ std::shared_ptr<KILifecycleEvent> KILifecycle::lifecycleEventIfAppVersionChangeW
     const KovaOptions& options, const HandOver& handOver) {
   return kova::guarded(
       {"KILifecycle", "lifecycleEventIfAppVersionChangeWithOptions:"},
-      [&] { return unsafeLifecycleEventIfAppVersionChangeWithOptions(options, handOver); },
+      [&] {
+        kova::mutationQueue.isHere();
+        return unsafeLifecycleEventIfAppVersionChangeWithOptions(options, handOver);
+      },
       std::shared_ptr<KILifecycleEvent>());
 }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "src/core/Threads.h"
 #include "src/identity/lifecycle/KILifecycleVersion.h"
 
 class KILifecycleEvent;
@@ -14,7 +15,7 @@ class NSUserDefaults;
 }
 
 // Tells once a start whether the app's version or build changed since the last one, and remembers the present
-// ones in a user-defaults suite of the library's own. Class operations; called on the mutation queue.
+// ones in a user-defaults suite of the library's own. Class operations.
 class KILifecycle {
  public:
   KILifecycle() = delete;
@@ -29,7 +30,7 @@ class KILifecycle {
   // The install or upgrade event; null when nothing changed, when the library has bailed and when deciding
   // fails.
   static std::shared_ptr<KILifecycleEvent> lifecycleEventIfAppVersionChangeWithOptions(
-      const KovaOptions& options, const HandOver& handOver = {});
+      const KovaOptions& options, const HandOver& handOver = {}) KOVA_ON_MUTATION_QUEUE;
 
   static KILifecycleVersion previousVersionWithDefaults(platform::NSUserDefaults& defaults);
   static KILifecycleVersion currentVersionWithOptions(const KovaOptions& options);
@@ -41,5 +42,5 @@ class KILifecycle {
 
  private:
   static std::shared_ptr<KILifecycleEvent> unsafeLifecycleEventIfAppVersionChangeWithOptions(
-      const KovaOptions& options, const HandOver& handOver);
+      const KovaOptions& options, const HandOver& handOver) KOVA_ON_MUTATION_QUEUE;
 };

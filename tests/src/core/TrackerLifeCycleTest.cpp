@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/core/tracker/KovaTracker.h"
 #include "tests/src/core/TrackerFixture.h"
 

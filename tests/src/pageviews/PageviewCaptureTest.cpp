@@ -208,11 +208,13 @@ TEST_F(PageviewCaptureTest, AReturnThatIsNoBackgroundAnyMoreRecordsAndOneThatRec
   EXPECT_THAT(newPageviews(), SizeIs(1));
   goAndComeBack();
   EXPECT_THAT(newPageviews(), ElementsAre("CartController:Cart"));
-  EXPECT_THAT(device.logLinesWith("uploads that were suspended wait"), IsEmpty());
+  device.advance(5);
+  EXPECT_THAT(device.logLinesWith("Uploads wait for a pageview"), IsEmpty());
   device.application->enterBackground();
   Kova::setTrackingEnabled(false);
   device.application->enterForeground();
-  EXPECT_THAT(device.logLinesWith("uploads that were suspended wait"), SizeIs(1));
+  device.advance(5);
+  EXPECT_THAT(device.logLinesWith("Uploads wait for a pageview"), SizeIs(1));
 }
 
 TEST_F(PageviewCaptureTest, ComingBackWithoutScenesIsUpToTheApp) {

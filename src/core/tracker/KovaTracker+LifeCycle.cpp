@@ -1,22 +1,35 @@
-#include "src/core/tracker/KovaTracker.h"
+// From the making of a tracker to its end, with the application on its way to the background and back, and
+// the session.
 
-#include <algorithm>
+#include <Kova/KovaOptions.h>
+
 #include <mutex>
 
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIDevice.h"
 #include "platform/uikit/UIWindowScene.h"
+#include "src/autocapture/KITouchEventCache.h"
 #include "src/core/KovaEndpoints.h"
 #include "src/core/KovaLogger.h"
+#include "src/core/tracker/KIEVTriggerDetection.h"
+#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/events/KovaAppProperties.h"
+#include "src/events/KovaMessageBuilder.h"
+#include "src/events/KovaRequestBuilder.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
+#include "src/identity/KISessionTimer.h"
 #include "src/storage/KovaSharedURLSession.h"
+#include "src/storage/KovaUploader.h"
 #include "src/telemetry/KITelemetry.h"
+#include "src/visualizer/KovaEventVisualizer.h"
+#include "src/visualizer/KovaOpenURLParser.h"
 
 using namespace platform;
 
 namespace {
 
-constexpr double kSessionExpirationInterval = 300.0;  // seconds
 // A store is reset when it holds this much, more URLs than are ever queued.
 constexpr std::size_t kPurgedUrlLimit = 300;
 constexpr KovaQueueManager::Limits kQueueLimits{200, 300, 200};
@@ -66,7 +79,8 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
     : isTrackingEnabled_(!options->disableTracking()),
       appId_(appId),
       options_(std::move(options)),
-      mutationQueue_(std::move(mutationQueue)) {
+      mutationQueue_(std::move(mutationQueue)),
+      sessionTimer_(std::make_unique<KISessionTimer>(options_)) {
   kova::logBaseURLs(*options_);
   appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
   persistentStore_ = KovaPersistentStore::forAppId(appId_, kPurgedUrlLimit, kQueueLimits.queuedEvents,
@@ -85,6 +99,10 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
   uploader_ =
       std::make_shared<KovaUploader>(options_->givenCaptureBaseUrl(), queueManager_, mutationQueue_,
                                      testSession ? testSession : KovaSharedURLSession::sharedSession(proxy));
+  pageviewRecorder_ = std::make_unique<KIPageviewRecorder>(
+      static_cast<KIPageviewRecorder::Owner&>(*this),
+      KIPageviewRecorder::Parts{*options_, *sessionManager_, *queueManager_, *requestBuilder_,
+                                *messageBuilder_, *uploader_});
   openURLParser_ = std::make_unique<const KovaOpenURLParser>(appId_);
   holdWorkWhileStoreIsUnreadable();
 }
@@ -100,9 +118,9 @@ void KovaTracker::purgeStore() {
 void KovaTracker::start() {
   releaseHeldWork();
   bindApplicationEventListeners();
-  startEVTriggerDetection();
+  KIEVTriggerDetection::startWithOptions(*options_);
   instrumentAutocaptureWithOptions(*options_);
-  reportScreenShownBeforeStart();
+  pageviewRecorder_->reportScreenShownBeforeStart();
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();
@@ -130,9 +148,8 @@ void KovaTracker::stop(std::string_view nextAppId) {
   leaveStoreTo(nextAppId);
   uploader_->stop();
   stopEVPairing();
-  performSafelyOnMainQueueWithBlock("stop", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
-    if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
-  });
+  performSafelyOnMainQueueWithBlock(
+      "stop", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD { tracker.sessionTimer_->stop(); });
   storeEnqueuedMessages("stop");
 }
 
@@ -173,13 +190,11 @@ void KovaTracker::bindApplicationEventListeners() {
 
 void KovaTracker::appDidEnterBackground() {
   kova::guarded({"KovaTracker", "appDidEnterBackground:"}, [] {
-    kova::mainThread.isHere();
     const auto tracker = sharedTracker();
     if (!tracker) return;
     tracker->storeEnqueuedMessages("appDidEnterBackground:");
     tracker->uploader_->sendAll();
     tracker->uploader_->suspendScheduledUploads();
-    tracker->areUploadsSuspended_ = true;
   });
 }
 
@@ -203,13 +218,9 @@ void KovaTracker::sceneWillEnterForeground(const std::shared_ptr<NSObject>& scen
 
 void KovaTracker::extendSession() {
   performSafelyOnMainQueueWithBlock("extendSession", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
-    if (tracker.isStopped_) return;  // its timer would keep it alive for ever
-    const double interval = tracker.options_->testOnlySessionExpirationInterval().value_or(0);
-    if (tracker.sessionExpirationTimer_) tracker.sessionExpirationTimer_->invalidate();
-    tracker.sessionExpirationTimer_ =
-        NSTimer::scheduled(interval > 0 ? interval : kSessionExpirationInterval, [self = retained(tracker)] {
-          kova::guarded({"KovaTracker", "extendSession"}, [&self] { self->resetSession(); });
-        });
+    tracker.sessionTimer_->extend([self = retained(tracker)] {
+      kova::guarded({"KovaTracker", "extendSession"}, [&self] { self->resetSession(); });
+    });
   });
 }
 
@@ -219,6 +230,12 @@ void KovaTracker::resetSession() {
   });
   extendSession();
 }
+
+void KovaTracker::setUploadInterval(double seconds) { uploader_->setUploadInterval(seconds); }
+
+std::string KovaTracker::userId() const { return identityManager_->userId(); }
+std::optional<std::string> KovaTracker::identity() const { return identityManager_->urlEncodedIdentity(); }
+std::string KovaTracker::sessionId() const { return sessionManager_->sessionId(); }
 
 void KovaTracker::logDebugTrackingDisabled(std::string_view label) const {
   KovaLogDebug("Tracking disabled, ignoring: <%@>", label);

@@ -1,0 +1,22 @@
+#include "src/identity/KISessionTimer.h"
+
+#include <Kova/KovaOptions.h>
+
+#include "platform/dispatch/NSTimer.h"
+
+using namespace platform;
+
+KISessionTimer::KISessionTimer(std::shared_ptr<const KovaOptions> options) : options_(std::move(options)) {}
+
+void KISessionTimer::extend(Work expired) {
+  if (isStopped_) return;
+  constexpr double kExpirationInterval = 300.0;  // seconds
+  const double interval = options_->testOnlySessionExpirationInterval().value_or(0);
+  if (timer_) timer_->invalidate();
+  timer_ = NSTimer::scheduled(interval > 0 ? interval : kExpirationInterval, std::move(expired));
+}
+
+void KISessionTimer::stop() {
+  isStopped_ = true;
+  if (timer_) timer_->invalidate();
+}

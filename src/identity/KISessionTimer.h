@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/dispatch/Work.h"
+#include "src/core/Threads.h"
+
+class KovaOptions;
+namespace platform {
+class NSTimer;
+}
+
+// Tells when the session has expired: 300 s after it was last extended, or as long as a test's options say.
+// It is a timer of the main run loop's default mode, so that no session ends while a finger drags a scroll
+// view.
+class KISessionTimer {
+ public:
+  explicit KISessionTimer(std::shared_ptr<const KovaOptions> options);
+
+  // From now on; what was to be done before is let go of.
+  void extend(platform::Work expired) KOVA_ON_MAIN_THREAD;
+  // For good: an extension that comes later would keep its owner alive for ever.
+  void stop() KOVA_ON_MAIN_THREAD;
+
+ private:
+  const std::shared_ptr<const KovaOptions> options_;
+  std::shared_ptr<platform::NSTimer> timer_ KOVA_OF_MAIN_THREAD;
+  bool isStopped_ KOVA_OF_MAIN_THREAD = false;
+};

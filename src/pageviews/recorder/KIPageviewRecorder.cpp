@@ -1,0 +1,168 @@
+#include "src/pageviews/recorder/KIPageviewRecorder.h"
+
+#include <Kova/KovaConstants.h>
+#include <Kova/KovaOptions.h>
+
+#include <algorithm>
+
+#include "platform/runtime/ScopedFlag.h"
+#include "platform/uikit/UIApplication.h"
+#include "platform/uikit/UIViewController.h"
+#include "platform/uikit/UIWindow.h"
+#include "platform/uikit/UIWindowScene.h"
+#include "src/core/Guard.h"
+#include "src/core/KIHierarchyLimit.h"
+#include "src/core/KovaLogger.h"
+#include "src/core/UIApplication+DispatchState.h"
+#include "src/events/KIEventRecording.h"
+#include "src/events/KovaMessageBuilder.h"
+#include "src/events/KovaRequestBuilder.h"
+#include "src/identity/KISessionManager.h"
+#include "src/pageviews/PageviewInfo.h"
+#include "src/pageviews/UIResponder+ActivePageview.h"
+#include "src/pageviews/UIView+Visibility.h"
+#include "src/pageviews/UIWindow+KOVA.h"
+#include "src/pageviews/UIWindowScene+KOVA.h"
+#include "src/storage/KovaQueueManager.h"
+#include "src/storage/KovaUploader.h"
+
+using namespace platform;
+using Repeat = KIPageview::Repeat;
+
+namespace {
+
+bool isSceneBasedApp() {
+  const auto& application = UIApplication::sharedApplication();
+  return UIScene::areAvailable() && application && !application->connectedScenes().empty();
+}
+
+}  // namespace
+
+template <class Read>
+void KIPageviewRecorder::record(const char* fromSelector, Repeat repeat, Read read) {
+  kova::guarded({"KovaTracker", fromSelector}, [&] {
+    kova::mainThread.isHere();
+    std::optional<Dictionary> info = read();
+    if (!info) return;
+    auto recording = owner_.recordingOfScreen();
+    owner_.extendSession();
+    owner_.consumePageview(fromSelector, {std::move(*info), repeat, std::move(recording)});
+    parts_.uploader.requestScheduledUploads();
+  });
+}
+
+void KIPageviewRecorder::enqueue(const KIPageview& pageview) {
+  if (pageview.repeat == Repeat::OnceASession && parts_.sessionManager.hasMostRecentPageviewInfo()) return;
+  if (!enqueuePageviewUrl(pageview.info)) return;
+  if (pageview.recording) {
+    pageview.recording->send(
+        Dictionary(parts_.messageBuilder.mutableMessagePageviewWithPageviewInfo(pageview.info)));
+  }
+  parts_.uploader.requestScheduledUploads();
+}
+
+bool KIPageviewRecorder::enqueuePageviewUrl(const Dictionary& pageviewInfo) {
+  KovaQueueManager& queueManager = parts_.queueManager;
+  if (!queueManager.canEnqueueUrlString()) return false;
+  queueManager.moveEnqueuedMessagesToBatchAndPersist();
+  if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
+    KovaLogDebug("Logged view controller with properties:%@", kova::descriptionOfPageviewInfo(pageviewInfo));
+  }
+  Dictionary pixelProperties;
+  const std::string url =
+      parts_.requestBuilder.pageviewUrlStringWithPageviewInfo(pageviewInfo, &pixelProperties);
+  if (parts_.sessionManager.loggedPageviewWithPageviewInfo(pageviewInfo, pixelProperties)) {
+    queueManager.enqueueFirstPageviewUrlString(url, parts_.messageBuilder);
+    owner_.backfillPendingTouchEventsWithPageview();
+  } else {
+    queueManager.enqueueUrlString(url);
+  }
+  return true;
+}
+
+void KIPageviewRecorder::recordAutocapturedPageviewWithViewController(
+    const std::shared_ptr<UIViewController>& controller) {
+  if (!owner_.isTrackingEnabled()) return owner_.logDebugTrackingDisabled("Page View");
+  const KovaOptions& options = parts_.options;
+  if (options.disableViewControllerAutocapture()) return;
+  const bool onlyIfVisible = options.disableAutocaptureWhenBackgrounded() || KOVA_isCapturingSnapshot();
+  if (onlyIfVisible && !KOVA_isForegroundAndVisible(*controller)) return;
+  record("recordAutocapturedPageviewWithViewController:", Repeat::Always, [&] {
+    kova::mainThread.isHere();
+    // The app's delegate, asked about a screen, may record an event, which asks for the screens in turn.
+    const ScopedFlag describing(isDescribingScreen_);
+    Dictionary info =
+        kova::applyTimestampAndIdToPageviewInfo(kova::pageviewInfoForViewController(*controller, options));
+    KOVA_setScopedPageviewInfo(controller, info, parts_.sessionManager.sessionId());
+    return info;
+  });
+}
+
+void KIPageviewRecorder::injectSyntheticPageviewIfNeeded() {
+  record("injectSyntheticPageviewIfNeeded", Repeat::OnceASession, [] {
+    return kova::applyTimestampAndIdToPageviewInfo({{KovaPageviewPropertyViewController, ""},
+                                                    {KovaPageviewPropertyTitle, ""},
+                                                    {KovaPageviewPropertyAccessibilityIdentifier, ""},
+                                                    {KovaPageviewPropertyAccessibilityLabel, ""}});
+  });
+}
+
+void KIPageviewRecorder::recordAdditionalPageviewFromForegroundingApp() {
+  const bool areScreensCaptured = !parts_.options.disableViewControllerAutocapture();
+  if (areScreensCaptured && isSceneBasedApp()) return;  // its scenes come back one by one
+  const auto& application = UIApplication::sharedApplication();
+  const auto window = areScreensCaptured && application ? application->keyWindow() : nullptr;
+  if (window) return recordAdditionalAutocapturedPageviewForWindow(*window);
+  recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo();
+}
+
+void KIPageviewRecorder::recordAdditionalPageviewFromForegroundingScene(UIWindowScene* scene) {
+  if (parts_.options.disableViewControllerAutocapture() || !scene) return;
+  if (const auto window = KOVA_firstKeyWindow(*scene)) recordAdditionalAutocapturedPageviewForWindow(*window);
+}
+
+void KIPageviewRecorder::recordAdditionalAutocapturedPageviewForWindow(UIWindow& window) {
+  const auto source =
+      KOVA_sourceViewControllerForPageviewWithCurrentSessionId(window, parts_.sessionManager.sessionId());
+  const auto view = source ? source->viewIfLoaded() : nullptr;
+  if (view && view->window() == &window) recordAutocapturedPageviewWithViewController(source);
+}
+
+void KIPageviewRecorder::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {
+  if (!parts_.sessionManager.hasLoggedAnyPageviews() || !owner_.isTrackingEnabled()) return;
+  record("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo", Repeat::Always,
+         [&]() -> std::optional<Dictionary> {
+           const auto mostRecent = parts_.sessionManager.mostRecentPageviewInfo();
+           if (!mostRecent) return std::nullopt;
+           return kova::applyTimestampAndIdToPageviewInfo(*mostRecent);
+         });
+}
+
+void KIPageviewRecorder::recordVisibleViewControllersFromPreviousSession() {
+  if (parts_.options.disableViewControllerAutocapture()) return;
+  const std::string session = parts_.sessionManager.sessionId();
+  if (session.empty() || isDescribingScreen_) return;
+  for (const auto& window : KOVA_allForegroundedAndVisibleWindows()) {
+    auto controller = window->rootViewController();
+    for (int step = 0; controller && step < kHierarchyStepLimit; ++step) {
+      const auto source =
+          KOVA_sourceViewControllerForPageviewWithSessionIdOtherThanCurrentSessionId(*controller, session);
+      if (source && KOVA_isForegroundAndVisible(*source))
+        recordAutocapturedPageviewWithViewController(source);
+      controller = controller->presentedViewController();
+    }
+  }
+}
+
+void KIPageviewRecorder::reportScreenShownBeforeStart() const {
+  if (parts_.options.disableViewControllerAutocapture() || !KovaLoggingEnabled(kKovaLogLevelDebug)) return;
+  const auto windows = KOVA_allForegroundedAndVisibleWindows();
+  const bool isUnknown = std::ranges::any_of(windows, [](const auto& window) {
+    kova::mainThread.isHere();
+    const auto root = window->rootViewController();
+    return root && !KOVA_scopedAttachedPageviewData(*root);
+  });
+  if (!isUnknown) return;
+  KovaLogDebug(
+      "A screen was shown before the library was initialized. It has no pageview until it appears again, and what is recorded until some screen appears is reported on that one. Initialize before the first window is shown.");
+}
