@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/foundation/Value.h"
+#include "src/core/Threads.h"
 
 namespace platform {
 class UIControl;
@@ -15,7 +16,7 @@ class UIView;
 }  // namespace platform
 
 // What the capture of a touch or of an ancestry needs to know of the tracker, which implements it: the
-// settings in force, the session, and what the app adds. Main thread.
+// settings in force, the session, and what the app adds.
 class KICaptureContext {
  public:
   enum class ViewAncestry : bool { Omit, Capture };
@@ -32,9 +33,9 @@ class KICaptureContext {
   // view or responder to ask about.
   virtual std::optional<platform::Dictionary> overriddenTouchEventPropertiesForEventType(
       std::string_view eventType, platform::UIView* view, platform::UITouch* touch,
-      platform::UIControl* control) const = 0;
+      platform::UIControl* control) const KOVA_ON_MAIN_THREAD = 0;
   virtual std::optional<platform::Dictionary> overriddenAncestryNodePropertiesForResponder(
-      platform::UIResponder* responder) const = 0;
+      platform::UIResponder* responder) const KOVA_ON_MAIN_THREAD = 0;
 
  protected:
   ~KICaptureContext() = default;

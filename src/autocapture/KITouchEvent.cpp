@@ -18,14 +18,14 @@ constexpr std::string_view kKeyboardClass = "UIKeyboardLayoutStar";
 constexpr std::size_t kMostEntries = 8;
 
 // A view that is in the middle of being destroyed has no owner any more, and is left alone.
-std::shared_ptr<UIView> visibleView(const std::shared_ptr<UIView>& view) {
+std::shared_ptr<UIView> visibleView(const std::shared_ptr<UIView>& view) KOVA_ON_MAIN_THREAD {
   if (!view) return nullptr;
   auto visible = retained(&KOVA_closestViewVisibleInHierarchy(*view));
   return visible ? visible : view;
 }
 
 std::shared_ptr<KIViewAncestry> ancestryOf(const std::shared_ptr<UIView>& view,
-                                           const KICaptureContext& context) {
+                                           const KICaptureContext& context) KOVA_ON_MAIN_THREAD {
   if (!view) return std::make_shared<KIViewAncestry>(Array());
   return KIViewAncestry::captureFromView(*view, context, KIViewAncestry::BoundingBoxes::Omit);
 }
@@ -38,7 +38,7 @@ std::optional<String> textOf(const Dictionary& entries, std::string_view key) {
   return value->isString() ? value->string() : String(value->description());
 }
 
-bool redactsOwnLabel(const UIView& view) {
+bool redactsOwnLabel(const UIView& view) KOVA_ON_MAIN_THREAD {
   return KOVA_ownLabelRules(view) & kKovaIgnoreRuleRedactAccessibilityLabel;
 }
 

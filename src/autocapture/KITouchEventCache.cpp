@@ -84,6 +84,7 @@ void KITouchEventCache::observeValueForKeyPath(const std::string& keyPath, NSObj
     return NSObject::observeValueForKeyPath(keyPath, object, newValue, context);
   }
   kova::guarded({*this, "observeValueForKeyPath:ofObject:change:context:"}, [&] {
+    kova::mainThread.isHere();
     const auto* touch = dynamic_cast<const UITouch*>(&object);
     if (touch && touch->phase() == UITouchPhase::Ended) touchEnded(*touch);
   });
@@ -100,6 +101,8 @@ void KITouchEventCache::touchEnded(const UITouch& touch) {
 // A timer keeps the cache and its entry until it has fired or is invalidated: no cache dies before its last
 // entry has left.
 void KITouchEventCache::startTimer(const std::shared_ptr<Entry>& entry, double seconds) {
-  entry->timeoutTimer =
-      NSTimer::scheduled(seconds, [self = retained(*this), entry] { self->removeEntry(entry); });
+  entry->timeoutTimer = NSTimer::scheduled(seconds, [self = retained(*this), entry] {
+    kova::mainThread.isHere();
+    self->removeEntry(entry);
+  });
 }

@@ -28,7 +28,7 @@ std::shared_ptr<UIResponder> kept(UIResponder* responder) {
 
 // From the view on, as many as the settings allow. Asking for accessibility elements makes the app build
 // them, up to the first controller.
-Responders respondersFromView(UIView& view, const KICaptureContext& context) {
+Responders respondersFromView(UIView& view, const KICaptureContext& context) KOVA_ON_MAIN_THREAD {
   const auto limit = std::min<std::int64_t>(context.hierarchyCaptureLimit(), kHierarchyStepLimit);
   bool prefetch = context.enableAccessibilityPrefetching();
   Responders responders;

@@ -5,6 +5,7 @@
 
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
+#include "src/core/Threads.h"
 
 class KICaptureContext;
 namespace platform {
@@ -12,17 +13,17 @@ class UIView;
 }
 
 // The path from a view up its responder chain, as it was at one moment: one node a responder, with its class
-// and what it is known by. Immutable; made on the main thread, read on any.
+// and what it is known by. Immutable.
 class KIViewAncestry : public platform::NSObject {
   NS_OBJECT(KIViewAncestry, NSObject)
 
  public:
   enum class BoundingBoxes { Omit, Capture };
 
-  // To be called on the main thread; elsewhere it logs a warning and goes on.
+  // Elsewhere than on the main thread it logs a warning, and goes on.
   static std::shared_ptr<KIViewAncestry> captureFromView(platform::UIView& view,
                                                          const KICaptureContext& context,
-                                                         BoundingBoxes boundingBoxes);
+                                                         BoundingBoxes boundingBoxes) KOVA_ON_MAIN_THREAD;
 
   explicit KIViewAncestry(platform::Array ancestry);
 

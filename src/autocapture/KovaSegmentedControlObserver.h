@@ -14,29 +14,30 @@ class UISegmentedControl;
 // will be selected, so this watches the selection while the event waits, and gives the event the title.
 //
 // Life cycle: from the touch to the moment the event leaves the touch event cache, whose removal callback
-// holds and stops it. It keeps its event and its control. Main thread.
+// holds and stops it. It keeps its event and its control.
 class KovaSegmentedControlObserver : public platform::NSObject {
   NS_OBJECT(KovaSegmentedControlObserver, NSObject)
 
  public:
   // Observes at once. Null when the event's view is no segmented control.
-  static std::shared_ptr<KovaSegmentedControlObserver> observeTouchEvent(std::shared_ptr<KITouchEvent> event);
+  static std::shared_ptr<KovaSegmentedControlObserver> observeTouchEvent(std::shared_ptr<KITouchEvent> event)
+      KOVA_ON_MAIN_THREAD;
 
   // `observeTouchEvent`'s own.
   KovaSegmentedControlObserver(std::shared_ptr<KITouchEvent> event,
                                std::shared_ptr<platform::UISegmentedControl> control);
   ~KovaSegmentedControlObserver() override;
 
-  void startObserving();
+  void startObserving() KOVA_ON_MAIN_THREAD;
   // Harmless when it does not observe.
-  void stopObserving();
+  void stopObserving() KOVA_ON_MAIN_THREAD;
 
   void observeValueForKeyPath(const std::string& keyPath, NSObject& object,
                               const platform::KeyValue& newValue, const void* context) override;
 
  private:
   void unsafeObserveValueForKeyPath(const void* context) KOVA_ON_MAIN_THREAD;
-  // Not to a touch whose finger has nothing to do with the event that is being dispatched.
+  // False for a touch whose finger has nothing to do with the event that is being dispatched.
   bool shouldAttributeValueChangeToTouchEvent() const KOVA_ON_MAIN_THREAD;
 
   const std::shared_ptr<KITouchEvent> touchEvent_;

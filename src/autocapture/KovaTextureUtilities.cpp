@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view kTextureViewClass = "_ASDisplayView";
 constexpr std::string_view kAttributedStringClass = "NSAttributedString";
 
-// The class is the toolkit's, or whoever's brings attributed strings: it is known by its name.
+// The class may come from the toolkit or from elsewhere, so that only its name tells.
 bool isAttributedString(const NSObject& object) {
   const Class* cls = &object.isa();
   while (cls && cls->name() != kAttributedStringClass) cls = cls->superclass();

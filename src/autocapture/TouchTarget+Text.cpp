@@ -36,7 +36,7 @@ std::optional<String> textOfLabel(const std::shared_ptr<UILabel>& label) {
   return label ? label->text() : std::nullopt;
 }
 
-std::optional<String> textOfLeaf(const UIView& view) {
+std::optional<String> textOfLeaf(const UIView& view) KOVA_ON_MAIN_THREAD {
   if (const auto* label = as<UILabel>(view)) return label->text();
   if (const auto* button = as<UIButton>(view)) return textOfLabel(button->titleLabel());
   if (const auto* cell = as<UITableViewCell>(view)) return textOfLabel(cell->textLabel());

@@ -48,33 +48,35 @@ bool mayAnyViewHideItsInnerHierarchy() { return state.shouldCheckIgnore || state
 
 }  // namespace
 
-bool kovaIgnore(const UIResponder& responder) {
+// The header is the host's: it says the thread in words.
+
+bool kovaIgnore(const UIResponder& responder) KOVA_ON_MAIN_THREAD {
   return KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleIgnore);
 }
-void setKovaIgnore(UIResponder& responder, bool ignore) {
+void setKovaIgnore(UIResponder& responder, bool ignore) KOVA_ON_MAIN_THREAD {
   KOVA_toggleIgnoreRules(responder, kKovaIgnoreRuleIgnore, ignore);
 }
 
-bool kovaRedactText(const UIResponder& responder) {
+bool kovaRedactText(const UIResponder& responder) KOVA_ON_MAIN_THREAD {
   return KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleRedactText);
 }
-void setKovaRedactText(UIResponder& responder, bool redact) {
+void setKovaRedactText(UIResponder& responder, bool redact) KOVA_ON_MAIN_THREAD {
   KOVA_toggleIgnoreRules(responder, kKovaIgnoreRuleRedactText, redact);
 }
 
-bool kovaRedactAccessibilityLabel(const UIResponder& responder) {
+bool kovaRedactAccessibilityLabel(const UIResponder& responder) KOVA_ON_MAIN_THREAD {
   return KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleRedactAccessibilityLabel);
 }
-void setKovaRedactAccessibilityLabel(UIResponder& responder, bool redact) {
+void setKovaRedactAccessibilityLabel(UIResponder& responder, bool redact) KOVA_ON_MAIN_THREAD {
   KOVA_toggleIgnoreRules(responder, kKovaIgnoreRuleRedactAccessibilityLabel, redact);
 }
 
-bool kovaIgnoreInnerHierarchy(const UIResponder& responder) {
+bool kovaIgnoreInnerHierarchy(const UIResponder& responder) KOVA_ON_MAIN_THREAD {
   return kovaIgnoreInnerHierarchyDefault(responder)
              ? !KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleDoNotIgnoreInnerHierarchy)
              : KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleIgnoreInnerHierarchy);
 }
-void setKovaIgnoreInnerHierarchy(UIResponder& responder, bool ignore) {
+void setKovaIgnoreInnerHierarchy(UIResponder& responder, bool ignore) KOVA_ON_MAIN_THREAD {
   if (kovaIgnoreInnerHierarchyDefault(responder)) {
     KOVA_toggleIgnoreRules(responder, kKovaIgnoreRuleDoNotIgnoreInnerHierarchy, !ignore);
   } else {
@@ -82,12 +84,12 @@ void setKovaIgnoreInnerHierarchy(UIResponder& responder, bool ignore) {
   }
 }
 
-bool kovaIgnoreInnerHierarchyDefault(const UIResponder& responder) {
+bool kovaIgnoreInnerHierarchyDefault(const UIResponder& responder) KOVA_ON_MAIN_THREAD {
   if (!state.hasClassDefaults) return false;
   // The answer is the class's: the receiver is only there to pick it by.
   return ignoreInnerHierarchyDefaultMethod.send(const_cast<UIResponder&>(responder));
 }
-void setKovaIgnoreInnerHierarchyDefault(Class& responderClass, bool ignore) {
+void setKovaIgnoreInnerHierarchyDefault(Class& responderClass, bool ignore) KOVA_ON_MAIN_THREAD {
   const auto answer = ignore ? alwaysAnswer<true> : alwaysAnswer<false>;
   if (ignoreInnerHierarchyDefaultMethod.set(responderClass, answer)) state.hasClassDefaults = true;
 }

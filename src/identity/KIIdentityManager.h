@@ -40,7 +40,7 @@ class KIIdentityManager {
   // ones.
   void assumeUser() KOVA_ON_MUTATION_QUEUE;
 
-  static void removeFromPersistentStore(KovaPersistentStore& store);
+  static void removeFromPersistentStore(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
 
   bool isAnonymous() const;
   // A brand-new anonymous user: the id was made up by this process.

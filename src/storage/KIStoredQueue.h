@@ -25,7 +25,7 @@ class KIStoredQueue {
 
   // Puts what is stored in front of what has been pushed meanwhile, of which the newest go when the limit is
   // exceeded. Nothing is written before.
-  void load(const std::vector<Item>& stored) {
+  void load(const std::vector<Item>& stored) KOVA_ON_MUTATION_QUEUE {
     isLoaded_ = true;
     const bool isNew = !waiting_.empty() || !inFlight_.empty();
     const std::size_t longest = std::max(limit_, stored.size());
@@ -83,7 +83,7 @@ class KIStoredQueue {
     isUnsaved_ = true;
   }
 
-  void persist() {
+  void persist() KOVA_ON_MUTATION_QUEUE {
     if (!isLoaded_) return;
     std::vector<platform::Value> items;
     items.reserve(inFlight_.size() + waiting_.size());
@@ -91,7 +91,7 @@ class KIStoredQueue {
     isUnsaved_ = !store_.setObject(platform::Array(std::move(items)), key_);
   }
   // The same, unless the store is known to hold it.
-  void persistUnsaved() {
+  void persistUnsaved() KOVA_ON_MUTATION_QUEUE {
     if (isUnsaved_) persist();
   }
   // The step of the store is done in which it was persisted.

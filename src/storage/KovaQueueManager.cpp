@@ -283,6 +283,7 @@ void KovaQueueManager::adoptLeftovers() {
 bool KovaQueueManager::persistQueuedEvents() {
   if (!isLoaded()) return false;
   const bool isStored = persistentStore_->changeInOneStep([this] {
+    kova::mutationQueue.isHere();
     urls_.persistUnsaved();
     batches_.persistUnsaved();
     journal_.noteTakenOver();
@@ -300,7 +301,7 @@ bool KovaQueueManager::persistQueuedEvents() {
 
 bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,
                                                              Limits limits) {
-  const auto storedCount = [&store](std::string_view key) {
+  const auto storedCount = [&store](std::string_view key) KOVA_ON_MUTATION_QUEUE {
     return store.arrayForKey(key).value_or(Array()).size();
   };
   return storedCount(KovaPersistentPropertyKeyQueuedUrlStrings) >= limits.queuedUrls ||

@@ -24,8 +24,8 @@ class KovaTimer;
 // A batch is a dictionary of one entry: "messagesIdentifier", the name of a file of the store that holds the
 // JSON array of its messages, or, when no file could be written, "messages", the messages themselves.
 //
-// Shared by the tracker and the uploader, whose request in flight may outlive the tracker. Used on the
-// mutation queue only, apart from its construction; no locks. No operation reports an error.
+// Shared by the tracker and the uploader, whose request in flight may outlive the tracker. No locks. No
+// operation reports an error.
 class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
  public:
   struct Limits {
@@ -40,8 +40,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
 
   // Whether the stored queues are in this one. While they cannot be read, nothing is stored; what has been
   // queued meanwhile then stands behind what was stored, within the limits.
-  bool load();
-  bool isLoaded() const { return urls_.isLoaded(); }
+  bool load() KOVA_ON_MUTATION_QUEUE;
+  bool isLoaded() const KOVA_ON_MUTATION_QUEUE { return urls_.isLoaded(); }
 
   // The manager of the store's environment id: the one that an earlier tracker, or its request in flight,
   // still holds, else a new one.
@@ -49,40 +49,42 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
                                                     Limits limits) KOVA_ON_MAIN_THREAD;
 
   // Pixel URLs, relative to the capture base URL.
-  bool canEnqueueUrlString() const { return urls_.hasRoom(); }
-  std::size_t queuedUrlStringsCount() const { return urls_.size(); }
+  bool canEnqueueUrlString() const KOVA_ON_MUTATION_QUEUE { return urls_.hasRoom(); }
+  std::size_t queuedUrlStringsCount() const KOVA_ON_MUTATION_QUEUE { return urls_.size(); }
   // Dropped without a word when the queue is full.
-  void enqueueUrlString(std::string_view url);
+  void enqueueUrlString(std::string_view url) KOVA_ON_MUTATION_QUEUE;
   // At the front, and gives waiting messages the pageview and session that they lack.
   void enqueueFirstPageviewUrlString(std::string_view url,
                                      const KovaMessageBuilder& messageBuilder) KOVA_ON_MUTATION_QUEUE;
   // The oldest URL, absolute and stamped with its first send time; none when the queue is empty. It is in
   // flight until one of the two calls below, see KIStoredQueue.
-  std::optional<platform::NSURL> dequeueUrlRelativeToUrl(const platform::NSURL& baseUrl);
+  std::optional<platform::NSURL> dequeueUrlRelativeToUrl(const platform::NSURL& baseUrl)
+      KOVA_ON_MUTATION_QUEUE;
   // Back to the front, whatever the limit.
-  void requeueFailedUrl(const platform::NSURL& url);
+  void requeueFailedUrl(const platform::NSURL& url) KOVA_ON_MUTATION_QUEUE;
   // The store learns of it with the next dequeueUrlRelativeToUrl, or persistQueuedUrlStrings.
-  void cleanUpSentUrl(const platform::NSURL& url);
+  void cleanUpSentUrl(const platform::NSURL& url) KOVA_ON_MUTATION_QUEUE;
 
   // Single messages.
-  std::size_t queuedEventsCount() const { return queuedEvents_.size(); }
+  std::size_t queuedEventsCount() const KOVA_ON_MUTATION_QUEUE { return queuedEvents_.size(); }
   // Whether the batch queue has room; the number of single messages does not matter.
-  bool canEnqueueMessage() const { return batches_.hasRoom(); }
+  bool canEnqueueMessage() const KOVA_ON_MUTATION_QUEUE { return batches_.hasRoom(); }
   // Kept in memory and in the journal until the next batch move or persist. A message that no JSON can be
   // made of is refused with a line of debug log: in a batch, it would take all others down with it. Another
   // line, once, tells who debugs of messages that wait for a pageview for longer than an app takes to show a
   // screen.
-  void enqueueMessage(platform::MutableDictionary message);
+  void enqueueMessage(platform::MutableDictionary message) KOVA_ON_MUTATION_QUEUE;
   // Makes one batch of all messages, unless some are not enriched yet; then, and when there are none, it only
   // persists them, if asked to. Answers whether all that is queued is stored now.
-  bool moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched = true);
+  bool moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched = true) KOVA_ON_MUTATION_QUEUE;
 
   // Batches.
-  std::size_t queuedMessageBatchesCount() const { return batches_.size(); }
+  std::size_t queuedMessageBatchesCount() const KOVA_ON_MUTATION_QUEUE { return batches_.size(); }
   // The JSON array of the batch; none when it cannot be read or written, unreadable when a later try may.
-  platform::Reading<std::string> messageArrayDataForMessageBatch(const Batch& batch) const;
+  platform::Reading<std::string> messageArrayDataForMessageBatch(const Batch& batch) const
+      KOVA_ON_MUTATION_QUEUE;
   // The body to post, with the present time as its send time.
-  platform::Reading<std::string> payloadFromMessageBatch(const Batch& batch) const;
+  platform::Reading<std::string> payloadFromMessageBatch(const Batch& batch) const KOVA_ON_MUTATION_QUEUE;
   struct Dequeued {
     std::string payload;
     Batch batch;
@@ -90,58 +92,61 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // The oldest batch that a body can be made of; those before it are dropped. None when the queue runs empty,
   // and when the batch whose turn it is cannot be read for the moment: it stays at the front.
   // What is taken is in flight until one of the two calls below.
-  std::optional<Dequeued> dequeueMessageJSONPayloadWithMessageBatch();
+  std::optional<Dequeued> dequeueMessageJSONPayloadWithMessageBatch() KOVA_ON_MUTATION_QUEUE;
   // Back to the front, whatever the limit.
-  void requeueFailedMessageBatch(const Batch& batch);
+  void requeueFailedMessageBatch(const Batch& batch) KOVA_ON_MUTATION_QUEUE;
   // Removes the batch's file. The store learns of it with the next dequeueMessageJSONPayloadWithMessageBatch,
   // or persistQueuedMessageBatches; should the process end before, the batch is found without its file and
   // dropped.
-  void cleanUpSentMessageBatch(const Batch& batch);
+  void cleanUpSentMessageBatch(const Batch& batch) KOVA_ON_MUTATION_QUEUE;
 
   // Whether nothing waits to be sent, in flight or not.
-  bool isEmpty() const { return urls_.isEmpty() && batches_.isEmpty() && queuedEvents_.empty(); }
+  bool isEmpty() const KOVA_ON_MUTATION_QUEUE {
+    return urls_.isEmpty() && batches_.isEmpty() && queuedEvents_.empty();
+  }
 
   // Of the batches that wait or are in flight.
-  KovaPersistentStore::Names batchFileNames() const;
+  KovaPersistentStore::Names batchFileNames() const KOVA_ON_MUTATION_QUEUE;
 
   // Takes up the batches whose files a killed process, a lost database or a failing disk has left without a
   // row, behind those that wait and within their limit; messages that such a file holds wait no longer, also
   // when their batch waits for a later start. Once, before the first pass; reads each such file.
-  void adoptLeftovers();
+  void adoptLeftovers() KOVA_ON_MUTATION_QUEUE;
 
   // Each writes the whole queue; the first, in the same step, also what the store does not hold yet of the
   // other two, and answers whether it could. Messages thus leave the store with the step that brings their
   // batch.
-  bool persistQueuedEvents();
-  void persistQueuedUrlStrings() { urls_.persist(); }
-  void persistQueuedMessageBatches() { batches_.persist(); }
+  bool persistQueuedEvents() KOVA_ON_MUTATION_QUEUE;
+  void persistQueuedUrlStrings() KOVA_ON_MUTATION_QUEUE { urls_.persist(); }
+  void persistQueuedMessageBatches() KOVA_ON_MUTATION_QUEUE { batches_.persist(); }
 
   // Asked of the stored queues, before any is loaded.
-  static bool persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store, Limits limits);
+  static bool persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,
+                                                    Limits limits) KOVA_ON_MUTATION_QUEUE;
   static std::vector<platform::MutableDictionary> mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       const std::vector<platform::Dictionary>& dictionaries);
-  static void removeFromPersistentStore(KovaPersistentStore& store);
+  static void removeFromPersistentStore(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
 
  private:
   // Drops the oldest messages that exceed the limit with that many more.
-  void makeRoomForEvents(std::size_t count);
+  void makeRoomForEvents(std::size_t count) KOVA_ON_MUTATION_QUEUE;
   // Behind those that wait.
-  void takeIn(std::vector<platform::MutableDictionary> messages);
+  void takeIn(std::vector<platform::MutableDictionary> messages) KOVA_ON_MUTATION_QUEUE;
   // After messages have changed: their texts, here and in the journal.
-  void writeTextsAnew();
-  void watchForAPageview();
-  void sayThatMessagesWait();
+  void writeTextsAnew() KOVA_ON_MUTATION_QUEUE;
+  void watchForAPageview() KOVA_ON_MUTATION_QUEUE;
+  void sayThatMessagesWait() KOVA_ON_MUTATION_QUEUE;
 
   const std::shared_ptr<KovaPersistentStore> persistentStore_;
   const Limits limits_;
-  KIStoredQueue<platform::String> urls_;
-  std::vector<platform::MutableDictionary> queuedEvents_;
-  std::vector<std::string> texts_;  // of the messages above, one each, in JSON
-  KIJournal journal_;
-  std::size_t droppedSinceRewrite_ = 0;  // messages that the journal still holds
-  KIStoredQueue<Batch> batches_;
+  KIStoredQueue<platform::String> urls_ KOVA_OF_MUTATION_QUEUE;
+  std::vector<platform::MutableDictionary> queuedEvents_ KOVA_OF_MUTATION_QUEUE;
+  std::vector<std::string> texts_ KOVA_OF_MUTATION_QUEUE;  // of the messages above, one each, in JSON
+  KIJournal journal_ KOVA_OF_MUTATION_QUEUE;
+  std::size_t droppedSinceRewrite_ KOVA_OF_MUTATION_QUEUE = 0;  // messages that the journal still holds
+  KIStoredQueue<Batch> batches_ KOVA_OF_MUTATION_QUEUE;
   // An idle app does not write the same empty queue again and again.
-  bool areEventsStoredEmpty_ = false;
-  std::weak_ptr<KovaTimer> pageviewWatch_;
-  bool hasSaidThatMessagesWait_ = false;
+  bool areEventsStoredEmpty_ KOVA_OF_MUTATION_QUEUE = false;
+  std::weak_ptr<KovaTimer> pageviewWatch_ KOVA_OF_MUTATION_QUEUE;
+  bool hasSaidThatMessagesWait_ KOVA_OF_MUTATION_QUEUE = false;
 };

@@ -218,8 +218,15 @@ std::optional<KovaUploader::Upload> KovaUploader::nextPixel() {
   const auto url = queueManager_->dequeueUrlRelativeToUrl(*baseUrl_);
   if (!url) return std::nullopt;
   return Upload{*url,
-                {*url, [queues = queueManager_, url = *url] { queues->requeueFailedUrl(url); },
-                 [queues = queueManager_, url = *url] { queues->cleanUpSentUrl(url); }}};
+                {*url,
+                 [queues = queueManager_, url = *url] {
+                   kova::mutationQueue.isHere();
+                   queues->requeueFailedUrl(url);
+                 },
+                 [queues = queueManager_, url = *url] {
+                   kova::mutationQueue.isHere();
+                   queues->cleanUpSentUrl(url);
+                 }}};
 }
 
 std::optional<KovaUploader::Upload> KovaUploader::nextMessageBatch() {
@@ -229,6 +236,12 @@ std::optional<KovaUploader::Upload> KovaUploader::nextMessageBatch() {
   NSURL url = request.url();
   return Upload{std::move(request),
                 {std::move(url),
-                 [queues = queueManager_, batch = next->batch] { queues->requeueFailedMessageBatch(batch); },
-                 [queues = queueManager_, batch = next->batch] { queues->cleanUpSentMessageBatch(batch); }}};
+                 [queues = queueManager_, batch = next->batch] {
+                   kova::mutationQueue.isHere();
+                   queues->requeueFailedMessageBatch(batch);
+                 },
+                 [queues = queueManager_, batch = next->batch] {
+                   kova::mutationQueue.isHere();
+                   queues->cleanUpSentMessageBatch(batch);
+                 }}};
 }

@@ -13,6 +13,7 @@ std::shared_ptr<KovaPersistentStore> KovaPersistentStore::forAppId(const std::st
                                                                    std::size_t queuedEventLimit,
                                                                    std::size_t queuedMessageBatchLimit) {
   return kova::oneAnEnvironment<KovaPersistentStore>(appId, [&] {
+    kova::mutationQueue.isHere();  // nobody else has it yet
     auto store = std::make_shared<KovaPersistentStore>(appId);
     store->purgeInvalidStoresWithQueuedUrlLimit(queuedUrlLimit, queuedEventLimit, queuedMessageBatchLimit);
     return store;

@@ -56,6 +56,7 @@ void KovaTracker::storeForFlush(const std::shared_ptr<Flush>& flush) {
     tracker.uploader_->whenIdle([self = retained(tracker), flush] {
       self->uploader_->sendAll();
       self->uploader_->whenIdle([self, flush] {
+        kova::mutationQueue.isHere();
         flush->progress->isSent = self->queueManager_->isEmpty();
         flush->isDone.set_value();
       });

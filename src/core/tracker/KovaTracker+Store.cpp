@@ -127,6 +127,7 @@ void KovaTracker::enqueueLifecycleEvent() {
         true);
   };
   const auto forgetMark = [this] {
+    kova::mutationQueue.isHere();
     const auto mark = persistentStore_->stringForKey(kLifecycleEventVersionKey);
     if (mark) persistentStore_->removeObjectForKey(kLifecycleEventVersionKey);
   };

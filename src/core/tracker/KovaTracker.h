@@ -104,9 +104,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   // What the enrichment delegate answers; nothing without a delegate.
   std::optional<platform::Dictionary> overriddenTouchEventPropertiesForEventType(
       std::string_view eventType, platform::UIView* view, platform::UITouch* touch,
-      platform::UIControl* control) const override;
+      platform::UIControl* control) const KOVA_ON_MAIN_THREAD override;
   std::optional<platform::Dictionary> overriddenAncestryNodePropertiesForResponder(
-      platform::UIResponder* responder) const override;
+      platform::UIResponder* responder) const KOVA_ON_MAIN_THREAD override;
 
   // Touches, gestures and field edits.
   void recordAutocapturedEventWithType(const platform::String& type, std::shared_ptr<platform::UIView> view,
@@ -181,7 +181,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   struct Flush;
   void storeForFlush(const std::shared_ptr<Flush>& flush);
 
-  void purgeStore();
+  void purgeStore() KOVA_ON_MUTATION_QUEUE;
   // The stored user and queues. Unread: the mutation queue is held. MadeUp: it goes on with a made-up user.
   // Left: it is held, and the next tracker reads them.
   enum class StoreState { Unread, MadeUp, TakenUp, Left };

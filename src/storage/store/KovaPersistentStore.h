@@ -20,7 +20,7 @@
 // the message arrays of batches as JSON files in the directory "kova-<id>" of the caches directory.
 //
 // Made by the tracker and shared with the identity and the queue manager, which may outlive it while a
-// request is in flight. Used during the tracker's construction, and on the mutation queue afterwards; no
+// request is in flight. While nothing runs on the mutation queue, the tracker uses it at its start, too. No
 // locks. No operation reports an error: when files cannot be had, batches keep their messages inline.
 class KovaPersistentStore {
  public:
@@ -44,17 +44,17 @@ class KovaPersistentStore {
   std::string storageKeyForKey(std::string_view key) const;
 
   // Whether it is stored. If not, it can still be read in this process, and is tried again with later ones.
-  bool setObject(const platform::Value& value, std::string_view key);
-  void removeObjectForKey(std::string_view key);
+  bool setObject(const platform::Value& value, std::string_view key) KOVA_ON_MUTATION_QUEUE;
+  void removeObjectForKey(std::string_view key) KOVA_ON_MUTATION_QUEUE;
   // What `changes` sets and removes reaches the store in one step when it returns: all of it or nothing,
   // whenever the process ends, and nothing when it throws. Meanwhile setObject answers false, since nothing
   // is stored yet, and reads find what was there before. Answers as setObject does.
-  bool changeInOneStep(const std::function<void()>& changes);
+  bool changeInOneStep(const std::function<void()>& changes) KOVA_ON_MUTATION_QUEUE;
   // None for a stored value of another kind; a stored number answers as a string with its text. Unreadable
   // when it cannot be told for the moment whether something is stored.
-  platform::Reading<platform::Dictionary> dictionaryForKey(std::string_view key) const;
-  platform::Reading<platform::Array> arrayForKey(std::string_view key) const;
-  platform::Reading<std::string> stringForKey(std::string_view key) const;
+  platform::Reading<platform::Dictionary> dictionaryForKey(std::string_view key) const KOVA_ON_MUTATION_QUEUE;
+  platform::Reading<platform::Array> arrayForKey(std::string_view key) const KOVA_ON_MUTATION_QUEUE;
+  platform::Reading<std::string> stringForKey(std::string_view key) const KOVA_ON_MUTATION_QUEUE;
   // The array's items that are dictionaries, or strings, the others left out.
   static std::vector<platform::Dictionary> dictionariesIn(const platform::Array& array);
   static std::vector<platform::String> stringsIn(const platform::Array& array);
@@ -63,18 +63,20 @@ class KovaPersistentStore {
   // Resets everything, the identity included, when the stored queues have grown past these bounds. Called
   // before anything is loaded; the files spared are those that this process has made by then.
   void purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
-                                            std::size_t queuedMessageBatchLimit, const Names& spared = {});
-  void clear(const Names& spared = {});
+                                            std::size_t queuedMessageBatchLimit,
+                                            const Names& spared = {}) KOVA_ON_MUTATION_QUEUE;
+  void clear(const Names& spared = {}) KOVA_ON_MUTATION_QUEUE;
 
   // The name of the new file; none when there is no directory, the object is not valid JSON or the write
   // fails.
-  std::optional<std::string> saveJSONObjectToDisk(const platform::Value& object) const;
+  std::optional<std::string> saveJSONObjectToDisk(const platform::Value& object) const KOVA_ON_MUTATION_QUEUE;
   // The same for what is JSON already.
   std::optional<std::string> saveJSONDataToDisk(std::string_view data) const;
   // A name that leads out of the directory names no file. Unreadable, with a line of debug log, is what a
   // later try may read; a disk error is that once, and "none" when an earlier process has met it already.
-  platform::Reading<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const;
-  void removeJSONObjectDataFromDisk(std::string_view fileName) const;
+  platform::Reading<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const
+      KOVA_ON_MUTATION_QUEUE;
+  void removeJSONObjectDataFromDisk(std::string_view fileName) const KOVA_ON_MUTATION_QUEUE;
   // Removes what a killed process has half written, and answers, oldest first, which other files than the
   // known ones it has left behind: arrays of dictionaries that nobody has touched for a minute, and younger
   // ones that hold messages of the given ids, which are named then.
@@ -82,20 +84,22 @@ class KovaPersistentStore {
     std::string fileName;
     Names messageIds;  // of those given
   };
-  std::vector<Leftover> sweepLeftovers(const Names& known, const Names& messageIds) const;
+  std::vector<Leftover> sweepLeftovers(const Names& known,
+                                       const Names& messageIds) const KOVA_ON_MUTATION_QUEUE;
 
  private:
   // None for what is no leftover.
-  std::optional<Leftover> leftover(const std::string& fileName, double age, const Names& messageIds) const;
+  std::optional<Leftover> leftover(const std::string& fileName, double age,
+                                   const Names& messageIds) const KOVA_ON_MUTATION_QUEUE;
   // None without a directory, or for a name that is no file's in it.
   std::optional<std::string> pathOf(std::string_view fileName) const;
-  bool hasFailedInEarlierProcess(std::string_view fileName) const;
+  bool hasFailedInEarlierProcess(std::string_view fileName) const KOVA_ON_MUTATION_QUEUE;
 
   const std::string appId_;
   platform::NSUserDefaults& userDefaults_;
   const platform::NSFileManager fileManager_{};
   const std::optional<platform::NSURL> cacheUrl_;
-  std::optional<platform::NSUserDefaults::Changes> step_;  // while one is being made
+  std::optional<platform::NSUserDefaults::Changes> step_ KOVA_OF_MUTATION_QUEUE;  // while one is being made
   // The file that gave an earlier process a disk error; asked for at the first such error of this one.
-  mutable std::optional<platform::Reading<std::string>> failedBefore_;
+  mutable std::optional<platform::Reading<std::string>> failedBefore_ KOVA_OF_MUTATION_QUEUE;
 };
