@@ -2,6 +2,7 @@
 
 #include "src/core/KovaLogger.h"
 #include "src/identity/KIIdentityManager.h"
+#include "src/identity/lifecycle/KILifecycle.h"
 #include "src/storage/KovaQueueManager.h"
 #include "src/storage/store/KovaPersistentStore.h"
 #include "src/storage/store/OneAnEnvironment.h"
@@ -35,9 +36,10 @@ void KovaPersistentStore::purgeInvalidStoresWithQueuedUrlLimit(std::size_t queue
 void KovaPersistentStore::clear(const Names& spared) {
   KovaQueueManager::removeFromPersistentStore(*this);
   KIIdentityManager::removeFromPersistentStore(*this);
-  // Nothing writes the first four; of the others, the store and the tracker keep one each.
-  for (const char* key : {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId",
-                          "unreadableBatchFile", "lifecycleEventVersion"})
+  removeObjectForKey(kFailedFileKey);
+  removeObjectForKey(KILifecycle::kStoredEventKey);
+  // Nothing writes these.
+  for (const char* key : {"pageviewId", "pageviewProperties", "sessionProperties", "sessionId"})
     removeObjectForKey(key);
   if (!cacheUrl_) return;
   const auto names = fileManager_.contentsOfDirectory(cacheUrl_->path());

@@ -21,7 +21,6 @@ namespace {
 
 constexpr double kLongestHold = 15.0;         // seconds: an upload interval
 constexpr double kStoreRetryInterval = 0.25;  // seconds
-constexpr std::string_view kLifecycleEventVersionKey = "lifecycleEventVersion";
 
 }  // namespace
 
@@ -79,7 +78,7 @@ void KovaTracker::takeUpStoreAfter(double seconds, double secondsLeft) {
       kova::mutationQueue.isHere();
       if (self->isStopped_) return;
       if (self->takeUpStore(secondsLeft > 0)) {
-        if (self->isBeginningOwed_) self->beginWithStored();
+        if (self->beginning_ == Beginning::Owed) self->beginWithStored();
         return;
       }
       const double pause = secondsLeft > 0 ? kStoreRetryInterval : kLongestHold;
@@ -107,9 +106,11 @@ bool KovaTracker::takeUpLockedStore(bool mayWait) {
   return isTakenUp;
 }
 
+// Also the start of a tracker that was replaced while the queue was held comes to this one.
 void KovaTracker::beginWithStored() {
-  isBeginningOwed_ = !queueManager_->isLoaded();
-  if (isBeginningOwed_) return;
+  if (beginning_ == Beginning::Done) return;
+  beginning_ = queueManager_->isLoaded() ? Beginning::Done : Beginning::Owed;
+  if (beginning_ == Beginning::Owed) return;
   queueManager_->adoptLeftovers();
   enqueueLifecycleEvent();
 }
@@ -128,8 +129,8 @@ void KovaTracker::enqueueLifecycleEvent() {
   };
   const auto forgetMark = [this] {
     kova::mutationQueue.isHere();
-    const auto mark = persistentStore_->stringForKey(kLifecycleEventVersionKey);
-    if (mark) persistentStore_->removeObjectForKey(kLifecycleEventVersionKey);
+    const auto mark = persistentStore_->stringForKey(KILifecycle::kStoredEventKey);
+    if (mark) persistentStore_->removeObjectForKey(KILifecycle::kStoredEventKey);
   };
   KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(*options_, {store, forgetMark});
 }
@@ -138,14 +139,15 @@ void KovaTracker::enqueueLifecycleEvent() {
 // that ends in between is seen to have stored the event.
 bool KovaTracker::storeLifecycleEvent(const KILifecycleEvent& event) {
   const std::string version = event.version().description();
-  const auto mark = persistentStore_->stringForKey(kLifecycleEventVersionKey);
-  if (mark.isUnreadable() || !queueManager_->canEnqueueMessage()) return false;
+  const auto mark = persistentStore_->stringForKey(KILifecycle::kStoredEventKey);
+  if (mark.isUnreadable()) return false;
   if (mark == version) return true;
+  if (!queueManager_->canEnqueueMessage()) return false;
   injectPageviewsIfNeeded();
   return persistentStore_->changeInOneStep([&] {
     kova::mutationQueue.isHere();
     queueManager_->enqueueMessage(messageBuilder_->mutableMessageForEvent(event));
     queueManager_->persistQueuedEvents();
-    persistentStore_->setObject(version, kLifecycleEventVersionKey);
+    persistentStore_->setObject(version, KILifecycle::kStoredEventKey);
   });
 }

@@ -197,7 +197,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   bool takeUpStore(bool mayWait);
   bool takeUpLockedStore(bool mayWait) PLATFORM_REQUIRES(storeMutex_);
   void leaveStoreTo(std::string_view nextAppId);
-  // What waits for the stored queues; while they are unread, it waits for them to be taken up.
+  // Once, what waits for the stored queues; while they are unread, it waits for them to be taken up.
   void beginWithStored() KOVA_ON_MUTATION_QUEUE;
   void enqueueLifecycleEvent() KOVA_ON_MUTATION_QUEUE;
   bool storeLifecycleEvent(const KILifecycleEvent& event) KOVA_ON_MUTATION_QUEUE;
@@ -253,5 +253,6 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   platform::Mutex storeMutex_;
   StoreState storeState_ PLATFORM_GUARDED_BY(storeMutex_) = StoreState::Unread;
   std::optional<double> holdEnd_ KOVA_OF_MAIN_THREAD;  // by the scheduler's uptime, none without a hold
-  bool isBeginningOwed_ KOVA_OF_MUTATION_QUEUE = false;
+  enum class Beginning { NotDue, Owed, Done };
+  Beginning beginning_ KOVA_OF_MUTATION_QUEUE = Beginning::NotDue;
 };

@@ -20,6 +20,9 @@ class KILifecycle {
  public:
   KILifecycle() = delete;
 
+  // Where the persistent store keeps the version whose event it holds, until the version is stored itself.
+  static constexpr const char* kStoredEventKey = "lifecycleEventVersion";
+
   struct HandOver {
     // Gets the event before the version is stored that keeps it from being made again, and answers whether to
     // store that version now.

@@ -14,7 +14,6 @@ using namespace platform;
 
 namespace {
 
-constexpr std::string_view kFailedFileKey = "unreadableBatchFile";
 // Seconds. A younger file may be one that another process is about to name.
 constexpr double kSettledAfter = 60;
 

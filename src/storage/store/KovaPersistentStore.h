@@ -88,6 +88,8 @@ class KovaPersistentStore {
                                        const Names& messageIds) const KOVA_ON_MUTATION_QUEUE;
 
  private:
+  static constexpr const char* kFailedFileKey = "unreadableBatchFile";
+
   // None for what is no leftover.
   std::optional<Leftover> leftover(const std::string& fileName, double age,
                                    const Names& messageIds) const KOVA_ON_MUTATION_QUEUE;

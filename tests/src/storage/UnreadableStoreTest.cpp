@@ -131,7 +131,9 @@ INSTANTIATE_TEST_SUITE_P(IsReadable, SecondInitializeTest, testing::Bool());
 
 // A wrapper and its app may both initialise, and most apps name their user at every start.
 TEST_P(SecondInitializeTest, NeitherWaitsForAStoreThatCanBeReadNorMakesUpAUser) {
-  device.start();
+  const auto options = device.options();
+  options->setDebug(true);
+  device.start(options);
   Kova::track("Early");
   Kova::identify("ada");
   if (GetParam()) makeReadable();
@@ -146,6 +148,7 @@ TEST_P(SecondInitializeTest, NeitherWaitsForAStoreThatCanBeReadNorMakesUpAUser) 
   EXPECT_THAT(senders(), testing::Each("42: customEvent"));
   EXPECT_EQ(device.stored("userId"), Value("42"));
   EXPECT_TRUE(device.receivedTargets("/api/identify_v3").empty()) << "it is the stored name";
+  EXPECT_EQ(device.logLinesWith("No version change").size(), 1u);
 }
 
 TEST_F(UnreadableStoreTest, HoweverOftenTheHostInitialisesItIsHeldForOneIntervalInAll) {
