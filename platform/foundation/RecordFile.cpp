@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <optional>
 
@@ -16,13 +18,13 @@ namespace {
 constexpr mode_t kFileMode = 0600;
 constexpr std::string_view kMagic = "RECORDS1";
 
-// Before the first record: kMagic and the generation. Before each record: its length and its check. Numbers
-// as this machine writes them; no other one reads the file.
-constexpr std::size_t kHeaderSize = kMagic.size() + sizeof(std::uint64_t);
+// Before the first record: kMagic. Before each record: its length and its check, as this machine writes
+// numbers; no other one reads the file.
 struct Frame {
   std::uint32_t length;
   std::uint32_t check;
 };
+constexpr std::size_t kLongestFile = std::size_t{64} << 20;
 
 // FNV-1a: tells a record that was written whole from what a file system may leave in its place.
 std::uint32_t checkOf(std::string_view record) {
@@ -47,10 +49,11 @@ bool cutAt(int file, std::uint64_t size) { return ::ftruncate(file, static_cast<
 std::optional<std::string> readWhole(int file) {
   struct stat facts;
   if (::fstat(file, &facts) != 0 || !S_ISREG(facts.st_mode)) return std::nullopt;
-  std::string bytes(static_cast<std::size_t>(facts.st_size), '\0');
-  for (std::size_t length = 0; length < bytes.size();) {
-    const ssize_t count =
-        ::pread(file, bytes.data() + length, bytes.size() - length, static_cast<off_t>(length));
+  const auto size = static_cast<std::size_t>(facts.st_size);
+  if (size > kLongestFile) return std::nullopt;
+  std::string bytes(size, '\0');
+  for (std::size_t length = 0; length < size;) {
+    const ssize_t count = ::pread(file, bytes.data() + length, size - length, static_cast<off_t>(length));
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return std::nullopt;
     length += static_cast<std::size_t>(count);
@@ -58,31 +61,46 @@ std::optional<std::string> readWhole(int file) {
   return bytes;
 }
 
+void appendFramed(std::string& bytes, std::string_view record) {
+  const Frame frame{static_cast<std::uint32_t>(record.size()), checkOf(record)};
+  bytes.append(reinterpret_cast<const char*>(&frame), sizeof frame);
+  bytes += record;
+}
+
 }  // namespace
 
 std::unique_ptr<RecordFile> RecordFile::open(const std::string& path) {
+  auto file = openLocked(path);
+  if (!file) return nullptr;
+  std::unique_ptr<RecordFile> records(new RecordFile(path, std::move(file)));
+  if (!records->read()) return nullptr;
+  return records->end_ > 0 || records->clear() ? std::move(records) : nullptr;
+}
+
+std::unique_ptr<FileDescriptor> RecordFile::openLocked(const std::string& path) {
   auto file = std::make_unique<FileDescriptor>(
       ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kFileMode));
   if (!file->isOpen() || ::flock(file->number(), LOCK_EX | LOCK_NB) != 0) return nullptr;
-  std::unique_ptr<RecordFile> records(new RecordFile(std::move(file)));
-  records->read();
-  if (records->end_ == 0 && !records->restart(0)) return nullptr;
-  return records;
+  // The file may have been replaced before the lock was had.
+  struct stat locked;
+  struct stat named;
+  const bool isStillThere = ::fstat(file->number(), &locked) == 0 && ::stat(path.c_str(), &named) == 0 &&
+                            locked.st_ino == named.st_ino && locked.st_dev == named.st_dev;
+  return isStillThere ? std::move(file) : nullptr;
 }
 
-RecordFile::RecordFile(std::unique_ptr<FileDescriptor> file) : file_(std::move(file)) {}
+RecordFile::RecordFile(std::string path, std::unique_ptr<FileDescriptor> file)
+    : path_(std::move(path)), file_(std::move(file)) {}
 // Closing alone would leave the lock with a child that was forked meanwhile.
 RecordFile::~RecordFile() { ::flock(file_->number(), LOCK_UN); }
 
-bool RecordFile::isEmpty() const { return end_ == kHeaderSize; }
-
-void RecordFile::read() {
-  const std::string bytes = readWhole(file_->number()).value_or("");
-  hadForeignEnd_ = !bytes.empty();
-  if (bytes.size() < kHeaderSize || !bytes.starts_with(kMagic)) return;
-  std::memcpy(&generation_, bytes.data() + kMagic.size(), sizeof generation_);
-  end_ = kHeaderSize;
-  std::string_view rest = std::string_view(bytes).substr(kHeaderSize);
+bool RecordFile::read() {
+  const auto bytes = readWhole(file_->number());
+  if (!bytes) return false;
+  hadForeignEnd_ = !bytes->empty();
+  if (!bytes->starts_with(kMagic)) return true;
+  end_ = kMagic.size();
+  std::string_view rest = std::string_view(*bytes).substr(end_);
   for (Frame frame; rest.size() >= sizeof frame;) {
     std::memcpy(&frame, rest.data(), sizeof frame);
     const std::string_view record = rest.substr(sizeof frame, frame.length);
@@ -92,12 +110,12 @@ void RecordFile::read() {
     end_ += sizeof frame + record.size();
   }
   hadForeignEnd_ = !rest.empty();
+  return true;
 }
 
 bool RecordFile::append(std::string_view record) {
-  const Frame frame{static_cast<std::uint32_t>(record.size()), checkOf(record)};
-  buffer_.assign(reinterpret_cast<const char*>(&frame), sizeof frame);
-  buffer_ += record;
+  buffer_.clear();
+  appendFramed(buffer_, record);
   if (!writeAt(file_->number(), buffer_, end_)) {
     cutAt(file_->number(), end_);
     return false;
@@ -106,14 +124,27 @@ bool RecordFile::append(std::string_view record) {
   return true;
 }
 
-bool RecordFile::restart(std::uint64_t generation) {
-  std::string header(kMagic);
-  header.append(reinterpret_cast<const char*>(&generation), sizeof generation);
-  // The records go first: under the new number they would count as new.
-  if (!cutAt(file_->number(), end_ == 0 ? 0 : kHeaderSize)) return false;
-  end_ = kHeaderSize;
-  if (!writeAt(file_->number(), header, 0)) return false;
-  generation_ = generation;
+bool RecordFile::clear() {
+  const bool hasHeader = end_ > 0;
+  if (!cutAt(file_->number(), hasHeader ? kMagic.size() : 0)) return false;
+  if (!hasHeader && !writeAt(file_->number(), kMagic, 0)) return false;
+  end_ = kMagic.size();
+  return true;
+}
+
+bool RecordFile::replaceAll(const std::vector<std::string>& records) {
+  std::string bytes(kMagic);
+  for (const std::string& record : records) appendFramed(bytes, record);
+  const std::string partial = path_ + ".partial";
+  auto file = openLocked(partial);
+  if (!file) return false;
+  if (!cutAt(file->number(), 0) || !writeAt(file->number(), bytes, 0) ||
+      std::rename(partial.c_str(), path_.c_str()) != 0) {
+    ::unlink(partial.c_str());
+    return false;
+  }
+  file_ = std::move(file);
+  end_ = bytes.size();
   return true;
 }
 

@@ -10,7 +10,7 @@ namespace platform {
 
 class FileDescriptor;
 
-// Records that are on their way to disk when append() returns: a file that only grows, until it begins anew.
+// Records that are on their way to disk when append() returns: a file that only grows, until it is cleared.
 // What has been appended outlives the process, however that ends; a power failure may take the newest
 // records.
 //
@@ -19,14 +19,12 @@ class FileDescriptor;
 class RecordFile {
  public:
   // Opens the file, or makes it, for the user alone. Null when it cannot be had: no directory, no right to
-  // write, no descriptor, a lock that another process holds.
+  // read and write, no descriptor, a lock that another process holds, a size that no such file has.
   static std::unique_ptr<RecordFile> open(const std::string& path);
   ~RecordFile();
   RecordFile(const RecordFile&) = delete;
   RecordFile& operator=(const RecordFile&) = delete;
 
-  // The number that the file has begun with; 0 for a new one, and for one that was not such a file.
-  std::uint64_t generation() const { return generation_; }
   // What was found when the file was opened, oldest first, up to the first record that is not whole.
   std::vector<std::string> takeRecords() { return std::move(found_); }
   // Whether something stood behind those, or the file was another's.
@@ -34,17 +32,19 @@ class RecordFile {
 
   // False when it could not be written; nothing of it is kept then.
   bool append(std::string_view record);
-  // Whether anything has been kept since the file began.
-  bool isEmpty() const;
-  // Begins anew, empty, with that number. Should the process end meanwhile, the file is empty or as before.
-  bool restart(std::uint64_t generation);
+  // Drops all records. False when it could not.
+  bool clear();
+  // Puts the records in the place of all others, in one step. False when it could not; nothing has changed
+  // then.
+  bool replaceAll(const std::vector<std::string>& records);
 
  private:
-  explicit RecordFile(std::unique_ptr<FileDescriptor> file);
-  void read();
+  RecordFile(std::string path, std::unique_ptr<FileDescriptor> file);
+  static std::unique_ptr<FileDescriptor> openLocked(const std::string& path);
+  bool read();
 
-  const std::unique_ptr<FileDescriptor> file_;
-  std::uint64_t generation_ = 0;
+  const std::string path_;
+  std::unique_ptr<FileDescriptor> file_;
   std::uint64_t end_ = 0;  // where the next record goes, in bytes; 0 when there is no header yet
   std::vector<std::string> found_;
   bool hadForeignEnd_ = false;

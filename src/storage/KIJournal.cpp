@@ -1,9 +1,7 @@
 #include "src/storage/KIJournal.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <map>
-#include <optional>
+#include <algorithm>
+#include <charconv>
 #include <utility>
 
 #include "platform/foundation/Format.h"
@@ -16,31 +14,13 @@ using namespace platform;
 
 namespace {
 
-constexpr std::string_view kGenerationKey = "journalGeneration";
-constexpr std::string_view kIdKey = "id";
+constexpr std::string_view kNumberKey = "journalNumber";
+constexpr char kNumberMark = '#';  // begins a record that is a number; messages begin with a brace
 
-std::string idOf(const Dictionary& message) {
-  const Value* id = message.find(kIdKey);
-  return id ? std::string(id->text()) : "";
-}
-
-// Of the messages with one id the last, in the place of the first.
-std::vector<MutableDictionary> messagesIn(const std::vector<std::string>& records) {
-  std::vector<MutableDictionary> messages;
-  std::map<std::string, std::size_t> places;
-  for (const std::string& record : records) {
-    const auto message = NSJSONSerialization::JSONObjectWithData(record);
-    if (!message || !message->isDictionary()) continue;
-    const std::string id = idOf(message->dictionary());
-    const auto place = id.empty() ? places.end() : places.find(id);
-    if (place != places.end()) {
-      messages[place->second] = MutableDictionary(message->dictionary());
-      continue;
-    }
-    if (!id.empty()) places[id] = messages.size();
-    messages.emplace_back(message->dictionary());
-  }
-  return messages;
+std::uint64_t numberIn(std::string_view text) {
+  std::uint64_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
 }
 
 }  // namespace
@@ -50,45 +30,71 @@ std::string KIJournal::pathFor(const KovaPersistentStore& store) {
   return folder.empty() ? "" : folder + formatted("/kova-%@.journal", store.appId());
 }
 
-std::vector<MutableDictionary> KIJournal::open() {
+std::optional<std::vector<MutableDictionary>> KIJournal::open() {
+  const auto stored = store_.stringForKey(kNumberKey);
+  if (stored.isUnreadable()) return std::nullopt;
+  number_ = stored ? numberIn(*stored) : 0;
+  std::vector<MutableDictionary> messages;
   const std::string path = pathFor(store_);
-  if (path.empty()) return {};
+  if (path.empty()) return messages;
   NSFileManager().createDirectory(NSFileManager().directory(SearchPath::ApplicationSupport), true);
   file_ = RecordFile::open(path);
-  if (!file_) {
-    tellOnce("cannot be had: what is recorded is in memory until it is stored");
-    return {};
-  }
-  const auto records = file_->takeRecords();
+  if (!file_) tellOnce("cannot be had: what is recorded is in memory until it is stored");
+  if (!file_) return messages;
   if (file_->hadForeignEnd()) tellOnce("ends in what was not written whole, which is left out");
-  const auto takenOver = store_.stringForKey(kGenerationKey);
-  const std::uint64_t generation = takenOver ? std::strtoull(takenOver->c_str(), nullptr, 10) : 0;
-  if (file_->generation() >= generation) return messagesIn(records);
-  file_->restart(generation);
-  return {};
+
+  bool isTakenOver = number_ > 0;
+  for (const std::string& record : file_->takeRecords()) {
+    if (record.front() == kNumberMark) {
+      const std::uint64_t number = numberIn(std::string_view(record).substr(1));
+      isTakenOver = isTakenOver && number < number_;
+      number_ = std::max(number_, number);
+      continue;
+    }
+    const auto message = isTakenOver ? std::nullopt : NSJSONSerialization::JSONObjectWithData(record);
+    if (message && message->isDictionary()) messages.emplace_back(message->dictionary());
+  }
+  isNumberWritten_ = !isTakenOver;
+  hasKept_ = !messages.empty();
+  return messages;
 }
 
+bool KIJournal::writeNumber() { return file_->append(kNumberMark + std::to_string(number_)); }
+
 void KIJournal::keep(std::string_view message) {
-  if (file_ && !file_->append(message))
-    tellOnce("cannot be written: what is recorded is in memory until it is stored");
+  if (!file_) return;
+  if (!isNumberWritten_) isNumberWritten_ = writeNumber();
+  const bool isKept = isNumberWritten_ && file_->append(message);
+  hasKept_ = hasKept_ || isKept;
+  if (!isKept) tellOnce("cannot be written: what is recorded is in memory until it is stored");
 }
 
 void KIJournal::rewrite(const std::vector<std::string>& messages) {
-  if (!file_ || !file_->restart(file_->generation())) return;
-  for (const std::string& message : messages) keep(message);
+  if (!file_) return;
+  std::vector<std::string> records{kNumberMark + std::to_string(number_)};
+  records.insert(records.end(), messages.begin(), messages.end());
+  if (!file_->replaceAll(records)) return;
+  isNumberWritten_ = true;
+  hasKept_ = !messages.empty();
 }
 
 void KIJournal::noteTakenOver() {
-  if (!file_ || file_->isEmpty()) return;
-  store_.setObject(std::to_string(file_->generation() + 1), kGenerationKey);
+  if (!file_ || !hasKept_) return;
+  ++number_;
+  isNumberWritten_ = writeNumber();
+  if (isNumberWritten_) store_.setObject(std::to_string(number_), kNumberKey);
 }
 
-void KIJournal::beginAnew() {
-  if (file_ && !file_->isEmpty()) file_->restart(file_->generation() + 1);
+void KIJournal::forgetTakenOver() {
+  if (!file_ || !hasKept_ || !file_->clear()) return;
+  isNumberWritten_ = false;
+  hasKept_ = false;
 }
 
-void KIJournal::removeFor(const KovaPersistentStore& store) {
-  if (const std::string path = pathFor(store); !path.empty()) NSFileManager().removeItem(path);
+void KIJournal::clearFor(const KovaPersistentStore& store) {
+  const std::string path = pathFor(store);
+  if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) return;
+  if (const auto file = RecordFile::open(path)) file->clear();
 }
 
 void KIJournal::tellOnce(std::string_view what) {

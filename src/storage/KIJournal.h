@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,38 +14,47 @@
 class KovaPersistentStore;
 
 // Messages from the moment they are queued until the store holds them, in a file next to the batch directory,
-// which the kernel keeps when the process is killed. The store and the journal agree by a number: the step of
-// the store that takes the messages over also stores the number with which the journal begins anew, so that
-// an end of the process in between brings nothing back twice.
+// which the kernel keeps when the process is killed.
 //
-// The store, held by the owner, must outlive it. No
-// operation fails: without a place to write, or with a journal that another process holds, messages are in
-// memory only until they are stored, and a debug line says so once.
+// The store and the journal agree by a number. The step of the store that takes messages over writes the next
+// number, into the journal behind what it takes over, and then, with the rest of the step, into the store. A
+// start takes what stands behind the first number that is not below the stored one: whenever the process
+// ends, and whenever the step reaches the disk, nothing is lost, and nothing that the store has comes back.
+//
+// The store, held by the owner, must outlive it. No operation fails: without a place to write, or with a
+// journal that another process holds, messages are in memory only until they are stored, and a debug line
+// says so once.
 class KIJournal {
  public:
   explicit KIJournal(KovaPersistentStore& store) : store_(store) {}
 
-  // Opens the journal, once the store can be read, and answers the messages that the store has not taken
-  // over, oldest first, each as it was kept last.
-  std::vector<platform::MutableDictionary> open() KOVA_ON_MUTATION_QUEUE;
+  // Opens the journal, and answers the messages that the store has not taken over, oldest first. None, with
+  // nothing opened, while the store cannot be read.
+  std::optional<std::vector<platform::MutableDictionary>> open() KOVA_ON_MUTATION_QUEUE;
 
-  // The JSON text of a message. One with the id of an earlier one replaces it.
+  // The JSON text of a message. A later one with the same id replaces it.
   void keep(std::string_view message) KOVA_ON_MUTATION_QUEUE;
 
-  // All that has been kept and not taken over, in place of what there is.
+  // All that is to be kept, in place of what there is.
   void rewrite(const std::vector<std::string>& messages) KOVA_ON_MUTATION_QUEUE;
 
-  // Within the step of the store that takes all messages over; and when that step is done.
+  // Within the step of the store that takes all messages over; and when that step is on disk, which makes
+  // room.
   void noteTakenOver() KOVA_ON_MUTATION_QUEUE;
-  void beginAnew() KOVA_ON_MUTATION_QUEUE;
+  void forgetTakenOver() KOVA_ON_MUTATION_QUEUE;
 
-  static void removeFor(const KovaPersistentStore& store);
+  // Empties the journal of the store's environment, unless somebody holds it.
+  static void clearFor(const KovaPersistentStore& store);
 
  private:
   static std::string pathFor(const KovaPersistentStore& store);
+  bool writeNumber() KOVA_ON_MUTATION_QUEUE;
   void tellOnce(std::string_view what) KOVA_ON_MUTATION_QUEUE;
 
   KovaPersistentStore& store_;
   std::unique_ptr<platform::RecordFile> file_;  // null until opened, and without a place to write
+  std::uint64_t number_ = 0;
+  bool isNumberWritten_ = false;  // the number stands in the file, ahead of what is kept next
+  bool hasKept_ = false;          // something since the number was written
   bool isTold_ = false;
 };

@@ -70,6 +70,8 @@ bool KovaQueueManager::load() {
   const auto events = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedEvents);
   const auto batches = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
   if (urls.isUnreadable() || events.isUnreadable() || batches.isUnreadable()) return false;
+  auto journaled = journal_.open();
+  if (!journaled) return false;
 
   urls_.load(KovaPersistentStore::stringsIn(urls.value_or(Array())));
   batches_.load(KovaPersistentStore::dictionariesIn(batches.value_or(Array())));
@@ -77,9 +79,8 @@ bool KovaQueueManager::load() {
   texts_.clear();
   takeIn(mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       KovaPersistentStore::dictionariesIn(events.value_or(Array()))));
-  auto journaled = journal_.open();
-  if (journaled.empty() && meanwhile.empty()) return true;
-  takeIn(std::move(journaled));
+  if (journaled->empty() && meanwhile.empty()) return true;
+  takeIn(std::move(*journaled));
   takeIn(std::move(meanwhile));
   // The oldest are dropped, unless they can become a batch.
   if (queuedEvents_.size() > limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
@@ -92,6 +93,16 @@ void KovaQueueManager::takeIn(std::vector<MutableDictionary> messages) {
   for (MutableDictionary& message : messages) {
     auto text = NSJSONSerialization::dataWithJSONObject(Dictionary(message));
     if (!text) continue;
+    const Value* id = stringIn(message, kIdKey);
+    const auto known = std::find_if(queuedEvents_.begin(), queuedEvents_.end(), [id](const auto& waiting) {
+      const Value* other = id ? stringIn(waiting, kIdKey) : nullptr;
+      return other && *other == *id;
+    });
+    if (known != queuedEvents_.end()) {
+      texts_[static_cast<std::size_t>(known - queuedEvents_.begin())] = std::move(*text);
+      *known = std::move(message);
+      continue;
+    }
     queuedEvents_.push_back(std::move(message));
     texts_.push_back(std::move(*text));
   }
@@ -177,7 +188,7 @@ void KovaQueueManager::enqueueMessage(MutableDictionary message) {
     return;
   }
   makeRoomForEvents(1);
-  journal_.keep(*text);
+  if (!persistentStore_->isInStep()) journal_.keep(*text);  // the step stores it
   queuedEvents_.push_back(std::move(message));
   texts_.push_back(std::move(*text));
   watchForAPageview();
@@ -187,14 +198,19 @@ bool KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNot
   if (queuedEvents_.empty() || KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) {
     return persistWhenNothingWasBatched && persistQueuedEvents();
   }
-  if (auto fileName = persistentStore_->saveJSONDataToDisk(arrayOf(texts_))) {
+  const auto fileName = persistentStore_->saveJSONDataToDisk(arrayOf(texts_));
+  if (fileName) {
     batches_.push({{kMessagesIdentifierKey, *fileName}});
   } else {
     batches_.push({{kMessagesKey, arrayOf(queuedEvents_)}});
   }
   queuedEvents_.clear();
   texts_.clear();
-  return persistQueuedEvents();
+  const bool isStored = persistQueuedEvents();
+  // A file that has no row yet is found by the next start: the journal would bring its messages a second
+  // time.
+  if (!isStored && fileName && !persistentStore_->isInStep()) journal_.rewrite({});
+  return isStored;
 }
 
 Reading<std::string> KovaQueueManager::messageArrayDataForMessageBatch(const Batch& batch) const {
@@ -294,7 +310,7 @@ bool KovaQueueManager::persistQueuedEvents() {
   if (!isStored) return false;
   urls_.noteSaved();
   batches_.noteSaved();
-  journal_.beginAnew();
+  journal_.forgetTakenOver();
   droppedSinceRewrite_ = 0;
   return true;
 }
@@ -313,7 +329,7 @@ void KovaQueueManager::removeFromPersistentStore(KovaPersistentStore& store) {
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedEvents);
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
-  KIJournal::removeFor(store);
+  KIJournal::clearFor(store);
 }
 
 std::vector<MutableDictionary> KovaQueueManager::mutableArrayOfMutableDictionariesFromArrayOfDictionaries(

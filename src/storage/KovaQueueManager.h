@@ -130,7 +130,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
  private:
   // Drops the oldest messages that exceed the limit with that many more.
   void makeRoomForEvents(std::size_t count) KOVA_ON_MUTATION_QUEUE;
-  // Behind those that wait.
+  // Behind those that wait; one with the id of one that waits, in its place.
   void takeIn(std::vector<platform::MutableDictionary> messages) KOVA_ON_MUTATION_QUEUE;
   // After messages have changed: their texts, here and in the journal.
   void writeTextsAnew() KOVA_ON_MUTATION_QUEUE;

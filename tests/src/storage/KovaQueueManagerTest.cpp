@@ -76,13 +76,34 @@ TEST_F(KovaQueueManagerTest, DropsUrlsBeyondTheLimitAndPutsTheFirstPageviewInFro
   EXPECT_EQ(stored("queuedPageviews"), R"(["h?first","h?n=1","h?n=2"])");
 }
 
-TEST_F(KovaQueueManagerTest, FindsAMessageInTheJournalAsItWasLast) {
+TEST_F(KovaQueueManagerTest, FindsInTheJournalOnceWhatTheStoreHasNotTakenOver) {
   viewPages();
-  queues->enqueueMessage({{"id", "1"}});
+  const auto message = [](const char* id) { return MutableDictionary{{"id", id}}; };
+  const auto keepAndMove = [&](const char* id) {
+    queues->enqueueMessage(message(id));
+    queues->moveEnqueuedMessagesToBatchAndPersist();
+  };
+  const auto ids = [this] {
+    std::string text;
+    for (const char* id : {"1", "2", "3"}) text += stored("parts").find(id) == std::string::npos ? "-" : id;
+    return text;
+  };
+  // Stored without its pageview, and given one since: it comes back as it was last.
+  keepAndMove("1");
   queues->enqueueFirstPageviewUrlString("h", messages);
   reopen();
   queues->moveEnqueuedMessagesToBatchAndPersist();
   EXPECT_EQ(waiting(), (Counts{1, 0, 1}));
+  // Kept behind a step that was part of another, and behind one that came to the disk later.
+  queues->enqueueMessage(message("1"));
+  opened->changeInOneStep([this] { queues->persistQueuedEvents(); });
+  queues->enqueueMessage(message("2"));
+  reopen();
+  queues->persistQueuedEvents();
+  EXPECT_EQ(ids(), "12-");
+  EXPECT_EQ(queues->queuedEventsCount(), 2u);
+  reopen();
+  EXPECT_EQ(queues->queuedEventsCount(), 2u);
 }
 
 TEST_F(KovaQueueManagerTest, MakesBatchesOfMessagesThatAreEnrichedAndKeepsTheOthers) {

@@ -22,7 +22,8 @@ class QueueTest : public MessageTest {
   // As after a restart: a new manager of what is stored.
   void reopen() {
     queues = nullptr;  // one process at a time has the journal
-    queues = std::make_shared<KovaQueueManager>(openStore(), kLimits);
+    opened = openStore();
+    queues = std::make_shared<KovaQueueManager>(opened, kLimits);
   }
 
   // What keeps a message from leaving is that it has no pageview and session yet.
@@ -56,5 +57,6 @@ class QueueTest : public MessageTest {
            "}";
   }
 
+  std::shared_ptr<KovaPersistentStore> opened;  // that the queues are in
   std::shared_ptr<KovaQueueManager> queues;
 };
