@@ -12,7 +12,9 @@ enum class KovaRunLoop {
   // Every call is then one of another thread: the host's calls take effect in their order, and each returns
   // before
   // its work is done, but for initialize, flush and shutdown. The host's blocks and delegates are called on
-  // that thread. Views and windows would belong to it too.
+  // that thread. Views and windows would belong to it too. A child that is forked afterwards records nothing:
+  // fork
+  // first.
   OfItsOwn
 };
 

@@ -102,7 +102,7 @@ void perform(const MainThread&, Self& self, const char* selector, Block block) {
 
 // On the mutation queue, with what is queued next: one that sleeps is not woken.
 template <class Self, class Block>
-void performLazily(platform::NSOperationQueue& queue, Self& self, const char* selector, Block block) {
+void performLazily(KISerialStateQueue& queue, Self& self, const char* selector, Block block) {
   queue.addOperationLazily(KOVA_safeBlockOperationWithBlock(
       [self = platform::retained(self), block = std::move(block)]() mutable {
         mutationQueue.isHere();

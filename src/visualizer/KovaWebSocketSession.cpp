@@ -216,10 +216,14 @@ void KovaWebSocketSession::setTimeout() {
   if (heartbeatTimer_) heartbeatTimer_->cancel();
   heartbeatTimer_ =
       kova::performAfter(heartbeatTimeout_, *delegateQueue_, *this, [](KovaWebSocketSession& session) {
-        kova::perform(*session.delegateQueue_, session, "setTimeout",
-                      [](KovaWebSocketSession& self) KOVA_ON_MUTATION_QUEUE {
-                        self.tellDelegate(&Delegate::webSocketConnectionMissedHeartbeat);
-                      });
+        // By then the session may have been let go of for another one, which is not to hear of it.
+        KOVA_addSafeOperationWithBlock(*session.delegateQueue_,
+                                       [weak = session.weak()] {
+                                         kova::mutationQueue.isHere();
+                                         if (const auto self = weak.lock())
+                                           self->tellDelegate(&Delegate::webSocketConnectionMissedHeartbeat);
+                                       },
+                                       {"KovaWebSocketSession", "setTimeout"});
       });
 }
 

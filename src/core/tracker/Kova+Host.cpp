@@ -2,19 +2,22 @@
 
 #include <Kova/Kova.h>
 
+#include <unistd.h>
+
 #include <atomic>
 
 #include "platform/dispatch/ThreadScheduler.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/net/NetworkReachability.h"
 #include "src/core/Guard.h"
+#include "src/core/KIBailer.h"
 
 using namespace platform;
 
 namespace {
 
 std::atomic<bool> isStarted = false;
-std::atomic<bool> hasLoopOfItsOwn = false;
+std::atomic<pid_t> loopOwner = 0;  // the process that the loop of its own runs in
 
 void startApplication(const KovaHost& host) {
   startLinuxApplication({.applicationName = host.name,
@@ -28,14 +31,15 @@ void startApplication(const KovaHost& host) {
 
 }  // namespace
 
-bool kova::isOnThreadOfHost() { return !hasLoopOfItsOwn || Scheduler::current().isMainThread(); }
+bool kova::isOnThreadOfHost() { return loopOwner != getpid() || Scheduler::current().isMainThread(); }
 
 void Kova::startHost(const KovaHost& host) {
   kova::guarded({"Kova", "startHost:"}, [&host] {
     if (isStarted.exchange(true)) return;
     if (host.runLoop == KovaRunLoop::OfItsOwn) {
       ThreadScheduler::installed().ownRunLoop().runOnThreadOfItsOwn();
-      hasLoopOfItsOwn = true;
+      loopOwner = getpid();
+      KIBailer::sharedBailer().bailInForkedChildren();  // who have no such thread
     }
     kova::onThreadOfHost([&host] {
       kova::guarded({"Kova", "startHost:"}, [&host] { startApplication(host); });

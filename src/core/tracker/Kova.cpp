@@ -1,6 +1,7 @@
 #include <Kova/Kova.h>
 
 #include <algorithm>
+#include <atomic>
 
 #include "platform/foundation/NSException.h"
 #include "src/core/Guard.h"
@@ -45,14 +46,15 @@ Answer ask(const char* selector, Call&& call, Answer bailed, Answer absent) {
       bailed);
 }
 
+std::atomic<bool> wasShutDown = false;
+
 void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> options) {
   const auto& mutationQueue = KOVA_serialStateQueue();
   const auto previous = KovaTracker::sharedTracker();
-  if (previous) {
-    previous->stop(envId);
-    // The new tracker loads what the old one is about to store. What is held is not waited for.
-    mutationQueue->waitForAddedOperations();
-  }
+  if (previous) previous->stop(envId);
+  // The new tracker loads what the old one, or one that was shut down, is about to store. What is held is not
+  // waited for.
+  if (previous || wasShutDown) mutationQueue->waitForAddedOperations();
   KovaLogger& logger = KovaLogger::sharedInstance();
   if (options->testOnlyVerbose()) {
     logger.setLogLevel(kKovaLogLevelVerbose);
@@ -156,8 +158,8 @@ KovaFlushed Kova::flush(double seconds) {
 KovaFlushed Kova::shutdown(double seconds) {
   const auto shutDown = [seconds](KovaTracker& tracker) {
     const KovaFlushed flushed = tracker.flush(seconds);
-    tracker.stop("");
-    KovaTracker::setSharedTracker(nullptr);
+    wasShutDown = true;
+    if (KovaTracker::clearSharedTracker(tracker)) tracker.stop("");
     return flushed;
   };
   return ask<KovaFlushed>("shutdown:", shutDown, {}, {});

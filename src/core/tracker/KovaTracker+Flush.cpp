@@ -11,6 +11,7 @@
 
 #include "src/core/KovaLogger.h"
 #include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/identity/KISessionManager.h"
 #include "src/storage/KovaQueueManager.h"
 #include "src/storage/KovaUploader.h"
 
@@ -40,11 +41,18 @@ KovaFlushed KovaTracker::flush(double seconds) {
   performSafelyOnMainQueueWithBlock("flush:",
                                     [flush = std::move(flush)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
                                       tracker.consumeAllLiveTouches();
+                                      tracker.injectPageviewForWaiting();
                                       tracker.storeForFlush(flush);
                                     });
   const std::chrono::duration<double> limit(seconds > 0 ? std::min(seconds, kLongestWait) : 0);
   isDone.wait_for(limit);
   return {progress->isStored, progress->isSent};
+}
+
+// A user who has changed meanwhile has a session without one, whose events the library itself can help.
+void KovaTracker::injectPageviewForWaiting() {
+  if (!isViewControllerAutocaptureDisabled() || sessionManager_->hasMostRecentPageviewInfo()) return;
+  pageviewRecorder_->injectSyntheticPageviewIfNeeded(KIPageview::Repeat::ForWaiting);
 }
 
 // A pass that is under way ends first: it may have begun before the last batch was made.

@@ -61,6 +61,14 @@ void KovaTracker::setSharedTracker(std::shared_ptr<KovaTracker> tracker) {
   // The tracker before is released here, outside the lock.
 }
 
+bool KovaTracker::clearSharedTracker(const KovaTracker& tracker) {
+  std::shared_ptr<KovaTracker> cleared;  // released after the lock
+  const MutexLock lock(shared().mutex);
+  if (shared().tracker.get() != &tracker) return false;
+  cleared.swap(shared().tracker);
+  return true;
+}
+
 bool KovaTracker::isValidAppId(std::string_view appId, std::string& message) {
   if (appId.empty()) {
     message = "Kova envId cannot be empty";

@@ -8,7 +8,11 @@ using namespace platform;
 
 void KovaTracker::recordAutocapturedPageviewWithViewController(
     const std::shared_ptr<UIViewController>& controller) {
-  pageviewRecorder_->recordAutocapturedPageviewWithViewController(controller);
+  performSafelyOnMainQueueWithBlock(
+      "recordAutocapturedPageviewWithViewController:",
+      [controller](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
+        tracker.pageviewRecorder_->recordAutocapturedPageviewWithViewController(controller);
+      });
 }
 
 void KovaTracker::injectPageviewsIfNeeded() {

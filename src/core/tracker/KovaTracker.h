@@ -58,6 +58,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   // Null before the first initialisation.
   static std::shared_ptr<KovaTracker> sharedTracker();
   static void setSharedTracker(std::shared_ptr<KovaTracker> tracker);
+  // None from now on, if it is this one; answers whether it was.
+  static bool clearSharedTracker(const KovaTracker& tracker);
 
   // If the environment id is not valid, `message` receives what is wrong with it.
   static bool isValidAppId(std::string_view appId, std::string& message);
@@ -179,6 +181,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   void setUpTelemetry() const;
   void storeEnqueuedMessages(const char* fromSelector);
   struct Flush;
+  void injectPageviewForWaiting() KOVA_ON_MAIN_THREAD;
   void storeForFlush(const std::shared_ptr<Flush>& flush);
 
   void purgeStore() KOVA_ON_MUTATION_QUEUE;

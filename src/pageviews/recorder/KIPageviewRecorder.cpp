@@ -38,11 +38,12 @@ bool isSceneBasedApp() {
 
 }  // namespace
 
-template <class Read>
-void KIPageviewRecorder::record(const char* fromSelector, Repeat repeat, Read read) {
+template <class Builder>
+void KIPageviewRecorder::recordPageviewSendingToEventVisualizer(const char* fromSelector, Repeat repeat,
+                                                                Builder mainQueuePageviewInfoBuilder) {
   kova::guarded({"KovaTracker", fromSelector}, [&] {
     kova::mainThread.isHere();
-    std::optional<Dictionary> info = read();
+    std::optional<Dictionary> info = mainQueuePageviewInfoBuilder();
     if (!info) return;
     auto recording = owner_.recordingOfScreen();
     owner_.extendSession();
@@ -52,7 +53,10 @@ void KIPageviewRecorder::record(const char* fromSelector, Repeat repeat, Read re
 }
 
 void KIPageviewRecorder::enqueue(const KIPageview& pageview) {
-  if (pageview.repeat == Repeat::OnceASession && parts_.sessionManager.hasMostRecentPageviewInfo()) return;
+  const bool hasPageview = parts_.sessionManager.hasMostRecentPageviewInfo();
+  if (pageview.repeat == Repeat::OnceASession && hasPageview) return;
+  if (pageview.repeat == Repeat::ForWaiting && (hasPageview || parts_.queueManager.queuedEventsCount() == 0))
+    return;
   if (!enqueuePageviewUrl(pageview.info)) return;
   if (pageview.recording) {
     pageview.recording->send(
@@ -87,19 +91,20 @@ void KIPageviewRecorder::recordAutocapturedPageviewWithViewController(
   if (options.disableViewControllerAutocapture()) return;
   const bool onlyIfVisible = options.disableAutocaptureWhenBackgrounded() || KOVA_isCapturingSnapshot();
   if (onlyIfVisible && !KOVA_isForegroundAndVisible(*controller)) return;
-  record("recordAutocapturedPageviewWithViewController:", Repeat::Always, [&] {
-    kova::mainThread.isHere();
-    // The app's delegate, asked about a screen, may record an event, which asks for the screens in turn.
-    const ScopedFlag describing(isDescribingScreen_);
-    Dictionary info =
-        kova::applyTimestampAndIdToPageviewInfo(kova::pageviewInfoForViewController(*controller, options));
-    KOVA_setScopedPageviewInfo(controller, info, parts_.sessionManager.sessionId());
-    return info;
-  });
+  recordPageviewSendingToEventVisualizer(
+      "recordAutocapturedPageviewWithViewController:", Repeat::Always, [&] {
+        kova::mainThread.isHere();
+        // The app's delegate, asked about a screen, may record an event, which asks for the screens in turn.
+        const ScopedFlag describing(isDescribingScreen_);
+        Dictionary info = kova::applyTimestampAndIdToPageviewInfo(
+            kova::pageviewInfoForViewController(*controller, options));
+        KOVA_setScopedPageviewInfo(controller, info, parts_.sessionManager.sessionId());
+        return info;
+      });
 }
 
-void KIPageviewRecorder::injectSyntheticPageviewIfNeeded() {
-  record("injectSyntheticPageviewIfNeeded", Repeat::OnceASession, [] {
+void KIPageviewRecorder::injectSyntheticPageviewIfNeeded(Repeat repeat) {
+  recordPageviewSendingToEventVisualizer("injectSyntheticPageviewIfNeeded", repeat, [] {
     return kova::applyTimestampAndIdToPageviewInfo({{KovaPageviewPropertyViewController, ""},
                                                     {KovaPageviewPropertyTitle, ""},
                                                     {KovaPageviewPropertyAccessibilityIdentifier, ""},
@@ -130,12 +135,13 @@ void KIPageviewRecorder::recordAdditionalAutocapturedPageviewForWindow(UIWindow&
 
 void KIPageviewRecorder::recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() {
   if (!parts_.sessionManager.hasLoggedAnyPageviews() || !owner_.isTrackingEnabled()) return;
-  record("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo", Repeat::Always,
-         [&]() -> std::optional<Dictionary> {
-           const auto mostRecent = parts_.sessionManager.mostRecentPageviewInfo();
-           if (!mostRecent) return std::nullopt;
-           return kova::applyTimestampAndIdToPageviewInfo(*mostRecent);
-         });
+  recordPageviewSendingToEventVisualizer("recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo",
+                                         Repeat::Always, [&]() -> std::optional<Dictionary> {
+                                           const auto mostRecent =
+                                               parts_.sessionManager.mostRecentPageviewInfo();
+                                           if (!mostRecent) return std::nullopt;
+                                           return kova::applyTimestampAndIdToPageviewInfo(*mostRecent);
+                                         });
 }
 
 void KIPageviewRecorder::recordVisibleViewControllersFromPreviousSession() {

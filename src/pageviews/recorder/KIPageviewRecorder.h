@@ -23,8 +23,9 @@ class UIWindowScene;
 // A pageview on its way from the main thread to the mutation queue.
 struct KIPageview {
   // OnceASession: dropped on the mutation queue when the session has got a pageview meanwhile. Several events
-  // may ask for the same injected pageview before the first of them has got it.
-  enum class Repeat { Always, OnceASession };
+  // may ask for the same injected pageview before the first of them has got it. ForWaiting: dropped as well
+  // when no message waits for it.
+  enum class Repeat { Always, OnceASession, ForWaiting };
 
   platform::Dictionary info;
   Repeat repeat;
@@ -67,7 +68,8 @@ class KIPageviewRecorder {
   void recordAutocapturedPageviewWithViewController(
       const std::shared_ptr<platform::UIViewController>& controller) KOVA_ON_MAIN_THREAD;
   // A pageview with empty fields, unless the session gets another one before it.
-  void injectSyntheticPageviewIfNeeded() KOVA_ON_MAIN_THREAD;
+  void injectSyntheticPageviewIfNeeded(KIPageview::Repeat repeat = KIPageview::Repeat::OnceASession)
+      KOVA_ON_MAIN_THREAD;
 
   void recordAdditionalPageviewFromForegroundingApp() KOVA_ON_MAIN_THREAD;
   // The scene may be null.
@@ -80,10 +82,11 @@ class KIPageviewRecorder {
   void enqueue(const KIPageview& pageview) KOVA_ON_MUTATION_QUEUE;
 
  private:
-  // The one road by which every pageview is recorded; `read` answers its info, or none. A failure is reported
-  // as one of `fromSelector`.
-  template <class Read>
-  void record(const char* fromSelector, KIPageview::Repeat repeat, Read read) KOVA_ON_MAIN_THREAD;
+  // The one road by which every pageview is recorded; the builder answers its info, or none. A failure is
+  // reported as one of `fromSelector`.
+  template <class Builder>
+  void recordPageviewSendingToEventVisualizer(const char* fromSelector, KIPageview::Repeat repeat,
+                                              Builder mainQueuePageviewInfoBuilder) KOVA_ON_MAIN_THREAD;
   void recordAdditionalAutocapturedPageviewForWindow(platform::UIWindow& window) KOVA_ON_MAIN_THREAD;
   void recordAdditionalAutocapturedPageviewWithMostRecentPageviewInfo() KOVA_ON_MAIN_THREAD;
   // False when the queue of pageviews is full.
