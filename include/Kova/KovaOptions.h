@@ -15,15 +15,21 @@
 #include "platform/runtime/NSObject.h"
 
 // A setting: its type, getter and setter, and what it is unless set.
-#define KOVA_SETTING(Kept, Type, getter, setter, initially) \
+#define KOVA_OPTION_SETTING_(Kept, Type, getter, setter, initially) \
+ public:                                                            \
+  Type getter() const { return getter##_; }                         \
+  void setter(Type value) { getter##_ = std::move(value); }         \
+                                                                    \
+ private:                                                           \
+  Kept getter##_ = initially
+#define KOVA_OPTION_VALUE_(Type, getter, setter)            \
  public:                                                    \
-  Type getter() const { return getter##_; }                 \
+  const Type& getter() const { return getter##_; }          \
   void setter(Type value) { getter##_ = std::move(value); } \
                                                             \
  private:                                                   \
-  Kept getter##_ = initially
-#define KOVA_VALUE(Type, getter, setter) KOVA_SETTING(Type, Type, getter, setter, {})
-#define KOVA_FLAG(getter, setter) KOVA_SETTING(std::atomic<bool>, bool, getter, setter, false)
+  Type getter##_ = {}
+#define KOVA_OPTION_FLAG_(getter, setter) KOVA_OPTION_SETTING_(std::atomic<bool>, bool, getter, setter, false)
 
 // The settings of the library. Fill one in and pass it to Kova::initialize; a fresh one captures everything.
 //
@@ -35,44 +41,45 @@ class KOVA_EXPORT KovaOptions : public platform::NSObject {
   NS_OBJECT(KovaOptions, NSObject)
 
   // Log debug lines from initialisation on.
-  KOVA_FLAG(debug, setDebug);
+  KOVA_OPTION_FLAG_(debug, setDebug);
   // Touch events carry no target text.
-  KOVA_FLAG(disableTextCapture, setDisableTextCapture);
+  KOVA_OPTION_FLAG_(disableTextCapture, setDisableTextCapture);
   // Touch events and pageviews carry no accessibility labels.
-  KOVA_FLAG(disableAccessibilityLabelCapture, setDisableAccessibilityLabelCapture);
+  KOVA_OPTION_FLAG_(disableAccessibilityLabelCapture, setDisableAccessibilityLabelCapture);
   // Pageviews carry no title.
-  KOVA_FLAG(disableTitleCapture, setDisableTitleCapture);
+  KOVA_OPTION_FLAG_(disableTitleCapture, setDisableTitleCapture);
   // Touch events carry no instance-variable name.
-  KOVA_FLAG(disableIvarCapture, setDisableIvarCapture);
+  KOVA_OPTION_FLAG_(disableIvarCapture, setDisableIvarCapture);
   // The vendor identifier is not captured.
-  KOVA_FLAG(disableVendorIdCapture, setDisableVendorIdCapture);
+  KOVA_OPTION_FLAG_(disableVendorIdCapture, setDisableVendorIdCapture);
   // The advertising identifier is not captured.
-  KOVA_FLAG(disableAdvertiserIdCapture, setDisableAdvertiserIdCapture);
+  KOVA_OPTION_FLAG_(disableAdvertiserIdCapture, setDisableAdvertiserIdCapture);
   // The library does not report its own failures.
-  KOVA_FLAG(disableTelemetryCapture, setDisableTelemetryCapture);
+  KOVA_OPTION_FLAG_(disableTelemetryCapture, setDisableTelemetryCapture);
   // Nothing is captured by itself while the app is in the background.
-  KOVA_FLAG(disableAutocaptureWhenBackgrounded, setDisableAutocaptureWhenBackgrounded);
+  KOVA_OPTION_FLAG_(disableAutocaptureWhenBackgrounded, setDisableAutocaptureWhenBackgrounded);
   // Start with tracking disabled; Kova::setTrackingEnabled turns it on.
-  KOVA_FLAG(disableTracking, setDisableTracking);
+  KOVA_OPTION_FLAG_(disableTracking, setDisableTracking);
   // Touches and control actions are not captured.
-  KOVA_FLAG(disableTouchAutocapture, setDisableTouchAutocapture);
+  KOVA_OPTION_FLAG_(disableTouchAutocapture, setDisableTouchAutocapture);
   // Gesture recognisers are captured too: off by default, unlike the other captures.
-  KOVA_FLAG(enableGestureAutocapture, setEnableGestureAutocapture);
+  KOVA_OPTION_FLAG_(enableGestureAutocapture, setEnableGestureAutocapture);
   // Pageviews are not captured by themselves, and custom events are not given the key window's pageview.
   // An app without view controllers must set this: the library then records one pageview of its own before
   // the first event of a session. Without any pageview no event leaves the device.
-  KOVA_FLAG(disableViewControllerAutocapture, setDisableViewControllerAutocapture);
+  KOVA_OPTION_FLAG_(disableViewControllerAutocapture, setDisableViewControllerAutocapture);
   // The Event Visualizer takes its screenshots by the faster method.
-  KOVA_FLAG(useFastEVScreenshotCapture, setUseFastEVScreenshotCapture);
+  KOVA_OPTION_FLAG_(useFastEVScreenshotCapture, setUseFastEVScreenshotCapture);
   // The most ancestors of a touched view that are captured. From any thread.
-  KOVA_SETTING(std::atomic<std::int64_t>, std::int64_t, hierarchyCaptureLimit, setHierarchyCaptureLimit, 30);
+  KOVA_OPTION_SETTING_(std::atomic<std::int64_t>, std::int64_t, hierarchyCaptureLimit,
+                       setHierarchyCaptureLimit, 30);
   // Uploads go through the proxy that the environment names (http_proxy, https_proxy, all_proxy, no_proxy).
   // Off, the environment is not asked. Read at initialisation.
-  KOVA_FLAG(useEnvironmentProxy, setUseEnvironmentProxy);
+  KOVA_OPTION_FLAG_(useEnvironmentProxy, setUseEnvironmentProxy);
   // The hidden pairing gesture is not watched for.
-  KOVA_FLAG(disableVisualizerPairingGesture, setDisableVisualizerPairingGesture);
+  KOVA_OPTION_FLAG_(disableVisualizerPairingGesture, setDisableVisualizerPairingGesture);
   // Accessibility data is fetched ahead while ancestors are captured.
-  KOVA_FLAG(enableAccessibilityPrefetching, setEnableAccessibilityPrefetching);
+  KOVA_OPTION_FLAG_(enableAccessibilityPrefetching, setEnableAccessibilityPrefetching);
 
  public:
   // Where events and telemetry go, as a URL or as text ("https://capture.example.com"); nil: the capture
@@ -103,32 +110,34 @@ class KOVA_EXPORT KovaOptions : public platform::NSObject {
   // For the library's own tests; an app leaves them alone.
 
   // Seconds after which a session expires, used when greater than 0 (300 otherwise).
-  KOVA_VALUE(std::optional<double>, testOnlySessionExpirationInterval, setTestOnlySessionExpirationInterval);
+  KOVA_OPTION_VALUE_(std::optional<double>, testOnlySessionExpirationInterval,
+                     setTestOnlySessionExpirationInterval);
   // Replaces the app's version.
-  KOVA_VALUE(std::optional<std::string>, testOnlyAppVersion, setTestOnlyAppVersion);
+  KOVA_OPTION_VALUE_(std::optional<std::string>, testOnlyAppVersion, setTestOnlyAppVersion);
   // Replaces the app's build.
-  KOVA_VALUE(std::optional<std::string>, testOnlyAppBuild, setTestOnlyAppBuild);
+  KOVA_OPTION_VALUE_(std::optional<std::string>, testOnlyAppBuild, setTestOnlyAppBuild);
   // Seconds between attempts to connect to the Event Visualizer.
-  KOVA_VALUE(std::optional<double>, testOnlyEVReconnectAttemptInterval,
-             setTestOnlyEVReconnectAttemptInterval);
+  KOVA_OPTION_VALUE_(std::optional<double>, testOnlyEVReconnectAttemptInterval,
+                     setTestOnlyEVReconnectAttemptInterval);
   // The most attempts.
-  KOVA_VALUE(std::optional<double>, testOnlyEVReconnectAttemptLimit, setTestOnlyEVReconnectAttemptLimit);
+  KOVA_OPTION_VALUE_(std::optional<double>, testOnlyEVReconnectAttemptLimit,
+                     setTestOnlyEVReconnectAttemptLimit);
   // Replaces the platform's shared URL session.
-  KOVA_VALUE(std::shared_ptr<KOVAURLSessionProtocol>, testOnlyUrlSession, setTestOnlyUrlSession);
+  KOVA_OPTION_VALUE_(std::shared_ptr<KOVAURLSessionProtocol>, testOnlyUrlSession, setTestOnlyUrlSession);
   // Lower thresholds for the pairing gesture.
-  KOVA_FLAG(testOnlyLowThresholdEVTriggerDetection, setTestOnlyLowThresholdEVTriggerDetection);
+  KOVA_OPTION_FLAG_(testOnlyLowThresholdEVTriggerDetection, setTestOnlyLowThresholdEVTriggerDetection);
   // Pairs without asking the user.
-  KOVA_FLAG(testOnlySkipEVPairingDialog, setTestOnlySkipEVPairingDialog);
+  KOVA_OPTION_FLAG_(testOnlySkipEVPairingDialog, setTestOnlySkipEVPairingDialog);
   // Sends no screenshots.
-  KOVA_FLAG(testOnlyOmitEVScreenshots, setTestOnlyOmitEVScreenshots);
+  KOVA_OPTION_FLAG_(testOnlyOmitEVScreenshots, setTestOnlyOmitEVScreenshots);
   // Log verbose lines too; wins over debug.
-  KOVA_FLAG(testOnlyVerbose, setTestOnlyVerbose);
+  KOVA_OPTION_FLAG_(testOnlyVerbose, setTestOnlyVerbose);
 
   KovaBaseURL captureBaseUrl_;
   KovaBaseURL eventVisualizerWebSocketBaseUrl_;
   std::weak_ptr<KovaAutocaptureEnrichmentDelegate> autocaptureEnrichmentDelegate_;
 };
 
-#undef KOVA_FLAG
-#undef KOVA_VALUE
-#undef KOVA_SETTING
+#undef KOVA_OPTION_FLAG_
+#undef KOVA_OPTION_VALUE_
+#undef KOVA_OPTION_SETTING_

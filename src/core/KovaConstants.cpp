@@ -1,5 +1,5 @@
 // Each text of the header, as a symbol of the library.
-#define KOVA_TEXT(name, text)                     \
+#define KOVA_CONSTANT_TEXT_(name, text)           \
   KOVA_EXPORT extern const std::string_view name; \
   constinit const std::string_view name = text;
 
