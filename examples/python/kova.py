@@ -32,8 +32,8 @@ def start(environment, **settings):
         _kova.kova_settings_free(handle)
 
 
-def track(event, **properties):
-    handle = ctypes.c_void_p(_kova.kova_properties_from_json(*_text(json.dumps(properties))))
+def track(event, /, **properties):
+    handle = ctypes.c_void_p(_kova.kova_properties_from_json(*_text(json.dumps(properties, allow_nan=False))))
     try:
         _checked(_kova.kova_track(*_text(event), handle))
     finally:

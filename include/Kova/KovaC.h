@@ -44,7 +44,8 @@ typedef enum kova_status {
   KOVA_OK = 0,
   KOVA_INVALID = 1, /* an argument is no text, no number, no JSON object, no environment id, a null handle */
   KOVA_UNKNOWN = 2, /* there is no setting of that name and kind */
-  KOVA_FAILED = 3   /* the library failed; the log says why */
+  KOVA_FAILED = 3 /* memory is short; what fails in the library itself is in the log, and it then does nothing
+                     any more */
 } kova_status;
 
 typedef struct kova_settings kova_settings;

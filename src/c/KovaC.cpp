@@ -4,6 +4,7 @@
 #include <Kova/KovaC.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -69,17 +70,18 @@ KovaProperties propertiesOf(const kova_properties* properties) {
   return Value(platform::Dictionary(properties->entries));
 }
 
-using TextSetter = void (*)(kova_settings&, std::string);
+using TextSetter = void (*)(kova_settings&, const std::string&);
 using FlagSetter = void (*)(kova_settings&, bool);
 
 const std::map<std::string_view, TextSetter>& textSetters() {
   static const auto& setters = *new std::map<std::string_view, TextSetter>{
-      {"name", [](kova_settings& s, std::string text) { s.host.name = std::move(text); }},
-      {"identifier", [](kova_settings& s, std::string text) { s.host.identifier = std::move(text); }},
-      {"version", [](kova_settings& s, std::string text) { s.host.version = std::move(text); }},
-      {"build", [](kova_settings& s, std::string text) { s.host.build = std::move(text); }},
-      {"directory", [](kova_settings& s, std::string text) { s.host.directory = std::move(text); }},
-      {"captureBaseUrl", [](kova_settings& s, std::string text) { s.options->setCaptureBaseUrl(text); }},
+      {"name", [](kova_settings& s, const std::string& text) { s.host.name = text; }},
+      {"identifier", [](kova_settings& s, const std::string& text) { s.host.identifier = text; }},
+      {"version", [](kova_settings& s, const std::string& text) { s.host.version = text; }},
+      {"build", [](kova_settings& s, const std::string& text) { s.host.build = text; }},
+      {"directory", [](kova_settings& s, const std::string& text) { s.host.directory = text; }},
+      {"captureBaseUrl",
+       [](kova_settings& s, const std::string& text) { s.options->setCaptureBaseUrl(text); }},
   };
   return setters;
 }
@@ -97,11 +99,11 @@ const std::map<std::string_view, FlagSetter>& flagSetters() {
 }
 
 template <class Setters, class Given>
-kova_status set(kova_settings* settings, const Setters& setters, const char* name, Given given) {
+kova_status set(kova_settings* settings, const Setters& setters, const char* name, const Given& given) {
   if (!settings || !name) return KOVA_INVALID;
   const auto setter = setters.find(name);
   if (setter == setters.end()) return KOVA_UNKNOWN;
-  setter->second(*settings, std::move(given));
+  setter->second(*settings, given);
   return KOVA_OK;
 }
 
@@ -118,6 +120,18 @@ std::size_t copied(const std::optional<std::string>& text, char* buffer, std::si
   std::copy_n(given.data(), count, buffer);
   buffer[count] = '\0';
   return given.size();
+}
+
+// Who is told what is logged. Held while he is, so that he is not told any more once he has been replaced.
+struct Receiver {
+  std::mutex mutex;
+  kova_log_function receive = nullptr;
+  void* context = nullptr;
+};
+
+Receiver& receiver() {
+  static Receiver& instance = *new Receiver;
+  return instance;
 }
 
 int flagsOf(KovaFlushed flushed) {
@@ -187,6 +201,7 @@ kova_status kova_properties_set_integer(kova_properties* properties, const char*
 }
 
 kova_status kova_properties_set_number(kova_properties* properties, const char* name, double number) {
+  if (!std::isfinite(number)) return KOVA_INVALID;
   return attempt([&] { return setProperty(properties, name, number); });
 }
 
@@ -196,11 +211,13 @@ kova_status kova_properties_set_flag(kova_properties* properties, const char* na
 
 void kova_set_log(kova_log_function receive, void* context) {
   plain([&] {
+    const std::lock_guard lock(receiver().mutex);
+    receiver().receive = receive;
+    receiver().context = context;
     if (!receive) return platform::SystemLog::setSink(nullptr);
-    platform::SystemLog::setSink([receive, context](std::string_view line) {
-      static std::mutex& oneAtATime = *new std::mutex;
-      const std::lock_guard lock(oneAtATime);
-      receive(context, line.data(), line.size());
+    platform::SystemLog::setSink([](std::string_view line) {
+      const std::lock_guard calling(receiver().mutex);
+      if (receiver().receive) receiver().receive(receiver().context, line.data(), line.size());
     });
   });
 }
