@@ -258,6 +258,11 @@ test('whatever an app sends is text, and a browser that keeps nothing shows it a
     assert.ok((await page.locator(selector).textContent()).includes(wanted), selector);
   const marks = 'data-evil], img[src="x"], script:not([src]';
   assert.deepEqual(await page.evaluate((all) => [document.querySelectorAll(`[${all})`).length, globalThis.evil], marks), [0, undefined]);
+  for (const targetText of ['Odd', 'After it']) {
+    app.touch({ event: { targetText, targetSelector: '', targetView: { toString: 1 } } });
+    await dashboard.row(targetText).click();
+    await dashboard.showsEvent(targetText);
+  }
 });
 
 test('50 events a second: the last 500 are listed, rows are used again, and what is read stays in its place', async (t) => {

@@ -9,6 +9,16 @@ import { rowOf } from './record-rows.mjs';
 const WAIT_MS = 20_000;
 const MAX_PART = 500; // records an answer; a page asks again for the rest
 
+/** A record with its line of the table; a line of the file that only looks like a record tells nothing. */
+function described(record) {
+  try {
+    const [, , , what, , , details] = rowOf(record);
+    return { what, details, record };
+  } catch {
+    return { what: '', details: '', record };
+  }
+}
+
 export class ReceivedRoutes {
   #store;
   #list;
@@ -40,11 +50,7 @@ export class ReceivedRoutes {
       clearTimeout(timer);
       this.#store.off('added', send);
       const entries = this.#list.since(since > this.#list.last ? 0 : since).slice(0, MAX_PART);
-      const records = entries.map(({ number, line }) => {
-        const record = JSON.parse(line);
-        const [, , , what, , , details] = rowOf(record);
-        return { number, what, details, record };
-      });
+      const records = entries.map(({ number, line }) => ({ number, ...described(JSON.parse(line)) }));
       sendJson(response, 200, { last: this.#list.last, records });
     };
     const timer = setTimeout(send, WAIT_MS);

@@ -84,17 +84,20 @@ export class Detail {
   async #catchUp() {
     if (this.#busy) return;
     this.#busy = true;
-    while (this.#wanted && this.#wanted !== this.#shown) {
-      const summary = this.#wanted;
-      this.#root.setAttribute('aria-busy', 'true');
-      const [loaded] = await Promise.all([loadEvent(summary), this.#interval()]);
-      if (this.#wanted !== summary && !this.#store.following) continue;
-      this.#shown = summary;
-      this.#shownAt = performance.now();
-      this.#show(summary, loaded);
+    try {
+      while (this.#wanted && this.#wanted !== this.#shown) {
+        const summary = this.#wanted;
+        this.#root.setAttribute('aria-busy', 'true');
+        const [loaded] = await Promise.all([loadEvent(summary), this.#interval()]);
+        if (this.#wanted !== summary && !this.#store.following) continue;
+        this.#shown = summary;
+        this.#shownAt = performance.now();
+        this.#show(summary, loaded);
+      }
+    } finally {
+      this.#root.removeAttribute('aria-busy');
+      this.#busy = false;
     }
-    this.#root.removeAttribute('aria-busy');
-    this.#busy = false;
   }
 
   #interval() {

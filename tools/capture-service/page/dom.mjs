@@ -60,12 +60,14 @@ export function notice(text, undo) {
   };
   const line = el(
     'p',
-    { class: 'notice' },
+    { class: undo ? 'notice undo' : 'notice' },
     el('span', { text }),
     undo && el('button', { text: 'Undo', onclick: () => (undo(), leave()) }),
     el('button', { class: 'quiet', 'aria-label': 'Dismiss', onclick: leave }, icon('close')),
   );
-  find('notices').replaceChildren(line);
+  // What can be undone stays until its time is up, or until there is something newer to undo.
+  for (const other of [...find('notices').children]) if (undo || !other.classList.contains('undo')) other.remove();
+  find('notices').append(line);
   setTimeout(leave, NOTICE_MS);
 }
 

@@ -17,7 +17,7 @@ function touchHints({ kind, controller }, touch, others) {
   if (!targetA11yId) hints.push('No identifier: with an accessibilityIdentifier it is found again when its text changes.');
   if (targetText && targetText === targetA11yLabel)
     hints.push('Label and text are equal: a label that says more tells views of the same text apart.');
-  if (kind === 'touch' && !targetSelector && CONTROL.test(targetView))
+  if (kind === 'touch' && !targetSelector && typeof targetView === 'string' && CONTROL.test(targetView))
     hints.push('A control without a selector: its action has no name, so that it cannot be told from others.');
   const hasVariable = others.some((other) => other.controller === controller && other.variable !== null);
   if (controller && !hasVariable)

@@ -100,14 +100,23 @@ function byteOfParameter(query, name) {
   return null;
 }
 
+/** The key between brackets; null when it was cut within an escape. */
+function keyIn(bracket) {
+  try {
+    return String(JSON.parse(bracket));
+  } catch {
+    return null;
+  }
+}
+
 /** Where the value at the path begins in the compact JSON of the whole, as far down as the path leads. */
 function byteOfPath(whole, path) {
   const steps = [...path.matchAll(/\.([A-Za-z_]\w*)|\[("(?:[^"\\]|\\.)*"|\d+)\]/g)];
   let offset = 0;
   let value = whole;
   for (const [, name, bracket] of steps) {
-    const key = name ?? String(JSON.parse(bracket));
-    if (typeof value !== 'object' || value === null || !Object.hasOwn(value, key)) return offset;
+    const key = name ?? keyIn(bracket);
+    if (key === null || typeof value !== 'object' || value === null || !Object.hasOwn(value, key)) return offset;
     const keys = Object.keys(value);
     const before = Object.fromEntries(keys.slice(0, keys.indexOf(key)).map((other) => [other, value[other]]));
     const isFirst = keys[0] === key;

@@ -4,6 +4,7 @@
 import { captureEvent } from './captured-event.mjs';
 
 const MAX_SESSIONS = 100; // of which custom events are awaited; the oldest are forgotten first
+const MAX_BACKLOG = 100; // of a session that begins to be live, lest it throws out what is
 const CUSTOM = /"(?:customEvent|sourceCustomEvent)":/;
 
 const isCustom = ({ event }) => event?.customEvent !== undefined || event?.sourceCustomEvent !== undefined;
@@ -35,7 +36,9 @@ export class UploadedEvents {
     const isNew = !this.#devices.delete(session);
     this.#devices.set(session, device);
     if (this.#devices.size > MAX_SESSIONS) this.#devices.delete(this.#devices.keys().next().value);
-    if (isNew) this.#takeFrom(this.#records.select({ endpoint: 'track' }).filter((line) => line.includes(session)));
+    if (!isNew) return;
+    const lines = this.#records.select({ endpoint: 'track' }).filter((line) => line.includes(session));
+    this.#takeFrom(lines.slice(-MAX_BACKLOG));
   }
 
   #takeNew() {
