@@ -2,7 +2,10 @@
 
 #include <Kova/Kova.h>
 
+#include <QApplication>
 #include <QFile>
+#include <exception>
+#include <string>
 #include <utility>
 
 #include "platform/foundation/NSException.h"
@@ -63,12 +66,18 @@ bool isDisabled(const std::string& disablingFile) {
 void start(const QString& environmentId, const KovaQtOptions& options) {
   static bool isStarted = false;
   if (isDisabled() || std::exchange(isStarted, true)) return;
-  startApplication(options);
+  if (!qobject_cast<QApplication*>(QCoreApplication::instance())) {
+    isStarted = false;
+    return NSLog("Kova was not started: there is no QApplication yet.");
+  }
   try {
+    startApplication(options);
     Kova::initialize(environmentId.toStdString(), optionsFor(options));
     Kova::changeInterval(options.uploadInterval);
   } catch (const NSException& exception) {
     NSLog("Kova was not started: " + exception.reason().value_or(""));
+  } catch (const std::exception& problem) {
+    NSLog(std::string("Kova was not started: ") + problem.what());
   }
 }
 

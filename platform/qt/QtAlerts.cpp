@@ -38,6 +38,7 @@ void addAction(QMessageBox& box, const std::shared_ptr<UIAlertController>& alert
 void showAlert(const std::shared_ptr<UIAlertController>& alert) {
   auto* const box = new QMessageBox(QApplication::activeWindow());
   box->setAttribute(Qt::WA_DeleteOnClose);
+  box->setAttribute(Qt::WA_QuitOnClose, false);  // the program ends when its own windows say so
   box->setWindowTitle(textOf(alert->title()));
   box->setText(textOf(alert->message()));
   for (const auto& action : alert->actions()) addAction(*box, alert, action);

@@ -49,6 +49,8 @@ bool QtEvents::eventFilter(QObject* watched, QEvent* event) {
     see(*watched, *event);
   } catch (const std::exception& problem) {
     NSLog(std::string("An event could not be read: ") + problem.what());
+  } catch (...) {
+    NSLog("An event could not be read.");  // a model of the app's may throw whatever it likes
   }
   return false;
 }

@@ -12,7 +12,9 @@ QtProxies& QtProxies::shared() {
 
 QtProxies::Proxies& QtProxies::proxiesOf(QObject& object) {
   const auto [entry, isNew] = proxies_.try_emplace(&object);
-  if (isNew) {
+  if (isNew || !entry->second.owner) {
+    entry->second = {};
+    entry->second.owner = &object;
     QObject::connect(&object, &QObject::destroyed, &receiver_, [this](QObject* dead) {
       // Released at the end: what goes with it may ask for others.
       const auto node = proxies_.extract(dead);
@@ -23,7 +25,7 @@ QtProxies::Proxies& QtProxies::proxiesOf(QObject& object) {
 
 const QtProxies::Proxies* QtProxies::find(const QObject& object) const {
   const auto found = proxies_.find(&object);
-  return found == proxies_.end() ? nullptr : &found->second;
+  return found == proxies_.end() || !found->second.owner ? nullptr : &found->second;
 }
 
 // The making may ask for other proxies; the place of one stays where it is.

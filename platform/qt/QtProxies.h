@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
 #include <memory>
 #include <unordered_map>
 
@@ -48,6 +49,7 @@ class QtProxies {
     std::shared_ptr<UIView> view;
     std::shared_ptr<UIWindow> window;
     std::shared_ptr<UIViewController> controller;
+    QPointer<QObject> owner;  // null once its end has begun: what is made then is nobody's
   };
 
   Proxies& proxiesOf(QObject& object);

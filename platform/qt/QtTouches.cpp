@@ -1,5 +1,6 @@
 #include "platform/qt/QtTouches.h"
 
+#include <QThread>
 #include <utility>
 
 #include "platform/dispatch/Scheduler.h"
@@ -67,6 +68,7 @@ void QtTouches::send(UITouchPhase phase) {
 
 void QtTouches::noteInput() {
   isInput_ = true;
+  inputLevel_ = QThread::currentThread()->loopLevel();
   if (std::exchange(isClearing_, true)) return;
   QMetaObject::invokeMethod(
       &receiver_, [this] { clearInput(); }, Qt::QueuedConnection);
@@ -85,7 +87,9 @@ void QtTouches::sendAction(const std::string& action, const std::shared_ptr<UIVi
   const auto application = UIApplication::sharedApplication();
   const auto touched = touchedView();
   const bool isTouched = touched && touched->isDescendantOfView(*sender);
-  if (!application || (!isTouched && !isInput_)) return;
+  // The input of a dialog that a slot has opened is not what the action behind that slot comes from.
+  const bool isInputHere = isInput_ && inputLevel_ == QThread::currentThread()->loopLevel();
+  if (!application || (!isTouched && !isInputHere)) return;
   if (!isTouched) press(hitInTheMiddleOf(sender), 1);
   const auto event = event_;
   const SEL selector(action);

@@ -38,6 +38,7 @@ class QtTouches {
   std::shared_ptr<UITouch> touch_;
   bool isDown_ = false;
   bool isInput_ = false;
+  int inputLevel_ = 0;  // of event loops, in which the input came
   bool isClearing_ = false;
 };
 
