@@ -27,8 +27,15 @@ if(NOT APPLE)
   set_target_properties(Kova KovaC KovaSimulator PROPERTIES INSTALL_RPATH "$ORIGIN")
 endif()
 
+# Nobody links the shared parts, which are loaded when they are needed: a package may leave them out.
+if(BUILD_SHARED_LIBS)
+  install(TARGETS KovaDrawing KovaSockets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+else()
+  set(kova_parts KovaDrawing KovaSockets)
+endif()
+
 install(
-  TARGETS Kova KovaPlatform KovaDrawing KovaSockets KovaC KovaSimulator
+  TARGETS Kova KovaPlatform ${kova_parts} KovaC KovaSimulator
   EXPORT KovaTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
