@@ -60,7 +60,9 @@ TEST_F(FacadeTest, InvalidEnvironmentIdFailsAnAssertion) {
   const std::pair<KovaText, std::string> cases[] = {
       {"", empty},      {nullptr, empty},           {"12a4", noNumber}, {"-1", noNumber},
       {"0a", noNumber}, {"\u0661\u0662", noNumber}, {"0123", zero},     {"0", zero}};
-  for (const auto& [id, message] : cases) {
+  for (const auto& given : cases) {
+    const KovaText id = given.first;
+    const std::string& message = given.second;
     SCOPED_TRACE(id.view());
     const auto lines = linesOf([&] {
       try {

@@ -75,8 +75,8 @@ TEST_F(WebSocketSessionTest, AsksForTheSocketBelowTheBaseUrl) {
 
 TEST_F(WebSocketSessionTest, UnderstandsWellFormedHandshakesAlone) {
   const auto intervals = R"("pingInterval":25000,"pingTimeout":20000)";
-  const auto sid = [&](const std::string& sid) { return R"({"sid":)" + sid + "," + intervals + "}"; };
-  const auto times = [](const std::string& times) { return R"({"sid":"a",)" + times + "}"; };
+  const auto sid = [&](const std::string& text) { return R"({"sid":)" + text + "," + intervals + "}"; };
+  const auto times = [](const std::string& text) { return R"({"sid":"a",)" + text + "}"; };
   const std::string large(1 << 20, 'x');
   const std::pair<std::string, double> cases[] = {
       {sid("\"abc\""), 32},
