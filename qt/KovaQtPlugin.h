@@ -9,5 +9,5 @@ class KovaQtPlugin final : public QGenericPlugin {
   Q_PLUGIN_METADATA(IID QGenericPluginFactoryInterface_iid FILE "kova.json")
 
  public:
-  QObject* create(const QString& key, const QString& specification) override;
+  QObject* create(const QString& key, const QString& settings) override;
 };
