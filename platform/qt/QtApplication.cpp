@@ -120,9 +120,9 @@ void startQtApplication(QtOptions options) {
   handlers.propertyChanged = std::move(options.propertyChanged);
   handlers.windowShown = std::move(options.windowShown);
   handlers.stateChanged = [application] { application->followState(); };
-  auto& events = *new QtEvents(std::move(handlers));
-  events.install();
-  QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &events,
+  static QtEvents* const events = new QtEvents(std::move(handlers));  // lives as long as the process
+  events->install();
+  QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, events,
                    std::move(options.willQuit));
 }
 

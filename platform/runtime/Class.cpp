@@ -9,6 +9,7 @@ struct ClassTable {
   Mutex mutex;
   // Keyed by each record's own name.
   std::unordered_map<std::string_view, Class*> classes PLATFORM_GUARDED_BY(mutex);
+  std::vector<std::unique_ptr<Class>> ofTakenNames PLATFORM_GUARDED_BY(mutex);
 };
 
 ClassTable& classTable() {
@@ -24,8 +25,12 @@ Class::Class(std::string_view name, const std::type_info& type, const Class* sup
 bool Class::enterQuietly(std::unique_ptr<Class> record) {
   ClassTable& table = classTable();
   MutexLock lock(table.mutex);
-  const Class& entered = *record;
-  return table.classes.emplace(entered.name(), record.release()).second;  // for good
+  if (table.classes.emplace(record->name(), record.get()).second) {
+    record.release();  // for good
+    return true;
+  }
+  table.ofTakenNames.push_back(std::move(record));
+  return false;
 }
 
 Class& Class::derive(std::string_view name, Class& superclass, const std::type_info& type) {

@@ -149,6 +149,7 @@ TEST_F(KovaQueueManagerTest, MakesBatchesOfMessagesThatAreEnrichedAndKeepsTheOth
   viewPages();
   for (std::size_t i = 0; i < std::size(cases); ++i) {
     SCOPED_TRACE(i);
+    queues = nullptr;  // who holds the journal
     openStore()->clear();
     reopen();
     number = 0;
