@@ -2,13 +2,12 @@
 
 #include <Kova/Kova.h>
 
-#include <unistd.h>
-
 #include <atomic>
 
 #include "platform/dispatch/ThreadScheduler.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/net/NetworkReachability.h"
+#include "platform/runtime/Fork.h"
 #include "src/core/Guard.h"
 #include "src/core/KIBailer.h"
 
@@ -17,7 +16,7 @@ using namespace platform;
 namespace {
 
 std::atomic<bool> isStarted = false;
-std::atomic<pid_t> loopOwner = 0;  // the process that the loop of its own runs in
+std::atomic<bool> hasLoopOfItsOwn = false;
 
 void startApplication(const KovaHost& host) {
   startLinuxApplication({.applicationName = host.name,
@@ -31,14 +30,15 @@ void startApplication(const KovaHost& host) {
 
 }  // namespace
 
-bool kova::isOnThreadOfHost() { return loopOwner != getpid() || Scheduler::current().isMainThread(); }
+bool kova::isOnThreadOfHost() { return !hasLoopOfItsOwn || Scheduler::current().isMainThread(); }
 
 void Kova::startHost(const KovaHost& host) {
   kova::guarded({"Kova", "startHost:"}, [&host] {
     if (isStarted.exchange(true)) return;
     if (host.runLoop == KovaRunLoop::OfItsOwn) {
       ThreadScheduler::installed().ownRunLoop().runOnThreadOfItsOwn();
-      loopOwner = getpid();
+      hasLoopOfItsOwn = true;
+      runInForkedChildren([] { hasLoopOfItsOwn = false; });
       KIBailer::sharedBailer().bailInForkedChildren();  // who have no such thread
     }
     kova::onThreadOfHost([&host] {
