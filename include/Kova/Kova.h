@@ -100,7 +100,8 @@ class KOVA_EXPORT Kova {
   // one that wants to know. Waits for it, but `seconds` at most; what is stored and not sent goes with the
   // next start. Touches that wait for their action are recorded as they are. Messages that wait for a
   // pageview are stored, not sent, and a debug line counts them. Answers {} at once before initialisation and
-  // on the library's own threads. Away from the main thread it waits for the main run loop to get there.
+  // on the queue that the library works on. Away from the main thread it waits for the main run loop to get
+  // there.
   static KovaFlushed flush(double seconds);
   // The same, and then records and sends nothing any more, until the next initialize.
   static KovaFlushed shutdown(double seconds);
