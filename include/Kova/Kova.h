@@ -106,6 +106,13 @@ class KOVA_EXPORT Kova {
   // The same, and then records and sends nothing any more, until the next initialize.
   static KovaFlushed shutdown(double seconds);
 
+  // Stops what runs, without sending, and erases what is stored under the environment id: user, properties,
+  // all that waits to be sent, and the app's version, which all environments of the app share. For a user who
+  // withdraws a consent; the next initialize begins with a new one. Answers whether nothing is left, which
+  // it is not where the disk refuses, or another process of the app has part of it. Belongs to the main
+  // thread.
+  static bool eraseStored(KovaText envId);
+
   // Records an event of the app's own.
   static void track(KovaText event);
   static void track(KovaText event, const KovaProperties& properties);

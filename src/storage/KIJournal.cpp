@@ -97,6 +97,17 @@ void KIJournal::clearFor(const KovaPersistentStore& store) {
   if (const auto file = RecordFile::open(path)) file->clear();
 }
 
+void KIJournal::removeFor(KovaPersistentStore& store) {
+  store.removeObjectForKey(kNumberKey);
+  if (!existsFor(store)) return;
+  if (const auto file = RecordFile::open(pathFor(store))) NSFileManager().removeItem(pathFor(store));
+}
+
+bool KIJournal::existsFor(const KovaPersistentStore& store) {
+  const std::string path = pathFor(store);
+  return !path.empty() && NSFileManager().fileExists(path) != FileKind::None;
+}
+
 void KIJournal::tellOnce(std::string_view what) {
   if (std::exchange(isTold_, true)) return;
   KovaLogDebug("The journal of environment %@ %@.", store_.appId(), what);

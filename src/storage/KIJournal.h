@@ -43,8 +43,13 @@ class KIJournal {
   void noteTakenOver() KOVA_ON_MUTATION_QUEUE;
   void forgetTakenOver() KOVA_ON_MUTATION_QUEUE;
 
-  // Empties the journal of the store's environment, unless somebody holds it.
+  // Lets go of the file: from now on messages are in memory only.
+  void close() KOVA_ON_MUTATION_QUEUE { file_ = nullptr; }
+
+  // Empties the journal of the store's environment, unless somebody holds it; or removes it, and its number.
   static void clearFor(const KovaPersistentStore& store);
+  static void removeFor(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
+  static bool existsFor(const KovaPersistentStore& store);
 
  private:
   static std::string pathFor(const KovaPersistentStore& store);

@@ -125,6 +125,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
                                                     Limits limits) KOVA_ON_MUTATION_QUEUE;
   static std::vector<platform::MutableDictionary> mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       const std::vector<platform::Dictionary>& dictionaries);
+  // Lets go of the store's files, for whoever erases them.
+  void abandonStore() KOVA_ON_MUTATION_QUEUE { journal_.close(); }
   static void removeFromPersistentStore(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
 
  private:

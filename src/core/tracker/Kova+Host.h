@@ -11,6 +11,9 @@ namespace kova {
 // the library's own.
 bool isOnThreadOfHost();
 
+// Shuts the tracker down that is in force, if any; what it has queued is still to be done.
+void stopSharedTracker();
+
 // Runs the block where that is so, and returns when it has run. It throws nothing.
 template <class Block>
 void onThreadOfHost(Block block) {

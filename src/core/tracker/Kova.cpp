@@ -48,6 +48,12 @@ Answer ask(const char* selector, Call&& call, Answer bailed, Answer absent) {
 
 std::atomic<bool> wasShutDown = false;
 
+// What it has queued is waited for by whoever comes next.
+void stop(KovaTracker& tracker) {
+  wasShutDown = true;
+  if (KovaTracker::clearSharedTracker(tracker)) tracker.stop("");
+}
+
 void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> options) {
   const auto& mutationQueue = KOVA_serialStateQueue();
   const auto previous = KovaTracker::sharedTracker();
@@ -72,6 +78,10 @@ void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> optio
 }
 
 }  // namespace
+
+void kova::stopSharedTracker() {
+  if (const auto tracker = KovaTracker::sharedTracker()) stop(*tracker);
+}
 
 std::string Kova::libVersion() { return std::string(KovaLibraryVersion); }
 
@@ -158,8 +168,7 @@ KovaFlushed Kova::flush(double seconds) {
 KovaFlushed Kova::shutdown(double seconds) {
   const auto shutDown = [seconds](KovaTracker& tracker) {
     const KovaFlushed flushed = tracker.flush(seconds);
-    wasShutDown = true;
-    if (KovaTracker::clearSharedTracker(tracker)) tracker.stop("");
+    stop(tracker);
     return flushed;
   };
   return ask<KovaFlushed>("shutdown:", shutDown, {}, {});

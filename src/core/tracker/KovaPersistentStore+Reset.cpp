@@ -48,3 +48,12 @@ void KovaPersistentStore::clear(const Names& spared) {
     if (!spared.contains(name)) removeJSONObjectDataFromDisk(name);
   }
 }
+
+bool KovaPersistentStore::erase() {
+  clear();
+  KIJournal::removeFor(*this);
+  isErased_ = true;
+  if (cacheUrl_) fileManager_.removeItem(cacheUrl_->path());
+  const bool areFilesGone = !cacheUrl_ || fileManager_.fileExists(cacheUrl_->path()) == FileKind::None;
+  return userDefaults_.synchronize() && areFilesGone && !KIJournal::existsFor(*this);
+}

@@ -86,6 +86,12 @@ bool KILifecycle::persistNewVersion(const KILifecycleVersion& version, NSUserDef
   return isStored;
 }
 
+bool KILifecycle::forgetVersion() {
+  const auto defaults = NSUserDefaults::withSuiteName(kSuiteName);
+  return defaults->setObjects({{kVersionKey, std::nullopt}, {kBuildKey, std::nullopt}}) &&
+         defaults->synchronize();
+}
+
 std::optional<std::string> KILifecycle::installationTime() {
   const NSFileManager files;
   const auto attributes = files.attributes(files.directory(SearchPath::Documents));

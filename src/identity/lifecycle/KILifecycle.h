@@ -39,6 +39,8 @@ class KILifecycle {
   static KILifecycleVersion currentVersionWithOptions(const KovaOptions& options);
   // False when the suite could not be written.
   static bool persistNewVersion(const KILifecycleVersion& version, platform::NSUserDefaults& defaults);
+  // The next start is a first one. False when the suite could not be written.
+  static bool forgetVersion();
   // When the documents directory was made, in milliseconds since 1970; none where the file system does not
   // tell.
   static std::optional<std::string> installationTime();

@@ -61,6 +61,7 @@ std::string KovaPersistentStore::storageKeyForKey(std::string_view key) const {
 }
 
 bool KovaPersistentStore::setObject(const Value& value, std::string_view key) {
+  if (isErased_) return false;
   if (!step_) return userDefaults_.setObject(value, storageKeyForKey(key));
   step_->emplace_back(storageKeyForKey(key), value);
   return false;
@@ -83,6 +84,7 @@ bool KovaPersistentStore::changeInOneStep(const std::function<void()>& changes) 
     step_.reset();
     throw;
   }
+  if (isErased_) return step_.reset(), false;
   return userDefaults_.setObjects(*std::exchange(step_, std::nullopt));
 }
 
@@ -121,7 +123,7 @@ std::optional<std::string> KovaPersistentStore::saveJSONObjectToDisk(const Value
 
 std::optional<std::string> KovaPersistentStore::saveJSONDataToDisk(std::string_view data) const {
   const std::string fileName = NSUUID::UUID().UUIDString();
-  const auto path = pathOf(fileName);
+  const auto path = isErased_ ? std::nullopt : pathOf(fileName);
   if (!path || !fileManager_.createFile(*path, data)) return std::nullopt;
   return fileName;
 }

@@ -68,12 +68,15 @@ class KovaPersistentStore {
                                             std::size_t queuedMessageBatchLimit,
                                             const Names& spared = {}) KOVA_ON_MUTATION_QUEUE;
   void clear(const Names& spared = {}) KOVA_ON_MUTATION_QUEUE;
+  // Clears it, its directory too, for good: nothing is stored any more by those who still hold it. Answers
+  // whether nothing is left.
+  bool erase() KOVA_ON_MUTATION_QUEUE;
 
   // The name of the new file; none when there is no directory, the object is not valid JSON or the write
   // fails.
   std::optional<std::string> saveJSONObjectToDisk(const platform::Value& object) const KOVA_ON_MUTATION_QUEUE;
   // The same for what is JSON already.
-  std::optional<std::string> saveJSONDataToDisk(std::string_view data) const;
+  std::optional<std::string> saveJSONDataToDisk(std::string_view data) const KOVA_ON_MUTATION_QUEUE;
   // A name that leads out of the directory names no file. Unreadable, with a line of debug log, is what a
   // later try may read; a disk error is that once, and "none" when an earlier process has met it already.
   platform::Reading<std::string> readJSONObjectDataFromDisk(std::string_view fileName) const
@@ -103,6 +106,7 @@ class KovaPersistentStore {
   platform::NSUserDefaults& userDefaults_;
   const platform::NSFileManager fileManager_{};
   const std::optional<platform::NSURL> cacheUrl_;
+  bool isErased_ KOVA_OF_MUTATION_QUEUE = false;
   std::optional<platform::NSUserDefaults::Changes> step_ KOVA_OF_MUTATION_QUEUE;  // while one is being made
   // The file that gave an earlier process a disk error; asked for at the first such error of this one.
   mutable std::optional<platform::Reading<std::string>> failedBefore_ KOVA_OF_MUTATION_QUEUE;

@@ -15,6 +15,16 @@ std::map<std::string, std::weak_ptr<Object>>& aliveInEnvironments() KOVA_ON_MAIN
   return objects;
 }
 
+// The one that somebody holds, if any; from now on there is none.
+template <class Object>
+std::shared_ptr<Object> takeFromEnvironment(const std::string& appId) KOVA_ON_MAIN_THREAD {
+  auto& alive = aliveInEnvironments<Object>();
+  const auto found = alive.find(appId);
+  auto object = found == alive.end() ? nullptr : found->second.lock();
+  if (found != alive.end()) alive.erase(found);
+  return object;
+}
+
 // The one object of its kind that an environment id has, for as long as somebody holds it; made when nobody
 // does. What mirrors stored values in memory is found this way: two of a kind would overwrite each other's
 // rows. It is shared with whoever else holds it.

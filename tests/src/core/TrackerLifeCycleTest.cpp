@@ -1,10 +1,13 @@
 // Start, stop, background and foreground.
 
+#include <filesystem>
 #include <utility>
 
+#include "platform/foundation/NSFileManager.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/core/tracker/KovaTracker.h"
 #include "tests/src/core/TrackerFixture.h"
+#include "tests/support/HeldURLSession.h"
 
 using namespace platform;
 using testing::Contains;
@@ -216,6 +219,36 @@ TEST_F(TrackerLifeCycleTest, WorkOfAStoppedTrackerSetsNoTimer) {
   device.drain();
   EXPECT_TRUE(stopped.expired());
   EXPECT_EQ(device.scheduler.pendingTimerCount(), timers);
+}
+
+// A request that was under way, and whoever else still holds a part of it, brings nothing back.
+TEST_F(TrackerLifeCycleTest, ErasingLeavesNothingStored) {
+  const auto session = std::make_shared<HeldURLSession>();
+  const auto options = device.options();
+  options->setTestOnlyUrlSession(session);
+  device.start(options);
+  Kova::identify("ada");
+  Kova::track("Checkout");
+  device.application->enterBackground();
+  device.drain();
+  const auto user = Kova::userId();
+  const std::string journal = directories().applicationSupport + "/kova-12345.journal";
+  ASSERT_TRUE(std::filesystem::exists(journal) && std::filesystem::exists(device.batchDirectory()));
+  ASSERT_FALSE(session->open.empty());
+
+  EXPECT_TRUE(Kova::eraseStored(SimulatedDevice::kEnvironment));
+  Kova::track("Refused");
+  for (const auto& request : session->takeOpen()) request.fail();
+  device.drain();
+  for (const char* key : {"userId", "identity", "queuedPageviews", "parts", "queuedMessageBatches"})
+    EXPECT_EQ(storedText(key), "(nothing)") << key;
+  EXPECT_FALSE(std::filesystem::exists(journal) || std::filesystem::exists(device.batchDirectory()));
+
+  device.start();
+  EXPECT_NE(Kova::userId(), user);
+  EXPECT_EQ(Kova::identity(), std::nullopt);
+  send();
+  EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent")) << "as after an installation";
 }
 
 }  // namespace
