@@ -37,6 +37,8 @@ void NSTimer::invalidate() {
   const Work released = std::exchange(work_, nullptr);
 }
 
+void NSTimer::restart() { fireUptime_ = Scheduler::current().uptime() + interval_; }
+
 NSDate NSTimer::fireDate() const {
   Scheduler& scheduler = Scheduler::current();
   return scheduler.now().adding(fireUptime_ - scheduler.uptime());
@@ -46,14 +48,17 @@ NSDate NSTimer::fireDate() const {
 // it ends.
 class NSTimer::Firing {
  public:
-  explicit Firing(NSTimer& timer) : timer_(timer), work_(std::exchange(timer.work_, nullptr)) {}
+  explicit Firing(NSTimer& timer)
+      : timer_(timer), fireUptime_(timer.fireUptime_), work_(std::exchange(timer.work_, nullptr)) {}
   ~Firing() {
     if (!timer_.valid_) return;
-    if (!timer_.repeats_) {
+    const bool isRestarted = timer_.fireUptime_ != fireUptime_;
+    if (!timer_.repeats_ && !isRestarted) {
       timer_.invalidate();
       return;
     }
     timer_.work_ = std::move(work_);
+    if (isRestarted) return;
     const double interval = timer_.interval_;
     const double late = Scheduler::current().uptime() - timer_.fireUptime_;
     timer_.fireUptime_ += interval * (late > 0 ? std::floor(late / interval) + 1 : 1);
@@ -67,6 +72,7 @@ class NSTimer::Firing {
 
  private:
   NSTimer& timer_;
+  const double fireUptime_;
   Work work_;
 };
 

@@ -29,6 +29,10 @@ class NSTimer : public std::enable_shared_from_this<NSTimer> {
   // returns; the run loop keeps nothing of the timer.
   void invalidate();
 
+  // Begins the interval anew: the timer fires `timeInterval()` seconds from now, and once more if its own
+  // work says so. Costs a look at the clock: the run loop learns of it when the timer would have fired.
+  void restart();
+
   // Until invalidated; a timer that does not repeat is invalidated after its work has run.
   bool isValid() const { return valid_; }
 

@@ -3,10 +3,13 @@
 
 #include "platform/dispatch/NSTimer.h"
 #include "platform/dispatch/RunLoop.h"
+#include "platform/dispatch/Scheduler.h"
 
 namespace platform {
 
 void RunLoop::fire(const std::shared_ptr<NSTimer>& timer, RunLoopMode mode) {
+  if (timer->fireUptime() > Scheduler::current().uptime())
+    return addTimer(timer, mode);  // restarted since it was added
   try {
     timer->fire();
   } catch (...) {

@@ -40,8 +40,8 @@ class RunLoop {
   // toolkit then does not keep the mode itself, says otherwise.
   virtual void setCurrentMode(RunLoopMode /*mode*/) {}
 
-  // For subclasses, when a timer's time has come and they have let go of it: fires it, and adds it again if
-  // it is still valid, also when its work throws.
+  // For subclasses, when a timer's time has come and they have let go of it: fires it, unless it has been
+  // restarted since it was added, and adds it again if it is still valid, also when its work throws.
   void fire(const std::shared_ptr<NSTimer>& timer, RunLoopMode mode);
 
   // Whether the caller is on the thread that this loop runs on: the first thread of the process unless a

@@ -12,8 +12,10 @@ void KISessionTimer::extend(Work expired) {
   if (isStopped_) return;
   constexpr double kExpirationInterval = 300.0;  // seconds
   const double interval = options_->testOnlySessionExpirationInterval().value_or(0);
+  const double seconds = interval > 0 ? interval : kExpirationInterval;
+  if (timer_ && timer_->isValid() && timer_->timeInterval() == seconds) return timer_->restart();
   if (timer_) timer_->invalidate();
-  timer_ = NSTimer::scheduled(interval > 0 ? interval : kExpirationInterval, std::move(expired));
+  timer_ = NSTimer::scheduled(seconds, std::move(expired));
 }
 
 void KISessionTimer::stop() {

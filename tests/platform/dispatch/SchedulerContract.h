@@ -91,6 +91,16 @@ TYPED_TEST_P(SchedulerContract, TheLoopHoldsATimerUntilItFiredOrIsInvalidated) {
   EXPECT_TRUE(firing.expired());
 }
 
+TYPED_TEST_P(SchedulerContract, ARestartedTimerFiresAWholeIntervalLater) {
+  double restarted = 0;
+  const auto timer = NSTimer::scheduled(
+      0.05, [&] { this->note(this->time.scheduler.uptime() >= restarted + 0.05 ? "in time" : "too early"); });
+  this->time.pass(0.01);
+  restarted = this->time.scheduler.uptime();
+  timer->restart();
+  this->expectNotes("in time");
+}
+
 TYPED_TEST_P(SchedulerContract, ARepeatingTimerEndsWhenItsWorkInvalidatesIt) {
   auto held = std::make_shared<std::string>("held");
   const std::weak_ptr<std::string> watched = held;
@@ -190,8 +200,9 @@ TYPED_TEST_P(SchedulerContract, CancelHoldsForATimerThatIsAlreadyDueAndReleasesI
 REGISTER_TYPED_TEST_SUITE_P(
     SchedulerContract, TheLoopPerformsInOrderFromAnyThreadAndWithinARun,
     ADefaultTimerWaitsWhileTrackingAndThenFiresOnce, TheLoopHoldsATimerUntilItFiredOrIsInvalidated,
-    ARepeatingTimerEndsWhenItsWorkInvalidatesIt, WorkThatThrowsLeavesTheLoopAndItsTimersFitToGoOn,
-    TheMainQueueRunsOnTheLoopAndTimesByIt, WorkSeesItsThreadAndIsReleasedRightAfterItRan,
-    AQueuesTimersFireInOrderOfTimeAndNotBefore, CancelHoldsForATimerThatIsAlreadyDueAndReleasesItsWork);
+    ARestartedTimerFiresAWholeIntervalLater, ARepeatingTimerEndsWhenItsWorkInvalidatesIt,
+    WorkThatThrowsLeavesTheLoopAndItsTimersFitToGoOn, TheMainQueueRunsOnTheLoopAndTimesByIt,
+    WorkSeesItsThreadAndIsReleasedRightAfterItRan, AQueuesTimersFireInOrderOfTimeAndNotBefore,
+    CancelHoldsForATimerThatIsAlreadyDueAndReleasesItsWork);
 
 }  // namespace platform
