@@ -57,18 +57,10 @@ void SDLRunLoop::addTimer(std::shared_ptr<NSTimer> timer, RunLoopMode mode) {
   if (!timer || !timer->isValid()) return;
   removeTimer(*timer);
   timer->attach(this);
-  const NSTimer* const identity = timer.get();
-  const double deadline = timer->fireUptime();
-  keys_[identity] = timers_.add(deadline, {std::move(timer), mode});
+  timers_.add(std::move(timer), mode);
 }
 
-void SDLRunLoop::removeTimer(NSTimer& timer) {
-  const auto found = keys_.find(&timer);
-  if (found == keys_.end()) return;
-  const auto key = found->second;
-  keys_.erase(found);
-  timers_.remove(key);
-}
+void SDLRunLoop::removeTimer(NSTimer& timer) { timers_.remove(timer); }
 
 void SDLRunLoop::runQueuedWork() {
   std::deque<Work> work;
@@ -81,11 +73,7 @@ void SDLRunLoop::runQueuedWork() {
 
 void SDLRunLoop::runDueTimers() {
   const double now = uptime();
-  for (auto key = nextTimer(); key && key->deadline <= now; key = nextTimer()) {
-    const auto entry = timers_.remove(*key);
-    keys_.erase(entry->timer.get());
-    fire(entry->timer, entry->mode);
-  }
+  while (const auto due = timers_.takeDue(mode_, now)) fire(due->timer, due->mode);
 }
 
 void SDLRunLoop::waitForEvents(double limit, const EventHandler& handleEvent) {
@@ -97,13 +85,7 @@ void SDLRunLoop::waitForEvents(double limit, const EventHandler& handleEvent) {
 }
 
 int SDLRunLoop::millisecondsToWait(double limit) const {
-  const auto timer = nextTimer();
-  const double wakeAt = std::min(timer ? timer->deadline : kForever, limit);
+  const double wakeAt = std::min(timers_.nextDeadline(mode_).value_or(kForever), limit);
   const double seconds = std::clamp(wakeAt - uptime(), 0.0, kLongestWait);
   return static_cast<int>(std::ceil(seconds * 1000));
-}
-
-std::optional<SDLRunLoop::Timers::Key> SDLRunLoop::nextTimer() const {
-  return timers_.first(
-      [this](const Entry& entry) { return entry.mode == mode_ || entry.mode == RunLoopMode::Common; });
 }

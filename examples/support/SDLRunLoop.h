@@ -5,11 +5,9 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <optional>
-#include <unordered_map>
 
+#include "platform/dispatch/LoopTimers.h"
 #include "platform/dispatch/RunLoop.h"
-#include "platform/dispatch/TimerTable.h"
 #include "platform/runtime/Mutex.h"
 
 // SDL's event loop as the main run loop: waits for events of the window, work of other threads and timers,
@@ -34,25 +32,17 @@ class SDLRunLoop final : public platform::RunLoop {
   void setCurrentMode(platform::RunLoopMode mode) override { mode_ = mode; }
 
  private:
-  struct Entry {
-    std::shared_ptr<platform::NSTimer> timer;
-    platform::RunLoopMode mode;
-  };
-  using Timers = platform::TimerTable<Entry>;
-
   void runQueuedWork();
   void runDueTimers();
   // Handles what comes until something else is due, or until `limit` in seconds of uptime.
   void waitForEvents(double limit, const EventHandler& handleEvent);
   int millisecondsToWait(double limit) const;
-  std::optional<Timers::Key> nextTimer() const;
 
   const Uint32 wakeUpEvent_;
   platform::Mutex mutex_;
   std::deque<platform::Work> queued_ PLATFORM_GUARDED_BY(mutex_);
   // Main thread.
-  Timers timers_;
-  std::unordered_map<const platform::NSTimer*, Timers::Key> keys_;
+  platform::LoopTimers timers_;
   platform::RunLoopMode mode_ = platform::RunLoopMode::Default;
   bool stopped_ = false;
 };

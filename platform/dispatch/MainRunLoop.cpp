@@ -1,5 +1,6 @@
 #include "platform/dispatch/MainRunLoop.h"
 
+#include <algorithm>
 #include <limits>
 #include <thread>
 #include <utility>
@@ -23,7 +24,7 @@ double wallClock() {
 
 MainRunLoop::~MainRunLoop() {
   MutexLock lock(mutex_);
-  for (const auto& [key, entry] : timers_.entries()) entry.timer->attach(nullptr);
+  timers_.detachAll();
 }
 
 void MainRunLoop::run() { runUntilUptime(RunLoopMode::Default, kForever); }
@@ -64,19 +65,14 @@ void MainRunLoop::addTimer(std::shared_ptr<NSTimer> timer, RunLoopMode mode) {
   removeTimer(*timer);
   timer->attach(this);
   MutexLock lock(mutex_);
-  const NSTimer* const identity = timer.get();
-  const double deadline = timer->fireUptime();
-  keys_[identity] = timers_.add(deadline, Entry{std::move(timer), mode});
+  timers_.add(std::move(timer), mode);
   wakeUp();
 }
 
 void MainRunLoop::removeTimer(NSTimer& timer) {
-  std::optional<Entry> removed;  // released after the lock
+  std::optional<LoopTimers::Entry> removed;  // released after the lock
   MutexLock lock(mutex_);
-  const auto found = keys_.find(&timer);
-  if (found == keys_.end()) return;
-  removed = timers_.remove(found->second);
-  keys_.erase(found);
+  removed = timers_.remove(timer);
 }
 
 RunLoopMode MainRunLoop::currentMode() const {
@@ -143,15 +139,14 @@ void MainRunLoop::runQueuedWork() {
 void MainRunLoop::runDueTimers() {
   const double now = deviceUptime();
   while (true) {
-    std::optional<Entry> entry;
+    std::optional<LoopTimers::Entry> due;
     {
       MutexLock lock(mutex_);
-      const auto key = nextTimer();
-      if (stopRequested_ || !key || key->deadline > now) return;
-      entry = timers_.remove(*key);
-      keys_.erase(entry->timer.get());
+      if (stopRequested_) return;
+      due = timers_.takeDue(mode(), now);
     }
-    fire(entry->timer, entry->mode);
+    if (!due) return;
+    fire(due->timer, due->mode);
   }
 }
 
@@ -162,10 +157,10 @@ bool MainRunLoop::waitForWork(double limit) {
     const double now = deviceUptime();
     if (now >= limit) return false;
     if (!queued_.empty()) return true;
-    const auto timer = nextTimer();
-    if (timer && timer->deadline <= now) return true;
+    const double deadline = timers_.nextDeadline(mode()).value_or(kForever);
+    if (deadline <= now) return true;
 
-    const double wakeAt = timer ? std::min(timer->deadline, limit) : limit;
+    const double wakeAt = std::min(deadline, limit);
     asleep_ = true;
     if (wakeAt == kForever) {
       wake_.wait(mutex_);
@@ -177,11 +172,5 @@ bool MainRunLoop::waitForWork(double limit) {
 }
 
 bool MainRunLoop::takeStop() { return std::exchange(stopRequested_, false); }
-
-std::optional<MainRunLoop::Timers::Key> MainRunLoop::nextTimer() const {
-  const RunLoopMode current = mode();
-  return timers_.first(
-      [current](const Entry& entry) { return entry.mode == current || entry.mode == RunLoopMode::Common; });
-}
 
 }  // namespace platform

@@ -3,10 +3,10 @@
 #include <atomic>
 #include <deque>
 #include <memory>
-#include <unordered_map>
+#include <optional>
 
+#include "platform/dispatch/LoopTimers.h"
 #include "platform/dispatch/RunLoop.h"
-#include "platform/dispatch/TimerTable.h"
 #include "platform/foundation/NSDate.h"
 #include "platform/runtime/Condition.h"
 
@@ -45,11 +45,6 @@ class MainRunLoop final : public RunLoop {
   bool isMainThread() const override;
 
  private:
-  struct Entry {
-    std::shared_ptr<NSTimer> timer;
-    RunLoopMode mode;
-  };
-  using Timers = TimerTable<Entry>;
   class RunningIn;
 
   RunLoopMode exchangeRunMode(RunLoopMode mode);
@@ -61,7 +56,6 @@ class MainRunLoop final : public RunLoop {
   bool waitForWork(double limit);
   bool takeStop() PLATFORM_REQUIRES(mutex_);
   RunLoopMode mode() const PLATFORM_REQUIRES(mutex_) { return tracking_ ? RunLoopMode::Tracking : runMode_; }
-  std::optional<Timers::Key> nextTimer() const PLATFORM_REQUIRES(mutex_);
   void wakeUp() PLATFORM_REQUIRES(mutex_);
 
   std::atomic<bool> hasThread_ = false;
@@ -72,8 +66,7 @@ class MainRunLoop final : public RunLoop {
   RunLoopMode runMode_ PLATFORM_GUARDED_BY(mutex_) = RunLoopMode::Default;  // what the innermost run asks for
   bool tracking_ PLATFORM_GUARDED_BY(mutex_) = false;                       // whatever the run asks for
   std::deque<Work> queued_ PLATFORM_GUARDED_BY(mutex_);
-  Timers timers_ PLATFORM_GUARDED_BY(mutex_);
-  std::unordered_map<const NSTimer*, Timers::Key> keys_ PLATFORM_GUARDED_BY(mutex_);
+  LoopTimers timers_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

@@ -13,6 +13,7 @@ namespace platform {
 namespace {
 
 constexpr double kLongestWait = 3600;  // seconds; Qt takes milliseconds as an int
+constexpr RunLoopMode kAnyMode = RunLoopMode::Common;
 
 double uptime() { return Scheduler::current().uptime(); }
 
@@ -59,35 +60,26 @@ void QtRunLoop::addTimer(std::shared_ptr<NSTimer> timer, RunLoopMode mode) {
   if (!timer || !timer->isValid()) return;
   removeTimer(*timer);
   timer->attach(this);
-  const NSTimer* const identity = timer.get();
   const double deadline = timer->fireUptime();
-  keys_[identity] = timers_.add(deadline, {std::move(timer), mode});
-  if (timers_.first()->deadline == deadline) arm();
+  timers_.add(std::move(timer), mode);
+  if (timers_.nextDeadline(kAnyMode) == deadline) arm();
 }
 
 // An alarm that finds nothing due only sets the next one.
-void QtRunLoop::removeTimer(NSTimer& timer) {
-  const auto found = keys_.find(&timer);
-  if (found == keys_.end()) return;
-  const auto key = found->second;
-  keys_.erase(found);
-  timers_.remove(key);
-}
+void QtRunLoop::removeTimer(NSTimer& timer) { timers_.remove(timer); }
 
 void QtRunLoop::arm() {
-  const auto next = timers_.first();
-  if (!next) return;
-  const double seconds = std::clamp(next->deadline - uptime(), 0.0, kLongestWait);
+  const auto deadline = timers_.nextDeadline(kAnyMode);
+  if (!deadline) return;
+  const double seconds = std::clamp(*deadline - uptime(), 0.0, kLongestWait);
   alarm_.start(static_cast<int>(std::ceil(seconds * 1000)));
 }
 
 void QtRunLoop::runDueTimers() {
   const double now = uptime();
-  for (auto key = timers_.first(); key && key->deadline <= now; key = timers_.first()) {
-    const auto entry = timers_.remove(*key);
-    keys_.erase(entry->timer.get());
+  while (const auto due = timers_.takeDue(kAnyMode, now)) {
     arm();  // the timer's work may start a loop of its own
-    fire(entry->timer, entry->mode);
+    fire(due->timer, due->mode);
   }
   arm();
 }

@@ -3,10 +3,10 @@
 #include <QObject>
 #include <QTimer>
 #include <deque>
-#include <unordered_map>
+#include <memory>
 
+#include "platform/dispatch/LoopTimers.h"
 #include "platform/dispatch/RunLoop.h"
-#include "platform/dispatch/TimerTable.h"
 #include "platform/runtime/Mutex.h"
 
 namespace platform {
@@ -25,12 +25,6 @@ class QtRunLoop final : public RunLoop {
   bool isMainThread() const override;
 
  private:
-  struct Entry {
-    std::shared_ptr<NSTimer> timer;
-    RunLoopMode mode;
-  };
-  using Timers = TimerTable<Entry>;
-
   // One piece an event, so that the others go on in a loop that the piece may start.
   void runNext();
   void post();
@@ -43,8 +37,7 @@ class QtRunLoop final : public RunLoop {
   Mutex mutex_;
   std::deque<Work> queued_ PLATFORM_GUARDED_BY(mutex_);
   // Main thread.
-  Timers timers_;
-  std::unordered_map<const NSTimer*, Timers::Key> keys_;
+  LoopTimers timers_;
 };
 
 }  // namespace platform

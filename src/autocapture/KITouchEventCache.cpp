@@ -2,12 +2,11 @@
 
 #include <algorithm>
 
-#include "platform/dispatch/Scheduler.h"
 #include "platform/runtime/Retained.h"
 #include "platform/uikit/UIControl.h"
 #include "platform/uikit/UITouch.h"
 #include "src/core/Guard.h"
-#include "src/core/KovaLogger.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
 
 using namespace platform;
 
@@ -15,11 +14,6 @@ namespace {
 
 constexpr const char* kPhase = "phase";
 const char kTouchStateContext = 0;  // its address tells this observation from others
-
-void warnOffMainThread(std::string_view selector) {
-  if (Scheduler::current().isMainThread()) return;
-  KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.", selector);
-}
 
 }  // namespace
 
@@ -31,7 +25,7 @@ KITouchEventCache::~KITouchEventCache() = default;
 
 std::shared_ptr<KITouchEventCache::Entry> KITouchEventCache::addTouchEvent(
     std::shared_ptr<KITouchEvent> event, std::function<void()> removal) {
-  warnOffMainThread("addTouchEvent:removal:");
+  kova::warnOffMainThread("addTouchEvent:removal:");
   const auto entry = std::make_shared<Entry>(Entry{std::move(event), std::move(removal), nullptr});
   const auto& touch = entry->event->touch();
   const bool isOver = !touch || touch->phase() == UITouchPhase::Ended;
@@ -60,7 +54,7 @@ KITouchEventCache::Events KITouchEventCache::allEvents() const {
 }
 
 void KITouchEventCache::removeEntry(const std::shared_ptr<Entry>& leaving) {
-  warnOffMainThread("removeEntry:");
+  kova::warnOffMainThread("removeEntry:");
   const std::shared_ptr<Entry> entry = leaving;  // the reference may be to the place in the cache
   // Without a timer it is being removed already, further up the stack.
   if (std::find(cache_.begin(), cache_.end(), entry) == cache_.end() || !entry->timeoutTimer) return;

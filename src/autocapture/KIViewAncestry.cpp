@@ -5,13 +5,12 @@
 #include <algorithm>
 #include <vector>
 
-#include "platform/dispatch/Scheduler.h"
 #include "platform/uikit/UIViewController.h"
 #include "src/autocapture/KICaptureContext.h"
 #include "src/autocapture/UIResponder+KovaAncestry.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/KIHierarchyLimit.h"
-#include "src/core/KovaLogger.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
 
 using namespace platform;
 
@@ -47,10 +46,7 @@ Responders respondersFromView(UIView& view, const KICaptureContext& context) KOV
 
 std::shared_ptr<KIViewAncestry> KIViewAncestry::captureFromView(UIView& view, const KICaptureContext& context,
                                                                 BoundingBoxes boundingBoxes) {
-  if (!Scheduler::current().isMainThread()) {
-    KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.",
-                 "captureFromView:tracker:captureBoundingBoxes:");
-  }
+  kova::warnOffMainThread("captureFromView:tracker:captureBoundingBoxes:");
   const Responders responders = respondersFromView(view, context);
   unsigned ignoreRules = 0;
   if (KOVA_shouldCheckIgnore() && !responders.empty()) {

@@ -29,6 +29,11 @@ const std::shared_ptr<KISerialStateQueue>& KOVA_serialStateQueue() {
   return queue;
 }
 
+void kova::warnOffMainThread(std::string_view selector) {
+  if (Scheduler::current().isMainThread()) return;
+  KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.", selector);
+}
+
 void kova::tellWhenMainRunLoopStands() {
   static std::atomic<bool> isWatched{false};
   if (!KovaLoggingEnabled(kKovaLogLevelDebug) || isWatched.exchange(true)) return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "platform/dispatch/NSBlockOperation.h"
@@ -44,6 +45,8 @@ namespace kova {
 // Says in the debug log, once, when the main run loop has stood still for five seconds after a call: what
 // other threads hand over to it waits for ever then. Any thread.
 void tellWhenMainRunLoopStands();
+// For what answers everywhere but is meant for the main thread: a debug line elsewhere, naming `selector`.
+void warnOffMainThread(std::string_view selector);
 
 }  // namespace kova
 

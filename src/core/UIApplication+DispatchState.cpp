@@ -2,9 +2,8 @@
 
 #include <utility>
 
-#include "platform/dispatch/Scheduler.h"
 #include "platform/uikit/UIApplication.h"
-#include "src/core/KovaLogger.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
 
 using namespace platform;
 
@@ -29,9 +28,7 @@ KISnapshotScope::KISnapshotScope() : before_(std::exchange(isCapturingSnapshot, 
 KISnapshotScope::~KISnapshotScope() { isCapturingSnapshot = before_; }
 
 int kova::appVisibilityState(std::string_view caller) {
-  if (!Scheduler::current().isMainThread()) {
-    KovaLogDebug("WARNING - %@ was called on a background thread. Unpredictable behavior may occur.", caller);
-  }
+  warnOffMainThread(caller);
   if (visibilityOverride) return *visibilityOverride;
   const auto& application = UIApplication::sharedApplication();
   const bool isInBackground =

@@ -76,6 +76,7 @@ void KIEVTriggerDetection::watchWindows() {
   NSNotificationCenter::defaultCenter().addObserver(
       UIWindowDidBecomeVisibleNotification,
       [weakSelf = weak_from_this()](const NSNotification& notification) {
+        kova::mainThread.isHere();
         if (const auto self = std::static_pointer_cast<KIEVTriggerDetection>(weakSelf.lock())) {
           self->handleNewlyVisibleWindow(notification);
         }
@@ -100,8 +101,10 @@ void KIEVTriggerDetection::instrumentWindow(const std::shared_ptr<UIWindow>& win
 }
 
 void KIEVTriggerDetection::handleNewlyVisibleWindow(const NSNotification& notification) {
-  kova::guarded({*this, "handleNewlyVisibleWindow:"},
-                [&] { instrumentWindow(std::dynamic_pointer_cast<UIWindow>(notification.object)); });
+  kova::guarded({*this, "handleNewlyVisibleWindow:"}, [&] {
+    kova::mainThread.isHere();
+    instrumentWindow(std::dynamic_pointer_cast<UIWindow>(notification.object));
+  });
 }
 
 bool KIEVTriggerDetection::isCoolingDown() const {
@@ -110,7 +113,10 @@ bool KIEVTriggerDetection::isCoolingDown() const {
 
 void KIEVTriggerDetection::detectTrigger(UIGestureRecognizer* recognizer) {
   if (!recognizer || recognizer->state() != UIGestureRecognizerState::Began) return;
-  kova::guarded({*this, "detectTrigger:"}, [this] { startPairing(); });
+  kova::guarded({*this, "detectTrigger:"}, [this] {
+    kova::mainThread.isHere();
+    startPairing();
+  });
 }
 
 void KIEVTriggerDetection::startPairing() {

@@ -51,6 +51,8 @@ void callEverything() {
   Kova::identify(properties);
   Kova::resetIdentity();
   Kova::stopDebug();
+  Kova::flush(0);
+  Kova::shutdown(0);
 }
 
 TEST_F(FacadeTest, InvalidEnvironmentIdFailsAnAssertion) {
