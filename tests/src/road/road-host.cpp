@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -49,14 +48,6 @@ void writeLine(std::string line) {
     written += static_cast<std::size_t>(count);
   }
 }
-
-// A value that throws when it is turned into text: a failure inside the library.
-class Explosive : public NSObject {
-  NS_OBJECT(Explosive, NSObject)
-
- public:
-  std::string description() const override { throw std::runtime_error("touched"); }
-};
 
 Value start(const Array& arguments) {
   const auto options = std::make_shared<KovaOptions>();
@@ -98,9 +89,6 @@ const std::map<std::string, Command, std::less<>>& commands() {
       {"online", doing([](const Array& a) { isOnline = a[1].boolean(); })},
       {"background", doing([](const Array&) { UIApplication::sharedApplication()->enterBackground(); })},
       {"foreground", doing([](const Array&) { UIApplication::sharedApplication()->enterForeground(); })},
-      {"explode", doing([](const Array&) {
-         Kova::track("Explosive", {{"it", std::make_shared<Explosive>()}});
-       })},
       {"leave",
        [](const Array& a) {
          Kova::track(a[1].text());

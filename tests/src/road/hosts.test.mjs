@@ -1,0 +1,142 @@
+// From a host's call to what the capture service stored: a process of its own, real threads, real sockets, kill -9.
+
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { BRIEFLY, Road, nameOf } from './road.mjs';
+
+// The service refuses what is not written as it should be, down to the byte.
+test('every kind of event and pixel arrives with its user, session and pageview', async (t) => {
+  const road = await Road.open(t);
+  const host = await road.launch({ version: '1.0' });
+  const user = { id: await host.call('userId') };
+  const session = await host.call('sessionId');
+  await host.call('addEventProperties', { theme: 'dark', beta: true });
+  await host.call('track', 'Check "out" é', { plan: 'pro', trial: true, seats: 3, price: 2.5 });
+  await host.call('frameworkAutocaptureEvent', 'tap', 'wrapper', { component: '<Button>' });
+  await host.call('frameworkTrack', 'Signed up', { from: 'ad & banner' }, 'wrapper', { major: 2 });
+  await host.call('addUserProperties', { 'favourite colour': 'grün & blau', newsletter: false });
+  await host.call('background');
+  await host.call('foreground');
+  await host.call('identify', 'ann lee@example.com');
+  await host.call('changeInterval', BRIEFLY);
+
+  assert.deepEqual(await road.parameters('h', 'z', 2), ['0', '2']);
+  assert.deepEqual(await road.parameters('h', 'm'), ['Road & Rail', 'Road & Rail']);
+  assert.deepEqual(await road.parameters('user-properties', '_favourite colour', 1), ['grün & blau']);
+  assert.deepEqual(await road.parameters('identify', 'i', 1), ['ann lee@example.com']);
+  const messages = await road.messages(4);
+  assert.deepEqual(messages.map(nameOf), ['lifecycleEvent', 'Check "out" é', 'tap', 'Signed up']);
+  assert.deepEqual(messages[1].event.customEvent.customProperties.price, { string: '2.5' });
+  const [pageview] = await road.parameters('h', 'v');
+  for (const message of messages) {
+    assert.deepEqual([message.user, message.sessionInfo.id, message.pageviewInfo.id], [user, session, pageview]);
+    if (message === messages[0]) continue;
+    assert.deepEqual(message.properties, { theme: { string: 'dark' }, beta: { bool: true } });
+  }
+});
+
+test('user and properties come back, and what was queued is sent once', async (t) => {
+  const road = await Road.open(t);
+  const before = await road.launch({ version: '1.0', isOnline: false });
+  await before.call('identify', 'ann@example.com');
+  await before.call('addEventProperties', { seat: '12A' });
+  await before.call('track', 'Offline');
+  await before.call('background');
+  const id = await before.call('userId');
+  const session = await before.call('sessionId');
+  await before.exit();
+  assert.deepEqual(await road.records(''), []);
+
+  const host = await road.launch({ version: '1.1' });
+  assert.equal(await host.call('userId'), id);
+  assert.equal(await host.call('identity'), 'ann%40example.com');
+  await host.call('track', 'Online');
+  await host.call('changeInterval', BRIEFLY);
+  const messages = await road.messages(4);
+  assert.deepEqual(messages.map(nameOf), ['lifecycleEvent', 'Offline', 'lifecycleEvent', 'Online']);
+  assert.equal(messages[1].sessionInfo.id, session);
+  assert.notEqual(messages[3].sessionInfo.id, session);
+  const upgrade = messages[2].event.lifecycleEvent;
+  assert.deepEqual([upgrade.previousVersionCode, upgrade.isUpgrade], ['1.0', true]);
+  const ann = { id, identity: 'ann@example.com' };
+  assert.deepEqual(messages.map(({ user }) => user), [{ id }, ann, ann, ann]);
+  assert.deepEqual(messages[3].properties, { seat: { string: '12A' } });
+  assert.equal((await road.records('identify', 1)).length, 1);
+  assert.deepEqual(await road.parameters('h', 'z', 2), ['1', '0']);
+  await road.flush(host);
+  await host.exit();
+  assert.deepEqual(await road.messagesAfterRelaunch(), []);
+  assert.equal((await road.records('identify')).length, 1);
+});
+
+// In flight when the process ends: the first pixel and the first batch. Waiting behind them: a pixel and a batch.
+for (const end of ['is killed', 'exits']) {
+  test(`a host that ${end} leaves at once and loses nothing`, async (t) => {
+    const road = await Road.open(t);
+    await road.behave({ mode: 'silent' });
+    const host = await road.launch({ isOnline: false });
+    await host.call('addUserProperties', { colour: 'green' });
+    await host.call('track', 'In flight');
+    await host.call('online', true);
+    await host.call('changeInterval', 15);
+    const [{ id }] = await road.messages(1);
+    const [pageview] = await road.parameters('h', 'st', 1);
+    await host.call('track', 'Waiting');
+    const begun = performance.now();
+    await (end === 'exits' ? host.exit() : host.kill());
+    const taken = performance.now() - begun;
+    t.diagnostic(`${taken} milliseconds`);
+    assert.ok(taken < 1000, `${taken} ms`);
+
+    await road.behave({ mode: 'normal' });
+    const messages = await road.messagesAfterRelaunch();
+    assert.deepEqual(messages.map(nameOf), ['In flight', 'Waiting']);
+    assert.equal(messages[0].id, id);
+    assert.deepEqual(await road.parameters('user-properties', '_colour', 1), ['green']);
+    // The relaunched host has a pageview of its own.
+    const pageviews = await road.parameters('h', 'st', 3);
+    assert.equal(pageviews.filter((sent) => sent === pageview).length, 2);
+  });
+}
+
+test('a shutdown stores what it cannot send in time', async (t) => {
+  const road = await Road.open(t);
+  const cases = [
+    ['Sent', {}, 'normal', 10, [true, true]],
+    ['Offline', { isOnline: false }, 'normal', 10, [true, false]],
+    ['Unanswered', {}, 'silent', 0.5, [true, false]],
+    ['Without a pageview', { hasPageview: false }, 'normal', 10, [true, false]],
+  ];
+  for (const [event, settings, mode, seconds, storedAndSent] of cases) {
+    await road.behave({ mode });
+    const host = await road.launch(settings);
+    assert.deepEqual(await host.call('leave', event, seconds), storedAndSent, event);
+    await host.call('track', 'Too late');
+    await host.kill();
+  }
+  await road.behave({ mode: 'normal' });
+  await road.messagesAfterRelaunch();
+  const names = new Set((await road.messages()).map(nameOf));
+  for (const [event] of cases) assert.ok(names.has(event), event);
+  assert.ok(!names.has('Too late'));
+});
+
+test('the same tool in each language tells the same story', async (t) => {
+  const road = await Road.open(t);
+  const { IMPORTER, PYTHON_IMPORTER, LIBRARIES_OF_C } = process.env;
+  const tools = [[IMPORTER, []]];
+  if (PYTHON_IMPORTER) tools.push(['python3', [PYTHON_IMPORTER], { LD_LIBRARY_PATH: LIBRARIES_OF_C }]);
+  for (const [number, [program, words, environment]] of tools.entries()) {
+    await road.run(program, [...words, road.url, `${road.data}/${number}`], environment);
+    const [lifecycle, started, finished] = (await road.messages(3 * (number + 1))).slice(-3);
+    assert.equal(lifecycle.event.lifecycleEvent.currentVersionCode, '2.1');
+    assert.deepEqual([started.event, started.user.identity], [
+      { customEvent: { type: 'Import started', customProperties: { from: { string: 'café.csv' }, files: { string: '3' }, complete: { bool: true } } }, appVisibilityState: 2 },
+      undefined,
+    ]);
+    assert.deepEqual([finished.event, finished.user.identity], [
+      { customEvent: { type: 'Import finished', customProperties: { rows: { string: '1200' }, 'dry run': { bool: false } } }, appVisibilityState: 2 },
+      'ada',
+    ]);
+  }
+});
