@@ -152,18 +152,4 @@ TEST_F(CustomEventTest, ValuesBecomeTheirDescriptionsAndBooleansStay) {
                         R"("nested":"{\n    key =     (\n        1,\n        \"b c\"\n    );\n}"})");
 }
 
-TEST_F(CustomEventTest, AFullQueueDropsWithoutAWord) {
-  const Value batch{{"messages", Array{Dictionary()}}};
-  device.store("queuedMessageBatches", Array(std::vector<Value>(200, batch)));
-  device.setOnline(false);
-  device.start();
-  Kova::track("Dropped, too, but for the pageview that goes ahead of it");
-  device.drain();
-  EXPECT_THAT(linesOf([] { Kova::track("Dropped"); }), IsEmpty());
-  device.application->enterBackground();
-  device.drain();
-  EXPECT_EQ(storedCount("queuedMessageBatches"), 200u);
-  EXPECT_EQ(storedCount("parts"), 0u);
-}
-
 }  // namespace

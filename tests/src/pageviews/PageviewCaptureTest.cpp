@@ -5,6 +5,7 @@
 
 #include "platform/foundation/NSNotificationCenter.h"
 #include "src/core/KIBailer.h"
+#include "src/core/tracker/KovaTracker.h"
 #include "src/core/tracker/UIViewController+PageviewCapture.h"
 #include "tests/src/autocapture/CaptureTest.h"
 
@@ -309,6 +310,34 @@ TEST_F(PageviewCaptureTest, ASecondReplacementDisablesTheLibrary) {
   start();
   EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "UIViewController/KOVA_instrumentPageviewAutocapture");
   EXPECT_EQ(__KOVA_PresentViewControllerAnimatedCompletion_Orig, nullptr);
+}
+
+TEST_F(PageviewCaptureTest, ATrackerThatWasReplacedLeavesTheScreensToTheOneInForce) {
+  device.start(options);
+  const auto window = device.show(screen("Cart"));
+  device.drain();
+  const auto before = KovaTracker::sharedTracker();
+  before->resetSession();
+  device.drain();
+  device.start(options);
+  Kova::track("New");
+  device.drain();
+  before->recordCustomEvent("Late", std::nullopt);
+  device.upload();
+  EXPECT_EQ(device.receivedTargets("/h").size(), 2u) << "of the first session, and of the one in force";
+}
+
+TEST_F(PageviewCaptureTest, AScreenThatWasShownBeforeTheStartIsToldOf) {
+  options->setDebug(true);
+  const auto lines = [this] { return device.logLinesWith("A screen was shown before").size(); };
+  const auto window = device.show(screen("Cart"));
+  device.start(options);
+  EXPECT_EQ(lines(), 1u);
+  window->setHidden(true);
+  window->setHidden(false);
+  device.drain();
+  device.start(options);
+  EXPECT_EQ(lines(), 1u) << "it has a pageview now";
 }
 
 }  // namespace

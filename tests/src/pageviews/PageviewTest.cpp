@@ -94,6 +94,12 @@ TEST_F(PageviewTest, NoEventLeavesTheDeviceWithoutOne) {
     EXPECT_EQ(message.dictionary().find("sessionInfo"), nullptr);
   }
   EXPECT_EQ(stored.array().size(), 2u);
+  for (int i = 0; i < 350; ++i) Kova::track(std::to_string(i));
+  device.application->enterForeground();
+  device.drain();
+  const Array youngest = device.stored("parts")->array();
+  EXPECT_EQ(youngest.size(), 300u);
+  EXPECT_EQ(at(youngest[0].dictionary(), "event/customEvent/type"), Value("50"));
 }
 
 TEST_F(PageviewTest, MessagesOfTheScreenBeforeAreBatchedAheadOfTheNext) {
