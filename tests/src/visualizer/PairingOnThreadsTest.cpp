@@ -1,5 +1,4 @@
-// The socket session over real sockets, against a server on the loopback that misbehaves; and pairing on real
-// threads.
+// Pairing on real threads and real sockets.
 
 #include <gmock/gmock.h>
 
@@ -7,10 +6,8 @@
 #include "platform/simulator/SimulatedUser.h"
 #include "platform/uikit/InstallUIKit.h"
 #include "src/events/KovaAppProperties.h"
-#include "src/storage/KovaSharedURLSession.h"
 #include "src/visualizer/KovaEventRecording.h"
 #include "tests/src/autocapture/CaptureTest.h"
-#include "tests/src/visualizer/RecordingDelegate.h"
 #include "tests/support/WebSocketServer.h"
 
 using namespace platform;
@@ -27,45 +24,6 @@ void letIn(Peer& peer) {
   peer.sendText(kHandshake);
   peer.receive();
   peer.sendText("40/ios,{}");
-}
-
-class RealSocketTest : public testing::Test {
- protected:
-  // What a session is told of such a server until there is so much of it.
-  std::vector<std::string> toldOf(const WebSocketServer& server, std::size_t count) {
-    const auto delegate = std::make_shared<RecordingDelegate>();
-    const auto session = std::make_shared<KovaWebSocketSession>(
-        NSURL::create("http://127.0.0.1:" + std::to_string(server.port()) + "/").value(),
-        KovaWebSocketSession::Headers{}, "/ios", KOVA_serialStateQueue());
-    session->setDelegate(delegate);
-    onQueue([&] { session->connectWithURLSession(*KovaSharedURLSession::sharedSession()); });
-    std::vector<std::string> told;
-    device.runUntil([&] {
-      for (std::string& line : delegate->take()) told.push_back(std::move(line));
-      return told.size() >= count;
-    });
-    onQueue([&] { session->disconnect(); });
-    return told;
-  }
-  void onQueue(const Work& work) {
-    KOVA_serialStateQueue()->addOperationWithBlock(work);
-    device.drain();
-  }
-
-  SimulatedDevice device;
-};
-
-// What all a server can do is the socket's and the session's own tests' matter.
-TEST_F(RealSocketTest, ConversesWithARealServer) {
-  const WebSocketServer forbidding([](Peer& peer) { peer.refuse(403); });
-  EXPECT_THAT(toldOf(forbidding, 1), ElementsAre("refused with 403"));
-  const WebSocketServer server([](Peer& peer) {
-    letIn(peer);
-    for (const char* frame : {"40/other,", "42/other,[1]", "42/ios,[3]"}) peer.sendText(frame);
-    peer.close(1000, "bye");
-  });
-  EXPECT_THAT(toldOf(server, 3), ElementsAre("connected", "message [3]", "closed with 1000 bye"));
-  EXPECT_EQ(server.requests().at(0).target, "/socko/?EIO=4&transport=websocket");
 }
 
 // An app on real threads, whose server asks about codes as fast as it can, and whose user accepts what he
