@@ -161,6 +161,47 @@ class LintTest(unittest.TestCase):
         self.assert_found("tidy", {**build, "src/a.cpp": "int f(long x);\nint f(long x) { return x == 1 ? 1 : 1; }\n"},
                           "a.cpp:2", "bugprone-branch-clone")
 
+    def test_documents_that_do_not_say_what_is_so(self):
+        header = ("class KovaOptions {\n  KOVA_OPTION_FLAG_(debug, setDebug);\n"
+                  "  KOVA_OPTION_SETTING_(int, int, limit,\n                       setLimit, 30);\n};\n")
+        files = {
+            "include/Kova/KovaOptions.h": header,
+            "docs/options.md": "| `debug`, `limit` | flag |\n",
+            "src/A.cpp": 'log("The journal of %@ %@.", id, "cannot be had");\nlog("No \\"%@\\" here");\n',
+            "docs/troubleshooting.md": '| `The journal of … cannot be had` | why |\n| `No "…" here` | why |\n',
+            "README.md": "# A b\n[a](#a-b) [o](docs/options.md) [w](https://example.com/x)\n",
+        }
+        self.assert_passes("documents", files)
+        wrong = [("docs/options.md", "| `debug` | not `limit` |\n", "include/Kova/KovaOptions.h:4: "),
+                 ("docs/troubleshooting.md", "\n| `No … there` | why |\n", "docs/troubleshooting.md:2: "),
+                 ("README.md", "[o](docs/option.md)\n", "README.md:1: "),
+                 ("README.md", "# A c\n\n[a](#a-b)\n", "README.md:3: ")]
+        for path, text, place in wrong:
+            with self.subTest(path=path, text=text):
+                self.assert_found("documents", {**files, path: text}, place)
+
+    def test_examples_that_do_not_work(self):
+        files = {
+            "docs/examples/core.h": "int known();\n",
+            "include/Kova/A.h": "// Use:\n//   known();\n\nint a();\n",
+            "src/a.cpp": "int here;\n",
+            "README.md": "```cpp\n#include <string>\nint main() { return std::string().size(); }\n```\n\n```cpp\nknown();\n```\n"
+                         "```cpp excerpt\nint here;\n```\n```sh\ntools/t --flag | cat\n```\n```\nno ( language\n```\n",
+            "tools/t": "case --flag\n",
+        }
+        self.assert_passes("examples", files)
+        wrong = [("include/Kova/A.h", "// Use:\n//   unknown();\n", "include/Kova/A.h:2: "),
+                 ("README.md", "```cpp\nint main() {\n  return x;\n}\n```\n", "README.md:3: "),
+                 ("README.md", "```cpp excerpt\nint gone;\n```\n", "README.md:2: "),
+                 ("README.md", "```c\nint x = y;\n```\n", "README.md:2: "),
+                 ("README.md", "```python\nf(\n```\n", "README.md:2: "),
+                 ("README.md", "```sh\nif\n```\n", "README.md:2: "),
+                 ("README.md", "```sh\nls\ntools/u\n```\n", "README.md:3: "),
+                 ("README.md", "```sh\ntools/t --flug\n```\n", "README.md:2: ")]
+        for path, text, place in wrong:
+            with self.subTest(path=path, text=text):
+                self.assert_found("examples", {**files, "docs/examples/core.c.h": "", path: text}, place)
+
 
 if __name__ == "__main__":
     unittest.main()

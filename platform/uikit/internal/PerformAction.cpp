@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "platform/foundation/Format.h"
 #include "platform/foundation/SystemLog.h"
 
 namespace platform {
@@ -13,9 +14,12 @@ std::string nameOf(const NSObject* object) { return object ? object->description
 }  // namespace
 
 void logMissingAction(const NSObject* target, SEL action, const NSObject* sender) {
-  const std::string asked = target ? target->description() + " has" : "No responder in the chain has";
-  NSLog(asked + (target ? " no action \"" : " an action \"") + NSStringFromSelector(action) + "\", sent by " +
-        nameOf(sender));
+  const std::string name(NSStringFromSelector(action));
+  if (target) {
+    NSLog(formatted("%@ has no action \"%@\", sent by %@", nameOf(target), name, nameOf(sender)));
+  } else {
+    NSLog(formatted("No responder in the chain has an action \"%@\", sent by %@", name, nameOf(sender)));
+  }
 }
 
 bool performAction(NSObject& target, SEL action, NSObject* sender, NSObject* event, bool isAskingAround) {
@@ -27,8 +31,9 @@ bool performAction(NSObject& target, SEL action, NSObject* sender, NSObject* eve
       if (!isAskingAround) logMissingAction(&target, action, sender);
       return false;
     case Class::Performed::WrongArgument:
-      NSLog("The action \"" + NSStringFromSelector(action) + "\" of " + nameOf(&target) +
-            " takes another sender or event than " + nameOf(sender) + " and " + nameOf(event));
+      NSLog(formatted("The action \"%@\" of %@ takes another sender or event than %@ and %@",
+                      std::string(NSStringFromSelector(action)), nameOf(&target), nameOf(sender),
+                      nameOf(event)));
       break;
   }
   return true;
