@@ -1,6 +1,3 @@
-#ifndef KOVA_EXAMPLES_CORE_C_H
-#define KOVA_EXAMPLES_CORE_C_H
+#pragma once
 
 #include <Kova/KovaC.h>
-
-#endif
