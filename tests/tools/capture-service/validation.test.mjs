@@ -1,6 +1,7 @@
 import assert from 'node:assert/strict';
 import net from 'node:net';
 import { test } from 'node:test';
+import { parseCompactJson } from '../../../tools/capture-service/lib/json-body.mjs';
 import {
   bailLog, batchBody, events, identifyUrl, logsBody, message, pageviewUrl, startService, telemetryPath, trackPath, userPropertiesUrl,
 } from './support.mjs';
@@ -83,15 +84,16 @@ const refusals = [
   ['escaped bytes that are not UTF-8', pixel((url) => url.replace('T%26Co', 'T%FF')), /"g" is not percent-encoded/],
   ['an identity pixel without identity', pixel((url) => url.replace(/&i=[^&]*/, ''), identifyUrl), /"i" is missing/],
   ['user properties without any', pixel((url) => url.replace(/&_.*(?=&st)/, ''), userPropertiesUrl), /"_…" is missing/],
-  ['a wrapper without its blanks', track(batchBody(message(events.custom)).replace('": "', '":"')), /byte for byte/],
-  ['a wrapper with a further key', track(batchBody(message(events.custom)).replace(/]}$/, '],"n":[]}')), /not JSON/],
-  ['messages that are not compact', track(batchBody(message(events.custom)).replace('"envId":', '"envId": ')), /not compact/],
+  ['a wrapper without its blanks', track(batchBody(message(events.custom)).replace('": "', '":"')), /byte for byte: it differs at byte 12$/],
+  ['a wrapper with a further key', track(batchBody(message(events.custom)).replace(/]}$/, '],"n":[]}')), /not JSON: ",\\"n\\":\[\]" at byte 723$/],
+  ['a body cut short', telemetry(logsBody(bailLog).slice(0, -1)), /not JSON: it ends too early at byte 375$/],
+  ['messages that are not compact', track(batchBody(message(events.custom)).replace('"envId":', '"envId": ')), /not compact: a blank at byte 76$/],
   ['a byte order mark', track(`\ufeff${batchBody(message(events.custom))}`), /byte for byte/],
-  ['bytes that are not UTF-8', track(Buffer.from([0x7b, 0xff])), /not UTF-8/],
+  ['bytes that are not UTF-8', track(Buffer.from([0x7b, 0xff])), /not UTF-8 at byte 1$/],
   ['an empty batch', track(batchBody()), /no message/],
   ['a batch beyond all measure', track(batchBody(...Array(1001).fill({}))), /1001 messages/],
   ['an empty body', track(''), /byte for byte/],
-  ['nesting without end', track(`{"sentTime": "1732190000123", "messages": ${'['.repeat(1e6)}]}`), /nested deeper/],
+  ['nesting without end', track(`{"sentTime": "1732190000123", "messages": ${'['.repeat(1e6)}]}`), /nested deeper than 200 levels at byte 242$/],
   ['a message that is no object', track(batchBody(3)), /message is 3/],
   ['no pageview', changed({ pageviewInfo: undefined }), /lacks "pageviewInfo"/],
   ['no session', changed({ sessionInfo: undefined }), /lacks "sessionInfo"/],
@@ -122,6 +124,14 @@ const refusals = [
   ['a wrong method', { method: 'POST', path: '/h', body: '' }, /method POST, not GET/, 405],
   ['a body over the limit', track('x'.repeat(3e6)), /over the limit/, 413],
 ];
+
+test('what is no JSON is told by its first byte that has no place', () => {
+  const faults = ['¦', '[1,¦]', '[¦,1]', '[1¦ 2]', '[1¦}', '[1]¦]', '{¦1:2}', '{"a"¦,1}', '{"é":1,¦}', '{"é":[0¦1]}', '[¦"a\n"]', '["\\"¦', '[¦"\\x"]', '[¦tru', '[{}¦:1]'];
+  for (const fault of faults) {
+    const { problem } = parseCompactJson(fault.replace('¦', ''), 'é');
+    assert.ok(problem?.endsWith(` at byte ${2 + Buffer.byteLength(fault.split('¦')[0])}`), `${fault}: ${problem}`);
+  }
+});
 
 test('what is not laid down is refused, recorded and logged with the reason', async (t) => {
   const log = [];

@@ -1,6 +1,7 @@
 // The bytes and headers of request bodies, before anything is known about their content.
 
 import { show } from './checks.mjs';
+import { faultIndex } from './json-fault.mjs';
 
 const MAX_NESTING = 200;
 const MAX_KEPT = 2000;
@@ -22,12 +23,13 @@ export function unexpectedBody(headers, body) {
   return problems;
 }
 
-/** The body as text, or null when it is not UTF-8. */
-export function textOfBody(body) {
+/** The body as { text }, or { problem } when it is not UTF-8. */
+export function readText(body) {
   try {
-    return utf8.decode(body);
+    return { text: utf8.decode(body) };
   } catch {
-    return null;
+    const valid = Buffer.from(body.toString('utf8')); // but for the character that stands for what is not
+    return { problem: `the body is not UTF-8 at byte ${body.findIndex((byte, index) => byte !== valid[index])}` };
   }
 }
 
@@ -37,24 +39,27 @@ export function rawContent(body) {
 }
 
 /**
- * Parses compact JSON. Returns { value } or { problem }: blanks between tokens, and nesting so deep that later steps
- * could not walk it, are refused too.
+ * Parses the compact JSON of a body, of which `before` is what precedes it. Returns { value } or { problem }, with the byte of
+ * the body, from 0: blanks between tokens, and nesting so deep that later steps could not walk it, are refused too.
  */
-export function parseCompactJson(json) {
-  const problem = layoutProblem(json);
-  if (problem !== null) return { problem };
+export function parseCompactJson(json, before = '') {
+  const byteAt = (index) => Buffer.byteLength(before + json.slice(0, index));
+  const fault = layoutFault(json);
+  if (fault !== null) return { problem: `${fault.problem} at byte ${byteAt(fault.index)}` };
   try {
     return { value: JSON.parse(json) };
-  } catch (error) {
-    return { problem: `the body is not JSON: ${error.message}` };
+  } catch {
+    const index = faultIndex(json);
+    const what = index < json.length ? show(json.slice(index)) : 'it ends too early';
+    return { problem: `the body is not JSON: ${what} at byte ${byteAt(index)}` };
   }
 }
 
 /**
- * Why a text is not the compact JSON of a value that later steps can walk, or null. Looks at the characters, not the grammar:
- * the parser has the last word on that.
+ * Why a text is not the compact JSON of a value that later steps can walk, as { problem, index }, or null. Looks at the
+ * characters, not the grammar: the parser has the last word on that.
  */
-export function layoutProblem(json) {
+export function layoutFault(json) {
   let depth = 0;
   let inString = false;
   for (let i = 0; i < json.length; i++) {
@@ -66,11 +71,11 @@ export function layoutProblem(json) {
     } else if (c === 0x22) {
       inString = true;
     } else if (c === 0x7b || c === 0x5b) {
-      if (++depth > MAX_NESTING) return `the JSON is nested deeper than ${MAX_NESTING} levels`;
+      if (++depth > MAX_NESTING) return { problem: `the JSON is nested deeper than ${MAX_NESTING} levels`, index: i };
     } else if (c === 0x7d || c === 0x5d) {
       depth--;
     } else if (c <= 0x20) {
-      return `the JSON is not compact: a blank at character ${i}`;
+      return { problem: 'the JSON is not compact: a blank', index: i };
     }
   }
   return null;

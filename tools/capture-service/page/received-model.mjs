@@ -24,22 +24,28 @@ function placeOf({ message, named }) {
   return { user: named?.u, session: named?.s, pageview: named?.v };
 }
 
-/** Accepted entries as sessions {key, user, session, screens: [{pageview, title, entries}]}, in the order in which they began. */
-export function sessionsOf(entries) {
+/**
+ * Accepted entries as sessions {key, user, session, count, screens: [{pageview, title, entries}]}, in the order in which they
+ * began; of those with entries that are shown, with these alone. A screen is known by its pageview, shown or not.
+ */
+export function sessionsOf(entries, isShown) {
   const sessions = new Map();
   for (const entry of entries.filter(({ record }) => record.valid)) {
     const { user, session, pageview } = placeOf(entry.record);
     const key = session === undefined ? 'none' : `${user} ${session}`;
     if (!sessions.has(key)) sessions.set(key, { key, user, session, screens: new Map(), count: 0 });
     const told = sessions.get(key);
-    told.count += 1;
     const screen = told.screens.get(pageview) ?? { pageview, title: null, entries: [] };
     told.screens.set(pageview, screen);
     const isPageview = entry.record.endpoint === 'h';
     if (isPageview) screen.title = entry.record.named?.t || entry.record.named?.h || 'No screen';
+    if (!isShown(entry)) continue;
+    told.count += 1;
     screen.entries[isPageview ? 'unshift' : 'push'](entry);
   }
-  return [...sessions.values()].map((session) => ({ ...session, screens: [...session.screens.values()] }));
+  const withEntries = ({ entries: on }) => on.length > 0;
+  const told = [...sessions.values()].filter(({ count }) => count > 0);
+  return told.map((session) => ({ ...session, screens: [...session.screens.values()].filter(withEntries) }));
 }
 
 /** Numbers of the entries whose message, by its id, was accepted before: sent again when an answer was lost. */
@@ -81,14 +87,17 @@ export function rawOf({ query, message, log, body, method, path }) {
   return body ?? [method, path].filter(Boolean).join(' ');
 }
 
-/** The byte of the raw form that a problem is about, from 0; null when it is about no place of it. */
+// A problem begins with the path of a value, and may be about a key of it.
+const PLACE = /^(?:message|log)((?:\.[A-Za-z_]\w*|\["(?:[^"\\]|\\.)*"\]|\[\d+\])*)(?: has the unknown key ("(?:[^"\\]|\\.)*"))?/;
+
+/**
+ * The byte of the raw form that a problem is about, from 0; null when it is about no place of it, or names the byte itself, as
+ * that of a body does.
+ */
 export function byteOf(record, problem) {
-  const raw = rawOf(record);
-  const counted = /\b(?:character|position) (\d+)/.exec(problem);
-  if (counted) return bytes(raw.slice(0, Number(counted[1])));
-  if (record.query !== undefined) return byteOfParameter(raw, /parameter "((?:[^"\\]|\\.)*)"/.exec(problem)?.[1]);
-  const path = /^(?:message|log)((?:\.[A-Za-z_]\w*|\["(?:[^"\\]|\\.)*"\]|\[\d+\])*)/.exec(problem)?.[1];
-  return path === undefined ? null : byteOfPath(record.message ?? record.log, path);
+  if (record.query !== undefined) return byteOfParameter(record.query, /parameter "((?:[^"\\]|\\.)*)"/.exec(problem)?.[1]);
+  const place = PLACE.exec(problem);
+  return place && byteOfPath(record.message ?? record.log, place[1] + (place[2] ? `[${place[2]}]` : ''));
 }
 
 function byteOfParameter(query, name) {

@@ -1,12 +1,14 @@
 // POST /api/integrations/ios/track: a batch of messages in a wrapper whose every byte is laid down.
 
 import { epochMilliseconds } from '../checks.mjs';
-import { jsonHeaderProblems, parseCompactJson, rawContent, textOfBody } from '../json-body.mjs';
+import { jsonHeaderProblems, parseCompactJson, rawContent, readText } from '../json-body.mjs';
 import { messageProblems } from './message.mjs';
 
 // Far more than the library puts into one; keeps a mad sender from becoming a million records.
 const MAX_MESSAGES = 1000;
-const OPENING = /^\{"sentTime": "([^"]*)", "messages": (?=\[)/;
+const START = '{"sentTime": "';
+const MIDDLE = '", "messages": ';
+const END = '}';
 
 export const messageBatch = {
   name: 'track',
@@ -29,16 +31,31 @@ export const messageBatch = {
 };
 
 function openBatch(body) {
-  const json = textOfBody(body);
-  if (json === null) return { problem: 'the body is not UTF-8' };
-  const opening = OPENING.exec(json);
-  if (opening === null || !json.endsWith(']}')) {
-    return { problem: 'the body is not {"sentTime": "…", "messages": […]} byte for byte' };
+  const read = readText(body);
+  if (read.problem !== undefined) return read;
+  const { text } = read;
+  const sentTime = text.slice(START.length).split('"', 1)[0];
+  const quote = START.length + sentTime.length;
+  const opening = text.slice(0, quote + MIDDLE.length);
+  const fault = wrapperFault(text, quote);
+  if (fault !== null) {
+    const byte = Buffer.byteLength(text.slice(0, fault));
+    return { problem: `the body is not {"sentTime": "…", "messages": […]} byte for byte: it differs at byte ${byte}` };
   }
-  const { value: messages, problem } = parseCompactJson(json.slice(opening[0].length, -1));
+  const { value: messages, problem } = parseCompactJson(text.slice(opening.length, -END.length), opening);
   if (problem !== undefined) return { problem };
   if (messages.length === 0) return { problem: 'the batch holds no message' };
   if (messages.length > MAX_MESSAGES)
     return { problem: `a batch of ${messages.length} messages, over ${MAX_MESSAGES}` };
-  return { sentTime: opening[1], messages };
+  return { sentTime, messages };
+}
+
+/** The index of the first character of the wrapper that is not as laid down, or null; `quote` ends the send time. */
+function wrapperFault(text, quote) {
+  const wanted = [[START, 0], [`${MIDDLE}[`, quote], [`]${END}`, Math.max(text.length - 2, 0)]];
+  for (const [part, start] of wanted) {
+    const index = [...part].findIndex((character, offset) => text[start + offset] !== character);
+    if (index >= 0) return start + index;
+  }
+  return null;
 }

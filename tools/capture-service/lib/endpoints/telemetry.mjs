@@ -1,7 +1,7 @@
 // POST /api/mobile_telemetry: the library's report on its own health.
 
 import { eitherOf, environmentId, isObject, matching, nonEmptyText, object, oneOf, text, version } from '../checks.mjs';
-import { jsonHeaderProblems, parseCompactJson, rawContent, textOfBody } from '../json-body.mjs';
+import { jsonHeaderProblems, parseCompactJson, rawContent, readText } from '../json-body.mjs';
 
 const completeMetadata = {
   sdk_metadata: object({ source: oneOf('ios'), platform_type: oneOf('ios'), native_sdk_version: version }),
@@ -57,9 +57,9 @@ export const telemetry = {
 };
 
 function openLog(body) {
-  const json = textOfBody(body);
-  if (json === null) return { problem: 'the body is not UTF-8' };
-  const { value, problem } = parseCompactJson(json);
+  const read = readText(body);
+  if (read.problem !== undefined) return read;
+  const { value, problem } = parseCompactJson(read.text);
   if (problem !== undefined) return { problem };
   const logs = isObject(value) && Object.keys(value).length === 1 ? value.telemetry_logs : undefined;
   if (!Array.isArray(logs) || logs.length !== 1) return { problem: 'the body is not {"telemetry_logs":[one log]}' };

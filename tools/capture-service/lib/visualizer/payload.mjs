@@ -2,7 +2,7 @@
 // that has not passed here; what has passed is shallow enough to be walked and printed, and small enough to be kept.
 
 import { isObject, matching, object, that } from '../checks.mjs';
-import { layoutProblem } from '../json-body.mjs';
+import { layoutFault } from '../json-body.mjs';
 
 const MAX_CHARACTERS = 4 * 1024 * 1024; // without the pictures
 
@@ -42,5 +42,5 @@ function sizeProblem(content) {
     return 'the payload is nested too deeply';
   }
   if (json.length > MAX_CHARACTERS) return `the payload is of ${json.length} characters, over the limit of ${MAX_CHARACTERS}`;
-  return layoutProblem(json);
+  return layoutFault(json)?.problem ?? null;
 }
