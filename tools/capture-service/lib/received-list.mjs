@@ -1,12 +1,14 @@
 // The last records for the page: those of the file at the start, then what comes. Numbered anew, because a file holds the
 // records of several runs. Bounded in number and in size.
 
+import { randomUUID } from 'node:crypto';
 import fs from 'node:fs';
 
 const MAX_RECORDS = 5000;
 const MAX_CHARACTERS = 64 * 1024 * 1024;
 
 export class ReceivedList {
+  #run = randomUUID();
   #store;
   #entries = []; // { number, line }
   #characters = 0;
@@ -18,6 +20,12 @@ export class ReceivedList {
     this.#store = store;
     if (file !== null) for (const line of lastLines(file)) this.#add(line);
     store.on('added', () => this.#takeNew());
+    store.on('reset', () => this.#forget());
+  }
+
+  /** Whose numbers they are: they begin anew with the service, and when it forgets its records. */
+  get run() {
+    return this.#run;
   }
 
   get last() {
@@ -31,6 +39,13 @@ export class ReceivedList {
 
   #takeNew() {
     for (const line of this.#store.select({ since: this.#lastSeq })) this.#add(line);
+    this.#lastSeq = this.#store.lastSeq;
+  }
+
+  #forget() {
+    this.#run = randomUUID();
+    this.#entries = [];
+    this.#characters = this.#last = 0;
     this.#lastSeq = this.#store.lastSeq;
   }
 

@@ -7,6 +7,7 @@ import { ReceivedList } from './received-list.mjs';
 import { rowOf } from './record-rows.mjs';
 
 const WAIT_MS = 20_000;
+const CHANGES = ['added', 'reset']; // of the store
 const MAX_PART = 500; // records an answer; a page asks again for the rest
 
 /** A record with its line of the table; a line of the file that only looks like a record tells nothing. */
@@ -40,26 +41,27 @@ export class ReceivedRoutes {
     if (path === '/received') return response.writeHead(308, { Location: '/received/' }).end();
     const name = path.slice('/received/'.length);
     if (name === 'settings.json') return sendJson(response, 200, this.#settings);
-    if (name === 'records.json') return this.#sendRecords(response, Number(new URLSearchParams(query).get('since')) || 0);
+    if (name === 'records.json') return this.#sendRecords(response, new URLSearchParams(query));
     return sendPageFile(response, name === '' ? 'received.html' : name);
   }
 
-  /** What is newer than `since`; when there is nothing, as soon as there is. */
-  #sendRecords(response, since) {
-    const send = () => {
+  /** What is newer than number `since` of that run, all of it of another run; when there is nothing, as soon as there is. */
+  #sendRecords(response, asked) {
+    const since = Number(asked.get('since')) || 0;
+    const isKnown = () => asked.get('run') === this.#list.run;
+    const stop = () => {
       clearTimeout(timer);
-      this.#store.off('added', send);
-      const entries = this.#list.since(since > this.#list.last ? 0 : since).slice(0, MAX_PART);
-      const records = entries.map(({ number, line }) => ({ number, ...described(JSON.parse(line)) }));
-      sendJson(response, 200, { last: this.#list.last, records });
+      for (const change of CHANGES) this.#store.off(change, send);
+    };
+    const send = () => {
+      stop();
+      const { run, last } = this.#list;
+      const entries = this.#list.since(isKnown() ? since : 0).slice(0, MAX_PART);
+      sendJson(response, 200, { run, last, records: entries.map(({ number, line }) => ({ number, ...described(JSON.parse(line)) })) });
     };
     const timer = setTimeout(send, WAIT_MS);
-    this.#store.on('added', send);
-    response.once('close', () => {
-      clearTimeout(timer);
-      this.#store.off('added', send);
-    });
-    // A number from before the service was started again is as good as none.
-    if (this.#list.last !== since) send();
+    for (const change of CHANGES) this.#store.on(change, send);
+    response.once('close', stop);
+    if (!isKnown() || this.#list.last > since) send();
   }
 }

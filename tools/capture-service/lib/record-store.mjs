@@ -1,6 +1,6 @@
 // Keeps the records of received items: the last ones in memory, all of them in a file when there is one. Memory is
 // bounded by the number of records and by their size as JSON; the oldest go first. A record is in the file before its
-// request is answered. Emits "added" after each request.
+// request is answered. Emits 'added' after each request, and 'reset'.
 
 import { EventEmitter } from 'node:events';
 import fs from 'node:fs';
@@ -118,6 +118,7 @@ export class RecordStore extends EventEmitter {
     this.#entries = [];
     this.#first = this.#characters = this.#dropped = this.#fileErrors = 0;
     this.tally.reset();
+    this.emit('reset');
   }
 
   close() {

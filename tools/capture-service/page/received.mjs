@@ -22,18 +22,22 @@ function showConnection(words, state) {
   find('connection').dataset.state = state;
 }
 
-/** Asks for what is new, without end. A service that was started again begins its numbers anew. */
+/** Asks for what is new, without end. Another run of the service, or of its numbers, begins the page anew. */
 async function listen() {
+  let known = '';
   let since = 0;
   for (;;) {
     try {
-      const { last, records } = await (await fetch(`records.json?since=${since}`)).json();
-      if (last < since) entries = [];
-      if (last < since) elements.clear();
+      const { run, last, records } = await (await fetch(`records.json?run=${known}&since=${since}`)).json();
+      const isOther = run !== known;
+      if (isOther) {
+        [known, since, entries] = [run, 0, []];
+        elements.clear();
+      }
       showConnection('Service connected', 'good');
-      since = records.at(-1)?.number ?? Math.min(since, last);
+      since = records.at(-1)?.number ?? since;
       entries = [...entries, ...records].slice(-MAX_RECORDS);
-      if (records.length > 0) render();
+      if (isOther || records.length > 0) render();
       await wait(since < last ? 0 : REST_MS);
     } catch {
       showConnection('Service not connected', 'bad');
@@ -52,15 +56,14 @@ function render() {
   );
   for (const number of elements.keys()) if (!marksOf.has(number)) elements.delete(number);
   const isShown = ({ record }) => kinds.size === 0 || kinds.has(kindOfRecord(record));
-  const shown = entries.filter(isShown);
   const elementOf = (entry) => {
     if (!elements.has(entry.number)) elements.set(entry.number, recordElement(entry, marksOf.get(entry.number)));
     return elements.get(entry.number);
   };
   renderSums(duplicates, marksOf);
   renderKinds();
-  renderRefused(shown.filter(({ record }) => !record.valid), elementOf);
-  renderSessions(sessionsOf(shown).reverse(), elementOf);
+  renderRefused(entries.filter((entry) => !entry.record.valid && isShown(entry)), elementOf);
+  renderSessions(sessionsOf(entries, isShown).reverse(), elementOf);
   find('nothing').hidden = entries.length > 0;
 }
 
@@ -162,5 +165,4 @@ function fill(parent, before, children) {
 const settings = await fetch('settings.json').then((answer) => answer.json());
 plan = settings.plan;
 find('live').hidden = !settings.isLive;
-showConnection('Service connected', 'good'); // the first answer may take its time, when there is nothing yet
 await listen();
