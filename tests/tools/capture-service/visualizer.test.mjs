@@ -6,6 +6,7 @@ import { createRequire } from 'node:module';
 import { test } from 'node:test';
 import { fileURLToPath } from 'node:url';
 import { DeviceList } from '../../../tools/capture-service/lib/visualizer/device-list.mjs';
+import { cardsOf, deviceName } from '../../../tools/capture-service/page/device-cards.mjs';
 import { ancestry, buttonBox, cropPng, screenPng, ScriptedApp } from '../support/scripted-app.mjs';
 import { batchBody, events as kinds, message, startService, trackPath } from './support.mjs';
 
@@ -331,6 +332,22 @@ test('pages are not trusted more, and what breaks the transport ends that connec
   }
   app.touch();
   await page.until(() => page.events.length > 0);
+});
+
+test('devices of one name keep their cards, and one that returns gets that of the one that left last', () => {
+  const devices = new DeviceList({ hasEventsOf: () => true });
+  const arrive = (id, name = 'Ada') => devices.add(id, { appId: '11', name, type: 'iPhone' });
+  const leave = (id) => devices.leave(devices.find(id), 'left');
+  const shown = () => cardsOf(devices.all()).map(({ device, visits }) => [deviceName(device), ...visits.map(({ id }) => id)].join(' '));
+  for (const id of ['d1', 'd2']) arrive(id);
+  arrive('d3', 'Grace');
+  assert.deepEqual(shown(), ['Ada d1', 'Ada (2) d2', 'Grace d3']);
+  leave('d2');
+  arrive('d4');
+  leave('d1');
+  arrive('d5');
+  arrive('d6');
+  assert.deepEqual(shown(), ['Ada d1 d5', 'Ada (2) d2 d4', 'Grace d3', 'Ada (3) d6']);
 });
 
 test('no two devices are asked with the same code', () => {

@@ -17,11 +17,13 @@ test('from an empty page over the pair code to a tap with its picture, box, fact
   const dashboard = await Dashboard.open(t, browser);
   const { page } = dashboard;
   await dashboard.shows('#stage .deep-link', /^kova-11:\/\/1\/launch-ev$/);
+  await dashboard.isAccessible();
   const app = await ScriptedApp.start(dashboard.url, { accepts: false });
   t.after(() => app.close());
   await dashboard.button('Pair with Ada’s iPhone').click();
   await dashboard.shows('#stage h2', 'Does Ada’s iPhone show this code?');
   assert.equal(await page.locator('#stage .code').textContent(), app.pairCode);
+  await dashboard.isAccessible();
   app.accept();
   await dashboard.shows('#stage h2', 'Paired with Ada’s iPhone');
 
@@ -35,7 +37,10 @@ test('from an empty page over the pair code to a tap with its picture, box, fact
   await page.locator('.screen-frame').click();
   await dashboard.outlines('.target', buttonBox, '.large-frame');
   assert.ok((await page.locator('.large-frame').boundingBox()).width >= 2 * 390);
+  assert.equal(await dashboard.isInSight('.large-frame .target'), true);
+  await dashboard.isAccessible();
   await page.keyboard.press('Escape');
+  await page.locator('.screen-frame:focus').waitFor();
 
   assert.deepEqual(await page.locator('.node-class').allTextContents(), ancestry.map((node) => node.class));
   await page.locator('.node', { hasText: 'Column' }).hover();
@@ -45,6 +50,7 @@ test('from an empty page over the pair code to a tap with its picture, box, fact
   await page.getByText('Message', { exact: true }).click();
   const shown = JSON.parse(await page.locator('pre.message').textContent());
   assert.equal(shown.event.touchEvent.targetSelector, 'addToBasket');
+  await dashboard.isAccessible();
 
   app.touch({ ...NO_PICTURES, view_ancestry: undefined });
   await dashboard.shows('.about', 'This event came without a screenshot.');
@@ -111,6 +117,7 @@ test('status is true: who is live, who left and why, and what to do about it', a
   await dashboard.card('Grace’s iPad').locator('.code').waitFor();
   grace.close(); // as "Reject" does
   await dashboard.shows('.device[data-state="gone"]', /Refused at.*Wake the Event Visualizer/s);
+  await dashboard.isAccessible();
 
   // One phone that comes and goes is one card.
   ada.leave();
@@ -130,10 +137,19 @@ test('status is true: who is live, who left and why, and what to do about it', a
   await page.evaluate(() => (WebSocket.prototype.send = () => {}));
   await dashboard.shows('#connection', 'Service stands still');
   await dashboard.shows('#outage', /stopped in a debugger/);
+  await dashboard.isAccessible();
 });
 
 test('follow, clear and undo, filter, search and address: each survives a reload, on this page alone', async (t) => {
-  const dashboard = await Dashboard.open(t, browser);
+  const before = () => {
+    globalThis.written = 0;
+    const { replaceState } = History.prototype;
+    History.prototype.replaceState = function (...told) {
+      globalThis.written += 1;
+      return replaceState.apply(this, told);
+    };
+  };
+  const dashboard = await Dashboard.open(t, browser, { before });
   const { page } = dashboard;
   const app = await dashboard.appThatTouched(t, 'One', 'Two');
   app.pageview();
@@ -142,14 +158,24 @@ test('follow, clear and undo, filter, search and address: each survives a reload
 
   const follow = dashboard.button('Follow newest');
   await follow.click();
-  app.touch({ event: { targetText: 'Three' } });
+  app.touch({ event: { targetText: 'Three' }, over: { timestamp: '1732190000000' } }); // by a clock that was set back
   await dashboard.hasRows(4);
   await dashboard.showsEvent('Opened Linen shirt');
   assert.equal(await follow.getAttribute('aria-pressed'), 'false');
   await follow.click();
   await dashboard.showsEvent('Tapped Three');
-  assert.deepEqual([await follow.getAttribute('aria-pressed'), new URL(page.url()).hash], ['true', '']);
+  assert.equal(await follow.getAttribute('aria-pressed'), 'true');
+  await page.waitForFunction(() => location.hash === '');
 
+  const { writes, seconds } = await page.evaluate(async () => {
+    const [before, begun] = [globalThis.written, performance.now()];
+    for (let number = 0; number < 40; number++) {
+      document.body.dispatchEvent(new KeyboardEvent('keydown', { key: number % 2 ? 'ArrowUp' : 'ArrowDown', bubbles: true }));
+      await new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve)));
+    }
+    return { writes: globalThis.written - before, seconds: (performance.now() - begun) / 1000 };
+  });
+  assert.ok(writes > 0 && writes < 4 * seconds + 2, `the address was written ${writes} times in ${seconds} s`);
   await dashboard.row('Two').click();
   await dashboard.button('Touch').click();
   await page.getByRole('searchbox').fill('t');
@@ -165,19 +191,26 @@ test('follow, clear and undo, filter, search and address: each survives a reload
   await page.getByRole('searchbox').fill('nothing');
   await dashboard.button('Show all events').click();
   await dashboard.hasRows(4);
+  await page.waitForFunction(() => location.hash === '#event=2');
 
   await dashboard.button('Clear').click();
   await dashboard.hasRows(0);
   await page.reload();
   await dashboard.shows('.no-match', 'Cleared. New events appear here.');
-  app.touch({ event: { targetText: 'Four' } });
-  await dashboard.hasRows(1);
-  assert.equal(await other.locator('.row').count(), 5);
-  await dashboard.button('Clear').click();
+  await dashboard.isAccessible();
+  for (const targetText of ['Four', 'Five']) {
+    app.touch({ event: { targetText } });
+    await dashboard.hasRows(1);
+    await dashboard.button('Clear').click();
+    await dashboard.hasRows(0);
+  }
+  assert.equal(await other.locator('.row').count(), 6);
+  await dashboard.button('Undo').last().click(); // of the second clear alone
+  await dashboard.tells('Linen shirt:', 'Tapped Five');
   await dashboard.button('Undo').click();
-  await dashboard.showsEvent('Tapped Four');
+  await dashboard.tells('Linen shirt:', 'Tapped Five', 'Linen shirt:', 'Tapped Four');
   await page.goto(`${dashboard.url}/visualizer/#event=77`);
-  await dashboard.shows('#notices', 'Event 77 is not kept any more');
+  await dashboard.shows('#notices', 'Event 77 was cleared from this page, or is none of the last 500.');
 });
 
 test('what an event is known by: definition, matches, hints; and the session as a file', async (t) => {
@@ -213,6 +246,7 @@ test('what an event is known by: definition, matches, hints; and the session as 
   await saved.setContent(html);
   const pictures = await saved.evaluate(() => [...document.images].map((image) => [image.src.slice(0, 15), image.naturalWidth]));
   assert.deepEqual(pictures, Array(4).fill(['data:image/png;', 390]));
+  assert.match(await saved.locator('figure div').first().getAttribute('style'), /left: 6\.15.*width: 87\.69/);
   assert.equal(await saved.locator('h2').first().textContent(), 'Tapped <b>One</b>');
 });
 
@@ -375,5 +409,6 @@ test('the keyboard alone, on a narrow screen, in forced colours and without moti
 
   await page.emulateMedia({ forcedColors: 'active', reducedMotion: 'reduce' });
   const looks = (selector) => page.locator(selector).first().evaluate((node) => getComputedStyle(node).outlineStyle);
-  assert.deepEqual([await looks('.row[aria-selected="true"]'), await looks('.row[aria-selected="false"]')], ['solid', 'none']);
+  const lines = ['.row[aria-selected="true"]', '.row[aria-selected="false"]', '.target', '.bar [aria-current]'].map(looks);
+  assert.deepEqual(await Promise.all(lines), ['solid', 'none', 'solid', 'solid']);
 });

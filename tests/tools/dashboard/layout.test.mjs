@@ -46,6 +46,7 @@ function faults() {
     const { overflowX, overflowY } = getComputedStyle(node);
     const isWhole = isPane || isControl || overflowX !== 'visible';
     const extent = (!isWhole && hasText(node) ? textOf(node) : node).getBoundingClientRect();
+    if (node.matches('.cut') && node.scrollWidth > node.clientWidth && !node.title) found.push(`${name} is cut, and has no tooltip`);
     const by = Math.max(pane.left - extent.left, extent.right - pane.right, extent.bottom - pane.bottom);
     if (by > 0.5) found.push(`${name} leaves ${pane.name} by ${Math.ceil(by)}`);
     if (isControl) {

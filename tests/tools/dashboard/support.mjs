@@ -6,7 +6,9 @@ import { fileURLToPath } from 'node:url';
 import { Service } from '../../../tools/capture-service/lib/service.mjs';
 import { ScriptedApp } from '../support/scripted-app.mjs';
 
-const { chromium } = createRequire(new URL('../../../tools/capture-service/package.json', import.meta.url))('playwright-core');
+const load = createRequire(new URL('../../../tools/capture-service/package.json', import.meta.url));
+const { chromium } = load('playwright-core');
+const axe = load('axe-core');
 
 export const NO_PICTURES = { full_image_data: undefined, image_data: undefined };
 
@@ -109,6 +111,25 @@ export class Dashboard {
     await this.hasRows(wanted.filter((text) => !text.endsWith(':')).length);
     const read = (nodes) => nodes.map((node) => node.textContent + (node.matches('bdi') ? ':' : ''));
     assert.deepEqual(await this.page.locator('.row-title, .scene-head bdi').evaluateAll(read), wanted);
+  }
+
+  /** Nothing stands in the way of those who see little or nothing, in light and in dark. */
+  async isAccessible(page = this.page) {
+    await page.evaluate(axe.source);
+    for (const colorScheme of ['light', 'dark']) {
+      await page.emulateMedia({ colorScheme });
+      const { violations } = await page.evaluate(() => globalThis.axe.run());
+      const told = violations.flatMap(({ id, nodes }) => nodes.map(({ target, failureSummary }) => `${id}: ${target} ${failureSummary}`));
+      assert.deepEqual(told, [], colorScheme);
+    }
+  }
+
+  /** Whether all of the element is within the window. */
+  isInSight(selector) {
+    return this.page.locator(selector).evaluate((node) => {
+      const { left, top, right, bottom } = node.getBoundingClientRect();
+      return left >= 0 && top >= 0 && right <= innerWidth && bottom <= innerHeight;
+    });
   }
 
   async hasRows(count) {

@@ -131,7 +131,8 @@ export class Detail {
     setText(this.#kind, KINDS[kind]);
     setText(this.#title, titleOf(summary));
     this.#when.replaceChildren(exactTime(happenedAt(summary)));
-    if (summary.deviceName) this.#when.append(' · ', appText(summary.deviceName));
+    const owner = this.#store.nameOf(summary);
+    if (owner) this.#when.append(' · ', appText(owner));
     if (summary.uploaded) this.#when.append(' · uploaded');
     this.#problem.hidden = !problem;
     setText(this.#problem, problem ?? '');

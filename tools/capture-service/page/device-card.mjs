@@ -1,9 +1,8 @@
 // A device among the others, and what it shares with the stage: its name, picture, pair code, and what can be done next.
 
+import { deviceName } from './device-cards.mjs';
 import { appText, el, icon, notice, replaceKeepingFocus, setText } from './dom.mjs';
 import { minuteTime, plural } from './format.mjs';
-
-export const deviceName = (device) => device.name || device.type || 'Unnamed device';
 
 const WAKE = 'Wake the Event Visualizer in the app again: open the link, hold four fingers, or shake.';
 // Of a device that is gone, by why: what happened, and what to do.

@@ -1,6 +1,7 @@
 // The devices that announced themselves: a card each, above the events.
 
-import { DeviceCard, deviceName, stateOf } from './device-card.mjs';
+import { DeviceCard, stateOf } from './device-card.mjs';
+import { deviceName } from './device-cards.mjs';
 import { announce, el, place } from './dom.mjs';
 
 export class Devices {

@@ -21,19 +21,19 @@ export function el(tag, properties = {}, ...children) {
 /** Text of an app among the page's own words, which it cannot turn around. */
 export const appText = (text) => el('bdi', { text });
 
-/** A picture of the sprite in index.html, for the eye only. */
+/** A picture of sprite.svg, for the eye only. */
 export function icon(name) {
   const svg = document.createElementNS(SVG, 'svg');
   svg.setAttribute('class', 'icon');
   svg.setAttribute('aria-hidden', 'true');
   const use = document.createElementNS(SVG, 'use');
-  use.setAttribute('href', `#icon-${name}`);
   svg.append(use);
+  showIcon(svg, name);
   return svg;
 }
 
 export function showIcon(svg, name) {
-  svg.firstChild.setAttribute('href', `#icon-${name}`);
+  svg.firstChild.setAttribute('href', `sprite.svg#${name}`);
 }
 
 /** Writes only what differs: a text node that stays is not laid out again. */
@@ -65,8 +65,7 @@ export function notice(text, undo) {
     undo && el('button', { text: 'Undo', onclick: () => (undo(), leave()) }),
     el('button', { class: 'quiet', 'aria-label': 'Dismiss', onclick: leave }, icon('close')),
   );
-  // What can be undone stays until its time is up, or until there is something newer to undo.
-  for (const other of [...find('notices').children]) if (undo || !other.classList.contains('undo')) other.remove();
+  for (const other of [...find('notices').children]) if (!other.classList.contains('undo')) other.remove(); // that has its time
   find('notices').append(line);
   setTimeout(leave, NOTICE_MS);
 }

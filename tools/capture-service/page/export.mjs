@@ -3,10 +3,12 @@
 import { announce, el, notice } from './dom.mjs';
 import { factsOf } from './event-facts.mjs';
 import { exactTime, titleOf } from './format.mjs';
+import { placeOver } from './screen-picture.mjs';
 import { happenedAt } from './story.mjs';
 
 const STYLE = `body{font:15px/1.5 system-ui,sans-serif;max-width:60rem;margin:2rem auto;padding:0 1rem;color-scheme:light dark}
-article{display:flex;gap:1.5rem;border-top:1px solid #8886;padding:1.5rem 0}img{width:240px;align-self:start;border:1px solid #8886}
+article{display:flex;gap:1.5rem;border-top:1px solid #8886;padding:1.5rem 0}figure{position:relative;flex:none;align-self:start;margin:0}
+img{display:block;width:240px;border:1px solid #8886}figure div{position:absolute;box-shadow:0 0 0 2px #fff,0 0 0 4px #8f0038}
 h2{margin:0;font-size:1.1rem}dl{display:grid;grid-template-columns:max-content 1fr;gap:.2rem 1rem}dt{opacity:.7}dd{margin:0;overflow-wrap:anywhere}`;
 
 export class ExportMenu {
@@ -79,12 +81,12 @@ async function pageOf(events, session) {
 
 async function articleOf(summary) {
   const detail = await load(`events/${summary.id}.json`, (response) => response.json());
-  const src = summary.hasScreen && (await load(`events/${summary.id}/screen.png`, dataUrl));
+  const picture = summary.hasScreen && (await load(`events/${summary.id}/screen.png`, readPicture));
   const facts = factsOf(detail?.message).flatMap(([term, value]) => [el('dt', { text: term }), el('dd', { text: value })]);
   return el(
     'article',
     {},
-    src && el('img', { src, alt: 'The screen at the moment of the event' }),
+    picture && figureOf(picture, detail?.boundingBox),
     el(
       'div',
       {},
@@ -95,14 +97,24 @@ async function articleOf(summary) {
   );
 }
 
-async function dataUrl(response) {
+/** The screen, with what was touched outlined, as on the page. */
+function figureOf({ src, size }, box) {
+  const outline = size && box && el('div');
+  if (outline) placeOver(outline, box, size);
+  return el('figure', {}, el('img', { src, alt: 'The screen at the moment of the event' }), outline);
+}
+
+/** { src, size }: the picture as a data URL; null for the size of one that cannot be decoded. */
+async function readPicture(response) {
   const blob = await response.blob();
-  return new Promise((resolve, reject) => {
+  const { width, height } = await createImageBitmap(blob).catch(() => ({}));
+  const src = await new Promise((resolve, reject) => {
     const reader = new FileReader();
     reader.onload = () => resolve(reader.result);
     reader.onerror = reject;
     reader.readAsDataURL(blob);
   });
+  return { src, size: width ? { naturalWidth: width, naturalHeight: height } : null };
 }
 
 function save(blob, name) {

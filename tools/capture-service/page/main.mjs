@@ -16,7 +16,7 @@ const connection = new Connection(store);
 
 new ConnectDialog(find('connect-dialog'), find('connect'), store);
 new StatusBar(store);
-new Address(store);
+const address = new Address(store);
 new Devices(find('devices'), store, connection);
 new Stage(find('stage'), store, connection);
 const timeline = new Timeline(find('timeline'), store, { onOpen: () => openEvent() });
@@ -36,6 +36,7 @@ const isNarrow = matchMedia('(max-width: 759px)');
 
 function openEvent() {
   if (!isNarrow.matches || find('main').dataset.opened) return;
+  address.flush(); // the way back leads to the list as it is now
   history.pushState({ opened: true }, '');
   showOpened();
 }

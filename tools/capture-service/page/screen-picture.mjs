@@ -11,6 +11,14 @@ const parts = (value, whole) => `${(100 * value) / whole}%`;
 export const frameOf = ({ x, y, width, height }) =>
   `${points(width)} × ${points(height)} at ${points(x)}, ${points(y)}`;
 
+/** Puts the outline over the box of a picture that is decoded. */
+export function placeOver({ style }, { x, y, width, height }, { naturalWidth, naturalHeight }) {
+  style.left = parts(x, naturalWidth);
+  style.top = parts(y, naturalHeight);
+  style.width = parts(width, naturalWidth);
+  style.height = parts(height, naturalHeight);
+}
+
 export class ScreenPicture {
   element;
   #target = el('div', { class: 'outline target', hidden: true });
@@ -52,20 +60,15 @@ export class ScreenPicture {
 
   #place(outline, box) {
     outline.hidden = !box || !this.#image;
-    if (outline.hidden) return;
-    const { naturalWidth, naturalHeight } = this.#image;
-    outline.style.left = parts(box.x, naturalWidth);
-    outline.style.top = parts(box.y, naturalHeight);
-    outline.style.width = parts(box.width, naturalWidth);
-    outline.style.height = parts(box.height, naturalHeight);
+    if (!outline.hidden) placeOver(outline, box, this.#image);
   }
 
-  /** As large as the window is wide, scrolled to what was touched. */
+  /** Twice as large where the window is wide enough, scrolled to what was touched. */
   #showLarge() {
     const close = el('button', { 'aria-label': 'Close', text: 'Close' });
     const children = [...this.#frame.children].map((child) => child.cloneNode());
     this.#dialog.replaceChildren(el('div', { class: 'large-frame' }, ...children), close);
     this.#dialog.showModal();
-    this.#dialog.querySelector('.target:not([hidden])')?.scrollIntoView({ block: 'center' });
+    this.#dialog.querySelector('.target:not([hidden])')?.scrollIntoView({ block: 'center', inline: 'center' });
   }
 }

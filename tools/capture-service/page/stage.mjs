@@ -1,7 +1,8 @@
 // What stands in the middle until there are events: the next step, whatever it is.
 
 import { ConnectCard, connectSteps } from './connect.mjs';
-import { adviceOf, deviceAction, deviceName, namesOf, pairCode, pictureOf, stateOf } from './device-card.mjs';
+import { adviceOf, deviceAction, namesOf, pairCode, pictureOf, stateOf } from './device-card.mjs';
+import { deviceName } from './device-cards.mjs';
 import { appText, el, replaceKeepingFocus } from './dom.mjs';
 
 export class Stage {

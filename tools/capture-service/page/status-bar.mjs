@@ -36,6 +36,7 @@ export class StatusBar {
     document.body.dataset.connection = connection;
     setText(this.#words, words);
     setText(find('environment'), envId === null ? '' : `Environment ${envId}`);
+    find('environment').title = find('environment').textContent;
     const outage = OUTAGES[connection];
     find('outage').hidden = !outage;
     setText(this.#what, outage?.[0] ?? '');

@@ -2,7 +2,7 @@
 // all but the last two. Views subscribe and are told once a frame, whatever arrived in between; a page that is not shown is
 // told when it is shown again, and holds no more meanwhile.
 
-import { cardsOf } from './device-cards.mjs';
+import { cardsOf, deviceName } from './device-cards.mjs';
 import { kindOf, titleOf } from './format.mjs';
 import { remember, remembered } from './remembered.mjs';
 import { insertByTime } from './story.mjs';
@@ -20,7 +20,7 @@ export class Store {
   events = []; // those that this page shows, by their own time, oldest first
   filter = { text: '', kinds: new Set(), device: null }; // no kinds: all of them; the device is a card's key
   selected = null; // the summary in the detail; it may outlive its place among the events
-  following = true; // the newest event that the filter lets through is the selected one
+  following = true; // of the events that the filter lets through, the last to arrive is the selected one
   matches = new Set(); // ids of the events that go through the node that is looked at
 
   #arrived = []; // all that the service keeps, in the order of arrival
@@ -81,7 +81,7 @@ export class Store {
   clearEvents() {
     const before = this.#clearedAt;
     this.#setClearedAt(Math.max(before, ...this.#arrived.map(({ receivedAt }) => receivedAt)));
-    return () => this.#setClearedAt(before);
+    return () => this.#setClearedAt(Math.min(before, this.#clearedAt)); // an earlier one may have been taken back meanwhile
   }
 
   /** Whether events that the service keeps are not shown. */
@@ -115,6 +115,12 @@ export class Store {
 
   cardOf(device) {
     return this.cards.find(({ visits }) => visits.some(({ id }) => id === device));
+  }
+
+  /** Whose event it is, for people; null when nobody knows. */
+  nameOf({ device, deviceName: told }) {
+    const card = this.cardOf(device);
+    return card ? deviceName(card.device) : told || null;
   }
 
   /** Holds on to one event, whatever arrives. */
@@ -175,7 +181,8 @@ export class Store {
     const change = this.#changed;
     this.#changed = null;
     if (this.following) {
-      const newest = this.visibleEvents().at(-1) ?? null;
+      // Not the last by its own time: a clock that is ahead would hold the page for ever, and a touch comes after its screen.
+      const newest = this.visibleEvents().reduce((last, summary) => (last?.id > summary.id ? last : summary), null);
       if (newest !== this.selected) change.selection = true;
       this.selected = newest;
     }

@@ -1,6 +1,6 @@
 // Which events the list shows: search, kinds, and one device when there are several.
 
-import { deviceName } from './device-card.mjs';
+import { deviceName } from './device-cards.mjs';
 import { el, icon, setText } from './dom.mjs';
 import { KINDS, kindOf } from './format.mjs';
 

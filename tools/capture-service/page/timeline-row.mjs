@@ -79,11 +79,11 @@ export class TimelineScene {
     this.key = key;
   }
 
-  /** `several`: whether more than one device is there, so that it matters whose screen it is. */
-  show({ beginsSession, events }, several) {
-    const { screen, session, user, deviceName } = events[0];
+  /** `owner`: the device's name, where it matters whose screen it is. */
+  show({ beginsSession, events }, owner) {
+    const { screen, session, user } = events[0];
     const name = screen || 'No screen yet';
-    const whose = several && deviceName ? `${deviceName} · ` : '';
+    const whose = owner ? `${owner} · ` : '';
     this.#session.hidden = !beginsSession;
     setText(this.#session, [session && `Session …${session.slice(-4)}`, user && `user ${user}`].filter(Boolean).join(' · '));
     this.#session.title = session ? `Session ${session}` : '';

@@ -178,7 +178,7 @@ export class Timeline {
       const rows = told.events.map((summary) => this.#rowOf(summary, told.gaps));
       const scene = rows.find((row) => row.scene?.key === told.key && !scenes.has(row.scene))?.scene;
       const shown = scene ?? new TimelineScene(told.key);
-      shown.show(told, several);
+      shown.show(told, several && this.#store.nameOf(told.events[0]));
       shown.hold(rows);
       before = place(this.#list, shown.element, before);
       scenes.add(shown);

@@ -29,9 +29,20 @@ export class DeviceList extends EventEmitter {
   add(id, facts) {
     const now = Date.now();
     const fresh = { state: 'available', note: null, pairCode: null, since: now, lastSeen: now, events: 0 };
-    const device = { id, ...facts, ...fresh };
+    const device = { id, ...facts, card: this.#cardFor(facts), ...fresh };
     this.#devices.set(id, device);
     this.emit('changed', device);
+  }
+
+  /** Of the devices of one app, name and type: that of the one that left last, which comes back, or the first that is free. */
+  #cardFor({ appId, name, type }) {
+    const isGone = ({ state }) => state === 'gone';
+    const alike = this.all().filter((one) => one.appId === appId && one.name === name && one.type === type);
+    const taken = new Set(alike.filter((one) => !isGone(one)).map(({ card }) => card));
+    const [left] = alike.filter((one) => isGone(one) && !taken.has(one.card)).sort((one, other) => other.since - one.since);
+    let card = 1;
+    while (taken.has(card)) card++;
+    return left?.card ?? card;
   }
 
   noteSeen(device) {
