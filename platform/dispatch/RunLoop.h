@@ -35,9 +35,9 @@ class RunLoop {
   // Default or Tracking. Main thread.
   virtual RunLoopMode currentMode() const = 0;
 
-  // For toolkits: a finger drags something (Tracking), or nothing is dragged any more (Default). In between
-  // the loop is in the tracking mode however it is run. Main thread. Does nothing unless a subclass, whose
-  // toolkit then does not keep the mode itself, says otherwise.
+  // For toolkits: a finger begins to drag something (Tracking), or has ended it (Default). In between the
+  // loop is in the tracking mode, whichever mode it is run in. Main thread. Does nothing by default; a
+  // subclass whose toolkit keeps no mode of its own overrides it.
   virtual void setCurrentMode(RunLoopMode /*mode*/) {}
 
   // For subclasses, when a timer's time has come and they have let go of it: fires it, unless it has been

@@ -15,7 +15,7 @@ namespace platform {
 // and nothing waits for them when it exits.
 class ThreadScheduler final : public Scheduler {
  public:
-  // The scheduler in force as what it is. Throws std::logic_error when another kind is in force.
+  // The scheduler in force. Throws std::logic_error when that is of another kind.
   static ThreadScheduler& installed();
 
   // The loop for hosts without one of their own: `ThreadScheduler::installed().ownRunLoop().run()`.

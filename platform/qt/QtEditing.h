@@ -6,9 +6,8 @@
 
 namespace platform {
 
-// Tells when the user has finished with an editor in which he changed something: when the focus goes to
-// another widget, Return is pressed in a single line, or the editor is hidden. What he wrote is never read.
-// Main thread only.
+// Tells when an edit has ended: the focus goes to another widget, Return is pressed in a single line, or the
+// editor is hidden, and something was changed in it. What was typed is never read. Main thread only.
 class QtEditing {
  public:
   static QtEditing& shared();

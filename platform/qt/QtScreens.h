@@ -10,10 +10,10 @@
 
 namespace platform {
 
-// Says of which windows and pages that they appeared. A window does when it is shown, and when it is active
-// again after another screen; a page when it is shown and takes at least half of its window. What is shown
-// and hidden again before the event loop goes on is no screen. Tool windows and docks are none, unless the
-// app says so. Main thread only.
+// Tells when windows and pages appear: a window when it is shown, and when it is active again after another
+// screen; a page when it is shown and takes at least half of its window. What is shown and hidden again
+// before the event loop goes on is no screen. Tool windows and docks are none, unless the app says so. Main
+// thread only.
 class QtScreens {
  public:
   static QtScreens& shared();

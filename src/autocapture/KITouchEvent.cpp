@@ -30,8 +30,8 @@ std::shared_ptr<KIViewAncestry> ancestryOf(const std::shared_ptr<UIView>& view,
   return KIViewAncestry::captureFromView(*view, context, KIViewAncestry::BoundingBoxes::Omit);
 }
 
-// The text under the key. An app that overrides it may put a value of any other kind there, which counts as
-// its description; null is none.
+// The text under the key. An app that overrides it may answer with a value of another kind, whose description
+// counts; null is no text.
 std::optional<String> textOf(const Dictionary& entries, std::string_view key) {
   const Value* value = entries.find(key);
   if (!value || value->isNull()) return std::nullopt;

@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view kTextureViewClass = "_ASDisplayView";
 constexpr std::string_view kAttributedStringClass = "NSAttributedString";
 
-// The class may come from the toolkit or from elsewhere, so that only its name tells.
+// The class may come from the toolkit or from elsewhere: only its name tells what it is.
 bool isAttributedString(const NSObject& object) {
   const Class* cls = &object.isa();
   while (cls && cls->name() != kAttributedStringClass) cls = cls->superclass();

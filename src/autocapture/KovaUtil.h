@@ -6,8 +6,8 @@
 #include "src/core/UIApplication+DispatchState.h"
 #include "src/core/URLEncoding.h"
 
-// The small services that capture and message building share, under one name. Each lives in a room of its
-// own, which says what it does; the library itself goes there.
+// The small services that capture and message building share, under one name. Each has a header of its own,
+// which says what it does and which the library itself includes.
 class KovaUtil {
  public:
   KovaUtil() = delete;

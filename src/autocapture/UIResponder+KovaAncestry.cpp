@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kUsualNodeEntries = 3;
 
-// In every node and every box; those that are longer than a Value holds in place are worth sharing.
+// Keys of every node and every box. Those too long to lie within a Value are made once and shared.
 struct NodeKeys {
   const Value className = KovaAncestryNodePropertyClass;
   const Value label = KovaAncestryNodePropertyAccessibilityLabel;

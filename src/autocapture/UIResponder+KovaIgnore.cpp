@@ -48,7 +48,7 @@ bool mayAnyViewHideItsInnerHierarchy() { return state.shouldCheckIgnore || state
 
 }  // namespace
 
-// The header is the host's: it says the thread in words.
+// Hosts do not know the annotations: their header names the thread in words.
 
 bool kovaIgnore(const UIResponder& responder) KOVA_ON_MAIN_THREAD {
   return KOVA_hasAllIgnoreRules(responder, kKovaIgnoreRuleIgnore);

@@ -122,7 +122,8 @@ std::size_t copied(const std::optional<std::string>& text, char* buffer, std::si
   return given.size();
 }
 
-// Who is told what is logged. Held while he is, so that he is not told any more once he has been replaced.
+// The receiver of log lines. The mutex is held during each call of it: once it has been replaced it is not
+// called any more.
 struct Receiver {
   std::mutex mutex;
   kova_log_function receive = nullptr;

@@ -18,7 +18,7 @@ std::map<std::string, double, std::less<>>& selectorTimes() KOVA_ON_MAIN_THREAD 
   return times;
 }
 
-// What a difference of two uptimes was before floating point: 0.2, and not a little more.
+// Rounds off what floating point adds to a difference of two uptimes: 0.2, and not a little more.
 double inMicroseconds(double seconds) { return std::round(seconds * 1e6) / 1e6; }
 
 }  // namespace

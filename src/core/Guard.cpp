@@ -7,7 +7,7 @@ void registerCurrentException(const Place& place, OnException onException) noexc
     KIBailer::sharedBailer().registerException(platform::NSException::current(), place,
                                                onException == OnException::Bail);
   } catch (...) {
-    // Not even the line of log could be made, for want of memory most likely. Going quiet needs none.
+    // Not even the log line could be made, most likely because memory is short. Going quiet needs none.
     if (onException == OnException::Bail) KIBailer::sharedBailer().bailWithoutReport();
   }
 }

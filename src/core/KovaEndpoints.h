@@ -13,7 +13,7 @@ const platform::NSURL& defaultEventVisualizerEndpoint();
 // As `captureEndpoint` for the Event Visualizer's base URL.
 std::optional<platform::NSURL> eventVisualizerEndpoint(const KovaBaseURL& given);
 
-// Says which of the two cannot be used, and, to who debugs, which has been set to nil.
+// Logs which of the two cannot be used and, in the debug log, which has been set to nil.
 void logBaseURLs(const KovaOptions& options);
 
 }  // namespace kova

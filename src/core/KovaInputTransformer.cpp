@@ -6,7 +6,7 @@ using namespace platform;
 
 namespace {
 
-// One of two for every boolean property there is, so they are made once.
+// Every boolean property is one of these two, so they are made once.
 const Dictionary& typedBoolean(bool boolean) {
   static const Dictionary& yes = *new Dictionary{{"bool", true}};
   static const Dictionary& no = *new Dictionary{{"bool", false}};

@@ -7,9 +7,9 @@
 
 // Replacing the implementations of platform methods.
 
-// Puts `implementation` in the place of the one that the class answers the method with, be it its own or
-// inherited and so shared with other classes, and returns that one. Null when there is no such method, in
-// which case nothing is done, and when that one is the very implementation given.
+// Replaces the implementation that the class answers the method with, and returns the one before. It may be
+// the class's own, or inherited and so shared with other classes. Null, with nothing done, when there is no
+// such method; null also when the one before is the very implementation given.
 template <class Signature>
 typename platform::Method<Signature>::Imp KOVA_replaceMethod(
     platform::Method<Signature>* method, const platform::Class& cls,

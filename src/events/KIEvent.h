@@ -38,7 +38,7 @@ class KIEvent : public platform::NSObject {
   const std::string& timestamp() const { return moment_.timestamp; }
   void setTimestamp(std::string timestamp) { moment_.timestamp = std::move(timestamp); }
 
-  // Sent with the event's message; null when nobody watches.
+  // Sent with the event's message; null when no dashboard watches.
   const std::shared_ptr<const KIEventRecording>& evCaptureContext() const { return evCaptureContext_; }
   void setEvCaptureContext(std::shared_ptr<const KIEventRecording> context) {
     evCaptureContext_ = std::move(context);

@@ -1,4 +1,4 @@
-// Tells who debugs that messages wait for a pageview, for want of which nothing would ever be sent.
+// Says in the debug log that messages wait for a pageview: without one nothing would ever be sent.
 
 #include "src/core/KovaLogger.h"
 #include "src/core/KovaTimer.h"
@@ -14,7 +14,7 @@ constexpr double kPatience = 3.0;  // seconds; most apps have shown a screen by 
 
 }  // namespace
 
-// Once a message waits, a look a little later; nothing is done for an app that does not debug.
+// Looks again a little after a message began to wait. Does nothing unless the app debugs.
 void KovaQueueManager::watchForAPageview() {
   if (hasSaidThatMessagesWait_ || !KovaLoggingEnabled(kKovaLogLevelDebug)) return;
   if (const auto watch = pageviewWatch_.lock(); watch && watch->isRunning()) return;

@@ -280,7 +280,7 @@ void KovaQueueManager::adoptLeftovers() {
   KovaPersistentStore::Names batched;
   for (KovaPersistentStore::Leftover& leftover :
        persistentStore_->sweepLeftovers(batchFileNames(), waiting)) {
-    batched.merge(leftover.messageIds);  // sent with their file, be it by a later start
+    batched.merge(leftover.messageIds);  // sent with their file, if need be by a later start
     if (!canEnqueueMessage()) continue;
     batches_.push({{kMessagesIdentifierKey, leftover.fileName}});
     ++count;

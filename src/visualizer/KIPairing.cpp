@@ -49,7 +49,7 @@ bool KIPairing::wasAccepted(const std::string& pairCode, std::uint64_t number) {
 void KIPairing::recordEventMessage(const Dictionary& message, const KIEventOutbox::CaptureRef& capture,
                                    std::uint64_t number) {
   if (number != this->number()) return;
-  // Whatever is asked and answered until the pictures are encoded: it goes where it was accepted.
+  // It goes where it was accepted, whatever is asked and answered until the pictures are encoded.
   outbox_->post(capture, [connection = connection_, from = sender(), message](const Dictionary& captured) {
     kova::mutationQueue.isHere();
     MutableDictionary data{{"message", message}};

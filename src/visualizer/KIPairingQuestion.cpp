@@ -109,7 +109,7 @@ void KIPairingQuestion::requestUserApprovalToPair(const Request& request, const 
       "Confirm connection?",
       formatted("Please confirm that the following pairing code matches the one in your browser: %@",
                 request.code));
-  // The listener is told, if it is there still; the container, which keeps the alert, goes in any case.
+  // The listener is told if it is still there; the container, which keeps the alert, goes in any case.
   const auto action = [&](const char* title, Step step) {
     return std::make_shared<UIAlertAction>(
         title, UIAlertAction::Style::Default,

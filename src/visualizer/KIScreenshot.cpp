@@ -18,7 +18,7 @@ constexpr double kLongestHighQuality = 0.5;  // seconds
 
 std::atomic<bool> switchedToFastCapture = false;
 
-// Arithmetic leaves whole numbers a hair away from where they belong.
+// Floating point leaves whole numbers slightly off.
 constexpr double kTolerance = 1e-6;
 
 bool isPossible(CGSize size) {

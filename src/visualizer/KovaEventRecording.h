@@ -12,8 +12,8 @@ namespace platform {
 class UIView;
 }
 
-// An event on its way to a dashboard: what was on screen as it was recorded, and for which pairing that was.
-// An event of one pairing is never sent to the next.
+// An event on its way to a dashboard: what was on the screen when it was recorded, and the pairing that it
+// was recorded for. An event of one pairing is never sent to the next.
 class KovaEventRecording : public KIEventRecording {
  public:
   // For an event without a view, and for one that has a view or might have one. Null when there is no

@@ -149,7 +149,7 @@ void KovaEventVisualizer::webSocketConnectionDidConnect(KovaWebSocketSession&) {
 }
 
 void KovaEventVisualizer::didReceiveMessage(KovaWebSocketSession&, std::string_view message) {
-  // A String is always UTF-8: it differs from text that is not.
+  // A String is always UTF-8, so that it differs from bytes that are not.
   if (message.size() <= kLongestMessage && String(message).view() != message) {
     return KovaLogDebug("Failed to decode event message data.");
   }

@@ -216,7 +216,7 @@ void KovaWebSocketSession::setTimeout() {
   if (heartbeatTimer_) heartbeatTimer_->cancel();
   heartbeatTimer_ =
       kova::performAfter(heartbeatTimeout_, *delegateQueue_, *this, [](KovaWebSocketSession& session) {
-        // By then the session may have been let go of for another one, which is not to hear of it.
+        // By then another session may have taken the place of this one, and must not hear of it.
         KOVA_addSafeOperationWithBlock(*session.delegateQueue_,
                                        [weak = session.weak()] {
                                          kova::mutationQueue.isHere();

@@ -36,7 +36,7 @@ asio::ssl::context makeTLSContext(const std::string& certificateAuthorityFile) {
   return context;
 }
 
-// The certificate has to name the host, and a host that has a name is told it.
+// The certificate has to name the host. A host with a name, not an address, is also told that name (SNI).
 void expectHost(SSL* tls, const std::string& host) {
   X509_VERIFY_PARAM* const expected = SSL_get0_param(tls);
   if (X509_VERIFY_PARAM_set1_ip_asc(expected, host.c_str()) == 1) return;

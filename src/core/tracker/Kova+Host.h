@@ -11,7 +11,7 @@ namespace kova {
 // the library's own.
 bool isOnThreadOfHost();
 
-// Shuts the tracker down that is in force, if any; what it has queued is still to be done.
+// Shuts down the tracker that is in force, if any. What it has queued still runs.
 void stopSharedTracker();
 
 // Runs the block where that is so, and returns when it has run. It throws nothing.

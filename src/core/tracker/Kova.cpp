@@ -48,7 +48,7 @@ Answer ask(const char* selector, Call&& call, Answer bailed, Answer absent) {
 
 std::atomic<bool> wasShutDown = false;
 
-// What it has queued is waited for by whoever comes next.
+// The next start waits for what this tracker has queued.
 void stop(KovaTracker& tracker) {
   wasShutDown = true;
   if (KovaTracker::clearSharedTracker(tracker)) tracker.stop("");

@@ -23,7 +23,7 @@ constexpr std::string_view kCustomEvent = "customEvent";
 constexpr std::string_view kSourceEvent = "sourceEvent";
 constexpr std::string_view kSourceCustomEvent = "sourceCustomEvent";
 
-// Longer than a Value holds in place, and in every event of their kind.
+// In every event of their kind, and too long to lie within a Value: made once and shared.
 const Value& customPropertiesKey() {
   static const Value& key = *new Value("customProperties");
   return key;
@@ -40,7 +40,7 @@ std::optional<std::string> sessionIdOf(const KIMoment& moment) {
   return id ? std::optional(std::string(id->text())) : std::nullopt;
 }
 
-// Properties of the host's, as they were given and as they are sent.
+// The host's properties, as given and as sent.
 struct Properties {
   Properties() = default;
   explicit Properties(const std::optional<Value>& properties)
@@ -182,7 +182,7 @@ void KovaTracker::enqueueCustomEvent(const CustomEvent& event, ActiveScreen scre
   if (!queueManager_->canEnqueueMessage()) return;
   KIMoment& moment = *event.moment;
   moment.applyMissingPropertiesFromSessionManager(*sessionManager_, *identityManager_);
-  // The screen's pageview of another session than the event's is not the event's.
+  // A pageview that the screen got in another session does not belong to the event.
   const std::string session = sessionIdOf(moment).value_or(sessionId());
   if (screen.pageviewInfo && screen.sessionId == session)
     moment.pageviewInfo = std::move(screen.pageviewInfo);

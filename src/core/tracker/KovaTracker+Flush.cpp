@@ -49,7 +49,8 @@ KovaFlushed KovaTracker::flush(double seconds) {
   return {progress->isStored, progress->isSent};
 }
 
-// A user who has changed meanwhile has a session without one, whose events the library itself can help.
+// After a change of user the new session has no pageview yet. Where the library makes pageviews itself, it
+// makes one now, so that the session's events can leave.
 void KovaTracker::injectPageviewForWaiting() {
   if (!isViewControllerAutocaptureDisabled() || sessionManager_->hasMostRecentPageviewInfo()) return;
   pageviewRecorder_->injectSyntheticPageviewIfNeeded(KIPageview::Repeat::ForWaiting);

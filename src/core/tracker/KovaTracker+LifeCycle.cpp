@@ -58,7 +58,7 @@ void KovaTracker::setSharedTracker(std::shared_ptr<KovaTracker> tracker) {
     const MutexLock lock(shared().mutex);
     shared().tracker.swap(tracker);
   }
-  // The tracker before is released here, outside the lock.
+  // The previous tracker is released here, outside the lock.
 }
 
 bool KovaTracker::clearSharedTracker(const KovaTracker& tracker) {

@@ -106,7 +106,7 @@ bool KovaTracker::takeUpLockedStore(bool mayWait) {
   return isTakenUp;
 }
 
-// Also the start of a tracker that was replaced while the queue was held comes to this one.
+// Called for this tracker, too, when the one before it was replaced while the queue was held.
 void KovaTracker::beginWithStored() {
   if (beginning_ == Beginning::Done) return;
   beginning_ = queueManager_->isLoaded() ? Beginning::Done : Beginning::Owed;
@@ -117,7 +117,7 @@ void KovaTracker::beginWithStored() {
 
 void KovaTracker::enqueueLifecycleEvent() {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Lifecycle Event");
-  // What fails here is no fault of deciding; the version is stored, so that it fails once.
+  // A failure here does not change the decision: the version is stored all the same, so that it fails once.
   const auto store = [this](const KILifecycleEvent& event) {
     return kova::guarded(
         {*this, "start"},

@@ -43,7 +43,7 @@ void __KOVA_SendEvent(UIApplication& self, SEL selector, UIEvent& event) KOVA_ON
   __KOVA_SendEvent_Orig(self, selector, event);
 }
 
-// Answers no, whatever the implementation before does: who asks is told that no action was called.
+// Answers no, whatever the replaced implementation answers: the caller learns that no action was called.
 bool __KOVA_SendActionToFromForEvent(UIApplication& self, SEL selector, SEL action, NSObject* target,
                                      NSObject* sender, UIEvent* event) KOVA_ON_MAIN_THREAD {
   const kova::Place place{self, selector};

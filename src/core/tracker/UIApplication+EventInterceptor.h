@@ -10,8 +10,8 @@
 // is seen before the application handles it, so that it is on record before the action that it causes;
 // actions and shakes are seen afterwards.
 //
-// No exception of the library leaves a replacement; one that the replaced implementation throws, be it the
-// app's, passes through.
+// No exception of the library leaves a replacement. One that the replaced implementation throws, or the app
+// below it, passes through.
 
 // The implementations before. Null until the methods are replaced, then as they were for the life of the
 // process.

@@ -45,7 +45,7 @@ void __KOVA_SetState(UIGestureRecognizer& self, SEL selector, UIGestureRecognize
   // A recogniser that moves takes many steps, and only its end makes an event.
   if (state != UIGestureRecognizerState::Ended) return __KOVA_SetState_Orig(self, selector, state);
   const auto kept = retained(&self);
-  // Asking may run code of the app, which was not asked at this moment without the library.
+  // Asking may run code of the app, at a moment when nobody would have asked without the library.
   const auto previousState = kova::guarded(
       {self, selector}, [&self] { return std::optional(self.state()); },
       std::optional<UIGestureRecognizerState>());

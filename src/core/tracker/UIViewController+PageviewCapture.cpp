@@ -71,8 +71,8 @@ void replaceMethods() KOVA_ON_MAIN_THREAD {
       cls, UIViewController::dismissViewControllerMethod, __KOVA_DismissViewControllerAnimatedCompletion);
 }
 
-// The answers to "KOVA_viewControllerForPageView": one step towards the screen. Who stands for itself answers
-// itself. The steps are taken by KOVA_viewControllerForPageView, which can count them.
+// The answers to "KOVA_viewControllerForPageView": one step towards the screen. A controller that stands for
+// itself answers itself. KOVA_viewControllerForPageView takes the steps, and can count them.
 
 using ScreenMethod = AddedMethod<Controller(UIViewController&)>;
 
