@@ -26,6 +26,8 @@ test('from an empty page over the pair code to a tap with its picture, box, fact
   await dashboard.isAccessible();
   app.accept();
   await dashboard.shows('#stage h2', 'Paired with Ada’s iPhone');
+  await page.emulateMedia({ reducedMotion: 'reduce' });
+  assert.equal(await page.evaluate(() => document.getAnimations().length), 0);
 
   app.touch();
   await dashboard.showsEvent('Tapped Add to basket');
@@ -35,6 +37,8 @@ test('from an empty page over the pair code to a tap with its picture, box, fact
   const { y, height } = await page.locator('.screen-frame').boundingBox();
   assert.ok(y < 100 && height > 640, 'the picture has the height of the pane');
   await page.locator('.screen-frame').click();
+  app.pageview(); // closes nothing
+  await dashboard.hasRows(2);
   await dashboard.outlines('.target', buttonBox, '.large-frame');
   assert.ok((await page.locator('.large-frame').boundingBox()).width >= 2 * 390);
   assert.equal(await dashboard.isInSight('.large-frame .target'), true);
@@ -43,8 +47,6 @@ test('from an empty page over the pair code to a tap with its picture, box, fact
   await page.locator('.screen-frame:focus').waitFor();
 
   assert.deepEqual(await page.locator('.node-class').allTextContents(), ancestry.map((node) => node.class));
-  await page.locator('.node', { hasText: 'Column' }).hover();
-  await dashboard.outlines('.pointed', { x: 0, y: 96, width: 390, height: 748 });
   await page.locator('.node', { hasText: 'ProductController' }).click();
   await dashboard.shows('.node-facts', /productId\s*shirt-01/);
   await page.getByText('Message', { exact: true }).click();
@@ -52,8 +54,10 @@ test('from an empty page over the pair code to a tap with its picture, box, fact
   assert.equal(shown.event.touchEvent.targetSelector, 'addToBasket');
   await dashboard.isAccessible();
 
+  await dashboard.button('Follow newest').press('Enter');
+  await page.locator('.screen-frame').focus();
   app.touch({ ...NO_PICTURES, view_ancestry: undefined });
-  await dashboard.shows('.about', 'This event came without a screenshot.');
+  await dashboard.shows('.about:focus', 'This event came without a screenshot.');
   assert.ok((await page.locator('.about').boundingBox()).width > 800, 'the facts have the room');
 });
 
@@ -141,15 +145,7 @@ test('status is true: who is live, who left and why, and what to do about it', a
 });
 
 test('follow, clear and undo, filter, search and address: each survives a reload, on this page alone', async (t) => {
-  const before = () => {
-    globalThis.written = 0;
-    const { replaceState } = History.prototype;
-    History.prototype.replaceState = function (...told) {
-      globalThis.written += 1;
-      return replaceState.apply(this, told);
-    };
-  };
-  const dashboard = await Dashboard.open(t, browser, { before });
+  const dashboard = await Dashboard.open(t, browser);
   const { page } = dashboard;
   const app = await dashboard.appThatTouched(t, 'One', 'Two');
   app.pageview();
@@ -168,12 +164,14 @@ test('follow, clear and undo, filter, search and address: each survives a reload
   await page.waitForFunction(() => location.hash === '');
 
   const { writes, seconds } = await page.evaluate(async () => {
-    const [before, begun] = [globalThis.written, performance.now()];
+    const begun = performance.now();
+    let written = 0;
+    navigation.addEventListener('currententrychange', () => (written += 1));
     for (let number = 0; number < 40; number++) {
       document.body.dispatchEvent(new KeyboardEvent('keydown', { key: number % 2 ? 'ArrowUp' : 'ArrowDown', bubbles: true }));
       await new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve)));
     }
-    return { writes: globalThis.written - before, seconds: (performance.now() - begun) / 1000 };
+    return { writes: written, seconds: (performance.now() - begun) / 1000 };
   });
   assert.ok(writes > 0 && writes < 4 * seconds + 2, `the address was written ${writes} times in ${seconds} s`);
   await dashboard.row('Two').click();
@@ -186,7 +184,6 @@ test('follow, clear and undo, filter, search and address: each survives a reload
   await page.reload();
   await dashboard.hasRows(1);
   await dashboard.showsEvent('Tapped Two');
-  assert.equal(await dashboard.button('Touch').getAttribute('aria-pressed'), 'true');
   await dashboard.shows('.count:visible >> nth=-1', '1 of 4 events');
   await page.getByRole('searchbox').fill('nothing');
   await dashboard.button('Show all events').click();
@@ -312,16 +309,10 @@ test('50 events a second: the last 500 are listed, rows are used again, and what
   await dashboard.shows('.matches', 'Matches 450');
   const { y } = await read.boundingBox();
   await page.evaluate(() => {
-    globalThis.seen = { rows: 0, longest: 0 };
+    globalThis.added = 0;
     const rowsIn = (node) => (node.matches?.('.row') ? 1 : (node.querySelectorAll?.('.row').length ?? 0));
-    const note = (changes) => changes.forEach(({ addedNodes }) => addedNodes.forEach((node) => (seen.rows += rowsIn(node))));
+    const note = (changes) => changes.forEach(({ addedNodes }) => addedNodes.forEach((node) => (added += rowsIn(node))));
     new MutationObserver(note).observe(document.querySelector('.rows'), { childList: true, subtree: true });
-    let last = performance.now();
-    const frame = (now) => {
-      [seen.longest, last] = [Math.max(seen.longest, now - last), now];
-      requestAnimationFrame(frame);
-    };
-    requestAnimationFrame(frame);
   });
   await new Promise((resolve) => {
     let last = 450;
@@ -334,11 +325,11 @@ test('50 events a second: the last 500 are listed, rows are used again, and what
   assert.equal((await read.boundingBox()).y, y);
   await dashboard.showsEvent('Tapped Tap 445');
   await dashboard.hasRows(500);
-  const { rows, longest } = await page.evaluate(() => seen);
-  assert.equal(rows, 150, 'each event adds its own row and moves no other');
-  assert.ok(longest < 1000, `the page stood still for ${longest} ms`);
-  t.diagnostic(`longest frame: ${Math.round(longest)} ms`);
-  await page.locator('.newer').click();
+  assert.equal(await page.evaluate(() => added), 150, 'each event adds its own row and moves no other');
+  const onTop = await page.locator('.rows').evaluate((rows) => document.elementFromPoint(200, rows.getBoundingClientRect().top + 8).className);
+  assert.match(onTop, /scene/, 'the head of a screen stays in sight');
+  await page.locator('.newer').press('Enter');
+  await page.locator('.rows:focus').waitFor();
   await dashboard.showsEvent('Tapped Tap 600');
   assert.equal(await page.locator('.row-title').last().textContent(), 'Tapped Tap 101');
 });
@@ -360,34 +351,29 @@ test('a lost connection is said with what to do, and mends itself', async (t) =>
   await dashboard.appThatTouched(t, 'Pay');
 });
 
-test('the keyboard alone, on a narrow screen, in forced colours and without motion', async (t) => {
+test('the keyboard alone, on a narrow screen, and in forced colours', async (t) => {
   const dashboard = await Dashboard.open(t, browser, { width: 900, height: 640 });
   const { page } = dashboard;
-  const app = await dashboard.appThatTouched(t, 'One', 'Two', 'Three');
+  await dashboard.appThatTouched(t, 'One', 'Two', 'Three');
   const press = (...keys) => keys.reduce((done, key) => done.then(() => page.keyboard.press(key)), Promise.resolve());
-  const focused = (read) => page.evaluate(read);
   await page.locator('body').click({ position: { x: 450, y: 10 } });
   await press('ArrowDown');
   await dashboard.showsEvent('Tapped Two');
   await press('End');
   await dashboard.showsEvent('Tapped One');
-  app.pageview();
-  await dashboard.hasRows(4);
-  await dashboard.showsEvent('Tapped One');
   await press('Escape');
-  await dashboard.showsEvent('Opened Linen shirt');
+  await dashboard.showsEvent('Tapped Three');
   await press('/');
   await page.keyboard.type('tHr');
   await dashboard.hasRows(1);
   await press('Escape', 'Escape');
-  await dashboard.hasRows(4);
-  assert.equal(await focused(() => document.activeElement.getAttribute('role')), 'listbox');
-  const ring = await focused(() => getComputedStyle(document.querySelector('.rows-frame'), '::after').borderTopStyle);
+  await dashboard.hasRows(3);
+  await page.locator('.rows:focus').waitFor();
+  const ring = await page.evaluate(() => getComputedStyle(document.querySelector('.rows-frame'), '::after').borderTopStyle);
   assert.equal(ring, 'solid');
   await press('ArrowDown');
-  await dashboard.showsEvent('Tapped Three');
-  await page.locator('.node[tabindex="0"]').focus();
-  await press('ArrowUp');
+  await dashboard.showsEvent('Tapped Two');
+  await page.locator('.node[tabindex="0"]').press('ArrowUp');
   await dashboard.shows('.node:focus', 'Column');
   await dashboard.outlines('.pointed', { x: 0, y: 96, width: 390, height: 748 });
 
@@ -407,7 +393,7 @@ test('the keyboard alone, on a narrow screen, in forced colours and without moti
   await page.locator('#back').click();
   await page.locator('#timeline').waitFor();
 
-  await page.emulateMedia({ forcedColors: 'active', reducedMotion: 'reduce' });
+  await page.emulateMedia({ forcedColors: 'active' });
   const looks = (selector) => page.locator(selector).first().evaluate((node) => getComputedStyle(node).outlineStyle);
   const lines = ['.row[aria-selected="true"]', '.row[aria-selected="false"]', '.target', '.bar [aria-current]'].map(looks);
   assert.deepEqual(await Promise.all(lines), ['solid', 'none', 'solid', 'solid']);

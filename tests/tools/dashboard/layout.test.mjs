@@ -11,7 +11,8 @@ const WIDTHS = [
   [360, 390, 412, 480, 560, 640, 720, 759, 760, 768, 800, 900, 960, 1023, 1024, 1100, 1180, 1280, 1366],
   [1424, 1440, 1500, 1600, 1680, 1920],
 ];
-const SIZES = WIDTHS.flatMap((widths, large) => widths.map((width) => ({ width, height: large ? 900 : 720 })));
+const ZOOMED = [[640, 360], [720, 450], [960, 540]].map(([width, height]) => ({ width, height })); // to 200 %
+const SIZES = [...WIDTHS.flatMap((widths, large) => widths.map((width) => ({ width, height: large ? 900 : 720 }))), ...ZOOMED];
 const LONG_NAME = 'The longest name that anybody ever gave to a telephone';
 
 let browsers = [];
@@ -59,6 +60,8 @@ function faults() {
     for (const child of node.children) look(child, inside, isPane ? [] : controls);
   };
   const page = { name: 'the window', left: 0, right: innerWidth, bottom: Infinity };
+  const [picture, detail] = ['.screen-frame img', '#detail'].map((one) => document.querySelector(one)?.getBoundingClientRect());
+  if (innerWidth >= 1024 && picture?.height < detail.height - 80) found.push('the picture has not the height of its pane');
   for (const top of document.querySelectorAll('.bar, #outage, #devices, #main > *')) look(top, page, []);
   return found;
 }

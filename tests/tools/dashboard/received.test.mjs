@@ -13,14 +13,14 @@ test('what was received: from the file and live, the refused in front, by sessio
   t.after(() => fs.rmSync(folder, { recursive: true }));
   const file = path.join(folder, 'received.jsonl');
   const old = { seq: 7, receivedAt: 1732190000000, endpoint: 'track', valid: true, problems: [], message: message(events.touch, { id: '9' }) };
-  fs.writeFileSync(file, `half a line\n${JSON.stringify(old)}\n`.repeat(2600) + JSON.stringify(old));
+  fs.writeFileSync(file, `half a line\n${JSON.stringify(old)}\n`.repeat(5100) + JSON.stringify(old));
   const browser = await launchBrowser();
   t.after(() => browser.close());
   const plan = { Checkout: { trial: 'string', plan: 'string', note: 'string?' } };
   const dashboard = await Dashboard.open(t, browser, { file, plan, path: '/received/' });
   const { page } = dashboard;
   const sums = (...wanted) => page.waitForFunction((all) => [...document.querySelectorAll('#sums dd')].map((dd) => dd.textContent).join() === all, wanted.join());
-  await sums('2,601', '0', '2,600', '0', '0');
+  await sums('5,000', '0', '4,999', '0', '0');
   fs.writeFileSync(file, '');
   await dashboard.stopService();
   await dashboard.shows('#connection', 'Service not connected');

@@ -68,6 +68,7 @@ export class AncestryTree {
   }
 
   show(nodes) {
+    const hadFocus = this.#tree.contains(document.activeElement);
     this.#nodes = nodes;
     this.#items = nodes.map((node, level) => this.#item(node, level));
     this.#tree.style.setProperty('--levels', String(Math.max(1, nodes.length - 1)));
@@ -75,6 +76,7 @@ export class AncestryTree {
     this.#chosen = -1;
     this.#facts.replaceChildren();
     this.#choose(nodes.length - 1);
+    if (hadFocus) this.#items.at(-1)?.focus();
   }
 
   #item(node, level) {

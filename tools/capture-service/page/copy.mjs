@@ -11,6 +11,7 @@ export function copyButton(label, content) {
   const button = el('button', { class: 'copy' }, picture, words);
   let timer;
   button.addEventListener('click', async () => {
+    if (button.hasAttribute('aria-disabled')) return;
     if (!(await copy(content()))) {
       notice('The browser does not allow copying. Select the text and copy it by hand.');
       return;

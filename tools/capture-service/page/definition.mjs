@@ -50,7 +50,8 @@ export class Definition {
     this.element.hidden = this.#wanted === null;
     const { ids, of } = this.#known ?? {};
     setText(this.#count, ids ? `Matches ${ids.length} of the last ${plural(of, 'event')}` : 'Counting what it matches…');
-    this.#copy.disabled = !ids;
+    if (ids) this.#copy.removeAttribute('aria-disabled');
+    else this.#copy.setAttribute('aria-disabled', 'true'); // it keeps the focus
   }
 }
 

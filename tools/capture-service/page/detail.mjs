@@ -30,7 +30,7 @@ export class Detail {
   #title = el('h2');
   #when = el('p', { class: 'when' });
   #problem = el('p', { class: 'problem', role: 'alert', hidden: true });
-  #picture = new ScreenPicture();
+  #picture = new ScreenPicture({ onLarge: () => this.#store.select(this.#shown) }); // a newer one would close it
   #noPicture = el('p', { class: 'soft', hidden: true });
   #crop = el('figure', { class: 'crop', hidden: true });
   #facts = el('dl', { class: 'facts' });
@@ -40,6 +40,7 @@ export class Detail {
     onPoint: (node) => this.#picture.point(node?.box ?? null, node?.name),
     onChoose: (node) => this.#definition.show(this.#shown.id, node.index),
   });
+  #about = el('div', { class: 'about', tabindex: '0', role: 'group', 'aria-label': 'Facts' });
   #message = el('pre', { class: 'message', tabindex: '0', 'aria-label': 'Raw message' });
   #ancestry;
 
@@ -51,27 +52,18 @@ export class Detail {
     this.#ancestry = el('section', {}, el('h3', { text: 'Ancestry' }), this.#definition.element, this.#tree.element);
     const back = el('button', { id: 'back', onclick: onClose, text: '← All events' });
     const link = copyButton('Copy link', () => `${location.origin}${location.pathname}#event=${this.#shown.id}`);
-    root.append(
-      this.#picture.element,
-      el(
-        'div',
-        { class: 'about', tabindex: '0', role: 'group', 'aria-label': 'Facts' },
-        back,
-        el('header', { class: 'detail-head' }, el('p', { class: 'line spread' }, this.#badge, link), this.#title, this.#when),
-        this.#problem,
-        this.#crop,
-        this.#facts,
-        this.#noPicture,
-        this.#hints,
-        this.#ancestry,
-        el(
-          'details',
-          { class: 'raw' },
-          el('summary', { text: 'Message' }),
-          copyButton('Copy message', () => this.#text),
-          this.#message,
-        ),
-      ),
+    const copy = copyButton('Copy message', () => this.#text);
+    root.append(this.#picture.element, this.#about);
+    this.#about.append(
+      back,
+      el('header', { class: 'detail-head' }, el('p', { class: 'line spread' }, this.#badge, link), this.#title, this.#when),
+      this.#problem,
+      this.#crop,
+      this.#facts,
+      this.#noPicture,
+      this.#hints,
+      this.#ancestry,
+      el('details', { class: 'raw' }, el('summary', { text: 'Message' }), copy, this.#message),
     );
     store.subscribe((change) => {
       if (change.connection && store.connection === 'live' && !this.#problem.hidden) this.#shown = null;
@@ -105,7 +97,14 @@ export class Detail {
     return left > 0 ? new Promise((resolve) => setTimeout(resolve, left)) : null;
   }
 
-  #show(summary, { detail, screen, crop, problem }) {
+  #show(summary, loaded) {
+    const hadFocus = this.#root.contains(document.activeElement);
+    this.#showParts(summary, loaded);
+    const { activeElement } = document;
+    if (hadFocus && !(this.#root.contains(activeElement) && activeElement.checkVisibility())) this.#about.focus();
+  }
+
+  #showParts(summary, { detail, screen, crop, problem }) {
     this.#showHead(summary, problem);
     const nodes = nodesOf(detail?.viewAncestry);
     this.#root.classList.toggle('no-picture', !screen);

@@ -29,9 +29,13 @@ export class ScreenPicture {
   #targetBox = null;
   #dialog = el('dialog', { class: 'large', 'aria-label': 'The screen, large' });
 
-  constructor() {
+  /** `onLarge()` is called before the picture is shown large. */
+  constructor({ onLarge }) {
     this.element = el('figure', { class: 'screen' }, this.#frame, this.#caption, this.#dialog);
-    this.#frame.addEventListener('click', () => this.#showLarge());
+    this.#frame.addEventListener('click', () => {
+      onLarge();
+      this.#showLarge();
+    });
     this.#dialog.addEventListener('click', () => this.#dialog.close());
   }
 

@@ -54,7 +54,10 @@ export class Timeline {
     this.#list.addEventListener('scroll', () => this.#list.scrollTop <= AT_TOP_PX && this.#showMissed(0), {
       passive: true,
     });
-    this.#newer.addEventListener('click', () => this.toNewest());
+    this.#newer.addEventListener('click', () => {
+      this.toNewest();
+      this.#list.focus(); // the button is gone
+    });
     this.#follow.addEventListener('click', () => (store.following ? store.stopFollowing() : this.toNewest()));
     this.#clear.addEventListener('click', () => this.#clearAll());
     store.subscribe((change) => this.#render(change));
