@@ -1,6 +1,7 @@
 #include <Kova/Kova.h>
 #include <Kova/KovaQt.h>
 
+#include "qt/KovaQtIgnore.h"
 #include "qt/KovaQtStart.h"
 #include "qt/KovaQtValues.h"
 
@@ -50,6 +51,10 @@ bool KovaQt::isTrackingEnabled() { return Kova::isTrackingEnabled(); }
 std::optional<QString> KovaQt::userId() { return textOf(Kova::userId()); }
 
 std::optional<QString> KovaQt::sessionId() { return textOf(Kova::sessionId()); }
+
+void KovaQt::setClassRule(const QString& className, KovaQtRule rule, bool holds) {
+  kovaqt::setClassRule(className, rule, holds);
+}
 
 void KovaQt::handleOpenUrl(const QUrl& url) {
   if (const auto opened = platform::NSURL::create(url.toString(QUrl::FullyEncoded).toStdString())) {

@@ -2,9 +2,11 @@
 
 #include <Kova/KovaIgnore.h>
 
+#include <QApplication>
 #include <QByteArray>
 #include <QVariant>
 #include <QWidget>
+#include <vector>
 
 #include "platform/qt/QtProxies.h"
 #include "platform/qt/QtTree.h"
@@ -15,33 +17,76 @@ namespace kovaqt {
 
 namespace {
 
-struct Rule {
+struct Flag {
+  KovaQtRule rule;
   const char* property;
   void (*set)(UIResponder& responder, bool value);
 };
 
-constexpr Rule kRules[] = {
-    {"kovaIgnore", setKovaIgnore},
-    {"kovaIgnoreInnerHierarchy", setKovaIgnoreInnerHierarchy},
-    {"kovaRedactText", setKovaRedactText},
-    {"kovaRedactAccessibilityLabel", setKovaRedactAccessibilityLabel},
+constexpr Flag kFlags[] = {
+    {KovaQtRule::Ignore, "kovaIgnore", setKovaIgnore},
+    {KovaQtRule::IgnoreInnerHierarchy, "kovaIgnoreInnerHierarchy", setKovaIgnoreInnerHierarchy},
+    {KovaQtRule::RedactText, "kovaRedactText", setKovaRedactText},
+    {KovaQtRule::RedactAccessibilityLabel, "kovaRedactAccessibilityLabel", setKovaRedactAccessibilityLabel},
 };
 
-UIView& viewOf(QWidget& widget) { return *QtProxies::shared().viewOf(shownWidget(widget)); }
+struct ClassRule {
+  QByteArray className;
+  KovaQtRule rule;
+  bool holds;
+};
+
+// Dialogs that show the user's own files and printers tell no texts.
+std::vector<ClassRule>& classRules() {
+  static auto& rules = *new std::vector<ClassRule>{
+      {"QFileDialog", KovaQtRule::RedactText, true},
+      {"QFileDialog", KovaQtRule::RedactAccessibilityLabel, true},
+      {"QAbstractPrintDialog", KovaQtRule::RedactText, true},
+      {"QAbstractPrintDialog", KovaQtRule::RedactAccessibilityLabel, true},
+  };
+  return rules;
+}
+
+bool redacts(KovaQtRule rule) {
+  return rule == KovaQtRule::RedactText || rule == KovaQtRule::RedactAccessibilityLabel;
+}
+
+// What is redacted in a window is so in what it asks: the box over a file dialog names a file.
+bool isFor(const QWidget& widget, const ClassRule& rule) {
+  if (widget.inherits(rule.className)) return true;
+  if (!widget.isWindow() || !redacts(rule.rule)) return false;
+  const QWidget* opener = widget.parentWidget();
+  while (opener && !opener->inherits(rule.className)) opener = opener->parentWidget();
+  return opener;
+}
+
+void apply(const ClassRule& rule, const QWidget& widget, UIView& view) {
+  if (!isFor(widget, rule)) return;
+  for (const Flag& flag : kFlags) {
+    if (flag.rule == rule.rule) flag.set(view, rule.holds);
+  }
+}
 
 }  // namespace
 
 void applyProperty(QWidget& widget, const QByteArray& name) {
   if (!name.startsWith("kova")) return;
-  for (const Rule& rule : kRules) {
-    if (name == rule.property) return rule.set(viewOf(widget), widget.property(rule.property).toBool());
+  for (const Flag& flag : kFlags) {
+    if (name != flag.property) continue;
+    flag.set(*QtProxies::shared().viewOf(shownWidget(widget)), widget.property(flag.property).toBool());
   }
 }
 
-void redactUsersOwnDialogs(QWidget& window) {
-  if (!window.inherits("QFileDialog") && !window.inherits("QAbstractPrintDialog")) return;
-  setKovaRedactText(viewOf(window), true);
-  setKovaRedactAccessibilityLabel(viewOf(window), true);
+void applyClassRules(QWidget& widget, UIView& view) {
+  for (const ClassRule& rule : classRules()) apply(rule, widget, view);
+}
+
+void setClassRule(const QString& className, KovaQtRule rule, bool holds) {
+  classRules().push_back({className.toUtf8(), rule, holds});
+  if (!QCoreApplication::instance()) return;
+  for (QWidget* const widget : QApplication::allWidgets()) {
+    if (const auto view = QtProxies::shared().viewIfMade(*widget)) apply(classRules().back(), *widget, *view);
+  }
 }
 
 }  // namespace kovaqt

@@ -1,14 +1,20 @@
 #pragma once
 
+#include <Kova/KovaQt.h>
+
 class QByteArray;
 class QWidget;
+namespace platform {
+class UIView;
+}
 
-// What an app says of its widgets by dynamic properties. Main thread.
+// What an app says of its widgets, by dynamic properties and by class. Main thread.
 namespace kovaqt {
 
 // One of the properties of KovaQt.h was set or taken away; any other name is left alone.
 void applyProperty(QWidget& widget, const QByteArray& name);
-// Dialogs that show the user's own files and printers tell no texts.
-void redactUsersOwnDialogs(QWidget& window);
+// A view was made for the widget, which has been told nothing by properties so far.
+void applyClassRules(QWidget& widget, platform::UIView& view);
+void setClassRule(const QString& className, KovaQtRule rule, bool holds);
 
 }  // namespace kovaqt

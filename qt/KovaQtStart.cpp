@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QKeyEvent>
 #include <exception>
 #include <string>
 #include <utility>
@@ -12,6 +13,7 @@
 #include "platform/foundation/SystemLog.h"
 #include "platform/net/NetworkReachability.h"
 #include "platform/qt/QtApplication.h"
+#include "platform/qt/QtText.h"
 #include "qt/KovaQtIgnore.h"
 
 using namespace platform;
@@ -30,14 +32,19 @@ bool isOnThisMachine(const QUrl& url) {
          url.host() == QLatin1String("::1");
 }
 
-std::optional<String> substitute(const QString&) { return String(KovaRedactedTextSubstitution); }
-std::optional<String> asItIs(const QString& text) { return String(text.toStdString()); }
+std::optional<String> substitute(const QModelIndex&) { return String(KovaRedactedTextSubstitution); }
+std::optional<String> asItIs(const QModelIndex& cell) { return textOf(cell.data().toString()); }
 
 void startApplication(const KovaQtOptions& options) {
   QtOptions host;
   host.screenProperty = "kovaScreen";
   host.propertyChanged = applyProperty;
-  host.windowShown = redactUsersOwnDialogs;
+  host.viewMade = applyClassRules;
+  if (!options.pairingShortcut.isEmpty()) {
+    host.keyPressed = [keys = options.pairingShortcut](QKeyEvent& event) {
+      if (!event.isAutoRepeat() && keys.matches(QKeySequence(event.keyCombination()))) Kova::startEVPairing();
+    };
+  }
   host.itemText = options.itemTexts == KovaQtOptions::Texts::Shown ? asItIs : substitute;
   host.willQuit = [] { Kova::flush(kLongestFarewell); };
   startQtApplication(std::move(host));
@@ -47,13 +54,32 @@ void startApplication(const KovaQtOptions& options) {
       [](const NetworkReachability::Target&) { return std::optional(kNetworkReachabilityFlagsReachable); });
 }
 
+struct Flag {
+  bool KovaQtOptions::*given;
+  void (KovaOptions::*set)(bool value);
+};
+
+constexpr Flag kFlags[] = {
+    {&KovaQtOptions::debug, &KovaOptions::setDebug},
+    {&KovaQtOptions::disableTextCapture, &KovaOptions::setDisableTextCapture},
+    {&KovaQtOptions::disableAccessibilityLabelCapture, &KovaOptions::setDisableAccessibilityLabelCapture},
+    {&KovaQtOptions::disableTitleCapture, &KovaOptions::setDisableTitleCapture},
+    {&KovaQtOptions::disableVendorIdCapture, &KovaOptions::setDisableVendorIdCapture},
+    {&KovaQtOptions::disableTelemetryCapture, &KovaOptions::setDisableTelemetryCapture},
+    {&KovaQtOptions::disableAutocaptureWhenBackgrounded, &KovaOptions::setDisableAutocaptureWhenBackgrounded},
+    {&KovaQtOptions::disableTracking, &KovaOptions::setDisableTracking},
+    {&KovaQtOptions::disableTouchAutocapture, &KovaOptions::setDisableTouchAutocapture},
+    {&KovaQtOptions::enableGestureAutocapture, &KovaOptions::setEnableGestureAutocapture},
+    {&KovaQtOptions::useEnvironmentProxy, &KovaOptions::setUseEnvironmentProxy},
+};
+
 std::shared_ptr<KovaOptions> optionsFor(const KovaQtOptions& given) {
   auto options = std::make_shared<KovaOptions>();
   if (!given.captureUrl.isEmpty()) options->setCaptureBaseUrl(given.captureUrl.toString().toStdString());
   if (!given.visualizerUrl.isEmpty()) {
     options->setEventVisualizerWebSocketBaseUrl(given.visualizerUrl.toString().toStdString());
   }
-  options->setDebug(given.debug);
+  for (const auto& [flag, set] : kFlags) ((*options).*set)(given.*flag);
   return options;
 }
 

@@ -1,6 +1,11 @@
 #include "qt/KovaQtValues.h"
 
+#include <QAssociativeIterable>
 #include <QDateTime>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QSequentialIterable>
+#include <QUrl>
 
 using namespace platform;
 
@@ -10,13 +15,33 @@ namespace {
 
 Value valueOf(const QVariant& variant);
 
-Value arrayOf(const QVariantList& list) {
+String stringOf(const QString& text) { return String(text.toStdString()); }
+
+Value arrayOf(const QVariant& list) {
   std::vector<Value> values;
-  for (const QVariant& each : list) values.push_back(valueOf(each));
+  for (const QVariant& each : list.value<QSequentialIterable>()) values.push_back(valueOf(each));
   return Array(std::move(values));
 }
 
-Value textOf(const QVariant& variant) { return String(variant.toString().toStdString()); }
+Value dateOf(const QDateTime& date) {
+  if (!date.isValid()) return Value();
+  return NSDate::withTimeIntervalSince1970(static_cast<double>(date.toMSecsSinceEpoch()) / 1000);
+}
+
+// Of a kind that holds others, or that has no more than a text.
+Value valueOfOther(const QVariant& variant) {
+  if (variant.canConvert<QVariantMap>() || variant.canConvert<QVariantHash>()) {
+    MutableDictionary entries;
+    const auto pairs = variant.value<QAssociativeIterable>();
+    for (auto each = pairs.begin(); each != pairs.end(); ++each) {
+      entries.append(stringOf(each.key().toString()), valueOf(each.value()));
+    }
+    return Dictionary(std::move(entries));
+  }
+  const bool isText = variant.typeId() == QMetaType::QString || variant.typeId() == QMetaType::QByteArray;
+  if (!isText && variant.canConvert<QVariantList>()) return arrayOf(variant);
+  return stringOf(variant.toString());
+}
 
 Value valueOf(const QVariant& variant) {
   switch (variant.typeId()) {
@@ -25,34 +50,36 @@ Value valueOf(const QVariant& variant) {
       return Value();
     case QMetaType::Bool:
       return variant.toBool();
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+    case QMetaType::Short:
+    case QMetaType::UShort:
     case QMetaType::Int:
     case QMetaType::UInt:
+    case QMetaType::Long:
     case QMetaType::LongLong:
       return static_cast<std::int64_t>(variant.toLongLong());
     case QMetaType::Double:
     case QMetaType::Float:
       return variant.toDouble();
     case QMetaType::QDateTime:
-      return NSDate::withTimeIntervalSince1970(static_cast<double>(variant.toDateTime().toMSecsSinceEpoch()) /
-                                               1000);
-    case QMetaType::QStringList:
-    case QMetaType::QVariantList:
-      return arrayOf(variant.toList());
-    case QMetaType::QVariantMap:
-      return dictionaryOf(variant.toMap());
+      return dateOf(variant.toDateTime());
+    case QMetaType::QUrl:
+      return stringOf(variant.toUrl().toString(QUrl::FullyEncoded));
+    case QMetaType::QJsonValue:
+      return valueOf(variant.toJsonValue().toVariant());
+    case QMetaType::QJsonObject:
+      return valueOf(variant.toJsonObject().toVariantMap());
+    case QMetaType::QJsonArray:
+      return valueOf(variant.toJsonArray().toVariantList());
     default:
-      return textOf(variant);
+      return valueOfOther(variant);  // also the largest integers, by their digits
   }
 }
 
 }  // namespace
 
-Dictionary dictionaryOf(const QVariantMap& map) {
-  MutableDictionary entries;
-  for (auto entry = map.begin(); entry != map.end(); ++entry) {
-    entries.append(String(entry.key().toStdString()), valueOf(entry.value()));
-  }
-  return Dictionary(std::move(entries));
-}
+Dictionary dictionaryOf(const QVariantMap& map) { return valueOf(QVariant(map)).dictionary(); }
 
 }  // namespace kovaqt

@@ -2,6 +2,7 @@
 
 #include <Kova/KovaExport.h>
 
+#include <QKeySequence>
 #include <QString>
 #include <QUrl>
 #include <QVariantMap>
@@ -38,9 +39,26 @@ struct KovaQtOptions {
   enum class Texts { Redacted, Shown } itemTexts = Texts::Redacted;
   // Seconds between uploads.
   double uploadInterval = 15;
-  // Log debug lines.
+  // Starts pairing with a dashboard, in any window of the program; none unless set. One key with modifiers.
+  QKeySequence pairingShortcut;
+
+  // As the options of KovaOptions.h, whose names they have.
   bool debug = false;
+  bool disableTextCapture = false;
+  bool disableAccessibilityLabelCapture = false;
+  bool disableTitleCapture = false;
+  bool disableVendorIdCapture = false;
+  bool disableTelemetryCapture = false;
+  bool disableAutocaptureWhenBackgrounded = false;
+  bool disableTracking = false;
+  bool disableTouchAutocapture = false;
+  // Qt's gestures are recorded too.
+  bool enableGestureAutocapture = false;
+  bool useEnvironmentProxy = false;
 };
+
+// What may be said of all widgets of a class, as of one widget by the property of that name.
+enum class KovaQtRule { Ignore, IgnoreInnerHierarchy, RedactText, RedactAccessibilityLabel };
 
 class KOVA_EXPORT KovaQt {
  public:
@@ -65,6 +83,11 @@ class KOVA_EXPORT KovaQt {
   // None before the start.
   static std::optional<QString> userId();
   static std::optional<QString> sessionId();
+
+  // For all widgets of the class and of those below it, until a property of a widget says otherwise; the
+  // latest rule for a class holds. What is redacted is so in the windows that such a widget opens, too. Texts
+  // of QFileDialog and QAbstractPrintDialog are redacted unless taken back by `holds`.
+  static void setClassRule(const QString& className, KovaQtRule rule, bool holds = true);
 
   // A link that the program was asked to open; one of a dashboard starts pairing.
   static void handleOpenUrl(const QUrl& url);

@@ -8,9 +8,12 @@
 #include <QGuiApplication>
 #include <QLabel>
 #include <QScrollBar>
+#include <QShortcutEvent>
 #include <QTabBar>
 #include <QToolButton>
 
+#include "platform/qt/QtChoices.h"
+#include "platform/qt/QtGuard.h"
 #include "platform/qt/QtParts.h"
 #include "platform/qt/QtProxies.h"
 #include "platform/qt/QtSlots.h"
@@ -45,6 +48,15 @@ QWidget* visibleOwnerOf(const QAction& action) {
   return owner;
 }
 
+std::shared_ptr<UIView> viewOf(QAction& action) {
+  if (const auto button = touchedButtonOf(action)) return button;
+  const auto entry = QtProxies::shared().viewOf(action);
+  if (QtTouches::shared().touchedView() != entry) {
+    if (QWidget* const owner = visibleOwnerOf(action)) static_cast<QtActionView&>(*entry).setOwner(*owner);
+  }
+  return entry;
+}
+
 }  // namespace
 
 QtActions& QtActions::shared() {
@@ -55,7 +67,7 @@ QtActions& QtActions::shared() {
 void QtActions::watch(QWidget& widget) {
   QWidget* const sender = &widget;
   const auto sends = [this, sender](const char* signature) {
-    return [this, sender, signature] { send(*sender, signature); };
+    return [this, sender, signature] { guardedFromQt([&] { send(*sender, signature); }); };
   };
   if (auto* button = qobject_cast<QAbstractButton*>(sender)) {
     watchButton(*button);
@@ -63,7 +75,7 @@ void QtActions::watch(QWidget& widget) {
     QObject::connect(box, &QComboBox::activated, &receiver_, sends("activated(int)"));
   } else if (auto* tabs = qobject_cast<QTabBar*>(sender)) {
     watchTabs(*tabs);
-  } else if (auto* items = qobject_cast<QAbstractItemView*>(sender)) {
+  } else if (auto* items = qobject_cast<QAbstractItemView*>(sender); items && !boxOf(*items)) {
     QObject::connect(items, &QAbstractItemView::activated, &receiver_, sends("activated(QModelIndex)"));
   } else if (auto* label = qobject_cast<QLabel*>(sender)) {
     QObject::connect(label, &QLabel::linkActivated, &receiver_, sends("linkActivated(QString)"));
@@ -78,10 +90,14 @@ void QtActions::watch(QWidget& widget) {
 void QtActions::watchButton(QAbstractButton& button) {
   QObject::connect(&button, &QAbstractButton::released, &receiver_, [this, sender = &button] {
     if (QGuiApplication::mouseButtons() & Qt::LeftButton) return;
-    const auto* const tool = qobject_cast<const QToolButton*>(sender);
-    if (tool && tool->defaultAction()) return;  // which says so itself
-    send(*sender, "clicked(bool)");
+    guardedFromQt([&] { willClick(*sender); });
   });
+}
+
+void QtActions::willClick(QAbstractButton& button) {
+  const auto* const tool = qobject_cast<const QToolButton*>(&button);
+  if (tool && tool->defaultAction()) return;  // which says so itself
+  send(button, "clicked(bool)");
 }
 
 void QtActions::watchTabs(QTabBar& tabs) {
@@ -95,7 +111,7 @@ void QtActions::watchTabs(QTabBar& tabs) {
 void QtActions::watch(QAction& action) {
   if (!actions_.insert(&action).second) return;
   QObject::connect(&action, &QAction::triggered, &receiver_,
-                   [this, sender = &action] { triggered(*sender); });
+                   [this, sender = &action] { guardedFromQt([&] { triggered(*sender); }); });
   QObject::connect(&action, &QObject::destroyed, &receiver_, [this](QObject* dead) { actions_.erase(dead); });
 }
 
@@ -103,14 +119,34 @@ void QtActions::send(QWidget& sender, const char* signature) {
   QtTouches::shared().sendAction(actionName(sender, signature), viewOf(sender));
 }
 
+void QtActions::comes(QWidget& widget, const QEvent& event) {
+  said_.clear();
+  const auto choice = choiceBy(widget, event);
+  if (!choice) return;
+  auto* const action = qobject_cast<QAction*>(&choice->sender);
+  const auto view = action ? viewOf(*action) : viewOf(static_cast<QWidget&>(choice->sender));
+  QtTouches::shared().expectAction(actionName(choice->sender, choice->signature), view, choice->sender);
+}
+
+// A button shows itself pressed for a while before it says that it was clicked.
+void QtActions::comes(QObject& owner, const QShortcutEvent& event) {
+  said_.clear();
+  if (event.isAmbiguous()) return;
+  if (auto* const action = qobject_cast<QAction*>(&owner)) return willTrigger(*action);
+  auto* const button = qobject_cast<QAbstractButton*>(&owner);
+  if (button && button->isEnabled()) send(*button, "clicked(bool)");
+}
+
+void QtActions::willTrigger(QAction& action) {
+  if (!action.isEnabled()) return;
+  triggered(action);
+  said_ = &action;
+}
+
 void QtActions::triggered(QAction& action) {
+  if (std::exchange(said_, nullptr) == &action) return;
   const std::string name = actionName(action, "triggered(bool)");
-  if (const auto button = touchedButtonOf(action)) return QtTouches::shared().sendAction(name, button);
-  const auto entry = QtProxies::shared().viewOf(action);
-  if (QtTouches::shared().touchedView() != entry) {
-    if (QWidget* const owner = visibleOwnerOf(action)) static_cast<QtActionView&>(*entry).setOwner(*owner);
-  }
-  QtTouches::shared().sendAction(name, entry);
+  QtTouches::shared().sendAction(name, viewOf(action));
 }
 
 }  // namespace platform

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <QAction>
 #include <QObject>
+#include <QPointer>
 #include <unordered_set>
 
 class QAbstractButton;
-class QAction;
+class QEvent;
+class QShortcutEvent;
 class QTabBar;
 class QWidget;
 
@@ -19,15 +22,22 @@ class QtActions {
   // Once for each widget; an action, which several widgets may have, as often as they like.
   void watch(QWidget& widget);
   void watch(QAction& action);
+  // The widget, or what the shortcut belongs to, is about to get what the user did. An app whose slot comes
+  // before ours may open a dialog in it: that must not hide what opened it.
+  void comes(QWidget& widget, const QEvent& event);
+  void comes(QObject& owner, const QShortcutEvent& event);
 
  private:
   void watchButton(QAbstractButton& button);
   void watchTabs(QTabBar& tabs);
   void send(QWidget& sender, const char* signature);
   void triggered(QAction& action);
+  void willClick(QAbstractButton& button);
+  void willTrigger(QAction& action);
 
   QObject receiver_;
   std::unordered_set<const QObject*> actions_;
+  QPointer<QAction> said_;  // before it said so itself
 };
 
 }  // namespace platform

@@ -6,6 +6,7 @@
 #include <QPushButton>
 #include <map>
 
+#include "platform/qt/QtTree.h"
 #include "platform/uikit/UIAlertController.h"
 
 namespace platform {
@@ -37,6 +38,7 @@ void addAction(QMessageBox& box, const std::shared_ptr<UIAlertController>& alert
 
 void showAlert(const std::shared_ptr<UIAlertController>& alert) {
   auto* const box = new QMessageBox(QApplication::activeWindow());
+  markAsOwn(*box);
   box->setAttribute(Qt::WA_DeleteOnClose);
   box->setAttribute(Qt::WA_QuitOnClose, false);  // the program ends when its own windows say so
   box->setWindowTitle(textOf(alert->title()));

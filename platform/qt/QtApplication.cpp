@@ -62,6 +62,20 @@ void startPlatform() {
   UIScreen::mainScreen().setScale(screen->devicePixelRatio());
 }
 
+// Both live as long as the process.
+QtRunLoop& mainLoop() {
+  static auto& loop = *new QtRunLoop;
+  return loop;
+}
+QtEvents* events = nullptr;
+
+void attach() {
+  QtLater::applicationIsNew();
+  mainLoop().open();
+  qAddPostRoutine([] { mainLoop().close(); });
+  events->attach();
+}
+
 }  // namespace
 
 QtApplication::QtApplication()
@@ -106,24 +120,24 @@ void QtApplication::followState() {
 void startQtApplication(QtOptions options) {
   static bool isStarted = false;
   if (std::exchange(isStarted, true)) return;
-  auto& loop = *new QtRunLoop;
-  ThreadScheduler::installed().setMainRunLoop(loop);
+  ThreadScheduler::installed().setMainRunLoop(mainLoop());
   const auto application = std::make_shared<QtApplication>();
   UIApplication::setSharedApplication(application);
   installQtDrawing();
   startPlatform();
-  QtProxies::shared().setMakers({makeViewOf, QtActionView::makeFor, QtWindow::makeFor,
+  QtProxies::shared().setMakers({makeViewOf, std::move(options.viewMade), QtActionView::makeFor,
+                                 QtWindow::makeFor,
                                  [](QWidget& widget) { return QtScreens::shared().makeController(widget); }});
   QtScreens::shared().setProperty(options.screenProperty);
   if (options.itemText) setItemText(options.itemText);
   QtEvents::Handlers handlers;
   handlers.propertyChanged = std::move(options.propertyChanged);
-  handlers.windowShown = std::move(options.windowShown);
+  handlers.keyPressed = std::move(options.keyPressed);
   handlers.stateChanged = [application] { application->followState(); };
-  static QtEvents* const events = new QtEvents(std::move(handlers));  // lives as long as the process
-  events->install();
-  QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, events,
-                   std::move(options.willQuit));
+  handlers.willQuit = std::move(options.willQuit);
+  events = new QtEvents(std::move(handlers));
+  qAddPreRoutine(attach);  // at once, and when there is another application object
+  events->seeAll();
 }
 
 }  // namespace platform

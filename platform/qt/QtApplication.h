@@ -6,6 +6,7 @@
 #include "platform/uikit/UIApplication.h"
 
 class QByteArray;
+class QKeyEvent;
 class QWidget;
 
 namespace platform {
@@ -37,11 +38,13 @@ struct QtOptions {
   // A dynamic property of a widget was set, changed or taken away, or was there at the start.
   std::function<void(QWidget& widget, const QByteArray& name)> propertyChanged = [](QWidget&,
                                                                                     const QByteArray&) {};
-  // A window is shown, or was at the start.
-  std::function<void(QWidget& window)> windowShown = [](QWidget&) {};
+  // A view was made for a widget.
+  std::function<void(QWidget& widget, UIView& view)> viewMade = [](QWidget&, UIView&) {};
+  // A key goes down, in any window.
+  std::function<void(QKeyEvent& event)> keyPressed = [](QKeyEvent&) {};
   // Null to tell nothing of what rows say.
   QtItemText itemText = nullptr;
-  // The application is about to quit.
+  // The application is about to quit, or the user's session ends.
   std::function<void()> willQuit = [] {};
 };
 

@@ -10,7 +10,8 @@ Class& classOf(const QMetaObject& metaObject, Class& base, const std::type_info&
   if (&metaObject == &QObject::staticMetaObject) return base;
   static auto& classes = *new std::map<std::pair<const QMetaObject*, const Class*>, Class*>;
   Class*& cls = classes[{&metaObject, &base}];
-  if (cls) return *cls;
+  // A library that was unloaded may have left its place to another's.
+  if (cls && cls->name() == metaObject.className()) return *cls;
   const QMetaObject* const above = metaObject.superClass();
   Class& superclass = above ? classOf(*above, base, type) : base;
   cls = &Class::derive(metaObject.className(), superclass, type);

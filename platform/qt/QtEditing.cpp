@@ -43,7 +43,15 @@ void QtEditing::watch(QWidget& widget) {
 }
 
 void QtEditing::changed(QWidget& widget) {
-  if (QtTouches::shared().isInput() && shownWidget(widget).hasFocus()) edited(widget);
+  QWidget& editor = shownWidget(widget);
+  if (QtTouches::shared().isInput() && editor.hasFocus() && isInputOf(editor)) edited(widget);
+}
+
+// Also what comes from the menu that the editor opens.
+bool QtEditing::isInputOf(QWidget& editor) const {
+  QWidget* each = inputTarget_ ? &shownWidget(*inputTarget_) : nullptr;
+  while (each && each != &editor) each = shownParent(*each);
+  return each;
 }
 
 void QtEditing::edited(QWidget& widget) {

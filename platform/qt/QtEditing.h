@@ -14,6 +14,8 @@ class QtEditing {
 
   // Once for each widget.
   void watch(QWidget& widget);
+  // What the user does goes to this widget; null for one that is no widget's.
+  void inputComes(QWidget* widget) { inputTarget_ = widget; }
   void focusLeft(QWidget& widget, Qt::FocusReason reason);
   void returnPressed(QWidget& widget);
   void hidden(QWidget& widget);
@@ -22,10 +24,12 @@ class QtEditing {
   void edited(QWidget& widget);
   // What changes without the user is no editing.
   void changed(QWidget& widget);
+  bool isInputOf(QWidget& editor) const;
   void endIn(QWidget& widget);
 
   QObject receiver_;
   QPointer<QWidget> edited_;  // null for none
+  QPointer<QWidget> inputTarget_;
 };
 
 }  // namespace platform

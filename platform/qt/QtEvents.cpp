@@ -6,24 +6,18 @@
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QShortcutEvent>
 #include <QWidget>
-#include <exception>
-#include <string>
 #include <utility>
 
-#include "platform/foundation/SystemLog.h"
 #include "platform/qt/QtActions.h"
 #include "platform/qt/QtEditing.h"
+#include "platform/qt/QtGuard.h"
 #include "platform/qt/QtScreens.h"
 #include "platform/qt/QtTouches.h"
 #include "platform/qt/QtTree.h"
 
 namespace platform {
-
-void QtEvents::install() {
-  QCoreApplication::instance()->installEventFilter(this);
-  seeAll();
-}
 
 void QtEvents::seeAll() {
   const QWidgetList widgets = QApplication::allWidgets();
@@ -32,9 +26,16 @@ void QtEvents::seeAll() {
     for (const QByteArray& name : widget->dynamicPropertyNames()) handlers_.propertyChanged(*widget, name);
     if (widget->testAttribute(Qt::WA_WState_Polished)) polished(*widget);
     if (!widget->isVisible()) continue;
-    if (isScreenWindow(*widget)) handlers_.windowShown(*widget);
     QtScreens::shared().shown(*widget);
   }
+}
+
+void QtEvents::attach() {
+  QCoreApplication::instance()->installEventFilter(this);
+  const auto willQuit = [this] { guardedFromQt(handlers_.willQuit); };
+  QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, this, willQuit);
+  // The session ends, and may take the program with it.
+  QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, this, willQuit, Qt::DirectConnection);
 }
 
 // Filters that the app installs later come first, and may keep events to themselves.
@@ -45,13 +46,7 @@ void QtEvents::comeToFront() {
 }
 
 bool QtEvents::eventFilter(QObject* watched, QEvent* event) {
-  try {
-    see(*watched, *event);
-  } catch (const std::exception& problem) {
-    NSLog(std::string("An event could not be read: ") + problem.what());
-  } catch (...) {
-    NSLog("An event could not be read.");  // a model of the app's may throw whatever it likes
-  }
+  guardedFromQt([&] { see(*watched, *event); });
   return false;
 }
 
@@ -60,19 +55,26 @@ void QtEvents::see(QObject& watched, QEvent& event) {
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick:
       return pressed(watched, static_cast<QMouseEvent&>(event));
-    case QEvent::MouseButtonRelease:
-      return QtTouches::shared().release();
-    case QEvent::KeyPress:
-    case QEvent::KeyRelease:
-    case QEvent::InputMethod:
     case QEvent::Shortcut:
+      QtTouches::shared().noteInput();
+      QtEditing::shared().inputComes(nullptr);
+      return QtActions::shared().comes(watched, static_cast<QShortcutEvent&>(event));
+    case QEvent::MouseButtonRelease:
+      QtTouches::shared().release();
+      break;
+    case QEvent::KeyPress:
+      if (!watched.isWidgetType()) handlers_.keyPressed(static_cast<QKeyEvent&>(event));
+      [[fallthrough]];
+    case QEvent::KeyRelease:
+    case QEvent::ShortcutOverride:  // by which the list of a combo box is left
+    case QEvent::InputMethod:
     case QEvent::Wheel:
     case QEvent::Drop:
       QtTouches::shared().noteInput();
       break;
     case QEvent::ApplicationStateChange:
     case QEvent::WindowStateChange:
-      return laterSayState();
+      return sayingState_.ask();
     case QEvent::Polish:
     case QEvent::ActionAdded:
     case QEvent::Show:
@@ -104,17 +106,21 @@ void QtEvents::seeWidget(QWidget& widget, QEvent& event) {
     case QEvent::DynamicPropertyChange:
       return handlers_.propertyChanged(widget,
                                        static_cast<QDynamicPropertyChangeEvent&>(event).propertyName());
-    case QEvent::KeyPress: {
-      const int key = static_cast<QKeyEvent&>(event).key();
-      if (key == Qt::Key_Return || key == Qt::Key_Enter) QtEditing::shared().returnPressed(widget);
-      return;
-    }
     default:
-      return;
+      return inputComes(widget, event);
   }
 }
 
+void QtEvents::inputComes(QWidget& widget, const QEvent& event) {
+  QtEditing::shared().inputComes(&widget);
+  QtActions::shared().comes(widget, event);
+  if (event.type() != QEvent::KeyPress) return;
+  const int key = static_cast<const QKeyEvent&>(event).key();
+  if (key == Qt::Key_Return || key == Qt::Key_Enter) QtEditing::shared().returnPressed(widget);
+}
+
 void QtEvents::polished(QWidget& widget) {
+  if (isOwn(widget)) return;
   QtActions::shared().watch(widget);
   QtEditing::shared().watch(widget);
 }
@@ -122,17 +128,14 @@ void QtEvents::polished(QWidget& widget) {
 void QtEvents::shown(QWidget& widget) {
   QtScreens::shared().shown(widget);
   if (!isScreenWindow(widget)) return;
-  handlers_.windowShown(widget);
-  // Not now: the filters are being called.
-  QMetaObject::invokeMethod(
-      this, [this] { comeToFront(); }, Qt::QueuedConnection);
-  laterSayState();
+  comingToFront_.ask();  // not now: the filters are being called
+  sayingState_.ask();
 }
 
 void QtEvents::hidden(QWidget& widget) {
   QtEditing::shared().hidden(widget);
   QtScreens::shared().hidden(widget);
-  if (isScreenWindow(widget)) laterSayState();
+  if (isScreenWindow(widget)) sayingState_.ask();
 }
 
 // A press comes to its window, then to the widget under the pointer, and, as long as nobody wants it, to
@@ -142,20 +145,11 @@ void QtEvents::pressed(QObject& watched, QMouseEvent& event) {
     isPressComing_ = true;
     return;
   }
-  if (!std::exchange(isPressComing_, false)) return;
+  auto& widget = static_cast<QWidget&>(watched);
+  if (!std::exchange(isPressComing_, false) || isOwn(widget)) return;
   const int tapCount = event.type() == QEvent::MouseButtonDblClick ? 2 : 1;
-  QtTouches::shared().press(hitAt(static_cast<QWidget&>(watched), event.position().toPoint()), tapCount);
-}
-
-void QtEvents::laterSayState() {
-  if (std::exchange(isSayingState_, true)) return;
-  QMetaObject::invokeMethod(
-      this,
-      [this] {
-        isSayingState_ = false;
-        handlers_.stateChanged();
-      },
-      Qt::QueuedConnection);
+  QtTouches::shared().press(hitAt(widget, event.position().toPoint()), tapCount);
+  inputComes(widget, event);
 }
 
 }  // namespace platform

@@ -3,7 +3,10 @@
 #include <QObject>
 #include <functional>
 
+#include "platform/qt/QtLater.h"
+
 class QWidget;
+class QKeyEvent;
 class QMouseEvent;
 
 namespace platform {
@@ -15,32 +18,37 @@ class QtEvents final : public QObject {
   struct Handlers {
     // A dynamic property of a widget was set, changed or taken away.
     std::function<void(QWidget& widget, const QByteArray& name)> propertyChanged;
-    std::function<void(QWidget& window)> windowShown;
     // A window was shown, hidden or minimised, or the application became active or ceased to be.
     std::function<void()> stateChanged;
+    // A key goes down, in any window.
+    std::function<void(QKeyEvent& event)> keyPressed;
+    // The application is about to quit, or the user's session ends.
+    std::function<void()> willQuit;
   };
 
   explicit QtEvents(Handlers handlers) : handlers_(std::move(handlers)) {}
 
-  // Puts the filter in front of all others, and looks at what has been made without it.
-  void install();
+  // To the application object, each time that there is a new one.
+  void attach();
+  // Looks at what was made before.
+  void seeAll();
 
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   void see(QObject& watched, QEvent& event);
   void seeWidget(QWidget& widget, QEvent& event);
-  void seeAll();
+  void inputComes(QWidget& widget, const QEvent& event);
   void polished(QWidget& widget);
   void shown(QWidget& widget);
   void hidden(QWidget& widget);
   void pressed(QObject& watched, QMouseEvent& event);
   void comeToFront();
-  void laterSayState();
 
   const Handlers handlers_;
   bool isPressComing_ = false;  // a window has got it, and will give it to a widget
-  bool isSayingState_ = false;  // as soon as the event loop goes on
+  QtLater comingToFront_{[this] { comeToFront(); }};
+  QtLater sayingState_{[this] { handlers_.stateChanged(); }};
 };
 
 }  // namespace platform

@@ -16,7 +16,7 @@ namespace platform {
 
 namespace {
 
-QtItemText shownItemText = [](const QString&) -> std::optional<String> { return std::nullopt; };
+QtItemText shownItemText = [](const QModelIndex&) -> std::optional<String> { return std::nullopt; };
 
 QAction* actionAt(const QWidget& widget, QPoint position) {
   if (const auto* menu = qobject_cast<const QMenu*>(&widget)) return menu->actionAt(position);
@@ -47,8 +47,7 @@ std::shared_ptr<UIView> cellAt(QAbstractItemView& items, QPoint position) {
   const QModelIndex index = items.indexAt(position);
   if (!index.isValid()) return nullptr;
   const QRect frame = items.visualRect(index).translated(items.viewport()->pos());
-  const QString text = index.data(Qt::DisplayRole).toString();
-  return QtCellView::makeFor(items, frame, text.isEmpty() ? std::nullopt : shownItemText(text));
+  return QtCellView::makeFor(items, frame, shownItemText(index));
 }
 
 std::shared_ptr<UIView> objectAt(QGraphicsView& scene, QPoint position) {

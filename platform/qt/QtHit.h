@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QModelIndex>
 #include <QWidget>
 #include <memory>
 
@@ -14,9 +15,9 @@ struct QtHit {
   CGPoint place;  // in the window
 };
 
-// How the texts of the rows of lists, tables and trees are told, which are the user's own: nothing for each
-// text unless a function is given, which gets it and says what is shown instead.
-using QtItemText = std::optional<String> (*)(const QString& text);
+// What is told of a cell of a list, table or tree, whose texts are the user's own: nothing unless a function
+// is given. The model's data is read by nobody else.
+using QtItemText = std::optional<String> (*)(const QModelIndex& cell);
 void setItemText(QtItemText itemText);
 
 // At a position of the widget that the pointer is in. Main thread only.

@@ -5,6 +5,7 @@
 #include <QTabWidget>
 #include <QToolBox>
 #include <QWizardPage>
+#include <algorithm>
 
 #include "platform/qt/QtText.h"
 
@@ -31,12 +32,21 @@ const QToolBox* toolBoxOf(const QWidget& page) {
   return box && box->indexOf(&page) >= 0 ? box : nullptr;
 }
 
+// Their pages are not the app's.
+bool isInDialogOfQt(const QWidget& widget) {
+  constexpr const char* kDialogs[] = {"QFileDialog",          "QColorDialog",     "QFontDialog",
+                                      "QInputDialog",         "QMessageBox",      "QErrorMessage",
+                                      "QAbstractPrintDialog", "QPageSetupDialog", "QPrintPreviewDialog"};
+  const QWidget& window = *widget.window();
+  return std::ranges::any_of(kDialogs, [&](const char* dialog) { return window.inherits(dialog); });
+}
+
 double areaOf(const QWidget& widget) { return double(widget.width()) * widget.height(); }
 
 }  // namespace
 
 bool isPage(const QWidget& widget) {
-  if (!widget.parentWidget() || widget.isWindow()) return false;
+  if (!widget.parentWidget() || widget.isWindow() || isInDialogOfQt(widget)) return false;
   if (const auto* stack = holderOf<QStackedWidget>(widget, 1)) return stack->indexOf(&widget) >= 0;
   return qobject_cast<const QWizardPage*>(&widget) || qobject_cast<const QMdiSubWindow*>(&widget) ||
          toolBoxOf(widget);

@@ -32,7 +32,9 @@ const QtProxies::Proxies* QtProxies::find(const QObject& object) const {
 
 std::shared_ptr<UIView> QtProxies::viewOf(QWidget& widget) {
   Proxies& proxies = proxiesOf(widget);
-  if (!proxies.view) proxies.view = makers_.view(widget);
+  if (proxies.view) return proxies.view;
+  proxies.view = makers_.view(widget);
+  if (makers_.viewMade) makers_.viewMade(widget, *proxies.view);
   return proxies.view;
 }
 

@@ -2,8 +2,10 @@
 
 #include <QObject>
 #include <QPointer>
+#include <functional>
 #include <memory>
 #include <unordered_map>
+#include <utility>
 
 #include "platform/uikit/UIViewController.h"
 #include "platform/uikit/UIWindow.h"
@@ -23,13 +25,14 @@ class QtProxies {
   // How they are made; stated once, before the first is asked for.
   struct Makers {
     std::shared_ptr<UIView> (*view)(QWidget& widget);
+    std::function<void(QWidget& widget, UIView& view)> viewMade;  // may be empty
     std::shared_ptr<UIView> (*actionView)(QAction& action);
     std::shared_ptr<UIWindow> (*window)(QWidget& widget);
     std::shared_ptr<UIViewController> (*controller)(QWidget& widget);
   };
 
   static QtProxies& shared();
-  void setMakers(const Makers& makers) { makers_ = makers; }
+  void setMakers(Makers makers) { makers_ = std::move(makers); }
 
   // Of a widget that is shown (QtTree.h).
   std::shared_ptr<UIView> viewOf(QWidget& widget);

@@ -1,5 +1,6 @@
 #include "platform/qt/QtRunLoop.h"
 
+#include <QCoreApplication>
 #include <QThread>
 #include <algorithm>
 #include <cmath>
@@ -7,6 +8,7 @@
 
 #include "platform/dispatch/NSTimer.h"
 #include "platform/dispatch/Scheduler.h"
+#include "platform/qt/QtGuard.h"
 
 namespace platform {
 
@@ -28,32 +30,44 @@ QtRunLoop::QtRunLoop() : thread_(QThread::currentThreadId()) {
 bool QtRunLoop::isMainThread() const { return QThread::currentThreadId() == thread_; }
 
 void QtRunLoop::perform(Work work) {
-  {
-    MutexLock lock(mutex_);
-    queued_.push_back(std::move(work));
-  }
+  MutexLock lock(mutex_);
+  queued_.push_back(std::move(work));
   post();
 }
 
+void QtRunLoop::open() {
+  {
+    MutexLock lock(mutex_);
+    isOpen_ = true;
+    if (!queued_.empty()) post();
+  }
+  arm();
+}
+
+void QtRunLoop::close() {
+  MutexLock lock(mutex_);
+  isOpen_ = false;
+}
+
+// Under the lock, so that no thread is in the middle of it when the loop goes.
 void QtRunLoop::post() {
+  if (!isOpen_) return;
   QMetaObject::invokeMethod(
       &receiver_, [this] { runNext(); }, Qt::QueuedConnection);
 }
 
 void QtRunLoop::runNext() {
   Work work;
-  bool isMoreQueued;
   {
     MutexLock lock(mutex_);
     if (queued_.empty()) return;
     work = std::move(queued_.front());
     queued_.pop_front();
-    isMoreQueued = !queued_.empty();
+    // A loop that the work starts finds what is posted from now on; of what was posted before it may know
+    // nothing.
+    if (!queued_.empty()) post();
   }
-  // A loop that the work starts finds what is posted from now on; of what was posted before it may know
-  // nothing.
-  if (isMoreQueued) post();
-  work();
+  guardedFromQt(work);
 }
 
 void QtRunLoop::addTimer(std::shared_ptr<NSTimer> timer, RunLoopMode mode) {
@@ -70,7 +84,7 @@ void QtRunLoop::removeTimer(NSTimer& timer) { timers_.remove(timer); }
 
 void QtRunLoop::arm() {
   const auto deadline = timers_.nextDeadline(kAnyMode);
-  if (!deadline) return;
+  if (!deadline || !QCoreApplication::instance()) return;
   const double seconds = std::clamp(*deadline - uptime(), 0.0, kLongestWait);
   alarm_.start(static_cast<int>(std::ceil(seconds * 1000)));
 }

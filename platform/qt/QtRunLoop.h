@@ -17,6 +17,11 @@ class QtRunLoop final : public RunLoop {
  public:
   QtRunLoop();
 
+  // Whether there is an application object. Without one nothing is posted to Qt, whose loop may be on its way
+  // out; what is performed meanwhile waits for the next.
+  void open();
+  void close();
+
   void perform(Work work) override;
   void addTimer(std::shared_ptr<NSTimer> timer, RunLoopMode mode) override;
   void removeTimer(NSTimer& timer) override;
@@ -27,7 +32,7 @@ class QtRunLoop final : public RunLoop {
  private:
   // One piece an event, so that the others go on in a loop that the piece may start.
   void runNext();
-  void post();
+  void post() PLATFORM_REQUIRES(mutex_);
   void arm();
   void runDueTimers();
 
@@ -36,6 +41,7 @@ class QtRunLoop final : public RunLoop {
   QTimer alarm_;
   Mutex mutex_;
   std::deque<Work> queued_ PLATFORM_GUARDED_BY(mutex_);
+  bool isOpen_ PLATFORM_GUARDED_BY(mutex_) = false;
   // Main thread.
   LoopTimers timers_;
 };

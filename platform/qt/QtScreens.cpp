@@ -69,14 +69,11 @@ void QtScreens::hidden(QWidget& widget) {
 
 void QtScreens::later(QWidget& widget, Widgets& list) {
   if (std::ranges::find(list, &widget, &QPointer<QWidget>::data) == list.end()) list.emplace_back(&widget);
-  if (std::exchange(isLooking_, true)) return;
-  QMetaObject::invokeMethod(
-      &receiver_, [this] { look(); }, Qt::QueuedConnection);
+  looking_.ask();
 }
 
 // Windows come before the pages inside of them.
 void QtScreens::look() {
-  isLooking_ = false;
   auto shown = std::exchange(shown_, {});
   std::stable_partition(shown.begin(), shown.end(),
                         [](const auto& widget) { return widget && widget->isWindow(); });

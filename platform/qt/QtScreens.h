@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "platform/qt/QtLater.h"
 #include "platform/uikit/UIViewController.h"
 
 namespace platform {
@@ -37,11 +38,10 @@ class QtScreens {
   void comeBackTo(QWidget& window);
 
   const char* property_ = nullptr;
-  QObject receiver_;
   Widgets shown_;
   Widgets activated_;
   QPointer<QWidget> front_;  // what appeared last
-  bool isLooking_ = false;   // as soon as the event loop goes on
+  QtLater looking_{[this] { look(); }};
 };
 
 }  // namespace platform

@@ -69,13 +69,25 @@ void QtTouches::send(UITouchPhase phase) {
 void QtTouches::noteInput() {
   isInput_ = true;
   inputLevel_ = QThread::currentThread()->loopLevel();
-  if (std::exchange(isClearing_, true)) return;
-  QMetaObject::invokeMethod(
-      &receiver_, [this] { clearInput(); }, Qt::QueuedConnection);
+  expected_.reset();
+  if (inputLevel_ <= rescuedLevel_) rescued_.reset();
+  clearing_.ask();
+}
+
+void QtTouches::expectAction(const std::string& action, const std::shared_ptr<UIView>& view,
+                             QObject& sender) {
+  expected_ = {action, view, &sender};
 }
 
 void QtTouches::clearInput() {
-  isInput_ = isClearing_ = false;
+  isInput_ = false;
+  const bool isInnerLoop = QThread::currentThread()->loopLevel() > inputLevel_;
+  if (const auto due = std::exchange(expected_, std::nullopt); due && (isInnerLoop || !due->sender)) {
+    rescued_ = due->view;
+    rescuedLevel_ = inputLevel_;
+    deliver(due->action, due->view);
+    isInput_ = false;
+  }
   if (isDown_) return;
   event_.reset();
   touch_.reset();
@@ -83,13 +95,25 @@ void QtTouches::clearInput() {
 
 std::shared_ptr<UIView> QtTouches::touchedView() const { return touch_ ? touch_->view() : nullptr; }
 
-void QtTouches::sendAction(const std::string& action, const std::shared_ptr<UIView>& sender) {
-  const auto application = UIApplication::sharedApplication();
+bool QtTouches::isTouchOn(const UIView& view) const {
   const auto touched = touchedView();
-  const bool isTouched = touched && touched->isDescendantOfView(*sender);
+  return touched && touched->isDescendantOfView(view);
+}
+
+void QtTouches::sendAction(const std::string& action, const std::shared_ptr<UIView>& sender) {
+  if (rescued_ == sender) return rescued_.reset();
+  const bool isTouched = isTouchOn(*sender);
   // The input of a dialog that a slot has opened is not what the action behind that slot comes from.
   const bool isInputHere = isInput_ && inputLevel_ == QThread::currentThread()->loopLevel();
-  if (!application || (!isTouched && !isInputHere)) return;
+  if (!isTouched && !isInputHere) return;
+  if (expected_ && expected_->view == sender) expected_.reset();
+  deliver(action, sender);
+}
+
+void QtTouches::deliver(const std::string& action, const std::shared_ptr<UIView>& sender) {
+  const auto application = UIApplication::sharedApplication();
+  if (!application) return;
+  const bool isTouched = isTouchOn(*sender);
   if (!isTouched) press(hitInTheMiddleOf(sender), 1);
   const auto event = event_;
   const SEL selector(action);

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
 #include <memory>
+#include <optional>
 
 #include "platform/qt/QtHit.h"
+#include "platform/qt/QtLater.h"
 #include "platform/runtime/SEL.h"
 #include "platform/uikit/UIEvent.h"
 
@@ -21,6 +24,9 @@ class QtTouches {
 
   // The user did something just now: until the event loop gets to its next event, actions are the user's.
   void noteInput();
+  // What the user did is about to be said by `sender`. Should the app open a loop of its own before, or
+  // delete the sender, it is taken as said.
+  void expectAction(const std::string& action, const std::shared_ptr<UIView>& view, QObject& sender);
   bool isInput() const { return isInput_; }
 
   // What the latest touch is on, while its events are being handled; null otherwise.
@@ -30,16 +36,27 @@ class QtTouches {
   void sendAction(const std::string& action, const std::shared_ptr<UIView>& sender);
 
  private:
+  struct Expected {
+    std::string action;
+    std::shared_ptr<UIView> view;
+    QPointer<QObject> sender;
+  };
+
   void send(UITouchPhase phase);
+  bool isTouchOn(const UIView& view) const;
+  void deliver(const std::string& action, const std::shared_ptr<UIView>& sender);
   void clearInput();
 
-  QObject receiver_;
+  QtLater clearing_{[this] { clearInput(); }};
+  std::optional<Expected> expected_;
+  // What was taken as said, and the event loop in which it may still be said.
+  std::shared_ptr<UIView> rescued_;
+  int rescuedLevel_ = 0;
   std::shared_ptr<UIEvent> event_;  // of the latest touch, null when its events have been handled
   std::shared_ptr<UITouch> touch_;
   bool isDown_ = false;
   bool isInput_ = false;
   int inputLevel_ = 0;  // of event loops, in which the input came
-  bool isClearing_ = false;
 };
 
 }  // namespace platform

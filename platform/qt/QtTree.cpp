@@ -9,6 +9,8 @@ namespace platform {
 
 namespace {
 
+constexpr const char* kOwn = "platformOwnWindow";
+
 bool isViewport(const QWidget& widget) {
   const auto* area = qobject_cast<const QAbstractScrollArea*>(widget.parentWidget());
   return area && area->viewport() == &widget;
@@ -30,10 +32,18 @@ QWidget* widgetAround(const QWidget& widget) {
 
 }  // namespace
 
+void markAsOwn(QWidget& window) { window.setProperty(kOwn, true); }
+
+bool isOwn(const QWidget& widget) {
+  const QWidget* each = &widget;
+  while (each && !each->property(kOwn).isValid()) each = each->parentWidget();
+  return each;
+}
+
 bool isScreenWindow(const QWidget& widget) {
   if (!widget.isWindow()) return false;
   const Qt::WindowType type = widget.windowType();
-  return type != Qt::Popup && type != Qt::ToolTip && type != Qt::SplashScreen;
+  return type != Qt::Popup && type != Qt::ToolTip && type != Qt::SplashScreen && !isOwn(widget);
 }
 
 QWidget& shownWidget(QWidget& widget) {

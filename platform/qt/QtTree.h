@@ -12,7 +12,11 @@ namespace platform {
 //
 // All pointers may be null where it is said; main thread only.
 
-// A window with a screen of its own: no popup, no tool tip, no splash screen.
+// Keeps a window of the library's own, and what it opens, out of everything.
+void markAsOwn(QWidget& window);
+bool isOwn(const QWidget& widget);
+
+// A window with a screen of its own: no popup, no tool tip, no splash screen, none of the library's.
 bool isScreenWindow(const QWidget& widget);
 // What the widget is shown as: itself or one around it.
 QWidget& shownWidget(QWidget& widget);

@@ -111,9 +111,16 @@ const QtWidgetKind& nearestKind(const QMetaObject* cls) {
 }  // namespace
 
 const QtWidgetKind& kindOf(const QWidget& widget) {
-  static auto& kinds = *new QHash<const QMetaObject*, const QtWidgetKind*>;
-  const QtWidgetKind*& kind = kinds[widget.metaObject()];
-  if (!kind) kind = &nearestKind(widget.metaObject());
+  // The place of a class may become another's when a library is unloaded; its name tells.
+  struct Known {
+    QByteArray className;
+    const QtWidgetKind* kind = nullptr;
+  };
+  static auto& known = *new QHash<const QMetaObject*, Known>;
+  const QMetaObject* const cls = widget.metaObject();
+  Known& entry = known[cls];
+  if (entry.className != cls->className()) entry = {cls->className(), &nearestKind(cls)};
+  const QtWidgetKind* const kind = entry.kind;
   if (kind == &kComboBox && static_cast<const QComboBox&>(widget).isEditable()) return kTextField;
   return *kind;
 }

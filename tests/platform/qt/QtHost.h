@@ -4,6 +4,7 @@
 #include <QMenu>
 #include <QTemporaryDir>
 #include <QTest>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,10 +26,13 @@ class QtHost {
 
   QtHost() {
     qputenv("XDG_DATA_HOME", folder_.path().toUtf8());
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    beginApplication();
     QCoreApplication::setApplicationName("Rows");
     QtOptions options;
     options.screenProperty = "screen";
-    options.itemText = [](const QString&) { return std::optional<String>("****"); };
+    options.willQuit = [] { lines().push_back("quits"); };
+    options.itemText = [](const QModelIndex&) { return std::optional<String>("****"); };
     startQtApplication(std::move(options));
     originalSend() = UIApplication::sendEventMethod.replace(UIApplication::classObject(), sendEvent);
     UIApplication::sendActionMethod.replace(UIApplication::classObject(), sendAction);
@@ -55,6 +59,10 @@ class QtHost {
     window.activateWindow();
     EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
   }
+  // The application object goes, and another comes.
+  void endApplication() { application_.reset(); }
+  void beginApplication() { application_.emplace(argumentCount_, arguments_); }
+
   // As the window system reports it, in the middle unless a position is given.
   static void click(QWidget& widget, QPoint position = {-1, -1}) {
     if (position.x() < 0) position = widget.rect().center();
@@ -100,10 +108,9 @@ class QtHost {
   }
 
   QTemporaryDir folder_;
-  int argumentCount_ = 3;
-  char* arguments_[4] = {const_cast<char*>("rows"), const_cast<char*>("-platform"),
-                         const_cast<char*>("offscreen"), nullptr};
-  QApplication application_{argumentCount_, arguments_};
+  int argumentCount_ = 1;
+  char* arguments_[2] = {const_cast<char*>("rows"), nullptr};
+  std::optional<QApplication> application_;
 };
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 
 #include <QDialog>
 #include <QDockWidget>
+#include <QFileDialog>
 #include <QMainWindow>
 #include <QStackedWidget>
 #include <QTabWidget>
@@ -74,6 +75,14 @@ TEST_F(QtScreensTest, WhatIsHiddenAgainAtOnceAndToolWindowsAreNoScreens) {
   refused.setProperty("screen", false);
   refused.show();
   EXPECT_THAT(host.take(), ElementsAre("appear Palette ''"));
+}
+
+// The list of files in it is a page of a stack.
+TEST_F(QtScreensTest, ADialogOfQtsIsOneScreen) {
+  QFileDialog dialog(nullptr, "Open");
+  dialog.setOption(QFileDialog::DontUseNativeDialog);
+  QtHost::show(dialog);
+  EXPECT_THAT(host.take(), ElementsAre("appear QFileDialog 'Open'"));
 }
 
 TEST_F(QtScreensTest, WithoutAWindowTheApplicationIsInTheBackground) {

@@ -13,6 +13,7 @@
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSlider>
 #include <QSpinBox>
 #include <QTabBar>
@@ -188,6 +189,19 @@ const Row kRows[] = {
      [] { return static_cast<QWidget*>(named<QTextEdit>()); },
      typeAndLeave,
      {"touch QTextEdit#it", "edit QTextEdit#it", "touch QLineEdit#other"}},
+    {"TextOfTheApp",
+     [] {
+       auto* const edit = named<QTextEdit>();
+       QObject::connect(new QShortcut(Qt::Key_F5, edit), &QShortcut::activated,
+                        [edit] { edit->insertPlainText("date"); });
+       return static_cast<QWidget*>(edit);
+     },
+     [](QWidget& edit) {
+       QtHost::click(edit);
+       QtHost::type(edit, Qt::Key_F5);
+       QtHost::click(*edit.window()->findChild<QLineEdit*>("other"));
+     },
+     {"touch QTextEdit#it", "touch QLineEdit#other"}},
     {"SpinBox",
      [] { return static_cast<QWidget*>(named<QSpinBox>()); },
      typeAndLeave,

@@ -1,0 +1,245 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QDialog>
+#include <QLabel>
+#include <QMainWindow>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QSlider>
+#include <QTableWidget>
+#include <QTimer>
+#include <QToolButton>
+#include <thread>
+
+#include "platform/dispatch/Scheduler.h"
+#include "platform/uikit/UIAlertController.h"
+#include "tests/platform/qt/QtHost.h"
+
+namespace platform {
+namespace {
+
+using testing::ElementsAre;
+using Lines = QtHost::Lines;
+
+// What the app's slot does, which it has connected before anybody looked.
+enum class Slot { DoesNothing, OpensADialog, DeletesTheSender };
+
+template <class Sender, class Signal>
+void connect(Sender* sender, Signal signal, Slot slot) {
+  QObject::connect(sender, signal, sender, [sender, slot] {
+    QtHost::lines().push_back("slot");
+    if (slot == Slot::DeletesTheSender) delete sender;
+    if (slot != Slot::OpensADialog) return;
+    QDialog dialog;
+    QTimer::singleShot(0, &dialog, [&dialog] {
+      QtHost::lines().push_back("dialog");
+      dialog.accept();
+    });
+    dialog.exec();
+  });
+}
+
+template <class Widget>
+Widget& in(QMainWindow& window) {
+  auto* const widget = new Widget(&window);
+  window.setCentralWidget(widget);
+  return *widget;
+}
+
+template <class Widget>
+Widget& of(QMainWindow& window) {
+  return *window.findChild<Widget*>();
+}
+
+void waitForSlot() {
+  EXPECT_TRUE(QTest::qWaitFor([] { return std::ranges::count(QtHost::lines(), "slot") > 0; }));
+}
+
+QAction& makeEntry(QMainWindow& window, Slot slot) {
+  auto* const entry = new QAction("&Open", &window);
+  entry->setShortcut(QKeySequence("Ctrl+O"));
+  connect(entry, &QAction::triggered, slot);
+  window.menuBar()->addMenu("&File")->addAction(entry);
+  return *entry;
+}
+
+void openMenu(QMainWindow& window) {
+  const QMenuBar& bar = *window.menuBar();
+  QtHost::click(*window.menuBar(), bar.actionGeometry(bar.actions().front()).center());
+}
+
+QMenu& menuOf(QMainWindow& window) { return *window.menuBar()->actions().front()->menu<QMenu*>(); }
+
+struct Row {
+  const char* name;
+  void (*make)(QMainWindow& window, Slot slot);
+  void (*use)(QMainWindow& window);
+  Lines told;
+};
+
+const Row kRows[] = {
+    {"Button",
+     [](QMainWindow& window, Slot slot) { connect(&in<QPushButton>(window), &QPushButton::clicked, slot); },
+     [](QMainWindow& window) { QtHost::click(of<QPushButton>(window)); },
+     {"touch QPushButton", "action clicked of QPushButton"}},
+    {"ButtonByShortcut",
+     [](QMainWindow& window, Slot slot) {
+       auto& button = in<QPushButton>(window);
+       button.setText("&Go");
+       connect(&button, &QPushButton::clicked, slot);
+     },
+     [](QMainWindow& window) {
+       QtHost::type(window, Qt::Key_G, Qt::AltModifier);
+       waitForSlot();
+     },
+     {"touch QPushButton 'Go'", "action clicked of QPushButton"}},
+    {"ToolButton",
+     [](QMainWindow& window, Slot slot) {
+       auto& button = in<QToolButton>(window);
+       auto* const action = new QAction("Bold", &window);
+       connect(action, &QAction::triggered, slot);
+       button.setDefaultAction(action);
+     },
+     [](QMainWindow& window) { QtHost::click(of<QToolButton>(window)); },
+     {"touch QToolButton 'Bold'", "action triggered of QToolButton"}},
+    {"Entry",
+     [](QMainWindow& window, Slot slot) { makeEntry(window, slot); },
+     [](QMainWindow& window) {
+       openMenu(window);
+       QMenu& menu = menuOf(window);
+       QtHost::click(menu, menu.actionGeometry(menu.actions().front()).center());
+     },
+     {"touch QAction 'File'", "touch QAction 'Open'", "action triggered of QAction"}},
+    {"EntryByKey",
+     [](QMainWindow& window, Slot slot) { makeEntry(window, slot); },
+     [](QMainWindow& window) {
+       openMenu(window);
+       QtHost::type(menuOf(window), Qt::Key_O);
+     },
+     {"touch QAction 'File'", "touch QAction 'Open'", "action triggered of QAction"}},
+    {"EntryByShortcut",
+     [](QMainWindow& window, Slot slot) { makeEntry(window, slot); },
+     [](QMainWindow& window) { QtHost::type(window, Qt::Key_O, Qt::ControlModifier); },
+     {"touch QAction 'Open'", "action triggered of QAction"}},
+    {"ComboBox",
+     [](QMainWindow& window, Slot slot) {
+       auto& box = in<QComboBox>(window);
+       box.addItems({"One", "Two"});
+       connect(&box, &QComboBox::activated, slot);
+     },
+     [](QMainWindow& window) {
+       auto& box = of<QComboBox>(window);
+       box.showPopup();
+       QtHost::type(*box.view(), Qt::Key_Down);
+       QtHost::type(*box.view(), Qt::Key_Return);
+     },
+     {"touch QComboBox 'Two'", "action activated of QComboBox"}},
+    {"Table",
+     [](QMainWindow& window, Slot slot) {
+       auto& table = in<QTableWidget>(window);
+       table.setColumnCount(1);
+       table.setRowCount(1);
+       table.setEditTriggers({});
+       connect(&table, &QTableWidget::activated, slot);
+     },
+     [](QMainWindow& window) {
+       auto& table = of<QTableWidget>(window);
+       const QPoint place = table.visualRect(table.model()->index(0, 0)).center();
+       QTest::mouseDClick(window.windowHandle(), Qt::LeftButton, {}, table.viewport()->mapTo(&window, place));
+     },
+     {"touch QModelIndex '****'", "touch QModelIndex '****'", "action activated of QTableWidget"}},
+    {"Link",
+     [](QMainWindow& window, Slot slot) {
+       auto& label = in<QLabel>(window);
+       label.setText("<a href='x'>XXXXXXXXXX</a>");
+       connect(&label, &QLabel::linkActivated, slot);
+     },
+     [](QMainWindow& window) {
+       auto& label = of<QLabel>(window);
+       QtHost::click(label, {15, label.height() / 2});
+     },
+     {"touch QLabel 'XXXXXXXXXX'", "action linkActivated of QLabel"}},
+    {"Slider",
+     [](QMainWindow& window, Slot slot) { connect(&in<QSlider>(window), &QSlider::sliderReleased, slot); },
+     [](QMainWindow& window) {
+       auto& slider = of<QSlider>(window);
+       QtHost::click(slider, {slider.width() / 2, slider.height() - 5});
+     },
+     {"touch QSlider", "action sliderReleased of QSlider"}},
+};
+
+class QtActions : public testing::TestWithParam<Row> {
+ protected:
+  Lines toldWhen(Slot slot) {
+    QMainWindow window;
+    GetParam().make(window, slot);
+    QtHost::show(window);
+    host.take();
+    GetParam().use(window);
+    Lines told = host.take();
+    EXPECT_EQ(std::erase(told, "slot"), 1);
+    return told;
+  }
+  QtHost host;
+};
+
+TEST_P(QtActions, AreToldOnce) { EXPECT_EQ(toldWhen(Slot::DoesNothing), GetParam().told); }
+
+TEST_P(QtActions, AreToldBeforeTheDialogThatTheyOpen) {
+  Lines told = GetParam().told;
+  told.push_back("dialog");
+  EXPECT_EQ(toldWhen(Slot::OpensADialog), told);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, QtActions, testing::ValuesIn(kRows),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(QtSenders, MayBeDeletedByTheirSlot) {
+  QtHost host;
+  for (const int row : {0, 3, 5}) {
+    QMainWindow window;
+    kRows[row].make(window, Slot::DeletesTheSender);
+    QtHost::show(window);
+    host.take();
+    kRows[row].use(window);
+    Lines told = host.take();
+    EXPECT_EQ(std::erase(told, "slot"), 1);
+    EXPECT_EQ(told, kRows[row].told) << kRows[row].name;
+  }
+}
+
+// The box that asks about pairing is none of the app's.
+TEST(QtAlerts, AreNoScreenAndTellNothing) {
+  QtHost host;
+  QMainWindow window;
+  QtHost::show(window);
+  host.take();
+  const auto alert = std::make_shared<UIAlertController>("Pair?", "With whom?");
+  alert->addAction(std::make_shared<UIAlertAction>("OK", UIAlertAction::Style::Default, nullptr));
+  UIApplication::sharedApplication()->alertDidAppear(alert);
+  auto* const button = window.findChild<QPushButton*>();
+  EXPECT_TRUE(QTest::qWaitForWindowExposed(button->window()));
+  QtHost::click(*button);
+  EXPECT_THAT(host.take(), ElementsAre());
+}
+
+TEST(QtApplications, MayFollowOneAnother) {
+  QtHost host;
+  bool hasRun = false;
+  QCoreApplication::quit();
+  QCoreApplication::processEvents();
+  host.endApplication();
+  std::jthread([&] { Scheduler::current().mainRunLoop().perform([&] { hasRun = true; }); }).join();
+  host.beginApplication();
+  EXPECT_TRUE(QTest::qWaitFor([&] { return hasRun; }));
+  QPushButton button("Go");
+  QtHost::show(button);
+  QtHost::click(button);
+  EXPECT_THAT(host.take(), ElementsAre("appear QPushButton ''", "touch QPushButton 'Go'",
+                                       "action clicked of QPushButton"));
+}
+
+}  // namespace
+}  // namespace platform
