@@ -7,6 +7,7 @@
 #include "platform/uikit/UITouch.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/NSObject+ClassOf.h"
+#include "src/pageviews/PageviewInfo.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 
 using namespace platform;
@@ -195,16 +196,7 @@ std::string KITouchEvent::description() const {
   addLine(lines, "Target View Class                       : ", targetViewClassName_);
   addLine(lines, "Target View accessibilityIdentifier     : ", targetAccessibilityIdentifier_);
   addLine(lines, "Target View accessibilityLabel          : ", sanitizedTargetAccessibilityLabel());
-  const auto addControllerLine = [&](std::string_view label, std::string_view key) {
-    if (!pageviewInfo()) return;
-    const auto value = textOf(*pageviewInfo(), key);
-    if (value && !value->empty()) addLine(lines, label, value);
-  };
-  addControllerLine("View controller                         : ", KovaPageviewPropertyViewController);
-  addControllerLine("View controller title                   : ", KovaPageviewPropertyTitle);
-  addControllerLine("View controller accessibilityIdentifier : ",
-                    KovaPageviewPropertyAccessibilityIdentifier);
-  addControllerLine("View controller accessibilityLabel      : ", KovaPageviewPropertyAccessibilityLabel);
+  if (pageviewInfo()) lines += kova::descriptionOfPageviewInfo(*pageviewInfo());
   if (viewAncestry_)
     ((lines += "\n   View Ancestry                           :\n") += viewAncestry_->description());
   return lines;

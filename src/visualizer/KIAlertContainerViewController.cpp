@@ -14,12 +14,9 @@ using namespace platform;
 namespace {
 
 std::shared_ptr<UIWindow> emptyWindowBeside(const std::shared_ptr<UIWindow>& window) KOVA_ON_MAIN_THREAD {
-  if (UIScene::areAvailable()) {
-    auto scene = window ? window->windowScene() : nullptr;
-    if (!scene) scene = KOVA_activeWindowScene();
-    if (scene) return UIWindow::create(scene);
-  }
-  return UIWindow::create(UIScreen::mainScreen().bounds());
+  auto scene = window ? window->windowScene() : nullptr;
+  if (!scene) scene = KOVA_activeWindowScene();
+  return scene ? UIWindow::create(scene) : UIWindow::create(UIScreen::mainScreen().bounds());
 }
 
 }  // namespace
