@@ -9,6 +9,7 @@
 
 using namespace platform;
 using testing::ElementsAre;
+using testing::StartsWith;
 
 namespace {
 
@@ -90,6 +91,19 @@ TEST_F(BaseURLTest, ADebugLineTellsOfAnExplicitNil) {
         std::vector<std::string>(
             saysNil,
             "[KOVA DEBUG]: The capture base URL was set to nil; everything goes to https://capture.kova.example/"));
+  }
+}
+
+TEST_F(BaseURLTest, UploadsGoThroughTheProxyOfTheEnvironmentWhenTheHostSaysSo) {
+  setenv("http_proxy", device.service.url().c_str(), 1);
+  const auto options = device.options();
+  options->setCaptureBaseUrl("http://capture.example/");
+  options->setUseEnvironmentProxy(true);
+  options->setTestOnlyUrlSession(nullptr);
+  device.start(options);
+  device.runUntil([this] { return device.service.requestCount() > 1; });
+  for (const auto& request : device.service.requests()) {
+    EXPECT_THAT(request.target, StartsWith("http://capture.example/"));
   }
 }
 
