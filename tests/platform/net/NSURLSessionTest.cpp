@@ -74,15 +74,6 @@ TEST_F(NSURLSessionTest, AChainUsesOneConnection) {
   EXPECT_EQ(server.connectionCount(), 1u);
 }
 
-// The server may close a connection just when it is used again.
-TEST_F(NSURLSessionTest, SendsAgainOnAConnectionThatWasClosed) {
-  Reply goodbye = Reply::text("ok");
-  goodbye.ending = Reply::Ending::close;
-  const std::string url = answering(goodbye);
-  for (int i = 0; i < 10; ++i) EXPECT_EQ(load(post(url, "event")).body(), "ok");
-  EXPECT_EQ(server.requestCount(), 10u);
-}
-
 TEST_F(NSURLSessionTest, SessionsOfOneRequestLeaveNothingBehind) {
   load(get(server.url()));
   ASSERT_TRUE(server.waitForOpenConnections(1));

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <linux/if_tun.h>
 #include <net/if.h>
-#include <net/route.h>
 #include <netinet/in.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -14,6 +13,7 @@
 #include <bit>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <iostream>
 
@@ -25,15 +25,11 @@ namespace {
 using namespace platform;
 using Flags = NetworkReachabilityFlags;
 
-sockaddr addressOf(const char* text) {
+std::shared_ptr<NetworkReachability> reachabilityOf(const char* address) {
   sockaddr_in v4{};
   v4.sin_family = AF_INET;
-  inet_pton(AF_INET, text, &v4.sin_addr);
-  return std::bit_cast<sockaddr>(v4);
-}
-
-std::shared_ptr<NetworkReachability> reachabilityOf(const char* address) {
-  const sockaddr binary = addressOf(address);
+  inet_pton(AF_INET, address, &v4.sin_addr);
+  const sockaddr binary = std::bit_cast<sockaddr>(v4);
   return NetworkReachability::create(&binary);
 }
 
@@ -42,33 +38,23 @@ std::shared_ptr<NetworkReachability> reachabilityOf(const char* address) {
 class OwnNetwork {
  public:
   OwnNetwork() {
-    check(unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0, "unshare");
-    control_ = socket(AF_INET, SOCK_DGRAM, 0);
+    if (unshare(CLONE_NEWNET) == 0) return;
+    const uid_t user = getuid();
+    check(unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0, "unshare");
+    std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";  // so that programs keep the rights
   }
 
+  // What the program ip is told.
+  void ip(const std::string& words) const { check(std::system(("ip " + words).c_str()) == 0, "ip"); }
   // An interface 10.9.0.1 in a network of 256 addresses, with a carrier while this process lives.
-  void addInterface() {
+  void addInterface() const {
     const int tunnel = open("/dev/net/tun", O_RDWR | O_CLOEXEC);
-    check(tunnel >= 0, "open /dev/net/tun");
-    ifreq request = named();
+    ifreq request{};
+    std::strcpy(request.ifr_name, "test0");
     request.ifr_flags = IFF_TUN | IFF_NO_PI;
     check(ioctl(tunnel, TUNSETIFF, &request) == 0, "TUNSETIFF");
-    setAddress(SIOCSIFADDR, "10.9.0.1");
-    setAddress(SIOCSIFNETMASK, "255.255.255.0");
-    setUp(true);
-  }
-  void setUp(bool up) {
-    ifreq request = named();
-    request.ifr_flags = static_cast<short>(up ? IFF_UP | IFF_RUNNING : 0);
-    check(ioctl(control_, SIOCSIFFLAGS, &request) == 0, "SIOCSIFFLAGS");
-  }
-  void addRoute(const char* destination, const char* mask) {
-    rtentry route{};
-    route.rt_dst = addressOf(destination);
-    route.rt_genmask = addressOf(mask);
-    route.rt_gateway = addressOf("10.9.0.2");
-    route.rt_flags = RTF_UP | RTF_GATEWAY;
-    check(ioctl(control_, SIOCADDRT, &route) == 0, "SIOCADDRT");
+    ip("address add 10.9.0.1/24 dev test0");
+    ip("link set test0 up");
   }
 
  private:
@@ -77,17 +63,6 @@ class OwnNetwork {
     std::perror(what);
     std::_Exit(99);
   }
-  static ifreq named() {
-    ifreq request{};
-    std::strcpy(request.ifr_name, "test0");
-    return request;
-  }
-  void setAddress(unsigned long request, const char* text) {
-    ifreq body = named();
-    body.ifr_addr = addressOf(text);
-    check(ioctl(control_, request, &body) == 0, "interface address");
-  }
-  int control_ = -1;
 };
 
 // "0.0.0.0=2 …": the flags of each address in hexadecimal.
@@ -132,19 +107,19 @@ TEST(NetworkReachabilityDeathTest, FlagsFollowTheRoutes) {
       {[](OwnNetwork& network) {
          network.addInterface();
          printFlags({"0.0.0.0", "10.9.0.7", "10.9.0.1", "8.8.8.8"});
-         network.addRoute("0.0.0.0", "0.0.0.0");
+         network.ip("route add default via 10.9.0.2");
          printFlags({"0.0.0.0", "8.8.8.8", "169.254.0.0"});
-         network.setUp(false);
+         network.ip("link set test0 down");
          printFlags({"0.0.0.0", "10.9.0.7"});
        },
        "0.0.0.0=0 10.9.0.7=20002 10.9.0.1=30002 8.8.8.8=0 0.0.0.0=2 8.8.8.8=2 169.254.0.0=2 0.0.0.0=0 "
        "10.9.0.7=0 "},
       {[](OwnNetwork& network) {  // two halves are a default route
          network.addInterface();
-         network.addRoute("128.0.0.0", "128.0.0.0");
-         network.addRoute("64.0.0.0", "192.0.0.0");
+         network.ip("route add 128.0.0.0/1 via 10.9.0.2");
+         network.ip("route add 64.0.0.0/2 via 10.9.0.2");
          printFlags({"0.0.0.0"});
-         network.addRoute("0.0.0.0", "128.0.0.0");
+         network.ip("route add 0.0.0.0/1 via 10.9.0.2");
          printFlags({"0.0.0.0"});
        },
        "0.0.0.0=0 0.0.0.0=2 "}};
@@ -175,7 +150,7 @@ TEST(NetworkReachabilityDeathTest, TellsOfChangesOnTheMainThread) {
         });
         std::cerr << "scheduled " << reachability->scheduleOnMainRunLoop()
                   << reachability->scheduleOnMainRunLoop() << ' ';
-        network.addRoute("0.0.0.0", "0.0.0.0");
+        network.ip("route add default via 10.9.0.2");
         loop.runFor(20);
         const bool stopped = reachability->unscheduleFromMainRunLoop();
         std::cerr << " unscheduled " << stopped << reachability->unscheduleFromMainRunLoop();
