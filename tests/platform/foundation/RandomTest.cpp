@@ -12,18 +12,10 @@
 namespace platform {
 namespace {
 
-TEST(RandomTest, DrawsDifferentNumbersWithEveryBitInUse) {
+TEST(RandomTest, DrawsDifferentNumbers) {
   std::set<std::uint32_t> seen;
-  std::array<int, 32> ones{};
-  constexpr int kDraws = 4000;
-  for (int i = 0; i < kDraws; ++i) {
-    const std::uint32_t number = arc4random();
-    seen.insert(number);
-    for (unsigned bit = 0; bit < 32; ++bit) ones[bit] += (number >> bit) & 1;
-  }
-  EXPECT_GT(seen.size(), kDraws - 10u);
-  // Seven standard deviations of a fair coin.
-  for (const int count : ones) EXPECT_NEAR(count, kDraws / 2, 7 * 32);
+  for (int i = 0; i < 4000; ++i) seen.insert(arc4random());
+  EXPECT_GT(seen.size(), 3990u);
 }
 
 using Numbers = std::array<std::uint32_t, 2>;

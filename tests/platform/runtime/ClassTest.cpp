@@ -210,15 +210,6 @@ TEST(ClassLookup, ManyThreadsMakeOneRecord) {
   EXPECT_THAT(selectors, testing::Each(NSSelectorFromString("madeByAll:")));
 }
 
-TEST(Selector, IsEqualByTextAndNullByDefault) {
-  EXPECT_EQ(SEL("tap:"), NSSelectorFromString(std::string("tap") + ":"));
-  EXPECT_NE(SEL("tap:"), SEL("tap"));
-  EXPECT_FALSE(SEL());
-  EXPECT_TRUE(SEL("tap:"));
-  EXPECT_EQ(NSStringFromSelector(SEL("tap:")), "tap:");
-  EXPECT_EQ(NSStringFromSelector(SEL()), "");
-}
-
 TEST(Object, DescribesItselfByClassAndAddress) {
   Button button;
   EXPECT_THAT(button.description(), testing::MatchesRegex("<Button: 0x[0-9a-f]+>"));
