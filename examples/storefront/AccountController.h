@@ -4,7 +4,7 @@
 
 #include "platform/uikit/UIKit.h"
 
-// Who the customer is: an e-mail address, once he has given one.
+// Who the customer is: an e-mail address, once there is one.
 class AccountController : public platform::UIViewController {
   NS_OBJECT(AccountController, UIViewController)
 

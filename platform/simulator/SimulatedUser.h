@@ -18,9 +18,9 @@ namespace platform {
 //   SimulatedUser user([&](double seconds) { scheduler.advance(seconds); });
 //   user.taps("Add to basket");
 //
-// What he does passes through the shared application like a real finger's work, and takes time, which the
+// Each act passes through the shared application like a real finger's work, and takes time, which the
 // function given to the constructor lets pass: virtual time in a test, turns of the main run loop in a
-// program. What he cannot do (no such text on the screen, nothing that takes what is typed) throws a
+// program. What cannot be done (no such text on the screen, nothing that takes what is typed) throws a
 // std::runtime_error that says what there is instead. Exceptions of the app pass through. Main thread only.
 class SimulatedUser {
  public:

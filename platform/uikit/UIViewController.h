@@ -23,7 +23,7 @@ class UITabBarController;
 //
 // Of a container and the children that it shows, the container is told first that it will appear or
 // disappear, and last that it did. Whoever is told may navigate, present or dismiss there and then: what that
-// makes pointless is left out, and no one is told twice in a row that he appeared.
+// makes pointless is left out, and no controller is told twice in a row that it appeared.
 //
 // A controller holds its children and what it presents; it refers upwards weakly, and takes what it presents
 // from the screen when it dies. Owner: std::shared_ptr. Main thread only.
