@@ -1,5 +1,5 @@
 // The whole road: the example app with the library in it, the service, and a browser in which somebody pairs with it.
-// STOREFRONT names the app's program.
+// STOREFRONT names the app's program. With PICTURES, a folder, the pictures of the documents are taken on the way.
 
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
@@ -8,7 +8,10 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
+import { pageviewUrl } from '../capture-service/support.mjs';
 import { Dashboard, launchBrowser } from './support.mjs';
+
+const plan = { 'Order placed': { total: 'string', items: 'string', gift: 'bool' } };
 
 function startStorefront(t, url) {
   const program = process.env.STOREFRONT;
@@ -34,10 +37,23 @@ function startStorefront(t, url) {
   return { ended, told: () => told, tells };
 }
 
+async function takePicture(page, name) {
+  if (process.env.PICTURES) await page.screenshot({ path: path.join(process.env.PICTURES, name) });
+}
+
+/** With something that is refused in it. */
+async function takeReceived(t, browser, dashboard) {
+  if (!process.env.PICTURES) return;
+  await fetch(dashboard.url + pageviewUrl.replace('&z=2', '&z=7'));
+  const page = await dashboard.pageIn(t, browser, { width: 1280, height: 720 }, { path: '/received/' });
+  await page.locator('#refused .fault').waitFor();
+  await takePicture(page, 'received.png');
+}
+
 test('the example app is paired in the browser, used by its scripted user, and seen', async (t) => {
   const browser = await launchBrowser();
   t.after(() => browser.close());
-  const dashboard = await Dashboard.open(t, browser, { width: 1440, height: 900 });
+  const dashboard = await Dashboard.open(t, browser, { width: 1440, height: 900, plan });
   const { page } = dashboard;
 
   // Nobody is there at first: the app tries again after the interval that it has in earnest.
@@ -53,11 +69,15 @@ test('the example app is paired in the browser, used by its scripted user, and s
   const { width } = await page.locator('.screen-frame .target').boundingBox();
   assert.ok(width > 100);
   assert.deepEqual((await page.locator('.node-class').allTextContents()).slice(-2), ['Column', 'UIButton']);
+  await dashboard.row('Opened Basket').waitFor();
+  await dashboard.shows('.matches', 'Matches 1 of');
+  await takePicture(page, 'dashboard.png');
 
   const [code] = await app.ended;
   assert.equal(code, 0, app.told());
   await dashboard.showsEvent('Tapped Add to basket'); // whoever looks at an event keeps it before his eyes
   await page.locator('.row-uploaded:visible').waitFor(); // the custom event
+  await takeReceived(t, browser, dashboard);
   const all = await page.locator('.row-title').allTextContents();
   assert.equal(all.length, 20, all.join('\n'));
   assert.ok(!all.some((title) => /4111|Analytical|Accept/.test(title)), all.join('\n'));

@@ -21,7 +21,16 @@ export function el(tag, properties = {}, ...children) {
 /** Text of an app among the page's own words, which it cannot turn around. */
 export const appText = (text) => el('bdi', { text });
 
-/** A picture of sprite.svg, for the eye only. */
+/** Fetches the pictures once: by each reference to another file the browser would ask for it again. */
+async function loadSprite() {
+  const text = await (await fetch('sprite.svg')).text();
+  const sprite = new DOMParser().parseFromString(text, 'image/svg+xml').documentElement;
+  sprite.setAttribute('hidden', '');
+  document.body.prepend(sprite);
+}
+loadSprite().catch(() => {}); // pictures are for the eye only
+
+/** A picture of sprite.svg. */
 export function icon(name) {
   const svg = document.createElementNS(SVG, 'svg');
   svg.setAttribute('class', 'icon');
@@ -33,7 +42,7 @@ export function icon(name) {
 }
 
 export function showIcon(svg, name) {
-  svg.firstChild.setAttribute('href', `sprite.svg#${name}`);
+  svg.firstChild.setAttribute('href', `#icon-${name}`);
 }
 
 /** Writes only what differs: a text node that stays is not laid out again. */
