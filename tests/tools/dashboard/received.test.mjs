@@ -23,7 +23,7 @@ test('what was received: from the file and live, the refused in front, by sessio
   await sums('5,000', '0', '4,999', '0', '0');
   fs.writeFileSync(file, '');
   await dashboard.stopService();
-  await dashboard.shows('#connection', 'Service not connected');
+  await dashboard.shows('#outage', 'start it again');
   await dashboard.startService();
   await dashboard.shows('#nothing', 'Nothing yet.'); // on the page that was open all the time
 

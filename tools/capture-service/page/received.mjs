@@ -7,6 +7,7 @@ import { recordElement } from './received-record.mjs';
 
 const MAX_RECORDS = 5000;
 const RETRY_MS = 1000;
+const ANSWER_MS = 30_000; // the service holds an answer back for no more than 20 s
 const REST_MS = 250; // between two changes of the page
 
 const kinds = new Set(); // that are shown; none: all
@@ -17,9 +18,11 @@ let plan = null;
 
 const wait = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
 
-function showConnection(words, state) {
+function showConnection(isThere) {
+  const words = isThere ? 'Service connected' : 'Service not connected';
   find('connection').replaceChildren(el('span', { class: 'dot', 'aria-hidden': true }), words);
-  find('connection').dataset.state = state;
+  find('connection').dataset.state = isThere ? 'good' : 'bad';
+  find('outage').hidden = isThere;
 }
 
 /** Asks for what is new, without end. Another run of the service, or of its numbers, begins the page anew. */
@@ -28,19 +31,20 @@ async function listen() {
   let since = 0;
   for (;;) {
     try {
-      const { run, last, records } = await (await fetch(`records.json?run=${known}&since=${since}`)).json();
+      const asked = fetch(`records.json?run=${known}&since=${since}`, { signal: AbortSignal.timeout(ANSWER_MS) });
+      const { run, last, records } = await (await asked).json();
       const isOther = run !== known;
       if (isOther) {
         [known, since, entries] = [run, 0, []];
         elements.clear();
       }
-      showConnection('Service connected', 'good');
+      showConnection(true);
       since = records.at(-1)?.number ?? since;
       entries = [...entries, ...records].slice(-MAX_RECORDS);
       if (isOther || records.length > 0) render();
       await wait(since < last ? 0 : REST_MS);
     } catch {
-      showConnection('Service not connected', 'bad');
+      showConnection(false);
       await wait(RETRY_MS);
     }
   }
