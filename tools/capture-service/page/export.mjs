@@ -45,7 +45,7 @@ export class ExportMenu {
     if (chosen.length === 0) return notice('There is no event to export.');
     announce('The export is being made');
     try {
-      const { parts, type, extension } = await write(chosen, session);
+      const { parts, type, extension } = await write(chosen, session, this.#store.nameOf(chosen[0]));
       save(new Blob(parts, { type }), `session-${session?.replace(/\W/g, '') ?? 'unknown'}.${extension}`);
       return announce('Exported');
     } catch {
@@ -69,11 +69,11 @@ async function linesOf(events) {
   return { parts, type: 'application/jsonl', extension: 'jsonl' };
 }
 
-async function pageOf(events, session) {
+async function pageOf(events, session, owner) {
   const page = document.implementation.createHTMLDocument(`Session ${session ?? ''}`);
   page.head.append(el('meta', { charset: 'utf-8' }), el('style', { text: STYLE }));
   const [start, end] = page.documentElement.outerHTML.split('</body>');
-  const title = el('h1', { text: `Session ${session ?? ''} · ${events[0].deviceName ?? ''}` });
+  const title = el('h1', { text: `Session ${session ?? ''} · ${owner ?? ''}` });
   const parts = ['<!doctype html>', start, title.outerHTML];
   for (const summary of events) parts.push((await articleOf(summary)).outerHTML);
   return { parts: [...parts, '</body>', end], type: 'text/html', extension: 'html' };
