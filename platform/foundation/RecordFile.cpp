@@ -2,21 +2,26 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 
 #include "platform/foundation/internal/FileDescriptor.h"
+#include "platform/runtime/Fork.h"
 
 namespace platform {
 
 namespace {
 
 constexpr mode_t kFileMode = 0600;
-constexpr std::string_view kMagic = "RECORDS1";
+constexpr std::string_view kMagic = "RECORDS2";
 
 // Before the first record: kMagic. Before each record: its length and its check, as this machine writes
 // numbers; no other one reads the file.
@@ -26,14 +31,52 @@ struct Frame {
 };
 constexpr std::size_t kLongestFile = std::size_t{64} << 20;
 
-// FNV-1a: tells a record that was written whole from what a file system may leave in its place.
+// Tells a record that was written whole from what a file system may leave in its place: FNV-1a, by eight
+// bytes at a time.
 std::uint32_t checkOf(std::string_view record) {
-  std::uint32_t check = 2166136261u;
-  for (const char byte : record) check = (check ^ static_cast<unsigned char>(byte)) * 16777619u;
-  return check;
+  std::uint64_t check = 14695981039346656037u;
+  for (std::uint64_t word = 0; !record.empty(); word = 0) {
+    const std::size_t length = std::min(record.size(), sizeof word);
+    std::memcpy(&word, record.data(), length);
+    check = (check ^ word) * 1099511628211u;
+    check ^= check >> 32;
+    record.remove_prefix(length);
+  }
+  return static_cast<std::uint32_t>(check);
+}
+
+// The descriptors in use, each in a place of its own. A child that was forked closes them: the lock is one of
+// the open file, and would stay with the child when this process ends.
+constexpr int kNone = -1;
+std::array<std::atomic<int>, 64>& descriptorsInUse() {
+  static auto& descriptors = *[] {
+    auto* all = new std::array<std::atomic<int>, 64>;
+    for (auto& place : *all) place = kNone;
+    runInForkedChildren([] {
+      for (auto& place : descriptorsInUse()) {
+        if (const int number = place.exchange(kNone); number != kNone) ::close(number);
+      }
+    });
+    return all;
+  }();
+  return descriptors;
+}
+
+void replaceInUse(int from, int to) {
+  for (auto& place : descriptorsInUse()) {
+    int expected = from;
+    if (place.compare_exchange_strong(expected, to)) return;
+  }
+}
+
+// A write beyond the limit would end the host by a signal.
+bool isAllowed(std::uint64_t end) {
+  rlimit limit;
+  return ::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY || end <= limit.rlim_cur;
 }
 
 bool writeAt(int file, std::string_view bytes, std::uint64_t offset) {
+  if (!isAllowed(offset + bytes.size())) return false;
   while (!bytes.empty()) {
     const ssize_t written = ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (written < 0 && errno == EINTR) continue;
@@ -90,9 +133,22 @@ std::unique_ptr<FileDescriptor> RecordFile::openLocked(const std::string& path) 
 }
 
 RecordFile::RecordFile(std::string path, std::unique_ptr<FileDescriptor> file)
-    : path_(std::move(path)), file_(std::move(file)) {}
-// Closing alone would leave the lock with a child that was forked meanwhile.
-RecordFile::~RecordFile() { ::flock(file_->number(), LOCK_UN); }
+    : path_(std::move(path)), file_(std::move(file)) {
+  replaceInUse(kNone, file_->number());
+}
+RecordFile::~RecordFile() { letGo(*file_); }
+
+// Closing alone would leave the lock with a child that is just being forked.
+void RecordFile::letGo(const FileDescriptor& file) {
+  ::flock(file.number(), LOCK_UN);
+  replaceInUse(file.number(), kNone);
+}
+
+std::optional<std::vector<std::string>> RecordFile::records() {
+  found_.clear();
+  if (!read()) return std::nullopt;
+  return takeRecords();
+}
 
 bool RecordFile::read() {
   const auto bytes = readWhole(file_->number());
@@ -143,6 +199,8 @@ bool RecordFile::replaceAll(const std::vector<std::string>& records) {
     ::unlink(partial.c_str());
     return false;
   }
+  replaceInUse(kNone, file->number());
+  letGo(*file_);
   file_ = std::move(file);
   end_ = bytes.size();
   return true;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,8 +15,11 @@ class FileDescriptor;
 // What has been appended outlives the process, however that ends; a power failure may take the newest
 // records.
 //
-// Held by one process at a time. No locks of its own: one thread at a time. Nothing throws but for want of
-// memory.
+// Written by a system call, and not mapped: what happens to the file, cut, full, or forbidden by a limit, is
+// an answer and never a signal.
+//
+// Held by one process at a time; a child that is forked has no part in it. No locks of its own: one thread at
+// a time. Nothing throws but for want of memory.
 class RecordFile {
  public:
   // Opens the file, or makes it, for the user alone. Null when it cannot be had: no directory, no right to
@@ -30,6 +34,11 @@ class RecordFile {
   // Whether something stood behind those, or the file was another's.
   bool hadForeignEnd() const { return hadForeignEnd_; }
 
+  // What it holds now; none when it cannot be read.
+  std::optional<std::vector<std::string>> records();
+  // In bytes.
+  std::uint64_t size() const { return end_; }
+
   // False when it could not be written; nothing of it is kept then.
   bool append(std::string_view record);
   // Drops all records. False when it could not.
@@ -41,6 +50,7 @@ class RecordFile {
  private:
   RecordFile(std::string path, std::unique_ptr<FileDescriptor> file);
   static std::unique_ptr<FileDescriptor> openLocked(const std::string& path);
+  static void letGo(const FileDescriptor& file);
   bool read();
 
   const std::string path_;

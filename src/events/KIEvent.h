@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
@@ -44,6 +46,10 @@ class KIEvent : public platform::NSObject {
     evCaptureContext_ = std::move(context);
   }
 
+  // Under which the capture was noted, and what has been added since.
+  const std::vector<std::uint64_t>& calls() const { return calls_; }
+  void addCall(std::uint64_t call) { calls_.push_back(call); }
+
   const KIMoment& moment() const { return moment_; }
   const std::optional<platform::Dictionary>& sessionInfo() const { return moment_.sessionInfo; }
   void setSessionInfo(std::optional<platform::Dictionary> info) { moment_.sessionInfo = std::move(info); }
@@ -62,4 +68,5 @@ class KIEvent : public platform::NSObject {
   const int appVisibilityState_;
   const std::string kind_;
   std::shared_ptr<const KIEventRecording> evCaptureContext_;
+  std::vector<std::uint64_t> calls_;
 };

@@ -17,6 +17,7 @@ KISessionManager::KISessionManager(bool isNewUser)
 
 void KISessionManager::markNewUser() {
   if (zParam_ == kReturningUser) zParam_ = kNewUser;
+  changed_();
 }
 
 std::string KISessionManager::sessionId() const {
@@ -25,8 +26,26 @@ std::string KISessionManager::sessionId() const {
 }
 
 void KISessionManager::setSessionId(std::string sessionId) {
+  {
+    const MutexLock lock(propertyLock_);
+    sessionId_ = std::move(sessionId);
+    refreshSessionInfo();
+  }
+  changed_();
+}
+
+KISessionManager::State KISessionManager::state() const {
   const MutexLock lock(propertyLock_);
-  sessionId_ = std::move(sessionId);
+  return {sessionId_, zParam_, sessionPixelProperties_, mostRecentPageviewInfo_};
+}
+
+void KISessionManager::restore(State state) {
+  zParam_ = state.zParam;
+  const MutexLock lock(propertyLock_);
+  sessionId_ = std::move(state.sessionId);
+  sessionPixelProperties_ = std::move(state.sessionPixelProperties);
+  mostRecentPageviewInfo_ = std::move(state.mostRecentPageviewInfo);
+  hasMostRecentPageviewInfo_ = mostRecentPageviewInfo_.has_value();
   refreshSessionInfo();
 }
 
@@ -54,13 +73,17 @@ void KISessionManager::refreshSessionInfo() {
 
 bool KISessionManager::loggedPageviewWithPageviewInfo(Dictionary pageviewInfo, Dictionary pixelProperties) {
   zParam_ = kLoggedPageview;
-  const MutexLock lock(propertyLock_);
-  mostRecentPageviewInfo_ = std::move(pageviewInfo);
-  hasMostRecentPageviewInfo_ = true;
-  if (sessionPixelProperties_) return false;
-  sessionPixelProperties_ = std::move(pixelProperties);
-  refreshSessionInfo();
-  return true;
+  bool isFirst;
+  {
+    const MutexLock lock(propertyLock_);
+    mostRecentPageviewInfo_ = std::move(pageviewInfo);
+    hasMostRecentPageviewInfo_ = true;
+    isFirst = !sessionPixelProperties_;
+    if (isFirst) sessionPixelProperties_ = std::move(pixelProperties);
+    refreshSessionInfo();
+  }
+  changed_();
+  return isFirst;
 }
 
 void KISessionManager::resetSessionWithNewUser(bool isNewUser) {
@@ -69,11 +92,14 @@ void KISessionManager::resetSessionWithNewUser(bool isNewUser) {
   } else if (zParam_ == kLoggedPageview) {
     zParam_ = kReturningUser;
   }
-  std::string sessionId = kova::randomId();
-  const MutexLock lock(propertyLock_);
-  sessionId_ = std::move(sessionId);
-  mostRecentPageviewInfo_ = std::nullopt;
-  hasMostRecentPageviewInfo_ = false;
-  sessionPixelProperties_ = std::nullopt;
-  refreshSessionInfo();
+  {
+    std::string sessionId = kova::randomId();
+    const MutexLock lock(propertyLock_);
+    sessionId_ = std::move(sessionId);
+    mostRecentPageviewInfo_ = std::nullopt;
+    hasMostRecentPageviewInfo_ = false;
+    sessionPixelProperties_ = std::nullopt;
+    refreshSessionInfo();
+  }
+  changed_();
 }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -42,6 +43,18 @@ class KISessionManager {
   bool loggedPageviewWithPageviewInfo(platform::Dictionary pageviewInfo,
                                       platform::Dictionary pixelProperties) KOVA_ON_MUTATION_QUEUE;
 
+  // All of it, to be taken up again.
+  struct State {
+    std::string sessionId;
+    std::int64_t zParam;
+    std::optional<platform::Dictionary> sessionPixelProperties;
+    std::optional<platform::Dictionary> mostRecentPageviewInfo;
+  };
+  State state() const;
+  void restore(State state) KOVA_ON_MUTATION_QUEUE;
+  // Called on the mutation queue after each other change.
+  void setObserver(std::function<void()> changed) { changed_ = std::move(changed); }
+
   // Begins a new session.
   void resetSessionWithNewUser(bool isNewUser) KOVA_ON_MUTATION_QUEUE;
 
@@ -56,4 +69,5 @@ class KISessionManager {
   std::optional<platform::Dictionary> sessionInfo_ PLATFORM_GUARDED_BY(propertyLock_);
   std::atomic<bool> hasMostRecentPageviewInfo_ = false;
   std::atomic<std::int64_t> zParam_;
+  std::function<void()> changed_ = [] {};
 };

@@ -15,7 +15,19 @@ using namespace platform;
 namespace {
 
 constexpr std::string_view kNumberKey = "journalNumber";
-constexpr char kNumberMark = '#';  // begins a record that is a number; messages begin with a brace
+// What a record begins with; a message begins with a brace.
+constexpr char kNumberMark = '#';  // a number, and nothing else
+constexpr char kCallMark = '@';    // the number of a call, ahead of its message
+
+// Takes the numbers off that stand ahead of the message.
+void takeCalls(std::string_view& record, KICallLog::Numbers& calls) {
+  while (!record.empty() && record.front() == kCallMark) {
+    KICallLog::Number number = 0;
+    const char* const end = std::from_chars(record.data() + 1, record.data() + record.size(), number).ptr;
+    record.remove_prefix(static_cast<std::size_t>(end - record.data()));
+    calls.insert(number);
+  }
+}
 
 std::uint64_t numberIn(std::string_view text) {
   std::uint64_t number = 0;
@@ -30,43 +42,53 @@ std::string KIJournal::pathFor(const KovaPersistentStore& store) {
   return folder.empty() ? "" : folder + formatted("/kova-%@.journal", store.appId());
 }
 
-std::optional<std::vector<MutableDictionary>> KIJournal::open() {
+std::string KIJournal::pathOfCallsFor(const KovaPersistentStore& store) {
+  const std::string path = pathFor(store);
+  return path.empty() ? path : path.substr(0, path.rfind('.')) + ".calls";
+}
+
+std::optional<KIJournal::Contents> KIJournal::open() {
   const auto stored = store_.stringForKey(kNumberKey);
   if (stored.isUnreadable()) return std::nullopt;
   number_ = stored ? numberIn(*stored) : 0;
-  std::vector<MutableDictionary> messages;
+  Contents contents;
   const std::string path = pathFor(store_);
-  if (path.empty()) return messages;
+  if (path.empty()) return contents;
   NSFileManager().createDirectory(NSFileManager().directory(SearchPath::ApplicationSupport), true);
   file_ = RecordFile::open(path);
   if (!file_) tellOnce("cannot be had: what is recorded is in memory until it is stored");
-  if (!file_) return messages;
+  if (!file_) return contents;
   if (file_->hadForeignEnd()) tellOnce("ends in what was not written whole, which is left out");
 
   bool isTakenOver = number_ > 0;
-  for (const std::string& record : file_->takeRecords()) {
+  for (const std::string& whole : file_->takeRecords()) {
+    std::string_view record = whole;
     if (record.front() == kNumberMark) {
-      const std::uint64_t number = numberIn(std::string_view(record).substr(1));
+      const std::uint64_t number = numberIn(record.substr(1));
       isTakenOver = isTakenOver && number < number_;
       number_ = std::max(number_, number);
       continue;
     }
+    takeCalls(record, contents.calls);
     const auto message = isTakenOver ? std::nullopt : NSJSONSerialization::JSONObjectWithData(record);
-    if (message && message->isDictionary()) messages.emplace_back(message->dictionary());
+    if (message && message->isDictionary()) contents.messages.emplace_back(message->dictionary());
   }
   isNumberWritten_ = !isTakenOver;
-  hasKept_ = !messages.empty();
-  return messages;
+  hasKept_ = !contents.messages.empty();
+  return contents;
 }
 
 bool KIJournal::writeNumber() { return file_->append(kNumberMark + std::to_string(number_)); }
 
-void KIJournal::keep(std::string_view message) {
-  if (!file_) return;
+bool KIJournal::keep(std::string_view message, std::span<const KICallLog::Number> calls) {
+  if (!file_) return false;
   if (!isNumberWritten_) isNumberWritten_ = writeNumber();
-  const bool isKept = isNumberWritten_ && file_->append(message);
+  std::string record;
+  for (const KICallLog::Number call : calls) record += kCallMark + std::to_string(call);
+  const bool isKept = isNumberWritten_ && file_->append(record.empty() ? message : record.append(message));
   hasKept_ = hasKept_ || isKept;
   if (!isKept) tellOnce("cannot be written: what is recorded is in memory until it is stored");
+  return isKept;
 }
 
 void KIJournal::rewrite(const std::vector<std::string>& messages) {
@@ -92,20 +114,25 @@ void KIJournal::forgetTakenOver() {
 }
 
 void KIJournal::clearFor(const KovaPersistentStore& store) {
-  const std::string path = pathFor(store);
-  if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) return;
-  if (const auto file = RecordFile::open(path)) file->clear();
+  for (const std::string& path : {pathFor(store), pathOfCallsFor(store)}) {
+    if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) continue;
+    if (const auto file = RecordFile::open(path)) file->clear();
+  }
 }
 
 void KIJournal::removeFor(KovaPersistentStore& store) {
   store.removeObjectForKey(kNumberKey);
-  if (!existsFor(store)) return;
-  if (const auto file = RecordFile::open(pathFor(store))) NSFileManager().removeItem(pathFor(store));
+  for (const std::string& path : {pathFor(store), pathOfCallsFor(store)}) {
+    if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) continue;
+    if (const auto file = RecordFile::open(path)) NSFileManager().removeItem(path);
+  }
 }
 
 bool KIJournal::existsFor(const KovaPersistentStore& store) {
-  const std::string path = pathFor(store);
-  return !path.empty() && NSFileManager().fileExists(path) != FileKind::None;
+  const std::string paths[] = {pathFor(store), pathOfCallsFor(store)};
+  return std::any_of(std::begin(paths), std::end(paths), [](const std::string& path) {
+    return !path.empty() && NSFileManager().fileExists(path) != FileKind::None;
+  });
 }
 
 void KIJournal::tellOnce(std::string_view what) {

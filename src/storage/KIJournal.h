@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "platform/foundation/RecordFile.h"
 #include "platform/foundation/Value.h"
 #include "src/core/Threads.h"
+#include "src/storage/KICallLog.h"
 
 class KovaPersistentStore;
 
@@ -28,12 +30,17 @@ class KIJournal {
  public:
   explicit KIJournal(KovaPersistentStore& store) : store_(store) {}
 
-  // Opens the journal, and answers the messages that the store has not taken over, oldest first. None, with
-  // nothing opened, while the store cannot be read.
-  std::optional<std::vector<platform::MutableDictionary>> open() KOVA_ON_MUTATION_QUEUE;
+  struct Contents {
+    std::vector<platform::MutableDictionary> messages;  // that the store has not taken over, oldest first
+    KICallLog::Numbers calls;                           // that have been done, as far as it knows
+  };
+  // Opens the journal. None, with nothing opened, while the store cannot be read.
+  std::optional<Contents> open() KOVA_ON_MUTATION_QUEUE;
+  bool isOpen() const KOVA_ON_MUTATION_QUEUE { return file_ != nullptr; }
 
-  // The JSON text of a message. A later one with the same id replaces it.
-  void keep(std::string_view message) KOVA_ON_MUTATION_QUEUE;
+  // The JSON text of a message, and the calls that it came of. A later one with the same id replaces it.
+  // False when it is in memory only.
+  bool keep(std::string_view message, std::span<const KICallLog::Number> calls = {}) KOVA_ON_MUTATION_QUEUE;
 
   // All that is to be kept, in place of what there is.
   void rewrite(const std::vector<std::string>& messages) KOVA_ON_MUTATION_QUEUE;
@@ -50,6 +57,8 @@ class KIJournal {
   static void clearFor(const KovaPersistentStore& store);
   static void removeFor(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
   static bool existsFor(const KovaPersistentStore& store);
+  // The file of the calls, beside it.
+  static std::string pathOfCallsFor(const KovaPersistentStore& store);
 
  private:
   static std::string pathFor(const KovaPersistentStore& store);

@@ -72,6 +72,8 @@ bool KovaQueueManager::load() {
   if (urls.isUnreadable() || events.isUnreadable() || batches.isUnreadable()) return false;
   auto journaled = journal_.open();
   if (!journaled) return false;
+  if (journal_.isOpen())
+    leftCalls_ = calls_.open(KIJournal::pathOfCallsFor(*persistentStore_), journaled->calls);
 
   urls_.load(KovaPersistentStore::stringsIn(urls.value_or(Array())));
   batches_.load(KovaPersistentStore::dictionariesIn(batches.value_or(Array())));
@@ -79,8 +81,8 @@ bool KovaQueueManager::load() {
   texts_.clear();
   takeIn(mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       KovaPersistentStore::dictionariesIn(events.value_or(Array()))));
-  if (journaled->empty() && meanwhile.empty()) return true;
-  takeIn(std::move(*journaled));
+  if (journaled->messages.empty() && meanwhile.empty()) return true;
+  takeIn(std::move(journaled->messages));
   takeIn(std::move(meanwhile));
   // The oldest are dropped, unless they can become a batch.
   if (queuedEvents_.size() > limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
@@ -116,6 +118,7 @@ void KovaQueueManager::makeRoomForEvents(std::size_t count) {
   droppedSinceRewrite_ += static_cast<std::size_t>(excess);
   if (droppedSinceRewrite_ < limits_.queuedEvents) return;
   droppedSinceRewrite_ = 0;
+  calls_.writeDone();
   journal_.rewrite(texts_);
 }
 
@@ -177,18 +180,22 @@ void KovaQueueManager::requeueFailedUrl(const NSURL& url) {
 
 void KovaQueueManager::cleanUpSentUrl(const NSURL& url) { urls_.settle(url.absoluteString()); }
 
-void KovaQueueManager::enqueueMessage(MutableDictionary message) {
+void KovaQueueManager::enqueueMessage(MutableDictionary message, std::span<const KICallLog::Number> calls) {
   if (queuedEvents_.size() >= limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
-  if (!canEnqueueMessage()) return;
+  if (!canEnqueueMessage()) return calls_.noteJournaled(calls);
   auto text = NSJSONSerialization::isValidJSONObject(message)
                   ? NSJSONSerialization::dataWithJSONObject(Dictionary(message))
                   : std::nullopt;
   if (!text) {
     KovaLogDebug("Failed to serialize request body data to JSON");
-    return;
+    return calls_.noteJournaled(calls);
   }
   makeRoomForEvents(1);
-  if (!persistentStore_->isInStep()) journal_.keep(*text);  // the step stores it
+  if (journal_.keep(*text, calls)) {
+    calls_.noteJournaled(calls);
+  } else {
+    callsInMemory_.insert(callsInMemory_.end(), calls.begin(), calls.end());
+  }
   queuedEvents_.push_back(std::move(message));
   texts_.push_back(std::move(*text));
   watchForAPageview();
@@ -298,6 +305,7 @@ void KovaQueueManager::adoptLeftovers() {
 
 bool KovaQueueManager::persistQueuedEvents() {
   if (!isLoaded()) return false;
+  calls_.writeDone();
   const bool isStored = persistentStore_->changeInOneStep([this] {
     kova::mutationQueue.isHere();
     urls_.persistUnsaved();
@@ -310,6 +318,8 @@ bool KovaQueueManager::persistQueuedEvents() {
   if (!isStored) return false;
   urls_.noteSaved();
   batches_.noteSaved();
+  calls_.noteJournaled(std::exchange(callsInMemory_, {}));
+  calls_.writeDone();
   journal_.forgetTakenOver();
   droppedSinceRewrite_ = 0;
   return true;

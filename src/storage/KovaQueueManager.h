@@ -3,14 +3,17 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
 #include "src/core/Threads.h"
+#include "src/storage/KICallLog.h"
 #include "src/storage/KIJournal.h"
 #include "src/storage/KIStoredQueue.h"
 #include "src/storage/store/KovaPersistentStore.h"
@@ -73,7 +76,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // made of is refused with a line of debug log: in a batch, it would take all others down with it. Another
   // line, once, tells who debugs of messages that wait for a pageview for longer than an app takes to show a
   // screen.
-  void enqueueMessage(platform::MutableDictionary message) KOVA_ON_MUTATION_QUEUE;
+  // The calls that it came of are done with it.
+  void enqueueMessage(platform::MutableDictionary message,
+                      std::span<const KICallLog::Number> calls = {}) KOVA_ON_MUTATION_QUEUE;
   // Makes one batch of all messages, unless some are not enriched yet; then, and when there are none, it only
   // persists them, if asked to. Answers whether all that is queued is stored now.
   bool moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched = true) KOVA_ON_MUTATION_QUEUE;
@@ -99,6 +104,10 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // or persistQueuedMessageBatches; should the process end before, the batch is found without its file and
   // dropped.
   void cleanUpSentMessageBatch(const Batch& batch) KOVA_ON_MUTATION_QUEUE;
+
+  // What the host calls, and what an earlier process has left of that: once, after load().
+  KICallLog& calls() { return calls_; }
+  KICallLog::Left takeLeftCalls() KOVA_ON_MUTATION_QUEUE { return std::exchange(leftCalls_, {}); }
 
   // Whether nothing waits to be sent, in flight or not.
   bool isEmpty() const KOVA_ON_MUTATION_QUEUE {
@@ -126,7 +135,10 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   static std::vector<platform::MutableDictionary> mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       const std::vector<platform::Dictionary>& dictionaries);
   // Lets go of the store's files, for whoever erases them.
-  void abandonStore() KOVA_ON_MUTATION_QUEUE { journal_.close(); }
+  void abandonStore() KOVA_ON_MUTATION_QUEUE {
+    journal_.close();
+    calls_.close();
+  }
   static void removeFromPersistentStore(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
 
  private:
@@ -145,6 +157,10 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   std::vector<platform::MutableDictionary> queuedEvents_ KOVA_OF_MUTATION_QUEUE;
   std::vector<std::string> texts_ KOVA_OF_MUTATION_QUEUE;  // of the messages above, one each, in JSON
   KIJournal journal_ KOVA_OF_MUTATION_QUEUE;
+  KICallLog calls_;
+  KICallLog::Left leftCalls_ KOVA_OF_MUTATION_QUEUE;
+  // Calls whose messages the journal has not taken: they are done when the store has.
+  std::vector<KICallLog::Number> callsInMemory_ KOVA_OF_MUTATION_QUEUE;
   std::size_t droppedSinceRewrite_ KOVA_OF_MUTATION_QUEUE = 0;  // messages that the journal still holds
   KIStoredQueue<Batch> batches_ KOVA_OF_MUTATION_QUEUE;
   // An idle app does not write the same empty queue again and again.

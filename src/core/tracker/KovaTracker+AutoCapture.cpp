@@ -16,7 +16,7 @@
 #include "src/core/NSObject+ClassOf.h"
 #include "src/core/NSObject+TextForKey.h"
 #include "src/core/UIApplication+DispatchState.h"
-#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/core/tracker/KovaTracker+Calls.h"
 #include "src/core/tracker/UIApplication+EventInterceptor.h"
 #include "src/core/tracker/UIGestureRecognizer+EventInterceptor.h"
 #include "src/core/tracker/UIViewController+PageviewCapture.h"
@@ -146,6 +146,7 @@ std::shared_ptr<KITouchEvent> KovaTracker::readTouch(const kova::SeenTouch& seen
 }
 
 void KovaTracker::keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event) {
+  note(*event);
   touchEventCache_->addTouchEvent(event, [weakTracker = std::weak_ptr(retained(*this)), event,
                                           observer = KovaSegmentedControlObserver::observeTouchEvent(event)] {
     kova::mainThread.isHere();
@@ -157,8 +158,9 @@ void KovaTracker::keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event)
   // Session and identity are those of the time of the touch, not of the time when it leaves the cache: this
   // has to happen before whatever is queued next, which is no reason to wake the queue.
   performSafelyOnMutationQueueLazilyWithBlock(
-      kRecordSelector, [event](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+      kRecordSelector, [event, call = event->calls().back()](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
         event->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
+        tracker.noteMoment(call, event->moment());
       });
 }
 
@@ -195,19 +197,21 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
         for (const auto& event :
              tracker.touchEventCache_->eventsWithTouchIfPresent(touch.get(), control.get())) {
           enrich(*event, facts, selectorString);
+          tracker.note(*event);
         }
       });
 }
 
 void KovaTracker::consumeTouchEvent(std::shared_ptr<KITouchEvent> event) {
   event->releaseViews();
+  if (event->calls().empty()) note(*event);
   performSafelyOnMutationQueueWithBlock("consumeTouchEvent:",
                                         [event = std::move(event)](KovaTracker& tracker)
                                             KOVA_ON_MUTATION_QUEUE { tracker.enqueueTouchEvent(*event); });
 }
 
 void KovaTracker::enqueueTouchEvent(const KITouchEvent& event) {
-  if (!queueManager_->canEnqueueMessage()) return;
+  if (!queueManager_->canEnqueueMessage()) return queueManager_->calls().noteJournaled(event.calls());
   if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
     KovaLogDebug("Logged event with properties:\n%@", event.description());
   }
@@ -215,7 +219,7 @@ void KovaTracker::enqueueTouchEvent(const KITouchEvent& event) {
   if (const auto& recording = event.evCaptureContext()) {
     recording->send(Dictionary(message));
   }
-  queueManager_->enqueueMessage(std::move(message));
+  queueManager_->enqueueMessage(std::move(message), event.calls());
   // The session may have been reset since the capture, and its pageview with it; without another one this
   // event, and all behind it, would wait for the next event. One that still belongs to the session before
   // needs none.

@@ -5,7 +5,7 @@
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/UIApplication+DispatchState.h"
-#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/core/tracker/KovaTracker+Calls.h"
 #include "src/events/KIEventRecording.h"
 #include "src/events/KIMoment.h"
 #include "src/events/KovaMessageBuilder.h"
@@ -62,6 +62,7 @@ struct KovaTracker::CustomEvent {
   std::optional<String> source = std::nullopt;  // the framework that forwards the event
   Properties sourceProperties = {};
   std::shared_ptr<KIMoment> moment = nullptr;
+  std::uint64_t call = KICallLog::kNotNoted;
 
   void log(const Dictionary& eventProperties) const;
   Dictionary dictionary() const;
@@ -137,20 +138,22 @@ Dictionary KovaTracker::CustomEvent::dictionary() const {
 // What a call records of its moment; complete when the mutation queue comes to what is queued after it. On
 // the main thread the rest of the call is queued before it returns. From elsewhere that goes by way of the
 // main queue, and whatever is called meanwhile must not reach back.
-std::shared_ptr<KIMoment> KovaTracker::momentOfCall(const char* fromSelector) {
-  auto moment = std::make_shared<KIMoment>(KIMoment::now());
-  if (Scheduler::current().isMainThread()) return moment;
+void KovaTracker::beginMoment(CustomEvent& event) {
+  event.moment = std::make_shared<KIMoment>(KIMoment::now());
+  if (Scheduler::current().isMainThread()) return;
+  event.call = note(event, nullptr);
   performSafelyOnMutationQueueLazilyWithBlock(
-      fromSelector, [moment](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+      event.fromSelector,
+      [moment = event.moment, call = event.call](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
         moment->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
+        tracker.noteMoment(call, *moment);
       });
-  return moment;
 }
 
 void KovaTracker::trackCustomEvent(CustomEvent event) {
   injectPageviewsIfNeeded();
   const char* const selector = event.fromSelector;
-  event.moment = momentOfCall(selector);
+  beginMoment(event);
   performSafelyOnMainQueueWithBlock(
       selector, [event = std::move(event)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD mutable {
         auto screen = tracker.readActiveScreen(event);
@@ -159,6 +162,7 @@ void KovaTracker::trackCustomEvent(CustomEvent event) {
 }
 
 void KovaTracker::consumeCustomEvent(CustomEvent event, ActiveScreen screen) {
+  if (event.call == KICallLog::kNotNoted) event.call = note(event, &screen);
   const char* const selector = event.fromSelector;
   performSafelyOnMutationQueueWithBlock(
       selector, [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker)
@@ -179,22 +183,60 @@ KovaTracker::ActiveScreen KovaTracker::readActiveScreen(const CustomEvent& event
 }
 
 void KovaTracker::enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen) {
-  if (!queueManager_->canEnqueueMessage()) return;
+  const std::span<const KICallLog::Number> calls(&event.call, 1);
+  if (!queueManager_->canEnqueueMessage()) return queueManager_->calls().noteJournaled(calls);
   KIMoment& moment = *event.moment;
   moment.applyMissingPropertiesFromSessionManager(*sessionManager_, *identityManager_);
   // A pageview that the screen got in another session does not belong to the event.
   const std::string session = sessionIdOf(moment).value_or(sessionId());
   if (screen.pageviewInfo && screen.sessionId == session)
     moment.pageviewInfo = std::move(screen.pageviewInfo);
-  event.log(*moment.eventProperties);
+  if (!isRedoing_) event.log(*moment.eventProperties);
   auto message = messageBuilder_->mutableMessageWithEventDictionary(event.dictionary(), event.kind,
                                                                     screen.appVisibilityState, moment);
   const Dictionary shown = screen.recording ? Dictionary(message) : Dictionary();
-  queueManager_->enqueueMessage(std::move(message));
+  queueManager_->enqueueMessage(std::move(message), calls);
   if (screen.recording) screen.recording->send(shown);
   // The session may have been reset since the host's call, and its pageview with it; without another one this
   // event, and all behind it, would wait for the next event.
   injectPageviewsIfNeeded();
   // The host has gone on to another environment: nobody else stores this one's messages any more.
   if (isStopped_) queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+}
+
+// The screen, null when it is not known yet, comes last.
+std::uint64_t KovaTracker::note(const CustomEvent& event, const ActiveScreen* screen) const {
+  const std::string_view timestamp = event.moment->timestamp;
+  const Value source = event.source ? Value(*event.source) : Value();
+  if (!screen) {
+    return note(Call::CustomEvent, timestamp, event.kind, event.name.view(), event.properties.typed, source,
+                event.sourceProperties.typed);
+  }
+  return note(Call::CustomEvent, timestamp, event.kind, event.name.view(), event.properties.typed, source,
+              event.sourceProperties.typed, Value(screen->appVisibilityState),
+              std::string_view(screen->sessionId),
+              screen->pageviewInfo ? Value(*screen->pageviewInfo) : Value());
+}
+
+bool KovaTracker::redoCustomEvent(LeftCall call) {
+  auto moment = std::make_shared<KIMoment>(call.momentAt(call.next()));
+  const Value kind = call.next();
+  CustomEvent event{.fromSelector = "redoCustomEvent",
+                    .kind = kind.text(),
+                    .isShownInEventVisualizer = false,
+                    .name = String(call.next().text()),
+                    .moment = std::move(moment),
+                    .call = call.numbers.front()};
+  if (const Value properties = call.next(); properties.isDictionary())
+    event.properties.typed = properties.dictionary();
+  if (const Value source = call.next(); source.isString()) event.source = source.string();
+  if (const Value properties = call.next(); properties.isDictionary())
+    event.sourceProperties.typed = properties.dictionary();
+  const Value visibility = call.next();
+  ActiveScreen screen{nullptr, visibility.isInteger() ? static_cast<int>(visibility.integer()) : 0};
+  screen.sessionId = call.next().text();
+  if (const Value pageview = call.next(); pageview.isDictionary())
+    screen.pageviewInfo = pageview.dictionary();
+  enqueueCustomEvent(event, std::move(screen));
+  return true;
 }

@@ -112,6 +112,10 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
       KIPageviewRecorder::Parts{*options_, *sessionManager_, *queueManager_, *requestBuilder_,
                                 *messageBuilder_, *uploader_});
   openURLParser_ = std::make_unique<const KovaOpenURLParser>(appId_);
+  sessionManager_->setObserver([this] {
+    kova::mutationQueue.isHere();
+    noteSession();
+  });
   holdWorkWhileStoreIsUnreadable();
 }
 

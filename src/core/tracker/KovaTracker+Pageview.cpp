@@ -1,7 +1,7 @@
 // What the tracker adds to its recorder of pageviews: the way to it from any thread.
 
 #include "platform/uikit/UIWindowScene.h"
-#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/core/tracker/KovaTracker+Calls.h"
 #include "src/identity/KISessionManager.h"
 
 using namespace platform;
@@ -16,7 +16,7 @@ void KovaTracker::recordAutocapturedPageviewWithViewController(
 }
 
 void KovaTracker::injectPageviewsIfNeeded() {
-  if (sessionManager_->hasMostRecentPageviewInfo()) return;
+  if (sessionManager_->hasMostRecentPageviewInfo() || isRedoing_) return;
   if (!isViewControllerAutocaptureDisabled()) {
     return recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(nullptr);
   }
@@ -32,7 +32,7 @@ void KovaTracker::recordAdditionalPageviewsForForegroundedAndVisibleViewControll
       "recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession:",
       [completion = std::move(completion)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
         // The screens are those of the tracker that replaced a stopped one.
-        if (!tracker.isStopped_) {
+        if (!tracker.isStopped_ && !tracker.isRedoing_) {
           tracker.pageviewRecorder_->recordVisibleViewControllersFromPreviousSession();
         }
         if (completion) completion();
@@ -55,7 +55,8 @@ void KovaTracker::recordAdditionalPageviewFromForegroundingScene(std::shared_ptr
 }
 
 void KovaTracker::consumePageview(const char* fromSelector, KIPageview pageview) {
-  performSafelyOnMutationQueueWithBlock(
-      fromSelector, [pageview = std::move(pageview)](KovaTracker& tracker)
-                        KOVA_ON_MUTATION_QUEUE { tracker.pageviewRecorder_->enqueue(pageview); });
+  const auto call = note(Call::Pageview, pageview.info, Value(static_cast<int>(pageview.repeat)));
+  performNotedOnMutationQueue(fromSelector, call,
+                              [pageview = std::move(pageview)](KovaTracker& tracker)
+                                  KOVA_ON_MUTATION_QUEUE { tracker.pageviewRecorder_->enqueue(pageview); });
 }

@@ -3,7 +3,7 @@
 #include "src/core/KovaInputTransformer.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/URLEncoding.h"
-#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/core/tracker/KovaTracker+Calls.h"
 #include "src/events/KovaRequestBuilder.h"
 #include "src/identity/KIIdentityManager.h"
 #include "src/identity/KISessionManager.h"
@@ -19,9 +19,9 @@ void KovaTracker::identify(const std::optional<Value>& identity) {
         "The `identify:(NSDictionary *)properties` method has been removed. Please use `identify:(NSString *)identity` and `addUserProperties:(NSDictionary *)properties`");
     return;
   }
-  performSafelyOnMutationQueueWithBlock(
-      "identify:", [identity = identity->string()](KovaTracker& tracker)
-                       KOVA_ON_MUTATION_QUEUE { tracker.identifyOnMutationQueue(identity); });
+  performNotedOnMutationQueue("identify:", note(Call::Identify, *identity),
+                              [identity = identity->string()](KovaTracker& tracker)
+                                  KOVA_ON_MUTATION_QUEUE { tracker.identifyOnMutationQueue(identity); });
 }
 
 void KovaTracker::identifyOnMutationQueue(const String& identity) {
@@ -48,8 +48,9 @@ bool KovaTracker::beginWithNewUser() {
 }
 
 void KovaTracker::resetIdentity(Completion completion) {
-  performSafelyOnMutationQueueWithBlock(
-      "resetIdentity:", [completion = std::move(completion)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+  performNotedOnMutationQueue(
+      "resetIdentity:", note(Call::ResetIdentity),
+      [completion = std::move(completion)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
         if (tracker.beginWithNewUser()) {
           tracker.recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
               completion);
@@ -63,39 +64,46 @@ void KovaTracker::addUserProperties(const std::optional<Value>& properties) {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Add User Properties");
   Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
   if (sanitized.empty()) return;
-  performSafelyOnMutationQueueWithBlock(
-      "addUserProperties:", [sanitized = std::move(sanitized)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
-        tracker.queueManager_->enqueueUrlString(
-            tracker.requestBuilder_->addUserPropertiesUrlStringWithSanitizedUserProperties(sanitized));
-        KovaLogDebug("Added user properties: %@", sanitized);
-      });
+  const auto call = note(Call::AddUserProperties, sanitized);
+  performNotedOnMutationQueue(
+      "addUserProperties:", call,
+      [sanitized = std::move(sanitized)](KovaTracker& tracker)
+          KOVA_ON_MUTATION_QUEUE { tracker.addUserPropertiesOnMutationQueue(sanitized); });
+}
+
+void KovaTracker::addUserPropertiesOnMutationQueue(const Dictionary& sanitized) {
+  queueManager_->enqueueUrlString(
+      requestBuilder_->addUserPropertiesUrlStringWithSanitizedUserProperties(sanitized));
+  KovaLogDebug("Added user properties: %@", sanitized);
 }
 
 void KovaTracker::addEventProperties(const std::optional<Value>& properties) {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Add Event Properties");
   Dictionary sanitized = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties);
   if (sanitized.empty()) return;
-  performSafelyOnMutationQueueWithBlock(
-      "addEventProperties:", [sanitized = std::move(sanitized)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
-        tracker.identityManager_->addSanitizedEventProperties(sanitized);
-        tracker.logEventPropertiesFromSelector("addEventProperties:");
-      });
+  const auto call = note(Call::AddEventProperties, sanitized);
+  performNotedOnMutationQueue("addEventProperties:", call,
+                              [sanitized = std::move(sanitized)](KovaTracker& tracker)
+                                  KOVA_ON_MUTATION_QUEUE {
+                                    tracker.identityManager_->addSanitizedEventProperties(sanitized);
+                                    tracker.logEventPropertiesFromSelector("addEventProperties:");
+                                  });
 }
 
 void KovaTracker::removeEventProperty(std::string_view name) {
-  performSafelyOnMutationQueueWithBlock(
-      "removeEventProperty:", [name = std::string(name)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
-        tracker.identityManager_->removeEventProperty(name);
-        tracker.logEventPropertiesFromSelector("removeEventProperty:");
-      });
+  performNotedOnMutationQueue("removeEventProperty:", note(Call::RemoveEventProperty, name),
+                              [name = std::string(name)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+                                tracker.identityManager_->removeEventProperty(name);
+                                tracker.logEventPropertiesFromSelector("removeEventProperty:");
+                              });
 }
 
 void KovaTracker::clearEventProperties() {
-  performSafelyOnMutationQueueWithBlock("clearEventProperties",
-                                        [](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
-                                          tracker.identityManager_->resetEventProperties();
-                                          tracker.logEventPropertiesFromSelector("clearEventProperties");
-                                        });
+  performNotedOnMutationQueue("clearEventProperties", note(Call::ClearEventProperties),
+                              [](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+                                tracker.identityManager_->resetEventProperties();
+                                tracker.logEventPropertiesFromSelector("clearEventProperties");
+                              });
 }
 
 void KovaTracker::logEventPropertiesFromSelector(const char* fromSelector) const {

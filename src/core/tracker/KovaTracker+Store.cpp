@@ -29,6 +29,7 @@ bool KovaTracker::loadStored() {
   if (!queueManager_->isLoaded()) purgeStore();
   if (!identityManager_->load() || !queueManager_->load()) return false;
   if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
+  redoLeftCalls();
   return true;
 }
 

@@ -7,12 +7,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/foundation/Value.h"
 #include "platform/runtime/NSObject.h"
 #include "src/autocapture/KICaptureContext.h"
 #include "src/core/Threads.h"
 #include "src/pageviews/recorder/KIPageviewRecorder.h"
+#include "src/storage/KICallLog.h"
 
 struct KovaFlushed;
 class KILifecycleEvent;
@@ -205,13 +207,34 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   void enqueueLifecycleEvent() KOVA_ON_MUTATION_QUEUE;
   bool storeLifecycleEvent(const KILifecycleEvent& event) KOVA_ON_MUTATION_QUEUE;
 
+  struct CustomEvent;   // what the host's call gave
+  struct ActiveScreen;  // what the screen in front adds to it
+
+  // Calls, from the moment they return (KICallLog): note… writes one down, before it is handed over; redo…
+  // does what an earlier process has not got to, as that would have.
+  enum class Call : char;
+  template <class... Arguments>
+  std::uint64_t note(Call call, const Arguments&... arguments) const;
+  std::uint64_t note(const CustomEvent& event, const ActiveScreen* screen) const;
+  void note(KITouchEvent& event) const KOVA_ON_MAIN_THREAD;
+  void noteMoment(std::uint64_t call, const KIMoment& moment) KOVA_ON_MUTATION_QUEUE;
+  void noteSession() KOVA_ON_MUTATION_QUEUE;
+  // As performSafelyOnMutationQueueWithBlock, for a call that the block is all of.
+  template <class Block>
+  void performNotedOnMutationQueue(const char* selector, std::uint64_t call, Block block);
+  void redoLeftCalls() KOVA_ON_MUTATION_QUEUE;
+  struct LeftCall;
+  static std::vector<LeftCall> leftCallsIn(std::vector<KICallLog::Left::Call> left);
+  // Whether a message came of it, which says itself that it is done.
+  bool redo(LeftCall call) KOVA_ON_MUTATION_QUEUE;
+  bool redoCustomEvent(LeftCall call) KOVA_ON_MUTATION_QUEUE;
+  bool redoTouch(LeftCall call) KOVA_ON_MUTATION_QUEUE;
+
   // The three roads, of custom events, touches and pageviews (KIPageviewRecorder): read… makes a value of
   // what the screen tells, on the main thread; consume… hands it over; enqueue… makes a message or URL of it
   // on the mutation queue.
-  struct CustomEvent;   // what the host's call gave
-  struct ActiveScreen;  // what the screen in front adds to it
   void trackCustomEvent(CustomEvent event);
-  std::shared_ptr<KIMoment> momentOfCall(const char* fromSelector);
+  void beginMoment(CustomEvent& event);
   ActiveScreen readActiveScreen(const CustomEvent& event) KOVA_ON_MAIN_THREAD;
   void consumeCustomEvent(CustomEvent event, ActiveScreen screen);
   void enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen) KOVA_ON_MUTATION_QUEUE;
@@ -228,6 +251,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   void recordAdditionalPageviewFromForegroundingScene(std::shared_ptr<platform::UIWindowScene> scene);
 
   void logEventPropertiesFromSelector(const char* fromSelector) const KOVA_ON_MUTATION_QUEUE;
+  void addUserPropertiesOnMutationQueue(const platform::Dictionary& sanitized) KOVA_ON_MUTATION_QUEUE;
   // One step, in memory and in the store: nobody is seen in between as another user under the same name, or
   // as the same user without one.
   void identifyOnMutationQueue(const platform::String& identity) KOVA_ON_MUTATION_QUEUE;
@@ -252,6 +276,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
   std::shared_ptr<KovaEventVisualizer> eventVisualizer_ KOVA_OF_MAIN_THREAD;  // null until asked for
   std::atomic<bool> isStopped_ = false;
+  std::atomic<bool> isRedoing_ = false;  // of this process's screens nothing is known then
   // Held while the store is taken up, which two trackers of an environment may try.
   platform::Mutex storeMutex_;
   StoreState storeState_ PLATFORM_GUARDED_BY(storeMutex_) = StoreState::Unread;

@@ -52,12 +52,16 @@ void KIPageviewRecorder::recordPageviewSendingToEventVisualizer(const char* from
   });
 }
 
-void KIPageviewRecorder::enqueue(const KIPageview& pageview) {
+bool KIPageviewRecorder::enqueueQuietly(const Dictionary& info, Repeat repeat) {
   const bool hasPageview = parts_.sessionManager.hasMostRecentPageviewInfo();
-  if (pageview.repeat == Repeat::OnceASession && hasPageview) return;
-  if (pageview.repeat == Repeat::ForWaiting && (hasPageview || parts_.queueManager.queuedEventsCount() == 0))
-    return;
-  if (!enqueuePageviewUrl(pageview.info)) return;
+  if (repeat == Repeat::OnceASession && hasPageview) return false;
+  if (repeat == Repeat::ForWaiting && (hasPageview || parts_.queueManager.queuedEventsCount() == 0))
+    return false;
+  return enqueuePageviewUrl(info);
+}
+
+void KIPageviewRecorder::enqueue(const KIPageview& pageview) {
+  if (!enqueueQuietly(pageview.info, pageview.repeat)) return;
   if (pageview.recording) {
     pageview.recording->send(
         Dictionary(parts_.messageBuilder.mutableMessagePageviewWithPageviewInfo(pageview.info)));

@@ -80,6 +80,9 @@ class KIPageviewRecorder {
   void reportScreenShownBeforeStart() const KOVA_ON_MAIN_THREAD;
 
   void enqueue(const KIPageview& pageview) KOVA_ON_MUTATION_QUEUE;
+  // The same for one of an earlier process: nobody is told, and nothing is uploaded at once. Whether it is
+  // queued.
+  bool enqueueQuietly(const platform::Dictionary& info, KIPageview::Repeat repeat) KOVA_ON_MUTATION_QUEUE;
 
  private:
   // The one road by which every pageview is recorded; the builder answers its info, or none. A failure is

@@ -98,7 +98,6 @@ TEST_F(RecordFileTest, KeepsNothingOfWhatCannotBeWrittenWhole) {
   inAKilledProcess([&] {
     const auto file = RecordFile::open(path);
     file->append("one");
-    signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{60, 60};
     setrlimit(RLIMIT_FSIZE, &limit);
     const std::string large(200, 'x');
@@ -109,6 +108,34 @@ TEST_F(RecordFileTest, KeepsNothingOfWhatCannotBeWrittenWhole) {
     EXPECT_EQ(RecordFile::open(root + place), nullptr) << place;
   EXPECT_EQ(mkfifo((root + "/pipe").c_str(), 0600), 0);
   EXPECT_EQ(RecordFile::open(root + "/pipe"), nullptr);
+}
+
+TEST_F(RecordFileTest, OutlivesWhatIsDoneToItsFile) {
+  inAKilledProcess([&] {
+    const auto file = RecordFile::open(path);
+    file->append("one");
+    if (truncate(path.c_str(), 0) != 0 || !file->append("two") || !file->clear()) _exit(1);
+  });
+  EXPECT_TRUE(RecordFile::open(path)->append("three"));
+}
+
+TEST_F(RecordFileTest, LeavesNoLockWithAForkedChild) {
+  int fromChild[2];
+  ASSERT_EQ(pipe(fromChild), 0);
+  inAKilledProcess([&] {
+    const auto file = RecordFile::open(path);
+    file->replaceAll({"one"});
+    if (const pid_t child = fork(); child != 0) {
+      if (write(fromChild[1], &child, sizeof child) != sizeof child) _exit(1);
+      return;
+    }
+    alarm(60);
+    pause();
+  });
+  pid_t child = 0;
+  ASSERT_EQ(read(fromChild[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
+  EXPECT_NE(RecordFile::open(path), nullptr);
+  ::kill(child, SIGKILL);
 }
 
 }  // namespace

@@ -69,6 +69,31 @@ test('user and properties come back, and what was queued is sent once', async (t
   assert.equal((await road.records('identify')).length, 1);
 });
 
+for (const how of ['callAndDie', 'callAndExit']) {
+  for (const isHeld of [false, true]) {
+    test(`what was called is kept at once: ${how}, ${isHeld ? 'with the queue held' : 'however far the queue has come'}`, async (t) => {
+      const road = await Road.open(t);
+      const host = await road.launch({ isOnline: false });
+      const id = await host.call('userId');
+      const session = await host.call('sessionId');
+      await host.endWithCalls(how, isHeld);
+      const ended = Date.now();
+      const messages = await road.messagesAfterRelaunch();
+      assert.deepEqual(messages.map(nameOf), Array.from({ length: 21 }, (_, number) => String(number)));
+      assert.equal(new Set(messages.map((message) => message.id)).size, 21);
+      for (const { user, sessionInfo, properties, timestamp } of messages) {
+        const isFirst = timestamp === messages[0].timestamp && properties === undefined;
+        assert.deepEqual(user, isFirst ? { id } : { id, identity: 'ann@example.com' });
+        assert.deepEqual(properties, isFirst ? undefined : { seat: { string: '12A' } });
+        assert.equal(sessionInfo.id, session);
+        assert.ok(timestamp <= ended);
+      }
+      assert.deepEqual(await road.parameters('user-properties', '_colour'), ['green']);
+      assert.deepEqual(await road.messagesAfterRelaunch(), []);
+    });
+  }
+}
+
 // In flight when the process ends: the first pixel and the first batch. Waiting behind them: a pixel and a batch.
 for (const end of ['is killed', 'exits']) {
   test(`a host that ${end} leaves at once and loses nothing`, async (t) => {

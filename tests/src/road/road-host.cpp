@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -61,6 +62,16 @@ Value start(const Array& arguments) {
 
 Value textOrNull(const std::optional<std::string>& text) { return text ? Value(*text) : Value(); }
 
+// 21 events, the first of somebody who has no name yet.
+void callAndHold(bool isHeld) {
+  KOVA_serialStateQueue()->setSuspended(isHeld);
+  Kova::track("0");
+  Kova::identify("ann@example.com");
+  Kova::addUserProperties({{"colour", "green"}});
+  Kova::addEventProperties({{"seat", "12A"}});
+  for (int i = 1; i <= 20; ++i) Kova::track(std::to_string(i), {{"number", i}});
+}
+
 using Command = std::function<Value(const Array&)>;
 
 Command doing(std::function<void(const Array&)> action) {
@@ -95,6 +106,14 @@ const std::map<std::string, Command, std::less<>>& commands() {
          const KovaFlushed flushed = Kova::shutdown(a[2].doubleValue());
          return Value(Array{flushed.isStored, flushed.isSent});
        }},
+      {"callAndExit", doing([](const Array& a) {
+         callAndHold(a[1].boolean());
+         std::exit(0);
+       })},
+      {"callAndDie", doing([](const Array& a) {
+         callAndHold(a[1].boolean());
+         raise(SIGKILL);
+       })},
       {"exit", doing([](const Array&) { std::exit(0); })},
   };
   return commands;

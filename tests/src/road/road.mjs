@@ -46,6 +46,12 @@ class RoadHost {
     assert.deepEqual(await this.#ended, [null, 'SIGKILL']);
   }
 
+  /** Ends itself in the turn of 21 events; with the library's queue held, which then gets to none of them, or not. */
+  async endWithCalls(how, isHeld) {
+    this.#process.stdin.write(`${JSON.stringify([how, isHeld])}\n`);
+    assert.deepEqual(await this.#ended, how === 'callAndDie' ? [null, 'SIGKILL'] : [0, null]);
+  }
+
   async clear() {
     this.#process.kill('SIGKILL');
     await this.#ended;

@@ -1,0 +1,176 @@
+// What the host calls is noted before it is handed over, and done at the next start if this process does not
+// get to it.
+
+#include "src/core/tracker/KovaTracker+Calls.h"
+
+#include <map>
+
+#include "src/autocapture/KITouchEvent.h"
+#include "src/core/Guard.h"
+#include "src/core/KovaLogger.h"
+#include "src/events/KIMoment.h"
+#include "src/events/KovaMessageBuilder.h"
+#include "src/identity/KIIdentityManager.h"
+#include "src/identity/KISessionManager.h"
+
+using namespace platform;
+
+namespace {
+
+Value orNull(const std::optional<Dictionary>& entries) { return entries ? Value(*entries) : Value(); }
+std::optional<Dictionary> dictionaryIn(const Value& value) {
+  return value.isDictionary() ? std::optional(value.dictionary()) : std::nullopt;
+}
+
+Value takeNext(std::string_view& bytes) { return takeDecoded(bytes).value_or(Value()); }
+
+KISessionManager::State sessionIn(std::string_view bytes) {
+  const Value sessionId = takeNext(bytes);
+  const Value zParam = takeNext(bytes);
+  auto pixelProperties = dictionaryIn(takeNext(bytes));
+  auto pageview = dictionaryIn(takeNext(bytes));
+  return {std::string(sessionId.text()), zParam.isInteger() ? zParam.integer() : 0,
+          std::move(pixelProperties), std::move(pageview)};
+}
+
+KIMoment momentIn(std::string_view bytes, const Value& timestamp) {
+  auto userInfo = dictionaryIn(takeNext(bytes));
+  auto eventProperties = dictionaryIn(takeNext(bytes));
+  auto sessionInfo = dictionaryIn(takeNext(bytes));
+  auto pageviewInfo = dictionaryIn(takeNext(bytes));
+  return {std::string(timestamp.text()), std::move(userInfo), std::move(eventProperties),
+          std::move(sessionInfo), std::move(pageviewInfo)};
+}
+
+}  // namespace
+
+KIMoment KovaTracker::LeftCall::momentAt(const Value& timestamp) const { return momentIn(moment, timestamp); }
+
+Value KovaTracker::LeftCall::next() {
+  std::string_view rest = arguments;
+  Value value = takeNext(rest);
+  arguments.erase(0, arguments.size() - rest.size());
+  return value;
+}
+
+void KovaTracker::note(KITouchEvent& event) const {
+  event.addCall(note(Call::Touch, std::string_view(event.eventId()), std::string_view(event.timestamp()),
+                     std::string_view(event.kind()), Value(event.appVisibilityState()),
+                     Dictionary(event.mutableEventDictionary())));
+}
+
+void KovaTracker::noteMoment(std::uint64_t call, const KIMoment& moment) {
+  std::string bytes;
+  for (const auto* part :
+       {&moment.userInfo, &moment.eventProperties, &moment.sessionInfo, &moment.pageviewInfo})
+    appendEncoded(bytes, orNull(*part));
+  queueManager_->calls().noteMoment(call, bytes);
+}
+
+void KovaTracker::noteSession() {
+  const auto session = sessionManager_->state();
+  std::string bytes;
+  appendEncoded(bytes, std::string_view(session.sessionId));
+  appendEncoded(bytes, Value(session.zParam));
+  appendEncoded(bytes, orNull(session.sessionPixelProperties));
+  appendEncoded(bytes, orNull(session.mostRecentPageviewInfo));
+  queueManager_->calls().noteSession(std::move(bytes));
+}
+
+std::vector<KovaTracker::LeftCall> KovaTracker::leftCallsIn(std::vector<KICallLog::Left::Call> left) {
+  std::vector<LeftCall> calls;
+  std::map<std::string, std::size_t, std::less<>> touches;  // by event id, their place
+  for (KICallLog::Left::Call& call : left) {
+    if (call.arguments.empty()) continue;
+    LeftCall next{{call.number}, Call{call.arguments[0]}, call.arguments.substr(1), std::move(call.moment)};
+    if (next.call == Call::Touch) {
+      std::string_view arguments = next.arguments;
+      const auto [known, isNew] = touches.try_emplace(std::string(takeNext(arguments).text()), calls.size());
+      if (!isNew) {
+        calls[known->second].numbers.push_back(call.number);
+        calls[known->second].arguments = std::move(next.arguments);
+        continue;
+      }
+    }
+    calls.push_back(std::move(next));
+  }
+  return calls;
+}
+
+void KovaTracker::redoLeftCalls() {
+  auto left = queueManager_->takeLeftCalls();
+  if (!left.calls.empty()) {
+    KovaLogDebug("%lu calls of the process before are taken up that it has not got to.", left.calls.size());
+    const auto own = sessionManager_->state();
+    sessionManager_->restore(sessionIn(left.session));
+    isRedoing_ = true;
+    for (const LeftCall& call : leftCallsIn(std::move(left.calls))) {
+      bool isMessage = false;
+      kova::guarded(
+          {*this, "redoLeftCalls"},
+          [&] {
+            kova::mutationQueue.isHere();
+            isMessage = redo(call);
+          },
+          kova::OnException::Report);
+      for (const KICallLog::Number number : call.numbers) {
+        if (!isMessage) queueManager_->calls().noteDone(number);
+      }
+    }
+    isRedoing_ = false;
+    sessionManager_->restore(own);
+    queueManager_->persistQueuedEvents();
+  }
+  noteSession();
+}
+
+bool KovaTracker::redo(LeftCall call) {
+  const auto takeDictionary = [&call] { return dictionaryIn(call.next()).value_or(Dictionary()); };
+  switch (call.call) {
+    case Call::CustomEvent:
+      return redoCustomEvent(std::move(call));
+    case Call::Touch:
+      return redoTouch(std::move(call));
+    case Call::Pageview: {
+      const auto info = takeDictionary();
+      const Value repeat = call.next();
+      if (repeat.isInteger())
+        pageviewRecorder_->enqueueQuietly(info, static_cast<KIPageview::Repeat>(repeat.integer()));
+      break;
+    }
+    case Call::Identify:
+      identifyOnMutationQueue(String(call.next().text()));
+      break;
+    case Call::ResetIdentity:
+      beginWithNewUser();
+      break;
+    case Call::AddUserProperties:
+      addUserPropertiesOnMutationQueue(takeDictionary());
+      break;
+    case Call::AddEventProperties:
+      identityManager_->addSanitizedEventProperties(takeDictionary());
+      break;
+    case Call::RemoveEventProperty:
+      identityManager_->removeEventProperty(call.next().text());
+      break;
+    case Call::ClearEventProperties:
+      identityManager_->resetEventProperties();
+      break;
+  }
+  return false;
+}
+
+bool KovaTracker::redoTouch(LeftCall call) {
+  const Value eventId = call.next();
+  KIMoment moment = call.momentAt(call.next());
+  const Value kind = call.next();
+  const Value visibility = call.next();
+  const Value event = call.next();
+  if (!event.isDictionary() || !visibility.isInteger()) return false;
+  moment.applyMissingPropertiesFromSessionManager(*sessionManager_, *identityManager_);
+  auto message = messageBuilder_->mutableMessageWithEventDictionary(
+      event.dictionary(), kind.text(), static_cast<int>(visibility.integer()), moment);
+  message.set("id", eventId);
+  queueManager_->enqueueMessage(std::move(message), call.numbers);
+  return true;
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+// How the tracker's own files note what the host calls.
+
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/foundation/ValueCoding.h"
+#include "src/core/tracker/KovaTracker+Perform.h"
+#include "src/storage/KICallLog.h"
+#include "src/storage/KovaQueueManager.h"
+
+// What a record begins with. Its arguments follow, in the order in which they are noted.
+enum class KovaTracker::Call : char {
+  CustomEvent = 'e',
+  Touch = 't',
+  Pageview = 'p',
+  Identify = 'i',
+  ResetIdentity = 'r',
+  AddUserProperties = 'u',
+  AddEventProperties = 'a',
+  RemoveEventProperty = 'd',
+  ClearEventProperties = 'c',
+};
+
+// A call of an earlier process.
+struct KovaTracker::LeftCall {
+  std::vector<KICallLog::Number> numbers;  // of a touch also those of its actions
+  Call call;
+  std::string arguments;  // those that have not been taken yet
+  std::string moment;     // empty unless it was noted
+
+  // Null when there are no more.
+  platform::Value next();
+  // What is missing in it was not noted.
+  KIMoment momentAt(const platform::Value& timestamp) const;
+};
+
+template <class... Arguments>
+std::uint64_t KovaTracker::note(Call call, const Arguments&... arguments) const {
+  constexpr std::size_t kMostAreShorter = 600;  // bytes
+  std::string bytes;
+  bytes.reserve(kMostAreShorter);
+  bytes += static_cast<char>(call);
+  (platform::appendEncoded(bytes, arguments), ...);
+  return queueManager_->calls().note(bytes);
+}
+
+template <class Block>
+void KovaTracker::performNotedOnMutationQueue(const char* selector, std::uint64_t call, Block block) {
+  performSafelyOnMutationQueueWithBlock(
+      selector, [call, block = std::move(block)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE mutable {
+        block(tracker);
+        tracker.queueManager_->calls().noteDone(call);
+      });
+}

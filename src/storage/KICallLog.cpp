@@ -1,0 +1,188 @@
+#include "src/storage/KICallLog.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <utility>
+
+#include "platform/dispatch/Scheduler.h"
+#include "src/core/KovaLogger.h"
+
+using namespace platform;
+
+namespace {
+
+// A record begins with what it is and a number.
+constexpr char kCall = 'C';
+constexpr char kMoment = 'M';
+constexpr char kSession = 'S';
+constexpr char kDone = '=';   // the calls from the number on, to another one
+constexpr char kTried = 'T';  // a start begins with what was left undone
+constexpr std::size_t kHeadLength = 1 + sizeof(KICallLog::Number);
+
+constexpr std::uint64_t kRoomy = 64 << 10;      // bytes; a shorter file is not emptied
+constexpr std::uint64_t kWorthALook = 1 << 20;  // bytes
+constexpr std::uint64_t kLongest = 16 << 20;    // bytes; calls that still wait have no room beyond
+constexpr int kMostTries = 3;                   // a call that ends the process must not end each one
+
+KICallLog::Number numberAt(std::string_view bytes) {
+  KICallLog::Number number = 0;
+  std::memcpy(&number, bytes.data(), std::min(bytes.size(), sizeof number));
+  return number;
+}
+
+// What a file says.
+struct Contents {
+  explicit Contents(const std::vector<std::string>& records);
+
+  std::map<KICallLog::Number, KICallLog::Left::Call> undone;
+  std::string session;
+  KICallLog::Number last = KICallLog::kNotNoted;
+  int tries = 0;
+};
+
+Contents::Contents(const std::vector<std::string>& records) {
+  for (const std::string& record : records) {
+    if (record.size() < kHeadLength) continue;
+    const KICallLog::Number number = numberAt(std::string_view(record).substr(1));
+    const std::string_view rest = std::string_view(record).substr(kHeadLength);
+    last = std::max(last, number);
+    if (record[0] == kCall) undone[number] = {number, std::string(rest), {}};
+    if (record[0] == kSession) session = rest;
+    if (record[0] == kTried) ++tries;
+    if (const auto call = undone.find(number); record[0] == kMoment && call != undone.end())
+      call->second.moment = rest;
+    if (record[0] == kDone) undone.erase(undone.lower_bound(number), undone.upper_bound(numberAt(rest)));
+  }
+}
+
+std::string recordOf(char kind, KICallLog::Number number, std::string_view bytes) {
+  std::string record(1, kind);
+  record.append(reinterpret_cast<const char*>(&number), sizeof number);
+  record += bytes;
+  return record;
+}
+
+// Of a file's first call: none has had it before, also when an earlier file was lost.
+KICallLog::Number freshNumber() {
+  return static_cast<KICallLog::Number>(Scheduler::current().now().timeIntervalSince1970() * 1e6);
+}
+
+}  // namespace
+
+KICallLog::Left KICallLog::open(const std::string& path, const Numbers& journaled) {
+  const MutexLock lock(mutex_);
+  Left left;
+  file_ = RecordFile::open(path);
+  if (!file_) return left;
+  Contents contents(file_->takeRecords());
+  next_ = contents.last == kNotNoted ? freshNumber() : contents.last + 1;
+  for (auto& [number, call] : contents.undone) {
+    if (journaled.contains(number) || contents.tries >= kMostTries) {
+      journaled_.push_back(number);
+    } else {
+      left.calls.push_back(std::move(call));
+    }
+  }
+  left.session = std::move(contents.session);
+  if (contents.tries >= kMostTries) KovaLogDebug("Calls are left out that no start has got through.");
+  undone_ = left.calls.size();
+  longest_ = kWorthALook;
+  if (undone_ > 0) {
+    append(kTried, kNotNoted, "");
+  } else if (journaled_.empty() && contents.last != kNotNoted) {
+    file_->clear();
+  }
+  return left;
+}
+
+void KICallLog::close() {
+  const MutexLock lock(mutex_);
+  file_ = nullptr;
+}
+
+bool KICallLog::append(char kind, Number number, std::string_view bytes) {
+  buffer_.assign(1, kind);
+  buffer_.append(reinterpret_cast<const char*>(&number), sizeof number);
+  buffer_ += bytes;
+  return file_->append(buffer_);
+}
+
+KICallLog::Number KICallLog::note(std::string_view arguments) {
+  const MutexLock lock(mutex_);
+  if (!file_ || file_->size() > kLongest) return kNotNoted;
+  if (!isSessionWritten_) isSessionWritten_ = append(kSession, kNotNoted, session_);
+  if (!isSessionWritten_ || !append(kCall, next_, arguments)) return kNotNoted;
+  ++undone_;
+  return next_++;
+}
+
+void KICallLog::noteMoment(Number call, std::string_view moment) {
+  const MutexLock lock(mutex_);
+  if (file_ && call != kNotNoted) append(kMoment, call, moment);
+}
+
+void KICallLog::noteSession(std::string session) {
+  const MutexLock lock(mutex_);
+  session_ = std::move(session);
+  isSessionWritten_ = file_ && undone_ > 0 && append(kSession, kNotNoted, session_);
+}
+
+void KICallLog::noteDone(Number call) {
+  const MutexLock lock(mutex_);
+  if (!file_ || call == kNotNoted) return;
+  if (undone_ > 0) --undone_;
+  appendDone({&call, 1});
+  makeRoom();
+}
+
+void KICallLog::noteJournaled(std::span<const Number> calls) {
+  const MutexLock lock(mutex_);
+  if (!file_) return;
+  for (const Number call : calls) {
+    if (call == kNotNoted) continue;
+    if (undone_ > 0) --undone_;
+    journaled_.push_back(call);
+  }
+}
+
+void KICallLog::writeDone() {
+  const MutexLock lock(mutex_);
+  if (!file_ || journaled_.empty()) return;
+  std::sort(journaled_.begin(), journaled_.end());
+  if (undone_ > 0 || file_->size() <= kRoomy) appendDone(journaled_);
+  journaled_.clear();
+  makeRoom();
+}
+
+// Numbers that follow one another are one record.
+void KICallLog::appendDone(std::span<const Number> calls) {
+  for (std::size_t begin = 0, end; begin < calls.size(); begin = end) {
+    for (end = begin + 1; end < calls.size() && calls[end] == calls[end - 1] + 1;) ++end;
+    const Number last = calls[end - 1];
+    append(kDone, calls[begin], {reinterpret_cast<const char*>(&last), sizeof last});
+  }
+}
+
+void KICallLog::makeRoom() {
+  if (undone_ == 0 && journaled_.empty() && file_->size() > kRoomy) {
+    if (file_->clear()) isSessionWritten_ = false;
+  } else if (file_->size() > longest_) {
+    dropWhatIsDone();
+  }
+}
+
+void KICallLog::dropWhatIsDone() {
+  const auto records = file_->records();
+  longest_ = file_->size() * 2;
+  if (!records) return;
+  Contents contents(*records);
+  std::vector<std::string> kept{recordOf(kSession, kNotNoted, session_)};
+  for (const auto& [number, call] : contents.undone) {
+    kept.push_back(recordOf(kCall, number, call.arguments));
+    if (!call.moment.empty()) kept.push_back(recordOf(kMoment, number, call.moment));
+  }
+  if (!file_->replaceAll(kept)) return;
+  isSessionWritten_ = true;
+  longest_ = std::max(kWorthALook, file_->size() * 2);
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/foundation/RecordFile.h"
+#include "platform/runtime/Mutex.h"
+#include "src/core/Threads.h"
+
+// Calls of the host, on their way to disk when they return: in a file of their own beside the journal, until
+// what they did is in the store or in the journal. The next start does what the process did not get to.
+//
+// A record holds the arguments of a call, not the message that will come of it: user, session and room are
+// known on the mutation queue alone, when everything before has been done, and a call must not wait for that.
+// Done again in their order, from the stored user and from the session as it last was, calls come to what
+// they would have come to. Writing takes one system call, in the caller's thread. A mapped file would take
+// none, and end the host by a signal when somebody cuts it.
+//
+// Without a file, or a place on the disk, calls are in memory only. note() may be called from any thread, one
+// at a time gets in.
+class KICallLog {
+ public:
+  using Number = std::uint64_t;
+  using Numbers = std::set<Number>;
+  static constexpr Number kNotNoted = 0;
+
+  // What a process has left undone.
+  struct Left {
+    struct Call {
+      Number number;
+      std::string arguments;
+      std::string moment;  // empty unless it was noted
+    };
+    std::vector<Call> calls;  // in their order
+    std::string session;      // empty unless it was noted
+  };
+
+  // Opens the file at the path, or makes it. The journal holds the messages of the calls named.
+  Left open(const std::string& path, const Numbers& journaled) KOVA_ON_MUTATION_QUEUE;
+  void close() KOVA_ON_MUTATION_QUEUE;
+
+  // kNotNoted when it is in memory only.
+  Number note(std::string_view arguments);
+  // The moment of a call that is done much later.
+  void noteMoment(Number call, std::string_view moment) KOVA_ON_MUTATION_QUEUE;
+  // The session in which the calls are done from now on.
+  void noteSession(std::string session) KOVA_ON_MUTATION_QUEUE;
+
+  // What it did is stored.
+  void noteDone(Number call) KOVA_ON_MUTATION_QUEUE;
+  // What came of them is in the journal, or nothing came of them. Before the journal lets go of anything,
+  // writeDone() must have been called.
+  void noteJournaled(std::span<const Number> calls) KOVA_ON_MUTATION_QUEUE;
+  void writeDone() KOVA_ON_MUTATION_QUEUE;
+
+ private:
+  bool append(char kind, Number number, std::string_view bytes) PLATFORM_REQUIRES(mutex_);
+  void appendDone(std::span<const Number> calls) PLATFORM_REQUIRES(mutex_);
+  // Empties the file when nothing in it is still to be done, or drops what is done when it has grown long.
+  void makeRoom() PLATFORM_REQUIRES(mutex_);
+  void dropWhatIsDone() PLATFORM_REQUIRES(mutex_);
+
+  platform::Mutex mutex_;
+  std::unique_ptr<platform::RecordFile> file_ PLATFORM_GUARDED_BY(mutex_);  // null without a place to write
+  Number next_ PLATFORM_GUARDED_BY(mutex_) = kNotNoted;
+  std::size_t undone_ PLATFORM_GUARDED_BY(mutex_) = 0;
+  std::vector<Number> journaled_ PLATFORM_GUARDED_BY(mutex_);  // and the file does not say so yet
+  std::string session_ PLATFORM_GUARDED_BY(mutex_);
+  bool isSessionWritten_ PLATFORM_GUARDED_BY(mutex_) = false;
+  std::uint64_t longest_ PLATFORM_GUARDED_BY(mutex_) = 0;  // bytes, before it is looked through
+  std::string buffer_ PLATFORM_GUARDED_BY(mutex_);
+};

@@ -1,0 +1,105 @@
+#include "src/storage/KICallLog.h"
+
+#include <gmock/gmock.h>
+#include <stdlib.h>
+
+#include <filesystem>
+
+#include "platform/simulator/SimulatedScheduler.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class KICallLogTest : public testing::Test {
+ protected:
+  KICallLogTest() {
+    platform::Scheduler::install(std::make_unique<platform::SimulatedScheduler>());
+    folder = (std::filesystem::temp_directory_path() / "calls-XXXXXX").string();
+    EXPECT_NE(mkdtemp(folder.data()), nullptr);
+  }
+  ~KICallLogTest() override { std::filesystem::remove_all(folder); }
+
+  using Number = KICallLog::Number;
+  std::unique_ptr<KICallLog> open(const KICallLog::Numbers& journaled = {}) {
+    auto log = std::make_unique<KICallLog>();
+    left = log->open(path(), journaled);
+    return log;
+  }
+  std::string path() const { return folder + "/calls"; }
+  std::vector<std::string> leftCalls() const {
+    std::vector<std::string> texts;
+    for (const auto& call : left.calls)
+      texts.push_back(call.arguments + (call.moment.empty() ? "" : " at " + call.moment));
+    return texts;
+  }
+
+  std::string folder;
+  KICallLog::Left left;
+};
+
+TEST_F(KICallLogTest, LeavesWhatIsNotDone) {
+  Number journaled;
+  {
+    const auto log = open();
+    log->noteSession("session");
+    const Number done = log->note("done");
+    const Number undone = log->note("undone");
+    journaled = log->note("journaled");
+    const Number written[] = {log->note("written"), log->note("written")};
+    log->note("last");
+    log->noteDone(done);
+    log->noteMoment(undone, "noon");
+    log->noteJournaled(written);
+    log->writeDone();
+    log->noteJournaled({&journaled, 1});
+  }
+  {
+    const auto log = open({journaled});
+    EXPECT_THAT(leftCalls(), ElementsAre("undone at noon", "last"));
+    EXPECT_EQ(left.session, "session");
+    log->noteDone(left.calls[0].number);
+    log->writeDone();  // as the journal is about to let go of its message
+    log->note("of the next process");
+  }
+  open();
+  EXPECT_THAT(leftCalls(), ElementsAre("last", "of the next process"));
+}
+
+TEST_F(KICallLogTest, StaysShort) {
+  const std::string large(10'000, 'x');
+  const auto log = open();
+  log->noteSession("session");
+  const Number undone = log->note("undone");
+  for (int i = 0; i < 1'000; ++i) log->noteDone(log->note(large));
+  EXPECT_LT(std::filesystem::file_size(path()), 3'000'000u) << "although there was always one to be done";
+  log->noteDone(undone);
+  EXPECT_LT(std::filesystem::file_size(path()), 100u);
+  for (int i = 0; i < 3'000; ++i) log->note(large);
+  EXPECT_EQ(log->note("one too many"), KICallLog::kNotNoted);
+  EXPECT_LT(std::filesystem::file_size(path()), 20'000'000u);
+}
+
+TEST_F(KICallLogTest, GivesUpWhatNoStartGetsThrough) {
+  open()->note("deadly");
+  for (int i = 0; i < 3; ++i) {
+    open();
+    EXPECT_THAT(leftCalls(), ElementsAre("deadly"));
+  }
+  open()->writeDone();
+  EXPECT_THAT(leftCalls(), IsEmpty());
+  open()->note("harmless");
+  open();
+  EXPECT_THAT(leftCalls(), ElementsAre("harmless"));
+}
+
+TEST_F(KICallLogTest, KeepsNothingWithoutAPlace) {
+  folder += "/missing";
+  const auto log = open();
+  EXPECT_EQ(log->note("call"), KICallLog::kNotNoted);
+  log->noteDone(KICallLog::kNotNoted);
+  log->writeDone();
+}
+
+}  // namespace
