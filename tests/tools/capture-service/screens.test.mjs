@@ -1,6 +1,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { screensOf } from '../../../tools/capture-service/lib/screens.mjs';
+import { sessionsOf } from '../../../tools/capture-service/page/received-model.mjs';
 
 const pageview = (v, h, s = '1') => ({ valid: true, endpoint: 'h', named: { u: '73', s, v, h, t: '' } });
 const touch = (id, targetText, more = {}) => ({
@@ -33,4 +34,12 @@ test('a message stands under its own pageview, wherever it was received, and a l
     '  (pageview 6 did not arrive)',
     '    touch     “Gone”',
   ]);
+});
+
+test('a filter of the page hides records, and no name of a screen', () => {
+  const bought = touch('8', 'Buy');
+  Object.assign(bought.message, { user: { id: '73' }, sessionInfo: { id: '1' } });
+  const entries = [pageview('7', 'Shop'), pageview('8', 'Basket'), bought].map((record) => ({ record }));
+  const [{ count, screens }] = sessionsOf(entries, ({ record }) => record === bought);
+  assert.deepEqual([count, screens.map(({ title, entries: on }) => [title, on.length])], [1, [['Basket', 1]]]);
 });
