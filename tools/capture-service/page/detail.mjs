@@ -30,7 +30,7 @@ export class Detail {
   #title = el('h2');
   #when = el('p', { class: 'when' });
   #problem = el('p', { class: 'problem', role: 'alert', hidden: true });
-  #picture = new ScreenPicture({ onLarge: () => this.#store.select(this.#shown) }); // a newer one would close it
+  #picture = new ScreenPicture({ onLarge: () => this.#shown && this.#store.select(this.#shown) }); // a newer one would close it
   #noPicture = el('p', { class: 'soft', hidden: true });
   #crop = el('figure', { class: 'crop', hidden: true });
   #facts = el('dl', { class: 'facts' });
