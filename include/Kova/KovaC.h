@@ -60,7 +60,7 @@ KOVA_C_API const char* kova_library_version(void);
  * Settings. NULL when memory is short. Texts: "name", "identifier", "version", "build", "directory" say what
  * the program is and where its files go; "captureBaseUrl" is where events go. Flags: "assumesNetwork" has
  * uploads tried on a machine without a default route too; "debug", "disableTracking",
- * "disableTelemetryCapture", "useEnvironmentProxy". Reference: KovaHost.h, KovaOptions.h.
+ * "disableTelemetryCapture", "maskedPictures", "useEnvironmentProxy". Reference: KovaHost.h, KovaOptions.h.
  */
 KOVA_C_API kova_settings* kova_settings_new(void);
 KOVA_C_API void kova_settings_free(kova_settings* settings);

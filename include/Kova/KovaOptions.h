@@ -70,6 +70,9 @@ class KOVA_EXPORT KovaOptions : public platform::NSObject {
   KOVA_OPTION_FLAG_(disableViewControllerAutocapture, setDisableViewControllerAutocapture);
   // The Event Visualizer takes its screenshots by the faster method.
   KOVA_OPTION_FLAG_(useFastEVScreenshotCapture, setUseFastEVScreenshotCapture);
+  // Screenshots leave out what is ignored, redacted, or inside a view that hides its inner hierarchy, and
+  // fields for passwords: an opaque rectangle stands there.
+  KOVA_OPTION_FLAG_(maskedPictures, setMaskedPictures);
   // The most ancestors of a touched view that are captured. From any thread.
   KOVA_OPTION_SETTING_(std::atomic<std::int64_t>, std::int64_t, hierarchyCaptureLimit,
                        setHierarchyCaptureLimit, 30);

@@ -37,6 +37,8 @@ struct KovaQtOptions {
   QUrl visualizerUrl;
   // What the rows of lists, trees and tables say is the user's own and is told as "****" unless shown.
   enum class Texts { Redacted, Shown } itemTexts = Texts::Redacted;
+  // Pictures for a dashboard leave out what is ignored or redacted, and fields for passwords.
+  bool maskedPictures = true;
   // Seconds between uploads.
   double uploadInterval = 15;
   // Starts pairing with a dashboard, in any window of the program; none unless set. One key with modifiers.

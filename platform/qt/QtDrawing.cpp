@@ -28,10 +28,6 @@ QRectF rectOf(const CGRect& rect) {
   return {rect.origin.x, rect.origin.y, rect.size.width, rect.size.height};
 }
 
-QColor colorOf(const Color& color) {
-  return QColor::fromRgbF(float(color.red), float(color.green), float(color.blue), float(color.alpha));
-}
-
 QFont fontOf(const Font& font) {
   QFont made;
   made.setPixelSize(std::max(1, int(std::lround(font.size))));
@@ -179,6 +175,10 @@ class QtDrawing final : public Drawing {
 };
 
 }  // namespace
+
+QColor colorOf(const Color& color) {
+  return QColor::fromRgbF(float(color.red), float(color.green), float(color.blue), float(color.alpha));
+}
 
 std::shared_ptr<const Image> imageOf(const QImage& picture, double pixelsPerPoint) {
   const QImage image = picture.convertToFormat(kFormat);

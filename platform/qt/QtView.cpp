@@ -98,6 +98,7 @@ class QtTextFieldView final : public QtView<UITextField> {
  public:
   using QtView::QtView;
   std::optional<String> text() const override { return std::nullopt; }
+  bool isSecureTextEntry() const override { return widget() && isForPasswords(*widget()); }
 };
 
 class QtSegmentsView final : public QtView<UISegmentedControl> {

@@ -125,4 +125,13 @@ const QtWidgetKind& kindOf(const QWidget& widget) {
   return *kind;
 }
 
+bool isForPasswords(const QWidget& widget) {
+  constexpr Qt::InputMethodHints kSensitive = Qt::ImhHiddenText | Qt::ImhSensitiveData;
+  if (kindOf(widget).presentation != QtPresentation::TextField) return false;
+  if ((widget.inputMethodHints() & kSensitive) != Qt::ImhNone) return true;
+  const auto* line = qobject_cast<const QLineEdit*>(&widget);
+  if (!line) line = widget.findChild<const QLineEdit*>(QString(), Qt::FindDirectChildrenOnly);
+  return line && line->echoMode() != QLineEdit::Normal;
+}
+
 }  // namespace platform

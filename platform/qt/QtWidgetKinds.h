@@ -25,5 +25,7 @@ struct QtWidgetKind {
 
 // The kind of the nearest class that has one. An editable combo box is a text field, any other a button.
 const QtWidgetKind& kindOf(const QWidget& widget);
+// Whether it is an editor that does not show what is written in it, or whose app says that it is sensitive.
+bool isForPasswords(const QWidget& widget);
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 
 #include "platform/graphics/BitmapContext.h"
 #include "platform/qt/QtClasses.h"
+#include "platform/qt/QtCover.h"
 #include "platform/qt/QtDrawing.h"
 #include "platform/qt/QtProxies.h"
 #include "platform/qt/QtTree.h"
@@ -38,6 +39,7 @@ void QtWindow::drawRect(CGRect rect, BitmapContext& context) {
   QImage picture(widget_->size(), QImage::Format_ARGB32_Premultiplied);
   picture.fill(Qt::transparent);
   widget_->render(&picture);
+  coverWidgets(*widget_, picture);
   if (const auto image = imageOf(picture, 1)) context.drawImage(*image, rect);
 }
 

@@ -46,7 +46,7 @@ class PLATFORM_EXPORT UITextField : public UIControl {
   void setText(std::optional<String> text);
   void setPlaceholder(std::optional<String> placeholder);
   // Dots instead of the text on the screen, nothing to assistive technology.
-  bool isSecureTextEntry() const { return secureTextEntry_; }
+  virtual bool isSecureTextEntry() const { return secureTextEntry_; }
   void setSecureTextEntry(bool secure);
   bool isEditing() const { return isFirstResponder(); }
   // Held weakly.

@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "platform/graphics/BitmapContext.h"
+#include "platform/uikit/CoveredViews.h"
 #include "platform/uikit/UIView.h"
 
 namespace platform {
@@ -9,7 +10,7 @@ void UIView::renderInContext(BitmapContext& context) {
   const BitmapContext::State state(context);
   const CGPoint origin = frame().origin;
   context.translate(-origin.x, -origin.y);
-  drawInSuperview(context);
+  drawInSuperview(context, CoveredViews::coverOf(*this));
 }
 
 bool UIView::drawViewHierarchyInRect(CGRect rect, bool afterScreenUpdates, BitmapContext& context) {
@@ -30,7 +31,7 @@ bool UIView::drawViewHierarchyInRect(CGRect rect, bool afterScreenUpdates, Bitma
   return true;
 }
 
-void UIView::drawInSuperview(BitmapContext& context) {
+void UIView::drawInSuperview(BitmapContext& context, ViewCover cover) {
   if (isHidden() || !(alpha() > 0)) return;
   const BitmapContext::TransparencyLayer layer(context, alpha());
   const CGPoint place = frame().origin;
@@ -41,10 +42,15 @@ void UIView::drawInSuperview(BitmapContext& context) {
     context.clipRounded(contents, cornerRadius_);
     if (CGRectIsEmpty(context.clipBounds())) return;
   }
+  if (cover == ViewCover::Whole)
+    return context.fillRoundedRect(contents, cornerRadius_, CoveredViews::color());
   const bool isVisible = CGRectIntersectsRect(context.clipBounds(), contents);
   if (isVisible) drawContents(context);
   const Subviews below = isDrawnWhole() ? Subviews() : subviews();
-  for (const auto& subview : below) subview->drawInSuperview(context);
+  for (const auto& subview : below) {
+    const bool isInsideCovered = cover == ViewCover::Inside;
+    subview->drawInSuperview(context, isInsideCovered ? ViewCover::Whole : CoveredViews::coverOf(*subview));
+  }
   if (isVisible && borderWidth_ > 0) {
     context.strokeRoundedRect(CGRectInset(contents, borderWidth_ / 2, borderWidth_ / 2),
                               cornerRadius_ - borderWidth_ / 2, borderColor_, borderWidth_);

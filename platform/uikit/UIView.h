@@ -15,6 +15,7 @@ class BitmapContext;
 class UIGestureRecognizer;
 class UIViewController;
 class UIWindow;
+enum class ViewCover;
 
 using UIColor = Color;
 
@@ -124,7 +125,8 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   void setClipsToBounds(bool clips);
   // The view's own contents, between its background and its subviews, in its own coordinates.
   virtual void drawRect(CGRect /*rect*/, BitmapContext&) {}
-  // Whether drawRect draws what is inside, too, and lays it out: another toolkit's picture of its window.
+  // Whether drawRect draws what is inside, too, lays it out and covers what is to be covered: another
+  // toolkit's picture of its window.
   virtual bool isDrawnWhole() const { return false; }
   // Lays out (if `afterScreenUpdates`) and draws the view with everything inside it, scaled to fill `rect`.
   bool drawViewHierarchyInRect(CGRect rect, bool afterScreenUpdates, BitmapContext& context);
@@ -139,7 +141,7 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   void detachFromSuperview();
   void resignFirstResponderWithin();
   // In the coordinates of the superview.
-  void drawInSuperview(BitmapContext& context);
+  void drawInSuperview(BitmapContext& context, ViewCover cover);
   void drawContents(BitmapContext& context);
 
   CGRect frame_;

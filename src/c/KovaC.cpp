@@ -93,6 +93,7 @@ const std::map<std::string_view, FlagSetter>& flagSetters() {
       {"disableTracking", [](kova_settings& s, bool flag) { s.options->setDisableTracking(flag); }},
       {"disableTelemetryCapture",
        [](kova_settings& s, bool flag) { s.options->setDisableTelemetryCapture(flag); }},
+      {"maskedPictures", [](kova_settings& s, bool flag) { s.options->setMaskedPictures(flag); }},
       {"useEnvironmentProxy", [](kova_settings& s, bool flag) { s.options->setUseEnvironmentProxy(flag); }},
   };
   return setters;

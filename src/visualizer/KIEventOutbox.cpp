@@ -56,7 +56,7 @@ void KIEventOutbox::encodeNext() {
     waiting_.pop_front();
   }
   const auto context = std::exchange(next->context, nullptr);
-  finish(*next, context->transmittableDictionary());
+  finish(*next, context->transmittableDictionary(encoder_));
 }
 
 void KIEventOutbox::finish(Capture& capture, Dictionary captured) {

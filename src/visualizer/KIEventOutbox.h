@@ -10,6 +10,7 @@
 #include "platform/runtime/Mutex.h"
 #include "platform/runtime/NSObject.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/visualizer/KIPictureEncoder.h"
 #include "src/visualizer/KovaEventVisualizerContext.h"
 
 // What a paired app has to say, in the order recorded, although pictures take longer than messages.
@@ -55,6 +56,7 @@ class KIEventOutbox : public platform::NSObject {
 
   const std::shared_ptr<KISerialStateQueue> mutationQueue_;
   const std::shared_ptr<platform::NSOperationQueue> pictures_;
+  KIPictureEncoder encoder_;  // of the queue of pictures
 
   std::deque<Letter> letters_ KOVA_OF_MUTATION_QUEUE;
 

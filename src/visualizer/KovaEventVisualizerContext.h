@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "platform/foundation/Value.h"
 #include "platform/graphics/Image.h"
@@ -9,6 +10,7 @@
 #include "src/core/Threads.h"
 
 class KICaptureContext;
+class KIPictureEncoder;
 class KovaOptions;
 namespace platform {
 class UIView;
@@ -33,14 +35,15 @@ class KovaEventVisualizerContext : public platform::NSObject {
   const std::shared_ptr<const KIViewAncestry>& viewAncestry() const { return viewAncestry_; }
 
   // What is sent. Encodes the pictures, which takes milliseconds: not for the main thread.
-  platform::Dictionary transmittableDictionary() const;
+  platform::Dictionary transmittableDictionary(KIPictureEncoder& encoder) const;
   // As if no picture had been taken.
   platform::Dictionary transmittableDictionaryWithoutPictures() const;
 
  private:
   KovaEventVisualizerContext() = default;
 
-  platform::Dictionary dictionaryWith(const platform::Image* crop, const platform::Image* screen) const;
+  using Picture = std::optional<platform::String>;  // as it is sent
+  platform::Dictionary dictionaryWith(Picture crop, Picture screen) const;
 
   std::shared_ptr<const platform::Image> croppedImage_;
   std::shared_ptr<const platform::Image> fullImage_;

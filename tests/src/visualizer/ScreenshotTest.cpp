@@ -4,6 +4,8 @@
 
 #include "platform/foundation/Base64.h"
 #include "platform/graphics/BitmapContext.h"
+#include "platform/graphics/Drawing.h"
+#include "src/visualizer/KIPictureEncoder.h"
 #include "src/visualizer/KIScreenshot.h"
 #include "src/visualizer/KovaEventVisualizerContext.h"
 #include "tests/src/autocapture/CaptureTest.h"
@@ -52,6 +54,7 @@ class ScreenshotTest : public testing::Test {
   SimulatedDevice device;
   CaptureSettings settings;
   KovaOptions options;
+  KIPictureEncoder encoder;
 
  private:
   std::vector<std::shared_ptr<UIWindowScene>> scenes_;
@@ -147,25 +150,71 @@ TEST_F(ScreenshotTest, SendsThePicturesAndTheAncestry) {
   const std::string ancestry =
       R"(,"view_ancestry":)" + json(ofTouch->viewAncestry()->transmittableDictionary());
   EXPECT_NE(ancestry.find("oundingBox"), std::string::npos) << ancestry;
-  EXPECT_EQ(json(ofTouch->transmittableDictionary()),
+  EXPECT_EQ(json(ofTouch->transmittableDictionary(encoder)),
             head + R"(,"image_data":")" + crop + R"(","full_image_data":")" + full + '"' + ancestry + '}');
 
   const auto ofScreen = KovaEventVisualizerContext::create(nullptr, settings, options);
   ASSERT_TRUE(ofScreen);
-  EXPECT_EQ(json(ofScreen->transmittableDictionary()), head + R"(,"image_data":")" + full + "\"}");
+  EXPECT_EQ(json(ofScreen->transmittableDictionary(encoder)), head + R"(,"image_data":")" + full + "\"}");
 
   window->resignKeyWindow();
   EXPECT_FALSE(KovaEventVisualizerContext::create(nullptr, settings, options));
   const auto withoutKey = KovaEventVisualizerContext::create(view.get(), settings, options);
-  EXPECT_EQ(json(withoutKey->transmittableDictionary()),
+  EXPECT_EQ(json(withoutKey->transmittableDictionary(encoder)),
             head + R"(,"image_data":")" + crop + '"' + ancestry + '}');
 
   window->makeKeyWindow();
   options.setTestOnlyOmitEVScreenshots(true);
   EXPECT_FALSE(KovaEventVisualizerContext::create(nullptr, settings, options));
-  EXPECT_EQ(
-      json(KovaEventVisualizerContext::create(view.get(), settings, options)->transmittableDictionary()),
-      head + ancestry + '}');
+  EXPECT_EQ(json(KovaEventVisualizerContext::create(view.get(), settings, options)
+                     ->transmittableDictionary(encoder)),
+            head + ancestry + '}');
+}
+
+// Draws as another does, and counts what it encodes.
+class CountingDrawing : public Drawing {
+ public:
+  CountingDrawing() { install(*this); }
+  ~CountingDrawing() override { install(drawing_); }
+
+  std::unique_ptr<Canvas> makeCanvas(std::uint8_t* pixels, int width, int height, double scale) override {
+    return drawing_.makeCanvas(pixels, width, height, scale);
+  }
+  CGSize sizeOfText(std::string_view text, const Font& font, double width, int lines) override {
+    return drawing_.sizeOfText(text, font, width, lines);
+  }
+  std::string encodePNG(const Image& image) override {
+    ++encoded;
+    return drawing_.encodePNG(image);
+  }
+  std::shared_ptr<const Image> decodePNG(std::string_view bytes, double pixelsPerPoint) override {
+    return drawing_.decodePNG(bytes, pixelsPerPoint);
+  }
+
+  int encoded = 0;
+
+ private:
+  Drawing& drawing_ = current();
+};
+
+TEST_F(ScreenshotTest, AScreenThatShowsTheSameIsNotEncodedAgain) {
+  CountingDrawing drawing;
+  const auto window = windowAwayFromTheCorner();
+  const auto whole = box(window->bounds(), UIColor::systemBlue());
+  const auto encodings = [&] {
+    drawing.encoded = 0;
+    const auto context = KovaEventVisualizerContext::create(whole.get(), settings, options);
+    const String full = base64EncodedString(drawing.encodePNG(*context->fullImage()));
+    EXPECT_NE(json(context->transmittableDictionary(encoder)).find(full), std::string::npos);
+    return drawing.encoded - 1;
+  };
+  window->addSubview(whole);
+  EXPECT_EQ(encodings(), 1) << "of a view that fills the screen, one picture";
+  EXPECT_EQ(encodings(), 0);
+  whole->setBackgroundColor(UIColor::systemRed());
+  EXPECT_EQ(encodings(), 1);
+  window->setFrame(CGRectMake(5, 7, 80, 100));
+  EXPECT_EQ(encodings(), 2) << "as many pixels in another shape";
 }
 
 }  // namespace

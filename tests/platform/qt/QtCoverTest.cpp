@@ -1,0 +1,91 @@
+// What stays out of a window's picture, looked at pixel by pixel.
+
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QGraphicsProxyWidget>
+#include <QGraphicsView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QScrollArea>
+
+#include "platform/graphics/BitmapContext.h"
+#include "platform/qt/QtProxies.h"
+#include "platform/qt/QtTree.h"
+#include "platform/uikit/CoveredViews.h"
+#include "tests/platform/qt/QtHost.h"
+
+namespace platform {
+namespace {
+
+ViewCover coverOf(UIView& view) {
+  const auto* field = dynamic_cast<const UITextField*>(&view);
+  if (field && field->isSecureTextEntry()) return ViewCover::Whole;
+  if (view.accessibilityIdentifier() == String("secret")) return ViewCover::Whole;
+  return view.accessibilityIdentifier() == String("opaque") ? ViewCover::Inside : ViewCover::None;
+}
+
+// A rule stands on a view, so there is one.
+template <class Widget>
+Widget* marked(Widget* widget, const char* name) {
+  widget->setObjectName(name);
+  QtProxies::shared().viewOf(*widget);
+  return widget;
+}
+
+template <class Widget>
+Widget* place(Widget* widget, const QRect& frame) {
+  widget->setGeometry(frame);
+  return widget;
+}
+
+class QtCover : public testing::Test {
+ protected:
+  bool isCovered(int x, int y) {
+    QtHost::show(window);
+    const auto shown = QtProxies::shared().windowOf(window);
+    BitmapContext context(shown->bounds().size, 1, BitmapContext::Backing::Black);
+    shown->drawViewHierarchyInRect(shown->bounds(), true, context);
+    return context.makeImage()->colorAtPixel(x, y) == CoveredViews::color();
+  }
+
+  QtHost host;
+  QWidget window;
+};
+
+TEST_F(QtCover, KeepsWhatTheRuleNamesAndPasswordsOutOfPictures) {
+  window.resize(300, 300);
+  auto* const password = place(new QLineEdit("1234", &window), {0, 0, 100, 30});
+  password->setEchoMode(QLineEdit::Password);
+  auto* const combo = place(new QComboBox(&window), {100, 0, 100, 30});
+  combo->setEditable(true);
+  combo->lineEdit()->setEchoMode(QLineEdit::Password);
+  auto* const hinted = place(new QLineEdit("4111", &window), {200, 0, 100, 30});
+  hinted->setInputMethodHints(Qt::ImhSensitiveData);
+
+  auto* const area = place(new QScrollArea(&window), {0, 50, 100, 50});
+  marked(area, "opaque");
+  area->setWidget(place(new QLabel("inside"), {0, 0, 50, 200}));
+  auto* const scene = place(new QGraphicsView(new QGraphicsScene(&window), &window), {0, 150, 100, 100});
+  scene->scale(2, 2);
+  scene->scene()->setSceneRect(0, 0, 50, 50);
+  scene->scene()->addWidget(marked(place(new QLabel("in a scene"), {10, 10, 20, 10}), "secret"));
+  {
+    const CoveredViews covered(coverOf);
+    EXPECT_TRUE(isCovered(5, 15));
+    EXPECT_TRUE(isCovered(105, 15)) << "also as a part of another widget";
+    EXPECT_TRUE(isCovered(205, 15));
+    EXPECT_TRUE(isCovered(20, 75));
+    EXPECT_FALSE(isCovered(60, 75)) << "the area itself";
+    EXPECT_FALSE(isCovered(20, 105)) << "no further than the area reaches";
+    EXPECT_TRUE(isCovered(25, 175));
+    EXPECT_TRUE(isCovered(55, 185));
+    EXPECT_FALSE(isCovered(65, 185));
+    marked(&window, "secret");
+    EXPECT_TRUE(isCovered(290, 290));
+  }
+  EXPECT_FALSE(isCovered(5, 15)) << "without a rule";
+}
+
+}  // namespace
+}  // namespace platform
