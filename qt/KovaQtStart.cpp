@@ -61,6 +61,7 @@ struct Flag {
 
 constexpr Flag kFlags[] = {
     {&KovaQtOptions::debug, &KovaOptions::setDebug},
+    {&KovaQtOptions::maskedPictures, &KovaOptions::setMaskedPictures},
     {&KovaQtOptions::disableTextCapture, &KovaOptions::setDisableTextCapture},
     {&KovaQtOptions::disableAccessibilityLabelCapture, &KovaOptions::setDisableAccessibilityLabelCapture},
     {&KovaQtOptions::disableTitleCapture, &KovaOptions::setDisableTitleCapture},
