@@ -125,6 +125,12 @@ test('no pane’s content leaves its pane, from 360 to 1920 pixels, in wide and 
   await show('.foot .count', '500 of the last 500 events');
   await show('.matches', /Matches \d+ of/);
   await holds('two devices, 500 events');
+  await dashboard.page.setViewportSize({ width: 1280, height: 720 });
+  await dashboard.page.locator('.menu summary').click();
+  await dashboard.isAccessible();
+  await dashboard.button('Connect a device').click();
+  await dashboard.isAccessible();
+  await dashboard.page.keyboard.press('Escape');
   ada.close();
   await show('.device[data-state="gone"]');
 
@@ -134,4 +140,5 @@ test('no pane’s content leaves its pane, from 360 to 1920 pixels, in wide and 
   await dashboard.stopService();
   await show('#connection', 'Service not connected');
   await holds('one event opened, no service');
+  await dashboard.isAccessible();
 });
