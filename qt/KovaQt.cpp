@@ -2,6 +2,7 @@
 #include <Kova/KovaQt.h>
 
 #include "qt/KovaQtIgnore.h"
+#include "qt/KovaQtSentData.h"
 #include "qt/KovaQtStart.h"
 #include "qt/KovaQtValues.h"
 
@@ -23,6 +24,10 @@ KovaProperties propertiesOf(const QVariantMap& map) {
 void KovaQt::start(const QString& environmentId, const KovaQtOptions& options) {
   kovaqt::start(environmentId, options);
 }
+
+void KovaQt::setConsent(bool given) { kovaqt::setConsent(given); }
+
+void KovaQt::showSentData(QWidget* parent) { kovaqt::showSentData(parent); }
 
 void KovaQt::track(const QString& event, const QVariantMap& properties) {
   Kova::track(event.toStdString(), propertiesOf(properties));

@@ -5,16 +5,20 @@
 #include <QApplication>
 #include <QFile>
 #include <QKeyEvent>
+#include <QStandardPaths>
 #include <exception>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/SystemLog.h"
+#include "platform/net/NSURLSession.h"
 #include "platform/net/NetworkReachability.h"
 #include "platform/qt/QtApplication.h"
 #include "platform/qt/QtText.h"
 #include "qt/KovaQtIgnore.h"
+#include "qt/KovaQtSentData.h"
 
 using namespace platform;
 
@@ -33,7 +37,7 @@ bool isOnThisMachine(const QUrl& url) {
 }
 
 std::optional<String> substitute(const QModelIndex&) { return String(KovaRedactedTextSubstitution); }
-std::optional<String> asItIs(const QModelIndex& cell) { return textOf(cell.data().toString()); }
+std::optional<String> asItIs(const QModelIndex& cell) { return platform::textOf(cell.data().toString()); }
 
 void startApplication(const KovaQtOptions& options) {
   QtOptions host;
@@ -74,12 +78,16 @@ constexpr Flag kFlags[] = {
     {&KovaQtOptions::useEnvironmentProxy, &KovaOptions::setUseEnvironmentProxy},
 };
 
+// What is no URL is one that cannot be used, and not the default.
+std::optional<std::string> textOf(const QUrl& url) {
+  const bool isGiven = !url.isEmpty() || !url.errorString().isEmpty();
+  return isGiven ? std::optional(url.toString(QUrl::FullyEncoded).toStdString()) : std::nullopt;
+}
+
 std::shared_ptr<KovaOptions> optionsFor(const KovaQtOptions& given) {
   auto options = std::make_shared<KovaOptions>();
-  if (!given.captureUrl.isEmpty()) options->setCaptureBaseUrl(given.captureUrl.toString().toStdString());
-  if (!given.visualizerUrl.isEmpty()) {
-    options->setEventVisualizerWebSocketBaseUrl(given.visualizerUrl.toString().toStdString());
-  }
+  if (const auto url = textOf(given.captureUrl)) options->setCaptureBaseUrl(*url);
+  if (const auto url = textOf(given.visualizerUrl)) options->setEventVisualizerWebSocketBaseUrl(*url);
   for (const auto& [flag, set] : kFlags) ((*options).*set)(given.*flag);
   return options;
 }
@@ -90,21 +98,70 @@ bool isDisabled(const std::string& disablingFile) {
   return isVariableSet() || QFile::exists(QString::fromStdString(disablingFile));
 }
 
-void start(const QString& environmentId, const KovaQtOptions& options) {
-  static bool isStarted = false;
-  if (isDisabled() || std::exchange(isStarted, true)) return;
-  if (!qobject_cast<QApplication*>(QCoreApplication::instance())) {
-    isStarted = false;
-    return NSLog("Kova was not started: there is no QApplication yet.");
-  }
+namespace {
+
+// What start() was given; none before, and while Kova is switched off.
+struct Host {
+  QString environmentId;
+  KovaQtOptions options;
+};
+std::optional<Host> host;
+std::optional<bool> said;  // by setConsent
+bool isRunning = false;
+
+template <class Work>
+void orSayWhyNot(Work&& work) {
   try {
-    startApplication(options);
-    Kova::initialize(environmentId.toStdString(), optionsFor(options));
-    Kova::changeInterval(options.uploadInterval);
+    work();
   } catch (const NSException& exception) {
     NSLog("Kova was not started: " + exception.reason().value_or(""));
   } catch (const std::exception& problem) {
     NSLog(std::string("Kova was not started: ") + problem.what());
+  }
+}
+
+void run() {
+  if (isRunning) return;
+  orSayWhyNot([] {
+    startApplication(host->options);
+    NSURLSession::setObserver([](const NSURLRequest& request) { SentData::shared().add(request); });
+    Kova::initialize(host->environmentId.toStdString(), optionsFor(host->options));
+    Kova::changeInterval(host->options.uploadInterval);
+    isRunning = true;
+  });
+}
+
+// Also what an earlier process has stored; a user who never said yes has nothing, and nothing is made.
+void erase() {
+  const QString stored = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u'/' +
+                         QString::fromStdString(qtApplicationIdentifier());
+  if (!isRunning && !QFile::exists(stored)) return;
+  orSayWhyNot([] {
+    startApplication(host->options);
+    Kova::eraseStored(host->environmentId.toStdString());
+  });
+  SentData::shared().clear();
+  isRunning = false;
+}
+
+}  // namespace
+
+void start(const QString& environmentId, const KovaQtOptions& options) {
+  if (isDisabled() || host) return;
+  if (!qobject_cast<QApplication*>(QCoreApplication::instance())) {
+    return NSLog("Kova was not started: there is no QApplication yet.");
+  }
+  host = {environmentId, options};
+  if (said.value_or(!options.consent || options.consent())) run();
+}
+
+void setConsent(bool given) {
+  said = given;
+  if (!host) return;
+  if (given) {
+    run();
+  } else {
+    erase();
   }
 }
 

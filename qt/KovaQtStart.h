@@ -14,5 +14,6 @@ inline constexpr const char* kDisablingFile = "/etc/xdg/kova/disabled";
 bool isDisabled(const std::string& disablingFile = kDisablingFile);
 
 void start(const QString& environmentId, const KovaQtOptions& options);
+void setConsent(bool given);
 
 }  // namespace kovaqt

@@ -60,8 +60,12 @@ Value valueOf(const QVariant& variant) {
     case QMetaType::Long:
     case QMetaType::LongLong:
       return static_cast<std::int64_t>(variant.toLongLong());
-    case QMetaType::Double:
+    case QMetaType::ULong:
+    case QMetaType::ULongLong:
+      return static_cast<std::uint64_t>(variant.toULongLong());
     case QMetaType::Float:
+      return variant.toFloat();
+    case QMetaType::Double:
       return variant.toDouble();
     case QMetaType::QDateTime:
       return dateOf(variant.toDateTime());
@@ -74,7 +78,7 @@ Value valueOf(const QVariant& variant) {
     case QMetaType::QJsonArray:
       return valueOf(variant.toJsonArray().toVariantList());
     default:
-      return valueOfOther(variant);  // also the largest integers, by their digits
+      return valueOfOther(variant);
   }
 }
 

@@ -6,7 +6,10 @@
 #include <QString>
 #include <QUrl>
 #include <QVariantMap>
+#include <functional>
 #include <optional>
+
+class QWidget;
 
 // Kova for programs written with Qt 6 Widgets, in Qt's types:
 //
@@ -41,6 +44,9 @@ struct KovaQtOptions {
   bool maskedPictures = true;
   // Seconds between uploads.
   double uploadInterval = 15;
+  // Whether the user has agreed, as the program keeps it: asked at the start. Before a yes nothing is made,
+  // stored or sent. Unless set, nobody is asked.
+  std::function<bool()> consent;
   // Starts pairing with a dashboard, in any window of the program; none unless set. One key with modifiers.
   QKeySequence pairingShortcut;
 
@@ -69,6 +75,14 @@ class KOVA_EXPORT KovaQt {
   // The environment id is a decimal number without leading zeros; with any other nothing is started, and the
   // log says so. A second call does nothing.
   static void start(const QString& environmentId, const KovaQtOptions& options = {});
+
+  // The user agrees, or no longer does: stops everything then, and erases what is stored here, what waits to
+  // be sent and the list of what was sent. The program keeps the answer for its next start. Before start() it
+  // stands for what `consent` would say.
+  static void setConsent(bool given);
+  // Opens a window that lists the latest requests of this process, as they were handed to the network: 1,000
+  // at most, and no more than 1 MB, kept in memory only. Pictures for a dashboard are not among them.
+  static void showSentData(QWidget* parent = nullptr);
 
   // An event of the program's own. Dates, numbers, texts, lists and maps are taken, other values as their
   // text.

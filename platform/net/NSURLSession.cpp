@@ -27,6 +27,8 @@ NSURLSession& NSURLSession::sharedSession() {
   return session;
 }
 
+void NSURLSession::setObserver(Observer observer) { NSURLSessionDataTask::observer = observer; }
+
 NSURLSession::NSURLSession(NSURLSessionConfiguration configuration)
     : configuration_(std::make_shared<const NSURLSessionConfiguration>(std::move(configuration))),
       queue_(configuration_->keepsConnections ? makeCompletionQueue() : ephemeralSessionsQueue()) {

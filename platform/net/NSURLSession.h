@@ -30,6 +30,11 @@ class NSURLSession {
   // The session of the whole process, of the default configuration; never destroyed.
   static NSURLSession& sharedSession();
 
+  // Is told of each request of the process that is handed to the network, on the thread that does so. Null
+  // for nobody, as it is unless set.
+  using Observer = void (*)(const NSURLRequest& request);
+  static void setObserver(Observer observer);
+
   explicit NSURLSession(NSURLSessionConfiguration configuration);
   NSURLSession(const NSURLSession&) = delete;
   NSURLSession& operator=(const NSURLSession&) = delete;

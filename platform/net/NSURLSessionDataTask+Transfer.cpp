@@ -12,6 +12,7 @@ void NSURLSessionDataTask::resume() {
     if (state_ != State::suspended) return;
     state_ = State::running;
   }
+  if (const auto observe = observer.load()) observe(request_);
   TransferThread::shared().start(shared_from_this());
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -33,6 +34,9 @@ class NSURLSessionDataTask : public NSURLSessionTask,
 
   NSURLSessionDataTask(NSURLRequest request, std::shared_ptr<const NSURLSessionConfiguration> configuration,
                        std::shared_ptr<DispatchQueue> queue, Completion completion);
+
+  // See NSURLSession::setObserver.
+  static inline std::atomic<void (*)(const NSURLRequest&)> observer = nullptr;
 
   void resume() override;
   void cancel() override;

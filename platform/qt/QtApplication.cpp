@@ -37,15 +37,6 @@ QWidgetList windowsOnScreen() {
   return windows;
 }
 
-// "com.example.Notes"
-std::string identifier() {
-  QStringList parts = QCoreApplication::organizationDomain().split(u'.', Qt::SkipEmptyParts);
-  std::reverse(parts.begin(), parts.end());
-  if (parts.isEmpty()) parts.append(QStringLiteral("qt"));
-  parts.append(QCoreApplication::applicationName().replace(u'/', u'-'));
-  return parts.join(u'.').toStdString();
-}
-
 void startPlatform() {
   const std::string name = QGuiApplication::applicationDisplayName().toStdString();
   const std::string version = QCoreApplication::applicationVersion().toStdString();
@@ -53,7 +44,7 @@ void startPlatform() {
   if (!version.empty()) facts = {{"CFBundleShortVersionString", version}, {"CFBundleVersion", version}};
   HostOptions host;
   host.applicationName = name;
-  host.applicationIdentifier = identifier();
+  host.applicationIdentifier = qtApplicationIdentifier();
   startLinuxApplication(host, facts);
   const QScreen* const screen = QGuiApplication::primaryScreen();
   if (!screen) return;
@@ -115,6 +106,14 @@ void QtApplication::followState() {
     return enterForeground();
   }
   becomeInactive();
+}
+
+std::string qtApplicationIdentifier() {
+  QStringList parts = QCoreApplication::organizationDomain().split(u'.', Qt::SkipEmptyParts);
+  std::reverse(parts.begin(), parts.end());
+  if (parts.isEmpty()) parts.append(QStringLiteral("qt"));
+  parts.append(QCoreApplication::applicationName().replace(u'/', u'-'));
+  return parts.join(u'.').toStdString();
 }
 
 void startQtApplication(QtOptions options) {

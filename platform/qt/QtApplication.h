@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include "platform/qt/QtHit.h"
 #include "platform/uikit/UIApplication.h"
@@ -47,6 +48,9 @@ struct QtOptions {
   // The application is about to quit, or the user's session ends.
   std::function<void()> willQuit = [] {};
 };
+
+// Names the folders that are used: "com.example.Notes".
+std::string qtApplicationIdentifier();
 
 // Everything that a Qt program states before it starts libraries, in one call on the thread of its
 // QApplication, whose name, version and organization are set by then; its windows may be there already. A

@@ -1,0 +1,176 @@
+#include <Kova/Kova.h>
+#include <Kova/KovaIgnore.h>
+#include <Kova/KovaQt.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QDateTime>
+#include <QDirIterator>
+#include <QFileDialog>
+#include <QJsonObject>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include "platform/foundation/NSUserDefaults.h"
+#include "platform/qt/QtProxies.h"
+#include "qt/KovaQtSentData.h"
+#include "qt/KovaQtStart.h"
+#include "qt/KovaQtValues.h"
+#include "tests/support/HttpServer.h"
+
+using namespace platform;
+
+namespace {
+
+using testing::HasSubstr;
+
+class KovaQtTest : public testing::Test {
+ protected:
+  KovaQtTest() {
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) {
+      qputenv(name, (folder.path() + u'/' + QLatin1String(name)).toUtf8());
+    }
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    application.emplace(argumentCount, arguments);
+    QCoreApplication::setApplicationName("Notes");
+    options.captureUrl = QUrl(QString::fromStdString(server.url("/")));
+  }
+  bool isAnythingStored() const {
+    return QDirIterator(folder.path(), QDir::AllEntries | QDir::NoDotAndDotDot).hasNext();
+  }
+
+  HttpServer server;
+  KovaQtOptions options;
+  QTemporaryDir folder;
+  int argumentCount = 1;
+  char* arguments[2] = {const_cast<char*>("notes"), nullptr};
+  std::optional<QApplication> application;
+};
+
+TEST_F(KovaQtTest, WithoutAYesNothingIsMadeAndANoErasesAll) {
+  options.consent = [] { return false; };
+  KovaQt::start("11", options);
+  QWidget window;
+  window.setWindowTitle("Diary");
+  window.show();
+  KovaQt::track("Lost");
+  KovaQt::setConsent(false);
+  QCoreApplication::processEvents();
+  EXPECT_FALSE(isAnythingStored());
+  EXPECT_FALSE(KovaQt::userId());
+
+  KovaQt::setConsent(true);
+  const auto userId = KovaQt::userId();
+  ASSERT_TRUE(userId);
+  QCoreApplication::processEvents();
+  KovaQt::track("Seen");
+  EXPECT_TRUE(Kova::flush(30).isSent);
+  const auto sent = kovaqt::SentData::shared().requests();
+  ASSERT_GE(sent.size(), 2u);
+  EXPECT_THAT(sent.front().head, HasSubstr("t=Diary"));
+  EXPECT_THAT(*sent.back().body, HasSubstr("Seen"));
+
+  KovaQt::setConsent(false);
+  EXPECT_FALSE(KovaQt::userId());
+  EXPECT_TRUE(kovaqt::SentData::shared().requests().empty());
+  EXPECT_FALSE(NSUserDefaults::standardUserDefaults().stringForKey("kova_11_userId"));
+
+  KovaQt::setConsent(true);
+  EXPECT_TRUE(KovaQt::userId());
+  EXPECT_NE(KovaQt::userId(), userId);
+}
+
+TEST_F(KovaQtTest, SwitchedOffItDoesNothing) {
+  QFile file(folder.filePath("disabled"));
+  EXPECT_FALSE(kovaqt::isDisabled(file.fileName().toStdString()));
+  EXPECT_TRUE(file.open(QFile::WriteOnly));
+  EXPECT_TRUE(kovaqt::isDisabled(file.fileName().toStdString()));
+  file.remove();
+  qputenv("KOVA_DISABLE", "1");
+  KovaQt::start("11", options);
+  KovaQt::setConsent(true);
+  EXPECT_FALSE(KovaQt::userId());
+  EXPECT_FALSE(isAnythingStored());
+}
+
+TEST_F(KovaQtTest, WhatIsNoUrlSendsNothingAnywhere) {
+  options.captureUrl = QUrl("http://exa mple/");
+  KovaQt::start("11", options);
+  QWidget window;
+  window.show();
+  QCoreApplication::processEvents();
+  Kova::flush(0.2);
+  EXPECT_TRUE(kovaqt::SentData::shared().requests().empty());
+}
+
+TEST_F(KovaQtTest, AClassHasRulesAndAWidgetOfItItsOwn) {
+  KovaQt::start("11", options);
+  QPushButton early, late, spoken;
+  const auto viewOf = [](QWidget& widget) -> UIView& { return *QtProxies::shared().viewOf(widget); };
+  viewOf(early);
+  KovaQt::setClassRule("QAbstractButton", KovaQtRule::Ignore);
+  spoken.setProperty("kovaIgnore", false);
+  EXPECT_TRUE(kovaIgnore(viewOf(early)));
+  EXPECT_TRUE(kovaIgnore(viewOf(late)));
+  EXPECT_FALSE(kovaIgnore(viewOf(spoken)));
+
+  QFileDialog files;
+  QMessageBox overwrites(&files);
+  EXPECT_TRUE(kovaRedactText(viewOf(files)));
+  EXPECT_TRUE(kovaRedactText(viewOf(overwrites)));
+}
+
+TEST(KovaQtSentData, KeepsTheLatest) {
+  auto& sent = kovaqt::SentData::shared();
+  const auto send = [&](std::size_t size) {
+    NSURLRequest request(*NSURL::create("http://a/"));
+    request.setHTTPBody(std::make_shared<const std::string>(size, 'x'));
+    sent.add(request);
+  };
+  for (int i = 0; i < 1100; ++i) send(1);
+  EXPECT_EQ(sent.requests().size(), 1000u);
+  send(700'000);
+  send(700'000);
+  EXPECT_EQ(sent.requests().size(), 1u);
+  send(2'000'000);
+  EXPECT_EQ(sent.requests().back().body, nullptr);
+  EXPECT_GT(sent.requests().back().size, 2'000'000u);
+}
+
+TEST(KovaQtValues, AreThePlatforms) {
+  const struct {
+    QVariant given;
+    const char* text;
+  } kRows[] = {
+      {QVariant::fromValue(short(-3)), "-3"},
+      {QVariant::fromValue(std::numeric_limits<qint64>::min()), "-9223372036854775808"},
+      {QVariant::fromValue(std::numeric_limits<quint64>::max()), "18446744073709551615"},
+      {0.5F, "0.5"},
+      {true, "1"},
+      {"text", "text"},
+      {QUrl("http://a/b c"), "http://a/b%20c"},
+      {QDateTime::fromSecsSinceEpoch(0, Qt::UTC), "1970-01-01 00:00:00 +0000"},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(kovaqt::dictionaryOf({{"key", row.given}}).find("key")->description(), row.text);
+  }
+  const Dictionary kinds = kovaqt::dictionaryOf({
+      {"list", QVariantList{1, "two"}},
+      {"numbers", QVariant::fromValue(QList<int>{1, 2})},
+      {"map", QVariantMap{{"a", 1}}},
+      {"hash", QVariantHash{{"a", 1}}},
+      {"json", QJsonObject{{"a", 1}}},
+      {"none", QVariant()},
+  });
+  EXPECT_EQ(kinds.find("list")->array().size(), 2u);
+  EXPECT_EQ(kinds.find("numbers")->array()[1], Value(2));
+  for (const char* each : {"map", "hash", "json"}) {
+    EXPECT_EQ(kinds.find(each)->dictionary().find("a")->description(), "1");
+  }
+  EXPECT_TRUE(kinds.find("none")->isNull());
+}
+
+}  // namespace
