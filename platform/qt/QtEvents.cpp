@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QDynamicPropertyChangeEvent>
 #include <QFocusEvent>
+#include <QGestureEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QShortcutEvent>
@@ -12,6 +13,7 @@
 
 #include "platform/qt/QtActions.h"
 #include "platform/qt/QtEditing.h"
+#include "platform/qt/QtGestures.h"
 #include "platform/qt/QtGuard.h"
 #include "platform/qt/QtScreens.h"
 #include "platform/qt/QtTouches.h"
@@ -82,6 +84,7 @@ void QtEvents::see(QObject& watched, QEvent& event) {
     case QEvent::WindowActivate:
     case QEvent::FocusOut:
     case QEvent::DynamicPropertyChange:
+    case QEvent::Gesture:
       break;
     default:
       return;
@@ -106,6 +109,8 @@ void QtEvents::seeWidget(QWidget& widget, QEvent& event) {
     case QEvent::DynamicPropertyChange:
       return handlers_.propertyChanged(widget,
                                        static_cast<QDynamicPropertyChangeEvent&>(event).propertyName());
+    case QEvent::Gesture:
+      return QtGestures::shared().comes(widget, static_cast<QGestureEvent&>(event));
     default:
       return inputComes(widget, event);
   }

@@ -3,6 +3,8 @@
 
 #include <QComboBox>
 #include <QDialog>
+#include <QGesture>
+#include <QGestureRecognizer>
 #include <QLabel>
 #include <QMainWindow>
 #include <QMenuBar>
@@ -15,6 +17,7 @@
 
 #include "platform/dispatch/Scheduler.h"
 #include "platform/uikit/UIAlertController.h"
+#include "platform/uikit/UIGestureRecognizer.h"
 #include "tests/platform/qt/QtHost.h"
 
 namespace platform {
@@ -223,6 +226,33 @@ TEST(QtAlerts, AreNoScreenAndTellNothing) {
   EXPECT_TRUE(QTest::qWaitForWindowExposed(button->window()));
   QtHost::click(*button);
   EXPECT_THAT(host.take(), ElementsAre());
+}
+
+// A gesture that ends with the release of a button.
+class Touching final : public QGestureRecognizer {
+  QGesture* create(QObject*) override { return new QSwipeGesture; }
+  Result recognize(QGesture*, QObject*, QEvent* event) override {
+    if (event->type() == QEvent::MouseButtonPress) return TriggerGesture;
+    return event->type() == QEvent::MouseButtonRelease ? FinishGesture : Ignore;
+  }
+};
+
+TEST(QtGestures, AreRecognisersOfWhoAskedForThem) {
+  QtHost host;
+  static std::vector<std::string> ended;
+  UIGestureRecognizer::setStateMethod.replace(
+      UIGestureRecognizer::classObject(), [](UIGestureRecognizer& self, SEL, UIGestureRecognizerState state) {
+        EXPECT_EQ(state, UIGestureRecognizerState::Ended);
+        ended.push_back(self.isa().name() + " on " + self.view()->isa().name());
+      });
+  const Qt::GestureType type = QGestureRecognizer::registerRecognizer(new Touching);
+  QMainWindow window;
+  in<QLabel>(window).grabGesture(type);
+  window.grabGesture(type);
+  QtHost::show(window);
+  QtHost::click(of<QLabel>(window));
+  QCoreApplication::processEvents();
+  EXPECT_THAT(ended, ElementsAre("QSwipeGesture on QMainWindow", "QSwipeGesture on QLabel"));
 }
 
 TEST(QtApplications, MayFollowOneAnother) {
