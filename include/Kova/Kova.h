@@ -5,6 +5,7 @@
 #include <Kova/KovaHost.h>
 #include <Kova/KovaIgnore.h>
 #include <Kova/KovaOptions.h>
+#include <Kova/KovaStatus.h>
 
 #include <memory>
 #include <optional>
@@ -105,6 +106,10 @@ class KOVA_EXPORT Kova {
   static KovaFlushed flush(double seconds);
   // The same, and then records and sends nothing any more, until the next initialize.
   static KovaFlushed shutdown(double seconds);
+
+  // Where what was recorded has gone, as far as the library's queue has got: the last call may be missing.
+  // All zero before initialisation. Any thread.
+  static KovaStatus status();
 
   // Stops what runs, without sending, and erases what is stored under the environment id: user, properties,
   // all that waits to be sent, and the app's version, which all environments of the app share. For a user who

@@ -136,6 +136,25 @@ Receiver& receiver() {
   return instance;
 }
 
+constexpr std::pair<std::string_view, std::uint64_t KovaCounts::*> kPlaces[] = {
+    {"accepted", &KovaCounts::accepted},     {"found", &KovaCounts::found},
+    {"waiting", &KovaCounts::waiting},       {"delivered", &KovaCounts::delivered},
+    {"pushedOut", &KovaCounts::pushedOut},   {"refused", &KovaCounts::refused},
+    {"unsendable", &KovaCounts::unsendable}, {"unreadable", &KovaCounts::unreadable},
+    {"inMemory", &KovaCounts::inMemory},     {"possiblyTwice", &KovaCounts::possiblyTwice},
+};
+
+std::optional<std::uint64_t> countNamed(std::string_view name) {
+  const KovaStatus status = Kova::status();
+  const bool isOfEvents = name.starts_with("events.");
+  if (!isOfEvents && !name.starts_with("requests.")) return std::nullopt;
+  const KovaCounts& counts = isOfEvents ? status.events : status.requests;
+  for (const auto& [place, member] : kPlaces) {
+    if (name.substr(name.find('.') + 1) == place) return counts.*member;
+  }
+  return std::nullopt;
+}
+
 int flagsOf(KovaFlushed flushed) {
   return (flushed.isStored ? KOVA_STORED : 0) | (flushed.isStored && flushed.isSent ? KOVA_SENT : 0);
 }
@@ -269,6 +288,15 @@ kova_status kova_clear_event_properties(void) {
 size_t kova_user_id(char* buffer, size_t size) { return copied(Kova::userId(), buffer, size); }
 size_t kova_identity(char* buffer, size_t size) { return copied(Kova::identity(), buffer, size); }
 size_t kova_session_id(char* buffer, size_t size) { return copied(Kova::sessionId(), buffer, size); }
+
+long long kova_count(const char* name) {
+  long long count = -1;
+  attempt([&] {
+    if (const auto found = name ? countNamed(name) : std::nullopt) count = static_cast<long long>(*found);
+    return KOVA_OK;
+  });
+  return count;
+}
 
 kova_status kova_set_tracking_enabled(int is_enabled) {
   return plain([&] { Kova::setTrackingEnabled(is_enabled != 0); });

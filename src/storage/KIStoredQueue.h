@@ -24,15 +24,17 @@ class KIStoredQueue {
       : store_(store), key_(key), limit_(limit) {}
 
   // Puts what is stored in front of what has been pushed meanwhile, of which the newest go when the limit is
-  // exceeded. Nothing is written before.
-  void load(const std::vector<Item>& stored) KOVA_ON_MUTATION_QUEUE {
+  // exceeded; those are answered. Nothing is written before.
+  std::vector<Item> load(const std::vector<Item>& stored) KOVA_ON_MUTATION_QUEUE {
     isLoaded_ = true;
     const bool isNew = !waiting_.empty() || !inFlight_.empty();
     const std::size_t longest = std::max(limit_, stored.size());
     waiting_.insert(waiting_.begin(), stored.begin(), stored.end());
-    if (!isNew) return;
-    while (waiting_.size() > longest) waiting_.pop_back();
+    std::vector<Item> dropped;
+    if (!isNew) return dropped;
+    for (; waiting_.size() > longest; waiting_.pop_back()) dropped.push_back(std::move(waiting_.back()));
     persist();
+    return dropped;
   }
   bool isLoaded() const { return isLoaded_; }
 

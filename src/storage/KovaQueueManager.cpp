@@ -39,6 +39,9 @@ Array arrayOf(const std::vector<MutableDictionary>& messages) {
   return Array(std::move(items));
 }
 
+constexpr KICounters::Kind kEvents = &KovaStatus::events;
+constexpr KICounters::Kind kRequests = &KovaStatus::requests;
+
 // The JSON array of texts that are JSON.
 std::string arrayOf(const std::vector<std::string>& texts) {
   std::size_t length = 2;
@@ -75,14 +78,22 @@ bool KovaQueueManager::load() {
   if (journal_.isOpen())
     leftCalls_ = calls_.open(KIJournal::pathOfCallsFor(*persistentStore_), journaled->calls);
 
-  urls_.load(KovaPersistentStore::stringsIn(urls.value_or(Array())));
-  batches_.load(KovaPersistentStore::dictionariesIn(batches.value_or(Array())));
+  const auto storedUrls = KovaPersistentStore::stringsIn(urls.value_or(Array()));
+  counters_.take(kRequests, &KovaCounts::found, &KovaCounts::waiting, storedUrls.size());
+  counters_.move(kRequests, &KovaCounts::waiting, &KovaCounts::refused, urls_.load(storedUrls).size());
+  const auto storedBatches = KovaPersistentStore::dictionariesIn(batches.value_or(Array()));
+  for (const Batch& batch : storedBatches)
+    counters_.take(kEvents, &KovaCounts::found, &KovaCounts::waiting, messageCount(batch).value_or(0));
+  for (const Batch& batch : batches_.load(storedBatches))
+    counters_.move(kEvents, &KovaCounts::waiting, &KovaCounts::refused, messageCount(batch).value_or(0));
   auto meanwhile = std::exchange(queuedEvents_, {});
   texts_.clear();
   takeIn(mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       KovaPersistentStore::dictionariesIn(events.value_or(Array()))));
-  if (journaled->messages.empty() && meanwhile.empty()) return true;
+  const bool isAllStored = journaled->messages.empty() && meanwhile.empty();
   takeIn(std::move(journaled->messages));
+  counters_.take(kEvents, &KovaCounts::found, &KovaCounts::waiting, queuedEvents_.size());
+  if (isAllStored) return true;
   takeIn(std::move(meanwhile));
   // The oldest are dropped, unless they can become a batch.
   if (queuedEvents_.size() > limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
@@ -116,6 +127,7 @@ void KovaQueueManager::makeRoomForEvents(std::size_t count) {
   queuedEvents_.erase(queuedEvents_.begin(), queuedEvents_.begin() + excess);
   texts_.erase(texts_.begin(), texts_.begin() + excess);
   droppedSinceRewrite_ += static_cast<std::size_t>(excess);
+  counters_.move(kEvents, &KovaCounts::waiting, &KovaCounts::pushedOut, static_cast<std::size_t>(excess));
   if (droppedSinceRewrite_ < limits_.queuedEvents) return;
   droppedSinceRewrite_ = 0;
   calls_.writeDone();
@@ -129,14 +141,18 @@ std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(
 }
 
 void KovaQueueManager::enqueueUrlString(std::string_view url) {
-  if (!canEnqueueUrlString()) return;
+  const bool hasRoom = canEnqueueUrlString();
+  counters_.take(kRequests, &KovaCounts::accepted, hasRoom ? &KovaCounts::waiting : &KovaCounts::refused);
+  if (!hasRoom) return;
   urls_.push(url);
   urls_.persist();
 }
 
 void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
                                                      const KovaMessageBuilder& messageBuilder) {
-  if (canEnqueueUrlString()) {
+  const bool hasRoom = canEnqueueUrlString();
+  counters_.take(kRequests, &KovaCounts::accepted, hasRoom ? &KovaCounts::waiting : &KovaCounts::refused);
+  if (hasRoom) {
     urls_.pushFirst(url);
     urls_.persist();
   }
@@ -167,6 +183,7 @@ std::optional<NSURL> KovaQueueManager::dequeueUrlRelativeToUrl(const NSURL& base
       urls_.take(url->absoluteString());
     } else {
       urls_.drop();
+      counters_.move(kRequests, &KovaCounts::waiting, &KovaCounts::unsendable);
     }
   }
   urls_.persistUnsaved();
@@ -174,26 +191,36 @@ std::optional<NSURL> KovaQueueManager::dequeueUrlRelativeToUrl(const NSURL& base
 }
 
 void KovaQueueManager::requeueFailedUrl(const NSURL& url) {
+  counters_.add(kRequests, &KovaCounts::possiblyTwice);
   urls_.putBack(url.absoluteString());
   urls_.persist();
 }
 
-void KovaQueueManager::cleanUpSentUrl(const NSURL& url) { urls_.settle(url.absoluteString()); }
+void KovaQueueManager::cleanUpSentUrl(const NSURL& url) {
+  counters_.move(kRequests, &KovaCounts::waiting, &KovaCounts::delivered);
+  urls_.settle(url.absoluteString());
+}
 
 void KovaQueueManager::enqueueMessage(MutableDictionary message, std::span<const KICallLog::Number> calls) {
   if (queuedEvents_.size() >= limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
-  if (!canEnqueueMessage()) return calls_.noteJournaled(calls);
+  if (!canEnqueueMessage()) {
+    counters_.take(kEvents, &KovaCounts::accepted, &KovaCounts::refused);
+    return calls_.noteJournaled(calls);
+  }
   auto text = NSJSONSerialization::isValidJSONObject(message)
                   ? NSJSONSerialization::dataWithJSONObject(Dictionary(message))
                   : std::nullopt;
   if (!text) {
     KovaLogDebug("Failed to serialize request body data to JSON");
+    counters_.take(kEvents, &KovaCounts::accepted, &KovaCounts::unsendable);
     return calls_.noteJournaled(calls);
   }
+  counters_.take(kEvents, &KovaCounts::accepted, &KovaCounts::waiting);
   makeRoomForEvents(1);
   if (journal_.keep(*text, calls)) {
     calls_.noteJournaled(calls);
   } else {
+    counters_.add(kEvents, &KovaCounts::inMemory);
     callsInMemory_.insert(callsInMemory_.end(), calls.begin(), calls.end());
   }
   queuedEvents_.push_back(std::move(message));
@@ -206,7 +233,9 @@ bool KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNot
     return persistWhenNothingWasBatched && persistQueuedEvents();
   }
   const auto fileName = persistentStore_->saveJSONDataToDisk(arrayOf(texts_));
+  if (!fileName && !hasRoomForInlineBatch()) return persistWhenNothingWasBatched && persistQueuedEvents();
   if (fileName) {
+    messageCounts_[*fileName] = queuedEvents_.size();
     batches_.push({{kMessagesIdentifierKey, *fileName}});
   } else {
     batches_.push({{kMessagesKey, arrayOf(queuedEvents_)}});
@@ -246,9 +275,11 @@ std::optional<KovaQueueManager::Dequeued> KovaQueueManager::dequeueMessageJSONPa
     auto body = payloadFromMessageBatch(*next);
     if (body.isUnreadable()) break;
     if (body) {
+      countFound(*next, *body);
       dequeued = Dequeued{std::move(*body), batches_.take()};
     } else {
       KovaLogDebug("Failed to serialize request body data to JSON");
+      countUnreadable(*next);
       batches_.drop();
     }
   }
@@ -257,13 +288,16 @@ std::optional<KovaQueueManager::Dequeued> KovaQueueManager::dequeueMessageJSONPa
 }
 
 void KovaQueueManager::requeueFailedMessageBatch(const Batch& batch) {
+  counters_.add(kEvents, &KovaCounts::possiblyTwice, messageCount(batch).value_or(0));
   batches_.putBack(batch);
   batches_.persist();
 }
 
 void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
   batches_.settle(batch);
+  counters_.move(kEvents, &KovaCounts::waiting, &KovaCounts::delivered, messageCount(batch).value_or(0));
   if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) {
+    messageCounts_.erase(fileName->string().str());
     persistentStore_->removeJSONObjectDataFromDisk(fileName->text());
   }
 }
@@ -295,10 +329,11 @@ void KovaQueueManager::adoptLeftovers() {
   if (count > 0) KovaLogDebug("Took up %ld message batches that were left behind", static_cast<long>(count));
   auto waitingMessages = std::exchange(queuedEvents_, {});
   texts_.clear();
-  std::erase_if(waitingMessages, [&batched](const MutableDictionary& message) {
+  const auto erased = std::erase_if(waitingMessages, [&batched](const MutableDictionary& message) {
     const Value* id = stringIn(message, kIdKey);
     return id && batched.contains(id->text());
   });
+  counters_.giveBack(kEvents, &KovaCounts::found, &KovaCounts::waiting, erased);  // counted with their file
   takeIn(std::move(waitingMessages));
   if (count > 0 || !batched.empty()) persistQueuedEvents();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -14,6 +15,7 @@
 #include "platform/foundation/Value.h"
 #include "src/core/Threads.h"
 #include "src/storage/KICallLog.h"
+#include "src/storage/KICounters.h"
 #include "src/storage/KIJournal.h"
 #include "src/storage/KIStoredQueue.h"
 #include "src/storage/store/KovaPersistentStore.h"
@@ -109,6 +111,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   KICallLog& calls() { return calls_; }
   KICallLog::Left takeLeftCalls() KOVA_ON_MUTATION_QUEUE { return std::exchange(leftCalls_, {}); }
 
+  // Any thread.
+  const KICounters& counters() const { return counters_; }
+
   // Whether nothing waits to be sent, in flight or not.
   bool isEmpty() const KOVA_ON_MUTATION_QUEUE {
     return urls_.isEmpty() && batches_.isEmpty() && queuedEvents_.empty();
@@ -148,6 +153,11 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void takeIn(std::vector<platform::MutableDictionary> messages) KOVA_ON_MUTATION_QUEUE;
   // After messages have changed: their texts, here and in the journal.
   void writeTextsAnew() KOVA_ON_MUTATION_QUEUE;
+  // Of a batch; none for one of an earlier process that has not been read.
+  std::optional<std::size_t> messageCount(const Batch& batch) const KOVA_ON_MUTATION_QUEUE;
+  void countFound(const Batch& batch, std::string_view payload) KOVA_ON_MUTATION_QUEUE;
+  void countUnreadable(const Batch& batch) KOVA_ON_MUTATION_QUEUE;
+  bool hasRoomForInlineBatch() const KOVA_ON_MUTATION_QUEUE;
   void watchForAPageview() KOVA_ON_MUTATION_QUEUE;
   void sayThatMessagesWait() KOVA_ON_MUTATION_QUEUE;
 
@@ -163,6 +173,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   std::vector<KICallLog::Number> callsInMemory_ KOVA_OF_MUTATION_QUEUE;
   std::size_t droppedSinceRewrite_ KOVA_OF_MUTATION_QUEUE = 0;  // messages that the journal still holds
   KIStoredQueue<Batch> batches_ KOVA_OF_MUTATION_QUEUE;
+  KICounters counters_;
+  // In the batch files that this process has made or read.
+  std::map<std::string, std::size_t, std::less<>> messageCounts_ KOVA_OF_MUTATION_QUEUE;
   // An idle app does not write the same empty queue again and again.
   bool areEventsStoredEmpty_ KOVA_OF_MUTATION_QUEUE = false;
   std::weak_ptr<KovaTimer> pageviewWatch_ KOVA_OF_MUTATION_QUEUE;

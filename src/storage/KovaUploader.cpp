@@ -1,6 +1,7 @@
 #include "src/storage/KovaUploader.h"
 
 #include <atomic>
+#include <utility>
 
 #include "platform/net/NSHTTPURLResponse.h"
 #include "platform/uikit/UIApplication.h"
@@ -42,6 +43,17 @@ void logUnwelcomeAnswer(const NSURL& url, const std::shared_ptr<NSURLResponse>& 
     return;
   }
   KovaLogDebug("The answer has status %ld, and nothing is sent again: %@", answer->statusCode(), place(url));
+}
+
+void tellCounts(const KovaStatus& status) {
+  if (!KovaLoggingEnabled(kKovaLogLevelVerbose)) return;
+  for (const auto& [name, counts] :
+       {std::pair("Events", status.events), std::pair("Requests", status.requests)}) {
+    KovaLogVerbose(
+        "%@: %lu accepted and %lu found = %lu waiting, %lu delivered, %lu pushed out, %lu refused, %lu unsendable, %lu unreadable; %lu possibly twice",
+        name, counts.accepted, counts.found, counts.waiting, counts.delivered, counts.pushedOut,
+        counts.refused, counts.unsendable, counts.unreadable, counts.possiblyTwice);
+  }
 }
 
 // The cause of the line about the network that follows. Said once.
@@ -201,8 +213,9 @@ void KovaUploader::uploadEnded(Chain& chain, const Sent& sent, const std::shared
 }
 
 void KovaUploader::chainEnded(Chain& chain) {
-  chain.isSending = false;
+  const bool wasSending = std::exchange(chain.isSending, false);
   if (pixels_.isSending || messageBatches_.isSending) return;
+  if (wasSending) tellCounts(queueManager_->counters().status());
   for (const auto& done : std::exchange(whenIdle_, {})) done();
 }
 

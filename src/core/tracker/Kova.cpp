@@ -165,6 +165,10 @@ KovaFlushed Kova::flush(double seconds) {
                           {});
 }
 
+KovaStatus Kova::status() {
+  return ask<KovaStatus>("status", [](KovaTracker& tracker) { return tracker.status(); }, {}, {});
+}
+
 KovaFlushed Kova::shutdown(double seconds) {
   const auto shutDown = [seconds](KovaTracker& tracker) {
     const KovaFlushed flushed = tracker.flush(seconds);

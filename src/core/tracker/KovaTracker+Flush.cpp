@@ -49,6 +49,8 @@ KovaFlushed KovaTracker::flush(double seconds) {
   return {progress->isStored, progress->isSent};
 }
 
+KovaStatus KovaTracker::status() const { return queueManager_->counters().status(); }
+
 // After a change of user the new session has no pageview yet. Where the library makes pageviews itself, it
 // makes one now, so that the session's events can leave.
 void KovaTracker::injectPageviewForWaiting() {

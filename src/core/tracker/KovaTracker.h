@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Kova/KovaStatus.h>
+
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -79,6 +81,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
 
   // As Kova::flush.
   KovaFlushed flush(double seconds);
+
+  // As Kova::status.
+  KovaStatus status() const;
 
   bool isTrackingEnabled() const override { return isTrackingEnabled_; }
   void setTrackingEnabled(bool enabled) { isTrackingEnabled_ = enabled; }

@@ -1,0 +1,71 @@
+// What has become of the messages of batches; of those of earlier processes that is known when they are read.
+
+#include <utility>
+
+#include "src/storage/KovaQueueManager.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr KICounters::Kind kEvents = &KovaStatus::events;
+constexpr std::string_view kMessagesKey = "messages";
+constexpr std::string_view kMessagesIdentifierKey = "messagesIdentifier";
+// Without a place for files the batches lie in memory, and in one row that is written whole: a few, not 200.
+constexpr std::size_t kMostInlineBatches = 20;
+
+// The objects in the array of a body.
+std::size_t messagesIn(std::string_view payload) {
+  std::size_t count = 0;
+  int depth = 0;
+  bool isInString = false;
+  for (std::size_t i = 0; i < payload.size(); ++i) {
+    const char c = payload[i];
+    if (isInString && c == '\\') {
+      ++i;  // whatever it is, it ends no string
+      continue;
+    }
+    if (c == '"') isInString = !isInString;
+    if (isInString) continue;
+    if (c == '{' && ++depth == 2) ++count;
+    if (c == '}') --depth;
+  }
+  return count;
+}
+
+const Array* inlineMessages(const KovaQueueManager::Batch& batch) {
+  const Value* messages = batch.find(kMessagesKey);
+  return messages && messages->isArray() ? &messages->array() : nullptr;
+}
+
+std::string_view fileNameOf(const KovaQueueManager::Batch& batch) {
+  const Value* fileName = batch.find(kMessagesIdentifierKey);
+  return fileName ? fileName->text() : std::string_view();
+}
+
+}  // namespace
+
+std::optional<std::size_t> KovaQueueManager::messageCount(const Batch& batch) const {
+  if (const Array* messages = inlineMessages(batch)) return messages->size();
+  const auto known = messageCounts_.find(fileNameOf(batch));
+  return known == messageCounts_.end() ? std::nullopt : std::optional(known->second);
+}
+
+void KovaQueueManager::countFound(const Batch& batch, std::string_view payload) {
+  if (messageCount(batch)) return;
+  const std::size_t count = messagesIn(payload);
+  messageCounts_.emplace(fileNameOf(batch), count);
+  counters_.take(kEvents, &KovaCounts::found, &KovaCounts::waiting, count);
+}
+
+void KovaQueueManager::countUnreadable(const Batch& batch) {
+  if (const auto count = messageCount(batch))
+    return counters_.move(kEvents, &KovaCounts::waiting, &KovaCounts::unreadable, *count);
+  counters_.take(kEvents, &KovaCounts::found, &KovaCounts::unreadable);
+}
+
+bool KovaQueueManager::hasRoomForInlineBatch() const {
+  std::size_t count = 0;
+  batches_.forEach([&count](const Batch& batch) { count += inlineMessages(batch) != nullptr; });
+  return count < kMostInlineBatches;
+}
