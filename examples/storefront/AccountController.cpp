@@ -23,9 +23,9 @@ void AccountController::loadView() {
   greeting_ = style::text("Sign in to find your basket on all your devices.");
 
   const auto column = std::make_shared<Column>(style::kMargin);
-  column->setBackgroundColor(style::kPaper);
+  column->setBackgroundColor(style::colours().paper);
   column->add(style::title("Your account"), 36, 6);
-  column->add(greeting_, 40, 16);
+  column->add(greeting_, 40, 12);
   column->add(emailField_, style::kRowHeight, 12);
   column->add(signInButton_, style::kRowHeight);
   setView(column);

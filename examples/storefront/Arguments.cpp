@@ -15,6 +15,8 @@ constexpr const char* kUsage =
     "\n"
     "  --window             opens a window: mouse and keyboard, Ctrl-S shakes the device\n"
     "  --tablet             two scenes of the shop side by side\n"
+    "  --dark               the dark appearance\n"
+    "  --unmasked           pictures for the dashboard show what is ignored and redacted, too\n"
     "  --capture-url URL    where to send what is recorded\n"
     "  --visualizer-url URL where to pair with a dashboard\n"
     "  --open-url URL       the link that the app is opened with; with kova-ID://1/launch-ev the scripted user\n"
@@ -41,6 +43,8 @@ Arguments Arguments::parse(int argc, char** argv) {
   CommandLine("storefront", kUsage)
       .flag("--window", arguments.window)
       .flag("--tablet", arguments.tablet)
+      .flag("--dark", arguments.dark)
+      .flag("--unmasked", arguments.unmasked)
       .option("--capture-url", [&](const auto& value) { arguments.captureUrl = httpURL(value); })
       .option("--visualizer-url", [&](const auto& value) { arguments.visualizerUrl = httpURL(value); })
       .option("--open-url", [&](const auto& value) { arguments.openedUrl = anyURL(value); })

@@ -14,6 +14,8 @@ struct Arguments {
   std::string dataDirectory;                     // empty: the user's own folders
   bool window = false;
   bool tablet = false;
+  bool dark = false;
+  bool unmasked = false;
   double pause = 0;  // seconds between the steps of the story, beside what Kova needs
 
   // Ends the program with status 2 and a line on standard error when it cannot be understood, and with status

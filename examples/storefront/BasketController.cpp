@@ -25,7 +25,7 @@ void BasketController::describe(ClassBuilder<BasketController>& c) {
 
 void BasketController::loadView() {
   column_ = std::make_shared<Column>(style::kMargin);
-  column_->setBackgroundColor(style::kPaper);
+  column_->setBackgroundColor(style::colours().paper);
   checkOutButton_ = style::primaryButton("Check out");
   checkOutButton_->addTarget(shared_from_this(), SEL("checkOut:"), UIControlEvents::TouchUpInside);
   setView(column_);
@@ -52,7 +52,7 @@ void BasketController::showItems() {
 void BasketController::checkOut() {
   const auto self = std::static_pointer_cast<BasketController>(shared_from_this());
   const auto checkout = std::make_shared<CheckoutController>(basket_, self);
-  presentViewController(UINavigationController::create(checkout), true);
+  presentViewController(style::stackOf(checkout), true);
 }
 
 void BasketController::orderWasPlaced(CheckoutController& checkout) {

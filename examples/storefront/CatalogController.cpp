@@ -28,7 +28,7 @@ void CatalogController::describe(ClassBuilder<CatalogController>& c) {
 
 void CatalogController::loadView() {
   scrollView_ = UIScrollView::create();
-  scrollView_->setBackgroundColor(style::kPaper);
+  scrollView_->setBackgroundColor(style::colours().paper);
   for (const Product& product : Product::catalogue()) {
     const auto card = std::make_shared<ProductCard>(product);
     card->addTarget(shared_from_this(), SEL("openProduct:"), UIControlEvents::TouchUpInside);
@@ -40,16 +40,17 @@ void CatalogController::loadView() {
 
 void CatalogController::viewDidLayoutSubviews() {
   const double width = scrollView_->bounds().size.width;
-  const auto columns = std::max<std::size_t>(2, static_cast<std::size_t>(width / (kNarrowestCard + kGap)));
-  const double cardWidth = (width - kGap) / static_cast<double>(columns) - kGap;
+  const auto columns = std::max<std::size_t>(
+      2, static_cast<std::size_t>((width - 2 * style::kMargin + kGap) / (kNarrowestCard + kGap)));
+  const double cardWidth = (width - 2 * style::kMargin + kGap) / static_cast<double>(columns) - kGap;
   for (std::size_t i = 0; i < cards_.size(); ++i) {
     const auto column = static_cast<double>(i % columns);
     const auto row = static_cast<double>(i / columns);
-    cards_[i]->setFrame(CGRectMake(kGap + column * (cardWidth + kGap), kGap + row * (kCardHeight + kGap),
-                                   cardWidth, kCardHeight));
+    cards_[i]->setFrame(CGRectMake(style::kMargin + column * (cardWidth + kGap),
+                                   style::kMargin + row * (kCardHeight + kGap), cardWidth, kCardHeight));
   }
   const auto rows = static_cast<double>((cards_.size() + columns - 1) / columns);
-  scrollView_->setContentSize({width, kGap + rows * (kCardHeight + kGap)});
+  scrollView_->setContentSize({width, 2 * style::kMargin + rows * (kCardHeight + kGap) - kGap});
 }
 
 void CatalogController::openProduct(ProductCard* card) {

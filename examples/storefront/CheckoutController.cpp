@@ -38,7 +38,7 @@ void CheckoutController::loadView() {
   cancelButton_->addTarget(shared_from_this(), SEL("cancel:"), UIControlEvents::TouchUpInside);
 
   const auto column = std::make_shared<Column>(style::kMargin);
-  column->setBackgroundColor(style::kPaper);
+  column->setBackgroundColor(style::colours().paper);
   column->add(style::title(priceText(basket_->total())), 36, 16);
   column->add(style::text("Delivered to"), 20, 6);
   column->add(addressRow_, style::kRowHeight, 20);

@@ -17,12 +17,12 @@ ProductCard::ProductCard(const Product& product)
       picture_(std::make_shared<UIImageView>()),
       name_(std::make_shared<UILabel>(product.name)),
       price_(style::text(priceText(product.price))) {
-  setBackgroundColor(style::kCard);
+  setBackgroundColor(style::colours().card);
   setCornerRadius(14);
-  setBorder(1, style::kLine);
-  picture_->setImage(picture(product.drawing, product.colours.front()));
+  setBorder(1, style::colours().line);
+  picture_->setImage(picture(product.drawing, product.colours.front(), style::colours().ground));
   name_->setFont(UIFont::systemFont(15, UIFont::Weight::Medium));
-  name_->setTextColor(style::kInk);
+  name_->setTextColor(style::colours().ink);
   addSubview(picture_);
   addSubview(name_);
   addSubview(price_);

@@ -25,7 +25,7 @@ void ProductController::describe(ClassBuilder<ProductController>& c) {
 
 void ProductController::loadView() {
   picture_ = std::make_shared<UIImageView>();
-  picture_->setImage(picture(product_.drawing, product_.colours.front()));
+  picture_->setImage(picture(product_.drawing, product_.colours.front(), style::colours().ground));
   picture_->setAccessibilityLabel("Picture of " + product_.name);
   picture_->setUserInteractionEnabled(true);
   const auto swipe = UIGestureRecognizer::create<UISwipeGestureRecognizer>(this, SEL("showNextColour:"));
@@ -43,19 +43,20 @@ void ProductController::loadView() {
   note_ = style::text("Delivered in two days");
 
   const auto column = std::make_shared<Column>(style::kMargin);
-  column->setBackgroundColor(style::kPaper);
-  column->add(picture_, 250, 16);
-  column->add(style::title(product_.name + " · " + priceText(product_.price)), 30, 6);
-  column->add(style::text(product_.description), 42, 14);
+  column->setBackgroundColor(style::colours().paper);
+  column->setLead(picture_, 250);
+  column->add(style::title(product_.name), 30, 4);
+  column->add(style::text(priceText(product_.price)), Column::kFitting, 10);
+  column->add(style::text(product_.description), Column::kFitting, 16);
   column->add(sizeControl_, 36, 16);
   column->add(addToBasketButton_, style::kRowHeight, 10);
-  column->add(note_, 20);
+  column->add(note_, 22);
   setView(column);
 }
 
 void ProductController::showNextColour() {
   colour_ = (colour_ + 1) % product_.colours.size();
-  picture_->setImage(picture(product_.drawing, product_.colours[colour_]));
+  picture_->setImage(picture(product_.drawing, product_.colours[colour_], style::colours().ground));
 }
 
 void ProductController::chooseSize() { note_->setText("Delivered in two days"); }

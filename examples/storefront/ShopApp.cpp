@@ -4,6 +4,8 @@
 #include "examples/storefront/BasketController.h"
 #include "examples/storefront/CatalogController.h"
 #include "examples/storefront/Style.h"
+#include "examples/support/Icons.h"
+#include "platform/uikit/UIAppearance.h"
 
 using namespace platform;
 
@@ -11,10 +13,10 @@ namespace {
 
 constexpr double kGapBetweenScenes = 2;
 
-// A stack of screens that goes by the name of its first one.
-std::shared_ptr<UIViewController> stackOf(const std::shared_ptr<UIViewController>& root) {
-  const auto stack = UINavigationController::create(root);
-  stack->setTitle(root->title());
+std::shared_ptr<UIViewController> tab(const std::shared_ptr<UIViewController>& root, Icon sign) {
+  const auto stack = style::stackOf(root);
+  setTabBarItemImages(*stack->tabBarItem(), icon(sign, style::colours().muted),
+                      icon(sign, style::colours().accent));
   return stack;
 }
 
@@ -28,15 +30,15 @@ CGRect ShopApp::frameOfScene(int index, int count) {
 
 std::shared_ptr<UIWindowScene> ShopApp::openScene(CGRect frame) {
   const auto tabs = std::make_shared<UITabBarController>();
-  tabs->setViewControllers({stackOf(std::make_shared<CatalogController>(basket_)),
-                            stackOf(std::make_shared<BasketController>(basket_)),
-                            stackOf(std::make_shared<AccountController>())});
+  tabs->setViewControllers({tab(std::make_shared<CatalogController>(basket_), Icon::Shop),
+                            tab(std::make_shared<BasketController>(basket_), Icon::Basket),
+                            tab(std::make_shared<AccountController>(), Icon::Person)});
 
   const auto scene = std::make_shared<UIWindowScene>(frame);
   UIApplication::sharedApplication()->connectScene(scene);
   scene->activate();
   const auto window = UIWindow::create(scene);
-  window->setBackgroundColor(style::kPaper);
+  window->setBackgroundColor(style::colours().paper);
   window->setRootViewController(tabs);
   window->makeKeyAndVisible();
   windows_.push_back(window);

@@ -3,21 +3,26 @@
 #include <memory>
 #include <string>
 
+#include "examples/support/Drawing.h"
 #include "platform/uikit/UIKit.h"
 
 // The shop's colours, fonts and the parts that its screens are made of.
 namespace style {
 
-inline constexpr auto kInk = platform::Color::fromRGB(0x22282E);
-inline constexpr auto kMuted = platform::Color::fromRGB(0x6B737B);
-inline constexpr auto kPaper = platform::Color::fromRGB(0xFAF8F4);
-inline constexpr auto kCard = platform::Color::white();
-inline constexpr auto kLine = platform::Color::fromRGB(0xE4DFD6);
-inline constexpr auto kAccent = platform::Color::fromRGB(0x2F7D6B);
+struct Colours {
+  platform::Color ink, muted, paper, card, line, accent, onAccent, bar;
+  Ground ground;  // of pictures
+};
+// Of the light appearance, unless the dark one was chosen before the first screen was made.
+const Colours& colours();
+void chooseDark();
 
 inline constexpr double kMargin = 20;
 inline constexpr double kRowHeight = 48;
 
+// A stack of screens below the device's status bar, that goes by the name of its first one.
+std::shared_ptr<platform::UINavigationController> stackOf(
+    const std::shared_ptr<platform::UIViewController>& root);
 std::shared_ptr<platform::UILabel> title(const std::string& text);
 std::shared_ptr<platform::UILabel> text(const std::string& text);
 std::shared_ptr<platform::UIButton> primaryButton(const std::string& title);

@@ -11,6 +11,7 @@
 #include "examples/storefront/ShopApp.h"
 #include "examples/storefront/ShopEnrichment.h"
 #include "examples/storefront/Story.h"
+#include "examples/storefront/Style.h"
 #include "examples/support/DeviceWindow.h"
 #include "examples/support/SDLRunLoop.h"
 #include "platform/dispatch/ThreadScheduler.h"
@@ -56,6 +57,7 @@ void startKova(const Arguments& arguments, const std::shared_ptr<ShopEnrichment>
   options->setEventVisualizerWebSocketBaseUrl(arguments.visualizerUrl);
   options->setDebug(true);
   options->setEnableGestureAutocapture(true);
+  options->setMaskedPictures(!arguments.unmasked);
   options->setAutocaptureEnrichmentDelegate(enrichment);
   Kova::initialize(arguments.environment, options);
   Kova::changeInterval(kUploadInterval);
@@ -108,6 +110,7 @@ void tellStory(const Arguments& arguments) {
 
 int main(int argc, char** argv) {
   const Arguments arguments = Arguments::parse(argc, argv);
+  if (arguments.dark) style::chooseDark();
   try {
     if (arguments.window) {
       runInWindow(arguments);

@@ -1,8 +1,24 @@
 #include "examples/support/Column.h"
 
+#include <algorithm>
 #include <utility>
 
 using namespace platform;
+
+namespace {
+
+constexpr double kWidest = 480;  // points
+constexpr double kWideEnoughForTwo = 500;
+
+// The height that it takes.
+double place(UIView& view, double height, double left, double width, double top) {
+  const double taken = std::min(width, kWidest);
+  const double needed = height == Column::kFitting ? view.sizeThatFits({taken, 0}).height : height;
+  view.setFrame(CGRectMake(left + (width - taken) / 2, top, taken, needed));
+  return needed;
+}
+
+}  // namespace
 
 Column::Column(double margin) : margin_(margin) {}
 
@@ -17,11 +33,22 @@ void Column::removeAll() {
   rows_.clear();
 }
 
+void Column::setLead(std::shared_ptr<UIView> view, double height) {
+  addSubview(view);
+  lead_ = {std::move(view), height, margin_};
+  setNeedsLayout();
+}
+
 void Column::layoutSubviews() {
-  const double width = bounds().size.width - 2 * margin_;
-  double top = margin_;
+  double left = margin_, top = margin_, width = bounds().size.width - 2 * margin_;
+  if (lead_.view && bounds().size.width >= kWideEnoughForTwo) {
+    width = (width - margin_) / 2;
+    place(*lead_.view, std::min(lead_.height, width), left, width, top);
+    left += width + margin_;
+  } else if (lead_.view) {
+    top += place(*lead_.view, lead_.height, left, width, top) + lead_.gapBelow;
+  }
   for (const Row& row : rows_) {
-    row.view->setFrame(CGRectMake(margin_, top, width, row.height));
-    top += row.height + row.gapBelow;
+    top += place(*row.view, row.height, left, width, top) + row.gapBelow;
   }
 }

@@ -17,20 +17,20 @@ constexpr Color mixed(Color a, Color b, double part) {
 constexpr Color lighter(Color colour, double part) { return mixed(colour, Color::white(), part); }
 constexpr Color darker(Color colour, double part) { return mixed(colour, Color::black(), part); }
 
-void drawShirt(BitmapContext& sheet, Color colour) {
+void drawShirt(BitmapContext& sheet, Color colour, Color ground) {
   sheet.strokeLine({56, 50}, {32, 76}, colour, 26);
   sheet.strokeLine({104, 50}, {128, 76}, colour, 26);
   sheet.fillRoundedRect(CGRectMake(48, 38, 64, 92), 8, colour);
-  sheet.fillEllipse(CGRectMake(64, 26, 32, 26), lighter(colour, 0.86));
+  sheet.fillEllipse(CGRectMake(64, 26, 32, 26), ground);
   sheet.strokeLine({80, 54}, {80, 128}, darker(colour, 0.22), 2);
   for (const double y : {66, 84, 102, 120}) sheet.fillEllipse(CGRectMake(77, y, 6, 6), Color::white());
 }
 
-void drawBeanie(BitmapContext& sheet, Color colour) {
+void drawBeanie(BitmapContext& sheet, Color colour, Color ground) {
   sheet.fillEllipse(CGRectMake(66, 22, 28, 28), lighter(colour, 0.35));
   sheet.fillRoundedRect(CGRectMake(36, 44, 88, 90), 44, colour);
   for (const double x : {58, 80, 102}) sheet.strokeLine({x, 60}, {x, 96}, darker(colour, 0.15), 3);
-  sheet.fillRect(CGRectMake(30, 104, 100, 32), lighter(colour, 0.86));
+  sheet.fillRect(CGRectMake(30, 104, 100, 32), ground);
   sheet.fillRoundedRect(CGRectMake(28, 98, 104, 30), 12, darker(colour, 0.22));
 }
 
@@ -76,15 +76,16 @@ void drawNotebook(BitmapContext& sheet, Color colour) {
 
 }  // namespace
 
-std::shared_ptr<const Image> picture(Drawing drawing, Color colour) {
+std::shared_ptr<const Image> picture(Drawing drawing, Color colour, Ground ground) {
   BitmapContext sheet({kSide, kSide}, kPixelsPerPoint);
-  sheet.fillRoundedRect(CGRectMake(0, 0, kSide, kSide), 18, lighter(colour, 0.86));
+  const Color around = ground == Ground::Light ? lighter(colour, 0.86) : darker(colour, 0.7);
+  sheet.fillRoundedRect(CGRectMake(0, 0, kSide, kSide), 18, around);
   switch (drawing) {
     case Drawing::Shirt:
-      drawShirt(sheet, colour);
+      drawShirt(sheet, colour, around);
       break;
     case Drawing::Beanie:
-      drawBeanie(sheet, colour);
+      drawBeanie(sheet, colour, around);
       break;
     case Drawing::Backpack:
       drawBackpack(sheet, colour);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/graphics/BitmapContext.h"
+#include "platform/uikit/UIAppearance.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIControl.h"
 #include "platform/uikit/UILabel.h"
@@ -19,7 +20,6 @@ constexpr double kGap = 4;  // between title and message
 constexpr double kButtonHeight = 44;
 constexpr double kHairline = 0.5;
 constexpr double kCornerRadius = 14;
-constexpr UIColor kBox = UIColor::fromRGB(0xF5F5F5);
 constexpr UIColor kShade = UIColor::black().withAlpha(0.4);
 
 }  // namespace
@@ -33,7 +33,7 @@ class UIAlertController::ActionView : public UIControl {
     const bool isDestructive = action_->style() == UIAlertAction::Style::Destructive;
     label_->setText(action_->title());
     label_->setFont(Font::systemFont(17, isBold ? Font::Weight::Bold : Font::Weight::Regular));
-    label_->setTextColor(isDestructive ? UIColor::systemRed() : UIColor::systemBlue());
+    label_->setTextColor(isDestructive ? UIColor::systemRed() : UIAppearance::shared().tint);
     label_->setTextAlignment(TextAlignment::Center);
     addSubview(label_);
   }
@@ -51,8 +51,9 @@ class UIAlertController::ActionView : public UIControl {
   void drawRect(CGRect, BitmapContext& context) override {
     const CGSize size = bounds().size;
     if (isHighlighted()) context.fillRect(bounds(), UIColor::black().withAlpha(0.1));
-    context.fillRect(CGRectMake(0, 0, size.width, kHairline), UIColor::separator());
-    if (lineAtLeft_) context.fillRect(CGRectMake(0, 0, kHairline, size.height), UIColor::separator());
+    context.fillRect(CGRectMake(0, 0, size.width, kHairline), UIAppearance::shared().separator);
+    if (lineAtLeft_)
+      context.fillRect(CGRectMake(0, 0, kHairline, size.height), UIAppearance::shared().separator);
   }
 
  private:
@@ -70,7 +71,10 @@ class UIAlertController::View : public UIView {
 
   View() : UIView(UIScreen::mainScreen().bounds()) {
     setBackgroundColor(kShade);
-    box_->setBackgroundColor(kBox);
+    const UIAppearance& appearance = UIAppearance::shared();
+    box_->setBackgroundColor(appearance.alert);
+    title_->setTextColor(appearance.label);
+    message_->setTextColor(appearance.label);
     box_->setCornerRadius(kCornerRadius);
     box_->setClipsToBounds(true);
     addSubview(box_);

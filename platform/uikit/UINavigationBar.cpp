@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/graphics/BitmapContext.h"
+#include "platform/uikit/UIAppearance.h"
 #include "platform/uikit/UIButton.h"
 
 namespace platform {
@@ -12,7 +13,6 @@ namespace {
 
 constexpr double kMargin = 8;
 constexpr double kChevron = 14;  // the room for it
-constexpr UIColor kBackground = UIColor::fromRGB(0xF9F9F9);
 
 // A chevron to the left and a title.
 class BackButton : public UIButton {
@@ -26,7 +26,7 @@ class BackButton : public UIButton {
   }
 
   void drawRect(CGRect, BitmapContext& context) override {
-    const UIColor tint = UIColor::systemBlue().withAlpha(isHighlighted() ? 0.3 : 1);
+    const UIColor tint = UIAppearance::shared().tint.withAlpha(isHighlighted() ? 0.3 : 1);
     const double middle = CGRectGetMidY(bounds());
     context.strokeLine({kChevron - 4, middle - 8}, {2, middle}, tint, 2.5);
     context.strokeLine({2, middle}, {kChevron - 4, middle + 8}, tint, 2.5);
@@ -40,7 +40,8 @@ class BackButton : public UIButton {
 
 UINavigationBar::UINavigationBar(const std::shared_ptr<NSObject>& target)
     : title_(std::make_shared<UILabel>()), backButton_(std::make_shared<BackButton>()) {
-  setBackgroundColor(kBackground);
+  setBackgroundColor(UIAppearance::shared().bar);
+  title_->setTextColor(UIAppearance::shared().label);
   title_->setFont(Font::boldSystemFont(17));
   title_->setTextAlignment(TextAlignment::Center);
   backButton_->titleLabel()->setFont(Font::systemFont(17));
@@ -98,7 +99,7 @@ void UINavigationBar::layoutSubviews() {
 
 void UINavigationBar::drawRect(CGRect, BitmapContext& context) {
   const CGSize size = bounds().size;
-  context.fillRect(CGRectMake(0, size.height - 0.5, size.width, 0.5), UIColor::separator());
+  context.fillRect(CGRectMake(0, size.height - 0.5, size.width, 0.5), UIAppearance::shared().separator);
 }
 
 }  // namespace platform

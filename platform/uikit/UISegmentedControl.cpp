@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "platform/graphics/BitmapContext.h"
+#include "platform/uikit/UIAppearance.h"
 #include "platform/uikit/UIImageView.h"
 #include "platform/uikit/UILabel.h"
 #include "platform/uikit/UITouch.h"
@@ -26,6 +27,7 @@ class UISegment : public UIView {
  public:
   explicit UISegment(String title) : label_(std::make_shared<UILabel>(std::move(title))) {
     label_->setTextAlignment(TextAlignment::Center);
+    label_->setTextColor(UIAppearance::shared().label);
     label_->setFont(Font::systemFont(14, Font::Weight::Medium));
     addSubview(label_);
   }
@@ -60,7 +62,7 @@ void UISegmentedControl::describe(ClassBuilder<UISegmentedControl>& c) {
 }
 
 UISegmentedControl::UISegmentedControl(CGRect frame) : UIControl(frame) {
-  setBackgroundColor(UIColor::systemGray5());
+  setBackgroundColor(UIAppearance::shared().segments);
   setCornerRadius(kCornerRadius);
 }
 
@@ -130,13 +132,15 @@ void UISegmentedControl::drawRect(CGRect, BitmapContext& context) {
     if (i == selectedSegmentIndex_ || i - 1 == selectedSegmentIndex_) continue;
     const CGRect segment = frameOfSegment(i);
     context.strokeLine({segment.origin.x, CGRectGetMinY(segment) + kCornerRadius},
-                       {segment.origin.x, CGRectGetMaxY(segment) - kCornerRadius}, UIColor::separator(), 1);
+                       {segment.origin.x, CGRectGetMaxY(segment) - kCornerRadius},
+                       UIAppearance::shared().separator, 1);
   }
   if (selectedSegmentIndex_ == kNoSegment) return;
   const CGRect lozenge = CGRectInset(frameOfSegment(selectedSegmentIndex_), kBorder, kBorder);
   context.fillRoundedRect(CGRectOffset(lozenge, 0, 1), kCornerRadius - 1, UIColor::black().withAlpha(0.12));
+  const UIAppearance& appearance = UIAppearance::shared();
   context.fillRoundedRect(lozenge, kCornerRadius - 1,
-                          isEnabled() ? UIColor::white() : UIColor::systemGray5());
+                          isEnabled() ? appearance.chosenSegment : appearance.segments);
 }
 
 CGRect UISegmentedControl::frameOfSegment(int index) const {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/graphics/BitmapContext.h"
+#include "platform/uikit/UIAppearance.h"
 #include "platform/uikit/UIControl.h"
 #include "platform/uikit/UILabel.h"
 
@@ -11,16 +12,35 @@ namespace platform {
 namespace {
 
 constexpr double kButtonHeight = 49;
-constexpr UIColor kBackground = UIColor::fromRGB(0xF9F9F9);
+constexpr double kPicture = 24;
+constexpr double kTitleBelowPicture = 16;
+constexpr char kImagesKey = 0;  // its address is the key
+
+// The pictures of an item, kept with it: few items have any.
+class TabImages : public NSObject {
+  NS_OBJECT(TabImages, NSObject)
+
+ public:
+  TabImages(std::shared_ptr<const Image> usual, std::shared_ptr<const Image> whileSelected)
+      : image(std::move(usual)), selected(std::move(whileSelected)) {}
+  const std::shared_ptr<const Image> image, selected;
+};
 
 }  // namespace
 
-// A control with a label for its title.
+void setTabBarItemImages(UITabBarItem& item, std::shared_ptr<const Image> image,
+                         std::shared_ptr<const Image> selected) {
+  setAssociatedObject(item, &kImagesKey, std::make_shared<TabImages>(std::move(image), std::move(selected)));
+}
+
+// A control with a label for its title, and a picture where the item has one.
 class UITabBar::Button : public UIControl {
   NS_OBJECT_NAMED(Button, UIControl, "UITabBarButton")
 
  public:
-  Button() : label_(std::make_shared<UILabel>()) {
+  explicit Button(const UITabBarItem& item)
+      : images_(std::static_pointer_cast<TabImages>(associatedObject(item, &kImagesKey))),
+        label_(std::make_shared<UILabel>()) {
     label_->setTextAlignment(TextAlignment::Center);
     setSelected(false);
     addSubview(label_);
@@ -33,17 +53,31 @@ class UITabBar::Button : public UIControl {
   }
   void setSelected(bool selected) override {
     UIControl::setSelected(selected);
-    label_->setTextColor(selected ? UIColor::systemBlue() : UIColor::systemGray());
-    label_->setFont(Font::systemFont(14, selected ? Font::Weight::Bold : Font::Weight::Medium));
+    const UIAppearance& appearance = UIAppearance::shared();
+    label_->setTextColor(selected ? appearance.tint : appearance.unselected);
+    label_->setFont(
+        Font::systemFont(images_ ? 11 : 14, selected ? Font::Weight::Bold : Font::Weight::Medium));
   }
-  void layoutSubviews() override { label_->setFrame(bounds()); }
+  void layoutSubviews() override {
+    const CGSize size = bounds().size;
+    const double height = images_ ? kTitleBelowPicture : size.height;
+    label_->setFrame(CGRectMake(0, size.height - height, size.width, height));
+  }
+  void drawRect(CGRect rect, BitmapContext& context) override {
+    if (!images_) return;
+    const double room = rect.size.height - kTitleBelowPicture;
+    const CGRect place =
+        CGRectMake((rect.size.width - kPicture) / 2, (room - kPicture) / 2 + 2, kPicture, kPicture);
+    context.drawImage(isSelected() ? *images_->selected : *images_->image, place);
+  }
 
  private:
+  const std::shared_ptr<const TabImages> images_;  // null for none
   const std::shared_ptr<UILabel> label_;
 };
 
 UITabBar::UITabBar(std::weak_ptr<NSObject> target) : target_(std::move(target)) {
-  setBackgroundColor(kBackground);
+  setBackgroundColor(UIAppearance::shared().bar);
 }
 
 UITabBar::~UITabBar() = default;
@@ -55,7 +89,7 @@ void UITabBar::setItems(std::vector<std::shared_ptr<UITabBarItem>> items) {
   items_ = std::move(items);
   for (const auto& item : items_) {
     item->addObserver(weak_from_this(), "title", this);
-    const auto button = std::make_shared<Button>();
+    const auto button = std::make_shared<Button>(*item);
     button->setTitle(item->title());
     button->addTarget(target_.lock(), SEL("_tabBarItemClicked:"), UIControlEvents::TouchUpInside);
     buttons_.push_back(button);
@@ -89,7 +123,7 @@ void UITabBar::layoutSubviews() {
 }
 
 void UITabBar::drawRect(CGRect, BitmapContext& context) {
-  context.fillRect(CGRectMake(0, 0, bounds().size.width, 0.5), UIColor::separator());
+  context.fillRect(CGRectMake(0, 0, bounds().size.width, 0.5), UIAppearance::shared().separator);
 }
 
 }  // namespace platform

@@ -6,6 +6,7 @@
 #include "platform/foundation/NSNotificationCenter.h"
 #include "platform/foundation/Text.h"
 #include "platform/graphics/BitmapContext.h"
+#include "platform/uikit/UIAppearance.h"
 #include "platform/uikit/UIKeyboard.h"
 #include "platform/uikit/UITouch.h"
 
@@ -13,7 +14,7 @@ namespace platform {
 
 namespace {
 
-constexpr double kMargin = 8;
+constexpr double kMargin = 16;
 constexpr double kHeight = 34;
 constexpr double kCornerRadius = 6;
 constexpr double kCaretWidth = 2;
@@ -173,12 +174,13 @@ void UITextField::drawRect(CGRect, BitmapContext& context) {
   room.size.width -= 2 * kMargin;
   context.clip(room);
 
-  const TextStyle style{.font = kFont, .color = isEnabled() ? UIColor::label() : UIColor::placeholderText()};
+  const UIAppearance& appearance = UIAppearance::shared();
+  const TextStyle style{.font = kFont, .color = isEnabled() ? appearance.label : appearance.placeholder};
   const std::string shown = shownText();
   const double textWidth = sizeOfText(shown, kFont).width;
   if (shown.empty() && placeholder_) {
     TextStyle grey = style;
-    grey.color = UIColor::placeholderText();
+    grey.color = appearance.placeholder;
     context.drawText(*placeholder_, room, grey);
   }
   // While the user edits, the end of a long text is what is seen.
@@ -190,7 +192,7 @@ void UITextField::drawRect(CGRect, BitmapContext& context) {
   const double caretHeight = kFont.size * 1.2;
   context.fillRect(
       CGRectMake(line.origin.x + textWidth, CGRectGetMidY(room) - caretHeight / 2, kCaretWidth, caretHeight),
-      UIColor::systemBlue());
+      appearance.tint);
 }
 
 }  // namespace platform
