@@ -12,7 +12,7 @@ function(kova_platform_library target)
   target_include_directories(
     ${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kova>)
   # The libraries stand side by side and find each other, wherever they are moved to.
-  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${kova_interface_version}
                                              BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
   if(BUILD_SHARED_LIBS AND UNIX AND NOT APPLE)
     set(symbols ${PROJECT_SOURCE_DIR}/platform/exported-symbols.map)
@@ -32,6 +32,9 @@ target_link_libraries(KovaPlatform PRIVATE PkgConfig::utf8proc SQLite::SQLite3 O
 # needed; a static one is linked into every host of the platform.
 function(kova_separate_part target layer)
   cmake_parse_arguments(PART "" "ENTRY;ASKED_BY;DEFINITION" "LIBRARIES" ${ARGN})
+  foreach(side IN ITEMS ${layer} ${PART_ASKED_BY})
+    target_compile_definitions(platform_${side} PRIVATE PLATFORM_VERSION_OF_PARTS=${kova_entry_version})
+  endforeach()
   kova_platform_library(${target} $<TARGET_OBJECTS:platform_${layer}>)
   target_link_libraries(${target} PUBLIC KovaPlatform PRIVATE ${PART_LIBRARIES})
   if(BUILD_SHARED_LIBS)
@@ -39,7 +42,7 @@ function(kova_separate_part target layer)
                                PRIVATE ${PART_DEFINITION}="$<TARGET_SONAME_FILE_NAME:${target}>")
   else()
     # Nothing but the entry asks for the archive, and that weakly.
-    target_link_options(${target} INTERFACE LINKER:-u,$<$<PLATFORM_ID:Darwin>:_>${PART_ENTRY})
+    target_link_options(${target} INTERFACE LINKER:-u,$<$<PLATFORM_ID:Darwin>:_>${PART_ENTRY}_${kova_entry_version})
     target_link_libraries(KovaPlatform INTERFACE ${target})
   endif()
 endfunction()
@@ -54,4 +57,4 @@ add_library(KovaSimulator $<TARGET_OBJECTS:platform_simulator>)
 add_library(Kova::Simulator ALIAS KovaSimulator)
 kova_compile_options(KovaSimulator)
 target_link_libraries(KovaSimulator PUBLIC KovaPlatform)
-set_target_properties(KovaSimulator PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+set_target_properties(KovaSimulator PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${kova_interface_version})

@@ -2,6 +2,10 @@
 
 include(GNUInstallDirs)
 
+string(REPLACE "." "_" kova_entry_version ${PROJECT_VERSION})
+# Within a minor version what was linked goes on working.
+set(kova_interface_version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+
 # kova_compile_options(<target>): language level, warnings, sanitizers.
 function(kova_compile_options target)
   target_compile_features(${target} PUBLIC cxx_std_20)

@@ -1,5 +1,9 @@
 #pragma once
 
+#if __cplusplus < 202002L
+#error "Kova needs C++20: compile with -std=c++20, or set CMAKE_CXX_STANDARD to 20."
+#else
+
 #include <Kova/KovaArguments.h>
 #include <Kova/KovaConstants.h>
 #include <Kova/KovaHost.h>
@@ -118,6 +122,9 @@ class KOVA_EXPORT Kova {
   // thread.
   static bool eraseStored(KovaText envId);
 
+  // Whether a failure of its own has ended the library for this process, as it has in a forked child.
+  static bool hasFailed();
+
   // Records an event of the app's own.
   static void track(KovaText event);
   static void track(KovaText event, const KovaProperties& properties);
@@ -142,3 +149,5 @@ class KOVA_EXPORT Kova {
   static void removeEventProperty(KovaText name);
   static void clearEventProperties();
 };
+
+#endif

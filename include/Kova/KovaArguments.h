@@ -31,14 +31,14 @@ class KovaText {
   std::string_view text_;
 };
 
-// A dictionary of properties: {{"plan", "pro"}, {"seats", 3}}. nullptr and {} are nil, which is taken in
-// silence. Whatever else becomes a Value compiles, and is discarded with a line in the debug log, the null
-// marker Value() too.
+// A dictionary of properties: {{"plan", "pro"}, {"seats", 3}}, or a std::map, … of a host's own. An optional
+// value without a value leaves its property out. nullptr and {} are nil, which is taken in silence. Whatever
+// else becomes a Value compiles, and is discarded with a line in the debug log, the null marker Value() too.
 class KovaProperties {
  public:
   KovaProperties() = default;
   KovaProperties(std::nullptr_t) {}
-  KovaProperties(std::initializer_list<platform::Entry> entries) : value_(entries) {}
+  KovaProperties(std::initializer_list<platform::DictionaryItem> items) : value_(items) {}
   KovaProperties(std::optional<platform::Value> value) : value_(std::move(value)) {}
   template <std::convertible_to<platform::Value> T>
   requires(!std::same_as<std::remove_cvref_t<T>, std::nullptr_t>) KovaProperties(T&& value)

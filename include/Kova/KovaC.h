@@ -44,8 +44,8 @@ typedef enum kova_status {
   KOVA_OK = 0,
   KOVA_INVALID = 1, /* an argument is no text, no number, no JSON object, no environment id, a null handle */
   KOVA_UNKNOWN = 2, /* there is no setting of that name and kind */
-  KOVA_FAILED = 3 /* memory is short; what fails in the library itself is in the log, and it then does nothing
-                     any more */
+  KOVA_FAILED = 3   /* memory is short, or the library has failed: the log says why, and it does nothing any
+                       more in this process, as in a child that it has forked */
 } kova_status;
 
 typedef struct kova_settings kova_settings;

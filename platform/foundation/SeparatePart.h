@@ -2,8 +2,6 @@
 
 #include <atomic>
 
-#include "platform/runtime/Mutex.h"
-
 namespace platform {
 
 // A shared library that is loaded when something of it is first wanted, and stays. Looked for beside the
@@ -19,9 +17,8 @@ class SeparateLibrary {
 
  private:
   const char* const name_;
-  Mutex mutex_;
-  void* handle_ PLATFORM_GUARDED_BY(mutex_) = nullptr;
-  bool isFailureTold_ PLATFORM_GUARDED_BY(mutex_) = false;
+  std::atomic<void*> handle_ = nullptr;
+  std::atomic<bool> isFailureTold_ = false;
 };
 
 // A part of the platform that a host pays for when it uses it: everything behind one abstract class, entered

@@ -1,6 +1,7 @@
 #include "platform/foundation/Value.h"
 
 #include <algorithm>
+#include <span>
 #include <unordered_map>
 
 #include "platform/foundation/Decimal.h"
@@ -33,29 +34,26 @@ const Entry* findEntry(const Entry* first, const Entry* last, std::string_view k
   });
 }
 
-// The entries without those whose key is given again: the last value wins, in the place of the first.
-std::vector<Entry> withoutRepeatedKeys(std::initializer_list<Entry> given) {
+// The entries that have a value, without those whose key is given again: the last value wins, in the place of
+// the first.
+std::vector<Entry> entriesOf(std::span<const DictionaryItem> given) {
   std::vector<Entry> entries;
   entries.reserve(given.size());
-  if (given.size() <= kScannedKeys) {
-    for (const Entry& entry : given) {
-      auto same = std::find_if(entries.begin(), entries.end(),
-                               [&](const Entry& e) { return e.first == entry.first; });
-      if (same == entries.end()) {
-        entries.push_back(entry);
-      } else {
-        same->second = entry.second;
-      }
-    }
-    return entries;
-  }
   std::unordered_map<const Value*, std::size_t, KeyHash, KeyEqual> places;
-  for (const Entry& entry : given) {
-    const auto [place, isNew] = places.try_emplace(&entry.first, entries.size());
-    if (isNew) {
-      entries.push_back(entry);
+  const bool areMany = given.size() > kScannedKeys;
+  const auto placeOf = [&](const Value& key) {
+    if (areMany) return places.try_emplace(&key, entries.size()).first->second;
+    const auto isSame = [&key](const Entry& entry) { return entry.first == key; };
+    const auto same = std::find_if(entries.begin(), entries.end(), isSame);
+    return static_cast<std::size_t>(same - entries.begin());
+  };
+  for (const DictionaryItem& item : given) {
+    if (!item.value) continue;
+    const std::size_t place = placeOf(item.key);
+    if (place == entries.size()) {
+      entries.emplace_back(item.key, *item.value);
     } else {
-      entries[place->second].second = entry.second;
+      entries[place].second = *item.value;
     }
   }
   return entries;
@@ -70,8 +68,13 @@ Array::Array(std::vector<Value> items)
 
 const Value& Array::operator[](std::size_t index) const { return items_->at(index); }
 
-Dictionary::Dictionary(std::initializer_list<Entry> entries) {
-  if (entries.size() > 0) entries_ = std::make_shared<const std::vector<Entry>>(withoutRepeatedKeys(entries));
+Dictionary::Dictionary(std::initializer_list<DictionaryItem> items) : Dictionary(ofItems(items)) {}
+
+Dictionary Dictionary::ofItems(std::span<const DictionaryItem> items) {
+  Dictionary made;
+  std::vector<Entry> entries = entriesOf(items);
+  if (!entries.empty()) made.entries_ = std::make_shared<const std::vector<Entry>>(std::move(entries));
+  return made;
 }
 
 Dictionary::Dictionary(MutableDictionary&& entries) {
@@ -87,8 +90,8 @@ const Value* Dictionary::find(std::string_view key) const {
   return entry == end() ? nullptr : &entry->second;
 }
 
-MutableDictionary::MutableDictionary(std::initializer_list<Entry> entries)
-    : entries_(withoutRepeatedKeys(entries)) {}
+MutableDictionary::MutableDictionary(std::initializer_list<DictionaryItem> items)
+    : entries_(entriesOf(items)) {}
 
 MutableDictionary::MutableDictionary(const Dictionary& entries) : entries_(entries.begin(), entries.end()) {}
 

@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -21,12 +22,49 @@ namespace platform {
 class NSObject;
 class Value;
 class MutableDictionary;
+struct DictionaryItem;
 using Entry = std::pair<Value, Value>;
 
 template <class T>
 concept WholeNumber =
     std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> &&
     !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
+
+// The C++ library's containers, maps, durations and system times, by their shape: their headers stay out.
+// clang-format off
+template <class T>
+concept Container = !std::convertible_to<const T&, std::string_view> && requires(const T& items) {
+  typename T::value_type;
+  items.begin() != items.end();
+  requires std::same_as<std::remove_cvref_t<decltype(*items.begin())>, typename T::value_type>;
+  requires !std::same_as<T, typename T::value_type>;
+};
+template <class T>
+concept Map = Container<T> && requires {
+  typename T::key_type;
+  typename T::mapped_type;
+};
+template <class T>
+concept Duration = requires(const T& time) {
+  time.count() * T::period::num / T::period::den;
+};
+template <class T>
+concept SystemTime = Duration<typename T::duration> && requires(const T& time) {
+  time.time_since_epoch();
+  &T::clock::to_time_t;
+};
+// clang-format on
+// What stands in a container: a value, or an optional one.
+template <class T>
+struct Held {
+  using Type = T;
+};
+template <class T>
+struct Held<std::optional<T>> {
+  using Type = T;
+};
+template <class T>
+concept Member = std::convertible_to<const typename Held<T>::Type&, Value>;
 
 // An immutable, ordered list of values. Copies share one list.
 class Array {
@@ -50,7 +88,8 @@ class Array {
 class Dictionary {
  public:
   Dictionary() = default;
-  Dictionary(std::initializer_list<Entry> entries);
+  Dictionary(std::initializer_list<DictionaryItem> items);
+  static Dictionary ofItems(std::span<const DictionaryItem> items);
   // Takes the entries over, without copying them.
   explicit Dictionary(MutableDictionary&& entries);
   explicit Dictionary(const MutableDictionary& entries);
@@ -73,8 +112,10 @@ class Dictionary {
 // is large is shared and immutable.
 //
 // Literals convert: {{"plan", "pro"}, {"trial", true}, {"seats", 3}} is a dictionary, Array{1, 2} an array. A
-// char is text of one character. A boolean is never an integer. "No value" (nil) is not a Value: it is
-// std::nullopt of std::optional<Value>.
+// char is text of one character. A boolean is never an integer. So does what the C++ library has: a vector, a
+// list, a set is an array, a map a dictionary, a duration its seconds, a time of the system clock a date.
+// "No value" (nil) is not a Value: it is std::nullopt of std::optional<Value>. In a container, a map or the
+// items of a dictionary an optional without a value is left out.
 class Value {
  public:
   struct Null {
@@ -96,11 +137,19 @@ class Value {
   Value(NSDate date) : data_(date) {}
   Value(Array items) : data_(std::move(items)) {}
   Value(Dictionary entries) : data_(std::move(entries)) {}
-  Value(std::initializer_list<Entry> entries) : data_(Dictionary(entries)) {}
+  Value(std::initializer_list<DictionaryItem> items) : data_(Dictionary(items)) {}
   template <std::derived_from<NSObject> T>
   Value(std::shared_ptr<T> object) {
     if (object) data_ = std::static_pointer_cast<NSObject>(std::move(object));
   }
+  template <Container T>
+  requires(!Map<T> && Member<typename T::value_type>) Value(const T& items) : data_(arrayOf(items)) {}
+  template <Map T>
+  requires(Member<typename T::key_type>&& Member<typename T::mapped_type>) Value(const T& entries)
+      : data_(dictionaryOf(entries)) {}
+  Value(const Duration auto& duration) : data_(secondsOf(duration)) {}
+  Value(const SystemTime auto& time)
+      : data_(NSDate::withTimeIntervalSince1970(secondsOf(time.time_since_epoch()))) {}
 
   bool isNull() const { return is<Null>(); }
   bool isBoolean() const { return is<bool>(); }
@@ -156,15 +205,33 @@ class Value {
   }
   static Data fromReal(float real) { return real; }
   static Data fromReal(std::floating_point auto real) { return static_cast<double>(real); }
+  static double secondsOf(const Duration auto& duration) {
+    using Period = typename std::remove_cvref_t<decltype(duration)>::period;
+    return static_cast<double>(duration.count()) * Period::num / Period::den;
+  }
+  static Array arrayOf(const Container auto& items);
+  static Dictionary dictionaryOf(const Map auto& entries);
 
   Data data_;
+};
+
+// An entry as it is written down: {"seats", 3}, or with an optional value, {"coupon", order.coupon}.
+struct DictionaryItem {
+  DictionaryItem(Value itemKey, Value itemValue) : key(std::move(itemKey)), value(std::move(itemValue)) {}
+  template <Member T>
+  DictionaryItem(Value itemKey, const std::optional<T>& itemValue)
+      : key(std::move(itemKey)),
+        value(itemValue ? std::optional<Value>(std::in_place, *itemValue) : std::nullopt) {}
+
+  Value key;
+  std::optional<Value> value;
 };
 
 // A dictionary under construction, owned by one thread at a time. Keeps insertion order.
 class MutableDictionary {
  public:
   MutableDictionary() = default;
-  MutableDictionary(std::initializer_list<Entry> entries);
+  MutableDictionary(std::initializer_list<DictionaryItem> items);
   explicit MutableDictionary(const Dictionary& entries);
 
   void reserve(std::size_t count) { entries_.reserve(count); }
@@ -198,6 +265,25 @@ inline const Entry* Dictionary::end() const {
 }
 
 inline bool Dictionary::isSameObject(const Dictionary& other) const { return entries_ == other.entries_; }
+
+Array Value::arrayOf(const Container auto& items) {
+  using Item = typename std::remove_cvref_t<decltype(items)>::value_type;
+  std::vector<Value> values;
+  for (const Item& item : items) {
+    if constexpr (std::same_as<typename Held<Item>::Type, Item>) {
+      values.emplace_back(item);
+    } else if (item) {
+      values.emplace_back(*item);
+    }
+  }
+  return Array(std::move(values));
+}
+
+Dictionary Value::dictionaryOf(const Map auto& entries) {
+  std::vector<DictionaryItem> items;
+  for (const auto& [key, value] : entries) items.emplace_back(key, value);
+  return Dictionary::ofItems(items);
+}
 
 // "%@" of a value that may be missing: "(null)" for no value, else its description.
 std::string description(const std::optional<Value>& value);

@@ -3,13 +3,14 @@
 #include <atomic>
 
 #include "platform/foundation/SeparatePart.h"
+#include "platform/runtime/Export.h"
 
 #ifndef PLATFORM_DRAWING_LIBRARY  // of static libraries
 #define PLATFORM_DRAWING_LIBRARY nullptr
 #endif
 
 // Programs that have the part linked in define it.
-extern "C" __attribute__((weak)) platform::Drawing* platformDrawing();
+extern "C" __attribute__((weak)) platform::Drawing* PLATFORM_ENTRY(platformDrawing)();
 
 namespace platform {
 
@@ -49,8 +50,8 @@ std::atomic<Drawing*> installed = nullptr;
 // Null where there is none.
 Drawing* find() {
   if (Drawing* const drawing = installed.load(std::memory_order_acquire)) return drawing;
-  static auto& part =
-      *new SeparatePart<Drawing>(platformDrawing, PLATFORM_DRAWING_LIBRARY, "platformDrawing");
+  static auto& part = *new SeparatePart<Drawing>(PLATFORM_ENTRY(platformDrawing), PLATFORM_DRAWING_LIBRARY,
+                                                 PLATFORM_ENTRY_NAME(platformDrawing));
   return part.get();
 }
 

@@ -73,6 +73,3 @@ class Drawing {
 };
 
 }  // namespace platform
-
-// The drawing of platform/drawing. Only Drawing::current() asks for it.
-extern "C" platform::Drawing* platformDrawing();

@@ -27,6 +27,3 @@ class WebSockets {
 };
 
 }  // namespace platform
-
-// Those of platform/sockets. Only WebSockets::available() asks for them.
-extern "C" platform::WebSockets* platformWebSockets();

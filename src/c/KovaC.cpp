@@ -46,6 +46,9 @@ kova_status attempt(Work&& work) noexcept {
   }
 }
 
+// Of a call of the facade, which says nothing itself.
+kova_status outcome() { return Kova::hasFailed() ? KOVA_FAILED : KOVA_OK; }
+
 // Runs a call of the facade, which needs the text.
 template <class Call>
 kova_status withText(const char* text, std::size_t length, Call&& call) noexcept {
@@ -53,7 +56,7 @@ kova_status withText(const char* text, std::size_t length, Call&& call) noexcept
     const auto given = textOf(text, length);
     if (!given) return KOVA_INVALID;
     call(*given);
-    return KOVA_OK;
+    return outcome();
   });
 }
 
@@ -61,7 +64,7 @@ template <class Call>
 kova_status plain(Call&& call) noexcept {
   return attempt([&] {
     call();
-    return KOVA_OK;
+    return outcome();
   });
 }
 
@@ -253,7 +256,7 @@ kova_status kova_start(const char* environment, size_t length, const kova_settin
     } catch (const platform::NSException&) {
       return KOVA_INVALID;  // the one that the facade throws: no environment id
     }
-    return KOVA_OK;
+    return outcome();
   });
 }
 

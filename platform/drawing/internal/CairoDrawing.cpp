@@ -30,7 +30,7 @@ class CairoDrawing : public Drawing {
 
 }  // namespace platform
 
-extern "C" PLATFORM_EXPORT platform::Drawing* platformDrawing() {
+extern "C" PLATFORM_EXPORT platform::Drawing* PLATFORM_ENTRY(platformDrawing)() {
   static platform::Drawing& drawing = *new platform::CairoDrawing;
   return &drawing;
 }

@@ -21,7 +21,7 @@ class BeastWebSockets : public WebSockets {
 
 }  // namespace platform
 
-extern "C" PLATFORM_EXPORT platform::WebSockets* platformWebSockets() {
+extern "C" PLATFORM_EXPORT platform::WebSockets* PLATFORM_ENTRY(platformWebSockets)() {
   static platform::WebSockets& sockets = *new platform::BeastWebSockets;
   return &sockets;
 }

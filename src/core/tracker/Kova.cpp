@@ -151,6 +151,11 @@ void Kova::setTrackingEnabled(bool enabled) {
   forward("setTrackingEnabled:", [enabled](KovaTracker& tracker) { tracker.setTrackingEnabled(enabled); });
 }
 
+bool Kova::hasFailed() {
+  return kova::guarded(
+      {"Kova", "hasFailed"}, [] { return false; }, true);
+}
+
 bool Kova::isTrackingEnabled() {
   return ask(
       "isTrackingEnabled", [](KovaTracker& tracker) { return tracker.isTrackingEnabled(); }, false, false);

@@ -1,7 +1,7 @@
 #include "platform/foundation/SeparatePart.h"
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -30,6 +30,11 @@ TEST(SeparateLibraryTest, WhatIsMissingIsToldOnceAndLookedForAgain) {
   ASSERT_TRUE(dladdr(reinterpret_cast<void*>(&getpid), &libc));
   std::filesystem::create_symlink(libc.dli_fname, path);
   EXPECT_TRUE(library.find("getpid"));
+
+  SeparateLibrary ofAnotherVersion(path.c_str());
+  EXPECT_FALSE(ofAnotherVersion.find("getpid_9_0_0"));
+  EXPECT_THAT(log.back(), testing::MatchesRegex("A library is of another version: .*getpid_9_0_0.*"));
+  SystemLog::setSink(nullptr);
   EXPECT_FALSE(SeparateLibrary(nullptr).find("getpid"));
 }
 

@@ -2,10 +2,15 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <list>
+#include <map>
+#include <set>
 #include <tuple>
+#include <unordered_map>
 
 #include "platform/runtime/NSObject.h"
 
@@ -56,6 +61,32 @@ TEST(ValueTest, KeepsTheKindOfALiteral) {
     EXPECT_EQ(value.className(), className);
   }
   EXPECT_THROW(Value("3").integer(), std::bad_variant_access);
+}
+
+TEST(ValueTest, TakesWhatTheCppLibraryHas) {
+  using namespace std::chrono_literals;
+  using Lists = std::map<std::string, std::vector<int>>;
+  const std::optional<int> none;
+  const std::pair<Value, Value> cases[] = {
+      {std::vector<std::string>{"a", "b"}, Array{"a", "b"}},
+      {std::vector{true, false}, Array{true, false}},
+      {std::vector{std::vector{1}, {}}, Array{Array{1}, Array{}}},
+      {std::list{std::optional(1), none, std::optional(3)}, Array{1, 3}},
+      {std::set{2, 1}, Array{1, 2}},
+      {Lists{{"b", {1, 2}}, {"a", {}}}, {{"a", Array{}}, {"b", Array{1, 2}}}},
+      {std::unordered_map<std::string_view, const char*>{{"plan", "pro"}}, {{"plan", "pro"}}},
+      {std::map<int, std::optional<int>>{{1, 2}, {3, none}}, {{1, 2}}},
+      {{{"seats", none}, {"rows", std::optional(4)}, {"plan", std::optional<Value>()}}, {{"rows", 4}}},
+      {1500ms, 1.5},
+      {std::chrono::hours(2), 7200.0},
+      {std::chrono::sys_days(std::chrono::year(2026) / 1 / 1), kDate},
+      {std::chrono::system_clock::from_time_t(1767225600) + 0ms, kDate}};
+  for (const auto& [given, expected] : cases) {
+    EXPECT_EQ(given, expected) << given.description();
+    EXPECT_EQ(given.className(), expected.className());
+  }
+  static_assert(!std::convertible_to<std::chrono::steady_clock::time_point, Value>, "it is no date");
+  static_assert(!std::convertible_to<std::optional<int>, Value>, "nothing is no value");
 }
 
 TEST(ValueTest, ComparesDeeplyAndNumbersByTheirValue) {

@@ -1,6 +1,8 @@
 // The class that the host calls: what it refuses, what it answers when it can do nothing, and that no
 // exception but one ever leaves it.
 
+#include <Kova/KovaC.h>
+
 #include "platform/foundation/NSException.h"
 #include "platform/net/NSURLError.h"
 #include "src/core/KIBailer.h"
@@ -133,6 +135,7 @@ TEST_F(FacadeTest, NoOptionsAreDefaultOptions) {
   device.start(nullptr);
   device.drain();
   EXPECT_TRUE(Kova::isTrackingEnabled());
+  EXPECT_EQ(kova_track("Checkout", KOVA_WHOLE, nullptr), KOVA_OK);
   EXPECT_THAT(Kova::userId().value(), MatchesRegex(kIds));
   EXPECT_THAT(Kova::sessionId().value(), MatchesRegex(kIds));
   EXPECT_EQ(Kova::identity(), std::nullopt);
@@ -270,6 +273,7 @@ TEST_P(WayInTest, AnExceptionIsReportedAndEndsTheLibraryButNotTheHost) {
   EXPECT_EQ(Kova::identity(), std::nullopt);
   EXPECT_EQ(Kova::sessionId(), std::nullopt);
   EXPECT_FALSE(Kova::isTrackingEnabled());
+  EXPECT_EQ(kova_track("Checkout", KOVA_WHOLE, nullptr), KOVA_FAILED);
   EXPECT_EQ(Kova::libVersion(), "9.0.0");
   EXPECT_EQ(storedText("userId"), stored);
   EXPECT_EQ(device.service.requestCount(), 3u);
