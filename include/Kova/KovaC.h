@@ -120,7 +120,7 @@ KOVA_C_API size_t kova_identity(char* buffer, size_t size); /* percent-encoded *
 KOVA_C_API size_t kova_session_id(char* buffer, size_t size);
 
 /* A figure of Kova/KovaStatus.h by its name: "events.delivered", "requests.pushedOut". -1 for any other. */
-KOVA_C_API long long kova_count(const char* name);
+KOVA_C_API long kova_count(const char* name);
 
 KOVA_C_API kova_status kova_set_tracking_enabled(int is_enabled);
 KOVA_C_API int kova_is_tracking_enabled(void);

@@ -292,10 +292,10 @@ size_t kova_user_id(char* buffer, size_t size) { return copied(Kova::userId(), b
 size_t kova_identity(char* buffer, size_t size) { return copied(Kova::identity(), buffer, size); }
 size_t kova_session_id(char* buffer, size_t size) { return copied(Kova::sessionId(), buffer, size); }
 
-long long kova_count(const char* name) {
-  long long count = -1;
+long kova_count(const char* name) {
+  long count = -1;
   attempt([&] {
-    if (const auto found = name ? countNamed(name) : std::nullopt) count = static_cast<long long>(*found);
+    if (const auto found = name ? countNamed(name) : std::nullopt) count = static_cast<long>(*found);
     return KOVA_OK;
   });
   return count;
