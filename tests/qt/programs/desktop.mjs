@@ -42,9 +42,9 @@ export class Desktop {
   }
 
   /** Starts a program with Kova in it, or without. Its `end` resolves to { status, output, errors }. */
-  launch(program, { withKova = true, environment = {} } = {}) {
-    const command = withKova ? [process.env.KOVA_RUN, '--env', '11', '--capture-url', this.url, program] : [program];
-    const child = this.#spawn(command, { env: { ...this.#environment, ...environment } });
+  launch(program, { withKova = true, words = [], environment = {} } = {}) {
+    const kovaRun = withKova ? [process.env.KOVA_RUN, '--env', '11', '--capture-url', this.url] : [];
+    const child = this.#spawn([...kovaRun, program, ...words], { env: { ...this.#environment, ...environment } });
     const said = { output: '', errors: '' };
     child.stdout.setEncoding('utf8').on('data', (text) => (said.output += text));
     child.stderr.setEncoding('utf8').on('data', (text) => (said.errors += text));
@@ -60,18 +60,21 @@ export class Desktop {
     await this.#xdotool(['mousemove', '--sync', '--window', window, ...at, 'click', '1']);
   }
 
+  async type(text) {
+    await this.#xdotool(['type', text]);
+  }
+
   #xdotool(words) {
     return run('xdotool', words, { env: this.#environment, timeout: WINDOW_MS });
   }
 
   /** What the service received, once `isEnough(records)`; the test's own limit ends the waiting. */
   async received(isEnough) {
-    let [last, records] = [0, []];
-    for (;;) {
-      const part = await (await fetch(`${this.url}/received/records.json?since=${last}`)).json();
-      records = [...records, ...part.records.map(({ record }) => record)];
-      last = part.last;
+    const get = async (path) => (await fetch(this.url + path)).json();
+    for (let [last, run] = [0, '']; ; ) {
+      const { records } = await get('/_/records');
       if (isEnough(records)) return records;
+      ({ last, run } = await get(`/received/records.json?since=${last}&run=${run}`)); // answers as soon as there is more
     }
   }
 
