@@ -29,7 +29,11 @@ class DispatchQueue {
   // the order, but a queue that sleeps is not woken for it. It runs with what wakes the queue next: other
   // work, a timer, or somebody who waits for the queue to be idle. Saves the caller the system call of waking
   // a thread.
-  virtual void asyncLazily(Work work) = 0;
+  virtual void asyncLazily(Work work) { async(std::move(work)); }
+
+  // As async(), for work that many callers bring and nobody waits for: a queue that has run such work lately
+  // looks for more by itself, every 2 ms for 20 ms, and is not woken. One that sleeps is.
+  virtual void asyncSoon(Work work) { async(std::move(work)); }
 
   // Any thread. Runs the work on this queue once, `seconds` of uptime from now (0 if negative); the clock on
   // the wall does not matter. Never null.

@@ -34,6 +34,11 @@ void NSOperationQueue::addOperationLazily(NSBlockOperation operation) {
   if (!hold(operation.block_)) runner().asyncLazily(std::move(operation.block_));
 }
 
+void NSOperationQueue::addOperationSoon(NSBlockOperation operation) {
+  if (isMainQueue()) return addOperation(std::move(operation));
+  if (!hold(operation.block_)) runner().asyncSoon(std::move(operation.block_));
+}
+
 bool NSOperationQueue::hold(Work& block) {
   if (!isSuspended()) return false;
   MutexLock lock(mutex_);

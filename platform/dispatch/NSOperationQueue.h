@@ -48,6 +48,8 @@ class NSOperationQueue : public std::enable_shared_from_this<NSOperationQueue> {
   void addOperationWithBlock(Work block);
   // Leaves a queue that sleeps asleep; see DispatchQueue::asyncLazily. The main queue is always woken.
   void addOperationLazily(NSBlockOperation operation);
+  // Likewise, see DispatchQueue::asyncSoon.
+  void addOperationSoon(NSBlockOperation operation);
 
   // While suspended, what is added waits, and runs in its order afterwards; what after() brings runs all the
   // same. Any thread; not for the main queue.

@@ -256,7 +256,6 @@ class SimulatedScheduler::Queue final : public DispatchQueue {
   ~Queue() override { core_->removeTimersOf(owner_); }
 
   void async(Work work) override { core_->add(owner_, std::move(work)); }
-  void asyncLazily(Work work) override { async(std::move(work)); }
 
   std::shared_ptr<DispatchTimer> after(double seconds, Work work) override {
     const double deadline = core_->uptime() + (seconds > 0 ? seconds : 0);

@@ -114,4 +114,15 @@ void performLazily(KISerialStateQueue& queue, Self& self, const char* selector, 
       Place(self, selector)));
 }
 
+// On the mutation queue, a few milliseconds later at most; see platform::DispatchQueue::asyncSoon.
+template <class Self, class Block>
+void performSoon(KISerialStateQueue& queue, Self& self, const char* selector, Block block) {
+  queue.addOperationSoon(KOVA_safeBlockOperationWithBlock(
+      [self = platform::retained(self), block = std::move(block)]() mutable {
+        mutationQueue.isHere();
+        block(*self);
+      },
+      Place(self, selector)));
+}
+
 }  // namespace kova

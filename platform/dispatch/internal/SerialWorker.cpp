@@ -1,7 +1,9 @@
 #include "platform/dispatch/internal/SerialWorker.h"
 
 #include <pthread.h>
+#include <sched.h>
 
+#include <algorithm>
 #include <thread>
 #include <utility>
 
@@ -17,12 +19,22 @@ thread_local const SerialWorker* currentWorker = nullptr;
 // A batch larger than this gives back its bookkeeping too, not only its works.
 constexpr std::size_t kLargeBatch = 1024;
 
+constexpr double kRest = 0.002;  // seconds
+constexpr int kRests = 10;
+
 // The system takes 15 characters; the end of a reverse-domain label tells more than its beginning.
 void nameThread(const std::string& label) {
   constexpr std::size_t kLongestName = 15;
   std::string name = label;
   if (name.size() > kLongestName) name = name.substr(name.rfind('.') + 1);
   pthread_setname_np(pthread_self(), name.substr(0, kLongestName).c_str());
+}
+
+// Keeps the thread from taking the processor of whoever gives it work, as the system lets a thread do that
+// has slept. A real-time class that it inherited goes, too.
+void stepBack() {
+  const sched_param none{};
+  sched_setscheduler(0, SCHED_BATCH, &none);
 }
 
 }  // namespace
@@ -33,7 +45,19 @@ void SerialWorker::add(Work work) {
     MutexLock lock(mutex_);
     startIfNeeded();
     queued_.push_back(std::move(work));
-    wake = takeSleep();
+    wake = takeWait();
+  }
+  if (wake) wake_.notifyOne();
+}
+
+void SerialWorker::addSoon(Work work) {
+  bool wake;
+  {
+    MutexLock lock(mutex_);
+    startIfNeeded();
+    queued_.push_back(std::move(work));
+    restsLeft_ = kRests;
+    wake = wait_ == Wait::Sleep && takeWait();
   }
   if (wake) wake_.notifyOne();
 }
@@ -51,7 +75,7 @@ SerialWorker::Timers::Key SerialWorker::addTimer(double deadline, Work work) {
     MutexLock lock(mutex_);
     startIfNeeded();
     key = timers_.add(deadline, std::move(work));
-    wake = *timers_.first() == key && takeSleep();
+    wake = *timers_.first() == key && takeWait();
   }
   if (wake) wake_.notifyOne();
   return key;
@@ -68,13 +92,13 @@ void SerialWorker::close() {
   MutexLock lock(mutex_);
   closed_ = true;
   std::swap(dropped, timers_);
-  if (takeSleep()) wake_.notifyOne();
+  if (takeWait()) wake_.notifyOne();
 }
 
 void SerialWorker::waitUntilIdle() {
   MutexLock lock(mutex_);
   ++idleWaiters_;
-  if (!queued_.empty() && takeSleep()) wake_.notifyOne();  // what was added lazily
+  if (!queued_.empty() && takeWait()) wake_.notifyOne();  // what was added lazily
   while (busy_ || !queued_.empty()) idle_.wait(mutex_);
   --idleWaiters_;
 }
@@ -88,11 +112,12 @@ void SerialWorker::startIfNeeded() {
   started_ = true;
 }
 
-bool SerialWorker::takeSleep() { return std::exchange(asleep_, false); }
+bool SerialWorker::takeWait() { return std::exchange(wait_, Wait::None) != Wait::None; }
 
 void SerialWorker::runOnThread() noexcept {
   currentWorker = this;
   nameThread(label_);
+  if (qualityOfService_ == QualityOfService::Background) stepBack();
   std::deque<Work> batch;
   while (waitForWork(batch)) {
     const bool large = batch.size() > kLargeBatch;
@@ -120,14 +145,25 @@ bool SerialWorker::waitForWork(std::deque<Work>& batch) {
     if (idleWaiters_ > 0) idle_.notifyAll();
     if (closed_) return false;
 
-    asleep_ = true;
-    if (timer) {
-      wake_.waitUntil(mutex_, deviceTimePoint(timer->deadline));
-    } else {
-      wake_.wait(mutex_);
-    }
-    asleep_ = false;
+    wait(timer ? std::optional(timer->deadline) : std::nullopt);
   }
+}
+
+void SerialWorker::wait(std::optional<double> timerDeadline) {
+  auto deadline = timerDeadline;
+  wait_ = Wait::Sleep;
+  if (restsLeft_ > 0) {
+    --restsLeft_;
+    wait_ = Wait::Rest;
+    const double end = deviceUptime() + kRest;
+    deadline = std::min(end, timerDeadline.value_or(end));
+  }
+  if (deadline) {
+    wake_.waitUntil(mutex_, deviceTimePoint(*deadline));
+  } else {
+    wake_.wait(mutex_);
+  }
+  wait_ = Wait::None;
 }
 
 // Timers that were due when the batch before them had run. Each is taken when its turn comes, so that one can

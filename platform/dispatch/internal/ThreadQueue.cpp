@@ -28,13 +28,15 @@ class WorkerTimer final : public DispatchTimer {
 
 ThreadQueue::ThreadQueue(std::string label, QualityOfService qualityOfService)
     : DispatchQueue(std::move(label), qualityOfService),
-      worker_(std::make_shared<SerialWorker>(this->label())) {}
+      worker_(std::make_shared<SerialWorker>(this->label(), qualityOfService)) {}
 
 ThreadQueue::~ThreadQueue() { worker_->close(); }
 
 void ThreadQueue::async(Work work) { worker_->add(std::move(work)); }
 
 void ThreadQueue::asyncLazily(Work work) { worker_->addLazily(std::move(work)); }
+
+void ThreadQueue::asyncSoon(Work work) { worker_->addSoon(std::move(work)); }
 
 std::shared_ptr<DispatchTimer> ThreadQueue::after(double seconds, Work work) {
   const auto key = worker_->addTimer(deviceUptime() + validDelay(seconds), std::move(work));

@@ -14,6 +14,7 @@ class ThreadQueue final : public DispatchQueue {
 
   void async(Work work) override;
   void asyncLazily(Work work) override;
+  void asyncSoon(Work work) override;
   std::shared_ptr<DispatchTimer> after(double seconds, Work work) override;
   void waitUntilIdle() override;
   void waitForQueued() override;

@@ -15,6 +15,16 @@ void KovaTracker::performSafelyOnMutationQueueWithBlock(const char* selector, Bl
 }
 
 template <class Block>
+void KovaTracker::recordSafelyOnMutationQueueWithBlock(const char* selector, Block block) {
+  kova::performSoon(*mutationQueue_, *this, selector,
+                    [block = std::move(block)](KovaTracker& tracker) mutable {
+                      kova::mutationQueue.isHere();
+                      if (!tracker.isStopped_) return block(tracker);
+                      block(*tracker.inForce());
+                    });
+}
+
+template <class Block>
 void KovaTracker::performSafelyOnMutationQueueLazilyWithBlock(const char* selector, Block block) {
   kova::performLazily(*mutationQueue_, *this, selector, std::move(block));
 }

@@ -171,6 +171,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   // The same without waking a queue that sleeps: the block runs with what is queued next, and is given this
   // tracker.
   template <class Block>
+  void recordSafelyOnMutationQueueWithBlock(const char* selector, Block block);
+  template <class Block>
   void performSafelyOnMutationQueueLazilyWithBlock(const char* selector, Block block);
   // Runs block(tracker) at once on the main thread; from elsewhere it is queued there.
   template <class Block>

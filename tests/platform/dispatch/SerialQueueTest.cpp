@@ -239,6 +239,25 @@ TEST_F(SerialQueueTest, AnIdleQueueSleepsUntilItsTimer) {
   EXPECT_TRUE(kept(done));
 }
 
+TEST_F(SerialQueueTest, SoonWorkIsFoundByAQueueThatRestsAndWakesOneThatSleeps) {
+  const auto queue = makeQueue();
+  pid_t thread = 0;
+  for (int i = 0; i < 100; ++i) {
+    std::promise<void> done;
+    queue->asyncSoon([&] {
+      thread = gettid();
+      done.set_value();
+    });
+    ASSERT_TRUE(kept(done));
+    if (i % 10 != 0) continue;
+    EXPECT_TRUE(eventually([&] {  // it has rested long enough, and sleeps
+      const std::string before = voluntarySwitches(thread);
+      mainLoop.runFor(0.02);
+      return voluntarySwitches(thread) == before;
+    }));
+  }
+}
+
 TEST_F(SerialQueueTest, ABurstGivesItsMemoryBack) {
   const auto queue = makeQueue();
   ASSERT_TRUE(settle(*queue));

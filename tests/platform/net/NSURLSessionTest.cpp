@@ -234,7 +234,6 @@ class FaultyQueue : public DispatchQueue {
   }
   void open() { opened_.set_value(); }
 
-  void asyncLazily(Work work) override { async(std::move(work)); }
   std::shared_ptr<DispatchTimer> after(double, Work) override { return nullptr; }
   void waitUntilIdle() override {}
   void waitForQueued() override {}
