@@ -205,9 +205,9 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
 void KovaTracker::consumeTouchEvent(std::shared_ptr<KITouchEvent> event) {
   event->releaseViews();
   if (event->calls().empty()) note(*event);
-  performSafelyOnMutationQueueWithBlock("consumeTouchEvent:",
-                                        [event = std::move(event)](KovaTracker& tracker)
-                                            KOVA_ON_MUTATION_QUEUE { tracker.enqueueTouchEvent(*event); });
+  performSafelyOnMutationQueueSoonWithBlock(
+      "consumeTouchEvent:", [event = std::move(event)](KovaTracker& tracker)
+                                KOVA_ON_MUTATION_QUEUE { tracker.enqueueTouchEvent(*event); });
 }
 
 void KovaTracker::enqueueTouchEvent(const KITouchEvent& event) {

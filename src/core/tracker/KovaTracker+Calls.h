@@ -50,7 +50,7 @@ std::uint64_t KovaTracker::note(Call call, const Arguments&... arguments) const 
 
 template <class Block>
 void KovaTracker::performNotedOnMutationQueue(const char* selector, std::uint64_t call, Block block) {
-  performSafelyOnMutationQueueWithBlock(
+  performSafelyOnMutationQueueSoonWithBlock(
       selector, [call, block = std::move(block)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE mutable {
         block(tracker);
         tracker.queueManager_->calls().noteDone(call);

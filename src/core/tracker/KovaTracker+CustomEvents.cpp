@@ -164,7 +164,7 @@ void KovaTracker::trackCustomEvent(CustomEvent event) {
 void KovaTracker::consumeCustomEvent(CustomEvent event, ActiveScreen screen) {
   if (event.call == KICallLog::kNotNoted) event.call = note(event, &screen);
   const char* const selector = event.fromSelector;
-  recordSafelyOnMutationQueueWithBlock(
+  performSafelyOnMutationQueueSoonWithBlock(
       selector, [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker)
                     KOVA_ON_MUTATION_QUEUE mutable { tracker.enqueueCustomEvent(event, std::move(screen)); });
 }

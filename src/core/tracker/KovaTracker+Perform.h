@@ -6,22 +6,22 @@
 #include "src/core/tracker/KovaTracker.h"
 
 template <class Block>
-void KovaTracker::performSafelyOnMutationQueueWithBlock(const char* selector, Block block) {
-  kova::perform(*mutationQueue_, *this, selector, [block = std::move(block)](KovaTracker& tracker) mutable {
+auto KovaTracker::forTheOneInForce(Block block) {
+  return [block = std::move(block)](KovaTracker& tracker) mutable {
     kova::mutationQueue.isHere();
     if (!tracker.isStopped_) return block(tracker);
     block(*tracker.inForce());
-  });
+  };
 }
 
 template <class Block>
-void KovaTracker::recordSafelyOnMutationQueueWithBlock(const char* selector, Block block) {
-  kova::performSoon(*mutationQueue_, *this, selector,
-                    [block = std::move(block)](KovaTracker& tracker) mutable {
-                      kova::mutationQueue.isHere();
-                      if (!tracker.isStopped_) return block(tracker);
-                      block(*tracker.inForce());
-                    });
+void KovaTracker::performSafelyOnMutationQueueWithBlock(const char* selector, Block block) {
+  kova::perform(*mutationQueue_, *this, selector, forTheOneInForce(std::move(block)));
+}
+
+template <class Block>
+void KovaTracker::performSafelyOnMutationQueueSoonWithBlock(const char* selector, Block block) {
+  kova::performSoon(*mutationQueue_, *this, selector, forTheOneInForce(std::move(block)));
 }
 
 template <class Block>

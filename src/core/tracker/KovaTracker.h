@@ -168,10 +168,13 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   // belongs to the session that is in force. (KovaTracker+Perform.h)
   template <class Block>
   void performSafelyOnMutationQueueWithBlock(const char* selector, Block block);
-  // The same without waking a queue that sleeps: the block runs with what is queued next, and is given this
-  // tracker.
+  // The same for what the host calls often and does not wait for: a few milliseconds later at most.
   template <class Block>
-  void recordSafelyOnMutationQueueWithBlock(const char* selector, Block block);
+  void performSafelyOnMutationQueueSoonWithBlock(const char* selector, Block block);
+  template <class Block>
+  static auto forTheOneInForce(Block block);
+  // As the first without waking a queue that sleeps: the block runs with what is queued next, and is given
+  // this tracker.
   template <class Block>
   void performSafelyOnMutationQueueLazilyWithBlock(const char* selector, Block block);
   // Runs block(tracker) at once on the main thread; from elsewhere it is queued there.
