@@ -15,11 +15,26 @@
 #include "platform/qt/QtEditing.h"
 #include "platform/qt/QtGestures.h"
 #include "platform/qt/QtGuard.h"
+#include "platform/qt/QtProxies.h"
 #include "platform/qt/QtScreens.h"
 #include "platform/qt/QtTouches.h"
 #include "platform/qt/QtTree.h"
+#include "platform/qt/QtWidgetKinds.h"
+#include "platform/uikit/UITextField.h"
 
 namespace platform {
+
+namespace {
+
+// Asked before the user can have the password shown.
+void noteIfForPasswords(QWidget& part) {
+  QWidget& widget = shownWidget(part);
+  if (!isForPasswords(widget)) return;
+  const auto field = std::dynamic_pointer_cast<UITextField>(QtProxies::shared().viewOf(widget));
+  if (field) field->hasBeenSecureTextEntry();
+}
+
+}  // namespace
 
 void QtEvents::seeAll() {
   const QWidgetList widgets = QApplication::allWidgets();
@@ -120,6 +135,7 @@ void QtEvents::inputComes(QWidget& widget, const QEvent& event) {
   QtEditing::shared().inputComes(&widget);
   QtActions::shared().comes(widget, event);
   if (event.type() != QEvent::KeyPress) return;
+  noteIfForPasswords(widget);
   const int key = static_cast<const QKeyEvent&>(event).key();
   if (key == Qt::Key_Return || key == Qt::Key_Enter) QtEditing::shared().returnPressed(widget);
 }
@@ -128,6 +144,7 @@ void QtEvents::polished(QWidget& widget) {
   if (isOwn(widget)) return;
   QtActions::shared().watch(widget);
   QtEditing::shared().watch(widget);
+  noteIfForPasswords(widget);
 }
 
 void QtEvents::shown(QWidget& widget) {

@@ -53,7 +53,12 @@ void UITextField::setPlaceholder(std::optional<String> placeholder) {
 
 void UITextField::setSecureTextEntry(bool secure) {
   secureTextEntry_ = secure;
+  hasBeenSecureTextEntry();
   setNeedsDisplay();
+}
+
+bool UITextField::hasBeenSecureTextEntry() {
+  return hasBeenSecureTextEntry_ = hasBeenSecureTextEntry_ || isSecureTextEntry();
 }
 
 bool UITextField::becomeFirstResponder() {

@@ -48,6 +48,9 @@ class PLATFORM_EXPORT UITextField : public UIControl {
   // Dots instead of the text on the screen, nothing to assistive technology.
   virtual bool isSecureTextEntry() const { return secureTextEntry_; }
   void setSecureTextEntry(bool secure);
+  // What the user has had shown is no less a password. Where the toolkit keeps isSecureTextEntry(), it has
+  // been when this is asked.
+  bool hasBeenSecureTextEntry();
   bool isEditing() const { return isFirstResponder(); }
   // Held weakly.
   void setDelegate(std::weak_ptr<UITextFieldDelegate> delegate) { delegate_ = std::move(delegate); }
@@ -79,6 +82,7 @@ class PLATFORM_EXPORT UITextField : public UIControl {
   std::optional<String> placeholder_;
   std::weak_ptr<UITextFieldDelegate> delegate_;
   bool secureTextEntry_ = false;
+  bool hasBeenSecureTextEntry_ = false;
   bool editing_ = false;  // begun, and not ended
 };
 

@@ -2,8 +2,6 @@
 
 #include <Kova/KovaOptions.h>
 
-#include <memory>
-
 #include "platform/uikit/UITextField.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
 
@@ -13,14 +11,10 @@ namespace {
 
 constexpr unsigned kHidingRules =
     kKovaIgnoreRuleIgnore | kKovaIgnoreRuleRedactText | kKovaIgnoreRuleRedactAccessibilityLabel;
-constexpr char kWasSecureKey = 0;  // its address is the key
 
 bool isForPasswords(UIView& view) {
-  if (!view.isKindOfClass(UITextField::classObject())) return false;
-  if (associatedObject(view, &kWasSecureKey)) return true;
-  if (!static_cast<const UITextField&>(view).isSecureTextEntry()) return false;
-  setAssociatedObject(view, &kWasSecureKey, std::make_shared<NSObject>());
-  return true;
+  return view.isKindOfClass(UITextField::classObject()) &&
+         static_cast<UITextField&>(view).hasBeenSecureTextEntry();
 }
 
 ViewCover coverOf(UIView& view) KOVA_ON_MAIN_THREAD {

@@ -19,8 +19,8 @@ namespace platform {
 namespace {
 
 ViewCover coverOf(UIView& view) {
-  const auto* field = dynamic_cast<const UITextField*>(&view);
-  if (field && field->isSecureTextEntry()) return ViewCover::Whole;
+  auto* field = dynamic_cast<UITextField*>(&view);
+  if (field && field->hasBeenSecureTextEntry()) return ViewCover::Whole;
   if (view.accessibilityIdentifier() == String("secret")) return ViewCover::Whole;
   return view.accessibilityIdentifier() == String("opaque") ? ViewCover::Inside : ViewCover::None;
 }
@@ -68,8 +68,20 @@ TEST_F(QtCover, KeepsWhatTheRuleNamesAndPasswordsOutOfPictures) {
   scene->scale(2, 2);
   scene->scene()->setSceneRect(0, 0, 50, 50);
   scene->scene()->addWidget(marked(place(new QLabel("in a scene"), {10, 10, 20, 10}), "secret"));
+  // Shown to the user before any picture is taken: one that came with a password, and one that got it by
+  // keys.
+  auto* const filled = place(new QLineEdit("1234", &window), {0, 260, 100, 30});
+  filled->setEchoMode(QLineEdit::Password);
+  auto* const typed = place(new QLineEdit(&window), {100, 260, 100, 30});
+  QtHost::show(window);
+  typed->setEchoMode(QLineEdit::Password);
+  QTest::keyClicks(typed, "1234");
+  filled->setEchoMode(QLineEdit::Normal);
+  typed->setEchoMode(QLineEdit::Normal);
   {
     const CoveredViews covered(coverOf);
+    EXPECT_TRUE(isCovered(5, 275));
+    EXPECT_TRUE(isCovered(105, 275));
     EXPECT_TRUE(isCovered(5, 15));
     EXPECT_TRUE(isCovered(105, 15)) << "also as a part of another widget";
     EXPECT_TRUE(isCovered(205, 15));

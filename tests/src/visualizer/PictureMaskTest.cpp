@@ -98,7 +98,6 @@ TEST(PictureMaskTest, CoversWhatIsNotCaptured) {
         [](Screen& s) {
           const auto field = s.replaceInner(std::make_shared<UITextField>());
           field->setSecureTextEntry(true);
-          s.pictures();
           field->setSecureTextEntry(false);
         }}},
       {"another field",
