@@ -29,7 +29,7 @@ struct Frame {
   std::uint32_t length;
   std::uint32_t check;
 };
-constexpr std::size_t kLongestFile = std::size_t{64} << 20;
+constexpr std::size_t kLongestFile = std::size_t{64} << 20;  // bytes; a longer one is not read
 
 // Tells a record that was written whole from what a file system may leave in its place: FNV-1a, by eight
 // bytes at a time.
@@ -110,19 +110,25 @@ void appendFramed(std::string& bytes, std::string_view record) {
   bytes += record;
 }
 
+// Where the records are written that are to take the place of all others.
+std::string partialOf(const std::string& path) { return path + ".partial"; }
+
 }  // namespace
 
 std::unique_ptr<RecordFile> RecordFile::open(const std::string& path) {
-  auto file = openLocked(path);
+  auto file = openLocked(path, O_CREAT);
   if (!file) return nullptr;
   std::unique_ptr<RecordFile> records(new RecordFile(path, std::move(file)));
   if (!records->read()) return nullptr;
+  // Records behind the foreign end would come back to life when a new one fills the gap.
+  if (records->hadForeignEnd_ && records->end_ > 0 && !cutAt(records->file_->number(), records->end_))
+    return nullptr;
   return records->end_ > 0 || records->clear() ? std::move(records) : nullptr;
 }
 
-std::unique_ptr<FileDescriptor> RecordFile::openLocked(const std::string& path) {
+std::unique_ptr<FileDescriptor> RecordFile::openLocked(const std::string& path, int create) {
   auto file = std::make_unique<FileDescriptor>(
-      ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kFileMode));
+      ::open(path.c_str(), O_RDWR | create | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kFileMode));
   if (!file->isOpen() || ::flock(file->number(), LOCK_EX | LOCK_NB) != 0) return nullptr;
   // The file may have been replaced before the lock was had.
   struct stat locked;
@@ -169,9 +175,22 @@ bool RecordFile::read() {
   return true;
 }
 
+bool RecordFile::clearAt(const std::string& path) {
+  ::unlink(partialOf(path).c_str());
+  const auto file = openLocked(path, 0);
+  return file && cutAt(file->number(), 0);
+}
+
+bool RecordFile::removeAt(const std::string& path) {
+  ::unlink(partialOf(path).c_str());
+  const auto file = openLocked(path, 0);
+  return file && ::unlink(path.c_str()) == 0;
+}
+
 bool RecordFile::append(std::string_view record) {
   buffer_.clear();
   appendFramed(buffer_, record);
+  if (end_ + buffer_.size() > kLongestFile) return false;
   if (!writeAt(file_->number(), buffer_, end_)) {
     cutAt(file_->number(), end_);
     return false;
@@ -191,8 +210,8 @@ bool RecordFile::clear() {
 bool RecordFile::replaceAll(const std::vector<std::string>& records) {
   std::string bytes(kMagic);
   for (const std::string& record : records) appendFramed(bytes, record);
-  const std::string partial = path_ + ".partial";
-  auto file = openLocked(partial);
+  const std::string partial = partialOf(path_);
+  auto file = openLocked(partial, O_CREAT);
   if (!file) return false;
   if (!cutAt(file->number(), 0) || !writeAt(file->number(), bytes, 0) ||
       std::rename(partial.c_str(), path_.c_str()) != 0) {

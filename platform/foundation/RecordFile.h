@@ -26,6 +26,12 @@ class RecordFile {
   // read and write, no descriptor, a lock that another process holds, a size that no such file has.
   static std::unique_ptr<RecordFile> open(const std::string& path);
   ~RecordFile();
+
+  // Drops all records of the file at the path, or the file itself, whatever is in it. False when there is
+  // none, or it cannot be had.
+  static bool clearAt(const std::string& path);
+  static bool removeAt(const std::string& path);
+
   RecordFile(const RecordFile&) = delete;
   RecordFile& operator=(const RecordFile&) = delete;
 
@@ -49,7 +55,7 @@ class RecordFile {
 
  private:
   RecordFile(std::string path, std::unique_ptr<FileDescriptor> file);
-  static std::unique_ptr<FileDescriptor> openLocked(const std::string& path);
+  static std::unique_ptr<FileDescriptor> openLocked(const std::string& path, int create);
   static void letGo(const FileDescriptor& file);
   bool read();
 

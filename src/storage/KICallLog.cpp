@@ -16,8 +16,9 @@ namespace {
 constexpr char kCall = 'C';
 constexpr char kMoment = 'M';
 constexpr char kSession = 'S';
-constexpr char kDone = '=';   // the calls from the number on, to another one
-constexpr char kTried = 'T';  // a start begins with what was left undone
+constexpr char kDone = '=';     // the calls from the number on, to another one
+constexpr char kTried = 'T';    // a start begins with what was left undone
+constexpr char kThrough = '-';  // and has got through, or given up
 constexpr std::size_t kHeadLength = 1 + sizeof(KICallLog::Number);
 
 constexpr std::uint64_t kRoomy = 64 << 10;      // bytes; a shorter file is not emptied
@@ -50,9 +51,11 @@ Contents::Contents(const std::vector<std::string>& records) {
     if (record[0] == kCall) undone[number] = {number, std::string(rest), {}};
     if (record[0] == kSession) session = rest;
     if (record[0] == kTried) ++tries;
+    if (record[0] == kThrough) tries = 0;
     if (const auto call = undone.find(number); record[0] == kMoment && call != undone.end())
       call->second.moment = rest;
-    if (record[0] == kDone) undone.erase(undone.lower_bound(number), undone.upper_bound(numberAt(rest)));
+    if (record[0] == kDone && number <= numberAt(rest))
+      undone.erase(undone.lower_bound(number), undone.upper_bound(numberAt(rest)));
   }
 }
 
@@ -74,7 +77,9 @@ KICallLog::Left KICallLog::open(const std::string& path, const Numbers& journale
   const MutexLock lock(mutex_);
   Left left;
   file_ = RecordFile::open(path);
+  if (!file_) KovaLogDebug("Calls have no file: until they are done, they are in memory only.");
   if (!file_) return left;
+  if (file_->hadForeignEnd()) KovaLogDebug("The calls end in what was not written whole, which is left out.");
   Contents contents(file_->takeRecords());
   next_ = contents.last == kNotNoted ? freshNumber() : contents.last + 1;
   for (auto& [number, call] : contents.undone) {
@@ -85,15 +90,32 @@ KICallLog::Left KICallLog::open(const std::string& path, const Numbers& journale
     }
   }
   left.session = std::move(contents.session);
-  if (contents.tries >= kMostTries) KovaLogDebug("Calls are left out that no start has got through.");
+  session_ = left.session;
   undone_ = left.calls.size();
+  tries_ = contents.tries;
   longest_ = kWorthALook;
-  if (undone_ > 0) {
+  if (tries_ >= kMostTries) {
+    KovaLogDebug("Calls are left out that no start has got through.");
+    appendDone(journaled_);
+    journaled_.clear();
+    appendThrough();
+  } else if (undone_ > 0) {
+    ++tries_;
     append(kTried, kNotNoted, "");
   } else if (journaled_.empty() && contents.last != kNotNoted) {
     file_->clear();
   }
   return left;
+}
+
+void KICallLog::noteThrough() {
+  const MutexLock lock(mutex_);
+  if (file_ && tries_ > 0) appendThrough();
+}
+
+void KICallLog::appendThrough() {
+  tries_ = 0;
+  append(kThrough, kNotNoted, "");
 }
 
 void KICallLog::close() {
@@ -110,7 +132,7 @@ bool KICallLog::append(char kind, Number number, std::string_view bytes) {
 
 KICallLog::Number KICallLog::note(std::string_view arguments) {
   const MutexLock lock(mutex_);
-  if (!file_ || file_->size() > kLongest) return kNotNoted;
+  if (!file_ || file_->size() + arguments.size() > kLongest) return kNotNoted;
   if (!isSessionWritten_) isSessionWritten_ = append(kSession, kNotNoted, session_);
   if (!isSessionWritten_ || !append(kCall, next_, arguments)) return kNotNoted;
   ++undone_;
@@ -174,15 +196,16 @@ void KICallLog::makeRoom() {
 
 void KICallLog::dropWhatIsDone() {
   const auto records = file_->records();
-  longest_ = file_->size() * 2;
+  longest_ = std::min(file_->size() * 2, kLongest);
   if (!records) return;
   Contents contents(*records);
   std::vector<std::string> kept{recordOf(kSession, kNotNoted, session_)};
+  for (int i = 0; i < tries_; ++i) kept.push_back(recordOf(kTried, kNotNoted, ""));
   for (const auto& [number, call] : contents.undone) {
     kept.push_back(recordOf(kCall, number, call.arguments));
     if (!call.moment.empty()) kept.push_back(recordOf(kMoment, number, call.moment));
   }
   if (!file_->replaceAll(kept)) return;
   isSessionWritten_ = true;
-  longest_ = std::max(kWorthALook, file_->size() * 2);
+  longest_ = std::clamp(file_->size() * 2, kWorthALook, kLongest);
 }

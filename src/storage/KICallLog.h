@@ -43,6 +43,8 @@ class KICallLog {
 
   // Opens the file at the path, or makes it. The journal holds the messages of the calls named.
   Left open(const std::string& path, const Numbers& journaled) KOVA_ON_MUTATION_QUEUE;
+  // What was left has been done, as far as it could be: the next start may try again what comes now.
+  void noteThrough() KOVA_ON_MUTATION_QUEUE;
   void close() KOVA_ON_MUTATION_QUEUE;
 
   // kNotNoted when it is in memory only.
@@ -61,6 +63,7 @@ class KICallLog {
 
  private:
   bool append(char kind, Number number, std::string_view bytes) PLATFORM_REQUIRES(mutex_);
+  void appendThrough() PLATFORM_REQUIRES(mutex_);
   void appendDone(std::span<const Number> calls) PLATFORM_REQUIRES(mutex_);
   // Empties the file when nothing in it is still to be done, or drops what is done when it has grown long.
   void makeRoom() PLATFORM_REQUIRES(mutex_);
@@ -70,6 +73,7 @@ class KICallLog {
   std::unique_ptr<platform::RecordFile> file_ PLATFORM_GUARDED_BY(mutex_);  // null without a place to write
   Number next_ PLATFORM_GUARDED_BY(mutex_) = kNotNoted;
   std::size_t undone_ PLATFORM_GUARDED_BY(mutex_) = 0;
+  int tries_ PLATFORM_GUARDED_BY(mutex_) = 0;  // of starts that did not get through what was left
   std::vector<Number> journaled_ PLATFORM_GUARDED_BY(mutex_);  // and the file does not say so yet
   std::string session_ PLATFORM_GUARDED_BY(mutex_);
   bool isSessionWritten_ PLATFORM_GUARDED_BY(mutex_) = false;

@@ -116,7 +116,7 @@ void KIJournal::forgetTakenOver() {
 void KIJournal::clearFor(const KovaPersistentStore& store) {
   for (const std::string& path : {pathFor(store), pathOfCallsFor(store)}) {
     if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) continue;
-    if (const auto file = RecordFile::open(path)) file->clear();
+    RecordFile::clearAt(path);
   }
 }
 
@@ -124,7 +124,7 @@ void KIJournal::removeFor(KovaPersistentStore& store) {
   store.removeObjectForKey(kNumberKey);
   for (const std::string& path : {pathFor(store), pathOfCallsFor(store)}) {
     if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) continue;
-    if (const auto file = RecordFile::open(path)) NSFileManager().removeItem(path);
+    RecordFile::removeAt(path);
   }
 }
 

@@ -231,6 +231,7 @@ void KovaTracker::consumeAllLiveTouches() { touchEventCache_->removeAllEntries()
 // Touches that were waiting when their session began.
 void KovaTracker::backfillPendingTouchEventsWithPageview() {
   static constexpr const char* kSelector = "backfillPendingTouchEventsWithPageview";
+  if (isRedoing_) return;
   performSafelyOnMainQueueWithBlock(kSelector, [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
     auto events = tracker.touchEventCache_->allEvents();
     if (events.empty()) return;

@@ -7,6 +7,7 @@
 
 #include "src/autocapture/KITouchEvent.h"
 #include "src/core/Guard.h"
+#include "src/core/KIBailer.h"
 #include "src/core/KovaLogger.h"
 #include "src/events/KIMoment.h"
 #include "src/events/KovaMessageBuilder.h"
@@ -101,10 +102,14 @@ void KovaTracker::redoLeftCalls() {
   auto left = queueManager_->takeLeftCalls();
   if (!left.calls.empty()) {
     KovaLogDebug("%lu calls of the process before are taken up that it has not got to.", left.calls.size());
+    // A batch file that the process left without its row holds messages that still wait: they must be known
+    // as such before a call moves them into another batch.
+    queueManager_->adoptLeftovers();
     const auto own = sessionManager_->state();
     sessionManager_->restore(sessionIn(left.session));
     isRedoing_ = true;
     for (const LeftCall& call : leftCallsIn(std::move(left.calls))) {
+      if (KIBailer::sharedBailer().isBailed()) break;
       bool isMessage = false;
       kova::guarded(
           {*this, "redoLeftCalls"},
@@ -120,6 +125,7 @@ void KovaTracker::redoLeftCalls() {
     isRedoing_ = false;
     sessionManager_->restore(own);
     queueManager_->persistQueuedEvents();
+    if (!KIBailer::sharedBailer().isBailed()) queueManager_->calls().noteThrough();
   }
   noteSession();
 }

@@ -28,13 +28,12 @@ void KovaTracker::injectPageviewsIfNeeded() {
 
 void KovaTracker::recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession(
     Completion completion) {
+  if (isRedoing_) return;
   performSafelyOnMainQueueWithBlock(
       "recordAdditionalPageviewsForForegroundedAndVisibleViewControllersFromPreviousSession:",
       [completion = std::move(completion)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
         // The screens are those of the tracker that replaced a stopped one.
-        if (!tracker.isStopped_ && !tracker.isRedoing_) {
-          tracker.pageviewRecorder_->recordVisibleViewControllersFromPreviousSession();
-        }
+        if (!tracker.isStopped_) tracker.pageviewRecorder_->recordVisibleViewControllersFromPreviousSession();
         if (completion) completion();
       });
 }

@@ -119,6 +119,19 @@ TEST_F(RecordFileTest, OutlivesWhatIsDoneToItsFile) {
   EXPECT_TRUE(RecordFile::open(path)->append("three"));
 }
 
+TEST_F(RecordFileTest, IsClearedAndRemovedWhateverIsInIt) {
+  std::ofstream(path) << "x";
+  std::filesystem::resize_file(path, 65 << 20);
+  std::ofstream(path + ".partial") << "RECORDS2";
+  EXPECT_EQ(RecordFile::open(path), nullptr) << "no such file is this long";
+  EXPECT_TRUE(RecordFile::clearAt(path));
+  EXPECT_FALSE(std::filesystem::exists(path + ".partial"));
+  EXPECT_FALSE(RecordFile::open(path)->append(std::string(65 << 20, 'x'))) << "or becomes it";
+  EXPECT_TRUE(RecordFile::removeAt(path));
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_FALSE(RecordFile::removeAt(path));
+}
+
 TEST_F(RecordFileTest, LeavesNoLockWithAForkedChild) {
   int fromChild[2];
   ASSERT_EQ(pipe(fromChild), 0);

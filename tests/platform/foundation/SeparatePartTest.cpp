@@ -31,6 +31,7 @@ TEST(SeparateLibraryTest, WhatIsMissingIsToldOnceAndLookedForAgain) {
   std::filesystem::create_symlink(libc.dli_fname, path);
   EXPECT_TRUE(library.find("getpid"));
 
+  SystemLog::setSink([&](std::string_view line) { log.emplace_back(line); });
   SeparateLibrary ofAnotherVersion(path.c_str());
   EXPECT_FALSE(ofAnotherVersion.find("getpid_9_0_0"));
   EXPECT_THAT(log.back(), testing::MatchesRegex("A library is of another version: .*getpid_9_0_0.*"));

@@ -77,7 +77,7 @@ TEST_F(KICallLogTest, StaysShort) {
   log->noteDone(undone);
   EXPECT_LT(std::filesystem::file_size(path()), 100u);
   for (int i = 0; i < 3'000; ++i) log->note(large);
-  EXPECT_EQ(log->note("one too many"), KICallLog::kNotNoted);
+  EXPECT_EQ(log->note(large), KICallLog::kNotNoted);
   EXPECT_LT(std::filesystem::file_size(path()), 20'000'000u);
 }
 
@@ -92,6 +92,17 @@ TEST_F(KICallLogTest, GivesUpWhatNoStartGetsThrough) {
   open()->note("harmless");
   open();
   EXPECT_THAT(leftCalls(), ElementsAre("harmless"));
+}
+
+TEST_F(KICallLogTest, LeavesOutNothingThatStartsGetThrough) {
+  open()->note("call");
+  for (int i = 0; i < 5; ++i) {
+    const auto log = open();
+    ASSERT_THAT(leftCalls(), ElementsAre("call")) << i;
+    log->noteDone(left.calls[0].number);
+    log->noteThrough();
+    log->note("call");
+  }
 }
 
 TEST_F(KICallLogTest, KeepsNothingWithoutAPlace) {
