@@ -90,6 +90,7 @@ for (const how of ['callAndDie', 'callAndExit']) {
       }
       assert.deepEqual(await road.parameters('user-properties', '_colour'), ['green']);
       assert.deepEqual(await road.messagesAfterRelaunch(), []);
+      assert.deepEqual(await road.records('telemetry'), [], 'nothing failed on the way');
     });
   }
 }
