@@ -73,8 +73,8 @@ class KOVA_EXPORT Kova {
   // Starts the library. The environment id is a decimal number without leading zeros; any other throws an
   // NSInternalInconsistencyException, and null counts as empty. A further call replaces what the one before
   // it started, after everything that was recorded until then has been stored. The options are shared with
-  // the caller, see KovaOptions; null stands for a fresh KovaOptions. Belongs to the main thread, unlike the
-  // other calls.
+  // the caller, see KovaOptions; null stands for a fresh KovaOptions. Belongs to the main thread; with
+  // KovaRunLoop::OfItsOwn to any, and waits.
   static void initialize(KovaText envId);
   static void initialize(KovaText envId, std::shared_ptr<KovaOptions> options);
 
@@ -119,7 +119,7 @@ class KOVA_EXPORT Kova {
   // all that waits to be sent, and the app's version, which all environments of the app share. For a user who
   // withdraws a consent; the next initialize begins with a new one. Answers whether nothing is left, which
   // it is not where the disk refuses, or another process of the app has part of it. Belongs to the main
-  // thread.
+  // thread, as initialize.
   static bool eraseStored(KovaText envId);
 
   // Whether a failure of its own has ended the library for this process, as it has in a forked child.

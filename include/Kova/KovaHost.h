@@ -9,9 +9,9 @@ enum class KovaRunLoop {
   OfHost,
   // Kova, on a thread of its own, for a service, a tool, a program in another language: there is nothing to
   // run. Every call is then one of another thread: the host's calls take effect in their order, and each
-  // returns before its work is done, but for initialize, flush and shutdown. The host's blocks and delegates
-  // are called on that thread. Views and windows would belong to it too. A child that is forked afterwards
-  // records nothing: fork first.
+  // returns before its work is done, but for initialize, eraseStored, flush and shutdown. The host's blocks
+  // and delegates are called on that thread. Views and windows would belong to it too. A child that is forked
+  // afterwards records nothing: fork first.
   OfItsOwn
 };
 
