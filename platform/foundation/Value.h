@@ -31,10 +31,13 @@ concept WholeNumber =
     !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
 // The C++ library's containers, maps, durations and system times, by their shape: their headers stay out.
+// Other projects' texts, which have that shape too, are none.
 // clang-format off
 template <class T>
 concept Container = !std::convertible_to<const T&, std::string_view> && requires(const T& items) {
   typename T::value_type;
+  requires !std::same_as<typename T::value_type, char>;
+  requires !std::convertible_to<const T&, std::string>;
   items.begin() != items.end();
   requires std::same_as<std::remove_cvref_t<decltype(*items.begin())>, typename T::value_type>;
   requires !std::same_as<T, typename T::value_type>;

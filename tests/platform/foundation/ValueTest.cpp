@@ -87,6 +87,7 @@ TEST(ValueTest, TakesWhatTheCppLibraryHas) {
   }
   static_assert(!std::convertible_to<std::chrono::steady_clock::time_point, Value>, "it is no date");
   static_assert(!std::convertible_to<std::optional<int>, Value>, "nothing is no value");
+  static_assert(!std::convertible_to<std::vector<char>, Value>, "it is text, or bytes: no list of letters");
 }
 
 TEST(ValueTest, ComparesDeeplyAndNumbersByTheirValue) {
