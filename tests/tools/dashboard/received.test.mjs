@@ -30,14 +30,19 @@ test('what was received: from the file and live, the refused in front, by sessio
   const send = (where, body) => fetch(dashboard.url + where, body && { method: 'POST', body, headers: { 'Content-Type': 'application/json' } });
   const evil = '<b data-evil>Buy</b>';
   const touch = { ...events.touch, touchEvent: { ...events.touch.touchEvent, targetText: evil } };
+  await send(trackPath, batchBody(null));
   await send(pageviewUrl);
+  await page.locator('.session[open]').waitFor();
+  await send(pageviewUrl);
+  await send('/_/behaviour', '{"mode":"status","times":1}');
+  await send(trackPath, batchBody(message(events.custom, { id: '0000000000000002' }))); // was not accepted, so the next is the first
   await send(trackPath, batchBody(message(touch, { id: '0000000000000001' }), message(events.custom, { id: '0000000000000002' })));
   await send(trackPath, batchBody(message(events.custom, { id: '0000000000000002' })));
   await send(trackPath, batchBody(message({ customEvent: { type: 'Unknown' }, appVisibilityState: 2 }, { id: '0000000000000003', user: { id: '74' } })));
   await send(telemetryPath, logsBody(bailLog));
   await send(trackPath, batchBody(message(events.touch, { properties: { é: { string: 'x' }, n: { number: 3 } } })));
   await send(pageviewUrl.replace('&z=2', '&z=7'));
-  await sums('6', '2', '1', '1', '3');
+  await sums('7', '3', '1', '2', '1', '4');
 
   const refused = page.locator('#refused .record');
   const faults = await refused.locator('.fault').allTextContents();
@@ -48,14 +53,21 @@ test('what was received: from the file and live, the refused in front, by sessio
     const raw = Buffer.from(await refused.nth(index).locator('pre').textContent());
     assert.equal(raw.subarray(Number(/byte (\d+)/.exec(faults[index])[1])).toString().slice(0, wanted.length), wanted);
   }
+  await refused.last().locator('summary').click();
+  assert.equal(await refused.last().locator('pre').textContent(), 'null');
   const titles = await page.locator('.session > summary strong').allTextContents();
   assert.deepEqual(titles, ['Without a session', 'User 74 · session …0042', 'User 73 · session …0042', 'User 1234567890123456 · session …0042']);
+  const screens = page.locator('.session[open]'); // only the one that came first is open by itself
+  assert.deepEqual(await screens.locator('.mark-word').allTextContents(), ['sent again']);
+  await screens.locator('.record summary').first().click();
+  assert.match(await screens.locator('.facts').innerText(), /sp t\s+100%\s+k plan type\s+pro&more$/);
   const session = page.locator('.session', { hasText: 'User 73' });
-  await session.evaluate((details) => (details.open = true)); // only the newest is open by itself
+  await session.evaluate((details) => (details.open = true));
   const record = session.locator('.record', { hasText: evil });
   await record.locator('summary').click();
   assert.match(await record.locator('.facts').innerText(), /event\.touchEvent\.targetText\s+<b data-evil>/);
   assert.equal(await page.locator('[data-evil]').count(), 0);
+  assert.equal(await session.locator('.record', { hasText: 'Checkout' }).first().locator('.mark-word').first().textContent(), 'answered 500');
   const marks = await session.locator('.record', { hasText: 'Checkout' }).last().locator('.mark-word').allTextContents();
   assert.deepEqual(marks, ['sent again', 'Plan: “trial” is a bool, and a string in the plan.', 'Plan: “plan” is missing.']);
   await dashboard.button(/^Touches/).click();

@@ -48,16 +48,31 @@ export function sessionsOf(entries, isShown) {
   return told.map((session) => ({ ...session, screens: [...session.screens.values()].filter(withEntries) }));
 }
 
-/** Numbers of the entries whose message, by its id, was accepted before: sent again when an answer was lost. */
+/** Whether the sender was told that the record is accepted. Older lines of a file do not say how it was answered. */
+export const isAccepted = ({ valid, answered }) => valid && (answered ?? '200') === '200';
+
+/** Numbers of the entries whose message, by its id, or pixel, by its query, was accepted before: sent again when an answer was lost. */
 export function duplicatesOf(entries) {
-  const seen = new Set();
+  const accepted = new Set();
   const duplicates = new Set();
   for (const { number, record } of entries) {
-    const id = record.valid ? record.message?.id : undefined;
-    if (id !== undefined && seen.has(id)) duplicates.add(number);
-    seen.add(id);
+    const key = record.message?.id ?? record.query;
+    if (key === undefined || !record.valid) continue;
+    if (accepted.has(key)) duplicates.add(number);
+    if (isAccepted(record)) accepted.add(key);
   }
   return duplicates;
+}
+
+/** What stands beside a record, in words. */
+export function marksOf({ number, record }, duplicates, plan) {
+  const { valid, answered } = record;
+  const wasTold = /^\d/.test(answered) ? `answered ${answered}` : `no answer: ${answered}`;
+  return [
+    ...(valid && !isAccepted(record) ? [wasTold] : []),
+    ...(duplicates.has(number) ? ['sent again'] : []),
+    ...planFaults(record, plan).map((fault) => `Plan: ${fault}`),
+  ];
 }
 
 /** What of a record is not as the plan says, in sentences; the plan maps names of events to names of properties to types. */
@@ -83,7 +98,7 @@ const bytes = (text) => new TextEncoder().encode(text).length;
 /** What was sent, as text: a pixel's query, a message or log as compact JSON, or the body. */
 export function rawOf({ query, message, log, body, method, path }) {
   if (query !== undefined) return query;
-  if (message !== undefined || log !== undefined) return JSON.stringify(message ?? log);
+  if (message !== undefined || log !== undefined) return JSON.stringify(message === undefined ? log : message);
   return body ?? [method, path].filter(Boolean).join(' ');
 }
 

@@ -10,6 +10,7 @@ import { byteOf, rawOf } from './received-model.mjs';
 const MAX_TEXT = 300;
 const MAX_FIELDS = 100;
 const MAX_FAULTS = 3; // in the line; the rest is inside
+const KEPT_BYTES = 2000; // of a body, by the service
 
 /** `marks` are words that stand beside it: "sent again", and what is not as planned. */
 export function recordElement({ number, what, details, record }, marks) {
@@ -37,24 +38,39 @@ function faultOf(record, problem) {
 function inside(record, faults) {
   const raw = rawOf(record);
   const isJson = record.message !== undefined || record.log !== undefined;
+  const title = rawTitleOf(record);
   return [
     ...faults.map((text) => el('p', { class: 'fault', text })),
     el('dl', { class: 'facts' }, ...factRows(fieldsOf(record))),
-    el('p', { class: 'line spread' }, el('strong', { text: 'As sent' }), copyButton('Copy', () => raw)),
-    el('pre', { class: 'message', tabindex: '0', 'aria-label': 'As sent' }, ...(isJson ? colouredJson(raw) : [raw])),
+    el('p', { class: 'line spread' }, el('strong', { text: title }), copyButton('Copy', () => raw)),
+    el('pre', { class: 'message', tabindex: '0', 'aria-label': title }, ...(isJson ? colouredJson(raw) : [raw])),
   ];
 }
 
+/** What the raw form is. Messages and logs went through the service's own JSON, and of a long body only the beginning is kept. */
+function rawTitleOf({ message, log, bodyBytes }) {
+  if (message !== undefined) return 'The message, as JSON';
+  if (log !== undefined) return 'The log, as JSON';
+  return bodyBytes > KEPT_BYTES ? `As sent, the first ${KEPT_BYTES.toLocaleString()} of ${bodyBytes.toLocaleString()} bytes` : 'As sent';
+}
+
+/** What of a pixel is encoded twice, under its parameter's name. */
+const pairsOf = (name, pairs) => (Array.isArray(pairs) ? pairs.map((pair) => [`${name} ${pair?.[0]}`, pair?.[1]]) : []);
+
 /** Names and values, down to what is no object. */
-function fieldsOf({ message, log, params }) {
+function fieldsOf({ message, log, params, sp, k }) {
   const fields = [];
+  const note = (name, value) => fields.push([shortText(name, MAX_TEXT), shortText(value, MAX_TEXT)]);
   const walk = (value, name) => {
     const isList = typeof value === 'object' && value !== null && name !== 'event.touchEvent.viewAncestry';
     if (fields.length >= MAX_FIELDS) return;
     if (isList) for (const [key, inner] of Object.entries(value)) walk(inner, name ? `${name}.${key}` : key);
-    else fields.push([shortText(name, MAX_TEXT), shortText(value, MAX_TEXT)]);
+    else note(name, value);
   };
-  if (Array.isArray(params)) for (const [name, value] of params) fields.push([shortText(name, MAX_TEXT), shortText(value, MAX_TEXT)]);
-  else walk(message ?? log ?? {}, '');
+  if (!Array.isArray(params)) walk(message ?? log ?? {}, '');
+  else {
+    const once = params.filter((pair) => pair?.[0] !== 'sp' && pair?.[0] !== 'k');
+    for (const pair of [...once, ...pairsOf('sp', sp), ...pairsOf('k', k)]) note(pair?.[0], pair?.[1]);
+  }
   return fields.slice(0, MAX_FIELDS);
 }

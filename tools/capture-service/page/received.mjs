@@ -2,7 +2,7 @@
 
 import { el, find, place, setText } from './dom.mjs';
 import { plural } from './format.mjs';
-import { RECORD_KINDS, duplicatesOf, kindOfRecord, planFaults, sessionsOf } from './received-model.mjs';
+import { RECORD_KINDS, duplicatesOf, isAccepted, kindOfRecord, marksOf, sessionsOf } from './received-model.mjs';
 import { recordElement } from './received-record.mjs';
 
 const MAX_RECORDS = 5000;
@@ -16,6 +16,7 @@ const sections = new Map(); // of sessions, by key
 let entries = [];
 let plan = null;
 
+const getJson = async (url, options) => (await fetch(url, options)).json();
 const wait = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
 
 function showConnection(isThere) {
@@ -25,60 +26,68 @@ function showConnection(isThere) {
   find('outage').hidden = isThere;
 }
 
+/** What is newer, with the settings of the service when it is another run; null when it does not answer. */
+async function ask(known, since) {
+  try {
+    const told = await getJson(`records.json?run=${known}&since=${since}`, { signal: AbortSignal.timeout(ANSWER_MS) });
+    return { ...told, settings: told.run === known ? null : await getJson('settings.json') };
+  } catch {
+    return null;
+  }
+}
+
 /** Asks for what is new, without end. Another run of the service, or of its numbers, begins the page anew. */
 async function listen() {
   let known = '';
   let since = 0;
   for (;;) {
-    try {
-      const asked = fetch(`records.json?run=${known}&since=${since}`, { signal: AbortSignal.timeout(ANSWER_MS) });
-      const { run, last, records } = await (await asked).json();
-      const isOther = run !== known;
-      if (isOther) {
-        [known, since, entries] = [run, 0, []];
-        elements.clear();
-      }
-      showConnection(true);
-      since = records.at(-1)?.number ?? since;
-      entries = [...entries, ...records].slice(-MAX_RECORDS);
-      if (isOther || records.length > 0) render();
-      await wait(since < last ? 0 : REST_MS);
-    } catch {
-      showConnection(false);
-      await wait(RETRY_MS);
-    }
+    const told = await ask(known, since);
+    showConnection(told !== null);
+    if (told?.settings) begin(told.settings);
+    if (told?.settings) [known, since] = [told.run, 0];
+    const records = told?.records ?? [];
+    since = records.at(-1)?.number ?? since;
+    entries = [...entries, ...records].slice(-MAX_RECORDS);
+    const isWhole = told !== null && since >= told.last; // parts of many records come one after the other
+    if (isWhole && (told.settings || records.length > 0)) render();
+    await wait(told === null ? RETRY_MS : isWhole ? REST_MS : 0);
   }
+}
+
+function begin(settings) {
+  entries = [];
+  elements.clear();
+  sections.clear();
+  plan = settings.plan;
+  find('live').hidden = !settings.isLive;
 }
 
 function render() {
   const duplicates = duplicatesOf(entries);
-  const marksOf = new Map(
-    entries.map(({ number, record }) => [
-      number,
-      [...(duplicates.has(number) ? ['sent again'] : []), ...planFaults(record, plan).map((fault) => `Plan: ${fault}`)],
-    ]),
-  );
-  for (const number of elements.keys()) if (!marksOf.has(number)) elements.delete(number);
+  const marks = new Map(entries.map((entry) => [entry.number, marksOf(entry, duplicates, plan)]));
+  for (const number of elements.keys()) if (!marks.has(number)) elements.delete(number);
   const isShown = ({ record }) => kinds.size === 0 || kinds.has(kindOfRecord(record));
   const elementOf = (entry) => {
-    if (!elements.has(entry.number)) elements.set(entry.number, recordElement(entry, marksOf.get(entry.number)));
+    if (!elements.has(entry.number)) elements.set(entry.number, recordElement(entry, marks.get(entry.number)));
     return elements.get(entry.number);
   };
-  renderSums(duplicates, marksOf);
+  renderSums(duplicates, marks);
   renderKinds();
   renderRefused(entries.filter((entry) => !entry.record.valid && isShown(entry)), elementOf);
   renderSessions(sessionsOf(entries, isShown).reverse(), elementOf);
   find('nothing').hidden = entries.length > 0;
 }
 
-function renderSums(duplicates, marksOf) {
+function renderSums(duplicates, marks) {
   const count = (accepts) => entries.filter(accepts).length;
+  const others = count(({ record }) => record.valid && !isAccepted(record));
   const sums = {
-    Accepted: count(({ record }) => record.valid),
+    Accepted: count(({ record }) => isAccepted(record)),
     Refused: count(({ record }) => !record.valid),
+    ...(others > 0 && { 'Valid, answered otherwise': others }),
     'Sent again': duplicates.size,
     'Telemetry reports': count(({ record }) => record.endpoint === 'telemetry'),
-    ...(plan && { 'Not as planned': count(({ number }) => marksOf.get(number).some((mark) => mark.startsWith('Plan'))) }),
+    ...(plan && { 'Not as planned': count(({ number }) => marks.get(number).some((mark) => mark.startsWith('Plan'))) }),
   };
   const rows = Object.entries(sums).map(([name, number]) => {
     const isBad = number > 0 && (name === 'Refused' || name === 'Not as planned');
@@ -116,11 +125,12 @@ function renderRefused(refused, elementOf) {
 
 /** Only sessions that are open hold their records: five thousand at a time would make any page slow. */
 function renderSessions(sessions, elementOf) {
+  const isFirst = sections.size === 0; // of this run: the newest is open; what begins later waits to be opened
   const wanted = sessions.map((told, index) => {
     let section = sections.get(told.key);
     if (!section) {
-      section = { element: el('details', { class: 'session' }, el('summary')), show: () => {} };
-      section.element.open = index === 0;
+      section = { element: el('details', { class: 'session' }, el('summary')), show: () => {}, heads: new Map() };
+      section.element.open = isFirst && index === 0;
       section.element.addEventListener('toggle', () => section.show());
       sections.set(told.key, section);
     }
@@ -136,6 +146,7 @@ function renderSessions(sessions, elementOf) {
         ...on.map(elementOf),
       ]);
       fill(section.element, section.element.children[1] ?? null, rows);
+      for (const [pageview, head] of section.heads) if (head.parentNode !== section.element) section.heads.delete(pageview);
     };
     section.show();
     return section.element;
@@ -145,7 +156,6 @@ function renderSessions(sessions, elementOf) {
 }
 
 function headOf(section, pageview, name) {
-  section.heads ??= new Map();
   if (!section.heads.has(pageview)) section.heads.set(pageview, el('h3', { class: 'screen-head' }));
   const head = section.heads.get(pageview);
   setText(head, name ?? (pageview === undefined ? 'On no screen' : `A screen that did not arrive (${pageview})`));
@@ -166,7 +176,4 @@ function fill(parent, before, children) {
   for (const child of children) before = place(parent, child, before);
 }
 
-const settings = await fetch('settings.json').then((answer) => answer.json());
-plan = settings.plan;
-find('live').hidden = !settings.isLive;
 await listen();
