@@ -200,7 +200,14 @@ test('an event counts only from the device that was asked, once it accepted with
   await page.until(() => page.events.length > 0);
   assert.deepEqual(page.events.map(({ deviceName }) => deviceName), ['Ada']);
 
-  // A request that is taken back leaves the device where it was; one that accepts it all the same is sent away.
+  // A request that is taken back leaves the device where it was; one that accepts it all the same is sent away, and one that
+  // closes its socket was told to reject it.
+  const carl = await service.startApp({ name: 'Carl', deviceId: '3', accepts: false });
+  const { id: carlsId } = await page.device('Carl', 'available');
+  await ask(carl, carlsId);
+  await page.ask('cancel', { device: carlsId });
+  carl.close();
+  assert.equal((await page.device('Carl', 'gone')).note, 'refused');
   assert.deepEqual(await page.ask('cancel', { device: bobsId }), { ok: true });
   assert.equal((await page.device('Bob', 'available')).note, 'cancelled');
   await ask(bob, bobsId);

@@ -10,7 +10,8 @@ const AGAIN_MS = 1000; // between two counts of the same node
 export class Definition {
   #store;
   #wanted = null; // {id, index} of event and node
-  #known = null; // what the service said: {definition, ids, of}
+  #known = null; // what the service said last: {definition, ids, of}
+  #isUnanswered = false; // it did not say, or no longer keeps the event
   #timer = null;
   #count = el('span', { class: 'matches', role: 'status' });
   #copy = copyButton('Copy as definition', () => JSON.stringify(this.#known?.definition ?? null, null, 2));
@@ -18,13 +19,14 @@ export class Definition {
 
   constructor(store) {
     this.#store = store;
-    store.subscribe((change) => change.events && this.#wanted && this.#askSoon(AGAIN_MS));
+    store.subscribe((change) => (change.events || change.reset) && this.#wanted && this.#askSoon(AGAIN_MS));
   }
 
   /** The node of the event's ancestry that is looked at, by its place as sent; null when there is none. */
   show(id, index) {
     this.#wanted = index === null ? null : { id, index };
     this.#known = null;
+    this.#isUnanswered = false;
     this.#render();
     clearTimeout(this.#timer);
     this.#timer = null;
@@ -41,17 +43,25 @@ export class Definition {
     const wanted = this.#wanted;
     const known = await load(`events/${wanted.id}/matches.json?node=${wanted.index}`);
     if (wanted !== this.#wanted) return;
-    this.#known = known;
-    this.#store.setMatches(known?.ids ?? []);
+    this.#isUnanswered = known === null;
+    this.#known = known ?? this.#known;
+    this.#store.setMatches(this.#known?.ids ?? []);
     this.#render();
   }
 
   #render() {
     this.element.hidden = this.#wanted === null;
-    const { ids, of } = this.#known ?? {};
-    setText(this.#count, ids ? `Matches ${ids.length} of the last ${plural(of, 'event')}` : 'Counting what it matches…');
-    if (ids) this.#copy.removeAttribute('aria-disabled');
+    setText(this.#count, this.#words());
+    if (this.#known) this.#copy.removeAttribute('aria-disabled');
     else this.#copy.setAttribute('aria-disabled', 'true'); // it keeps the focus
+  }
+
+  #words() {
+    if (!this.#known && this.#isUnanswered) return 'Not counted: the service no longer keeps this event, or did not answer';
+    if (!this.#known) return 'Counting what it matches…';
+    const { ids, of } = this.#known;
+    const counted = `${ids.length} of the last ${plural(of, 'event')}`;
+    return this.#isUnanswered ? `Matched ${counted} when they were counted last` : `Matches ${counted}`;
   }
 }
 

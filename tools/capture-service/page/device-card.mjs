@@ -38,8 +38,10 @@ export function pairCode(device) {
 /** The one thing to do with the device in its state, or null. */
 export function deviceAction(device, connection) {
   const button = (label, kind, request, spoken) => {
-    const element = el('button', { class: kind, text: label, 'aria-label': `${spoken} ${deviceName(device)}` });
+    const named = { 'aria-label': `${spoken} ${deviceName(device)}`, 'data-device': device.id };
+    const element = el('button', { class: kind, text: label, ...named });
     element.addEventListener('click', async () => {
+      if (element.hasAttribute('aria-disabled')) return;
       element.setAttribute('aria-disabled', 'true'); // it keeps the focus
       const answer = await request(device.id);
       element.removeAttribute('aria-disabled');

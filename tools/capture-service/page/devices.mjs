@@ -27,16 +27,27 @@ export class Devices {
       card.element.remove();
       this.#cards.delete(key);
     }
-    const order = cards.toSorted((one, other) => isGone(one) - isGone(other));
+    for (const told of cards) this.#show(told, isNews);
+    const focused = document.activeElement;
+    this.#arrange(cards);
+    if (document.activeElement !== focused) focused.focus();
+  }
+
+  #show(told, isNews) {
+    let card = this.#cards.get(told.key);
+    if (!card) this.#cards.set(told.key, (card = new DeviceCard()));
+    const was = card.state;
+    card.show(told, this.#countOf(told), this.#connection);
+    if (isNews && was !== card.state) announce(`${deviceName(told.device)} ${stateOf(told.device).announcement}`);
+  }
+
+  /** Those that are gone come last. They are what is moved: a button of the others may be under the pointer. */
+  #arrange(cards) {
+    const elementOf = ({ key }) => this.#cards.get(key).element;
+    const [here, gone] = [false, true].map((wanted) => cards.filter((card) => isGone(card) === wanted).map(elementOf));
+    for (const element of gone) if (here.some((other) => isBefore(element, other))) this.#list.append(element);
     let before = this.#list.firstChild;
-    for (const told of order) {
-      let card = this.#cards.get(told.key);
-      if (!card) this.#cards.set(told.key, (card = new DeviceCard()));
-      const was = card.state;
-      card.show(told, this.#countOf(told), this.#connection);
-      before = place(this.#list, card.element, before);
-      if (isNews && was !== card.state) announce(`${deviceName(told.device)} ${stateOf(told.device).announcement}`);
-    }
+    for (const element of [...here, ...gone]) before = place(this.#list, element, before);
   }
 
   #countOf({ visits }) {
@@ -45,4 +56,5 @@ export class Devices {
   }
 }
 
-const isGone = ({ device }) => Number(device.state === 'gone');
+const isGone = ({ device }) => device.state === 'gone';
+const isBefore = (node, other) => (node.compareDocumentPosition(other) & Node.DOCUMENT_POSITION_FOLLOWING) !== 0;

@@ -79,12 +79,18 @@ export function notice(text, undo) {
   setTimeout(leave, NOTICE_MS);
 }
 
-/** Puts new content in, and keeps the keyboard where it was: on the first thing to press, or on what is told. */
+/**
+ * Puts new content in, and keeps the keyboard where it was: on what can be done with the same device (`data-device`), else on
+ * the first thing to press, or on what is told. It never gets to another device's button.
+ */
 export function replaceKeepingFocus(parent, ...children) {
-  const hadFocus = parent.contains(document.activeElement);
+  const { activeElement } = document;
+  const hadFocus = parent.contains(activeElement);
+  const { device } = activeElement?.dataset ?? {};
   parent.replaceChildren(...children.filter(Boolean));
   if (!hadFocus) return;
-  const next = parent.querySelector('button') ?? parent.querySelector('h2, h3') ?? parent;
+  const button = device === undefined ? 'button' : `button[data-device="${CSS.escape(device)}"]`;
+  const next = parent.querySelector(button) ?? parent.querySelector('h2, h3') ?? parent;
   if (!next.matches('button')) next.setAttribute('tabindex', '-1');
   next.focus();
 }

@@ -9,7 +9,7 @@ export const KINDS = {
   other: 'Other',
 };
 
-const REDACTED = '****'; // what the library writes in the place of a text that must not leave the app
+export const REDACTED = '****'; // what the library writes in the place of a text that must not leave the app
 // Of a gesture, by what its recogniser's class is called.
 const GESTURES = [
   [/swipe/i, 'Swiped'],

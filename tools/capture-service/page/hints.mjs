@@ -1,5 +1,7 @@
 // What would make an event easier to recognise later, for the developer who sees it.
 
+import { REDACTED } from './format.mjs';
+
 const CONTROL = /button|switch|slider|stepper|segmented|control/i;
 
 const touchOf = (message) => message?.event?.touchEvent;
@@ -8,20 +10,18 @@ const touchOf = (message) => message?.event?.touchEvent;
 export function hintsOf(summary, message, others) {
   const touch = touchOf(message);
   const isTouch = typeof touch === 'object' && touch !== null;
-  return [...(isTouch ? touchHints(summary, touch, others) : []), ...titleHints(summary, others)];
+  return [...(isTouch ? touchHints(summary, touch) : []), ...titleHints(summary, others)];
 }
 
-function touchHints({ kind, controller }, touch, others) {
+function touchHints({ kind, controller }, touch) {
   const hints = [];
-  const { targetText, targetA11yLabel, targetA11yId, targetSelector, targetView } = touch;
+  const { targetText, targetA11yLabel, targetA11yId, targetSelector, targetIvar, targetView } = touch;
   if (!targetA11yId) hints.push('No identifier: with an accessibilityIdentifier it is found again when its text changes.');
-  if (targetText && targetText === targetA11yLabel)
+  if (targetText && targetText !== REDACTED && targetText === targetA11yLabel)
     hints.push('Label and text are equal: a label that says more tells views of the same text apart.');
   if (kind === 'touch' && !targetSelector && typeof targetView === 'string' && CONTROL.test(targetView))
     hints.push('A control without a selector: its action has no name, so that it cannot be told from others.');
-  const hasVariable = others.some((other) => other.controller === controller && other.variable !== null);
-  if (controller && !hasVariable)
-    hints.push(`No instance variables of ${controller} are listed: they would name its views.`);
+  if (controller && !targetIvar) hints.push(`No instance variable of ${controller} holds this view: its name would tell it from others.`);
   return hints;
 }
 

@@ -54,10 +54,7 @@ export class Timeline {
     this.#list.addEventListener('scroll', () => this.#list.scrollTop <= AT_TOP_PX && this.#showMissed(0), {
       passive: true,
     });
-    this.#newer.addEventListener('click', () => {
-      this.toNewest();
-      this.#list.focus(); // the button is gone
-    });
+    this.#newer.addEventListener('click', () => this.toNewest());
     this.#follow.addEventListener('click', () => (store.following ? store.stopFollowing() : this.toNewest()));
     this.#clear.addEventListener('click', () => this.#clearAll());
     store.subscribe((change) => this.#render(change));
@@ -219,6 +216,7 @@ export class Timeline {
 
   #showMissed(count) {
     this.#missed = count;
+    if (count === 0 && document.activeElement === this.#newer) this.#list.focus(); // the button goes
     this.#newer.hidden = count === 0;
     setText(this.#newer, `↑ ${plural(count, 'new event')}`);
   }

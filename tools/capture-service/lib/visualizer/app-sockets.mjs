@@ -55,7 +55,8 @@ export class AppSockets {
       this.#sockets.delete(id);
       const device = this.#devices.find(id);
       if (device === undefined || device.state === 'gone') return;
-      this.#devices.leave(device, device.state === 'asked' ? 'refused' : 'lost');
+      const mayBeAsking = device.state === 'asked' || device.note === 'cancelled'; // the app cannot be told that it was cancelled
+      this.#devices.leave(device, mayBeAsking ? 'refused' : 'lost');
     });
   }
 
