@@ -3,9 +3,7 @@
 #include <cstdint>
 
 // Where everything of one kind has gone that this process has had to do with, since it started. The sum
-// agrees:
-//
-//   accepted + found = waiting + delivered + pushedOut + refused + unsendable + unreadable
+// agrees: accepted + found = waiting + delivered + pushedOut + refused + unsendable + unreadable.
 struct KovaCounts {
   std::uint64_t accepted =
       0;                    // recorded by this process, or called in the one before, which did not get to it

@@ -138,7 +138,7 @@ class LintTest(unittest.TestCase):
                          (1, ["a.cpp:2: a function of 41 lines: void f() {", "b.h:1: 401 lines", "tests/b.h:1: note: 401 lines"]))
 
     def test_warnings_and_tidy(self):
-        build = {"CMakeLists.txt": "cmake_minimum_required(VERSION 3.25)\nproject(Sample CXX)\n"
+        build = {"CMakeLists.txt": "cmake_minimum_required(VERSION 3.25)\nproject(Sample VERSION 1.2.3 LANGUAGES CXX)\n"
                  f"include({ROOT}/cmake/KovaTargets.cmake)\nadd_library(sample OBJECT src/a.cpp)\nkova_compile_options(sample)\n",
                  **{name: (ROOT / name).read_text() for name in ("CMakePresets.json", ".clang-tidy")}}
         unlocked = ('struct __attribute__((capability("mutex"))) M {};\nM m;\n__attribute__((guarded_by(m))) int x;\n'
