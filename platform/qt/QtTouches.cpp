@@ -68,7 +68,13 @@ void QtTouches::send(UITouchPhase phase) {
 
 void QtTouches::noteInput() {
   isInput_ = true;
-  inputLevel_ = QThread::currentThread()->loopLevel();
+  const int level = QThread::currentThread()->loopLevel();
+  // Before the clearing is asked for, which looks whether it is still there.
+  if (!handling_ || inputLevel_ != level) {
+    handling_ = new QObject(&handlings_);
+    handling_->deleteLater();
+  }
+  inputLevel_ = level;
   expected_.reset();
   if (inputLevel_ <= rescuedLevel_) rescued_.reset();
   clearing_.ask();
@@ -81,12 +87,12 @@ void QtTouches::expectAction(const std::string& action, const std::shared_ptr<UI
 
 void QtTouches::clearInput() {
   isInput_ = false;
-  const bool isInnerLoop = QThread::currentThread()->loopLevel() > inputLevel_;
-  if (const auto due = std::exchange(expected_, std::nullopt); due && (isInnerLoop || !due->sender)) {
-    rescued_ = due->view;
-    rescuedLevel_ = inputLevel_;
+  if (const auto due = std::exchange(expected_, std::nullopt); due && (handling_ || !due->sender)) {
+    const int level = inputLevel_;
     deliver(due->action, due->view);
     isInput_ = false;
+    rescued_ = due->view;
+    rescuedLevel_ = level;
   }
   if (isDown_) return;
   event_.reset();

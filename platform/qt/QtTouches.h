@@ -48,6 +48,10 @@ class QtTouches {
   void clearInput();
 
   QtLater clearing_{[this] { clearInput(); }};
+  // Deleted by the event loop when what handles the input has returned: an app may let events be processed in
+  // between, in a loop of its own or without any.
+  QPointer<QObject> handling_;
+  QObject handlings_;  // owns those that wait to be deleted
   std::optional<Expected> expected_;
   // What was taken as said, and the event loop in which it may still be said.
   std::shared_ptr<UIView> rescued_;

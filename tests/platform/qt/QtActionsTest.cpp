@@ -27,13 +27,14 @@ using testing::ElementsAre;
 using Lines = QtHost::Lines;
 
 // What the app's slot does, which it has connected before anybody looked.
-enum class Slot { DoesNothing, OpensADialog, DeletesTheSender };
+enum class Slot { DoesNothing, ProcessesEvents, OpensADialog, DeletesTheSender };
 
 template <class Sender, class Signal>
 void connect(Sender* sender, Signal signal, Slot slot) {
   QObject::connect(sender, signal, sender, [sender, slot] {
     QtHost::lines().push_back("slot");
     if (slot == Slot::DeletesTheSender) delete sender;
+    if (slot == Slot::ProcessesEvents) QCoreApplication::processEvents();
     if (slot != Slot::OpensADialog) return;
     QDialog dialog;
     QTimer::singleShot(0, &dialog, [&dialog] {
@@ -189,6 +190,10 @@ class QtActions : public testing::TestWithParam<Row> {
 };
 
 TEST_P(QtActions, AreToldOnce) { EXPECT_EQ(toldWhen(Slot::DoesNothing), GetParam().told); }
+
+TEST_P(QtActions, AreToldOnceWhenTheirSlotProcessesEvents) {
+  EXPECT_EQ(toldWhen(Slot::ProcessesEvents), GetParam().told);
+}
 
 TEST_P(QtActions, AreToldBeforeTheDialogThatTheyOpen) {
   Lines told = GetParam().told;
