@@ -60,7 +60,8 @@ KOVA_C_API const char* kova_library_version(void);
  * Settings. NULL when memory is short. Texts: "name", "identifier", "version", "build", "directory" say what
  * the program is and where its files go; "captureBaseUrl" is where events go. Flags: "assumesNetwork" has
  * uploads tried on a machine without a default route too; "debug", "disableTracking",
- * "disableTelemetryCapture", "maskedPictures", "useEnvironmentProxy". Reference: KovaHost.h, KovaOptions.h.
+ * "disableAdvertiserIdCapture", "disableVendorIdCapture", "disableTelemetryCapture", "maskedPictures",
+ * "useEnvironmentProxy". Reference: KovaHost.h, KovaOptions.h.
  */
 KOVA_C_API kova_settings* kova_settings_new(void);
 KOVA_C_API void kova_settings_free(kova_settings* settings);
@@ -97,6 +98,13 @@ KOVA_C_API void kova_set_log(kova_log_function receive, void* context);
  * program is.
  */
 KOVA_C_API kova_status kova_start(const char* environment, size_t length, const kova_settings* settings);
+
+/*
+ * For a user who withdraws a consent: ends all recording until the next kova_start, and erases what is stored
+ * under the environment id, the user and all that waits to be sent. Waits until it has. Call it after
+ * kova_start, which says where the files are. KOVA_FAILED when something may be left.
+ */
+KOVA_C_API kova_status kova_erase_stored(const char* environment, size_t length);
 
 /* Events. `properties` may be NULL. */
 KOVA_C_API kova_status kova_track(const char* event, size_t length, const kova_properties* properties);

@@ -13,9 +13,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/foundation/NSException.h"
 #include "platform/foundation/NSJSONSerialization.h"
 #include "platform/foundation/SystemLog.h"
+#include "platform/runtime/Fork.h"
 
 using platform::MutableDictionary;
 using platform::Value;
@@ -93,6 +93,10 @@ const std::map<std::string_view, FlagSetter>& flagSetters() {
   static const auto& setters = *new std::map<std::string_view, FlagSetter>{
       {"assumesNetwork", [](kova_settings& s, bool flag) { s.host.assumesNetwork = flag; }},
       {"debug", [](kova_settings& s, bool flag) { s.options->setDebug(flag); }},
+      {"disableAdvertiserIdCapture",
+       [](kova_settings& s, bool flag) { s.options->setDisableAdvertiserIdCapture(flag); }},
+      {"disableVendorIdCapture",
+       [](kova_settings& s, bool flag) { s.options->setDisableVendorIdCapture(flag); }},
       {"disableTracking", [](kova_settings& s, bool flag) { s.options->setDisableTracking(flag); }},
       {"disableTelemetryCapture",
        [](kova_settings& s, bool flag) { s.options->setDisableTelemetryCapture(flag); }},
@@ -127,7 +131,8 @@ std::size_t copied(const std::optional<std::string>& text, char* buffer, std::si
 }
 
 // The receiver of log lines. The mutex is held during each call of it: once it has been replaced it is not
-// called any more.
+// called any more. A child that is forked meanwhile has a mutex of its own: nobody is left there to unlock
+// it.
 struct Receiver {
   std::mutex mutex;
   kova_log_function receive = nullptr;
@@ -135,7 +140,11 @@ struct Receiver {
 };
 
 Receiver& receiver() {
-  static Receiver& instance = *new Receiver;
+  static Receiver& instance = *[] {
+    auto* made = new Receiver;
+    platform::runInForkedChildren([] { new (&receiver().mutex) std::mutex; });
+    return made;
+  }();
   return instance;
 }
 
@@ -156,6 +165,11 @@ std::optional<std::uint64_t> countNamed(std::string_view name) {
     if (name.substr(name.find('.') + 1) == place) return counts.*member;
   }
   return std::nullopt;
+}
+
+// A decimal number without leading zeros.
+bool isEnvironment(const std::optional<std::string_view>& id) {
+  return id && !id->empty() && id->front() != '0' && id->find_first_not_of("0123456789") == id->npos;
 }
 
 int flagsOf(KovaFlushed flushed) {
@@ -249,14 +263,18 @@ void kova_set_log(kova_log_function receive, void* context) {
 kova_status kova_start(const char* environment, size_t length, const kova_settings* settings) {
   return attempt([&] {
     const auto id = textOf(environment, length);
-    if (!id || !settings) return KOVA_INVALID;
+    if (!isEnvironment(id) || !settings) return KOVA_INVALID;
     Kova::startHost(settings->host);
-    try {
-      Kova::initialize(*id, settings->options);
-    } catch (const platform::NSException&) {
-      return KOVA_INVALID;  // the one that the facade throws: no environment id
-    }
+    Kova::initialize(*id, settings->options);
     return outcome();
+  });
+}
+
+kova_status kova_erase_stored(const char* environment, size_t length) {
+  return attempt([&] {
+    const auto id = textOf(environment, length);
+    if (!isEnvironment(id)) return KOVA_INVALID;
+    return Kova::eraseStored(*id) ? KOVA_OK : KOVA_FAILED;
   });
 }
 
