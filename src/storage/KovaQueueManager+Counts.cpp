@@ -1,4 +1,5 @@
-// What has become of the messages of batches; of those of earlier processes that is known when they are read.
+// What has become of what was refused, and of the messages of batches; of those of earlier processes that is
+// known when they are read.
 
 #include <utility>
 
@@ -9,6 +10,7 @@ using namespace platform;
 namespace {
 
 constexpr KICounters::Kind kEvents = &KovaStatus::events;
+constexpr KICounters::Kind kRequests = &KovaStatus::requests;
 constexpr std::string_view kMessagesKey = "messages";
 constexpr std::string_view kMessagesIdentifierKey = "messagesIdentifier";
 // Without a place for files the batches lie in memory, and in one row that is written whole: a few, not 200.
@@ -49,6 +51,15 @@ std::optional<std::size_t> KovaQueueManager::messageCount(const Batch& batch) co
   if (const Array* messages = inlineMessages(batch)) return messages->size();
   const auto known = messageCounts_.find(fileNameOf(batch));
   return known == messageCounts_.end() ? std::nullopt : std::optional(known->second);
+}
+
+void KovaQueueManager::refuseUrlString() {
+  counters_.take(kRequests, &KovaCounts::accepted, &KovaCounts::refused);
+}
+
+void KovaQueueManager::refuseMessage(std::span<const KICallLog::Number> calls) {
+  counters_.take(kEvents, &KovaCounts::accepted, &KovaCounts::refused);
+  calls_.noteJournaled(calls);
 }
 
 void KovaQueueManager::countFound(const Batch& batch, std::string_view payload) {

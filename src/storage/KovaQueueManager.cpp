@@ -141,20 +141,20 @@ std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(
 }
 
 void KovaQueueManager::enqueueUrlString(std::string_view url) {
-  const bool hasRoom = canEnqueueUrlString();
-  counters_.take(kRequests, &KovaCounts::accepted, hasRoom ? &KovaCounts::waiting : &KovaCounts::refused);
-  if (!hasRoom) return;
+  if (!canEnqueueUrlString()) return refuseUrlString();
+  counters_.take(kRequests, &KovaCounts::accepted, &KovaCounts::waiting);
   urls_.push(url);
   urls_.persist();
 }
 
 void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
                                                      const KovaMessageBuilder& messageBuilder) {
-  const bool hasRoom = canEnqueueUrlString();
-  counters_.take(kRequests, &KovaCounts::accepted, hasRoom ? &KovaCounts::waiting : &KovaCounts::refused);
-  if (hasRoom) {
+  if (canEnqueueUrlString()) {
+    counters_.take(kRequests, &KovaCounts::accepted, &KovaCounts::waiting);
     urls_.pushFirst(url);
     urls_.persist();
+  } else {
+    refuseUrlString();
   }
   if (!KovaMessageBuilder::unenrichedMessagesExistInArray(queuedEvents_)) return;
   messageBuilder.enrichMessagesWithFirstPageview(queuedEvents_);
@@ -203,10 +203,7 @@ void KovaQueueManager::cleanUpSentUrl(const NSURL& url) {
 
 void KovaQueueManager::enqueueMessage(MutableDictionary message, std::span<const KICallLog::Number> calls) {
   if (queuedEvents_.size() >= limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
-  if (!canEnqueueMessage()) {
-    counters_.take(kEvents, &KovaCounts::accepted, &KovaCounts::refused);
-    return calls_.noteJournaled(calls);
-  }
+  if (!canEnqueueMessage()) return refuseMessage(calls);
   auto text = NSJSONSerialization::isValidJSONObject(message)
                   ? NSJSONSerialization::dataWithJSONObject(Dictionary(message))
                   : std::nullopt;
@@ -226,6 +223,18 @@ void KovaQueueManager::enqueueMessage(MutableDictionary message, std::span<const
   queuedEvents_.push_back(std::move(message));
   texts_.push_back(std::move(*text));
   watchForAPageview();
+}
+
+void KovaQueueManager::noteDone(KICallLog::Number call) {
+  if (call == KICallLog::kNotNoted) return;
+  unstoredCalls_.push_back(call);
+  settleCalls();
+}
+
+void KovaQueueManager::settleCalls() {
+  if (unstoredCalls_.empty() || !persistentStore_->isAllStored()) return;
+  for (const KICallLog::Number call : unstoredCalls_) calls_.noteDone(call);
+  unstoredCalls_.clear();
 }
 
 bool KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched) {
@@ -355,6 +364,7 @@ bool KovaQueueManager::persistQueuedEvents() {
   batches_.noteSaved();
   calls_.noteJournaled(std::exchange(callsInMemory_, {}));
   calls_.writeDone();
+  settleCalls();
   journal_.forgetTakenOver();
   droppedSinceRewrite_ = 0;
   return true;

@@ -56,8 +56,10 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // Pixel URLs, relative to the capture base URL.
   bool canEnqueueUrlString() const KOVA_ON_MUTATION_QUEUE { return urls_.hasRoom(); }
   std::size_t queuedUrlStringsCount() const KOVA_ON_MUTATION_QUEUE { return urls_.size(); }
-  // Dropped without a word when the queue is full.
+  // Refused when the queue is full.
   void enqueueUrlString(std::string_view url) KOVA_ON_MUTATION_QUEUE;
+  // Counts one that is not even made, because the queue is full.
+  void refuseUrlString() KOVA_ON_MUTATION_QUEUE;
   // At the front, and gives waiting messages the pageview and session that they lack.
   void enqueueFirstPageviewUrlString(std::string_view url,
                                      const KovaMessageBuilder& messageBuilder) KOVA_ON_MUTATION_QUEUE;
@@ -81,6 +83,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // The calls that it came of are done with it.
   void enqueueMessage(platform::MutableDictionary message,
                       std::span<const KICallLog::Number> calls = {}) KOVA_ON_MUTATION_QUEUE;
+  // Counts one that is not even made, because the batch queue is full.
+  void refuseMessage(std::span<const KICallLog::Number> calls) KOVA_ON_MUTATION_QUEUE;
   // Makes one batch of all messages, unless some are not enriched yet; then, and when there are none, it only
   // persists them, if asked to. Answers whether all that is queued is stored now.
   bool moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched = true) KOVA_ON_MUTATION_QUEUE;
@@ -109,6 +113,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
 
   // What the host calls, and what an earlier process has left of that: once, after load().
   KICallLog& calls() { return calls_; }
+  // A call that makes no message has been carried out. It is done once the store holds what it has changed:
+  // should the process end before, the next start does it again.
+  void noteDone(KICallLog::Number call) KOVA_ON_MUTATION_QUEUE;
   KICallLog::Left takeLeftCalls() KOVA_ON_MUTATION_QUEUE { return std::exchange(leftCalls_, {}); }
 
   // Any thread.
@@ -158,6 +165,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void countFound(const Batch& batch, std::string_view payload) KOVA_ON_MUTATION_QUEUE;
   void countUnreadable(const Batch& batch) KOVA_ON_MUTATION_QUEUE;
   bool hasRoomForInlineBatch() const KOVA_ON_MUTATION_QUEUE;
+  void settleCalls() KOVA_ON_MUTATION_QUEUE;
   void watchForAPageview() KOVA_ON_MUTATION_QUEUE;
   void sayThatMessagesWait() KOVA_ON_MUTATION_QUEUE;
 
@@ -171,6 +179,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   KICallLog::Left leftCalls_ KOVA_OF_MUTATION_QUEUE;
   // Calls whose messages the journal has not taken: they are done when the store has.
   std::vector<KICallLog::Number> callsInMemory_ KOVA_OF_MUTATION_QUEUE;
+  std::vector<KICallLog::Number> unstoredCalls_ KOVA_OF_MUTATION_QUEUE;  // without a message
   std::size_t droppedSinceRewrite_ KOVA_OF_MUTATION_QUEUE = 0;  // messages that the journal still holds
   KIStoredQueue<Batch> batches_ KOVA_OF_MUTATION_QUEUE;
   KICounters counters_;

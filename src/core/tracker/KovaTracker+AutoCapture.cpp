@@ -147,14 +147,15 @@ std::shared_ptr<KITouchEvent> KovaTracker::readTouch(const kova::SeenTouch& seen
 
 void KovaTracker::keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event) {
   note(*event);
-  touchEventCache_->addTouchEvent(event, [weakTracker = std::weak_ptr(retained(*this)), event,
-                                          observer = KovaSegmentedControlObserver::observeTouchEvent(event)] {
-    kova::mainThread.isHere();
-    if (observer) observer->stopObserving();
-    auto tracker = weakTracker.lock();
-    if (!tracker) tracker = sharedTracker();  // which has taken over what waited
-    if (tracker) tracker->consumeTouchEvent(event);
-  });
+  touchEventCache_->addTouchEvent(
+      event, [weakTracker = std::weak_ptr(retained(*this)), weakQueues = std::weak_ptr(queueManager_), event,
+              observer = KovaSegmentedControlObserver::observeTouchEvent(event)] {
+        kova::mainThread.isHere();
+        if (observer) observer->stopObserving();
+        auto tracker = weakTracker.lock();
+        if (!tracker) tracker = sharedTracker();  // which has taken over what waited, unless it was erased
+        if (tracker && tracker->queueManager_ == weakQueues.lock()) tracker->consumeTouchEvent(event);
+      });
   // Session and identity are those of the time of the touch, not of the time when it leaves the cache: this
   // has to happen before whatever is queued next, which is no reason to wake the queue.
   performSafelyOnMutationQueueLazilyWithBlock(
@@ -211,7 +212,7 @@ void KovaTracker::consumeTouchEvent(std::shared_ptr<KITouchEvent> event) {
 }
 
 void KovaTracker::enqueueTouchEvent(const KITouchEvent& event) {
-  if (!queueManager_->canEnqueueMessage()) return queueManager_->calls().noteJournaled(event.calls());
+  if (!queueManager_->canEnqueueMessage()) return queueManager_->refuseMessage(event.calls());
   if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
     KovaLogDebug("Logged event with properties:\n%@", event.description());
   }

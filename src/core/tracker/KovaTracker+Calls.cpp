@@ -119,7 +119,7 @@ void KovaTracker::redoLeftCalls() {
           },
           kova::OnException::Report);
       for (const KICallLog::Number number : call.numbers) {
-        if (!isMessage) queueManager_->calls().noteDone(number);
+        if (!isMessage) queueManager_->noteDone(number);
       }
     }
     isRedoing_ = false;

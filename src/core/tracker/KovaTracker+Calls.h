@@ -53,6 +53,6 @@ void KovaTracker::performNotedOnMutationQueue(const char* selector, std::uint64_
   performSafelyOnMutationQueueSoonWithBlock(
       selector, [call, block = std::move(block)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE mutable {
         block(tracker);
-        tracker.queueManager_->calls().noteDone(call);
+        tracker.queueManager_->noteDone(call);
       });
 }

@@ -184,7 +184,7 @@ KovaTracker::ActiveScreen KovaTracker::readActiveScreen(const CustomEvent& event
 
 void KovaTracker::enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen) {
   const std::span<const KICallLog::Number> calls(&event.call, 1);
-  if (!queueManager_->canEnqueueMessage()) return queueManager_->calls().noteJournaled(calls);
+  if (!queueManager_->canEnqueueMessage()) return queueManager_->refuseMessage(calls);
   KIMoment& moment = *event.moment;
   moment.applyMissingPropertiesFromSessionManager(*sessionManager_, *identityManager_);
   // A pageview that the screen got in another session does not belong to the event.

@@ -167,7 +167,7 @@ void KovaTracker::stop(std::string_view nextAppId) {
 
 std::shared_ptr<KovaTracker> KovaTracker::inForce() {
   auto shared = sharedTracker();
-  return shared && shared->appId_ == appId_ ? shared : retained(*this);
+  return shared && shared->queueManager_ == queueManager_ ? shared : retained(*this);
 }
 
 void KovaTracker::takeOverTouchesOf(KovaTracker& previous) {

@@ -165,7 +165,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
 
   // Runs block(tracker) on the mutation queue, later and in order; retains the tracker until then. If it has
   // been replaced by then by another of its environment, the block is given that one: what was called in time
-  // belongs to the session that is in force. (KovaTracker+Perform.h)
+  // belongs to the session that is in force, unless all was erased between. (KovaTracker+Perform.h)
   template <class Block>
   void performSafelyOnMutationQueueWithBlock(const char* selector, Block block);
   // The same for what the host calls often and does not wait for: a few milliseconds later at most.
@@ -182,7 +182,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   void performSafelyOnMainQueueWithBlock(const char* selector, Block block);
 
  private:
-  // The shared tracker when it is of the same environment, else this one.
+  // The shared tracker when it has the same queues, else this one. Another environment has others, and so has
+  // the same one after it was erased: what is called before is not for the user who comes next.
   std::shared_ptr<KovaTracker> inForce();
   std::shared_ptr<const KIEventRecording> recordingOfScreen() const override KOVA_ON_MAIN_THREAD;
 

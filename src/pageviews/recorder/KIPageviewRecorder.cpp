@@ -71,7 +71,10 @@ void KIPageviewRecorder::enqueue(const KIPageview& pageview) {
 
 bool KIPageviewRecorder::enqueuePageviewUrl(const Dictionary& pageviewInfo) {
   KovaQueueManager& queueManager = parts_.queueManager;
-  if (!queueManager.canEnqueueUrlString()) return false;
+  if (!queueManager.canEnqueueUrlString()) {
+    queueManager.refuseUrlString();
+    return false;
+  }
   queueManager.moveEnqueuedMessagesToBatchAndPersist();
   if (KovaLoggingEnabled(kKovaLogLevelDebug)) {
     KovaLogDebug("Logged view controller with properties:%@", kova::descriptionOfPageviewInfo(pageviewInfo));

@@ -68,6 +68,7 @@ bool KovaPersistentStore::setObject(const Value& value, std::string_view key) {
 }
 
 void KovaPersistentStore::removeObjectForKey(std::string_view key) {
+  if (isErased_) return;
   if (!step_) return userDefaults_.removeObjectForKey(storageKeyForKey(key));
   step_->emplace_back(storageKeyForKey(key), std::nullopt);
 }

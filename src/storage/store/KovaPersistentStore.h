@@ -50,6 +50,8 @@ class KovaPersistentStore {
   // whenever the process ends, and nothing when it throws. Meanwhile setObject answers false, since nothing
   // is stored yet, and reads find what was there before. Answers as setObject does.
   bool changeInOneStep(const std::function<void()>& changes) KOVA_ON_MUTATION_QUEUE;
+  // Whether everything that was set is stored; what is not is tried again. Not within a step.
+  bool isAllStored() const KOVA_ON_MUTATION_QUEUE { return !step_ && userDefaults_.synchronize(); }
   // Whether the caller runs within such a step.
   bool isInStep() const KOVA_ON_MUTATION_QUEUE { return step_.has_value(); }
   // None for a stored value of another kind; a stored number answers as a string with its text. Unreadable

@@ -207,6 +207,38 @@ TEST_F(InterceptorTest, ATouchOutlivesAnotherInitialization) {
   EXPECT_THAT(device.batchFiles(), SizeIs(1)) << "stored for when its environment is used again";
 }
 
+TEST_F(InterceptorTest, ATouchIsErasedWithItsUser) {
+  start();
+  controller->onPay = [this] {
+    EXPECT_TRUE(Kova::eraseStored(SimulatedDevice::kEnvironment));
+    device.start();
+  };
+  tap();
+  device.advance(1);
+  Kova::track("What brings the new session its pageview");
+  EXPECT_THAT(received(), IsEmpty());
+}
+
+TEST_F(InterceptorTest, WhatTheQueuesHaveNoRoomForIsCounted) {
+  std::vector<platform::Value> urls, batches;
+  for (int i = 0; i < 200; ++i) {
+    urls.emplace_back("h?n=" + std::to_string(i));
+    batches.emplace_back(Dictionary{{"messagesIdentifier", std::to_string(i)}});
+  }
+  device.store("queuedPageviews", Array(std::move(urls)));
+  device.store("queuedMessageBatches", Array(std::move(batches)));
+  device.setOnline(false);
+  device.start();
+  tap();
+  device.advance(1);
+  EXPECT_EQ(Kova::status().events.refused, 1u);
+  EXPECT_EQ(Kova::status().requests.refused, 1u) << "the pageview that the touch asks for";
+  Kova::track("Event");
+  device.drain();
+  EXPECT_EQ(Kova::status().events.refused, 2u);
+  EXPECT_EQ(Kova::status().events.accepted, 2u);
+}
+
 TEST_F(InterceptorTest, AControlMayGoInItsAction) {
   start();
   const std::weak_ptr<UIButton> weak = controller->payButton;

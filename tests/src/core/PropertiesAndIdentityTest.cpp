@@ -1,7 +1,10 @@
+#include <filesystem>
 #include <fstream>
 
 #include "platform/foundation/NSFileManager.h"
+#include "src/storage/KICallLog.h"
 #include "tests/src/core/TrackerFixture.h"
+#include "tests/support/ResourceLimit.h"
 
 using namespace platform;
 using testing::ElementsAre;
@@ -170,6 +173,26 @@ TEST_F(PropertiesAndIdentityTest, UserPropertiesAreSentAndNotKept) {
   EXPECT_THAT(sentParameters("/api/add_user_properties_v3", "_plan"), ElementsAre("pro"));
   EXPECT_THAT(sentParameters("/api/add_user_properties_v3", "_seats"), ElementsAre("3"));
   EXPECT_EQ(storedText("eventProperties"), "(nothing)");
+}
+
+TEST_F(PropertiesAndIdentityTest, ACallIsDoneOnceTheStoreHasIt) {
+  const std::string calls = directories().applicationSupport + "/kova-12345.calls";
+  const auto left = [&calls] {  // to a process that would start now
+    const std::string copy = calls + ".copy";
+    std::filesystem::copy_file(calls, copy, std::filesystem::copy_options::overwrite_existing);
+    return KICallLog().open(copy, {}).calls.size();
+  };
+  device.store("somebodyElses", std::string(200'000, 'x'));
+  {
+    const auto full = ResourceLimit::fileSize(100'000);
+    Kova::identify("ada");
+    device.drain();
+    EXPECT_EQ(storedText("identity"), "ada") << "to this process";
+    EXPECT_EQ(left(), 1u);
+  }
+  device.application->enterBackground();
+  device.drain();
+  EXPECT_EQ(left(), 0u);
 }
 
 }  // namespace

@@ -232,6 +232,7 @@ TEST_F(TrackerLifeCycleTest, ErasingLeavesNothingStored) {
   device.application->enterBackground();
   device.drain();
   const auto user = Kova::userId();
+  const auto before = KovaTracker::sharedTracker();
   const std::string journal = directories().applicationSupport + "/kova-12345.journal";
   ASSERT_TRUE(std::filesystem::exists(journal) && std::filesystem::exists(device.batchDirectory()));
   ASSERT_FALSE(session->open.empty());
@@ -245,6 +246,9 @@ TEST_F(TrackerLifeCycleTest, ErasingLeavesNothingStored) {
   EXPECT_FALSE(std::filesystem::exists(journal) || std::filesystem::exists(device.batchDirectory()));
 
   device.start();
+  before->identify(Value("ada"));
+  before->recordCustomEvent("Called before, and done now", std::nullopt);
+  device.drain();
   EXPECT_NE(Kova::userId(), user);
   EXPECT_EQ(Kova::identity(), std::nullopt);
   send();
