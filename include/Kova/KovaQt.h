@@ -24,8 +24,9 @@ class QWidget;
 // From there on it records which windows, dialogs and pages are shown, what is pressed in them, and which
 // editors are used; never what is written in them. Widgets are kept out, or their texts, by dynamic
 // properties, in code as in .ui files: kovaIgnore, kovaIgnoreInnerHierarchy, kovaRedactText and
-// kovaRedactAccessibilityLabel (true); kovaScreen says whether a window or a widget is a screen (true,
-// false), or its name.
+// kovaRedactAccessibilityLabel (true). What is written on a button or a label is its accessibility label
+// too: to keep it out, redact both. kovaScreen says whether a window or a widget is a screen (true, false),
+// or its name.
 //
 // A user switches off Kova in every Qt program by the environment variable KOVA_DISABLE=1, an administrator
 // by the file /etc/xdg/kova/disabled: then all calls do nothing.
