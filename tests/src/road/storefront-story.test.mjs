@@ -4,6 +4,8 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { Road, nameOf } from './road.mjs';
 
+const limits = { timeout: 180_000 };
+
 /** Runs the app; answers its screens in the order of arrival, and its interactions by the screens they arrived on. */
 async function tell(road, ...options) {
   await road.run(process.env.STOREFRONT, ['--capture-url', road.url, '--data', road.data, ...options]);
@@ -19,7 +21,7 @@ async function tell(road, ...options) {
   return { screens: [...screens.values()], told };
 }
 
-test('each interaction arrives on the pageview of its own screen', async (t) => {
+test('each interaction arrives on the pageview of its own screen', limits, async (t) => {
   const road = await Road.open(t);
   const { screens, told } = await tell(road);
   const [first] = await road.records('');
@@ -58,7 +60,7 @@ test('each interaction arrives on the pageview of its own screen', async (t) => 
   for (const kept of ['4111 1111', '41111111', 'Analytical', 'Card number']) assert.ok(!everything.includes(kept), kept);
 });
 
-test('touches in two scenes belong to the screens of each', async (t) => {
+test('touches in two scenes belong to the screens of each', limits, async (t) => {
   const { screens, told } = await tell(await Road.open(t), '--tablet');
   assert.deepEqual(screens, [
     '1 CatalogController',

@@ -105,7 +105,7 @@ test('no pane’s content leaves its pane, from 360 to 1920 pixels, in wide and 
   await holds('no device');
 
   const other = await ScriptedApp.start(dashboard.url, { name: LONG_NAME, deviceId: '2', accepts: false });
-  t.after(() => other.close());
+  dashboard.after(() => other.close());
   await dashboard.button(`Pair with ${LONG_NAME}`).click();
   await show('#stage .code');
   await holds('a device that was asked');
@@ -114,7 +114,7 @@ test('no pane’s content leaves its pane, from 360 to 1920 pixels, in wide and 
   await holds('a device that is paired');
 
   const ada = await ScriptedApp.start(dashboard.url);
-  t.after(() => ada.close());
+  dashboard.after(() => ada.close());
   await dashboard.button('Pair with Ada').click();
   await show('#connection', '2 devices live');
   for (let number = 1; number < 500; number++) ada.touch(NO_PICTURES);

@@ -26,24 +26,39 @@ export class Dashboard {
   page;
   #settings;
   #service;
+  #ends = [];
   #errors = [];
 
   static async open(t, browser, { width = 1280, height = 800, envId = '11', file, plan, before, path } = {}) {
     const dashboard = new Dashboard();
-    dashboard.#settings = { visualizer: { envId }, file, plan };
+    const goneMs = 600_000; // longer than any test
+    dashboard.#settings = { visualizer: { envId, goneMs }, file, plan };
+    t.after(() => dashboard.#end());
     await dashboard.startService();
-    t.after(async () => {
-      await dashboard.stopService();
-      assert.deepEqual(dashboard.#errors, []);
-    });
     dashboard.page = await dashboard.pageIn(t, browser, { width, height }, { before, path });
     return dashboard;
+  }
+
+  /** What ends with the test, whatever else goes wrong then. Of the test's own hooks none is called after one that throws. */
+  after(end) {
+    this.#ends.push(end);
+  }
+
+  async #end() {
+    for (const end of [...this.#ends, () => this.stopService()]) {
+      try {
+        await end();
+      } catch ({ message }) {
+        this.#errors.push(message);
+      }
+    }
+    assert.deepEqual(this.#errors, []);
   }
 
   /** One more page of the same service; `before` runs in it ahead of its own scripts. */
   async pageIn(t, browser, viewport, { before = () => {}, path = '/visualizer/' } = {}) {
     const context = await browser.newContext({ viewport, permissions: ['clipboard-read', 'clipboard-write'] });
-    t.after(() => context.close());
+    this.after(() => context.close());
     context.setDefaultTimeout(15_000);
     const page = await context.newPage();
     page.on('pageerror', (error) => {
@@ -67,17 +82,17 @@ export class Dashboard {
   }
 
   /** An app that was asked by this page and has accepted, and ends with the test. */
-  async pairedApp(t, settings) {
+  async pairedApp(settings) {
     const app = await ScriptedApp.start(this.url, settings);
-    t.after(() => app.close());
+    this.after(() => app.close());
     await this.page.locator('button:visible', { hasText: /^Pair$/ }).click();
     await this.page.locator('.device[data-state="paired"], #stage .pulse').first().waitFor({ state: 'attached' });
     return app;
   }
 
   /** A paired app that has touched things of these names. */
-  async appThatTouched(t, ...names) {
-    const app = await this.pairedApp(t);
+  async appThatTouched(...names) {
+    const app = await this.pairedApp();
     for (const targetText of names) app.touch({ event: { targetText } });
     await this.showsEvent(`Tapped ${names.at(-1)}`);
     return app;
