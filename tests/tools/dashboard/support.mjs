@@ -59,7 +59,7 @@ export class Dashboard {
   async pageIn(t, browser, viewport, { before = () => {}, path = '/visualizer/' } = {}) {
     const context = await browser.newContext({ viewport, permissions: ['clipboard-read', 'clipboard-write'] });
     this.after(() => context.close());
-    context.setDefaultTimeout(15_000);
+    context.setDefaultTimeout(60_000); // on a busy machine a page alone takes more than 15 s
     const page = await context.newPage();
     page.on('pageerror', (error) => {
       t.diagnostic(`the page raised: ${error.message}`);
