@@ -5,10 +5,11 @@ const LOAD_MS = 10_000;
 /** {detail, screen, crop, problem}: the pictures decoded, or null; never rejects. */
 export async function loadEvent(summary) {
   const base = `events/${summary.id}`;
+  const run = `?${summary.receivedAt}`; // a service that was restarted counts anew, and the browser keeps the pictures of the old one
   const [answer, screen, crop] = await Promise.all([
     loadDetail(`${base}.json`),
-    summary.hasScreen ? loadPicture(`${base}/screen.png`, 'The screen at the moment of the event') : null,
-    summary.hasCrop ? loadPicture(`${base}/crop.png`, 'The touched view') : null,
+    summary.hasScreen ? loadPicture(`${base}/screen.png${run}`, 'The screen at the moment of the event') : null,
+    summary.hasCrop ? loadPicture(`${base}/crop.png${run}`, 'The touched view') : null,
   ]);
   return { ...answer, screen, crop };
 }
