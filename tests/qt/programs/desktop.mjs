@@ -11,7 +11,6 @@ import { Service } from '../../../tools/capture-service/lib/service.mjs';
 
 const run = promisify(execFile);
 const WINDOW_MS = 30_000;
-const STOP_MS = 5000;
 const fonts = fileURLToPath(new URL('../../tools/support/fonts/wide.conf', import.meta.url));
 
 export class Desktop {
@@ -103,9 +102,7 @@ export class Desktop {
   async #stop() {
     for (const { child, ended } of this.#started.reverse()) {
       child.kill();
-      const impatience = setTimeout(() => child.kill('SIGKILL'), STOP_MS);
       await ended;
-      clearTimeout(impatience);
     }
     await this.#service.stop();
     await fs.rm(this.home, { recursive: true, force: true });
