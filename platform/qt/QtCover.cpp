@@ -7,6 +7,7 @@
 #include "platform/qt/QtDrawing.h"
 #include "platform/qt/QtProxies.h"
 #include "platform/qt/QtTree.h"
+#include "platform/qt/QtWidgetKinds.h"
 #include "platform/uikit/CoveredViews.h"
 
 namespace platform {
@@ -14,12 +15,16 @@ namespace platform {
 namespace {
 
 // A rule may come with the view of a widget, so one is made for each.
-ViewCover coverOf(QWidget& shown) { return CoveredViews::coverOf(*QtProxies::shared().viewOf(shown)); }
+ViewCover coverOf(QWidget& shown) {
+  const ViewCover cover = CoveredViews::coverOf(*QtProxies::shared().viewOf(shown));
+  // A leaf paints what lies inside of it itself, like the rows of a list.
+  return cover == ViewCover::Inside && kindOf(shown).isLeaf() ? ViewCover::Whole : cover;
+}
 
 ViewCover coverOfChild(QWidget& child, ViewCover outer) {
   // A viewport is none of what lies inside, it is the area itself.
   const bool isPart = &shownWidget(child) != &child;
-  if (isPart) return outer;
+  if (isPart) return isForPasswords(child) ? ViewCover::Whole : outer;
   return outer == ViewCover::Inside ? ViewCover::Whole : coverOf(child);
 }
 
@@ -52,7 +57,7 @@ class Covering {
     painter_.save();
     moveInto(*view.viewport());
     for (QGraphicsItem* const item : view.items(view.viewport()->rect())) {
-      auto* const proxy = qgraphicsitem_cast<QGraphicsProxyWidget*>(item);
+      auto* const proxy = qobject_cast<QGraphicsProxyWidget*>(item->toGraphicsObject());
       if (!proxy || !proxy->widget() || !proxy->isVisible()) continue;
       painter_.save();
       painter_.setTransform(proxy->deviceTransform(view.viewportTransform()), true);

@@ -6,6 +6,7 @@
 #include <QFocusEvent>
 #include <QGestureEvent>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QMouseEvent>
 #include <QShortcutEvent>
 #include <QWidget>
@@ -26,7 +27,8 @@ namespace platform {
 
 namespace {
 
-// Asked before the user can have the password shown.
+// Asked whenever the field is painted: a field that hides what is written in it has been painted so before
+// the user can have it shown.
 void noteIfForPasswords(QWidget& part) {
   QWidget& widget = shownWidget(part);
   if (!isForPasswords(widget)) return;
@@ -100,6 +102,7 @@ void QtEvents::see(QObject& watched, QEvent& event) {
     case QEvent::FocusOut:
     case QEvent::DynamicPropertyChange:
     case QEvent::Gesture:
+    case QEvent::Paint:
       break;
     default:
       return;
@@ -126,6 +129,9 @@ void QtEvents::seeWidget(QWidget& widget, QEvent& event) {
                                        static_cast<QDynamicPropertyChangeEvent&>(event).propertyName());
     case QEvent::Gesture:
       return QtGestures::shared().comes(widget, static_cast<QGestureEvent&>(event));
+    case QEvent::Paint:
+      if (qobject_cast<QLineEdit*>(&widget)) noteIfForPasswords(widget);
+      return;
     default:
       return inputComes(widget, event);
   }
@@ -135,7 +141,6 @@ void QtEvents::inputComes(QWidget& widget, const QEvent& event) {
   QtEditing::shared().inputComes(&widget);
   QtActions::shared().comes(widget, event);
   if (event.type() != QEvent::KeyPress) return;
-  noteIfForPasswords(widget);
   const int key = static_cast<const QKeyEvent&>(event).key();
   if (key == Qt::Key_Return || key == Qt::Key_Enter) QtEditing::shared().returnPressed(widget);
 }

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <QCalendarWidget>
 #include <QComboBox>
 #include <QGraphicsProxyWidget>
 #include <QGraphicsView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
 #include <QScrollArea>
 
 #include "platform/graphics/BitmapContext.h"
@@ -68,14 +71,14 @@ TEST_F(QtCover, KeepsWhatTheRuleNamesAndPasswordsOutOfPictures) {
   scene->scale(2, 2);
   scene->scene()->setSceneRect(0, 0, 50, 50);
   scene->scene()->addWidget(marked(place(new QLabel("in a scene"), {10, 10, 20, 10}), "secret"));
-  // Shown to the user before any picture is taken: one that came with a password, and one that got it by
-  // keys.
+  // Shown to the user before any picture is taken: one that came with a password, and one that got it later.
   auto* const filled = place(new QLineEdit("1234", &window), {0, 260, 100, 30});
   filled->setEchoMode(QLineEdit::Password);
   auto* const typed = place(new QLineEdit(&window), {100, 260, 100, 30});
   QtHost::show(window);
   typed->setEchoMode(QLineEdit::Password);
-  QTest::keyClicks(typed, "1234");
+  typed->setText("1234");
+  QCoreApplication::processEvents();
   filled->setEchoMode(QLineEdit::Normal);
   typed->setEchoMode(QLineEdit::Normal);
   {
@@ -95,6 +98,26 @@ TEST_F(QtCover, KeepsWhatTheRuleNamesAndPasswordsOutOfPictures) {
     EXPECT_TRUE(isCovered(290, 290));
   }
   EXPECT_FALSE(isCovered(5, 15)) << "without a rule";
+}
+
+class OwnProxy final : public QGraphicsProxyWidget {
+ public:
+  int type() const override { return UserType + 1; }
+};
+
+TEST_F(QtCover, KeepsOutWhatAWidgetPaintsItself) {
+  window.resize(100, 200);
+  marked(place(new QListWidget(&window), {0, 0, 100, 30}), "opaque");
+  marked(place(new QPlainTextEdit(&window), {0, 30, 100, 30}), "opaque");
+  auto* const scene = place(new QGraphicsView(new QGraphicsScene(&window), &window), {0, 60, 100, 40});
+  scene->scene()->setSceneRect(0, 0, 90, 30);
+  auto* const proxy = new OwnProxy;
+  proxy->setWidget(marked(place(new QLabel("in a scene"), {0, 0, 90, 30}), "secret"));
+  scene->scene()->addItem(proxy);
+  auto* const asking = place(new QCalendarWidget(&window), {0, 100, 100, 100});
+  place(new QLineEdit("1234", asking), {0, 0, 100, 100})->setEchoMode(QLineEdit::Password);
+  const CoveredViews covered(coverOf);
+  for (const int y : {15, 45, 80, 150}) EXPECT_TRUE(isCovered(50, y)) << y;
 }
 
 }  // namespace
