@@ -4,8 +4,8 @@
 #include <QAbstractItemView>
 #include <QAbstractSlider>
 #include <QAction>
+#include <QApplication>
 #include <QComboBox>
-#include <QGuiApplication>
 #include <QLabel>
 #include <QScrollBar>
 #include <QShortcutEvent>
@@ -26,6 +26,13 @@ namespace platform {
 namespace {
 
 std::shared_ptr<UIView> viewOf(QWidget& widget) { return QtProxies::shared().viewOf(shownWidget(widget)); }
+
+// The button that a key holds down, if it is not what the event releases.
+const QAbstractButton* buttonHeldDuring(const QWidget& widget, const QEvent& event) {
+  const auto* const button = qobject_cast<const QAbstractButton*>(QApplication::focusWidget());
+  const bool isRelease = event.type() == QEvent::KeyRelease || event.type() == QEvent::MouseButtonRelease;
+  return button && button->isDown() && (!isRelease || button != &widget) ? button : nullptr;
+}
 
 // The button that was touched, if the action is what it does.
 std::shared_ptr<UIView> touchedButtonOf(const QAction& action) {
@@ -86,12 +93,18 @@ void QtActions::watch(QWidget& widget) {
 }
 
 // A click is said after the button was released, and by then the app may have opened a dialog: so the release
-// is taken for it, unless the pointer has only left the button.
+// is taken for it when a click follows.
 void QtActions::watchButton(QAbstractButton& button) {
   QObject::connect(&button, &QAbstractButton::released, &receiver_, [this, sender = &button] {
-    if (QGuiApplication::mouseButtons() & Qt::LeftButton) return;
-    guardedFromQt([&] { willClick(*sender); });
+    guardedFromQt([&] {
+      if (isClickAhead(*sender)) willClick(*sender);
+    });
   });
+}
+
+// Not when the pointer has only left the button, nor when Escape, a change of focus or the app lets go of it.
+bool QtActions::isClickAhead(const QAbstractButton& button) const {
+  return !(QApplication::mouseButtons() & Qt::LeftButton) && held_ != &button;
 }
 
 void QtActions::willClick(QAbstractButton& button) {
@@ -102,9 +115,10 @@ void QtActions::willClick(QAbstractButton& button) {
 
 void QtActions::watchTabs(QTabBar& tabs) {
   QObject::connect(&tabs, &QTabBar::currentChanged, &receiver_, [sender = &tabs] {
-    if (const auto view = QtProxies::shared().viewIfMade(*sender)) {
-      view->didChangeValueForKey("selectedSegmentIndex");
-    }
+    guardedFromQt([sender] {
+      const auto view = QtProxies::shared().viewIfMade(*sender);
+      if (view) view->didChangeValueForKey("selectedSegmentIndex");
+    });
   });
 }
 
@@ -121,6 +135,7 @@ void QtActions::send(QWidget& sender, const char* signature) {
 
 void QtActions::comes(QWidget& widget, const QEvent& event) {
   said_.clear();
+  held_ = buttonHeldDuring(widget, event);
   const auto choice = choiceBy(widget, event);
   if (!choice) return;
   auto* const action = qobject_cast<QAction*>(&choice->sender);
@@ -134,7 +149,8 @@ void QtActions::comes(QObject& owner, const QShortcutEvent& event) {
   if (event.isAmbiguous()) return;
   if (auto* const action = qobject_cast<QAction*>(&owner)) return willTrigger(*action);
   auto* const button = qobject_cast<QAbstractButton*>(&owner);
-  if (button && button->isEnabled()) send(*button, "clicked(bool)");
+  // As long as its key is held, it is pressed again and again, and clicked once.
+  if (button && button->isEnabled() && !button->isDown()) send(*button, "clicked(bool)");
 }
 
 void QtActions::willTrigger(QAction& action) {

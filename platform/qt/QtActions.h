@@ -1,11 +1,11 @@
 #pragma once
 
+#include <QAbstractButton>
 #include <QAction>
 #include <QObject>
 #include <QPointer>
 #include <unordered_set>
 
-class QAbstractButton;
 class QEvent;
 class QShortcutEvent;
 class QTabBar;
@@ -29,6 +29,7 @@ class QtActions {
 
  private:
   void watchButton(QAbstractButton& button);
+  bool isClickAhead(const QAbstractButton& button) const;
   void watchTabs(QTabBar& tabs);
   void send(QWidget& sender, const char* signature);
   void triggered(QAction& action);
@@ -38,6 +39,8 @@ class QtActions {
   QObject receiver_;
   std::unordered_set<const QObject*> actions_;
   QPointer<QAction> said_;  // before it said so itself
+  // Held down by a key when something else than its release came.
+  QPointer<const QAbstractButton> held_;
 };
 
 }  // namespace platform

@@ -1,6 +1,7 @@
 #include "platform/qt/QtHit.h"
 
 #include <QGraphicsItem>
+#include <QGraphicsProxyWidget>
 #include <QGraphicsView>
 #include <QHeaderView>
 #include <QMenu>
@@ -17,6 +18,8 @@ namespace platform {
 namespace {
 
 QtItemText shownItemText = [](const QModelIndex&) -> std::optional<String> { return std::nullopt; };
+
+std::shared_ptr<UIView> viewAt(QWidget& widget, QPoint position);
 
 QAction* actionAt(const QWidget& widget, QPoint position) {
   if (const auto* menu = qobject_cast<const QMenu*>(&widget)) return menu->actionAt(position);
@@ -50,11 +53,21 @@ std::shared_ptr<UIView> cellAt(QAbstractItemView& items, QPoint position) {
   return QtCellView::makeFor(items, frame, shownItemText(index));
 }
 
+std::shared_ptr<UIView> viewInside(QWidget& outer, QPoint position) {
+  QWidget* const child = outer.childAt(position);
+  QWidget& inner = child ? *child : outer;
+  return viewAt(inner, inner.mapFrom(&outer, position));
+}
+
 std::shared_ptr<UIView> objectAt(QGraphicsView& scene, QPoint position) {
   QGraphicsItem* item = scene.itemAt(position);
   while (item && !item->isVisible()) item = item->parentItem();
   while (item && !item->toGraphicsObject()) item = item->parentItem();
   if (!item) return nullptr;
+  const auto* const proxy = qobject_cast<const QGraphicsProxyWidget*>(item->toGraphicsObject());
+  if (proxy && proxy->widget()) {
+    return viewInside(*proxy->widget(), item->mapFromScene(scene.mapToScene(position)).toPoint());
+  }
   const QRect frame = scene.mapFromScene(item->sceneBoundingRect()).boundingRect();
   return QtSceneObjectView::makeFor(scene, *item->toGraphicsObject(), frame);
 }
@@ -74,16 +87,20 @@ std::shared_ptr<UIView> partAt(QWidget& shown, QPoint position) {
   }
 }
 
+std::shared_ptr<UIView> viewAt(QWidget& widget, QPoint position) {
+  QWidget& shown = shownWidget(widget);
+  const auto part = partAt(shown, position);
+  return part ? part : QtProxies::shared().viewOf(shown);
+}
+
 }  // namespace
 
 void setItemText(QtItemText itemText) { shownItemText = itemText; }
 
 QtHit hitAt(QWidget& widget, QPoint position) {
-  QWidget& shown = shownWidget(widget);
-  QWidget* const around = windowAround(shown);
+  QWidget* const around = windowAround(shownWidget(widget));
   QtHit hit;
-  hit.view = partAt(shown, position);
-  if (!hit.view) hit.view = QtProxies::shared().viewOf(shown);
+  hit.view = viewAt(widget, position);
   if (!around) return hit;
   hit.window = QtProxies::shared().windowOf(*around);
   const QPoint place = around->mapFromGlobal(widget.mapToGlobal(position));

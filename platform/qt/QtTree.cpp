@@ -2,6 +2,9 @@
 
 #include <QAbstractScrollArea>
 #include <QApplication>
+#include <QGraphicsProxyWidget>
+#include <QGraphicsScene>
+#include <QGraphicsView>
 
 #include "platform/qt/QtWidgetKinds.h"
 
@@ -16,8 +19,15 @@ bool isViewport(const QWidget& widget) {
   return area && area->viewport() == &widget;
 }
 
+// The first of the views that show the scene in which the widget lies.
+QWidget* viewAround(const QGraphicsProxyWidget& proxy) {
+  const auto views = proxy.scene() ? proxy.scene()->views() : QList<QGraphicsView*>();
+  return views.isEmpty() ? nullptr : views.first();
+}
+
 // One that opened itself: it has no parent, like the list of a completer, which serves another widget.
 QWidget* openerOf(const QWidget& popup) {
+  if (const auto* proxy = popup.graphicsProxyWidget()) return viewAround(*proxy);
   if (popup.parentWidget()) return popup.parentWidget();
   if (popup.focusProxy() && popup.focusProxy() != &popup) return popup.focusProxy();
   QWidget* const active = QApplication::activeWindow();
@@ -41,7 +51,7 @@ bool isOwn(const QWidget& widget) {
 }
 
 bool isScreenWindow(const QWidget& widget) {
-  if (!widget.isWindow()) return false;
+  if (!widget.isWindow() || widget.graphicsProxyWidget()) return false;
   const Qt::WindowType type = widget.windowType();
   return type != Qt::Popup && type != Qt::ToolTip && type != Qt::SplashScreen && !isOwn(widget);
 }

@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QShortcut>
 #include <QSlider>
@@ -138,6 +139,39 @@ const Row kRows[] = {
        QtHost::type(button, Qt::Key_Space);
      },
      {"touch QPushButton#it 'Save'", "action clicked of QPushButton"}},
+    {"ButtonLetGoOf",
+     [] { return static_cast<QWidget*>(named<QPushButton>("Save")); },
+     [](QWidget& button) {
+       QObject::connect(new QShortcut(Qt::Key_F5, &button), &QShortcut::activated,
+                        [&button] { button.setEnabled(false); });
+       for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_Tab, Qt::Key_F5}) {
+         button.setFocus();
+         QTest::keyPress(button.window()->windowHandle(), Qt::Key_Space);
+         EXPECT_TRUE(static_cast<QPushButton&>(button).isDown());
+         QtHost::type(button, key);
+         EXPECT_FALSE(static_cast<QPushButton&>(button).isDown());
+         QTest::keyRelease(button.window()->windowHandle(), Qt::Key_Space);
+       }
+     },
+     {}},
+    {"ButtonByShortcutThatIsHeld",
+     [] { return static_cast<QWidget*>(named<QPushButton>("&Save")); },
+     [](QWidget& button) {
+       for (int i = 0; i < 3; ++i) QtHost::type(button, Qt::Key_S, Qt::AltModifier);
+     },
+     {"touch QPushButton#it 'Save'", "action clicked of QPushButton"}},
+    {"MessageBoxByEscape",
+     [] {
+       auto* const box =
+           new QMessageBox(QMessageBox::NoIcon, "", "", QMessageBox::Save | QMessageBox::Cancel);
+       box->setWindowFlags(Qt::Widget);
+       return static_cast<QWidget*>(box);
+     },
+     [](QWidget& box) {
+       box.findChild<QPushButton*>()->setFocus();
+       QtHost::type(box, Qt::Key_Escape);
+     },
+     {"touch QPushButton 'Cancel'", "action clicked of QPushButton"}},
     {"ClickOfTheAppItself",
      [] { return static_cast<QWidget*>(named<QPushButton>("Save")); },
      [](QWidget& button) {
@@ -220,6 +254,15 @@ const Row kRows[] = {
      {"touch QGroupBox#it 'Paper'"}},
     {"Table", makeTable, clickCell, {"touch QModelIndex '****'", "touch QModelIndex 'Name'"}},
     {"Scene", makeScene, click, {"touch QGraphicsTextItem#piece"}},
+    {"WidgetInAScene",
+     makeScene,
+     [](QWidget& scene) {
+       auto* const button = new QPushButton("Go");
+       static_cast<QGraphicsView&>(scene).scene()->addWidget(button);
+       QCoreApplication::processEvents();
+       QtHost::click(scene, static_cast<QGraphicsView&>(scene).mapFromScene(button->geometry().center()));
+     },
+     {"touch QPushButton 'Go'", "action clicked of QPushButton"}},
     {"Calendar",
      [] { return static_cast<QWidget*>(named<QCalendarWidget>()); },
      click,
