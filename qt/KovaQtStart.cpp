@@ -138,10 +138,19 @@ void erase() {
   if (!isRunning && !QFile::exists(stored)) return;
   orSayWhyNot([] {
     startApplication(host->options);
-    Kova::eraseStored(host->environmentId.toStdString());
+    if (Kova::eraseStored(host->environmentId.toStdString())) return;
+    NSLog("What Kova stored could not be erased.");
   });
   SentData::shared().clear();
   isRunning = false;
+}
+
+void follow(bool consent) {
+  if (consent) {
+    run();
+  } else {
+    erase();
+  }
 }
 
 }  // namespace
@@ -152,17 +161,14 @@ void start(const QString& environmentId, const KovaQtOptions& options) {
     return NSLog("Kova was not started: there is no QApplication yet.");
   }
   host = {environmentId, options};
-  if (said.value_or(!options.consent || options.consent())) run();
+  if (said) return follow(*said);
+  const bool hasAgreed = !options.consent || options.consent();
+  if (!said && hasAgreed) run();  // unless the program has said so itself in between
 }
 
 void setConsent(bool given) {
   said = given;
-  if (!host) return;
-  if (given) {
-    run();
-  } else {
-    erase();
-  }
+  if (host) follow(given);
 }
 
 }  // namespace kovaqt

@@ -19,6 +19,8 @@
 #include "qt/KovaQtSentData.h"
 #include "qt/KovaQtStart.h"
 #include "qt/KovaQtValues.h"
+#include "src/core/KIBailer.h"
+#include "src/telemetry/KITelemetry.h"
 #include "tests/support/HttpServer.h"
 
 using namespace platform;
@@ -81,6 +83,26 @@ TEST_F(KovaQtTest, WithoutAYesNothingIsMadeAndANoErasesAll) {
   KovaQt::setConsent(true);
   EXPECT_TRUE(KovaQt::userId());
   EXPECT_NE(KovaQt::userId(), userId);
+}
+
+TEST_F(KovaQtTest, ANoBeforeTheStartErasesWhatAnEarlierProcessStoredAndAsksNobody) {
+  const QString stored = folder.path() + "/XDG_CACHE_HOME/qt.Notes/kova-11";
+  EXPECT_TRUE(QDir().mkpath(stored) && QDir().mkpath(folder.path() + "/XDG_CONFIG_HOME/qt.Notes"));
+  bool isAsked = false;
+  options.consent = [&] { return isAsked = true; };
+  KovaQt::setConsent(false);
+  KovaQt::start("11", options);
+  EXPECT_FALSE(QDir(stored).exists());
+  EXPECT_FALSE(isAsked);
+  EXPECT_FALSE(KovaQt::userId());
+}
+
+TEST_F(KovaQtTest, ANoAfterABailErasesAndEndsReports) {
+  KovaQt::start("11", options);
+  KIBailer::sharedBailer().registerException(NSException("Fire"), "Notes open:");
+  KovaQt::setConsent(false);
+  EXPECT_FALSE(NSUserDefaults::standardUserDefaults().stringForKey("kova_11_userId"));
+  EXPECT_EQ(KITelemetry::sharedTelemetry().optOutStatus(), KITelemetry::OptOutStatus::OptedOut);
 }
 
 TEST_F(KovaQtTest, SwitchedOffItDoesNothing) {

@@ -13,13 +13,18 @@
 #include "src/storage/KovaQueueManager.h"
 #include "src/storage/store/KovaPersistentStore.h"
 #include "src/storage/store/OneAnEnvironment.h"
+#include "src/telemetry/KITelemetry.h"
 
 using namespace platform;
 
 namespace {
 
-// On the mutation queue, behind all that was called before.
+constexpr kova::Place kErasing("Kova", "eraseStored:");
+
+// On the mutation queue, behind all that was called before. Also when the library has bailed: what it has
+// stored by then is the user's all the same. No report goes out any more, until a start says that it may.
 bool unsafeEraseStored(const std::string& envId) {
+  KITelemetry::sharedTelemetry().setOptOutStatus(true);
   kova::stopSharedTracker();
   kova::mainThread.isHere();  // hosts erase there
   kova::takeFromEnvironment<KIIdentityManager>(envId);
@@ -28,14 +33,15 @@ bool unsafeEraseStored(const std::string& envId) {
   if (!store) store = std::make_shared<KovaPersistentStore>(envId);
   const auto isErased = std::make_shared<bool>(false);
   const auto& mutationQueue = KOVA_serialStateQueue();
-  KOVA_addSafeOperationWithBlock(*mutationQueue,
-                                 [queues, store, isErased] {
-                                   kova::mutationQueue.isHere();
-                                   if (queues) queues->abandonStore();
-                                   const bool isVersionForgotten = KILifecycle::forgetVersion();
-                                   *isErased = store->erase() && isVersionForgotten;
-                                 },
-                                 {"Kova", "eraseStored:"});
+  KOVA_addSafeOperationWithBlock(
+      *mutationQueue,
+      [queues, store, isErased] {
+        kova::mutationQueue.isHere();
+        if (queues) queues->abandonStore();
+        const bool isVersionForgotten = KILifecycle::forgetVersion();
+        *isErased = store->erase() && isVersionForgotten;
+      },
+      kErasing, kova::OnException::Bail, kova::WhenBailed::RunAnyway);
   mutationQueue->waitForAddedOperations();
   return *isErased;
 }
@@ -47,8 +53,9 @@ bool Kova::eraseStored(KovaText envId) {
   if (!KovaTracker::isValidAppId(envId.view(), message)) return false;
   bool isErased = false;
   kova::onThreadOfHost([&] {
-    isErased = kova::guarded(
-        {"Kova", "eraseStored:"}, [&] { return unsafeEraseStored(std::string(envId.view())); }, false);
+    kova::guarded(
+        kErasing, [&] { isErased = unsafeEraseStored(std::string(envId.view())); }, kova::OnException::Bail,
+        kova::WhenBailed::RunAnyway);
   });
   return isErased;
 }
