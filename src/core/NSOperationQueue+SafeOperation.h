@@ -86,13 +86,34 @@ void perform(platform::NSOperationQueue& queue, Self& self, const char* selector
       queue, [self = platform::retained(self), block = std::move(block)]() mutable { block(*self); },
       Place(self, selector));
 }
+
+// The operation that runs block(self) on the mutation queue.
+template <class Self, class Block>
+platform::NSBlockOperation mutation(Self& self, const char* selector, Block block) {
+  return KOVA_safeBlockOperationWithBlock(
+      [self = platform::retained(self), block = std::move(block)]() mutable {
+        mutationQueue.isHere();
+        block(*self);
+      },
+      Place(self, selector));
+}
+
+// The same as above, known to run on the mutation queue.
 template <class Self, class Block>
 void perform(KISerialStateQueue& queue, Self& self, const char* selector, Block block) {
-  perform(static_cast<platform::NSOperationQueue&>(queue), self, selector,
-          [block = std::move(block)](Self& kept) mutable {
-            mutationQueue.isHere();
-            block(kept);
-          });
+  queue.addOperation(mutation(self, selector, std::move(block)));
+}
+
+// With what is queued next: a queue that sleeps is not woken.
+template <class Self, class Block>
+void performLazily(KISerialStateQueue& queue, Self& self, const char* selector, Block block) {
+  queue.addOperationLazily(mutation(self, selector, std::move(block)));
+}
+
+// A few milliseconds later at most; see platform::DispatchQueue::asyncSoon.
+template <class Self, class Block>
+void performSoon(KISerialStateQueue& queue, Self& self, const char* selector, Block block) {
+  queue.addOperationSoon(mutation(self, selector, std::move(block)));
 }
 
 // On the main thread it has run when the call returns; from elsewhere it is queued there.
@@ -101,28 +122,6 @@ void perform(const MainThread&, Self& self, const char* selector, Block block) {
   KOVA_performSafelyOnMainQueueWithBlock([self = platform::retained(self), block = std::move(block)]()
                                              KOVA_ON_MAIN_THREAD mutable { block(*self); },
                                          Place(self, selector));
-}
-
-// On the mutation queue, with what is queued next: one that sleeps is not woken.
-template <class Self, class Block>
-void performLazily(KISerialStateQueue& queue, Self& self, const char* selector, Block block) {
-  queue.addOperationLazily(KOVA_safeBlockOperationWithBlock(
-      [self = platform::retained(self), block = std::move(block)]() mutable {
-        mutationQueue.isHere();
-        block(*self);
-      },
-      Place(self, selector)));
-}
-
-// On the mutation queue, a few milliseconds later at most; see platform::DispatchQueue::asyncSoon.
-template <class Self, class Block>
-void performSoon(KISerialStateQueue& queue, Self& self, const char* selector, Block block) {
-  queue.addOperationSoon(KOVA_safeBlockOperationWithBlock(
-      [self = platform::retained(self), block = std::move(block)]() mutable {
-        mutationQueue.isHere();
-        block(*self);
-      },
-      Place(self, selector)));
 }
 
 }  // namespace kova
