@@ -73,7 +73,7 @@ KICallLog::Number freshNumber() {
 
 }  // namespace
 
-KICallLog::Left KICallLog::open(const std::string& path, const Numbers& journaled) {
+KICallLog::Left KICallLog::open(const std::string& path, const Done& done) {
   const MutexLock lock(mutex_);
   Left left;
   file_ = RecordFile::open(path);
@@ -83,7 +83,9 @@ KICallLog::Left KICallLog::open(const std::string& path, const Numbers& journale
   Contents contents(file_->takeRecords());
   next_ = contents.last == kNotNoted ? freshNumber() : contents.last + 1;
   for (auto& [number, call] : contents.undone) {
-    if (journaled.contains(number) || contents.tries >= kMostTries) {
+    if (done.stored.contains(number)) {
+      appendDone({&number, 1});  // the store names it until the next one is done
+    } else if (done.journaled.contains(number) || contents.tries >= kMostTries) {
       journaled_.push_back(number);
     } else {
       left.calls.push_back(std::move(call));

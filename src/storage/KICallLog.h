@@ -41,8 +41,13 @@ class KICallLog {
     std::string session;      // empty unless it was noted
   };
 
-  // Opens the file at the path, or makes it. The journal holds the messages of the calls named.
-  Left open(const std::string& path, const Numbers& journaled) KOVA_ON_MUTATION_QUEUE;
+  // Calls that have been done, although the file may not say so.
+  struct Done {
+    Numbers journaled;  // the journal holds their messages
+    Numbers stored;     // what they did is stored, and so is that they are done
+  };
+  // Opens the file at the path, or makes it.
+  Left open(const std::string& path, const Done& done) KOVA_ON_MUTATION_QUEUE;
   // What was left has been done, as far as it could be: the next start may try again what comes now.
   void noteThrough() KOVA_ON_MUTATION_QUEUE;
   void close() KOVA_ON_MUTATION_QUEUE;

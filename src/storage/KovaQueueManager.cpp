@@ -76,7 +76,8 @@ bool KovaQueueManager::load() {
   auto journaled = journal_.open();
   if (!journaled) return false;
   if (journal_.isOpen())
-    leftCalls_ = calls_.open(KIJournal::pathOfCallsFor(*persistentStore_), journaled->calls);
+    leftCalls_ = calls_.open(KIJournal::pathOfCallsFor(*persistentStore_),
+                             {std::move(journaled->calls), storedDoneCalls()});
 
   const auto storedUrls = KovaPersistentStore::stringsIn(urls.value_or(Array()));
   counters_.take(kRequests, &KovaCounts::found, &KovaCounts::waiting, storedUrls.size());
@@ -144,7 +145,7 @@ void KovaQueueManager::enqueueUrlString(std::string_view url) {
   if (!canEnqueueUrlString()) return refuseUrlString();
   counters_.take(kRequests, &KovaCounts::accepted, &KovaCounts::waiting);
   urls_.push(url);
-  urls_.persist();
+  persistPushedUrl();
 }
 
 void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
@@ -152,7 +153,7 @@ void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
   if (canEnqueueUrlString()) {
     counters_.take(kRequests, &KovaCounts::accepted, &KovaCounts::waiting);
     urls_.pushFirst(url);
-    urls_.persist();
+    persistPushedUrl();
   } else {
     refuseUrlString();
   }
@@ -223,18 +224,6 @@ void KovaQueueManager::enqueueMessage(MutableDictionary message, std::span<const
   queuedEvents_.push_back(std::move(message));
   texts_.push_back(std::move(*text));
   watchForAPageview();
-}
-
-void KovaQueueManager::noteDone(KICallLog::Number call) {
-  if (call == KICallLog::kNotNoted) return;
-  unstoredCalls_.push_back(call);
-  settleCalls();
-}
-
-void KovaQueueManager::settleCalls() {
-  if (unstoredCalls_.empty() || !persistentStore_->isAllStored()) return;
-  for (const KICallLog::Number call : unstoredCalls_) calls_.noteDone(call);
-  unstoredCalls_.clear();
 }
 
 bool KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched) {
@@ -355,6 +344,7 @@ bool KovaQueueManager::persistQueuedEvents() {
     urls_.persistUnsaved();
     batches_.persistUnsaved();
     journal_.noteTakenOver();
+    if (!callsInMemory_.empty()) storeDoneCalls(callsInMemory_);
     if (queuedEvents_.empty() && areEventsStoredEmpty_) return;
     persistentStore_->setObject(arrayOf(queuedEvents_), KovaPersistentPropertyKeyQueuedEvents);
   });
@@ -384,6 +374,7 @@ void KovaQueueManager::removeFromPersistentStore(KovaPersistentStore& store) {
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedEvents);
   store.removeObjectForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
+  removeDoneCalls(store);
   KIJournal::clearFor(store);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -113,9 +114,11 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
 
   // What the host calls, and what an earlier process has left of that: once, after load().
   KICallLog& calls() { return calls_; }
-  // A call that makes no message has been carried out. It is done once the store holds what it has changed:
-  // should the process end before, the next start does it again.
-  void noteDone(KICallLog::Number call) KOVA_ON_MUTATION_QUEUE;
+  // Carries out calls that make no message. What they change in the store, and that they are done, is one
+  // step of the store: should the process end before it, the next start does them again. When the change
+  // throws, nothing is stored, and they are not done.
+  void carryOut(std::span<const KICallLog::Number> calls,
+                const std::function<void()>& change) KOVA_ON_MUTATION_QUEUE;
   KICallLog::Left takeLeftCalls() KOVA_ON_MUTATION_QUEUE { return std::exchange(leftCalls_, {}); }
 
   // Any thread.
@@ -166,6 +169,12 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void countUnreadable(const Batch& batch) KOVA_ON_MUTATION_QUEUE;
   bool hasRoomForInlineBatch() const KOVA_ON_MUTATION_QUEUE;
   void settleCalls() KOVA_ON_MUTATION_QUEUE;
+  KICallLog::Numbers storedDoneCalls() const KOVA_ON_MUTATION_QUEUE;
+  // Of those that the file may not call done yet, and of the ones given.
+  void storeDoneCalls(std::span<const KICallLog::Number> others) KOVA_ON_MUTATION_QUEUE;
+  static void removeDoneCalls(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
+  // Unless it is part of a call that is being carried out, which does it at its end.
+  void persistPushedUrl() KOVA_ON_MUTATION_QUEUE;
   void watchForAPageview() KOVA_ON_MUTATION_QUEUE;
   void sayThatMessagesWait() KOVA_ON_MUTATION_QUEUE;
 
@@ -180,6 +189,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // Calls whose messages the journal has not taken: they are done when the store has.
   std::vector<KICallLog::Number> callsInMemory_ KOVA_OF_MUTATION_QUEUE;
   std::vector<KICallLog::Number> unstoredCalls_ KOVA_OF_MUTATION_QUEUE;  // without a message
+  bool isCarryingOut_ KOVA_OF_MUTATION_QUEUE = false;
   std::size_t droppedSinceRewrite_ KOVA_OF_MUTATION_QUEUE = 0;  // messages that the journal still holds
   KIStoredQueue<Batch> batches_ KOVA_OF_MUTATION_QUEUE;
   KICounters counters_;

@@ -110,17 +110,21 @@ void KovaTracker::redoLeftCalls() {
     isRedoing_ = true;
     for (const LeftCall& call : leftCallsIn(std::move(left.calls))) {
       if (KIBailer::sharedBailer().isBailed()) break;
-      bool isMessage = false;
+      bool isDone = false;
       kova::guarded(
           {*this, "redoLeftCalls"},
           [&] {
             kova::mutationQueue.isHere();
-            isMessage = redo(call);
+            isDone = redoMessage(call);
+            if (isDone) return;
+            queueManager_->carryOut(call.numbers, [&] {
+              kova::mutationQueue.isHere();
+              redo(call);
+            });
+            isDone = true;
           },
           kova::OnException::Report);
-      for (const KICallLog::Number number : call.numbers) {
-        if (!isMessage) queueManager_->noteDone(number);
-      }
+      if (!isDone) queueManager_->carryOut(call.numbers, [] {});  // it would fail each time
     }
     isRedoing_ = false;
     sessionManager_->restore(own);
@@ -130,13 +134,17 @@ void KovaTracker::redoLeftCalls() {
   noteSession();
 }
 
-bool KovaTracker::redo(LeftCall call) {
+bool KovaTracker::redoMessage(const LeftCall& call) {
+  if (call.call == Call::CustomEvent) return redoCustomEvent(call);
+  return call.call == Call::Touch && redoTouch(call);
+}
+
+void KovaTracker::redo(LeftCall call) {
   const auto takeDictionary = [&call] { return dictionaryIn(call.next()).value_or(Dictionary()); };
   switch (call.call) {
     case Call::CustomEvent:
-      return redoCustomEvent(std::move(call));
     case Call::Touch:
-      return redoTouch(std::move(call));
+      break;  // with arguments of which no message can be made
     case Call::Pageview: {
       const auto info = takeDictionary();
       const Value repeat = call.next();
@@ -163,7 +171,6 @@ bool KovaTracker::redo(LeftCall call) {
       identityManager_->resetEventProperties();
       break;
   }
-  return false;
 }
 
 bool KovaTracker::redoTouch(LeftCall call) {

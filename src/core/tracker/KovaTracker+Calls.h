@@ -52,7 +52,9 @@ template <class Block>
 void KovaTracker::performNotedOnMutationQueue(const char* selector, std::uint64_t call, Block block) {
   performSafelyOnMutationQueueSoonWithBlock(
       selector, [call, block = std::move(block)](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE mutable {
-        block(tracker);
-        tracker.queueManager_->noteDone(call);
+        tracker.queueManager_->carryOut({&call, 1}, [&] {
+          kova::mutationQueue.isHere();
+          block(tracker);
+        });
       });
 }

@@ -237,7 +237,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   struct LeftCall;
   static std::vector<LeftCall> leftCallsIn(std::vector<KICallLog::Left::Call> left);
   // Whether a message came of it, which says itself that it is done.
-  bool redo(LeftCall call) KOVA_ON_MUTATION_QUEUE;
+  bool redoMessage(const LeftCall& call) KOVA_ON_MUTATION_QUEUE;
+  void redo(LeftCall call) KOVA_ON_MUTATION_QUEUE;
   bool redoCustomEvent(LeftCall call) KOVA_ON_MUTATION_QUEUE;
   bool redoTouch(LeftCall call) KOVA_ON_MUTATION_QUEUE;
 

@@ -22,9 +22,9 @@ class KICallLogTest : public testing::Test {
   ~KICallLogTest() override { std::filesystem::remove_all(folder); }
 
   using Number = KICallLog::Number;
-  std::unique_ptr<KICallLog> open(const KICallLog::Numbers& journaled = {}) {
+  std::unique_ptr<KICallLog> open(const KICallLog::Done& done = {}) {
     auto log = std::make_unique<KICallLog>();
-    left = log->open(path(), journaled);
+    left = log->open(path(), done);
     return log;
   }
   std::string path() const { return folder + "/calls"; }
@@ -56,7 +56,7 @@ TEST_F(KICallLogTest, LeavesWhatIsNotDone) {
     log->noteJournaled({&journaled, 1});
   }
   {
-    const auto log = open({journaled});
+    const auto log = open({{journaled}, {}});
     EXPECT_THAT(leftCalls(), ElementsAre("undone at noon", "last"));
     EXPECT_EQ(left.session, "session");
     log->noteDone(left.calls[0].number);

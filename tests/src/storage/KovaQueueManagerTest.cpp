@@ -106,6 +106,29 @@ TEST_F(KovaQueueManagerTest, FindsInTheJournalOnceWhatTheStoreHasNotTakenOver) {
   EXPECT_EQ(queues->queuedEventsCount(), 2u);
 }
 
+// The process ends behind the step of the store, before the file of the calls is told.
+TEST_F(KovaQueueManagerTest, CarriesACallOutOnce) {
+  const std::string path = directories().applicationSupport + "/kova-12345.calls";
+  for (const char* url : {"x?first", "x?second"}) {
+    const KICallLog::Number call = queues->calls().note(url);
+    const auto untold = std::filesystem::file_size(path);
+    queues->carryOut({&call, 1}, [&] { queues->enqueueUrlString(url); });
+    queues = nullptr;
+    std::filesystem::resize_file(path, untold);
+    reopen();
+    EXPECT_THAT(queues->takeLeftCalls().calls, IsEmpty()) << url;
+  }
+  const KICallLog::Number call = queues->calls().note("x?third");
+  const auto fail = [this] {
+    queues->enqueueUrlString("x?third");
+    throw std::runtime_error("in the middle");
+  };
+  EXPECT_THROW(queues->carryOut({&call, 1}, fail), std::runtime_error);
+  EXPECT_EQ(stored("queuedPageviews"), R"(["x?first","x?second"])");
+  reopen();
+  EXPECT_THAT(queues->takeLeftCalls().calls, SizeIs(1));
+}
+
 TEST_F(KovaQueueManagerTest, MakesBatchesOfMessagesThatAreEnrichedAndKeepsTheOthers) {
   int number = 0;
   KovaQueueManager::Batch taken;
