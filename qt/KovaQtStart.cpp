@@ -69,6 +69,7 @@ constexpr Flag kFlags[] = {
     {&KovaQtOptions::disableTextCapture, &KovaOptions::setDisableTextCapture},
     {&KovaQtOptions::disableAccessibilityLabelCapture, &KovaOptions::setDisableAccessibilityLabelCapture},
     {&KovaQtOptions::disableTitleCapture, &KovaOptions::setDisableTitleCapture},
+    {&KovaQtOptions::disableIvarCapture, &KovaOptions::setDisableIvarCapture},
     {&KovaQtOptions::disableVendorIdCapture, &KovaOptions::setDisableVendorIdCapture},
     {&KovaQtOptions::disableTelemetryCapture, &KovaOptions::setDisableTelemetryCapture},
     {&KovaQtOptions::disableAutocaptureWhenBackgrounded, &KovaOptions::setDisableAutocaptureWhenBackgrounded},

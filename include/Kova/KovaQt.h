@@ -56,6 +56,7 @@ struct KovaQtOptions {
   bool disableTextCapture = false;
   bool disableAccessibilityLabelCapture = false;
   bool disableTitleCapture = false;
+  bool disableIvarCapture = false;
   bool disableVendorIdCapture = false;
   bool disableTelemetryCapture = false;
   bool disableAutocaptureWhenBackgrounded = false;

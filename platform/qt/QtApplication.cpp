@@ -18,6 +18,7 @@
 #include "platform/qt/QtScreens.h"
 #include "platform/qt/QtTree.h"
 #include "platform/qt/QtView.h"
+#include "platform/qt/QtViewController.h"
 #include "platform/qt/QtWindow.h"
 #include "platform/uikit/UIScreen.h"
 
@@ -127,6 +128,7 @@ void startQtApplication(QtOptions options) {
   QtProxies::shared().setMakers({makeViewOf, std::move(options.viewMade), QtActionView::makeFor,
                                  QtWindow::makeFor,
                                  [](QWidget& widget) { return QtScreens::shared().makeController(widget); }});
+  QtViewController::nameVariables();
   QtScreens::shared().setProperty(options.screenProperty);
   if (options.itemText) setItemText(options.itemText);
   QtEvents::Handlers handlers;

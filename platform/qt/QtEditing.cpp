@@ -9,6 +9,7 @@
 #include <QTextEdit>
 
 #include "platform/foundation/NSNotificationCenter.h"
+#include "platform/qt/QtGuard.h"
 #include "platform/qt/QtProxies.h"
 #include "platform/qt/QtTouches.h"
 #include "platform/qt/QtTree.h"
@@ -24,15 +25,18 @@ QtEditing& QtEditing::shared() {
 
 void QtEditing::watch(QWidget& widget) {
   QWidget* const sender = &widget;
-  const auto changes = [this, sender] { changed(*sender); };
+  const auto changes = [this, sender] { guardedFromQt([&] { changed(*sender); }); };
+  const auto edits = [this, sender] { guardedFromQt([&] { edited(*sender); }); };
   if (auto* line = qobject_cast<QLineEdit*>(sender)) {
-    QObject::connect(line, &QLineEdit::textEdited, &receiver_, [this, sender] { edited(*sender); });
+    QObject::connect(line, &QLineEdit::textEdited, &receiver_, edits);
   } else if (auto* text = qobject_cast<QTextEdit*>(sender)) {
     QObject::connect(text, &QTextEdit::textChanged, &receiver_, changes);
   } else if (auto* plain = qobject_cast<QPlainTextEdit*>(sender)) {
     QObject::connect(plain, &QPlainTextEdit::textChanged, &receiver_, changes);
   } else if (auto* keys = qobject_cast<QKeySequenceEdit*>(sender)) {
-    QObject::connect(keys, &QKeySequenceEdit::keySequenceChanged, &receiver_, changes);
+    // The sequence itself changes when the editor has been left, or after a while.
+    const auto* const shown = keys->findChild<QLineEdit*>();
+    if (shown) QObject::connect(shown, &QLineEdit::textChanged, &receiver_, changes);
   } else if (auto* number = qobject_cast<QSpinBox*>(sender)) {
     QObject::connect(number, &QSpinBox::valueChanged, &receiver_, changes);
   } else if (auto* real = qobject_cast<QDoubleSpinBox*>(sender)) {
@@ -44,12 +48,13 @@ void QtEditing::watch(QWidget& widget) {
 
 void QtEditing::changed(QWidget& widget) {
   QWidget& editor = shownWidget(widget);
-  if (QtTouches::shared().isInput() && editor.hasFocus() && isInputOf(editor)) edited(widget);
+  if (QtTouches::shared().isInput() && isInputOf(editor)) edited(widget);
 }
 
-// Also what comes from the menu that the editor opens.
+// Also what comes from the menu or the calendar that the editor opens, which has the focus meanwhile.
 bool QtEditing::isInputOf(QWidget& editor) const {
-  QWidget* each = inputTarget_ ? &shownWidget(*inputTarget_) : nullptr;
+  if (!inputTarget_ || (!editor.hasFocus() && inputTarget_->window() == editor.window())) return false;
+  QWidget* each = &shownWidget(*inputTarget_);
   while (each && each != &editor) each = shownParent(*each);
   return each;
 }

@@ -50,11 +50,14 @@ void QtEvents::seeAll() {
 }
 
 void QtEvents::attach() {
-  QCoreApplication::instance()->installEventFilter(this);
+  QCoreApplication* const application = QCoreApplication::instance();
+  application->installEventFilter(this);
   const auto willQuit = [this] { guardedFromQt(handlers_.willQuit); };
-  QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, this, willQuit);
-  // The session ends, and may take the program with it.
-  QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, this, willQuit, Qt::DirectConnection);
+  QObject::connect(application, &QCoreApplication::aboutToQuit, this, willQuit);
+  // The session ends, and may take the program with it. One without windows is in none.
+  auto* const inSession = qobject_cast<QGuiApplication*>(application);
+  if (!inSession) return;
+  QObject::connect(inSession, &QGuiApplication::commitDataRequest, this, willQuit, Qt::DirectConnection);
 }
 
 // Filters that the app installs later come first, and may keep events to themselves.

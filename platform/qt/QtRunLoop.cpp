@@ -93,7 +93,7 @@ void QtRunLoop::runDueTimers() {
   const double now = uptime();
   while (const auto due = timers_.takeDue(kAnyMode, now)) {
     arm();  // the timer's work may start a loop of its own
-    fire(due->timer, due->mode);
+    guardedFromQt([&] { fire(due->timer, due->mode); });
   }
   arm();
 }

@@ -29,6 +29,18 @@ bool isSideWindow(const QWidget& window) {
   return window.windowType() == Qt::Tool || qobject_cast<const QDockWidget*>(&window);
 }
 
+bool isInside(const QWidget* inner, const QWidget& outer) {
+  while (inner && inner != &outer) inner = inner->parentWidget();
+  return inner;
+}
+
+// A modal window keeps the user out of it, even where the desktop makes it the active one.
+bool isBlocked(const QWidget& window) {
+  const QWidget* const modal = QApplication::activeModalWidget();
+  if (!modal || isInside(&window, *modal)) return false;
+  return modal->windowModality() != Qt::WindowModal || isInside(modal, window);
+}
+
 }  // namespace
 
 QtScreens& QtScreens::shared() {
@@ -59,11 +71,14 @@ void QtScreens::activated(QWidget& widget) {
   if (isScreenWindow(widget)) later(widget, activated_);
 }
 
-// Without a window manager nobody may say which window is active next.
+// Without a window manager nobody may say which window is active next; and one that is active already may
+// have been blocked until now.
 void QtScreens::hidden(QWidget& widget) {
-  if (!isScreenWindow(widget) || !front_ || front_->window() != &widget) return;
+  if (!isScreenWindow(widget)) return;
   QWidget* next = QApplication::activeWindow();
-  if ((!next || next == &widget) && widget.parentWidget()) next = widget.parentWidget()->window();
+  const bool wasInFront = front_ && front_->window() == &widget;
+  if (wasInFront && (!next || next == &widget) && widget.parentWidget())
+    next = widget.parentWidget()->window();
   if (next && next != &widget && next->isVisible()) activated(*next);
 }
 
@@ -81,7 +96,7 @@ void QtScreens::look() {
     if (widget && widget->isVisible() && isScreen(*widget)) appear(*widget);
   }
   for (const auto& window : std::exchange(activated_, {})) {
-    if (window && window->isVisible()) comeBackTo(*window);
+    if (window && window->isVisible() && !isBlocked(*window)) comeBackTo(*window);
   }
 }
 

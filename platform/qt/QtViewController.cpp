@@ -5,6 +5,7 @@
 #include "platform/qt/QtProxies.h"
 #include "platform/qt/QtText.h"
 #include "platform/qt/QtTree.h"
+#include "platform/uikit/UIViewController+Variables.h"
 
 namespace platform {
 
@@ -14,9 +15,19 @@ Class& classOfScreen(const QMetaObject& metaObject) {
   return classOf(metaObject, UIViewController::classObject(), typeid(QtViewController));
 }
 
+std::optional<String> nameOfObject(UIViewController&, SEL, const NSObject& held) {
+  const auto* const view = dynamic_cast<const UIView*>(&held);
+  const auto name = view ? view->accessibilityIdentifier() : std::nullopt;
+  return name && !name->view().starts_with("qt_") ? name : std::nullopt;
+}
+
 bool isPlain(const QWidget& widget) { return widget.metaObject() == &QWidget::staticMetaObject; }
 
 }  // namespace
+
+void QtViewController::nameVariables() {
+  nameOfVariableMethod.set(classOfScreen(QWidget::staticMetaObject), nameOfObject);
+}
 
 std::shared_ptr<UIViewController> QtViewController::makeFor(QWidget& widget) {
   if (isPlain(widget) && !widget.objectName().isEmpty()) return makeFor(widget, widget.objectName());

@@ -15,6 +15,9 @@ class QtViewController final : public UIViewController {
   // Under a name of the app's own.
   static std::shared_ptr<UIViewController> makeFor(QWidget& widget, const QString& name);
 
+  // What it holds goes by its objectName, as uic names the variable, unless Qt has given that name. Once.
+  static void nameVariables();
+
   QtViewController(QWidget& widget, const Class& cls) : widget_(&widget), class_(cls) {}
 
   const Class& isa() const noexcept override { return class_; }

@@ -8,7 +8,7 @@
 #include "platform/uikit/UILabel.h"
 #include "platform/uikit/UITableViewCell.h"
 #include "platform/uikit/UITextField.h"
-#include "platform/uikit/UIViewController.h"
+#include "platform/uikit/UIViewController+Variables.h"
 #include "src/autocapture/KovaTextureUtilities.h"
 #include "src/autocapture/TouchTarget.h"
 #include "src/autocapture/UIResponder+KovaIgnore.h"
@@ -81,15 +81,9 @@ UIViewController* kova::owningViewController(const UIResponder& object) {
 }
 
 std::optional<String> kova::propertyName(const UIResponder& object) {
-  const UIViewController* controller = owningViewController(object);
-  if (!controller) return std::nullopt;
-  for (const InstanceVariable& variable : controller->isa().ivars()) {
-    if (variable.value(*controller) != &object) continue;
-    std::string_view name = variable.name;
-    if (name.starts_with('_')) name.remove_prefix(1);
-    return String(name);
-  }
-  return std::nullopt;
+  UIViewController* const controller = owningViewController(object);
+  const auto name = controller ? nameOfVariableMethod.send(*controller, object) : std::nullopt;
+  return name && name->view().starts_with('_') ? String(name->view().substr(1)) : name;
 }
 
 String kova::getText(const UIView& view, bool redacted) {

@@ -132,7 +132,12 @@ void KovaTracker::start() {
   bindApplicationEventListeners();
   KIEVTriggerDetection::startWithOptions(*options_);
   instrumentAutocaptureWithOptions(*options_);
-  pageviewRecorder_->reportScreenShownBeforeStart();
+  // Not now: a toolkit that learns of its windows with the library says so as soon as the main run loop goes
+  // on.
+  kova::perform(*NSOperationQueue::mainQueue(), *this, "start", [](KovaTracker& tracker) {
+    kova::mainThread.isHere();
+    tracker.pageviewRecorder_->reportScreenShownBeforeStart();
+  });
   extendSession();
   openURLParser_->validateCustomURLScheme();
   setUpTelemetry();

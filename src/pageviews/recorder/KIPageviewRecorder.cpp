@@ -169,13 +169,13 @@ void KIPageviewRecorder::recordVisibleViewControllersFromPreviousSession() {
 
 void KIPageviewRecorder::reportScreenShownBeforeStart() const {
   if (parts_.options.disableViewControllerAutocapture() || !KovaLoggingEnabled(kKovaLogLevelDebug)) return;
-  const auto windows = KOVA_allForegroundedAndVisibleWindows();
-  const bool isUnknown = std::ranges::any_of(windows, [](const auto& window) {
-    kova::mainThread.isHere();
+  bool isAnyShown = false;
+  for (const auto& window : KOVA_allForegroundedAndVisibleWindows()) {
     const auto root = window->rootViewController();
-    return root && !KOVA_scopedAttachedPageviewData(*root);
-  });
-  if (!isUnknown) return;
+    if (root && KOVA_scopedAttachedPageviewData(*root)) return;
+    isAnyShown = isAnyShown || root;
+  }
+  if (!isAnyShown) return;
   KovaLogDebug(
       "A screen was shown before the library was initialized. It has no pageview until it appears again, and what is recorded until some screen appears is reported on that one. Initialize before the first window is shown.");
 }

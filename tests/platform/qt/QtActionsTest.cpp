@@ -8,14 +8,17 @@
 #include <QLabel>
 #include <QMainWindow>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QSlider>
 #include <QTableWidget>
 #include <QTimer>
 #include <QToolButton>
+#include <stdexcept>
 #include <thread>
 
 #include "platform/dispatch/Scheduler.h"
+#include "platform/qt/QtGuard.h"
 #include "platform/uikit/UIAlertController.h"
 #include "platform/uikit/UIGestureRecognizer.h"
 #include "tests/platform/qt/QtHost.h"
@@ -218,19 +221,83 @@ TEST(QtSenders, MayBeDeletedByTheirSlot) {
   }
 }
 
-// The box that asks about pairing is none of the app's.
-TEST(QtAlerts, AreNoScreenAndTellNothing) {
+// The box that asks about pairing is none of the app's: no screen, nothing told of it. Somebody answers, how
+// ever it goes.
+TEST(QtAlerts, AreAnsweredOnceHoweverTheyGoAndTellNothing) {
+  using Use = void (*)(QMessageBox & box, QWidget * &window);
+  constexpr Use kAccept = [](QMessageBox& box, QWidget*&) { QtHost::click(*box.defaultButton()); };
+  constexpr Use kEscape = [](QMessageBox& box, QWidget*&) { QtHost::type(box, Qt::Key_Escape); };
+  constexpr Use kClose = [](QMessageBox& box, QWidget*&) { box.close(); };
+  constexpr Use kEnd = [](QMessageBox&, QWidget*& window) { delete std::exchange(window, nullptr); };
   QtHost host;
-  QMainWindow window;
-  QtHost::show(window);
+  const auto under = UIWindow::create();
+  under->setRootViewController(std::make_shared<UIViewController>());
+  under->makeKeyAndVisible();
+  const std::pair<Use, const char*> rows[] = {
+      {kAccept, "Yes"}, {kEscape, "No"}, {kClose, "No"}, {kEnd, "No"}};
+  for (const auto& [use, answer] : rows) {
+    QWidget* window = new QMainWindow;
+    QtHost::show(*window);
+    host.take();
+    std::string given;
+    const auto alert = std::make_shared<UIAlertController>("Pair?", "With whom?");
+    for (const char* title : {"No", "Yes"}) {
+      alert->addAction(
+          std::make_shared<UIAlertAction>(title, UIAlertAction::Style::Default, [&](auto& chosen) {
+            given += chosen.title().str();
+            throw std::runtime_error("What is thrown does not get into Qt.");
+          }));
+    }
+    alert->setPreferredAction(alert->actions().back());
+    under->rootViewController()->presentViewController(alert, false);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return window->findChild<QMessageBox*>() != nullptr; }));
+    auto* const box = window->findChild<QMessageBox*>();
+    QtHost::show(*box);
+    use(*box, window);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !given.empty(); }));
+    EXPECT_EQ(given, answer);
+    Lines told = host.take();
+    std::erase_if(told, [](const std::string& line) {
+      return !line.starts_with("touch") && !line.starts_with("action");
+    });
+    EXPECT_THAT(told, ElementsAre());
+    delete window;
+  }
+}
+
+TEST(QtGuard, LetsAThreadEndItself) {
+  bool hasGoneOn = false;
+  std::jthread([&] {
+    guardedFromQt([] { pthread_exit(nullptr); });
+    hasGoneOn = true;
+  }).join();
+  EXPECT_FALSE(hasGoneOn);
+}
+
+// Filters that are installed later come first.
+TEST(QtEvents, AreSeenThoughTheAppKeepsThemToItself) {
+  class Keeping final : public QObject {
+    bool eventFilter(QObject* watched, QEvent* event) override {
+      return watched->isWidgetType() && event->type() == QEvent::MouseButtonPress;
+    }
+  } keeping;
+  QtHost host;
+  qApp->installEventFilter(&keeping);
+  QPushButton button("Go");
+  QtHost::show(button);
   host.take();
-  const auto alert = std::make_shared<UIAlertController>("Pair?", "With whom?");
-  alert->addAction(std::make_shared<UIAlertAction>("OK", UIAlertAction::Style::Default, nullptr));
-  UIApplication::sharedApplication()->alertDidAppear(alert);
-  auto* const button = window.findChild<QPushButton*>();
-  EXPECT_TRUE(QTest::qWaitForWindowExposed(button->window()));
-  QtHost::click(*button);
-  EXPECT_THAT(host.take(), ElementsAre());
+  QtHost::click(button);
+  EXPECT_THAT(host.take(), ElementsAre("touch QPushButton 'Go'"));
+}
+
+TEST(QtEvents, TellThatTheProgramOrTheSessionEnds) {
+  QtHost host;
+  int manager = 0;  // which nobody looks at
+  QMetaObject::invokeMethod(qGuiApp, "commitDataRequest", QGenericArgument("QSessionManager&", &manager));
+  EXPECT_THAT(host.take(), ElementsAre("quits"));
+  QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+  QCoreApplication::exec();
+  EXPECT_THAT(host.take(), ElementsAre("quits"));
 }
 
 // A gesture that ends with the release of a button.

@@ -4,10 +4,16 @@
 #include <QDialog>
 #include <QDockWidget>
 #include <QFileDialog>
+#include <QLabel>
 #include <QMainWindow>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QStackedWidget>
 #include <QTabWidget>
-#include <QVBoxLayout>
+#include <QToolBox>
+#include <QWizard>
 
 #include "platform/dispatch/NSTimer.h"
 #include "platform/dispatch/Scheduler.h"
@@ -75,6 +81,79 @@ TEST_F(QtScreensTest, WhatIsHiddenAgainAtOnceAndToolWindowsAreNoScreens) {
   refused.setProperty("screen", false);
   refused.show();
   EXPECT_THAT(host.take(), ElementsAre("appear Palette ''"));
+}
+
+TEST_F(QtScreensTest, PagesOfWizardsToolBoxesAndMdiAreasAppear) {
+  QWizard wizard;
+  wizard.setWizardStyle(QWizard::ClassicStyle);
+  for (const char* title : {"Name", "Place"}) {
+    auto* const page = new QWizardPage;
+    page->setTitle(title);
+    page->setMinimumSize(400, 300);
+    wizard.addPage(page);
+  }
+  QtHost::show(wizard);
+  EXPECT_THAT(host.take(), ElementsAre("appear QWizard ''", "appear QWizardPage 'Name'"));
+  wizard.next();
+  EXPECT_THAT(host.take(), ElementsAre("appear QWizardPage 'Place'"));
+  wizard.hide();
+
+  QToolBox box;
+  box.addItem(new QDialog, "&Shapes");
+  box.addItem(new QDialog, "Colours");
+  box.resize(300, 400);
+  QtHost::show(box);
+  EXPECT_THAT(host.take(), ElementsAre("appear QToolBox ''", "appear QDialog 'Shapes'"));
+  box.setCurrentIndex(1);
+  EXPECT_THAT(host.take(), ElementsAre("appear QDialog 'Colours'"));
+  box.hide();
+
+  QMdiArea area;
+  area.resize(300, 300);
+  QtHost::show(area);
+  QMdiSubWindow* const sub = area.addSubWindow(new QLabel("Text"));
+  sub->setWindowTitle("Letter[*]");
+  sub->showMaximized();
+  EXPECT_THAT(host.take(), ElementsAre("appear QMdiArea ''", "appear QMdiSubWindow 'Letter'"));
+}
+
+TEST_F(QtScreensTest, AFloatingDockAppearsOnlyWhenTheAppSaysSo) {
+  QMainWindow window;
+  auto *const plain = new QDockWidget("Plain", &window), *const said = new QDockWidget("Said", &window);
+  for (QDockWidget* const dock : {plain, said}) window.addDockWidget(Qt::LeftDockWidgetArea, dock);
+  QtHost::show(window);
+  host.take();
+  said->setProperty("screen", true);
+  plain->setFloating(true);
+  EXPECT_THAT(host.take(), IsEmpty());
+  said->setFloating(true);
+  EXPECT_THAT(host.take(), ElementsAre("appear QDockWidget 'Said'"));
+}
+
+// The desktop may make the window behind it the active one when it is clicked.
+TEST_F(QtScreensTest, BehindAModalBoxNothingAppearsOrIsTouched) {
+  QWidget window, other;
+  other.setWindowTitle("other");
+  auto* const button = new QPushButton("Save", &window);
+  QtHost::show(other);
+  QtHost::show(window);
+  for (const Qt::WindowModality modality : {Qt::ApplicationModal, Qt::WindowModal}) {
+    QMessageBox box(QMessageBox::Question, "", "Sure?", QMessageBox::Yes | QMessageBox::No, &window);
+    box.setWindowModality(modality);
+    QtHost::show(box);
+    host.take();
+    window.activateWindow();
+    QtHost::click(*button);
+    EXPECT_THAT(host.take(), IsEmpty());
+    other.activateWindow();
+    QCoreApplication::processEvents();
+    const bool isFree = modality == Qt::WindowModal;
+    EXPECT_EQ(host.take(), isFree ? QtHost::Lines{"appear QWidget 'other'"} : QtHost::Lines{});
+    window.activateWindow();
+    QCoreApplication::processEvents();
+    box.reject();
+    EXPECT_THAT(host.take(), ElementsAre("appear QWidget ''"));
+  }
 }
 
 // The list of files in it is a page of a stack.

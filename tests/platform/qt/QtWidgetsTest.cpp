@@ -1,36 +1,34 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QCalendarWidget>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCompleter>
+#include <QDateEdit>
+#include <QDial>
 #include <QGraphicsTextItem>
 #include <QGraphicsView>
 #include <QGroupBox>
 #include <QHeaderView>
+#include <QKeySequenceEdit>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMainWindow>
-#include <QMenuBar>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QShortcut>
-#include <QSlider>
 #include <QSpinBox>
-#include <QTabBar>
 #include <QTableWidget>
 #include <QTextEdit>
 #include <QToolButton>
 #include <QVBoxLayout>
 
-#include "platform/qt/QtProxies.h"
 #include "tests/platform/qt/QtHost.h"
 
 namespace platform {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using Lines = QtHost::Lines;
 
 // A widget in a window, what is done with it, and what the platform is told.
@@ -50,6 +48,12 @@ Widget* named(Arguments... arguments) {
 
 void click(QWidget& widget) { QtHost::click(widget); }
 
+void stepAndLeave(QWidget& widget) {
+  QtHost::click(widget);
+  QtHost::type(widget, Qt::Key_Up);
+  QtHost::click(*widget.window()->findChild<QLineEdit*>("other"));
+}
+
 // Qt moves the focus before it hands on the press.
 void typeAndLeave(QWidget& widget) {
   QtHost::click(widget);
@@ -62,8 +66,6 @@ void clickCell(QWidget& widget) {
   QtHost::click(*table.viewport(), table.visualItemRect(table.item(0, 0)).center());
   QtHost::click(*table.horizontalHeader()->viewport(), {5, 5});
 }
-
-void clickHandle(QWidget& slider) { QtHost::click(slider, {3, slider.height() / 2}); }
 
 QWidget* makeToolButton() {
   auto* const button = named<QToolButton>();
@@ -89,13 +91,6 @@ QWidget* makeEditableComboBox() {
   QWidget* const box = makeComboBox();
   static_cast<QComboBox*>(box)->setEditable(true);
   return box;
-}
-
-QWidget* makeTabs() {
-  auto* const tabs = named<QTabBar>();
-  tabs->addTab("&First");
-  tabs->addTab("Second");
-  return tabs;
 }
 
 QWidget* makeTable() {
@@ -184,13 +179,31 @@ const Row kRows[] = {
      makeActionButton,
      click,
      {"touch QToolButton#actionOpen 'Open'", "action triggered of QToolButton"}},
-    {"ComboBox",
+    {"ComboBoxByItsList",
      makeComboBox,
-     [](QWidget& box) {
+     [](QWidget& widget) {
+       auto& box = static_cast<QComboBox&>(widget);
+       QApplication::setDoubleClickInterval(0);  // in which the list takes no click
        QtHost::click(box);
-       static_cast<QComboBox&>(box).hidePopup();
+       EXPECT_TRUE(QTest::qWaitForWindowExposed(box.view()->window()));
+       QtHost::click(*box.view()->viewport(), box.view()->visualRect(box.model()->index(1, 0)).center());
      },
-     {"touch QComboBox#it 'One'"}},
+     {"touch QComboBox#it 'One'", "touch QModelIndex '****'", "action activated of QComboBox"}},
+    {"Completer",
+     [] {
+       auto* const edit = named<QLineEdit>();
+       edit->setCompleter(new QCompleter(QStringList{"one", "other"}, edit));
+       return static_cast<QWidget*>(edit);
+     },
+     [](QWidget& edit) {
+       QtHost::click(edit);
+       QtHost::type(edit, Qt::Key_O);
+       QAbstractItemView& list = *static_cast<QLineEdit&>(edit).completer()->popup();
+       EXPECT_TRUE(QTest::qWaitForWindowExposed(&list));
+       QtHost::click(*list.viewport(), list.visualRect(list.model()->index(0, 0)).center());
+       QtHost::click(*edit.window()->findChild<QLineEdit*>("other"));
+     },
+     {"touch QLineEdit#it", "touch QModelIndex '****'", "edit QLineEdit#it", "touch QLineEdit#other"}},
     {"EditableComboBox",
      makeEditableComboBox,
      typeAndLeave,
@@ -240,10 +253,45 @@ const Row kRows[] = {
      [] { return static_cast<QWidget*>(named<QSpinBox>()); },
      typeAndLeave,
      {"touch QSpinBox#it", "edit QSpinBox#it", "touch QLineEdit#other"}},
-    {"Slider",
-     [] { return static_cast<QWidget*>(named<QSlider>(Qt::Horizontal)); },
-     clickHandle,
-     {"touch QSlider#it", "action sliderReleased of QSlider"}},
+    {"DoubleSpinBox",
+     [] { return static_cast<QWidget*>(named<QDoubleSpinBox>()); },
+     stepAndLeave,
+     {"touch QDoubleSpinBox#it", "edit QDoubleSpinBox#it", "touch QLineEdit#other"}},
+    {"DateEdit",
+     [] { return static_cast<QWidget*>(named<QDateEdit>(QDate(2022, 2, 2))); },
+     stepAndLeave,
+     {"touch QDateEdit#it", "edit QDateEdit#it", "touch QLineEdit#other"}},
+    {"DateFromItsCalendar",
+     [] {
+       auto* const date = named<QDateEdit>(QDate(2022, 2, 2));
+       date->setCalendarPopup(true);
+       return static_cast<QWidget*>(date);
+     },
+     [](QWidget& date) {
+       QtHost::click(date, {date.width() - 5, date.height() / 2});
+       auto& calendar = *static_cast<QDateEdit&>(date).calendarWidget();
+       EXPECT_TRUE(QTest::qWaitForWindowExposed(calendar.window()));
+       QtHost::type(calendar, Qt::Key_Right);
+       QtHost::type(calendar, Qt::Key_Return);
+       QtHost::click(*date.window()->findChild<QLineEdit*>("other"));
+     },
+     {"touch QDateEdit#it", "edit QDateEdit#it", "touch QLineEdit#other"}},
+    {"PlainTextEdit",
+     [] { return static_cast<QWidget*>(named<QPlainTextEdit>("mine")); },
+     typeAndLeave,
+     {"touch QPlainTextEdit#it", "edit QPlainTextEdit#it", "touch QLineEdit#other"}},
+    {"KeySequenceEdit",
+     [] { return static_cast<QWidget*>(named<QKeySequenceEdit>()); },
+     typeAndLeave,
+     {"touch QKeySequenceEdit#it", "edit QKeySequenceEdit#it", "touch QLineEdit#other"}},
+    {"Dial",
+     [] { return static_cast<QWidget*>(named<QDial>()); },
+     click,
+     {"touch QDial#it", "action sliderReleased of QDial"}},
+    {"ScrollBar",
+     [] { return static_cast<QWidget*>(named<QScrollBar>(Qt::Horizontal)); },
+     click,
+     {"touch QScrollBar#it"}},
     {"Label",
      [] { return static_cast<QWidget*>(named<QLabel>("<b>Bold</b> words")); },
      click,
@@ -297,61 +345,6 @@ TEST_P(QtWidgets, ToldAs) {
 
 INSTANTIATE_TEST_SUITE_P(Table, QtWidgets, testing::ValuesIn(kRows),
                          [](const auto& row) { return std::string(row.param.name); });
-
-TEST(QtTabBar, SaysWhichTabWasChosenWhenItWasTouched) {
-  QtHost host;
-  class Observer : public NSObject {
-   public:
-    void observeValueForKeyPath(const std::string&, NSObject& object, const KeyValue&, const void*) override {
-      auto& control = static_cast<UISegmentedControl&>(object);
-      chosen = control.titleForSegmentAtIndex(control.selectedSegmentIndex()).value_or("").str();
-    }
-    std::string chosen;
-  };
-  const std::unique_ptr<QTabBar> tabs(static_cast<QTabBar*>(makeTabs()));
-  QtHost::show(*tabs);
-  const auto observer = std::make_shared<Observer>();
-  QtProxies::shared().viewOf(*tabs)->addObserver(observer, "selectedSegmentIndex", nullptr);
-  QtHost::click(*tabs, tabs->tabRect(1).center());
-  EXPECT_EQ(observer->chosen, "Second");
-}
-
-// The entry of a menu lies in the menu, that in the bar, that in the window.
-TEST(QtMenus, TellTheEntryThatWasChosenByPointerAndByShortcut) {
-  QtHost host;
-  QMainWindow window;
-  QMenu* const file = window.menuBar()->addMenu("&File");
-  QAction* const open = file->addAction("&Open...");
-  open->setObjectName("actionOpen");
-  open->setShortcut(QKeySequence("Ctrl+O"));
-  QtHost::show(window);
-  host.take();
-
-  QtHost::click(*window.menuBar(), window.menuBar()->actionGeometry(file->menuAction()).center());
-  QtHost::click(*file, file->actionGeometry(open).center());
-  EXPECT_THAT(host.take(), ElementsAre("touch QAction 'File'", "touch QAction#actionOpen 'Open...'",
-                                       "action triggered of QAction"));
-  const UIView* above = QtProxies::shared().viewOf(*open)->superview();
-  EXPECT_EQ(above->isa().name(), "QMenu");
-  EXPECT_EQ(above->superview()->isa().name(), "QMenuBar");
-  EXPECT_EQ(above->window()->isa().name(), "QWidgetWindow");
-
-  QtHost::type(window, Qt::Key_O, Qt::ControlModifier);
-  EXPECT_THAT(host.take(), ElementsAre("touch QAction#actionOpen 'Open...'", "action triggered of QAction"));
-}
-
-TEST(QtProxies, AreOneAWidgetAndGoWithIt) {
-  QtHost host;
-  const std::size_t before = QtProxies::shared().size();
-  auto* const button = new QPushButton;
-  const std::weak_ptr<UIView> view = QtProxies::shared().viewOf(*button);
-  EXPECT_EQ(QtProxies::shared().viewOf(*button), view.lock());
-  const auto kept = view.lock();  // as a touch keeps it
-  delete button;
-  EXPECT_EQ(QtProxies::shared().size(), before);
-  EXPECT_EQ(kept->superview(), nullptr);
-  EXPECT_TRUE(kept->isHidden());
-}
 
 }  // namespace
 }  // namespace platform

@@ -44,7 +44,9 @@ export class Expected {
     });
     const target = views.at(-1);
     if (label) target.accessibilityLabel = label;
-    const identified = target.accessibilityIdentifier ? { targetA11yId: target.accessibilityIdentifier } : {};
+    const name = target.accessibilityIdentifier;
+    const variable = name && !name.startsWith('qt_') ? { targetIvar: name } : {}; // uic names the member so
+    const identified = name ? { targetA11yId: name, ...variable } : {};
     const touchEvent = { targetView: target.class, type: 'touch', ...(label ? { targetA11yLabel: label } : {}), ...identified, ...told };
     return {
       id,

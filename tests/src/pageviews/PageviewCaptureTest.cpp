@@ -334,11 +334,13 @@ TEST_F(PageviewCaptureTest, AScreenThatWasShownBeforeTheStartIsToldOf) {
   const auto lines = [this] { return device.logLinesWith("A screen was shown before").size(); };
   const auto window = device.show(screen("Cart"));
   device.start(options);
+  device.drain();
   EXPECT_EQ(lines(), 1u);
   window->setHidden(true);
   window->setHidden(false);
   device.drain();
   device.start(options);
+  device.drain();
   EXPECT_EQ(lines(), 1u) << "it has a pageview now";
 }
 

@@ -1,0 +1,82 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QMainWindow>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QTabBar>
+
+#include "platform/qt/QtProxies.h"
+#include "platform/uikit/UIViewController+Variables.h"
+#include "tests/platform/qt/QtHost.h"
+
+namespace platform {
+namespace {
+
+TEST(QtTabBar, SaysWhichTabWasChosenWhenItWasTouched) {
+  QtHost host;
+  class Observer : public NSObject {
+   public:
+    void observeValueForKeyPath(const std::string&, NSObject& object, const KeyValue&, const void*) override {
+      auto& control = static_cast<UISegmentedControl&>(object);
+      chosen = control.titleForSegmentAtIndex(control.selectedSegmentIndex()).value_or("").str();
+    }
+    std::string chosen;
+  };
+  QTabBar tabs;
+  tabs.addTab("&First");
+  tabs.addTab("Second");
+  QtHost::show(tabs);
+  const auto observer = std::make_shared<Observer>();
+  QtProxies::shared().viewOf(tabs)->addObserver(observer, "selectedSegmentIndex", nullptr);
+  QtHost::click(tabs, tabs.tabRect(1).center());
+  EXPECT_EQ(observer->chosen, "Second");
+}
+
+TEST(QtMenus, LieInTheirBarAndThatInTheWindow) {
+  QtHost host;
+  QMainWindow window;
+  QMenu* const file = window.menuBar()->addMenu("&File");
+  QAction* const open = file->addAction("&Open...");
+  open->setObjectName("actionOpen");
+  QtHost::show(window);
+  QtHost::click(*window.menuBar(), window.menuBar()->actionGeometry(file->menuAction()).center());
+  host.take();
+  QtHost::click(*file, file->actionGeometry(open).center());
+  EXPECT_THAT(host.take(),
+              testing::ElementsAre("touch QAction#actionOpen 'Open...'", "action triggered of QAction"));
+  const UIView* above = QtProxies::shared().viewOf(*open)->superview();
+  EXPECT_EQ(above->isa().name(), "QMenu");
+  EXPECT_EQ(above->superview()->isa().name(), "QMenuBar");
+  EXPECT_EQ(above->window()->isa().name(), "QWidgetWindow");
+}
+
+TEST(QtControllers, HoldWhatTheAppHasNamed) {
+  QtHost host;
+  QWidget window;
+  const auto holderName = [&](const char* name) {
+    QPushButton button(&window);
+    button.setObjectName(name);
+    const auto view = QtProxies::shared().viewOf(button);
+    return nameOfVariableMethod.send(*QtProxies::shared().controllerOf(window), *view);
+  };
+  EXPECT_EQ(holderName("saveButton"), String("saveButton"));
+  EXPECT_EQ(holderName("qt_spinbox_lineedit"), std::nullopt) << "Qt has given that name";
+  EXPECT_EQ(holderName(""), std::nullopt);
+}
+
+TEST(QtProxies, AreOneAWidgetAndGoWithIt) {
+  QtHost host;
+  const std::size_t before = QtProxies::shared().size();
+  auto* const button = new QPushButton;
+  const std::weak_ptr<UIView> view = QtProxies::shared().viewOf(*button);
+  EXPECT_EQ(QtProxies::shared().viewOf(*button), view.lock());
+  const auto kept = view.lock();  // as a touch keeps it
+  delete button;
+  EXPECT_EQ(QtProxies::shared().size(), before);
+  EXPECT_EQ(kept->superview(), nullptr);
+  EXPECT_TRUE(kept->isHidden());
+}
+
+}  // namespace
+}  // namespace platform
