@@ -145,8 +145,8 @@ class LintTest(unittest.TestCase):
                     "int f();\nint f() { return x; }\n")
         self.assert_found("warnings", {**build, "src/a.cpp": "int f(int x) {\n  int y = 0;\n  return x;\n}\n"},
                           "a.cpp:2", "unused-variable")
-        self.assert_found("warnings", {**build, "src/a.cpp": "#if defined(__clang__)\n" + unlocked + "#endif\n"},
-                          "a.cpp:6", "thread-safety")
+        self.assert_found("warnings", {**build, "src/a.cpp": unlocked},
+                          "a.cpp:5", "thread-safety")
         threads = ('#include "src/core/NSOperationQueue+SafeOperation.h"\nstruct A : platform::NSObject {\n'
                    "  void show() KOVA_ON_MAIN_THREAD;\n  int sent KOVA_OF_MUTATION_QUEUE = 0;\n};\n"
                    'void f(A& a);\nvoid f(A& a) {\n  kova::perform(kova::mainThread, a, "f", [](A& self) KOVA_ON_MAIN_THREAD {\n%s  });\n}\n')
