@@ -47,18 +47,21 @@ class Ended:
     """What a host said until it ended: calls begun and returned, whether all was stored and sent, figures, status."""
 
     def __init__(self, words, service, data, environment):
-        try:
-            done = subprocess.run([HOST, service.url, data, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                                  timeout=LIMIT, env={**os.environ, **environment})
-            self.status, output, self.errors = done.returncode, done.stdout, done.stderr
-        except subprocess.TimeoutExpired as late:
-            self.status, output, self.errors = "hangs", (late.stdout or b"").decode(), ""
+        self.status, output, self.errors = self.run([HOST, service.url, data, *words], {**os.environ, **environment})
         lines = [line.split(" ", 1) for line in output.splitlines() if " " in line]
         self.begun = [rest for word, rest in lines if word == "?"]
         self.returned = [rest for word, rest in lines if word == "+"]
         self.is_stored, self.is_sent = next(([part == "1" for part in rest.split()] for word, rest in lines if word == "flushed"),
                                             (False, False))
         self.figures = next((json.loads(rest) for word, rest in lines if word == "status"), None)
+
+    def run(self, command, environment):
+        """How it ended, and what it wrote on both of its outputs."""
+        try:
+            done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=LIMIT, env=environment)
+            return done.returncode, done.stdout, done.stderr
+        except subprocess.TimeoutExpired as late:
+            return "a hang", (late.stdout or b"").decode(), ""
 
 
 def injected(plan, folder, **more):

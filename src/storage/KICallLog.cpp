@@ -84,7 +84,7 @@ KICallLog::Left KICallLog::open(const std::string& path, const Done& done) {
   next_ = contents.last == kNotNoted ? freshNumber() : contents.last + 1;
   for (auto& [number, call] : contents.undone) {
     if (done.stored.contains(number)) {
-      appendDone({&number, 1});  // the store names it until the next one is done
+      untold_.push_back(number);  // the store names it until the next one is done
     } else if (done.journaled.contains(number) || contents.tries >= kMostTries) {
       journaled_.push_back(number);
     } else {
@@ -98,14 +98,16 @@ KICallLog::Left KICallLog::open(const std::string& path, const Done& done) {
   longest_ = kWorthALook;
   if (tries_ >= kMostTries) {
     KovaLogDebug("Calls are left out that no start has got through.");
-    appendDone(journaled_);
+    untold_.insert(untold_.end(), journaled_.begin(), journaled_.end());
     journaled_.clear();
+    appendDone();
     appendThrough();
   } else if (undone_ > 0) {
     ++tries_;
+    appendDone();
     append(kTried, kNotNoted, "");
-  } else if (journaled_.empty() && contents.last != kNotNoted) {
-    file_->clear();
+  } else if (journaled_.empty() && contents.last != kNotNoted && file_->clear()) {
+    untold_.clear();
   }
   return left;
 }
@@ -156,8 +158,8 @@ void KICallLog::noteDone(Number call) {
   const MutexLock lock(mutex_);
   if (!file_ || call == kNotNoted) return;
   if (undone_ > 0) --undone_;
-  appendDone({&call, 1});
-  makeRoom();
+  untold_.push_back(call);
+  tellDone();
 }
 
 void KICallLog::noteJournaled(std::span<const Number> calls) {
@@ -172,25 +174,37 @@ void KICallLog::noteJournaled(std::span<const Number> calls) {
 
 void KICallLog::writeDone() {
   const MutexLock lock(mutex_);
-  if (!file_ || journaled_.empty()) return;
-  std::sort(journaled_.begin(), journaled_.end());
-  if (undone_ > 0 || file_->size() <= kRoomy) appendDone(journaled_);
+  if (!file_ || (journaled_.empty() && untold_.empty())) return;
+  untold_.insert(untold_.end(), journaled_.begin(), journaled_.end());
   journaled_.clear();
+  tellDone();
+}
+
+void KICallLog::tellDone() {
+  if (undone_ > 0 || file_->size() <= kRoomy) appendDone();
   makeRoom();
 }
 
 // Numbers that follow one another are one record.
-void KICallLog::appendDone(std::span<const Number> calls) {
+void KICallLog::appendDone() {
+  std::vector<Number> calls = std::exchange(untold_, {});
+  std::sort(calls.begin(), calls.end());
   for (std::size_t begin = 0, end; begin < calls.size(); begin = end) {
     for (end = begin + 1; end < calls.size() && calls[end] == calls[end - 1] + 1;) ++end;
     const Number last = calls[end - 1];
-    append(kDone, calls[begin], {reinterpret_cast<const char*>(&last), sizeof last});
+    if (append(kDone, calls[begin], {reinterpret_cast<const char*>(&last), sizeof last})) continue;
+    untold_.insert(untold_.end(), calls.begin() + static_cast<std::ptrdiff_t>(begin), calls.end());
+    return;
   }
 }
 
+// A disk that takes no record any more can still be told that there are none.
 void KICallLog::makeRoom() {
-  if (undone_ == 0 && journaled_.empty() && file_->size() > kRoomy) {
-    if (file_->clear()) isSessionWritten_ = false;
+  const bool isTooLong = file_->size() > kRoomy || !untold_.empty();
+  if (undone_ == 0 && journaled_.empty() && isTooLong) {
+    if (!file_->clear()) return;
+    isSessionWritten_ = false;
+    untold_.clear();
   } else if (file_->size() > longest_) {
     dropWhatIsDone();
   }

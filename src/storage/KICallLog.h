@@ -69,7 +69,9 @@ class KICallLog {
  private:
   bool append(char kind, Number number, std::string_view bytes) PLATFORM_REQUIRES(mutex_);
   void appendThrough() PLATFORM_REQUIRES(mutex_);
-  void appendDone(std::span<const Number> calls) PLATFORM_REQUIRES(mutex_);
+  // What the file does not say yet; what it does not take stays for the next time.
+  void tellDone() PLATFORM_REQUIRES(mutex_);
+  void appendDone() PLATFORM_REQUIRES(mutex_);
   // Empties the file when nothing in it is still to be done, or drops what is done when it has grown long.
   void makeRoom() PLATFORM_REQUIRES(mutex_);
   void dropWhatIsDone() PLATFORM_REQUIRES(mutex_);
@@ -79,7 +81,8 @@ class KICallLog {
   Number next_ PLATFORM_GUARDED_BY(mutex_) = kNotNoted;
   std::size_t undone_ PLATFORM_GUARDED_BY(mutex_) = 0;
   int tries_ PLATFORM_GUARDED_BY(mutex_) = 0;  // of starts that did not get through what was left
-  std::vector<Number> journaled_ PLATFORM_GUARDED_BY(mutex_);  // and the file does not say so yet
+  std::vector<Number> journaled_ PLATFORM_GUARDED_BY(mutex_);  // and nobody has asked to write it
+  std::vector<Number> untold_ PLATFORM_GUARDED_BY(mutex_);     // done, and the file does not say so yet
   std::string session_ PLATFORM_GUARDED_BY(mutex_);
   bool isSessionWritten_ PLATFORM_GUARDED_BY(mutex_) = false;
   std::uint64_t longest_ PLATFORM_GUARDED_BY(mutex_) = 0;  // bytes, before it is looked through

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "platform/simulator/SimulatedScheduler.h"
+#include "tests/support/ResourceLimit.h"
 
 namespace {
 
@@ -102,6 +103,30 @@ TEST_F(KICallLogTest, LeavesOutNothingThatStartsGetThrough) {
     log->noteDone(left.calls[0].number);
     log->noteThrough();
     log->note("call");
+  }
+}
+
+// Or the next start would do it again.
+TEST_F(KICallLogTest, TellsLaterWhatAFullDiskDidNotTake) {
+  for (const bool isOneUndone : {false, true}) {
+    {
+      const auto log = open();
+      const Number done = log->note("done");
+      const Number journaled = log->note("journaled");
+      const Number other = isOneUndone ? log->note("undone") : log->note("last");
+      {
+        const auto full = ResourceLimit::fileSize(std::filesystem::file_size(path()));
+        log->noteDone(done);
+        log->noteJournaled({&journaled, 1});
+        log->writeDone();
+        if (!isOneUndone) log->noteDone(other);
+      }
+      if (isOneUndone) log->writeDone();
+    }
+    open();
+    EXPECT_THAT(leftCalls(), testing::ElementsAreArray(isOneUndone ? std::vector<std::string>{"undone"}
+                                                                   : std::vector<std::string>{}))
+        << isOneUndone;
   }
 }
 
