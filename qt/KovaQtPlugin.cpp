@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "platform/foundation/SystemLog.h"
+#include "platform/qt/QtGuard.h"
 #include "qt/KovaQtStart.h"
 
 namespace {
@@ -65,14 +66,18 @@ class FirstWindow final : public QObject {
     if (event->type() == QEvent::Show && watched->isWidgetType() &&
         static_cast<QWidget*>(watched)->isWindow() && qobject_cast<QApplication*>(qApp)) {
       qApp->removeEventFilter(this);
-      sendLogTo(log_);
-      KovaQt::start(environment_, options_);
-      if (isPaired_) KovaQt::startEVPairing();
+      platform::guardedFromQt([this] { start(); });
     }
     return false;
   }
 
  private:
+  void start() const {
+    sendLogTo(log_);
+    KovaQt::start(environment_, options_);
+    if (isPaired_) KovaQt::startEVPairing();
+  }
+
   const QString environment_;
   const QByteArray log_;
   KovaQtOptions options_;

@@ -4,15 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QDateTime>
-#include <QDirIterator>
 #include <QFileDialog>
 #include <QJsonObject>
+#include <QListWidget>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
-#include <QTemporaryDir>
-#include <QTest>
 
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/qt/QtProxies.h"
@@ -21,36 +19,13 @@
 #include "qt/KovaQtValues.h"
 #include "src/core/KIBailer.h"
 #include "src/telemetry/KITelemetry.h"
-#include "tests/support/HttpServer.h"
+#include "tests/qt/KovaQtHost.h"
 
 using namespace platform;
 
 namespace {
 
 using testing::HasSubstr;
-
-class KovaQtTest : public testing::Test {
- protected:
-  KovaQtTest() {
-    for (const char* name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) {
-      qputenv(name, (folder.path() + u'/' + QLatin1String(name)).toUtf8());
-    }
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    application.emplace(argumentCount, arguments);
-    QCoreApplication::setApplicationName("Notes");
-    options.captureUrl = QUrl(QString::fromStdString(server.url("/")));
-  }
-  bool isAnythingStored() const {
-    return QDirIterator(folder.path(), QDir::AllEntries | QDir::NoDotAndDotDot).hasNext();
-  }
-
-  HttpServer server;
-  KovaQtOptions options;
-  QTemporaryDir folder;
-  int argumentCount = 1;
-  char* arguments[2] = {const_cast<char*>("notes"), nullptr};
-  std::optional<QApplication> application;
-};
 
 TEST_F(KovaQtTest, WithoutAYesNothingIsMadeAndANoErasesAll) {
   options.consent = [] { return false; };
@@ -126,6 +101,40 @@ TEST_F(KovaQtTest, WhatIsNoUrlSendsNothingAnywhere) {
   QCoreApplication::processEvents();
   Kova::flush(0.2);
   EXPECT_TRUE(kovaqt::SentData::shared().requests().empty());
+}
+
+// In a window that is none of the program's screens.
+TEST_F(KovaQtTest, ShowsWhatWasSent) {
+  KovaQt::start("11", options);
+  QWidget window;
+  window.show();
+  QCoreApplication::processEvents();
+  KovaQt::track("Seen");
+  EXPECT_TRUE(Kova::flush(30).isSent);
+  KovaQt::showSentData(&window);
+  auto* const list = window.findChild<QListWidget*>();
+  EXPECT_TRUE(QTest::qWaitForWindowExposed(list->window()));
+  EXPECT_EQ(std::size_t(list->count()), kovaqt::SentData::shared().requests().size());
+  EXPECT_THAT(window.findChild<QPlainTextEdit*>()->toPlainText().toStdString(), HasSubstr("Seen"));
+  EXPECT_TRUE(Kova::flush(30).isSent);
+  EXPECT_EQ(std::size_t(list->count()), kovaqt::SentData::shared().requests().size()) << "no pageview of it";
+}
+
+TEST_F(KovaQtTest, AShortcutPairs) {
+  options.visualizerUrl = options.captureUrl;
+  options.pairingShortcut = QKeySequence("Ctrl+Shift+K");
+  KovaQt::start("11", options);
+  QWidget window;
+  window.show();
+  EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+  const auto asksToPair = [this] {
+    return std::ranges::any_of(server.requests(), [](const auto& each) { return each.header("Upgrade"); });
+  };
+  QTest::keyClick(window.windowHandle(), Qt::Key_K, Qt::ControlModifier);
+  Kova::flush(30);
+  EXPECT_FALSE(asksToPair());
+  QTest::keyClick(window.windowHandle(), Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+  EXPECT_TRUE(QTest::qWaitFor(asksToPair));
 }
 
 TEST_F(KovaQtTest, AClassHasRulesAndAWidgetOfItItsOwn) {

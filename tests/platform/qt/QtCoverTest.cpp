@@ -4,6 +4,7 @@
 
 #include <QCalendarWidget>
 #include <QComboBox>
+#include <QFile>
 #include <QGraphicsProxyWidget>
 #include <QGraphicsView>
 #include <QLabel>
@@ -98,6 +99,9 @@ TEST_F(QtCover, KeepsWhatTheRuleNamesAndPasswordsOutOfPictures) {
     EXPECT_TRUE(isCovered(290, 290));
   }
   EXPECT_FALSE(isCovered(5, 15)) << "without a rule";
+  QFile libraries("/proc/self/maps");
+  EXPECT_TRUE(libraries.open(QFile::ReadOnly));
+  EXPECT_FALSE(libraries.readAll().contains("libcairo")) << "Qt draws";
 }
 
 class OwnProxy final : public QGraphicsProxyWidget {
