@@ -179,6 +179,15 @@ bool NSFileManager::removeItem(const std::string& path) const {
   return !failure && removed > 0;
 }
 
+bool NSFileManager::moveItem(const std::string& from, const std::string& to) const {
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool NSFileManager::synchronizeItem(const std::string& path) const {
+  const FileDescriptor item(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  return item.isOpen() && ::fsync(item.number()) == 0;
+}
+
 bool NSFileManager::isDeletableFile(const std::string& path) const {
   const std::string parent = path.substr(0, path.find_last_of('/') + 1);
   return ::access(parent.c_str(), W_OK | X_OK) == 0;

@@ -69,6 +69,11 @@ class NSFileManager {
   // A directory goes with all that it holds; of a symbolic link, the link. False when there was nothing to
   // remove.
   bool removeItem(const std::string& path) const;
+  // Within a file system. What stood under the new name is replaced.
+  bool moveItem(const std::string& from, const std::string& to) const;
+  // What has been written to the file, or named in the directory, outlives a power failure when this returns
+  // true. May take long.
+  bool synchronizeItem(const std::string& path) const;
   // Whether the directory that it stands in lets go of it; no promise.
   bool isDeletableFile(const std::string& path) const;
 };

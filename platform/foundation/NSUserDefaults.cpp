@@ -150,12 +150,19 @@ std::shared_ptr<NSUserDefaults> NSUserDefaults::withSuiteName(std::string_view s
 }
 
 NSUserDefaults::NSUserDefaults(std::string path)
-    : database_(std::make_unique<UserDefaultsDatabase>(std::move(path))) {}
+    : path_(std::move(path)), database_(std::make_unique<UserDefaultsDatabase>(path_)) {}
 
 NSUserDefaults::~NSUserDefaults() { synchronize(); }
 
 bool NSUserDefaults::setObject(const Value& value, std::string_view key) {
   return setObjects({{std::string(key), value}});
+}
+
+bool NSUserDefaults::setObjectIfAbsent(const Value& value, std::string_view key) {
+  const auto text = storedForm(value);
+  if (!text) return false;
+  const MutexLock lock(mutex_);
+  return pending_.empty() && database_->writeIfAbsent(key, *text);
 }
 
 void NSUserDefaults::removeObjectForKey(std::string_view key) { store({{std::string(key), std::nullopt}}); }

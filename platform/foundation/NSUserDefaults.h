@@ -53,6 +53,9 @@ class NSUserDefaults {
 
   // Whether the value is stored now.
   bool setObject(const Value& value, std::string_view key);
+  // Unless the key has a value: of several processes that do it at once, one succeeds. Whether the value is
+  // stored now, this one or another.
+  bool setObjectIfAbsent(const Value& value, std::string_view key);
   void removeObjectForKey(std::string_view key);
   // Several keys in one step, a value of none removing its key: all of them are stored or none, whenever the
   // process ends. A value that is refused refuses them all.
@@ -70,6 +73,8 @@ class NSUserDefaults {
 
   // Tries again what could not be written. True when everything that was set is stored.
   bool synchronize();
+  // What the values are in, for whoever makes them outlive a power failure.
+  std::vector<std::string> pathsOfFiles() const { return {path_, path_ + "-wal"}; }
 
  private:
   explicit NSUserDefaults(std::string path);
@@ -81,6 +86,7 @@ class NSUserDefaults {
   void writePending() PLATFORM_REQUIRES(mutex_);
   const std::optional<std::string>* findPending(std::string_view key) const PLATFORM_REQUIRES(mutex_);
 
+  const std::string path_;
   Mutex mutex_;
   const std::unique_ptr<UserDefaultsDatabase> database_ PLATFORM_PT_GUARDED_BY(mutex_);
   // What could not be written yet, and stands before what the database holds: what belongs together in one

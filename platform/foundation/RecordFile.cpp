@@ -187,6 +187,11 @@ bool RecordFile::removeAt(const std::string& path) {
   return file && ::unlink(path.c_str()) == 0;
 }
 
+bool RecordFile::isHeldByAnother(const std::string& path) {
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  return file.isOpen() && ::flock(file.number(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 bool RecordFile::append(std::string_view record) {
   buffer_.clear();
   appendFramed(buffer_, record);

@@ -31,6 +31,8 @@ class RecordFile {
   // none, or it cannot be had.
   static bool clearAt(const std::string& path);
   static bool removeAt(const std::string& path);
+  // Whether somebody has it open, in this process or another.
+  static bool isHeldByAnother(const std::string& path);
 
   RecordFile(const RecordFile&) = delete;
   RecordFile& operator=(const RecordFile&) = delete;

@@ -10,16 +10,23 @@
 
 using namespace platform;
 
-KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore)
-    : persistentStore_(std::move(persistentStore)) {
+KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore, Origin origin)
+    : origin_(origin), persistentStore_(std::move(persistentStore)) {
   load();
 }
 
 bool KIIdentityManager::load() {
   if (isLoaded_) return true;
-  const auto identity = persistentStore_->stringForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
-  const auto userId = persistentStore_->stringForKey(KovaPersistentPropertyKeyUserId);
-  const auto properties = persistentStore_->dictionaryForKey(KovaPersistentPropertyKeyEventProperties);
+  const KovaPersistentStore& store = *persistentStore_;
+  const bool isOfPlace =
+      origin_ == Origin::Place && store.stringForKey(KovaPersistentPropertyKeyUserId).has_value();
+  const auto textForKey = [&](std::string_view key) KOVA_ON_MUTATION_QUEUE {
+    return isOfPlace ? store.stringForKey(key) : store.sharedStringForKey(key);
+  };
+  const auto identity = textForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+  const auto userId = textForKey(KovaPersistentPropertyKeyUserId);
+  const auto properties = isOfPlace ? store.dictionaryForKey(KovaPersistentPropertyKeyEventProperties)
+                                    : store.sharedDictionaryForKey(KovaPersistentPropertyKeyEventProperties);
   if (identity.isUnreadable() || userId.isUnreadable() || properties.isUnreadable()) return false;
   isLoaded_ = true;
 
@@ -39,7 +46,21 @@ bool KIIdentityManager::load() {
 
   eventProperties_ = properties.value_or(Dictionary());
   for (const PropertiesChange& change : std::exchange(changesUnloaded_, {})) changeEventProperties(change);
+  if (!store.place().isFirst() && origin_ == Origin::App) storeCopies();
   return true;
+}
+
+void KIIdentityManager::storeCopies() {
+  persistentStore_->changeInOneStep([this] {
+    kova::mutationQueue.isHere();
+    persistentStore_->setObject(Value(userId()), KovaPersistentPropertyKeyUserId);
+    persistentStore_->setObject(eventProperties_, KovaPersistentPropertyKeyEventProperties);
+    if (const auto identity = urlEncodedIdentity()) {
+      persistentStore_->setObject(Value(*identity), KovaPersistentPropertyKeyUrlEncodedIdentity);
+    } else {
+      persistentStore_->removeObjectForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+    }
+  });
 }
 
 void KIIdentityManager::takeUp(std::optional<std::string> identity,
@@ -51,7 +72,7 @@ void KIIdentityManager::takeUp(std::optional<std::string> identity,
     refreshUserInfo();
   }
   if (!userId && identity) recomputeUserIdFromUrlEncodedIdentity(*identity);
-  if (!userId && !identity) generateUserId();
+  if (!userId && !identity) agreeOnUserId();
 }
 
 void KIIdentityManager::assumeUser() {
@@ -59,15 +80,15 @@ void KIIdentityManager::assumeUser() {
 }
 
 void KIIdentityManager::storeUser() {
-  if (isLoaded_) persistentStore_->setObject(Value(userId()), KovaPersistentPropertyKeyUserId);
+  if (isLoaded_) persistentStore_->setSharedObject(Value(userId()), KovaPersistentPropertyKeyUserId);
 }
 
 void KIIdentityManager::storeIdentity() {
   if (!isLoaded_) return;
   if (const auto identity = urlEncodedIdentity()) {
-    persistentStore_->setObject(Value(*identity), KovaPersistentPropertyKeyUrlEncodedIdentity);
+    persistentStore_->setSharedObject(Value(*identity), KovaPersistentPropertyKeyUrlEncodedIdentity);
   } else {
-    persistentStore_->removeObjectForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+    persistentStore_->removeSharedObjectForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
   }
 }
 
@@ -136,6 +157,17 @@ void KIIdentityManager::generateUserId() {
   setUserId(kova::randomId());
 }
 
+// Two processes of an app may start on a device that knows nobody yet.
+void KIIdentityManager::agreeOnUserId() {
+  const std::string madeUp = kova::randomId();
+  const auto agreed = persistentStore_->setSharedTextIfAbsent(madeUp, KovaPersistentPropertyKeyUserId);
+  if (!agreed) return generateUserId();
+  didGenerateUserId_ = *agreed == madeUp;
+  const MutexLock lock(propertyLock_);
+  userId_ = *agreed;
+  refreshUserInfo();
+}
+
 bool KIIdentityManager::hasIdentityDifferentFromUrlEncodedIdentity(std::string_view identity) const {
   const auto current = urlEncodedIdentity();
   return current && *current != identity;
@@ -190,5 +222,16 @@ void KIIdentityManager::changeEventProperties(const PropertiesChange& change) {
   change(changed);
   eventProperties_ = Dictionary(std::move(changed));
   if (!isLoaded_) return changesUnloaded_.push_back(change);
-  persistentStore_->setObject(eventProperties_, KovaPersistentPropertyKeyEventProperties);
+  const Dictionary& own = eventProperties_;
+  if (!persistentStore_->place().mayHaveOthers()) {
+    persistentStore_->setSharedObject(own, KovaPersistentPropertyKeyEventProperties);
+    return;
+  }
+  const auto stored = persistentStore_->sharedDictionaryForKey(KovaPersistentPropertyKeyEventProperties);
+  MutableDictionary shared(stored ? *stored : Dictionary());
+  change(shared);
+  persistentStore_->setSharedObject(stored.isUnreadable() ? own : Dictionary(std::move(shared)),
+                                    KovaPersistentPropertyKeyEventProperties);
+  if (!persistentStore_->place().isFirst())
+    persistentStore_->setObject(own, KovaPersistentPropertyKeyEventProperties);
 }

@@ -23,8 +23,13 @@ class KovaPersistentStore;
 // the lock covers those fields alone, never a write to the store.
 class KIIdentityManager {
  public:
+  // The user whom the processes of the app share and a start goes on with, or the one that an earlier process
+  // in the store's place went on with. What is changed from then on is changed for all processes that start
+  // later; those that run keep theirs.
+  enum class Origin { App, Place };
   // Loads what is stored, if it can be read.
-  explicit KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore);
+  explicit KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore,
+                             Origin origin = Origin::App);
 
   // The manager of the store's environment id: the one that an earlier tracker still holds, for which its
   // user is no longer a brand-new one, else a new one.
@@ -80,9 +85,13 @@ class KIIdentityManager {
   void changeEventProperties(const PropertiesChange& change) KOVA_ON_MUTATION_QUEUE;
   void takeUp(std::optional<std::string> identity,
               const std::optional<std::string>& userId) KOVA_ON_MUTATION_QUEUE;
+  void agreeOnUserId() KOVA_ON_MUTATION_QUEUE;
   void storeUser() KOVA_ON_MUTATION_QUEUE;
   void storeIdentity() KOVA_ON_MUTATION_QUEUE;
+  // For the next process in this place.
+  void storeCopies() KOVA_ON_MUTATION_QUEUE;
 
+  const Origin origin_;
   bool isLoaded_ KOVA_OF_MUTATION_QUEUE = false;
   // Identified or reset before it was loaded; and changes of event properties since then, in order.
   bool hasChangedUnloaded_ KOVA_OF_MUTATION_QUEUE = false;

@@ -39,7 +39,7 @@ std::uint64_t numberIn(std::string_view text) {
 
 std::string KIJournal::pathFor(const KovaPersistentStore& store) {
   const std::string folder = NSFileManager().directory(SearchPath::ApplicationSupport);
-  return folder.empty() ? "" : folder + formatted("/kova-%@.journal", store.appId());
+  return folder.empty() ? "" : folder + formatted("/kova-%@.journal", store.placeName());
 }
 
 std::string KIJournal::pathOfCallsFor(const KovaPersistentStore& store) {

@@ -144,6 +144,13 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void persistQueuedUrlStrings() KOVA_ON_MUTATION_QUEUE { urls_.persist(); }
   void persistQueuedMessageBatches() KOVA_ON_MUTATION_QUEUE { batches_.persist(); }
 
+  // What another process has left in the store of its place, in batches and requests, comes behind what is
+  // stored here, before that is loaded; each as far as the limits allow, the rest waits for a later start.
+  // The place is empty then.
+  static void takeOver(KovaPersistentStore& store, KovaPersistentStore& left,
+                       Limits limits) KOVA_ON_MUTATION_QUEUE;
+  static bool isAnythingLeftIn(const KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
+
   // Asked of the stored queues, before any is loaded.
   static bool persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,
                                                     Limits limits) KOVA_ON_MUTATION_QUEUE;

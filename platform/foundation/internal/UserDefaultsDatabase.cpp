@@ -36,6 +36,8 @@ constexpr const char* kSelect = "SELECT value FROM defaults WHERE key = ?1";
 constexpr const char* kUpsert =
     "INSERT INTO defaults(key, value) VALUES(?1, ?2)"
     " ON CONFLICT(key) DO UPDATE SET value = excluded.value";
+constexpr const char* kInsertIfAbsent =
+    "INSERT INTO defaults(key, value) VALUES(?1, ?2) ON CONFLICT(key) DO NOTHING";
 constexpr const char* kDelete = "DELETE FROM defaults WHERE key = ?1";
 
 // What preparing our statements answers for a sound database whose table is missing, or is another's.
@@ -152,6 +154,24 @@ bool UserDefaultsDatabase::write(const Changes& changes) {
     if (!overcome(code)) return false;
   }
   return false;
+}
+
+bool UserDefaultsDatabase::writeIfAbsent(std::string_view key, const std::string& text) {
+  beginWaiting();
+  const int code = ensureOpen() ? applyIfAbsent(key, text) : SQLITE_CANTOPEN;
+  noteOutcome(code);
+  return code == SQLITE_OK;
+}
+
+int UserDefaultsDatabase::applyIfAbsent(std::string_view key, const std::string& text) {
+  Statement insert;
+  int code = prepare(insert, kInsertIfAbsent);
+  if (code != SQLITE_OK) return code;
+  bindText(insert.get(), 1, key);
+  code = bindText(insert.get(), 2, text);
+  if (code != SQLITE_OK) return code;
+  sqlite3_step(insert.get());
+  return sqlite3_reset(insert.get());
 }
 
 void UserDefaultsDatabase::beginWaiting() {

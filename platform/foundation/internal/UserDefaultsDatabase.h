@@ -42,6 +42,8 @@ class UserDefaultsDatabase {
   using Changes = std::map<std::string, std::optional<std::string>, std::less<>>;
   // In one step: all of them, or none. On true they outlive the process.
   bool write(const Changes& changes);
+  // Unless the key has a text. True when it has one now.
+  bool writeIfAbsent(std::string_view key, const std::string& text);
 
   // A failure that is met from now on is reported again.
   void forgetReportedFailures() { reportedCauses_.clear(); }
@@ -75,6 +77,7 @@ class UserDefaultsDatabase {
   bool isStale() const;
   void moveAside(std::string_view fault);
 
+  int applyIfAbsent(std::string_view key, const std::string& text);
   int apply(std::string_view key, const std::optional<std::string>& text);
   int applyTogether(const Changes& changes);
   int execute(const char* statements);

@@ -30,7 +30,7 @@ bool unsafeEraseStored(const std::string& envId) {
   kova::takeFromEnvironment<KIIdentityManager>(envId);
   const auto queues = kova::takeFromEnvironment<KovaQueueManager>(envId);
   auto store = kova::takeFromEnvironment<KovaPersistentStore>(envId);
-  if (!store) store = std::make_shared<KovaPersistentStore>(envId);
+  if (!store) store = std::make_shared<KovaPersistentStore>(KIStorePlace::take(envId));
   const auto isErased = std::make_shared<bool>(false);
   const auto& mutationQueue = KOVA_serialStateQueue();
   KOVA_addSafeOperationWithBlock(
@@ -39,7 +39,7 @@ bool unsafeEraseStored(const std::string& envId) {
         kova::mutationQueue.isHere();
         if (queues) queues->abandonStore();
         const bool isVersionForgotten = KILifecycle::forgetVersion();
-        *isErased = store->erase() && isVersionForgotten;
+        *isErased = store->eraseForAll() && isVersionForgotten;
       },
       kErasing, kova::OnException::Bail, kova::WhenBailed::RunAnyway);
   mutationQueue->waitForAddedOperations();

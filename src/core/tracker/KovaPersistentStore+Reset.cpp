@@ -15,7 +15,7 @@ std::shared_ptr<KovaPersistentStore> KovaPersistentStore::forAppId(const std::st
                                                                    std::size_t queuedMessageBatchLimit) {
   return kova::oneAnEnvironment<KovaPersistentStore>(appId, [&] {
     kova::mutationQueue.isHere();  // nobody else has it yet
-    auto store = std::make_shared<KovaPersistentStore>(appId);
+    auto store = std::make_shared<KovaPersistentStore>(KIStorePlace::take(appId));
     store->purgeInvalidStoresWithQueuedUrlLimit(queuedUrlLimit, queuedEventLimit, queuedMessageBatchLimit);
     return store;
   });
@@ -56,4 +56,12 @@ bool KovaPersistentStore::erase() {
   if (cacheUrl_) fileManager_.removeItem(cacheUrl_->path());
   const bool areFilesGone = !cacheUrl_ || fileManager_.fileExists(cacheUrl_->path()) == FileKind::None;
   return userDefaults_.synchronize() && areFilesGone && !KIJournal::existsFor(*this);
+}
+
+bool KovaPersistentStore::eraseForAll() {
+  bool isGone = erase();
+  for (const auto& left : storesLeft(KIStorePlace::kFirst)) isGone = left->erase() && isGone;
+  KovaPersistentStore shared(appId(), JSONStore::Disabled);
+  KIIdentityManager::removeFromPersistentStore(shared);
+  return place_.removeAll() && isGone;
 }

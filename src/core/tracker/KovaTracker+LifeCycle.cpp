@@ -22,6 +22,7 @@
 #include "src/identity/KISessionTimer.h"
 #include "src/storage/KovaSharedURLSession.h"
 #include "src/storage/KovaUploader.h"
+#include "src/storage/store/OneAnEnvironment.h"
 #include "src/telemetry/KITelemetry.h"
 #include "src/visualizer/KovaEventVisualizer.h"
 #include "src/visualizer/KovaOpenURLParser.h"
@@ -82,20 +83,76 @@ bool KovaTracker::isValidAppId(std::string_view appId, std::string& message) {
   return false;
 }
 
+// What a tracker works on: a place, and who is in it.
+struct KovaTracker::Parts {
+  std::shared_ptr<KovaPersistentStore> store;
+  std::shared_ptr<KIIdentityManager> identity;
+  std::shared_ptr<KovaQueueManager> queues;
+
+  static Parts ofApp(const std::string& appId, const std::shared_ptr<KovaOptions>& options,
+                     const std::shared_ptr<KISerialStateQueue>& mutationQueue) KOVA_ON_MAIN_THREAD;
+};
+
+KovaTracker::Parts KovaTracker::Parts::ofApp(const std::string& appId,
+                                             const std::shared_ptr<KovaOptions>& options,
+                                             const std::shared_ptr<KISerialStateQueue>& mutationQueue) {
+  const bool isKnown = kova::isInEnvironment<KovaPersistentStore>(appId);
+  auto store = KovaPersistentStore::forAppId(appId, kPurgedUrlLimit, kQueueLimits.queuedEvents,
+                                             kQueueLimits.queuedMessageBatches);
+  if (!isKnown) {
+    kova::mutationQueue.isHere();  // nobody else has the store yet
+    for (const auto& left : store->storesLeft()) {
+      if (!KovaQueueManager::isAnythingLeftIn(*left)) continue;
+      const bool isOwnPlace = left->placeName() == store->placeName();
+      if (finishWorkIn(left, options, mutationQueue) && !isOwnPlace)
+        KovaQueueManager::takeOver(*store, *left, kQueueLimits);
+    }
+  }
+  auto identity = KIIdentityManager::forStore(store);
+  auto queues = KovaQueueManager::forStore(store, kQueueLimits);
+  return {std::move(store), std::move(identity), std::move(queues)};
+}
+
+bool KovaTracker::finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
+                               const std::shared_ptr<KovaOptions>& options,
+                               const std::shared_ptr<KISerialStateQueue>& mutationQueue) {
+  auto identity = std::make_shared<KIIdentityManager>(left, KIIdentityManager::Origin::Place);
+  auto queues = std::make_shared<KovaQueueManager>(left, kQueueLimits);
+  const auto tracker =
+      std::make_shared<KovaTracker>(Parts{left, std::move(identity), queues}, options, mutationQueue);
+  tracker->isStopped_ = true;
+  if (!tracker->identityManager_->load() || !queues->load()) return false;
+  tracker->redoLeftCalls();
+  queues->adoptLeftovers();
+  const bool isStored = queues->moveEnqueuedMessagesToBatchAndPersist();
+  queues->abandonStore();
+  return isStored;
+}
+
 KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
                          std::shared_ptr<KISerialStateQueue> mutationQueue)
+    : KovaTracker(
+          [&] {
+            kova::mainThread.isHere();
+            kova::logBaseURLs(*options);
+            return Parts::ofApp(std::string(appId), options, mutationQueue);
+          }(),
+          options, mutationQueue) {
+  holdWorkWhileStoreIsUnreadable();
+}
+
+KovaTracker::KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
+                         std::shared_ptr<KISerialStateQueue> mutationQueue)
     : isTrackingEnabled_(!options->disableTracking()),
-      appId_(appId),
+      appId_(parts.store->appId()),
       options_(std::move(options)),
       mutationQueue_(std::move(mutationQueue)),
-      sessionTimer_(std::make_unique<KISessionTimer>(options_)) {
-  kova::logBaseURLs(*options_);
+      persistentStore_(std::move(parts.store)),
+      identityManager_(std::move(parts.identity)),
+      sessionTimer_(std::make_unique<KISessionTimer>(options_)),
+      queueManager_(std::move(parts.queues)) {
   appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
-  persistentStore_ = KovaPersistentStore::forAppId(appId_, kPurgedUrlLimit, kQueueLimits.queuedEvents,
-                                                   kQueueLimits.queuedMessageBatches);
-  identityManager_ = KIIdentityManager::forStore(persistentStore_);
   sessionManager_ = std::make_unique<KISessionManager>(identityManager_->isFreshStart());
-  queueManager_ = KovaQueueManager::forStore(persistentStore_, kQueueLimits);
   touchEventCache_ =
       std::make_shared<KITouchEventCache>(kCacheDurationAfterTouchCompletion, kMaximumTouchCacheDuration);
   requestBuilder_ = std::make_unique<const KovaRequestBuilder>(appId_, *appProperties_, *sessionManager_,
@@ -116,7 +173,6 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
     kova::mutationQueue.isHere();
     noteSession();
   });
-  holdWorkWhileStoreIsUnreadable();
 }
 
 KovaTracker::~KovaTracker() = default;

@@ -118,6 +118,10 @@ void KovaTracker::beginWithStored() {
 
 void KovaTracker::enqueueLifecycleEvent() {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled("Lifecycle Event");
+  if (!persistentStore_->place().isFirst()) {
+    KovaLogDebug("(Lifecycle) Another process of the app decides about installation and upgrade.");
+    return;
+  }
   // A failure here does not change the decision: the version is stored all the same, so that it fails once.
   const auto store = [this](const KILifecycleEvent& event) {
     return kova::guarded(

@@ -57,6 +57,15 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   // `appId` is a valid environment id. On the main thread.
   KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
               std::shared_ptr<KISerialStateQueue> mutationQueue);
+  // One that only finishes, in the place and with the user of a process that has ended, what that has not got
+  // to. Whether all of it is stored then. It is never started.
+  static bool finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
+                           const std::shared_ptr<KovaOptions>& options,
+                           const std::shared_ptr<KISerialStateQueue>& mutationQueue) KOVA_ON_MUTATION_QUEUE;
+  // What all trackers have; see above for both.
+  struct Parts;
+  KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
+              std::shared_ptr<KISerialStateQueue> mutationQueue);
   ~KovaTracker() override;
 
   // Null before the first initialisation.

@@ -36,15 +36,20 @@ std::optional<Array> messagesIn(const std::optional<std::string>& data) {
 }  // namespace
 
 KovaPersistentStore::KovaPersistentStore(std::string_view appId, JSONStore jsonStore)
-    : appId_(appId),
-      userDefaults_(NSUserDefaults::standardUserDefaults()),
-      cacheUrl_(jsonStore == JSONStore::Enabled ? cacheUrlForAppId(appId, fileManager_) : std::nullopt) {}
+    : KovaPersistentStore(KIStorePlace(std::string(appId)), jsonStore) {}
 
-std::optional<NSURL> KovaPersistentStore::cacheUrlForAppId(std::string_view appId,
+KovaPersistentStore::KovaPersistentStore(KIStorePlace place, JSONStore jsonStore)
+    : place_(std::move(place)),
+      placeName_(place_.name()),
+      userDefaults_(NSUserDefaults::standardUserDefaults()),
+      cacheUrl_(jsonStore == JSONStore::Enabled ? cacheUrlForPlace(placeName_, fileManager_) : std::nullopt) {
+}
+
+std::optional<NSURL> KovaPersistentStore::cacheUrlForPlace(std::string_view placeName,
                                                            const NSFileManager& fileManager) {
   const std::string caches = fileManager.directory(SearchPath::Caches);
   if (caches.empty()) return std::nullopt;
-  const NSURL url = NSURL::fileURL(caches).appendingPathComponent(formatted("kova-%@", appId), true);
+  const NSURL url = NSURL::fileURL(caches).appendingPathComponent(formatted("kova-%@", placeName), true);
   return establishDirectoryAtURL(url, fileManager) ? std::optional(url) : std::nullopt;
 }
 
@@ -57,36 +62,58 @@ bool KovaPersistentStore::establishDirectoryAtURL(const std::optional<NSURL>& ur
 }
 
 std::string KovaPersistentStore::storageKeyForKey(std::string_view key) const {
-  return formatted("kova_%@_%@", appId_, key);
+  return formatted("kova_%@_%@", placeName_, key);
 }
 
-bool KovaPersistentStore::setObject(const Value& value, std::string_view key) {
+std::string KovaPersistentStore::sharedKeyForKey(std::string_view key) const {
+  return formatted("kova_%@_%@", appId(), key);
+}
+
+bool KovaPersistentStore::change(std::string key, std::optional<Value> value) {
   if (isErased_) return false;
-  if (!step_) return userDefaults_.setObject(value, storageKeyForKey(key));
-  step_->emplace_back(storageKeyForKey(key), value);
+  if (!*step_) return userDefaults_.setObjects({{std::move(key), std::move(value)}});
+  (*step_)->emplace_back(std::move(key), std::move(value));
   return false;
 }
 
+bool KovaPersistentStore::setObject(const Value& value, std::string_view key) {
+  return change(storageKeyForKey(key), value);
+}
+
 void KovaPersistentStore::removeObjectForKey(std::string_view key) {
-  if (isErased_) return;
-  if (!step_) return userDefaults_.removeObjectForKey(storageKeyForKey(key));
-  step_->emplace_back(storageKeyForKey(key), std::nullopt);
+  change(storageKeyForKey(key), std::nullopt);
+}
+
+bool KovaPersistentStore::setSharedObject(const Value& value, std::string_view key) {
+  if (!place_.isFirst()) setObject(value, key);
+  return change(sharedKeyForKey(key), value);
+}
+
+std::optional<std::string> KovaPersistentStore::setSharedTextIfAbsent(const std::string& text,
+                                                                      std::string_view key) {
+  if (isErased_ || !userDefaults_.setObjectIfAbsent(Value(text), sharedKeyForKey(key))) return std::nullopt;
+  return sharedStringForKey(key);
+}
+
+void KovaPersistentStore::removeSharedObjectForKey(std::string_view key) {
+  if (!place_.isFirst()) removeObjectForKey(key);
+  change(sharedKeyForKey(key), std::nullopt);
 }
 
 bool KovaPersistentStore::changeInOneStep(const std::function<void()>& changes) {
-  if (step_) {  // part of the step around it
+  if (isInStep()) {  // part of the step around it
     changes();
     return false;
   }
-  step_.emplace();
+  step_->emplace();
   try {
     changes();
   } catch (...) {
-    step_.reset();
+    step_->reset();
     throw;
   }
-  if (isErased_) return step_.reset(), false;
-  return userDefaults_.setObjects(*std::exchange(step_, std::nullopt));
+  const Step step = std::exchange(*step_, std::nullopt);
+  return !isErased_ && userDefaults_.setObjects(*step);
 }
 
 Reading<Dictionary> KovaPersistentStore::dictionaryForKey(std::string_view key) const {
@@ -99,6 +126,14 @@ Reading<Array> KovaPersistentStore::arrayForKey(std::string_view key) const {
 
 Reading<std::string> KovaPersistentStore::stringForKey(std::string_view key) const {
   return userDefaults_.stringForKey(storageKeyForKey(key));
+}
+
+Reading<Dictionary> KovaPersistentStore::sharedDictionaryForKey(std::string_view key) const {
+  return userDefaults_.dictionaryForKey(sharedKeyForKey(key));
+}
+
+Reading<std::string> KovaPersistentStore::sharedStringForKey(std::string_view key) const {
+  return userDefaults_.stringForKey(sharedKeyForKey(key));
 }
 
 std::vector<Dictionary> KovaPersistentStore::dictionariesIn(const Array& array) {
@@ -196,4 +231,26 @@ std::optional<std::string> KovaPersistentStore::pathOf(std::string_view fileName
   const bool isPath = fileName.find('/') != std::string_view::npos || fileName == "." || fileName == "..";
   if (!cacheUrl_ || fileName.empty() || isPath) return std::nullopt;
   return cacheUrl_->path() + "/" + std::string(fileName);
+}
+
+std::vector<std::shared_ptr<KovaPersistentStore>> KovaPersistentStore::storesLeft(int from) const {
+  std::vector<std::shared_ptr<KovaPersistentStore>> stores;
+  if (!place_.mayHaveOthers()) return stores;
+  std::vector<KIStorePlace> places = KIStorePlace::takeLeft(appId(), from);
+  if (!place_.isFirst()) places.push_back(place_.sharedWithOwner());
+  for (KIStorePlace& place : places) {
+    kova::mutationQueue.isHere();  // nobody else has it yet
+    stores.push_back(std::make_shared<KovaPersistentStore>(std::move(place)));
+    stores.back()->step_ = step_;
+  }
+  return stores;
+}
+
+bool KovaPersistentStore::takeFilesOf(const KovaPersistentStore& left, const Names& spared) {
+  if (!left.cacheUrl_) return true;
+  const auto names = fileManager_.contentsOfDirectory(left.cacheUrl_->path());
+  if (!names || !cacheUrl_) return false;
+  return std::all_of(names->begin(), names->end(), [&](const std::string& name) {
+    return spared.contains(name) || fileManager_.moveItem(*left.pathOf(name), *pathOf(name));
+  });
 }

@@ -15,6 +15,7 @@
 #include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
 #include "src/core/Threads.h"
+#include "src/storage/store/KIStorePlace.h"
 
 // The state of one environment id across launches: values in the user defaults under "kova_<id>_<key>", and
 // the message arrays of batches as JSON files in the directory "kova-<id>" of the caches directory.
@@ -26,17 +27,28 @@ class KovaPersistentStore {
  public:
   enum class JSONStore { Enabled, Disabled };
 
+  // In the first place, without holding it.
   explicit KovaPersistentStore(std::string_view appId, JSONStore jsonStore = JSONStore::Enabled);
+  explicit KovaPersistentStore(KIStorePlace place, JSONStore jsonStore = JSONStore::Enabled);
 
-  // The store of the environment id: the one that is in use, else a new one, purged with these limits.
+  // The store of the environment id: the one that is in use, else a new one in a place that it holds, purged
+  // with these limits.
   static std::shared_ptr<KovaPersistentStore> forAppId(
       const std::string& appId, std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
       std::size_t queuedMessageBatchLimit) KOVA_ON_MAIN_THREAD;
 
-  const std::string& appId() const { return appId_; }
+  const std::string& appId() const { return place_.appId(); }
+  // What its keys and files are named after.
+  const std::string& placeName() const { return placeName_; }
+  const KIStorePlace& place() const { return place_; }
+  // Those of processes that have ended, each in the place that it had: they are held as long as they live,
+  // and a step of this store is theirs, too. From a number on, see KIStorePlace. Also this one's own, when
+  // its place is a further one, with what was left there.
+  std::vector<std::shared_ptr<KovaPersistentStore>> storesLeft(int from = KIStorePlace::kFirstFurther) const;
+
   // The directory of the batch files; none when it is disabled or cannot be made.
   const std::optional<platform::NSURL>& cacheUrl() const { return cacheUrl_; }
-  static std::optional<platform::NSURL> cacheUrlForAppId(std::string_view appId,
+  static std::optional<platform::NSURL> cacheUrlForPlace(std::string_view placeName,
                                                          const platform::NSFileManager& fileManager);
   // Whether a directory stands at the URL when this returns.
   static bool establishDirectoryAtURL(const std::optional<platform::NSURL>& url,
@@ -46,14 +58,25 @@ class KovaPersistentStore {
   // Whether it is stored. If not, it can still be read in this process, and is tried again with later ones.
   bool setObject(const platform::Value& value, std::string_view key) KOVA_ON_MUTATION_QUEUE;
   void removeObjectForKey(std::string_view key) KOVA_ON_MUTATION_QUEUE;
+  // What all processes of the app share stands in the first place, with a copy in that of each further
+  // process. These change both, and read the first.
+  bool setSharedObject(const platform::Value& value, std::string_view key) KOVA_ON_MUTATION_QUEUE;
+  // Unless there is one; in any case the one that is stored then, or none when that cannot be told.
+  std::optional<std::string> setSharedTextIfAbsent(const std::string& text,
+                                                   std::string_view key) KOVA_ON_MUTATION_QUEUE;
+  void removeSharedObjectForKey(std::string_view key) KOVA_ON_MUTATION_QUEUE;
+  platform::Reading<platform::Dictionary> sharedDictionaryForKey(std::string_view key) const
+      KOVA_ON_MUTATION_QUEUE;
+  platform::Reading<std::string> sharedStringForKey(std::string_view key) const KOVA_ON_MUTATION_QUEUE;
+
   // What `changes` sets and removes reaches the store in one step when it returns: all of it or nothing,
   // whenever the process ends, and nothing when it throws. Meanwhile setObject answers false, since nothing
   // is stored yet, and reads find what was there before. Answers as setObject does.
   bool changeInOneStep(const std::function<void()>& changes) KOVA_ON_MUTATION_QUEUE;
   // Whether everything that was set is stored; what is not is tried again. Not within a step.
-  bool isAllStored() const KOVA_ON_MUTATION_QUEUE { return !step_ && userDefaults_.synchronize(); }
+  bool isAllStored() const KOVA_ON_MUTATION_QUEUE { return !isInStep() && userDefaults_.synchronize(); }
   // Whether the caller runs within such a step.
-  bool isInStep() const KOVA_ON_MUTATION_QUEUE { return step_.has_value(); }
+  bool isInStep() const KOVA_ON_MUTATION_QUEUE { return step_->has_value(); }
   // None for a stored value of another kind; a stored number answers as a string with its text. Unreadable
   // when it cannot be told for the moment whether something is stored.
   platform::Reading<platform::Dictionary> dictionaryForKey(std::string_view key) const KOVA_ON_MUTATION_QUEUE;
@@ -73,6 +96,11 @@ class KovaPersistentStore {
   // Clears it, its directory too, for good: nothing is stored any more by those who still hold it. Answers
   // whether nothing is left.
   bool erase() KOVA_ON_MUTATION_QUEUE;
+  // The same for all processes of the app, but for what one that still runs has queued; it keeps the answer
+  // from being yes.
+  bool eraseForAll() KOVA_ON_MUTATION_QUEUE;
+  // Batch files of the store left, but for those named, come to this one. Whether all of them have.
+  bool takeFilesOf(const KovaPersistentStore& left, const Names& spared) KOVA_ON_MUTATION_QUEUE;
 
   // The name of the new file; none when there is no directory, the object is not valid JSON or the write
   // fails.
@@ -104,12 +132,17 @@ class KovaPersistentStore {
   std::optional<std::string> pathOf(std::string_view fileName) const;
   bool hasFailedInEarlierProcess(std::string_view fileName) const KOVA_ON_MUTATION_QUEUE;
 
-  const std::string appId_;
+  std::string sharedKeyForKey(std::string_view key) const;
+  bool change(std::string key, std::optional<platform::Value> value) KOVA_ON_MUTATION_QUEUE;
+
+  KIStorePlace place_;
+  const std::string placeName_;
   platform::NSUserDefaults& userDefaults_;
   const platform::NSFileManager fileManager_{};
   const std::optional<platform::NSURL> cacheUrl_;
   bool isErased_ KOVA_OF_MUTATION_QUEUE = false;
-  std::optional<platform::NSUserDefaults::Changes> step_ KOVA_OF_MUTATION_QUEUE;  // while one is being made
+  using Step = std::optional<platform::NSUserDefaults::Changes>;  // none but while one is being made
+  std::shared_ptr<Step> step_ KOVA_OF_MUTATION_QUEUE = std::make_shared<Step>();
   // The file that gave an earlier process a disk error; asked for at the first such error of this one.
   mutable std::optional<platform::Reading<std::string>> failedBefore_ KOVA_OF_MUTATION_QUEUE;
 };

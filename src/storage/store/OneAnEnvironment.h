@@ -15,6 +15,13 @@ std::map<std::string, std::weak_ptr<Object>>& aliveInEnvironments() KOVA_ON_MAIN
   return objects;
 }
 
+template <class Object>
+bool isInEnvironment(const std::string& appId) KOVA_ON_MAIN_THREAD {
+  const auto& alive = aliveInEnvironments<Object>();
+  const auto found = alive.find(appId);
+  return found != alive.end() && !found->second.expired();
+}
+
 // The one that somebody holds, if any; from now on there is none.
 template <class Object>
 std::shared_ptr<Object> takeFromEnvironment(const std::string& appId) KOVA_ON_MAIN_THREAD {

@@ -1,0 +1,58 @@
+#include "src/storage/store/KIStorePlace.h"
+
+#include <utility>
+
+#include "platform/foundation/Format.h"
+#include "platform/foundation/NSFileManager.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr int kMost = 16;  // processes of an app at once; further ones share the last place
+
+bool exists(const std::string& path) { return NSFileManager().fileExists(path) != FileKind::None; }
+
+}  // namespace
+
+std::string KIStorePlace::pathOfLock(const std::string& appId, int number) {
+  const std::string folder = NSFileManager().directory(SearchPath::ApplicationSupport);
+  const KIStorePlace place(appId, number, nullptr);
+  return folder.empty() ? folder : folder + formatted("/kova-%@.lock", place.name());
+}
+
+KIStorePlace KIStorePlace::take(const std::string& appId) {
+  const std::string folder = NSFileManager().directory(SearchPath::ApplicationSupport);
+  if (!folder.empty()) NSFileManager().createDirectory(folder, true);
+  for (int number = kFirst;; ++number) {
+    const std::string path = pathOfLock(appId, number);
+    auto lock = path.empty() ? nullptr : RecordFile::open(path);
+    const bool isHeld = !lock && !path.empty() && RecordFile::isHeldByAnother(path);
+    // The file may have gone while it was opened.
+    if (!lock && !isHeld && !path.empty()) lock = RecordFile::open(path);
+    if (lock || !isHeld || number == kMost) return {appId, number, std::move(lock)};
+  }
+}
+
+std::vector<KIStorePlace> KIStorePlace::takeLeft(const std::string& appId, int from) {
+  std::vector<KIStorePlace> left;
+  for (int number = from; number <= kMost; ++number) {
+    const std::string path = pathOfLock(appId, number);
+    if (path.empty() || (number > kFirst && !exists(path))) break;
+    if (auto lock = RecordFile::open(path)) left.push_back({appId, number, std::move(lock)});
+  }
+  return left;
+}
+
+bool KIStorePlace::mayHaveOthers() const { return !isFirst() || exists(pathOfLock(appId_, kFirstFurther)); }
+
+bool KIStorePlace::removeAll() {
+  int last = kFirst;
+  while (last < kMost && exists(pathOfLock(appId_, last + 1))) ++last;
+  lock_ = nullptr;
+  for (int number = last; number >= kFirst; --number) {
+    const std::string path = pathOfLock(appId_, number);
+    if (!path.empty() && exists(path) && !RecordFile::removeAt(path)) return false;
+  }
+  return true;
+}

@@ -1,0 +1,75 @@
+#include "src/storage/store/KIStorePlace.h"
+
+#include <filesystem>
+
+#include "tests/src/storage/QueueFixture.h"
+
+using namespace platform;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+class KIStorePlaceTest : public QueueTest {
+ protected:
+  static std::shared_ptr<KovaPersistentStore> take() {
+    return std::make_shared<KovaPersistentStore>(KIStorePlace::take(SimulatedDevice::kEnvironment));
+  }
+  std::size_t waitingUrls(const KovaPersistentStore& store) const {
+    return store.arrayForKey("queuedPageviews").value_or(Array()).size();
+  }
+};
+
+TEST_F(KIStorePlaceTest, BelongsToOneProcessAtATime) {
+  auto first = take();
+  auto second = take();
+  EXPECT_EQ(first->placeName(), "12345");
+  EXPECT_EQ(second->placeName(), "12345-2");
+  EXPECT_THAT(first->storesLeft(), IsEmpty());
+  first = nullptr;
+  EXPECT_EQ(take()->placeName(), "12345");
+  second = nullptr;
+  EXPECT_THAT(take()->storesLeft(), SizeIs(1));
+}
+
+TEST_F(KIStorePlaceTest, GivesWhatIsLeftInItToAnotherAsFarAsThereIsRoom) {
+  queues = nullptr;
+  const auto first = take();
+  const auto second = take();
+  second->setObject(Array{"x?1", "x?2", "x?3"}, "queuedPageviews");
+  const auto file = second->saveJSONObjectToDisk(Array{{{"n", 1}}}).value();
+  second->setObject(Array{{{"messagesIdentifier", file}}}, "queuedMessageBatches");
+  first->setObject(Array{"x?0"}, "queuedPageviews");
+  ASSERT_TRUE(KovaQueueManager::isAnythingLeftIn(*second));
+
+  KovaQueueManager::takeOver(*first, *second, kLimits);
+  EXPECT_EQ(stored("queuedPageviews"), R"(["x?0","x?1","x?2"])");
+  EXPECT_EQ(waitingUrls(*second), 1u);
+  EXPECT_THAT(device.batchFiles(), SizeIs(1));
+
+  first->setObject(Array(), "queuedPageviews");
+  KovaQueueManager::takeOver(*first, *second, kLimits);
+  EXPECT_EQ(stored("queuedPageviews"), R"(["x?3"])");
+  EXPECT_FALSE(KovaQueueManager::isAnythingLeftIn(*second));
+  EXPECT_FALSE(std::filesystem::exists(device.batchDirectory() + "-2"));
+  queues = std::make_shared<KovaQueueManager>(first, kLimits);
+  EXPECT_EQ(waiting(), (Counts{1, 0, 1}));
+}
+
+TEST_F(KIStorePlaceTest, IsErasedWithAllOthersUnlessSomebodyHasIt) {
+  queues = nullptr;
+  auto first = take();
+  auto second = take();
+  first->setObject(Value("1"), "userId");
+  second->setSharedObject(Value("2"), "userId");
+  EXPECT_FALSE(second->eraseForAll()) << "the first one lives";
+  EXPECT_EQ(device.stored("userId"), std::nullopt);
+  second = take();
+  second->setObject(Value("2"), "userId");
+  second = nullptr;
+  EXPECT_TRUE(first->eraseForAll());
+  for (const auto& entry : std::filesystem::directory_iterator(directories().applicationSupport))
+    EXPECT_NE(entry.path().filename().string().substr(0, 5), "kova-");
+}
+
+}  // namespace
