@@ -1,6 +1,6 @@
 # Runs the port of vcpkg with stand-ins for vcpkg's functions, which say what they were asked:  cmake -P try-port.cmake
 # That it can be read, and names files that are there, is all that this shows.
-foreach(function IN ITEMS vcpkg_check_features vcpkg_cmake_configure vcpkg_cmake_install vcpkg_cmake_config_fixup
+foreach(function IN ITEMS vcpkg_check_features vcpkg_find_acquire_program vcpkg_cmake_configure vcpkg_cmake_install vcpkg_cmake_config_fixup
                           vcpkg_fixup_pkgconfig vcpkg_install_copyright)
   cmake_language(EVAL CODE "
     function(${function})
