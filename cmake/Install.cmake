@@ -25,7 +25,7 @@ set_target_properties(KovaC PROPERTIES EXPORT_NAME C)
 
 # The libraries stand side by side and find each other, wherever the prefix is moved to.
 if(NOT APPLE)
-  set_target_properties(Kova KovaC KovaSimulator PROPERTIES INSTALL_RPATH "$ORIGIN")
+  set_target_properties(Kova KovaC PROPERTIES INSTALL_RPATH "$ORIGIN")
 endif()
 
 # Of a component each: what programs run with, what they are built with, the same for C and Qt, and programs.

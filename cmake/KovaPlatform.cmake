@@ -53,8 +53,6 @@ kova_separate_part(KovaSockets sockets ENTRY platformWebSockets ASKED_BY net DEF
                    LIBRARIES OpenSSL::SSL OpenSSL::Crypto)
 
 # A device under virtual time, and its user: for tests and demos. No app links it.
-add_library(KovaSimulator $<TARGET_OBJECTS:platform_simulator>)
+kova_platform_library(KovaSimulator $<TARGET_OBJECTS:platform_simulator>)
 add_library(Kova::Simulator ALIAS KovaSimulator)
-kova_compile_options(KovaSimulator)
 target_link_libraries(KovaSimulator PUBLIC KovaPlatform)
-set_target_properties(KovaSimulator PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${kova_interface_version})
