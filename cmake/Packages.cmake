@@ -58,8 +58,7 @@ kova_package(c libkovac0 libs "product analytics in the app's process, for C"
              CONTROL ${kova_triggers} ${debian}/symbols)
 kova_package(development libkova-dev libdevel "product analytics in the app's process, development files"
              "${kova_about}This package holds what programs in C++ and C are built with."
-             DEPENDS "${kova_library} ${kova_this_version}" "libkovac0 ${kova_this_version}"
-             CONTROL ${kova_triggers})
+             DEPENDS "${kova_library} ${kova_this_version}" "libkovac0 ${kova_this_version}")
 if(TARGET KovaQt)
   list(TRANSFORM CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS APPEND ", libkovaqt${kova_interface_version} ${kova_this_version}")
   kova_package(qt libkovaqt${kova_interface_version} libs "product analytics in programs written with Qt"
