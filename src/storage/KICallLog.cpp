@@ -66,9 +66,14 @@ std::string recordOf(char kind, KICallLog::Number number, std::string_view bytes
   return record;
 }
 
-// Of a file's first call: none has had it before, also when an earlier file was lost.
-KICallLog::Number freshNumber() {
-  return static_cast<KICallLog::Number>(Scheduler::current().now().timeIntervalSince1970() * 1e6);
+// Of a file's first call: none has had it before, also when an earlier file was lost, and none that is known
+// to be done, also when the clock was set back.
+KICallLog::Number freshNumber(const KICallLog::Done& done) {
+  auto fresh = static_cast<KICallLog::Number>(Scheduler::current().now().timeIntervalSince1970() * 1e6);
+  for (const auto* numbers : {&done.journaled, &done.stored}) {
+    if (!numbers->empty()) fresh = std::max(fresh, *numbers->rbegin() + 1);
+  }
+  return fresh;
 }
 
 }  // namespace
@@ -81,7 +86,7 @@ KICallLog::Left KICallLog::open(const std::string& path, const Done& done) {
   if (!file_) return left;
   if (file_->hadForeignEnd()) KovaLogDebug("The calls end in what was not written whole, which is left out.");
   Contents contents(file_->takeRecords());
-  next_ = contents.last == kNotNoted ? freshNumber() : contents.last + 1;
+  next_ = contents.last == kNotNoted ? freshNumber(done) : contents.last + 1;
   for (auto& [number, call] : contents.undone) {
     if (done.stored.contains(number)) {
       untold_.push_back(number);  // the store names it until the next one is done

@@ -68,6 +68,16 @@ TEST_F(KICallLogTest, LeavesWhatIsNotDone) {
   EXPECT_THAT(leftCalls(), ElementsAre("last", "of the next process"));
 }
 
+// A clock that was set back would give a call the number of one that is known to be done.
+TEST_F(KICallLogTest, TakesNoNumberThatIsKnownToBeDone) {
+  const Number first = open()->note("first");
+  std::filesystem::remove(path());
+  const Number second = open({{first}, {}})->note("second");
+  std::filesystem::remove(path());
+  EXPECT_GT(second, first);
+  EXPECT_GT(open({{first}, {second}})->note("third"), second);
+}
+
 TEST_F(KICallLogTest, StaysShort) {
   const std::string large(10'000, 'x');
   const auto log = open();
