@@ -49,6 +49,7 @@ byte parts;        /* the row of single messages */
 byte rows[MOST_BATCHES + 1], rowCount;
 byte files[FILES]; /* messages of each */
 byte user;         /* the row of the identity */
+bool isResetStored; /* in the same step: the row of calls that are done */
 
 /* In memory. */
 byte inbox, inboxReset; /* handed over, not done: the mutation queue */
@@ -160,10 +161,10 @@ inline enqueue() {
   fi
 }
 
-/* KovaTracker::beginWithNewUser, then KovaQueueManager::noteDone */
+/* KovaTracker::beginWithNewUser in KovaQueueManager::carryOut: the row says that the call is done, then the file does */
 inline newUser() {
-  atomic { users++; user = users };
-  callReset = 0
+  atomic { users++; user = users; isResetStored = true };
+  atomic { callReset = 0; isResetStored = false }
 }
 
 /* What reaches the service, of the first batch in flight. */
@@ -241,6 +242,7 @@ inline wake() {
     waiting = parts | inJournal; batchCount = rowCount; i = 0;
     do :: i < rowCount -> batches[i] = rows[i]; i++ :: else -> break od; i = 0;
     journaled = calls & (journal[0] | journal[1]);
+    if :: isResetStored -> callReset = 0; isResetStored = false :: else fi;
     inbox = calls & ~journaled; inboxReset = callReset; later = 0; isRunning = true
   };
   persist();
