@@ -9,13 +9,13 @@
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <vector>
+
+#include "platform/foundation/internal/JSONWriter.h"
 
 namespace platform {
 
@@ -23,7 +23,7 @@ namespace {
 
 namespace rapidjson = RAPIDJSON_NAMESPACE;
 
-constexpr int kDeepestLevel = 512;
+constexpr int kDeepestLevel = JSONWriter::kDeepestLevel;
 // Kept free above a dictionary that is still to become part of something larger.
 constexpr int kLevelsAbove = 8;
 
@@ -42,50 +42,6 @@ bool isValid(const Value& value, int level) {
   }
   return std::all_of(value.dictionary().begin(), value.dictionary().end(),
                      [level](const Entry& entry) { return isValid(entry, level + 1); });
-}
-
-using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
-
-void writeText(Writer& writer, const String& text) {
-  const std::string_view view = text.view();
-  writer.String(view.data(), static_cast<rapidjson::SizeType>(view.size()));
-}
-
-bool write(Writer& writer, const Value& value, int level);
-
-bool writeDictionary(Writer& writer, const Dictionary& dictionary, int level) {
-  writer.StartObject();
-  for (const Entry& entry : dictionary) {
-    if (!entry.first.isString()) return false;
-    writeText(writer, entry.first.string());
-    if (!write(writer, entry.second, level)) return false;
-  }
-  return writer.EndObject();
-}
-
-bool writeArray(Writer& writer, const Array& array, int level) {
-  writer.StartArray();
-  for (const Value& item : array) {
-    if (!write(writer, item, level)) return false;
-  }
-  return writer.EndArray();
-}
-
-// False, with part of the text written, at the first thing that is not valid. The rules are those of isValid;
-// one walk over a batch of messages does for both.
-bool write(Writer& writer, const Value& value, int level) {
-  if (value.isString()) {
-    writeText(writer, value.string());
-    return true;
-  }
-  if (value.isDictionary())
-    return level < kDeepestLevel && writeDictionary(writer, value.dictionary(), level + 1);
-  if (value.isArray()) return level < kDeepestLevel && writeArray(writer, value.array(), level + 1);
-  if (value.isBoolean()) return writer.Bool(value.boolean());
-  if (value.isInteger()) return writer.Int64(value.integer());
-  if (value.isUnsigned()) return writer.Uint64(value.unsignedInteger());
-  if (value.isReal()) return writer.Double(value.real());  // refuses what is not finite
-  return value.isNull() && writer.Null();
 }
 
 // Builds a Value from the reader's events. The open collections stand on a stack of their own, so that deep
@@ -171,10 +127,9 @@ bool NSJSONSerialization::isValidJSONObject(const MutableDictionary& object) {
 
 std::optional<std::string> NSJSONSerialization::dataWithJSONObject(const Value& object) {
   if (!object.isArray() && !object.isDictionary()) return std::nullopt;
-  rapidjson::StringBuffer buffer;
-  Writer writer(buffer);
-  if (!write(writer, object, 0)) return std::nullopt;
-  return std::string(buffer.GetString(), buffer.GetSize());
+  JSONWriter writer;
+  if (!writer.write(object, 0)) return std::nullopt;
+  return std::string(writer.text());
 }
 
 std::optional<Value> NSJSONSerialization::JSONObjectWithData(std::string_view data) {

@@ -8,8 +8,21 @@
 
 namespace platform {
 
+namespace {
+
+// Eight bytes at a time, as long as there are so many.
+bool isAllASCII(std::string_view text) {
+  for (std::uint64_t word; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+    std::memcpy(&word, text.data(), sizeof word);
+    if ((word & 0x8080808080808080u) != 0) return false;
+  }
+  return std::ranges::all_of(text, isASCII);
+}
+
+}  // namespace
+
 bool isWellFormedUTF8(std::string_view text) {
-  if (std::ranges::all_of(text, isASCII)) return true;
+  if (isAllASCII(text)) return true;
   while (!text.empty()) {
     if (!takeCodePoint(text).isWellFormed()) return false;
   }

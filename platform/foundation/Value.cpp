@@ -28,6 +28,11 @@ struct KeyEqual {
   bool operator()(const Value* a, const Value* b) const { return *a == *b; }
 };
 
+// Most keys are texts, most of them of different length.
+bool isSameKey(const Value& a, const Value& b) {
+  return a.isString() && b.isString() ? a.string() == b.string() : a == b;
+}
+
 const Entry* findEntry(const Entry* first, const Entry* last, std::string_view key) {
   return std::find_if(first, last, [key](const Entry& entry) {
     return entry.first.isString() && entry.first.string().view() == key;
@@ -43,7 +48,7 @@ std::vector<Entry> entriesOf(std::span<const DictionaryItem> given) {
   const bool areMany = given.size() > kScannedKeys;
   const auto placeOf = [&](const Value& key) {
     if (areMany) return places.try_emplace(&key, entries.size()).first->second;
-    const auto isSame = [&key](const Entry& entry) { return entry.first == key; };
+    const auto isSame = [&key](const Entry& entry) { return isSameKey(entry.first, key); };
     const auto same = std::find_if(entries.begin(), entries.end(), isSame);
     return static_cast<std::size_t>(same - entries.begin());
   };

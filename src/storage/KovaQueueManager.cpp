@@ -205,9 +205,7 @@ void KovaQueueManager::cleanUpSentUrl(const NSURL& url) {
 void KovaQueueManager::enqueueMessage(MutableDictionary message, std::span<const KICallLog::Number> calls) {
   if (queuedEvents_.size() >= limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
   if (!canEnqueueMessage()) return refuseMessage(calls);
-  auto text = NSJSONSerialization::isValidJSONObject(message)
-                  ? NSJSONSerialization::dataWithJSONObject(Dictionary(message))
-                  : std::nullopt;
+  auto text = messageTexts_.textOf(message);
   if (!text) {
     KovaLogDebug("Failed to serialize request body data to JSON");
     counters_.take(kEvents, &KovaCounts::accepted, &KovaCounts::unsendable);

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/foundation/JSONObjectTexts.h"
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
@@ -190,6 +191,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   KIStoredQueue<platform::String> urls_ KOVA_OF_MUTATION_QUEUE;
   std::vector<platform::MutableDictionary> queuedEvents_ KOVA_OF_MUTATION_QUEUE;
   std::vector<std::string> texts_ KOVA_OF_MUTATION_QUEUE;  // of the messages above, one each, in JSON
+  platform::JSONObjectTexts messageTexts_ KOVA_OF_MUTATION_QUEUE;
   KIJournal journal_ KOVA_OF_MUTATION_QUEUE;
   KICallLog calls_;
   KICallLog::Left leftCalls_ KOVA_OF_MUTATION_QUEUE;

@@ -4,6 +4,7 @@
 
 #include <limits>
 
+#include "platform/foundation/JSONObjectTexts.h"
 #include "platform/runtime/NSObject.h"
 
 namespace platform {
@@ -19,9 +20,11 @@ TEST(NSJSONSerializationTest, WritesCompactTextInOrderAndReadsItBack) {
   const std::pair<Value, std::optional<std::string>> cases[] = {
       {{{"z", Array{1, -2.5, 0.1f, true, false, nullptr, Array(), Dictionary()}},
         {"a", "caf\u00e9 \"q\" \\ \n\t\x01"},
+        {"longer than a word", "a word, \x1f\b\f\r \x7f\"and another\\"},
         {"",
          Array{std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::uint64_t>::max(), 1e300}}},
        "{\"z\":[1,-2.5,0.1,true,false,null,[],{}],\"a\":\"caf\u00e9 \\\"q\\\" \\\\ \\n\\t\\u0001\","
+       "\"longer than a word\":\"a word, \\u001F\\b\\f\\r \x7f\\\"and another\\\\\","
        "\"\":[-9223372036854775808,18446744073709551615,1e300]}"},
       {Array(), "[]"},
       {nested(512), std::nullopt}};
@@ -51,6 +54,21 @@ TEST(NSJSONSerializationTest, RefusesWhatIsNoJSON) {
   }
   EXPECT_FALSE(NSJSONSerialization::isValidJSONObject(MutableDictionary{{"a", NSDate()}}));
   EXPECT_TRUE(NSJSONSerialization::isValidJSONObject(MutableDictionary{{"a", 1}}));
+}
+
+TEST(NSJSONSerializationTest, WritesOneObjectAfterAnotherAsItWritesEach) {
+  const Dictionary user{{"id", "1"}};
+  const Dictionary equal{{"id", "1"}};
+  const Dictionary other{{"id", "2"}};
+  const Dictionary nothing;
+  JSONObjectTexts texts;
+  for (const Dictionary& who : {user, user, user, other, user, user, nothing, nothing, nothing, equal}) {
+    const MutableDictionary object{{"count", 1}, {"user", who}, {"twice", who}};
+    EXPECT_EQ(texts.textOf(object), NSJSONSerialization::dataWithJSONObject(Dictionary(object)));
+    EXPECT_EQ(texts.textOf(MutableDictionary{{"user", Dictionary{{"at", NSDate()}}}}), std::nullopt);
+  }
+  EXPECT_TRUE(texts.textOf(MutableDictionary{{"a", nested(503)}}));
+  EXPECT_FALSE(texts.textOf(MutableDictionary{{"a", nested(504)}}));
 }
 
 TEST(NSJSONSerializationTest, ReadsKindsAndRefusesMalformedText) {

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+namespace platform {
+
+// Bytes that are put together piece by piece; quicker than a string for many short pieces. Keeps its room
+// when it is cleared. One thread at a time.
+class ByteBuffer {
+ public:
+  // Valid until something is added.
+  std::string_view text() const { return {bytes_.get(), size_}; }
+  std::size_t size() const { return size_; }
+  void clear() { size_ = 0; }
+
+  void add(char byte) { *addRoom(1) = byte; }
+  void add(std::string_view bytes) {
+    char* const room = addRoom(bytes.size());
+    if (!bytes.empty()) std::memcpy(room, bytes.data(), bytes.size());
+  }
+  template <class Number>
+  void addRaw(Number number) {
+    std::memcpy(addRoom(sizeof number), &number, sizeof number);
+  }
+
+ private:
+  // Where so many bytes go, which count from now on.
+  char* addRoom(std::size_t count) {
+    if (capacity_ - size_ < count) grow(count);
+    return bytes_.get() + std::exchange(size_, size_ + count);
+  }
+  void grow(std::size_t count) {
+    constexpr std::size_t kLeast = 1024;
+    const std::size_t capacity = std::max({kLeast, capacity_ * 2, size_ + count});
+    std::unique_ptr<char[]> bytes(new char[capacity]);
+    if (size_ > 0) std::memcpy(bytes.get(), bytes_.get(), size_);
+    bytes_ = std::move(bytes);
+    capacity_ = capacity;
+  }
+
+  std::unique_ptr<char[]> bytes_;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+};
+
+}  // namespace platform
