@@ -35,13 +35,18 @@ constexpr std::size_t kLongestFile = std::size_t{64} << 20;  // bytes; a longer 
 // bytes at a time.
 std::uint32_t checkOf(std::string_view record) {
   std::uint64_t check = 14695981039346656037u;
-  for (std::uint64_t word = 0; !record.empty(); word = 0) {
-    const std::size_t length = std::min(record.size(), sizeof word);
-    std::memcpy(&word, record.data(), length);
+  const auto take = [&check](std::uint64_t word) {
     check = (check ^ word) * 1099511628211u;
     check ^= check >> 32;
-    record.remove_prefix(length);
+  };
+  std::uint64_t word = 0;
+  for (; record.size() >= sizeof word; record.remove_prefix(sizeof word)) {
+    std::memcpy(&word, record.data(), sizeof word);
+    take(word);
   }
+  word = 0;
+  if (!record.empty()) std::memcpy(&word, record.data(), record.size());
+  if (!record.empty()) take(word);
   return static_cast<std::uint32_t>(check);
 }
 

@@ -14,14 +14,10 @@ constexpr int kDeepest = 512;  // levels
 enum class Kind : char { Null, False, True, Integer, Unsigned, Real, String, Date, Array, Dictionary };
 
 template <class Number>
-void append(std::string& bytes, Kind kind, Number number) {
-  char raw[1 + sizeof number];
-  raw[0] = static_cast<char>(kind);
-  std::memcpy(raw + 1, &number, sizeof number);
-  bytes.append(raw, sizeof raw);
+void append(ByteBuffer& bytes, Kind kind, Number number) {
+  bytes.add(static_cast<char>(kind));
+  bytes.addRaw(number);
 }
-
-void appendKind(std::string& bytes, Kind kind) { bytes += static_cast<char>(kind); }
 
 template <class Number>
 std::optional<Number> take(std::string_view& bytes) {
@@ -104,12 +100,12 @@ std::optional<Value> takeValue(std::string_view& bytes, int depth) {
 
 }  // namespace
 
-void appendEncoded(std::string& bytes, std::string_view text) {
+void appendEncoded(ByteBuffer& bytes, std::string_view text) {
   append(bytes, Kind::String, static_cast<std::uint32_t>(text.size()));
-  bytes += text;
+  bytes.add(text);
 }
 
-void appendEncoded(std::string& bytes, const Dictionary& entries) {
+void appendEncoded(ByteBuffer& bytes, const Dictionary& entries) {
   append(bytes, Kind::Dictionary, static_cast<std::uint32_t>(entries.size()));
   for (const auto& [key, value] : entries) {
     appendEncoded(bytes, key);
@@ -117,15 +113,15 @@ void appendEncoded(std::string& bytes, const Dictionary& entries) {
   }
 }
 
-void appendEncoded(std::string& bytes, const Value& value) {
+void appendEncoded(ByteBuffer& bytes, const Value& value) {
   if (value.isString()) return appendEncoded(bytes, value.text());
   if (value.isDictionary()) return appendEncoded(bytes, value.dictionary());
-  if (value.isBoolean()) return appendKind(bytes, value.boolean() ? Kind::True : Kind::False);
+  if (value.isBoolean()) return bytes.add(static_cast<char>(value.boolean() ? Kind::True : Kind::False));
   if (value.isInteger()) return append(bytes, Kind::Integer, value.integer());
   if (value.isUnsigned()) return append(bytes, Kind::Unsigned, value.unsignedInteger());
   if (value.isReal()) return append(bytes, Kind::Real, value.real());
   if (value.isDate()) return append(bytes, Kind::Date, value.date().timeIntervalSince1970());
-  if (!value.isArray()) return appendKind(bytes, Kind::Null);
+  if (!value.isArray()) return bytes.add(static_cast<char>(Kind::Null));
   append(bytes, Kind::Array, static_cast<std::uint32_t>(value.array().size()));
   for (const Value& item : value.array()) appendEncoded(bytes, item);
 }

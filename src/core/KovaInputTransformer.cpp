@@ -1,5 +1,7 @@
 #include "src/core/KovaInputTransformer.h"
 
+#include <algorithm>
+
 #include "src/core/KovaLogger.h"
 
 using namespace platform;
@@ -29,6 +31,14 @@ KovaInputTransformer::Transmittable KovaInputTransformer::transmittablePropertyV
   if (value.isBoolean()) return {value, "bool"};
   if (value.isString()) return {value, "string"};
   return {value.description(), "string"};
+}
+
+bool KovaInputTransformer::isPlain(const std::optional<Value>& properties) {
+  if (!properties || !properties->isDictionary()) return false;
+  const Dictionary& entries = properties->dictionary();
+  return std::all_of(entries.begin(), entries.end(), [](const Entry& entry) {
+    return entry.first.isString() && (entry.second.isString() || entry.second.isNumber());
+  });
 }
 
 Dictionary KovaInputTransformer::transmittableDictionaryForPropertyDictionary(

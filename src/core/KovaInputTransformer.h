@@ -26,6 +26,10 @@ class KovaInputTransformer {
   static platform::Dictionary transmittableDictionaryForPropertyDictionary(
       const std::optional<platform::Value>& properties);
 
+  // Whether their typed form is the same whenever and wherever it is made, and nothing is to be logged of
+  // them: a dictionary of texts, booleans and numbers.
+  static bool isPlain(const std::optional<platform::Value>& properties);
+
   // Flat properties, without the type. Keys that are no strings and null markers are dropped, with a line of
   // debug log each. Empty for what is not viable.
   static platform::Dictionary serializablePropertyDictionaryForProperties(

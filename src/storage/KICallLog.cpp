@@ -132,18 +132,27 @@ void KICallLog::close() {
   file_ = nullptr;
 }
 
-bool KICallLog::append(char kind, Number number, std::string_view bytes) {
-  buffer_.assign(1, kind);
-  buffer_.append(reinterpret_cast<const char*>(&number), sizeof number);
-  buffer_ += bytes;
-  return file_->append(buffer_);
+void KICallLog::begin(char kind, Number number) {
+  buffer_.clear();
+  buffer_.add(kind);
+  buffer_.addRaw(number);
 }
 
-KICallLog::Number KICallLog::note(std::string_view arguments) {
-  const MutexLock lock(mutex_);
-  if (!file_ || file_->size() + arguments.size() > kLongest) return kNotNoted;
-  if (!isSessionWritten_) isSessionWritten_ = append(kSession, kNotNoted, session_);
-  if (!isSessionWritten_ || !append(kCall, next_, arguments)) return kNotNoted;
+void KICallLog::beginCall() { begin(kCall, next_); }
+
+bool KICallLog::append(char kind, Number number, std::string_view bytes) {
+  begin(kind, number);
+  buffer_.add(bytes);
+  return file_->append(buffer_.text());
+}
+
+bool KICallLog::canNote() {
+  if (file_ && !isSessionWritten_) isSessionWritten_ = append(kSession, kNotNoted, session_);
+  return file_ && isSessionWritten_;
+}
+
+KICallLog::Number KICallLog::noteBuffer() {
+  if (file_->size() + buffer_.size() > kLongest || !file_->append(buffer_.text())) return kNotNoted;
   ++undone_;
   return next_++;
 }

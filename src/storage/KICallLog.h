@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -9,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/foundation/ByteBuffer.h"
 #include "platform/foundation/RecordFile.h"
 #include "platform/runtime/Mutex.h"
 #include "src/core/Threads.h"
@@ -52,8 +54,18 @@ class KICallLog {
   void noteThrough() KOVA_ON_MUTATION_QUEUE;
   void close() KOVA_ON_MUTATION_QUEUE;
 
-  // kNotNoted when it is in memory only.
-  Number note(std::string_view arguments);
+  // kNotNoted when it is in memory only. encode(buffer) adds the arguments.
+  template <std::invocable<platform::ByteBuffer&> Encode>
+  Number note(Encode encode) {
+    const platform::MutexLock lock(mutex_);
+    if (!canNote()) return kNotNoted;
+    beginCall();
+    encode(buffer_);
+    return noteBuffer();
+  }
+  Number note(std::string_view arguments) {
+    return note([arguments](platform::ByteBuffer& bytes) { bytes.add(arguments); });
+  }
   // The moment of a call that is done much later.
   void noteMoment(Number call, std::string_view moment) KOVA_ON_MUTATION_QUEUE;
   // The session in which the calls are done from now on.
@@ -67,6 +79,10 @@ class KICallLog {
   void writeDone() KOVA_ON_MUTATION_QUEUE;
 
  private:
+  bool canNote() PLATFORM_REQUIRES(mutex_);
+  void begin(char kind, Number number) PLATFORM_REQUIRES(mutex_);
+  void beginCall() PLATFORM_REQUIRES(mutex_);
+  Number noteBuffer() PLATFORM_REQUIRES(mutex_);
   bool append(char kind, Number number, std::string_view bytes) PLATFORM_REQUIRES(mutex_);
   void appendThrough() PLATFORM_REQUIRES(mutex_);
   // What the file does not say yet; what it does not take stays for the next time.
@@ -85,6 +101,6 @@ class KICallLog {
   std::vector<Number> untold_ PLATFORM_GUARDED_BY(mutex_);     // done, and the file does not say so yet
   std::string session_ PLATFORM_GUARDED_BY(mutex_);
   bool isSessionWritten_ PLATFORM_GUARDED_BY(mutex_) = false;
-  std::uint64_t longest_ PLATFORM_GUARDED_BY(mutex_) = 0;  // bytes, before it is looked through
-  std::string buffer_ PLATFORM_GUARDED_BY(mutex_);
+  std::uint64_t longest_ PLATFORM_GUARDED_BY(mutex_) = 0;    // bytes, before it is looked through
+  platform::ByteBuffer buffer_ PLATFORM_GUARDED_BY(mutex_);  // of the record that is being written
 };

@@ -3,6 +3,8 @@
 
 #include "src/core/tracker/KovaTracker+Calls.h"
 
+#include <Kova/KovaConstants.h>
+
 #include <map>
 
 #include "src/autocapture/KITouchEvent.h"
@@ -54,28 +56,32 @@ Value KovaTracker::LeftCall::next() {
   return value;
 }
 
+// An action adds to a touch that has been noted, and leaves its ancestry as it was.
 void KovaTracker::note(KITouchEvent& event) const {
+  MutableDictionary fields = event.mutableEventDictionary();
+  if (!event.calls().empty() && event.calls().front() != KICallLog::kNotNoted)
+    fields.remove(KovaTouchEventPropertyViewAncestry);
   event.addCall(note(Call::Touch, std::string_view(event.eventId()), std::string_view(event.timestamp()),
                      std::string_view(event.kind()), Value(event.appVisibilityState()),
-                     Dictionary(event.mutableEventDictionary())));
+                     Dictionary(std::move(fields))));
 }
 
 void KovaTracker::noteMoment(std::uint64_t call, const KIMoment& moment) {
-  std::string bytes;
+  ByteBuffer bytes;
   for (const auto* part :
        {&moment.userInfo, &moment.eventProperties, &moment.sessionInfo, &moment.pageviewInfo})
     appendEncoded(bytes, orNull(*part));
-  queueManager_->calls().noteMoment(call, bytes);
+  queueManager_->calls().noteMoment(call, bytes.text());
 }
 
 void KovaTracker::noteSession() {
   const auto session = sessionManager_->state();
-  std::string bytes;
+  ByteBuffer bytes;
   appendEncoded(bytes, std::string_view(session.sessionId));
   appendEncoded(bytes, Value(session.zParam));
   appendEncoded(bytes, orNull(session.sessionPixelProperties));
   appendEncoded(bytes, orNull(session.mostRecentPageviewInfo));
-  queueManager_->calls().noteSession(std::move(bytes));
+  queueManager_->calls().noteSession(std::string(bytes.text()));
 }
 
 std::vector<KovaTracker::LeftCall> KovaTracker::leftCallsIn(std::vector<KICallLog::Left::Call> left) {
@@ -83,13 +89,14 @@ std::vector<KovaTracker::LeftCall> KovaTracker::leftCallsIn(std::vector<KICallLo
   std::map<std::string, std::size_t, std::less<>> touches;  // by event id, their place
   for (KICallLog::Left::Call& call : left) {
     if (call.arguments.empty()) continue;
-    LeftCall next{{call.number}, Call{call.arguments[0]}, call.arguments.substr(1), std::move(call.moment)};
+    LeftCall next{
+        {call.number}, Call{call.arguments[0]}, call.arguments.substr(1), std::move(call.moment), {}};
     if (next.call == Call::Touch) {
       std::string_view arguments = next.arguments;
       const auto [known, isNew] = touches.try_emplace(std::string(takeNext(arguments).text()), calls.size());
       if (!isNew) {
         calls[known->second].numbers.push_back(call.number);
-        calls[known->second].arguments = std::move(next.arguments);
+        calls[known->second].changed = std::move(next.arguments);
         continue;
       }
     }
@@ -173,16 +180,29 @@ void KovaTracker::redo(LeftCall call) {
   }
 }
 
+// The touch that was noted, with what its last action left it with.
+Dictionary KovaTracker::changedTouch(const Dictionary& noted, std::string arguments) {
+  LeftCall call{
+      .numbers = {}, .call = Call::Touch, .arguments = std::move(arguments), .moment = {}, .changed = {}};
+  for (int ahead = 0; ahead < 4; ++ahead) call.next();  // id, time, kind and visibility, which are the same
+  MutableDictionary event(dictionaryIn(call.next()).value_or(noted));
+  const Value* ancestry = noted.find(KovaTouchEventPropertyViewAncestry);
+  if (ancestry && !event.find(KovaTouchEventPropertyViewAncestry))
+    event.append(KovaTouchEventPropertyViewAncestry, *ancestry);
+  return Dictionary(std::move(event));
+}
+
 bool KovaTracker::redoTouch(LeftCall call) {
   const Value eventId = call.next();
   KIMoment moment = call.momentAt(call.next());
   const Value kind = call.next();
   const Value visibility = call.next();
-  const Value event = call.next();
-  if (!event.isDictionary() || !visibility.isInteger()) return false;
+  auto event = dictionaryIn(call.next());
+  if (!event || !visibility.isInteger()) return false;
+  if (!call.changed.empty()) event = changedTouch(*event, std::move(call.changed));
   moment.applyMissingPropertiesFromSessionManager(*sessionManager_, *identityManager_);
   auto message = messageBuilder_->mutableMessageWithEventDictionary(
-      event.dictionary(), kind.text(), static_cast<int>(visibility.integer()), moment);
+      *std::move(event), kind.text(), static_cast<int>(visibility.integer()), moment);
   message.set("id", eventId);
   queueManager_->enqueueMessage(std::move(message), call.numbers);
   return true;

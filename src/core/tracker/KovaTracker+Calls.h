@@ -31,6 +31,7 @@ struct KovaTracker::LeftCall {
   Call call;
   std::string arguments;  // those that have not been taken yet
   std::string moment;     // empty unless it was noted
+  std::string changed;    // of a touch, as its last action left it; the ancestry is as it was
 
   // Null when there are no more.
   platform::Value next();
@@ -40,12 +41,10 @@ struct KovaTracker::LeftCall {
 
 template <class... Arguments>
 std::uint64_t KovaTracker::note(Call call, const Arguments&... arguments) const {
-  constexpr std::size_t kMostAreShorter = 600;  // bytes
-  std::string bytes;
-  bytes.reserve(kMostAreShorter);
-  bytes += static_cast<char>(call);
-  (platform::appendEncoded(bytes, arguments), ...);
-  return queueManager_->calls().note(bytes);
+  return queueManager_->calls().note([&](platform::ByteBuffer& bytes) {
+    bytes.add(static_cast<char>(call));
+    (platform::appendEncoded(bytes, arguments), ...);
+  });
 }
 
 template <class Block>

@@ -41,14 +41,43 @@ std::optional<std::string> sessionIdOf(const KIMoment& moment) {
 }
 
 // The host's properties, as given and as sent.
-struct Properties {
+class Properties {
+ public:
   Properties() = default;
-  explicit Properties(const std::optional<Value>& properties)
-      : given(properties),
-        typed(KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties)) {}
+  // Plain ones are typed on the mutation queue: the caller shall not wait for that.
+  explicit Properties(const std::optional<Value>& given) : given_(given) {
+    typed_.reset();
+    if (!KovaInputTransformer::isPlain(given))
+      typed_ = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(given);
+  }
+  // Noted by an earlier process. What is typed holds dictionaries and nothing else, what is plain none.
+  static Properties ofNoted(const Value& noted) {
+    Properties properties;
+    if (!noted.isDictionary()) return properties;
+    const Dictionary& entries = noted.dictionary();
+    const bool isTyped = entries.empty() || entries.begin()->second.isDictionary();
+    if (!isTyped) return Properties(noted);
+    properties.typed_ = entries;
+    return properties;
+  }
 
-  std::optional<Value> given;
-  Dictionary typed;
+  const std::optional<Value>& given() const { return given_; }
+  const Dictionary& noted() const { return typed_ ? *typed_ : given_->dictionary(); }
+  Dictionary typed() const {
+    return typed_ ? *typed_ : KovaInputTransformer::transmittableDictionaryForPropertyDictionary(given_);
+  }
+
+ private:
+  std::optional<Value> given_;
+  std::optional<Dictionary> typed_ = Dictionary();  // none while they are plain
+};
+
+// What the screen in front adds to an event.
+struct ActiveScreen {
+  std::shared_ptr<const KIEventRecording> recording;  // null when the Event Visualizer is not told
+  int appVisibilityState = 0;
+  std::string sessionId = {};
+  std::optional<Dictionary> pageviewInfo = std::nullopt;  // none where the screen has none in that session
 };
 
 }  // namespace
@@ -61,65 +90,62 @@ struct KovaTracker::CustomEvent {
   Properties properties = {};
   std::optional<String> source = std::nullopt;  // the framework that forwards the event
   Properties sourceProperties = {};
-  std::shared_ptr<KIMoment> moment = nullptr;
+  KIMoment moment = {};
+  ActiveScreen screen = {};  // on the main thread, until it goes on to the mutation queue
   std::uint64_t call = KICallLog::kNotNoted;
 
   void log(const Dictionary& eventProperties) const;
   Dictionary dictionary() const;
 };
 
-struct KovaTracker::ActiveScreen {
-  std::shared_ptr<const KIEventRecording> recording;  // null when the Event Visualizer is not told
-  int appVisibilityState;
-  std::string sessionId = {};
-  std::optional<Dictionary> pageviewInfo = std::nullopt;  // none where the screen has none in that session
-};
-
 void KovaTracker::recordCustomEvent(std::string_view name, const std::optional<Value>& properties) {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
-  trackCustomEvent({.fromSelector = "recordCustomEvent:withProperties:",
-                    .kind = kCustomEvent,
-                    .isShownInEventVisualizer = false,
-                    .name = String(name),
-                    .properties = Properties(properties)});
+  trackCustomEvent(
+      std::make_shared<CustomEvent>(CustomEvent{.fromSelector = "recordCustomEvent:withProperties:",
+                                                .kind = kCustomEvent,
+                                                .isShownInEventVisualizer = false,
+                                                .name = String(name),
+                                                .properties = Properties(properties)}));
 }
 
 void KovaTracker::recordFrameworkAutocaptureEvent(std::string_view name, std::string_view source,
                                                   const std::optional<Value>& sourceProperties) {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
-  trackCustomEvent({.fromSelector = "recordFrameworkAutocaptureEvent:withSource:sourceProperties:",
-                    .kind = kSourceEvent,
-                    .isShownInEventVisualizer = true,
-                    .name = String(name),
-                    .source = String(source),
-                    .sourceProperties = Properties(sourceProperties)});
+  trackCustomEvent(std::make_shared<CustomEvent>(
+      CustomEvent{.fromSelector = "recordFrameworkAutocaptureEvent:withSource:sourceProperties:",
+                  .kind = kSourceEvent,
+                  .isShownInEventVisualizer = true,
+                  .name = String(name),
+                  .source = String(source),
+                  .sourceProperties = Properties(sourceProperties)}));
 }
 
 void KovaTracker::recordFrameworkCustomEvent(std::string_view name, const std::optional<Value>& properties,
                                              std::string_view source,
                                              const std::optional<Value>& sourceProperties) {
   if (!isTrackingEnabled()) return logDebugTrackingDisabled(name);
-  trackCustomEvent({.fromSelector = "recordFrameworkCustomEvent:withProperties:source:sourceProperties:",
-                    .kind = kSourceCustomEvent,
-                    .isShownInEventVisualizer = false,
-                    .name = String(name),
-                    .properties = Properties(properties),
-                    .source = String(source),
-                    .sourceProperties = Properties(sourceProperties)});
+  trackCustomEvent(std::make_shared<CustomEvent>(
+      CustomEvent{.fromSelector = "recordFrameworkCustomEvent:withProperties:source:sourceProperties:",
+                  .kind = kSourceCustomEvent,
+                  .isShownInEventVisualizer = false,
+                  .name = String(name),
+                  .properties = Properties(properties),
+                  .source = String(source),
+                  .sourceProperties = Properties(sourceProperties)}));
 }
 
 void KovaTracker::CustomEvent::log(const Dictionary& eventProperties) const {
   if (kind == kCustomEvent) {
     KovaLogDebug("Logged custom event \"%@\" with\n - properties: %@\n - eventProperties: %@", name,
-                 properties.given, eventProperties);
+                 properties.given(), eventProperties);
   } else if (kind == kSourceEvent) {
     KovaLogDebug(
         "Logged \"%@\" framework event \"%@\" with\n - source properties: %@\n - eventProperties: %@", source,
-        name, sourceProperties.given, eventProperties);
+        name, sourceProperties.given(), eventProperties);
   } else {
     KovaLogDebug(
         "Logged \"%@\" framework custom event \"%@\" with\n - properties: %@\n - source properties: %@\n - eventProperties: %@",
-        source, name, properties.given, sourceProperties.given, eventProperties);
+        source, name, properties.given(), sourceProperties.given(), eventProperties);
   }
 }
 
@@ -129,49 +155,51 @@ Dictionary KovaTracker::CustomEvent::dictionary() const {
   event.append("type", name);
   if (source) {
     event.append("source", *source);
-    event.append(sourcePropertiesKey(), sourceProperties.typed);
+    event.append(sourcePropertiesKey(), sourceProperties.typed());
   }
-  if (!properties.typed.empty()) event.append(customPropertiesKey(), properties.typed);
+  if (Dictionary typed = properties.typed(); !typed.empty())
+    event.append(customPropertiesKey(), std::move(typed));
   return Dictionary(std::move(event));
 }
 
 // What a call records of its moment; complete when the mutation queue comes to what is queued after it. On
 // the main thread the rest of the call is queued before it returns. From elsewhere that goes by way of the
 // main queue, and whatever is called meanwhile must not reach back.
-void KovaTracker::beginMoment(CustomEvent& event) {
-  event.moment = std::make_shared<KIMoment>(KIMoment::now());
+void KovaTracker::beginMoment(const std::shared_ptr<CustomEvent>& event) {
+  event->moment = KIMoment::now();
   if (Scheduler::current().isMainThread()) return;
-  event.call = note(event, nullptr);
+  event->call = note(*event, false);
   performSafelyOnMutationQueueLazilyWithBlock(
-      event.fromSelector,
-      [moment = event.moment, call = event.call](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
-        moment->applyMissingPropertiesFromSessionManager(*tracker.sessionManager_, *tracker.identityManager_);
-        tracker.noteMoment(call, *moment);
+      event->fromSelector, [event, call = event->call](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {
+        event->moment.applyMissingPropertiesFromSessionManager(*tracker.sessionManager_,
+                                                               *tracker.identityManager_);
+        tracker.noteMoment(call, event->moment);
       });
 }
 
-void KovaTracker::trackCustomEvent(CustomEvent event) {
+void KovaTracker::trackCustomEvent(std::shared_ptr<CustomEvent> event) {
   injectPageviewsIfNeeded();
-  const char* const selector = event.fromSelector;
   beginMoment(event);
+  const char* const selector = event->fromSelector;
   performSafelyOnMainQueueWithBlock(
       selector, [event = std::move(event)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD mutable {
-        auto screen = tracker.readActiveScreen(event);
-        tracker.consumeCustomEvent(std::move(event), std::move(screen));
+        tracker.readActiveScreen(*event);
+        tracker.consumeCustomEvent(std::move(event));
       });
 }
 
-void KovaTracker::consumeCustomEvent(CustomEvent event, ActiveScreen screen) {
-  if (event.call == KICallLog::kNotNoted) event.call = note(event, &screen);
-  const char* const selector = event.fromSelector;
+void KovaTracker::consumeCustomEvent(std::shared_ptr<CustomEvent> event) {
+  if (event->call == KICallLog::kNotNoted) event->call = note(*event, true);
+  const char* const selector = event->fromSelector;
   performSafelyOnMutationQueueSoonWithBlock(
-      selector, [event = std::move(event), screen = std::move(screen)](KovaTracker& tracker)
-                    KOVA_ON_MUTATION_QUEUE mutable { tracker.enqueueCustomEvent(event, std::move(screen)); });
+      selector, [event = std::move(event)](KovaTracker& tracker)
+                    KOVA_ON_MUTATION_QUEUE { tracker.enqueueCustomEvent(*event); });
 }
 
-KovaTracker::ActiveScreen KovaTracker::readActiveScreen(const CustomEvent& event) {
-  ActiveScreen screen{event.isShownInEventVisualizer ? recordingOfScreen() : nullptr,
-                      kova::appVisibilityState(event.fromSelector)};
+void KovaTracker::readActiveScreen(CustomEvent& event) {
+  ActiveScreen& screen = event.screen;
+  if (event.isShownInEventVisualizer) screen.recording = recordingOfScreen();
+  screen.appVisibilityState = kova::appVisibilityState(event.fromSelector);
   if (!isViewControllerAutocaptureDisabled()) {
     screen.sessionId = sessionId();
     if (const auto window = KOVA_firstActiveKeyWindow()) {
@@ -179,13 +207,13 @@ KovaTracker::ActiveScreen KovaTracker::readActiveScreen(const CustomEvent& event
     }
   }
   if (screen.appVisibilityState == kAppVisibilityStateForeground) extendSession();
-  return screen;
 }
 
-void KovaTracker::enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen) {
+void KovaTracker::enqueueCustomEvent(CustomEvent& event) {
   const std::span<const KICallLog::Number> calls(&event.call, 1);
   if (!queueManager_->canEnqueueMessage()) return queueManager_->refuseMessage(calls);
-  KIMoment& moment = *event.moment;
+  KIMoment& moment = event.moment;
+  ActiveScreen& screen = event.screen;
   moment.applyMissingPropertiesFromSessionManager(*sessionManager_, *identityManager_);
   // A pageview that the screen got in another session does not belong to the event.
   const std::string session = sessionIdOf(moment).value_or(sessionId());
@@ -204,22 +232,21 @@ void KovaTracker::enqueueCustomEvent(const CustomEvent& event, ActiveScreen scre
   if (isStopped_) queueManager_->moveEnqueuedMessagesToBatchAndPersist();
 }
 
-// The screen, null when it is not known yet, comes last.
-std::uint64_t KovaTracker::note(const CustomEvent& event, const ActiveScreen* screen) const {
-  const std::string_view timestamp = event.moment->timestamp;
-  const Value source = event.source ? Value(*event.source) : Value();
-  if (!screen) {
-    return note(Call::CustomEvent, timestamp, event.kind, event.name.view(), event.properties.typed, source,
-                event.sourceProperties.typed);
-  }
-  return note(Call::CustomEvent, timestamp, event.kind, event.name.view(), event.properties.typed, source,
-              event.sourceProperties.typed, Value(screen->appVisibilityState),
-              std::string_view(screen->sessionId),
-              screen->pageviewInfo ? Value(*screen->pageviewInfo) : Value());
+// What the screen adds comes last, when it is known.
+std::uint64_t KovaTracker::note(const CustomEvent& event, bool isScreenKnown) const {
+  const auto noteWith = [&](const auto&... screen) {
+    return note(Call::CustomEvent, std::string_view(event.moment.timestamp), event.kind, event.name.view(),
+                event.properties.noted(), event.source ? Value(*event.source) : Value(),
+                event.sourceProperties.noted(), screen...);
+  };
+  const ActiveScreen& screen = event.screen;
+  if (!isScreenKnown) return noteWith();
+  return noteWith(Value(screen.appVisibilityState), std::string_view(screen.sessionId),
+                  screen.pageviewInfo ? Value(*screen.pageviewInfo) : Value());
 }
 
 bool KovaTracker::redoCustomEvent(LeftCall call) {
-  auto moment = std::make_shared<KIMoment>(call.momentAt(call.next()));
+  KIMoment moment = call.momentAt(call.next());
   const Value kind = call.next();
   CustomEvent event{.fromSelector = "redoCustomEvent",
                     .kind = kind.text(),
@@ -227,16 +254,14 @@ bool KovaTracker::redoCustomEvent(LeftCall call) {
                     .name = String(call.next().text()),
                     .moment = std::move(moment),
                     .call = call.numbers.front()};
-  if (const Value properties = call.next(); properties.isDictionary())
-    event.properties.typed = properties.dictionary();
+  event.properties = Properties::ofNoted(call.next());
   if (const Value source = call.next(); source.isString()) event.source = source.string();
-  if (const Value properties = call.next(); properties.isDictionary())
-    event.sourceProperties.typed = properties.dictionary();
-  const Value visibility = call.next();
-  ActiveScreen screen{nullptr, visibility.isInteger() ? static_cast<int>(visibility.integer()) : 0};
-  screen.sessionId = call.next().text();
+  event.sourceProperties = Properties::ofNoted(call.next());
+  if (const Value visibility = call.next(); visibility.isInteger())
+    event.screen.appVisibilityState = static_cast<int>(visibility.integer());
+  event.screen.sessionId = call.next().text();
   if (const Value pageview = call.next(); pageview.isDictionary())
-    screen.pageviewInfo = pageview.dictionary();
-  enqueueCustomEvent(event, std::move(screen));
+    event.screen.pageviewInfo = pageview.dictionary();
+  enqueueCustomEvent(event);
   return true;
 }

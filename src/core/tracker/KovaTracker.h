@@ -227,15 +227,14 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   void enqueueLifecycleEvent() KOVA_ON_MUTATION_QUEUE;
   bool storeLifecycleEvent(const KILifecycleEvent& event) KOVA_ON_MUTATION_QUEUE;
 
-  struct CustomEvent;   // what the host's call gave
-  struct ActiveScreen;  // what the screen in front adds to it
+  struct CustomEvent;  // what the host's call gave, and what the screen in front adds to it
 
   // Calls, from the moment they return (KICallLog): note… writes one down, before it is handed over; redo…
   // does what an earlier process has not got to, as that would have.
   enum class Call : char;
   template <class... Arguments>
   std::uint64_t note(Call call, const Arguments&... arguments) const;
-  std::uint64_t note(const CustomEvent& event, const ActiveScreen* screen) const;
+  std::uint64_t note(const CustomEvent& event, bool isScreenKnown) const;
   void note(KITouchEvent& event) const KOVA_ON_MAIN_THREAD;
   void noteMoment(std::uint64_t call, const KIMoment& moment) KOVA_ON_MUTATION_QUEUE;
   void noteSession() KOVA_ON_MUTATION_QUEUE;
@@ -249,16 +248,17 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   bool redoMessage(const LeftCall& call) KOVA_ON_MUTATION_QUEUE;
   void redo(LeftCall call) KOVA_ON_MUTATION_QUEUE;
   bool redoCustomEvent(LeftCall call) KOVA_ON_MUTATION_QUEUE;
+  static platform::Dictionary changedTouch(const platform::Dictionary& noted, std::string arguments);
   bool redoTouch(LeftCall call) KOVA_ON_MUTATION_QUEUE;
 
   // The three roads, of custom events, touches and pageviews (KIPageviewRecorder): read… makes a value of
   // what the screen tells, on the main thread; consume… hands it over; enqueue… makes a message or URL of it
   // on the mutation queue.
-  void trackCustomEvent(CustomEvent event);
-  void beginMoment(CustomEvent& event);
-  ActiveScreen readActiveScreen(const CustomEvent& event) KOVA_ON_MAIN_THREAD;
-  void consumeCustomEvent(CustomEvent event, ActiveScreen screen);
-  void enqueueCustomEvent(const CustomEvent& event, ActiveScreen screen) KOVA_ON_MUTATION_QUEUE;
+  void trackCustomEvent(std::shared_ptr<CustomEvent> event);
+  void beginMoment(const std::shared_ptr<CustomEvent>& event);
+  void readActiveScreen(CustomEvent& event) KOVA_ON_MAIN_THREAD;
+  void consumeCustomEvent(std::shared_ptr<CustomEvent> event);
+  void enqueueCustomEvent(CustomEvent& event) KOVA_ON_MUTATION_QUEUE;
 
   std::shared_ptr<KITouchEvent> readTouch(const kova::SeenTouch& seen) KOVA_ON_MAIN_THREAD;  // may be null
   void keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event) KOVA_ON_MAIN_THREAD;

@@ -20,18 +20,19 @@ TEST(ValueCodingTest, BringsBackWhatItWrote) {
                           NSDate::withTimeIntervalSince1970(2.5),
                           Array{1, "two", Array{}},
                           {{"a", {{"b", nullptr}}}, {"c", 3}}};
-  std::string bytes;
+  ByteBuffer bytes;
   for (const Value& value : values) appendEncoded(bytes, value);
-  std::string_view rest = bytes;
+  std::string_view rest = bytes.text();
   for (const Value& value : values) EXPECT_EQ(takeDecoded(rest), std::optional(value));
   EXPECT_EQ(takeDecoded(rest), std::nullopt);
 }
 
 TEST(ValueCodingTest, AnswersNoneForWhatItHasNotWritten) {
-  std::string whole;
-  appendEncoded(whole, Value{{"key", Array{"text", 1, 2.5, NSDate::withTimeIntervalSince1970(1)}}});
+  ByteBuffer buffer;
+  appendEncoded(buffer, Value{{"key", Array{"text", 1, 2.5, NSDate::withTimeIntervalSince1970(1)}}});
+  const std::string_view whole = buffer.text();
   for (std::size_t length = 0; length < whole.size(); ++length) {
-    std::string_view cut = std::string_view(whole).substr(0, length);
+    std::string_view cut = whole.substr(0, length);
     EXPECT_EQ(takeDecoded(cut), std::nullopt) << length;
   }
   const std::string endless(100'000, '\x08');

@@ -83,8 +83,10 @@ for (const how of ['callAndDie', 'callAndExit']) {
       const messages = await road.messagesAfterRelaunch();
       assert.deepEqual(messages.map(nameOf), Array.from({ length: 21 }, (_, number) => String(number)));
       assert.equal(new Set(messages.map((message) => message.id)).size, 21);
-      for (const [index, { user, sessionInfo, properties, timestamp }] of messages.entries()) {
+      for (const [index, { user, sessionInfo, properties, timestamp, event }] of messages.entries()) {
         const isFirst = index === 0;
+        const number = index % 2 === 0 ? `${index}` : `(\n    ${index}\n)`;
+        assert.deepEqual(event.customEvent.customProperties, isFirst ? undefined : { number: { string: number } });
         assert.deepEqual(user, isFirst ? { id } : { id, identity: 'ann@example.com' });
         assert.deepEqual(properties, isFirst ? undefined : { seat: { string: '12A' } });
         assert.equal(sessionInfo.id, session);

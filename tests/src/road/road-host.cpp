@@ -62,14 +62,16 @@ Value start(const Array& arguments) {
 
 Value textOrNull(const std::optional<std::string>& text) { return text ? Value(*text) : Value(); }
 
-// 21 events, the first of somebody who has no name yet.
+// 21 events, the first of somebody who has no name yet. Of the others, each second one has a property that
+// must be described while it is called.
 void callAndHold(bool isHeld) {
   KOVA_serialStateQueue()->setSuspended(isHeld);
   Kova::track("0");
   Kova::identify("ann@example.com");
   Kova::addUserProperties({{"colour", "green"}});
   Kova::addEventProperties({{"seat", "12A"}});
-  for (int i = 1; i <= 20; ++i) Kova::track(std::to_string(i), {{"number", i}});
+  for (int i = 1; i <= 20; ++i)
+    Kova::track(std::to_string(i), {{"number", i % 2 == 0 ? Value(i) : Value(Array{i})}});
 }
 
 using Command = std::function<Value(const Array&)>;
