@@ -99,6 +99,16 @@ for (const how of ['callAndDie', 'callAndExit']) {
   }
 }
 
+test('a press is kept with what was touched and with its action', limits, async (t) => {
+  const road = await Road.open(t);
+  const host = await road.launch({ isOnline: false });
+  await host.endWithCalls('pressAndDie');
+  const [{ event: { touchEvent }, ...rest }, ...others] = await road.messagesAfterRelaunch();
+  assert.deepEqual([touchEvent.targetSelector, others], ['pay', []], JSON.stringify(rest));
+  const classes = touchEvent.viewAncestry.ancestry.map((node) => node.class);
+  assert.deepEqual([classes.at(-1), touchEvent.targetView], ['UIButton', 'UIButton']);
+});
+
 // In flight when the process ends: the first pixel and the first batch. Waiting behind them: a pixel and a batch.
 for (const end of ['is killed', 'exits']) {
   test(`a host that ${end} leaves at once and loses nothing`, limits, async (t) => {

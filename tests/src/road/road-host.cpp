@@ -25,6 +25,7 @@
 #include "platform/net/NetworkReachability.h"
 #include "platform/uikit/UIApplication.h"
 #include "platform/uikit/UIDevice.h"
+#include "platform/uikit/UIKit.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 
 using namespace platform;
@@ -74,6 +75,32 @@ void callAndHold(bool isHeld) {
     Kova::track(std::to_string(i), {{"number", i % 2 == 0 ? Value(i) : Value(Array{i})}});
 }
 
+class PayController : public UIViewController {
+  NS_OBJECT(PayController, UIViewController)
+
+ public:
+  static void describe(ClassBuilder<PayController>& c) { c.action("pay:", &PayController::pay); }
+  void pay(UIButton*) {}
+};
+
+// A finger comes down on a button, and its action follows.
+void press() {
+  const auto controller = std::make_shared<PayController>();
+  const auto window = UIWindow::create();
+  window->setRootViewController(controller);
+  const auto button = std::make_shared<UIButton>();
+  button->setFrame(window->bounds());
+  button->addTarget(controller, SEL("pay:"), UIControlEvents::TouchUpInside);
+  controller->view()->addSubview(button);
+  window->makeKeyAndVisible();
+  const auto touch = std::make_shared<UITouch>();
+  touch->setTarget(window, button);
+  UIEvent event;
+  event.addTouch(touch);
+  UIApplication::sharedApplication()->sendEvent(event);
+  button->sendActionsForControlEvents(UIControlEvents::TouchUpInside);
+}
+
 using Command = std::function<Value(const Array&)>;
 
 Command doing(std::function<void(const Array&)> action) {
@@ -114,6 +141,11 @@ const std::map<std::string, Command, std::less<>>& commands() {
        })},
       {"callAndDie", doing([](const Array& a) {
          callAndHold(a[1].boolean());
+         raise(SIGKILL);
+       })},
+      {"pressAndDie", doing([](const Array&) {
+         KOVA_serialStateQueue()->setSuspended(true);
+         press();
          raise(SIGKILL);
        })},
       {"exit", doing([](const Array&) { std::exit(0); })},
