@@ -9,7 +9,8 @@ set(kova_interface_version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 # kova_compile_options(<target>): language level, warnings, sanitizers.
 function(kova_compile_options target)
   target_compile_features(${target} PUBLIC cxx_std_20)
-  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  # Found by a relative path, so that what is linked does not depend on the folder it is linked in.
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON BUILD_RPATH_USE_ORIGIN ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor)
   if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     target_compile_options(${target} PRIVATE -Wthread-safety)
