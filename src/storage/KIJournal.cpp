@@ -16,8 +16,9 @@ namespace {
 
 constexpr std::string_view kNumberKey = "journalNumber";
 // What a record begins with; a message begins with a brace.
-constexpr char kNumberMark = '#';  // a number, and nothing else
-constexpr char kCallMark = '@';    // the number of a call, ahead of its message
+constexpr char kNumberMark = '#';           // a number, and nothing else
+constexpr std::uint64_t kMany = 256 << 10;  // bytes of messages that have been taken over
+constexpr char kCallMark = '@';             // the number of a call, ahead of its message
 
 // Takes the numbers off that stand ahead of the message.
 void takeCalls(std::string_view& record, KICallLog::Numbers& calls) {
@@ -45,6 +46,10 @@ std::string KIJournal::pathFor(const KovaPersistentStore& store) {
 std::string KIJournal::pathOfCallsFor(const KovaPersistentStore& store) {
   const std::string path = pathFor(store);
   return path.empty() ? path : path.substr(0, path.rfind('.')) + ".calls";
+}
+
+std::vector<std::string> KIJournal::pathsFor(const KovaPersistentStore& store) {
+  return {pathFor(store), pathOfCallsFor(store)};
 }
 
 std::optional<KIJournal::Contents> KIJournal::open() {
@@ -75,6 +80,7 @@ std::optional<KIJournal::Contents> KIJournal::open() {
   }
   isNumberWritten_ = !isTakenOver;
   hasKept_ = !contents.messages.empty();
+  isDue_ = !hasKept_;
   return contents;
 }
 
@@ -98,6 +104,7 @@ void KIJournal::rewrite(const std::vector<std::string>& messages) {
   if (!file_->replaceAll(records)) return;
   isNumberWritten_ = true;
   hasKept_ = !messages.empty();
+  isDue_ = false;
 }
 
 void KIJournal::noteTakenOver() {
@@ -108,13 +115,24 @@ void KIJournal::noteTakenOver() {
 }
 
 void KIJournal::forgetTakenOver() {
-  if (!file_ || !hasKept_ || !file_->clear()) return;
-  isNumberWritten_ = false;
+  if (!file_ || !hasKept_) return;
   hasKept_ = false;
+  isDue_ = true;
+  if (!isNumberWritten_ || file_->size() > kMany) empty();
+}
+
+void KIJournal::noteOnDisk(std::uint64_t number) {
+  if (file_ && isDue_ && !hasKept_ && number == number_) empty();
+}
+
+void KIJournal::empty() {
+  if (!file_->clear()) return;
+  isNumberWritten_ = false;
+  isDue_ = false;
 }
 
 void KIJournal::clearFor(const KovaPersistentStore& store) {
-  for (const std::string& path : {pathFor(store), pathOfCallsFor(store)}) {
+  for (const std::string& path : pathsFor(store)) {
     if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) continue;
     RecordFile::clearAt(path);
   }
@@ -122,15 +140,15 @@ void KIJournal::clearFor(const KovaPersistentStore& store) {
 
 void KIJournal::removeFor(KovaPersistentStore& store) {
   store.removeObjectForKey(kNumberKey);
-  for (const std::string& path : {pathFor(store), pathOfCallsFor(store)}) {
+  for (const std::string& path : pathsFor(store)) {
     if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) continue;
     RecordFile::removeAt(path);
   }
 }
 
 bool KIJournal::existsFor(const KovaPersistentStore& store) {
-  const std::string paths[] = {pathFor(store), pathOfCallsFor(store)};
-  return std::any_of(std::begin(paths), std::end(paths), [](const std::string& path) {
+  const auto paths = pathsFor(store);
+  return std::any_of(paths.begin(), paths.end(), [](const std::string& path) {
     return !path.empty() && NSFileManager().fileExists(path) != FileKind::None;
   });
 }

@@ -45,10 +45,13 @@ class KIJournal {
   // All that is to be kept, in place of what there is.
   void rewrite(const std::vector<std::string>& messages) KOVA_ON_MUTATION_QUEUE;
 
-  // Within the step of the store that takes all messages over; and when that step is on disk, which makes
-  // room.
+  // Within the step of the store that takes all messages over; and when that step is done. Until what it has
+  // written outlives a power failure, the messages stay, unless they are many.
   void noteTakenOver() KOVA_ON_MUTATION_QUEUE;
   void forgetTakenOver() KOVA_ON_MUTATION_QUEUE;
+  // All steps up to the number do now: empties the file, if nothing has been kept since.
+  std::uint64_t number() const KOVA_ON_MUTATION_QUEUE { return number_; }
+  void noteOnDisk(std::uint64_t number) KOVA_ON_MUTATION_QUEUE;
 
   // Lets go of the file: from now on messages are in memory only.
   void close() KOVA_ON_MUTATION_QUEUE { file_ = nullptr; }
@@ -57,12 +60,14 @@ class KIJournal {
   static void clearFor(const KovaPersistentStore& store);
   static void removeFor(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
   static bool existsFor(const KovaPersistentStore& store);
-  // The file of the calls, beside it.
+  // The journal, and the file of the calls beside it.
+  static std::vector<std::string> pathsFor(const KovaPersistentStore& store);
   static std::string pathOfCallsFor(const KovaPersistentStore& store);
 
  private:
   static std::string pathFor(const KovaPersistentStore& store);
   bool writeNumber() KOVA_ON_MUTATION_QUEUE;
+  void empty() KOVA_ON_MUTATION_QUEUE;
   void tellOnce(std::string_view what) KOVA_ON_MUTATION_QUEUE;
 
   KovaPersistentStore& store_;
@@ -70,5 +75,6 @@ class KIJournal {
   std::uint64_t number_ = 0;
   bool isNumberWritten_ = false;  // the number stands in the file, ahead of what is kept next
   bool hasKept_ = false;          // something since the number was written
+  bool isDue_ = false;            // to be emptied: something stands ahead of the number
   bool isTold_ = false;
 };

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "platform/runtime/ScopedFlag.h"
+#include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/storage/KovaQueueManager.h"
 
 using namespace platform;
@@ -37,6 +38,21 @@ void KovaQueueManager::carryOut(std::span<const KICallLog::Number> calls,
   if (isStored) urls_.noteSaved();
   unstoredCalls_.insert(unstoredCalls_.end(), calls.begin(), calls.end());
   settleCalls();
+}
+
+// Batch files and the database first, and then what may let go of their contents.
+void KovaQueueManager::synchronizeFiles() {
+  std::vector<std::string> paths = persistentStore_->pathsOfFiles();
+  for (std::string& path : KIJournal::pathsFor(*persistentStore_)) paths.push_back(std::move(path));
+  const auto done = [self = shared_from_this(), number = journal_.number()] {
+    KOVA_addSafeOperationWithBlock(*KOVA_serialStateQueue(),
+                                   [self, number] {
+                                     kova::mutationQueue.isHere();
+                                     self->journal_.noteOnDisk(number);
+                                   },
+                                   {"KovaQueueManager", "synchronizeFiles"});
+  };
+  disk_.synchronize(paths, done);
 }
 
 void KovaQueueManager::persistPushedUrl() {

@@ -18,6 +18,7 @@
 #include "src/core/Threads.h"
 #include "src/storage/KICallLog.h"
 #include "src/storage/KICounters.h"
+#include "src/storage/KIDiskSync.h"
 #include "src/storage/KIJournal.h"
 #include "src/storage/KIStoredQueue.h"
 #include "src/storage/store/KovaPersistentStore.h"
@@ -138,6 +139,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // when their batch waits for a later start. Once, before the first pass; reads each such file.
   void adoptLeftovers() KOVA_ON_MUTATION_QUEUE;
 
+  // What is stored by now will outlive a power failure, too, in a moment.
+  void synchronizeFiles() KOVA_ON_MUTATION_QUEUE;
+
   // Each writes the whole queue; the first, in the same step, also what the store does not hold yet of the
   // other two, and answers whether it could. Messages thus leave the store with the step that brings their
   // batch.
@@ -202,6 +206,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   std::size_t droppedSinceRewrite_ KOVA_OF_MUTATION_QUEUE = 0;  // messages that the journal still holds
   KIStoredQueue<Batch> batches_ KOVA_OF_MUTATION_QUEUE;
   KICounters counters_;
+  KIDiskSync disk_;
   // In the batch files that this process has made or read.
   std::map<std::string, std::size_t, std::less<>> messageCounts_ KOVA_OF_MUTATION_QUEUE;
   // An idle app does not write the same empty queue again and again.

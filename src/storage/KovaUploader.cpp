@@ -93,6 +93,7 @@ void KovaUploader::requestScheduledUploads() {
                 [](KovaUploader& self) KOVA_ON_MUTATION_QUEUE {
                   if (self.isRhythmRunning() || self.isStopped_) return;
                   self.sendAll();
+                  self.synchronizeFiles();
                   self.startUploadTimer();
                 });
 }
@@ -129,6 +130,7 @@ void KovaUploader::cancelUploadTimer() {
 void KovaUploader::suspendScheduledUploads() {
   kova::perform(*mutationQueue_, *this, "suspendScheduledUploads", [](KovaUploader& self) {
     self.cancelUploadTimer();
+    self.synchronizeFiles();
     const MutexLock lock(self.mutex_);
     self.uploadTimer_ = nullptr;
   });
@@ -141,6 +143,12 @@ void KovaUploader::setUploadInterval(double seconds) {
         self.uploadInterval_ = seconds >= kShortestUploadInterval ? seconds : kShortestUploadInterval;
         self.requestScheduledUploads();
       });
+}
+
+// Behind what a pass stores as it begins.
+void KovaUploader::synchronizeFiles() {
+  kova::perform(*mutationQueue_, *this, "synchronizeFiles",
+                [](KovaUploader& self) KOVA_ON_MUTATION_QUEUE { self.queueManager_->synchronizeFiles(); });
 }
 
 void KovaUploader::stop() {

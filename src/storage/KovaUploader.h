@@ -55,6 +55,7 @@ class KovaUploader : public platform::NSObject {
   void stop();
 
  private:
+  void synchronizeFiles();
   // What is kept of an upload while it is in flight, its body not; one of the two then says what became of
   // it.
   struct Sent {

@@ -61,6 +61,12 @@ bool KovaPersistentStore::establishDirectoryAtURL(const std::optional<NSURL>& ur
   return fileManager.createDirectory(url->path(), true);
 }
 
+std::vector<std::string> KovaPersistentStore::pathsOfFiles() const {
+  std::vector<std::string> paths = userDefaults_.pathsOfFiles();
+  if (cacheUrl_) paths.insert(paths.begin(), cacheUrl_->path());
+  return paths;
+}
+
 std::string KovaPersistentStore::storageKeyForKey(std::string_view key) const {
   return formatted("kova_%@_%@", placeName_, key);
 }

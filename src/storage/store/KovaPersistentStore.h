@@ -53,6 +53,8 @@ class KovaPersistentStore {
   // Whether a directory stands at the URL when this returns.
   static bool establishDirectoryAtURL(const std::optional<platform::NSURL>& url,
                                       const platform::NSFileManager& fileManager);
+  // Of everything in it.
+  std::vector<std::string> pathsOfFiles() const;
   std::string storageKeyForKey(std::string_view key) const;
 
   // Whether it is stored. If not, it can still be read in this process, and is tried again with later ones.

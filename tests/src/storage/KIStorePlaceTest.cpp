@@ -15,8 +15,8 @@ class KIStorePlaceTest : public QueueTest {
   static std::shared_ptr<KovaPersistentStore> take() {
     return std::make_shared<KovaPersistentStore>(KIStorePlace::take(SimulatedDevice::kEnvironment));
   }
-  std::size_t waitingUrls(const KovaPersistentStore& store) const {
-    return store.arrayForKey("queuedPageviews").value_or(Array()).size();
+  static std::size_t waitingUrls(const KovaPersistentStore& from) {
+    return from.arrayForKey("queuedPageviews").value_or(Array()).size();
   }
 };
 
