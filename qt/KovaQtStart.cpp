@@ -138,7 +138,7 @@ void erase() {
                          QString::fromStdString(qtApplicationIdentifier());
   if (!isRunning && !QFile::exists(stored)) return;
   orSayWhyNot([] {
-    startApplication(host->options);
+    startQtPlatform();
     if (Kova::eraseStored(host->environmentId.toStdString())) return;
     NSLog("What Kova stored could not be erased.");
   });

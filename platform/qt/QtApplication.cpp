@@ -32,7 +32,11 @@ bool isOnScreen(const QWidget* window) {
   return window->isVisible() && !window->isMinimized() && isScreenWindow(*window);
 }
 
+// Null until windows are watched; lives as long as the process.
+QtEvents* events = nullptr;
+
 QWidgetList windowsOnScreen() {
+  if (!events) return {};
   QWidgetList windows = QApplication::topLevelWidgets();
   windows.removeIf([](const QWidget* window) { return !isOnScreen(window); });
   return windows;
@@ -54,18 +58,16 @@ void startPlatform() {
   UIScreen::mainScreen().setScale(screen->devicePixelRatio());
 }
 
-// Both live as long as the process.
+// Lives as long as the process.
 QtRunLoop& mainLoop() {
   static auto& loop = *new QtRunLoop;
   return loop;
 }
-QtEvents* events = nullptr;
 
 void attach() {
   QtLater::applicationIsNew();
   mainLoop().open();
   qAddPostRoutine([] { mainLoop().close(); });
-  events->attach();
 }
 
 }  // namespace
@@ -88,7 +90,7 @@ std::vector<std::shared_ptr<UIWindow>> QtApplication::windows() const {
 std::shared_ptr<UIWindow> QtApplication::keyWindow() const {
   auto own = UIApplication::keyWindow();
   if (own && !isQt(own)) return own;
-  QWidget* const active = QApplication::activeWindow();
+  QWidget* const active = events ? QApplication::activeWindow() : nullptr;
   QWidget* const around = active ? windowAround(*active) : nullptr;
   if (around) return QtProxies::shared().windowOf(*around);
   const auto all = windows();
@@ -117,14 +119,19 @@ std::string qtApplicationIdentifier() {
   return parts.join(u'.').toStdString();
 }
 
-void startQtApplication(QtOptions options) {
+void startQtPlatform() {
   static bool isStarted = false;
   if (std::exchange(isStarted, true)) return;
   ThreadScheduler::installed().setMainRunLoop(mainLoop());
-  const auto application = std::make_shared<QtApplication>();
-  UIApplication::setSharedApplication(application);
+  UIApplication::setSharedApplication(std::make_shared<QtApplication>());
   installQtDrawing();
   startPlatform();
+  qAddPreRoutine(attach);  // at once, and when there is another application object
+}
+
+void startQtApplication(QtOptions options) {
+  startQtPlatform();
+  if (events) return;
   QtProxies::shared().setMakers({makeViewOf, std::move(options.viewMade), QtActionView::makeFor,
                                  QtWindow::makeFor,
                                  [](QWidget& widget) { return QtScreens::shared().makeController(widget); }});
@@ -134,10 +141,12 @@ void startQtApplication(QtOptions options) {
   QtEvents::Handlers handlers;
   handlers.propertyChanged = std::move(options.propertyChanged);
   handlers.keyPressed = std::move(options.keyPressed);
-  handlers.stateChanged = [application] { application->followState(); };
+  handlers.stateChanged = [] {
+    static_cast<QtApplication&>(*UIApplication::sharedApplication()).followState();
+  };
   handlers.willQuit = std::move(options.willQuit);
   events = new QtEvents(std::move(handlers));
-  qAddPreRoutine(attach);  // at once, and when there is another application object
+  qAddPreRoutine([] { events->attach(); });
   events->seeAll();
 }
 

@@ -53,9 +53,13 @@ struct QtOptions {
 std::string qtApplicationIdentifier();
 
 // Everything that a Qt program states before it starts libraries, in one call on the thread of its
-// QApplication, whose name, version and organization are set by then; its windows may be there already. A
-// second call does nothing. The folders that are used are named after the organization's domain and the
-// application, and are none that Qt gives to the program.
+// QApplication, whose name, version and organization are set by then. The folders that are used are named
+// after the organization's domain and the application, and are none that Qt gives to the program. No window
+// is looked at. A second call does nothing.
+void startQtPlatform();
+
+// The same, and the windows are watched from now on, those that are there already as well. A second call does
+// nothing.
 void startQtApplication(QtOptions options);
 
 }  // namespace platform

@@ -70,6 +70,17 @@ TEST_F(KovaQtTest, ANoBeforeTheStartErasesWhatAnEarlierProcessStoredAndAsksNobod
   EXPECT_FALSE(QDir(stored).exists());
   EXPECT_FALSE(isAsked);
   EXPECT_FALSE(KovaQt::userId());
+
+  QWidget window;
+  window.setWindowTitle("Diary");
+  window.show();
+  QCoreApplication::processEvents();
+  KovaQt::setConsent(true);
+  QCoreApplication::processEvents();
+  EXPECT_TRUE(Kova::flush(30).isSent);
+  const auto sent = kovaqt::SentData::shared().requests();
+  ASSERT_FALSE(sent.empty());
+  EXPECT_THAT(sent.front().head, HasSubstr("t=Diary")) << "the window was there before the yes";
 }
 
 TEST_F(KovaQtTest, ANoAfterABailErasesAndEndsReports) {
