@@ -111,8 +111,14 @@ class Listener : public NSObject {
 
 // An application, fingers, and what they brought about.
 class UIKitTest : public testing::Test {
+ public:
+  inline static std::function<void()> guest;  // comes into each app, unless it is empty
+
  protected:
-  UIKitTest() { UIApplication::setSharedApplication(application); }
+  UIKitTest() {
+    UIApplication::setSharedApplication(application);
+    if (guest) guest();
+  }
 
   std::shared_ptr<UIWindow> shownWindow(UIWindowLevel level = UIWindowLevelNormal) {
     auto window = UIWindow::create();
