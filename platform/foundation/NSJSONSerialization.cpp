@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <new>
 #include <vector>
 
 #include "platform/foundation/internal/JSONWriter.h"
@@ -43,6 +44,21 @@ bool isValid(const Value& value, int level) {
   return std::all_of(value.dictionary().begin(), value.dictionary().end(),
                      [level](const Entry& entry) { return isValid(entry, level + 1); });
 }
+
+// RapidJSON's own writes to a null pointer when there is no memory.
+struct Allocator : rapidjson::CrtAllocator {
+  static void* Malloc(std::size_t size) { return checked(CrtAllocator().Malloc(size), size); }
+  static void* Realloc(void* old, std::size_t oldSize, std::size_t size) {
+    return checked(CrtAllocator().Realloc(old, oldSize, size), size);
+  }
+
+ private:
+  static void* checked(void* memory, std::size_t size) {
+    if (!memory && size > 0) throw std::bad_alloc();
+    return memory;
+  }
+};
+using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Allocator>;
 
 // Builds a Value from the reader's events. The open collections stand on a stack of their own, so that deep
 // text does not deepen the call stack.
@@ -134,7 +150,7 @@ std::optional<std::string> NSJSONSerialization::dataWithJSONObject(const Value& 
 
 std::optional<Value> NSJSONSerialization::JSONObjectWithData(std::string_view data) {
   rapidjson::MemoryStream stream(data.data(), data.size());
-  rapidjson::Reader reader;
+  Reader reader;
   ValueBuilder builder;
   constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
                              rapidjson::kParseNumbersAsStringsFlag;

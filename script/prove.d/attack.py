@@ -95,8 +95,8 @@ def name_of(record):
 class Judgement:
     """What has become of the calls of one host after the other on the same data, the last of which has sent all it found."""
 
-    def __init__(self, hosts, records):
-        self.faults, self.hosts = [], hosts
+    def __init__(self, hosts, records, may_forget=False):
+        self.faults, self.may_forget = [], may_forget  # whether user and properties may be those of an earlier time
         self.begun = [name for host in hosts for name in host.begun]
         self.returned = [name for host in hosts for name in host.returned]
         self.arrivals = collections.defaultdict(list)  # of each call
@@ -124,7 +124,7 @@ class Judgement:
                                   ("i", message["user"].get("identity"))):
                     before = [other for other in self.begun if other[0] == kind and number(other) < number(name)]
                     sure = [other for other in before if other in self.returned][-1:]
-                    if got not in (before[-1:] or [None]) + (sure or [None]):
+                    if got not in (before + [None] if self.may_forget else (before[-1:] or [None]) + (sure or [None])):
                         self.faults.append(f"{name} has {got} of {before}")
 
     def judge_order(self):

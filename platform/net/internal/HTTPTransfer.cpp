@@ -86,21 +86,33 @@ std::optional<int> HTTPTransfer::refusal() const {
   return std::nullopt;
 }
 
+// An option that had no memory would be one of another request.
+template <class Option>
+void HTTPTransfer::set(CURLoption which, Option value) {
+  if ((curl_easy_setopt)(handle_, which, value) == CURLE_OUT_OF_MEMORY) isConfigured_ = false;
+}
+
+void HTTPTransfer::addHeader(const char* line) {
+  curl_slist* const longer = curl_slist_append(requestHeaders_, line);
+  isConfigured_ = isConfigured_ && longer;
+  if (longer) requestHeaders_ = longer;
+}
+
 void HTTPTransfer::configure() {
-  curl_easy_setopt(handle_, CURLOPT_PRIVATE, this);
-  curl_easy_setopt(handle_, CURLOPT_URL, task_->originalRequest().url().absoluteString().c_str());
-  curl_easy_setopt(handle_, CURLOPT_ERRORBUFFER, detail_);
+  set(CURLOPT_PRIVATE, this);
+  set(CURLOPT_URL, task_->originalRequest().url().absoluteString().c_str());
+  set(CURLOPT_ERRORBUFFER, detail_);
   configureMethod();
   configureHeaders();
   configureConnection();
 
-  curl_easy_setopt(handle_, CURLOPT_HEADERFUNCTION, &receivedHeader);
-  curl_easy_setopt(handle_, CURLOPT_HEADERDATA, this);
-  curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, &receivedBody);
-  curl_easy_setopt(handle_, CURLOPT_WRITEDATA, this);
-  curl_easy_setopt(handle_, CURLOPT_NOPROGRESS, 0L);
-  curl_easy_setopt(handle_, CURLOPT_XFERINFOFUNCTION, &progressed);
-  curl_easy_setopt(handle_, CURLOPT_XFERINFODATA, this);
+  set(CURLOPT_HEADERFUNCTION, &receivedHeader);
+  set(CURLOPT_HEADERDATA, this);
+  set(CURLOPT_WRITEFUNCTION, &receivedBody);
+  set(CURLOPT_WRITEDATA, this);
+  set(CURLOPT_NOPROGRESS, 0L);
+  set(CURLOPT_XFERINFOFUNCTION, &progressed);
+  set(CURLOPT_XFERINFODATA, this);
 }
 
 void HTTPTransfer::configureMethod() {
@@ -108,15 +120,15 @@ void HTTPTransfer::configureMethod() {
   const std::string& method = request.httpMethod();
   const std::string* body = request.httpBody().get();
   if (body || method == "POST") {
-    curl_easy_setopt(handle_, CURLOPT_POST, 1L);
-    curl_easy_setopt(handle_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body ? body->size() : 0));
+    set(CURLOPT_POST, 1L);
+    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body ? body->size() : 0));
     // Not copied: the task holds it.
-    curl_easy_setopt(handle_, CURLOPT_POSTFIELDS, body ? body->data() : "");
-    if (method != "POST") curl_easy_setopt(handle_, CURLOPT_CUSTOMREQUEST, method.c_str());
+    set(CURLOPT_POSTFIELDS, body ? body->data() : "");
+    if (method != "POST") set(CURLOPT_CUSTOMREQUEST, method.c_str());
   } else if (method == "HEAD") {
-    curl_easy_setopt(handle_, CURLOPT_NOBODY, 1L);
+    set(CURLOPT_NOBODY, 1L);
   } else if (method != "GET") {
-    curl_easy_setopt(handle_, CURLOPT_CUSTOMREQUEST, method.c_str());
+    set(CURLOPT_CUSTOMREQUEST, method.c_str());
   }
 }
 
@@ -125,44 +137,43 @@ void HTTPTransfer::configureHeaders() {
     // libcurl writes the length that it sends.
     if (!isSendableHTTPHeaderField(field) || strcasecmp(field.first.c_str(), "Content-Length") == 0) continue;
     const std::string line = field.second.empty() ? field.first + ";" : field.first + ": " + field.second;
-    requestHeaders_ = curl_slist_append(requestHeaders_, line.c_str());
+    addHeader(line.c_str());
   }
   // A body is sent at once, without asking the server first.
-  requestHeaders_ = curl_slist_append(requestHeaders_, "Expect:");
-  curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, requestHeaders_);
-  curl_easy_setopt(handle_, CURLOPT_ACCEPT_ENCODING, "");
+  addHeader("Expect:");
+  set(CURLOPT_HTTPHEADER, requestHeaders_);
+  set(CURLOPT_ACCEPT_ENCODING, "");
 }
 
 void HTTPTransfer::configureConnection() {
   const NSURLSessionConfiguration& configuration = task_->configuration();
-  curl_easy_setopt(handle_, CURLOPT_PROTOCOLS_STR, kProtocols);
+  set(CURLOPT_PROTOCOLS_STR, kProtocols);
   // What was asked for in secret is not asked for again in the clear.
   const bool isSecure = task_->originalRequest().url().scheme() == "https";
-  curl_easy_setopt(handle_, CURLOPT_REDIR_PROTOCOLS_STR, isSecure ? "https" : kProtocols);
-  curl_easy_setopt(handle_, CURLOPT_FOLLOWLOCATION, 1L);
-  curl_easy_setopt(handle_, CURLOPT_MAXREDIRS, kMaximumRedirects);
+  set(CURLOPT_REDIR_PROTOCOLS_STR, isSecure ? "https" : kProtocols);
+  set(CURLOPT_FOLLOWLOCATION, 1L);
+  set(CURLOPT_MAXREDIRS, kMaximumRedirects);
   if (configuration.keepsResponseBodies) {
-    curl_easy_setopt(handle_, CURLOPT_MAXFILESIZE_LARGE,
-                     static_cast<curl_off_t>(configuration.maximumResponseBodySize));
+    set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(configuration.maximumResponseBodySize));
   }
-  if (!configuration.followsEnvironmentProxy) curl_easy_setopt(handle_, CURLOPT_PROXY, "");
+  if (!configuration.followsEnvironmentProxy) set(CURLOPT_PROXY, "");
   if (task_->originalRequest().url().absoluteString().size() > kLongestURLOfHTTP2) {
-    curl_easy_setopt(handle_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    curl_easy_setopt(handle_, CURLOPT_UPLOAD_BUFFERSIZE, kLongestHead);
+    set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    set(CURLOPT_UPLOAD_BUFFERSIZE, kLongestHead);
   }
-  curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_NOSIGNAL, 1L);
   // A look-up of a name that is given up goes on in its own thread; nobody waits for it.
-  curl_easy_setopt(handle_, CURLOPT_QUICK_EXIT, 1L);
+  set(CURLOPT_QUICK_EXIT, 1L);
   // Timeouts are ours: see deadline().
-  curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
   if (!configuration.certificateAuthorityFile.empty()) {
-    curl_easy_setopt(handle_, CURLOPT_CAINFO, configuration.certificateAuthorityFile.c_str());
-    curl_easy_setopt(handle_, CURLOPT_CAPATH, nullptr);
+    set(CURLOPT_CAINFO, configuration.certificateAuthorityFile.c_str());
+    set(CURLOPT_CAPATH, nullptr);
   }
   if (!configuration.keepsConnections) {
-    curl_easy_setopt(handle_, CURLOPT_FRESH_CONNECT, 1L);
-    curl_easy_setopt(handle_, CURLOPT_FORBID_REUSE, 1L);
-    curl_easy_setopt(handle_, CURLOPT_SSL_SESSIONID_CACHE, 0L);
+    set(CURLOPT_FRESH_CONNECT, 1L);
+    set(CURLOPT_FORBID_REUSE, 1L);
+    set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
   }
 }
 

@@ -30,7 +30,7 @@ class HTTPTransfer {
   // The code of NSURLErrorDomain that tells why this request cannot be sent, if it cannot.
   std::optional<int> refusal() const;
   // Null when memory ran out.
-  CURL* handle() const { return handle_; }
+  CURL* handle() const { return isConfigured_ ? handle_ : nullptr; }
   const std::shared_ptr<NSURLSessionDataTask>& task() const { return task_; }
 
   // When the request times out: unless a byte comes or goes before, and in any case when the answer has taken
@@ -48,6 +48,9 @@ class HTTPTransfer {
 
  private:
   void configure();
+  template <class Option>
+  void set(CURLoption which, Option value);
+  void addHeader(const char* line);
   void configureMethod();
   void configureHeaders();
   void configureConnection();
@@ -66,6 +69,7 @@ class HTTPTransfer {
 
   const std::shared_ptr<NSURLSessionDataTask> task_;
   CURL* const handle_;
+  bool isConfigured_ = true;  // there was memory for all of it
   curl_slist* requestHeaders_ = nullptr;
   char detail_[CURL_ERROR_SIZE] = {};
 
