@@ -337,6 +337,7 @@ void KovaQueueManager::adoptLeftovers() {
 bool KovaQueueManager::persistQueuedEvents() {
   if (!isLoaded()) return false;
   calls_.writeDone();
+  // A step that changes nothing says nothing of those before.
   const bool isStored = persistentStore_->changeInOneStep([this] {
     kova::mutationQueue.isHere();
     urls_.persistUnsaved();
@@ -345,7 +346,7 @@ bool KovaQueueManager::persistQueuedEvents() {
     if (!callsInMemory_.empty()) storeDoneCalls(callsInMemory_);
     if (queuedEvents_.empty() && areEventsStoredEmpty_) return;
     persistentStore_->setObject(arrayOf(queuedEvents_), KovaPersistentPropertyKeyQueuedEvents);
-  });
+  }) && persistentStore_->isAllStored();
   areEventsStoredEmpty_ = isStored && queuedEvents_.empty();
   if (!isStored) return false;
   urls_.noteSaved();

@@ -4,6 +4,7 @@
 #include <sched.h>
 
 #include <algorithm>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -118,24 +119,31 @@ void SerialWorker::runOnThread() noexcept {
   currentWorker = this;
   nameThread(label_);
   if (qualityOfService_ == QualityOfService::Background) stepBack();
-  std::deque<Work> batch;
-  while (waitForWork(batch)) {
-    const bool large = batch.size() > kLargeBatch;
-    while (!batch.empty()) {
-      batch.front()();
-      batch.pop_front();
+  while (waitForWork()) {
+    const bool large = batch_.size() > kLargeBatch;
+    while (!batch_.empty()) {
+      batch_.front()();
+      batch_.pop_front();
     }
-    if (large) std::deque<Work>().swap(batch);
+    if (large) letGoOfMemory();
     runDueTimers();
   }
 }
 
-bool SerialWorker::waitForWork(std::deque<Work>& batch) {
+// An empty deque takes memory too; without any the large one stays until the next time.
+void SerialWorker::letGoOfMemory() noexcept {
+  try {
+    std::deque<Work>().swap(batch_);
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+bool SerialWorker::waitForWork() {
   MutexLock lock(mutex_);
   while (true) {
     busy_ = true;
     if (!queued_.empty()) {
-      batch.swap(queued_);
+      batch_.swap(queued_);
       return true;
     }
     const auto timer = timers_.first();

@@ -50,13 +50,15 @@ class SerialWorker : public std::enable_shared_from_this<SerialWorker> {
   // Waits for a wake-up, or until a rest is over or the timer due.
   void wait(std::optional<double> timerDeadline) PLATFORM_REQUIRES(mutex_);
   // Takes what is queued, and returns when there is some or a timer is due; false when the thread may leave.
-  bool waitForWork(std::deque<Work>& batch);
+  bool waitForWork();
+  void letGoOfMemory() noexcept;
   void runDueTimers();
 
   const std::string label_;
   const QualityOfService qualityOfService_;
   Mutex mutex_;
   Condition wake_;
+  std::deque<Work> batch_;  // what the thread works off; its own, made here because that takes memory
   std::deque<Work> queued_ PLATFORM_GUARDED_BY(mutex_);
   Timers timers_ PLATFORM_GUARDED_BY(mutex_);
   bool started_ PLATFORM_GUARDED_BY(mutex_) = false;
