@@ -81,8 +81,9 @@ def unbalanced(figures):
 def name_of(record):
     """The name of the call that a record comes from; none for what the library or the host adds."""
     if record["endpoint"] == "track":
-        [(kind, event)] = record["message"]["event"].items() if len(record["message"]["event"]) == 1 else [
-            item for item in record["message"]["event"].items() if isinstance(item[1], dict)][:1]
+        if "message" not in record:  # refused as a whole
+            return None
+        kind, event = next(item for item in record["message"]["event"].items() if isinstance(item[1], dict))
         return event.get("type") if kind == "customEvent" else event.get("targetA11yId")
     named = record.get("named", {})
     if record["endpoint"] == "h":
@@ -96,7 +97,7 @@ class Judgement:
     """What has become of the calls of one host after the other on the same data, the last of which has sent all it found."""
 
     def __init__(self, hosts, records, may_forget=False):
-        self.faults, self.may_forget = [], may_forget  # whether user and properties may be those of an earlier time
+        self.faults, self.may_forget = [], may_forget  # user and properties may be those of another time
         self.begun = [name for host in hosts for name in host.begun]
         self.returned = [name for host in hosts for name in host.returned]
         self.arrivals = collections.defaultdict(list)  # of each call
@@ -124,7 +125,7 @@ class Judgement:
                                   ("i", message["user"].get("identity"))):
                     before = [other for other in self.begun if other[0] == kind and number(other) < number(name)]
                     sure = [other for other in before if other in self.returned][-1:]
-                    if got not in (before + [None] if self.may_forget else (before[-1:] or [None]) + (sure or [None])):
+                    if not self.may_forget and got not in (before[-1:] or [None]) + (sure or [None]):
                         self.faults.append(f"{name} has {got} of {before}")
 
     def judge_order(self):
@@ -137,7 +138,7 @@ class Judgement:
         """How many of (events, requests) came again byte for byte, and the calls that were made twice."""
         ids = collections.Counter((record["endpoint"] == "track",
                                    record["message"]["id"] if record["endpoint"] == "track" else record.get("query"))
-                                  for record in records if record["endpoint"] != "telemetry")
+                                  for record in records if "message" in record or "query" in record)
         twice = {is_event: sum(count - 1 for (kind, _), count in ids.items() if kind == is_event) for is_event in (True, False)}
         key = lambda record: record["message"]["id"] if record["endpoint"] == "track" else record["named"]["st"]  # noqa: E731
         # A screen is recorded anew for a new user, with a time of its own.

@@ -252,7 +252,10 @@ Reading<std::string> KovaQueueManager::messageArrayDataForMessageBatch(const Bat
   }
   const Value* fileName = stringIn(batch, kMessagesIdentifierKey);
   if (!fileName) return std::nullopt;
-  return persistentStore_->readJSONObjectDataFromDisk(fileName->text());
+  auto data = persistentStore_->readJSONObjectDataFromDisk(fileName->text());
+  // A power failure may leave a file without its contents, or a part of them.
+  if (data && !(data->starts_with('[') && data->ends_with(']'))) return std::nullopt;
+  return data;
 }
 
 Reading<std::string> KovaQueueManager::payloadFromMessageBatch(const Batch& batch) const {
