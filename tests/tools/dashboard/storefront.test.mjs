@@ -1,42 +1,14 @@
 // The whole road: the example app with the library in it, the service, and a browser in which somebody pairs with it.
-// STOREFRONT names the app's program. With PICTURES, a folder, the pictures of the documents are taken on the way.
+// With PICTURES, a folder, the pictures of the documents are taken on the way.
 
 import assert from 'node:assert/strict';
-import { spawn } from 'node:child_process';
-import { once } from 'node:events';
-import fs from 'node:fs';
-import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
 import { pageviewUrl } from '../capture-service/support.mjs';
+import { startStorefront } from './storefront.mjs';
 import { Dashboard, launchBrowser } from './support.mjs';
 
 const plan = { 'Order placed': { total: 'string', items: 'string', gift: 'bool' } };
-
-function startStorefront(dashboard) {
-  const { url } = dashboard;
-  const program = process.env.STOREFRONT;
-  assert.ok(program, 'STOREFRONT must name the program of the example app');
-  const data = fs.mkdtempSync(path.join(os.tmpdir(), 'storefront-'));
-  const app = spawn(
-    program,
-    ['--data', data, '--environment', '11', '--capture-url', url, '--visualizer-url', `${url}/`]
-      .concat(['--open-url', 'kova-11://1/launch-ev']),
-    { stdio: ['ignore', 'pipe', 'inherit'] },
-  );
-  const ended = once(app, 'exit');
-  let told = '';
-  app.stdout.on('data', (text) => (told += text));
-  dashboard.after(async () => {
-    app.kill();
-    await ended;
-    fs.rmSync(data, { recursive: true });
-  });
-  const tells = async (text) => {
-    while (!told.includes(text)) await once(app.stdout, 'data', { signal: AbortSignal.timeout(30_000) });
-  };
-  return { ended, told: () => told, tells };
-}
 
 async function takePicture(page, name) {
   if (process.env.PICTURES) await page.screenshot({ path: path.join(process.env.PICTURES, name) });
