@@ -40,12 +40,32 @@ function(kova_keep_loaded library)
   endif()
 endfunction()
 
-# kova_platform_layer(<name> SOURCES ... [LAYERS ...] [LIBRARIES ...]): one folder of platform/ as an object
-# library, so that its tests link it and the layers below it alone.
+# What is released is small, but quick where each touch and each event comes through. These stand after the options of
+# the build type, so they hold.
+set(kova_when_released $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+set(kova_section_options $<${kova_when_released}:-ffunction-sections> $<${kova_when_released}:-fdata-sections>
+                         $<${kova_when_released}:-fvisibility-inlines-hidden>)
+set(kova_quick_options $<${kova_when_released}:-O2>)
+set(kova_small_options $<${kova_when_released}:-Os>)
+
+# kova_leave_out_unused(<library>): functions and variables that nothing refers to.
+function(kova_leave_out_unused library)
+  if(UNIX AND NOT APPLE)
+    target_link_options(${library} PRIVATE $<${kova_when_released}:LINKER:--gc-sections>)
+  endif()
+endfunction()
+
+# kova_platform_layer(<name> [QUICK] SOURCES ... [LAYERS ...] [LIBRARIES ...]): one folder of platform/ as an object
+# library, so that its tests link it and the layers below it alone. Small, or quick.
 function(kova_platform_layer name)
-  cmake_parse_arguments(LAYER "" "" "SOURCES;LAYERS;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(LAYER "QUICK" "" "SOURCES;LAYERS;LIBRARIES" ${ARGN})
   add_library(platform_${name} OBJECT ${LAYER_SOURCES})
   kova_compile_options(platform_${name})
+  if(LAYER_QUICK)
+    target_compile_options(platform_${name} PRIVATE ${kova_section_options} ${kova_quick_options})
+  else()
+    target_compile_options(platform_${name} PRIVATE ${kova_section_options} ${kova_small_options})
+  endif()
   target_include_directories(platform_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   target_link_libraries(platform_${name} PUBLIC ${LAYER_LIBRARIES})
   foreach(below IN LISTS LAYER_LAYERS)
