@@ -1,5 +1,6 @@
 """What the stages share: a capture service, the host under attack, and the judgement of what came of it."""
 
+import atexit
 import collections
 import concurrent.futures
 import http.client
@@ -78,6 +79,11 @@ def unbalanced(figures):
             != figures[kind]["waiting"] + figures[kind]["delivered"] + sum(figures[kind][why] for why in DROPPED)]
 
 
+def uncounted(host):
+    """Kinds of which something is said to wait, although all was sent."""
+    return [kind for kind in ("events", "requests") if host.is_sent and host.figures[kind]["waiting"] > 0]
+
+
 def name_of(record):
     """The name of the call that a record comes from; none for what the library or the host adds."""
     if record["endpoint"] == "track":
@@ -146,12 +152,20 @@ class Judgement:
         return (twice[True], twice[False]), made_twice
 
 
-def attacks(works, action):
-    """Does `action(work, service, folder)` for each, as many at a time as there are cores; yields the results as they come."""
-    services = queue.SimpleQueue()
-    started = [Service() for _ in range(WORKERS)]
-    for service in started:
+services = queue.SimpleQueue()  # those that nobody uses; started by the first attacks, ended with the stage
+
+
+def start_services():
+    for _ in range(WORKERS):
+        service = Service()
+        atexit.register(service.close)
         services.put(service)
+
+
+def attacks(works, action):
+    """Does `action(work, service, folder)` for each, as many at a time as there are cores; yields the results in their order."""
+    if services.empty():
+        start_services()
 
     def one(work):
         service, folder = services.get(), Path(tempfile.mkdtemp(prefix="kova-proof-"))
@@ -162,12 +176,8 @@ def attacks(works, action):
             shutil.rmtree(folder, ignore_errors=True)
             services.put(service)
 
-    try:
-        with concurrent.futures.ThreadPoolExecutor(WORKERS) as pool:
-            yield from pool.map(one, works)
-    finally:
-        for service in started:
-            service.close()
+    with concurrent.futures.ThreadPoolExecutor(WORKERS) as pool:
+        yield from pool.map(one, works)
 
 
 def row(**fields):
