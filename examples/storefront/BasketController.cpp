@@ -45,6 +45,7 @@ void BasketController::showItems() {
     const auto& [product, size] = item;
     column_->add(style::row(product->name + ", " + size, priceText(product->price)), style::kRowHeight, 8);
   }
+  column_->beginSecondPart();
   column_->add(style::title("Total " + priceText(basket_->total())), 44);
   column_->add(checkOutButton_, style::kRowHeight);
 }

@@ -25,7 +25,7 @@ void CheckoutController::describe(ClassBuilder<CheckoutController>& c) {
 }
 
 void CheckoutController::loadView() {
-  addressRow_ = style::row("12 Analytical Lane", "London");
+  addressRow_ = style::row("12 Analytical Lane", "");
   setKovaRedactText(*addressRow_, true);
   setKovaRedactAccessibilityLabel(*addressRow_, true);
   cardNumberField_ = style::field("Card number");
@@ -40,8 +40,9 @@ void CheckoutController::loadView() {
   const auto column = std::make_shared<Column>(style::kMargin);
   column->setBackgroundColor(style::colours().paper);
   column->add(style::title(priceText(basket_->total())), 36, 16);
-  column->add(style::text("Delivered to"), 20, 6);
+  column->add(style::text("Delivered to London"), 20, 6);
   column->add(addressRow_, style::kRowHeight, 20);
+  column->beginSecondPart();
   column->add(style::text("Paid by card"), 20, 6);
   column->add(cardNumberField_, style::kRowHeight, 20);
   column->add(placeOrderButton_, style::kRowHeight, 6);

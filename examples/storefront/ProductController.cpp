@@ -44,7 +44,8 @@ void ProductController::loadView() {
 
   const auto column = std::make_shared<Column>(style::kMargin);
   column->setBackgroundColor(style::colours().paper);
-  column->setLead(picture_, 250);
+  column->addPicture(picture_, 250);
+  column->beginSecondPart();
   column->add(style::title(product_.name), 30, 4);
   column->add(style::text(priceText(product_.price)), Column::kFitting, 10);
   column->add(style::text(product_.description), Column::kFitting, 16);

@@ -42,6 +42,10 @@ void paintSystemParts() {
   parts.unselected = colours().muted;
   parts.segments = colours().line;
   parts.chosenSegment = colours().card;
+  parts.keyboard = colours().paper;
+  parts.key = colours().card;
+  parts.specialKey = colours().line;
+  parts.keyShadow = colours().line;
 }
 
 }  // namespace

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
 #include "platform/uikit/UIView.h"
 
 // Views one below another, as wide as the column less its margins, and no wider than is good to read and to
-// tap. Where there is room, one of them stands beside all the others.
+// tap. Where there is room, those of the second part stand beside the others.
 class Column : public platform::UIView {
   NS_OBJECT(Column, UIView)
 
@@ -16,8 +17,10 @@ class Column : public platform::UIView {
   // The height, in points, is kept; kFitting is the one that the view would like in its width.
   static constexpr double kFitting = 0;
   void add(std::shared_ptr<UIView> view, double height, double gapBelow = 12);
-  // Above the others in a narrow column, to the left of them in a wide one. Once.
-  void setLead(std::shared_ptr<UIView> view, double height);
+  // No higher than it is wide.
+  void addPicture(std::shared_ptr<UIView> view, double height);
+  // What is added from here on is the second part.
+  void beginSecondPart() { firstOfSecond_ = rows_.size(); }
   void removeAll();
   void layoutSubviews() override;
 
@@ -26,9 +29,11 @@ class Column : public platform::UIView {
     std::shared_ptr<UIView> view;
     double height;
     double gapBelow;
+    bool isPicture;
   };
+  void addRow(Row row);
 
   const double margin_;
-  Row lead_{};  // no view for none
   std::vector<Row> rows_;
+  std::size_t firstOfSecond_ = 0;  // 0 for no second part
 };

@@ -4,8 +4,8 @@
 
 namespace platform {
 
-// What bars, alerts, fields and segments are painted with where an app does not say so of one of them. The
-// light appearance unless the app states another, before it makes any of them. Main thread only.
+// What bars, alerts, fields, segments and the keyboard are painted with where an app does not say so of one
+// of them. The light appearance unless the app states another, before it makes any of them. Main thread only.
 struct UIAppearance {
   UIColor label = UIColor::label();
   UIColor placeholder = UIColor::placeholderText();
@@ -16,6 +16,10 @@ struct UIAppearance {
   UIColor unselected = UIColor::systemGray();
   UIColor segments = UIColor::systemGray5();  // the ground, and the chosen one on it
   UIColor chosenSegment = UIColor::white();
+  UIColor keyboard = UIColor::fromRGB(0xD1D4DA);
+  UIColor key = UIColor::white();
+  UIColor specialKey = UIColor::fromRGB(0xABB1BB);
+  UIColor keyShadow = UIColor::fromRGB(0x898A8D);
 
   PLATFORM_EXPORT static UIAppearance& shared();
 };

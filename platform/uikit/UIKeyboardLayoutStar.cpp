@@ -4,6 +4,7 @@
 #include <initializer_list>
 
 #include "platform/graphics/BitmapContext.h"
+#include "platform/uikit/UIAppearance.h"
 #include "platform/uikit/UITouch.h"
 
 namespace platform {
@@ -32,17 +33,12 @@ constexpr double kKeyInset = 3;       // from what belongs to a key to what is d
 constexpr double kKeyInsetVertical = 5;
 constexpr double kCornerRadius = 5;
 
-constexpr UIColor kBoardColor = UIColor::fromRGB(0xD1D4DA);
-constexpr UIColor kPlainKeyColor = UIColor::white();
-constexpr UIColor kSpecialKeyColor = UIColor::fromRGB(0xABB1BB);
-constexpr UIColor kKeyShadowColor = UIColor::fromRGB(0x898A8D);
-
 bool isSpecial(std::string_view name) { return name == "shift" || name == "delete" || name == "return"; }
 
 }  // namespace
 
 UIKeyboardLayoutStar::UIKeyboardLayoutStar(CGRect frame) : UIView(frame) {
-  setBackgroundColor(kBoardColor);
+  setBackgroundColor(UIAppearance::shared().keyboard);
   setMultipleTouchEnabled(true);
 }
 
@@ -139,13 +135,16 @@ void UIKeyboardLayoutStar::drawRect(CGRect, BitmapContext& context) {
 void UIKeyboardLayoutStar::drawKey(const Key& key, BitmapContext& context) const {
   const CGRect shape = CGRectInset(key.frame, kKeyInset, kKeyInsetVertical);
   const bool isDown = key.name == pressedKey_ || (key.name == "shift" && shifted_);
-  const UIColor color = isSpecial(key.name) != isDown ? kSpecialKeyColor : kPlainKeyColor;
-  context.fillRoundedRect(CGRectOffset(shape, 0, 1), kCornerRadius, kKeyShadowColor);
+  const UIAppearance& paints = UIAppearance::shared();
+  const UIColor color = isSpecial(key.name) != isDown ? paints.specialKey : paints.key;
+  context.fillRoundedRect(CGRectOffset(shape, 0, 1), kCornerRadius, paints.keyShadow);
   context.fillRoundedRect(shape, kCornerRadius, color);
 
   const bool isWord = key.name == "space" || key.name == "return";
   context.drawText(capOf(key.name), shape,
-                   {.font = Font::systemFont(isWord ? 16 : 22), .alignment = TextAlignment::Center});
+                   {.font = Font::systemFont(isWord ? 16 : 22),
+                    .color = paints.label,
+                    .alignment = TextAlignment::Center});
 }
 
 }  // namespace platform

@@ -62,6 +62,9 @@ function faults() {
   const page = { name: 'the window', left: 0, right: innerWidth, bottom: Infinity };
   const [picture, detail] = ['.screen-frame img', '#detail'].map((one) => document.querySelector(one)?.getBoundingClientRect());
   if (innerWidth >= 1024 && picture?.height < detail.height - 80) found.push('the picture has not the height of its pane');
+  const listed = document.querySelector('#main[data-view="events"]:not([data-opened])');
+  for (const one of ['.follow', '#connect button'])
+    if (listed && !document.querySelector(one).checkVisibility()) found.push(`${one} is out of reach`);
   for (const top of document.querySelectorAll('.bar, #outage, #devices, #main > *')) look(top, page, []);
   return found;
 }

@@ -73,7 +73,13 @@ export function connectSteps() {
 export class ConnectDialog {
   /** `place` gets the button that opens the dialog. */
   constructor(dialog, place, store) {
-    const open = el('button', { class: 'quiet', onclick: () => dialog.showModal() }, icon('plus'), 'Connect a device');
+    const open = el(
+      'button',
+      { class: 'quiet', 'aria-label': 'Connect a device', onclick: () => dialog.showModal() },
+      icon('plus'),
+      'Connect',
+      el('span', { class: 'connect-what', text: 'a device' }),
+    );
     place.append(open);
     const close = el('button', { class: 'quiet', 'aria-label': 'Close', onclick: () => dialog.close() }, icon('close'));
     dialog.append(
