@@ -112,13 +112,13 @@ inline Figures measure(const Bursts& bursts, const std::function<void()>& call,
   return {median(medians), median(tails)};
 }
 
-// Kilobytes of this process that are in memory.
-inline double residentMemory() {
+// Kilobytes of this process: those in memory, or of another kind that the kernel tells.
+inline double residentMemory(const std::string& kind = "Rss:") {
   std::ifstream status("/proc/self/smaps_rollup");
   std::string word;
   double kilobytes = 0;
   while (status >> word) {
-    if (word == "Rss:") {
+    if (word == kind) {
       status >> kilobytes;
       break;
     }
