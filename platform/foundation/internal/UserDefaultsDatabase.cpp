@@ -25,12 +25,11 @@ constexpr mode_t kFileMode = 0600;
 
 // After a commit the log is in the file system's hands, which the death of a process leaves alone; the disk
 // is waited for only when the log is copied back into the database. A process that ends leaves its log
-// behind, and the next one reads it whole before anything else: 300 pages, about 1.2 MB, take it less than
-// half a millisecond; what a large value made longer is cut to that at its next round. The cache is bounded
-// at 128 KiB.
+// behind, and the next one reads it whole before anything else: what it costs to read 300 pages, about
+// 1.2 MB, is the most of it. The cache is bounded at 128 KiB.
+constexpr int kLongLog = 300;  // pages
 constexpr const char* kConnectionSettings =
-    "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-128; PRAGMA wal_autocheckpoint=300;"
-    "PRAGMA journal_size_limit=1228800";
+    "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-128; PRAGMA journal_size_limit=1228800";
 
 constexpr const char* kSelect = "SELECT value FROM defaults WHERE key = ?1";
 constexpr const char* kUpsert =
@@ -187,6 +186,15 @@ int UserDefaultsDatabase::waitForOthers(void* self, int) {
   return 1;
 }
 
+// By itself SQLite begins the log anew only at the next commit: processes that commit once and end would let
+// it grow without bound. While another process reads or writes it stays as it is; nobody waits for that.
+int UserDefaultsDatabase::emptyLongLog(void* self, sqlite3* connection, const char* database, int pages) {
+  if (pages < kLongLog) return SQLITE_OK;
+  static_cast<UserDefaultsDatabase*>(self)->deadline_ = {};
+  sqlite3_wal_checkpoint_v2(connection, database, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+  return SQLITE_OK;
+}
+
 int UserDefaultsDatabase::apply(std::string_view key, const std::optional<std::string>& text) {
   Statement& kept = text ? upsert_ : delete_;
   int code = prepare(kept, text ? kUpsert : kDelete);
@@ -289,6 +297,7 @@ int UserDefaultsDatabase::open(const std::string& name, int flags) {
   if (code != SQLITE_OK) return code;
   sqlite3_db_config(connection, SQLITE_DBCONFIG_LOOKASIDE, nullptr, 256, 64);
   sqlite3_busy_handler(connection, waitForOthers, this);
+  sqlite3_wal_hook(connection, emptyLongLog, this);
   return execute(kConnectionSettings);
 }
 

@@ -63,6 +63,7 @@ class UserDefaultsDatabase {
   void noteOutcome(int code);
   bool isTimeLeft() const { return std::chrono::steady_clock::now() < deadline_; }
   static int waitForOthers(void* self, int);
+  static int emptyLongLog(void* self, sqlite3* connection, const char* database, int pages);
 
   bool ensureOpen();
   int openOrReplace();

@@ -127,12 +127,11 @@ TEST_F(DamagedUserDefaultsTest, ADatabaseReplacedByAnotherProcessIsOpenedAnew) {
   EXPECT_EQ(stored("key"), "\"newest\"");
 }
 
-TEST_F(UserDefaultsTest, ItsFilesAreTheUsersAloneAndItsLogIsCut) {
+TEST_F(UserDefaultsTest, ItsFilesAreTheUsersAloneAndALongLogIsEmptied) {
   umask(0);
   const auto defaults = open();
   defaults->setObject(std::string(4'000'000, 'x'), "large");
-  for (int i = 0; i < 5; ++i) defaults->setObject(i, "small");
-  EXPECT_LE(std::filesystem::file_size(path() + "-wal"), 2'000'000u);
+  EXPECT_EQ(std::filesystem::file_size(path() + "-wal"), 0u) << "the process may end now";
   for (const char* suffix : {"", "-wal", "-shm"}) {
     EXPECT_EQ(std::filesystem::status(path() + suffix).permissions(), std::filesystem::perms(0600)) << suffix;
   }
