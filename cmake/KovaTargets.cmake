@@ -55,17 +55,19 @@ function(kova_leave_out_unused library)
   endif()
 endfunction()
 
-# kova_platform_layer(<name> [QUICK] SOURCES ... [LAYERS ...] [LIBRARIES ...]): one folder of platform/ as an object
-# library, so that its tests link it and the layers below it alone. Small, or quick.
+# kova_platform_layer(<name> [QUICK] SOURCES ... [QUICK_SOURCES ...] [LAYERS ...] [LIBRARIES ...]): one folder of
+# platform/ as an object library, so that its tests link it and the layers below it alone. Small, or quick, or
+# quick in some of its sources.
 function(kova_platform_layer name)
-  cmake_parse_arguments(LAYER "QUICK" "" "SOURCES;LAYERS;LIBRARIES" ${ARGN})
-  add_library(platform_${name} OBJECT ${LAYER_SOURCES})
+  cmake_parse_arguments(LAYER "QUICK" "" "SOURCES;QUICK_SOURCES;LAYERS;LIBRARIES" ${ARGN})
+  add_library(platform_${name} OBJECT ${LAYER_SOURCES} ${LAYER_QUICK_SOURCES})
   kova_compile_options(platform_${name})
   if(LAYER_QUICK)
     target_compile_options(platform_${name} PRIVATE ${kova_section_options} ${kova_quick_options})
   else()
     target_compile_options(platform_${name} PRIVATE ${kova_section_options} ${kova_small_options})
   endif()
+  set_source_files_properties(${LAYER_QUICK_SOURCES} PROPERTIES COMPILE_OPTIONS "${kova_quick_options}")
   target_include_directories(platform_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   target_link_libraries(platform_${name} PUBLIC ${LAYER_LIBRARIES})
   foreach(below IN LISTS LAYER_LAYERS)
