@@ -2,6 +2,7 @@
 // every machine, so that a widget lies where it lay.
 
 import { execFile, spawn } from 'node:child_process';
+import { once } from 'node:events';
 import fs from 'node:fs/promises';
 import os from 'node:os';
 import path from 'node:path';
@@ -11,7 +12,18 @@ import { Service } from '../../../tools/capture-service/lib/service.mjs';
 
 const run = promisify(execFile);
 const WINDOW_MS = 30_000;
+const END_MS = 10_000;
 const fonts = fileURLToPath(new URL('../../tools/support/fonts/wide.conf', import.meta.url));
+
+/** Whether the promise was kept within so many milliseconds. */
+function within(limit, promise) {
+  const late = once(AbortSignal.timeout(limit), 'abort').then(() => false);
+  return Promise.race([promise.then(() => true), late]);
+}
+
+// xdotool's words for the window of a title. A regular expression is taken for what the program calls itself instead:
+// xdotool does not know each window's title.
+const named = (title) => (title instanceof RegExp ? ['--class', title.source] : ['--name', `^${title}$`]);
 
 export class Desktop {
   url;
@@ -30,6 +42,7 @@ export class Desktop {
       PATH: process.env.PATH,
       HOME: desktop.home,
       XDG_RUNTIME_DIR: desktop.home,
+      TMPDIR: desktop.home, // a program that runs once leaves its socket there
       LC_ALL: 'C.UTF-8',
       FONTCONFIG_FILE: fonts,
       QT_FONT_DPI: '96',
@@ -53,7 +66,7 @@ export class Desktop {
 
   /** Clicks in the window of that title, once it is there; a negative position counts from its lower right corner. */
   async click(title, x, y) {
-    const search = ['search', '--sync', '--onlyvisible', '--limit', '1', '--name', `^${title}$`];
+    const search = ['search', '--sync', '--onlyvisible', '--limit', '1', ...named(title)];
     const { stdout } = await this.#xdotool([...search, 'getwindowgeometry', '--shell', '%1']);
     const [, window, , , width, height] = /WINDOW=(\d+)\nX=(-?\d+)\nY=(-?\d+)\nWIDTH=(\d+)\nHEIGHT=(\d+)/.exec(stdout);
     const at = [x < 0 ? Number(width) + x : x, y < 0 ? Number(height) + y : y].map(String);
@@ -62,6 +75,11 @@ export class Desktop {
 
   async type(text) {
     await this.#xdotool(['type', text]);
+  }
+
+  /** Presses a key, such as "ctrl+q". */
+  async press(key) {
+    await this.#xdotool(['key', key]);
   }
 
   #xdotool(words) {
@@ -102,6 +120,7 @@ export class Desktop {
   async #stop() {
     for (const { child, ended } of this.#started.reverse()) {
       child.kill();
+      if (!(await within(END_MS, ended))) child.kill('SIGKILL');
       await ended;
     }
     await this.#service.stop();
