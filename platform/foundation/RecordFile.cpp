@@ -1,26 +1,20 @@
 #include "platform/foundation/RecordFile.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 
-#include "platform/foundation/internal/FileDescriptor.h"
-#include "platform/runtime/Fork.h"
+#include "platform/foundation/LockFile.h"
 
 namespace platform {
 
 namespace {
 
-constexpr mode_t kFileMode = 0600;
 constexpr std::string_view kMagic = "RECORDS2";
 
 // Before the first record: kMagic. Before each record: its length and its check, as this machine writes
@@ -48,30 +42,6 @@ std::uint32_t checkOf(std::string_view record) {
   if (!record.empty()) std::memcpy(&word, record.data(), record.size());
   if (!record.empty()) take(word);
   return static_cast<std::uint32_t>(check);
-}
-
-// The descriptors in use, each in a place of its own. A child that was forked closes them: the lock is one of
-// the open file, and would stay with the child when this process ends.
-constexpr int kNone = -1;
-std::array<std::atomic<int>, 64>& descriptorsInUse() {
-  static auto& descriptors = *[] {
-    auto* all = new std::array<std::atomic<int>, 64>;
-    for (auto& place : *all) place = kNone;
-    runInForkedChildren([] {
-      for (auto& place : descriptorsInUse()) {
-        if (const int number = place.exchange(kNone); number != kNone) ::close(number);
-      }
-    });
-    return all;
-  }();
-  return descriptors;
-}
-
-void replaceInUse(int from, int to) {
-  for (auto& place : descriptorsInUse()) {
-    int expected = from;
-    if (place.compare_exchange_strong(expected, to)) return;
-  }
 }
 
 // A write beyond the limit would end the host by a signal.
@@ -121,7 +91,7 @@ std::string partialOf(const std::string& path) { return path + ".partial"; }
 }  // namespace
 
 std::unique_ptr<RecordFile> RecordFile::open(const std::string& path) {
-  auto file = openLocked(path, O_CREAT);
+  auto file = LockFile::take(path, LockFile::Missing::Make);
   if (!file) return nullptr;
   std::unique_ptr<RecordFile> records(new RecordFile(path, std::move(file)));
   if (!records->read()) return nullptr;
@@ -131,29 +101,9 @@ std::unique_ptr<RecordFile> RecordFile::open(const std::string& path) {
   return records->end_ > 0 || records->clear() ? std::move(records) : nullptr;
 }
 
-std::unique_ptr<FileDescriptor> RecordFile::openLocked(const std::string& path, int create) {
-  auto file = std::make_unique<FileDescriptor>(
-      ::open(path.c_str(), O_RDWR | create | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kFileMode));
-  if (!file->isOpen() || ::flock(file->number(), LOCK_EX | LOCK_NB) != 0) return nullptr;
-  // The file may have been replaced before the lock was had.
-  struct stat locked;
-  struct stat named;
-  const bool isStillThere = ::fstat(file->number(), &locked) == 0 && ::stat(path.c_str(), &named) == 0 &&
-                            locked.st_ino == named.st_ino && locked.st_dev == named.st_dev;
-  return isStillThere ? std::move(file) : nullptr;
-}
-
-RecordFile::RecordFile(std::string path, std::unique_ptr<FileDescriptor> file)
-    : path_(std::move(path)), file_(std::move(file)) {
-  replaceInUse(kNone, file_->number());
-}
-RecordFile::~RecordFile() { letGo(*file_); }
-
-// Closing alone would leave the lock with a child that is just being forked.
-void RecordFile::letGo(const FileDescriptor& file) {
-  ::flock(file.number(), LOCK_UN);
-  replaceInUse(file.number(), kNone);
-}
+RecordFile::RecordFile(std::string path, std::unique_ptr<LockFile> file)
+    : path_(std::move(path)), file_(std::move(file)) {}
+RecordFile::~RecordFile() = default;
 
 std::optional<std::vector<std::string>> RecordFile::records() {
   found_.clear();
@@ -182,19 +132,14 @@ bool RecordFile::read() {
 
 bool RecordFile::clearAt(const std::string& path) {
   ::unlink(partialOf(path).c_str());
-  const auto file = openLocked(path, 0);
+  const auto file = LockFile::take(path, LockFile::Missing::Leave);
   return file && cutAt(file->number(), 0);
 }
 
 bool RecordFile::removeAt(const std::string& path) {
   ::unlink(partialOf(path).c_str());
-  const auto file = openLocked(path, 0);
+  const auto file = LockFile::take(path, LockFile::Missing::Leave);
   return file && ::unlink(path.c_str()) == 0;
-}
-
-bool RecordFile::isHeldByAnother(const std::string& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-  return file.isOpen() && ::flock(file.number(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 bool RecordFile::append(std::string_view record) {
@@ -221,15 +166,13 @@ bool RecordFile::replaceAll(const std::vector<std::string>& records) {
   std::string bytes(kMagic);
   for (const std::string& record : records) appendFramed(bytes, record);
   const std::string partial = partialOf(path_);
-  auto file = openLocked(partial, O_CREAT);
+  auto file = LockFile::take(partial, LockFile::Missing::Make);
   if (!file) return false;
   if (!cutAt(file->number(), 0) || !writeAt(file->number(), bytes, 0) ||
       std::rename(partial.c_str(), path_.c_str()) != 0) {
     ::unlink(partial.c_str());
     return false;
   }
-  replaceInUse(kNone, file->number());
-  letGo(*file_);
   file_ = std::move(file);
   end_ = bytes.size();
   return true;

@@ -9,7 +9,7 @@
 
 namespace platform {
 
-class FileDescriptor;
+class LockFile;
 
 // Records that are on their way to disk when append() returns: a file that only grows, until it is cleared.
 // What has been appended outlives the process, however that ends; a power failure may take the newest
@@ -31,8 +31,6 @@ class RecordFile {
   // none, or it cannot be had.
   static bool clearAt(const std::string& path);
   static bool removeAt(const std::string& path);
-  // Whether somebody has it open, in this process or another.
-  static bool isHeldByAnother(const std::string& path);
 
   RecordFile(const RecordFile&) = delete;
   RecordFile& operator=(const RecordFile&) = delete;
@@ -56,13 +54,11 @@ class RecordFile {
   bool replaceAll(const std::vector<std::string>& records);
 
  private:
-  RecordFile(std::string path, std::unique_ptr<FileDescriptor> file);
-  static std::unique_ptr<FileDescriptor> openLocked(const std::string& path, int create);
-  static void letGo(const FileDescriptor& file);
+  RecordFile(std::string path, std::unique_ptr<LockFile> file);
   bool read();
 
   const std::string path_;
-  std::unique_ptr<FileDescriptor> file_;
+  std::unique_ptr<LockFile> file_;
   std::uint64_t end_ = 0;  // where the next record goes, in bytes; 0 when there is no header yet
   std::vector<std::string> found_;
   bool hadForeignEnd_ = false;

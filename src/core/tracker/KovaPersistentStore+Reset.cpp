@@ -50,12 +50,13 @@ void KovaPersistentStore::clear(const Names& spared) {
 }
 
 bool KovaPersistentStore::erase() {
+  takePlace();
   clear();
   KIJournal::removeFor(*this);
   isErased_ = true;
   if (cacheUrl_) fileManager_.removeItem(cacheUrl_->path());
   const bool areFilesGone = !cacheUrl_ || fileManager_.fileExists(cacheUrl_->path()) == FileKind::None;
-  return userDefaults_.synchronize() && areFilesGone && !KIJournal::existsFor(*this);
+  return isAllStored() && areFilesGone && !KIJournal::existsFor(*this);
 }
 
 bool KovaPersistentStore::eraseForAll() {
@@ -63,5 +64,5 @@ bool KovaPersistentStore::eraseForAll() {
   for (const auto& left : storesLeft(KIStorePlace::kFirst)) isGone = left->erase() && isGone;
   KovaPersistentStore shared(appId(), JSONStore::Disabled);
   KIIdentityManager::removeFromPersistentStore(shared);
-  return place_.removeAll() && isGone;
+  return hasPlace() && place_.removeAll() && isGone;
 }

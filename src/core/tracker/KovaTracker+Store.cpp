@@ -26,6 +26,7 @@ constexpr double kStoreRetryInterval = 0.25;  // seconds
 
 bool KovaTracker::loadStored() {
   kova::mutationQueue.isHere();  // or nothing runs there, because it is new or held
+  if (!persistentStore_->takePlace()) return false;
   if (!queueManager_->isLoaded()) purgeStore();
   if (!identityManager_->load() || !queueManager_->load()) return false;
   if (identityManager_->isFreshStart()) sessionManager_->markNewUser();

@@ -1,9 +1,12 @@
 #include "src/storage/store/KIStorePlace.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "platform/foundation/Format.h"
 #include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/RecordFile.h"
+#include "src/storage/store/PassingFailure.h"
 
 using namespace platform;
 
@@ -26,11 +29,13 @@ KIStorePlace KIStorePlace::take(const std::string& appId) {
   if (!folder.empty()) NSFileManager().createDirectory(folder, true);
   for (int number = kFirst;; ++number) {
     const std::string path = pathOfLock(appId, number);
-    auto lock = path.empty() ? nullptr : RecordFile::open(path);
-    const bool isHeld = !lock && !path.empty() && RecordFile::isHeldByAnother(path);
-    // The file may have gone while it was opened.
-    if (!lock && !isHeld && !path.empty()) lock = RecordFile::open(path);
-    if (lock || !isHeld || number == kMost) return {appId, number, std::move(lock)};
+    if (path.empty()) return KIStorePlace(appId);
+    int failure = 0;
+    auto lock = LockFile::take(path, LockFile::Missing::Make, &failure);
+    if (lock) return {appId, number, std::move(lock)};
+    const bool isHeld = failure == EWOULDBLOCK;
+    if (!isHeld && kova::isPassing(failure)) return {appId, kNone, nullptr};
+    if (!isHeld || number == kMost) return {appId, number, nullptr};
   }
 }
 
@@ -39,7 +44,8 @@ std::vector<KIStorePlace> KIStorePlace::takeLeft(const std::string& appId, int f
   for (int number = from; number <= kMost; ++number) {
     const std::string path = pathOfLock(appId, number);
     if (path.empty() || (number > kFirst && !exists(path))) break;
-    if (auto lock = RecordFile::open(path)) left.push_back({appId, number, std::move(lock)});
+    if (auto lock = LockFile::take(path, LockFile::Missing::Make))
+      left.push_back({appId, number, std::move(lock)});
   }
   return left;
 }

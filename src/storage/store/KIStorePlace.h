@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/foundation/RecordFile.h"
+#include "platform/foundation/LockFile.h"
 
 // Where a process keeps its part of what an environment id stores. Several processes of one app may run at
 // once: the first has the place that is named after the environment id alone, each further one a numbered
@@ -12,13 +12,15 @@
 // process, however that ends; what is left there is taken up by a later start. Lock files stay, so that the
 // numbers have no gaps.
 //
-// Nothing fails: where no lock can be had, for want of a directory, say, a place is used without.
+// Where no lock can ever be had, for want of a directory, say, a place is used without. What passes, such as
+// a want of descriptors, decides nothing: the process has no place until it takes one.
 class KIStorePlace {
  public:
   // The first place, without holding it.
   explicit KIStorePlace(std::string appId) : appId_(std::move(appId)) {}
 
-  // The first one that no other process holds, and this one from now on.
+  // The first one that no other process holds, and this one from now on. Not known when that cannot be told
+  // for the moment.
   static KIStorePlace take(const std::string& appId);
   // Those from a number on that nobody holds, held by this process from now on.
   static constexpr int kFirst = 1;
@@ -28,6 +30,7 @@ class KIStorePlace {
   KIStorePlace sharedWithOwner() const { return {appId_, number_, nullptr}; }
 
   const std::string& appId() const { return appId_; }
+  bool isKnown() const { return number_ != kNone; }
   bool isFirst() const { return number_ == kFirst; }
   // What its keys and files are named after.
   std::string name() const { return isFirst() ? appId_ : appId_ + "-" + std::to_string(number_); }
@@ -38,11 +41,12 @@ class KIStorePlace {
   bool removeAll();
 
  private:
-  KIStorePlace(std::string appId, int number, std::unique_ptr<platform::RecordFile> lock)
+  KIStorePlace(std::string appId, int number, std::unique_ptr<platform::LockFile> lock)
       : appId_(std::move(appId)), number_(number), lock_(std::move(lock)) {}
+  static constexpr int kNone = 0;
   static std::string pathOfLock(const std::string& appId, int number);
 
   std::string appId_;
   int number_ = kFirst;
-  std::unique_ptr<platform::RecordFile> lock_;  // null when it is not held
+  std::unique_ptr<platform::LockFile> lock_;  // null when it is not held
 };

@@ -9,6 +9,7 @@
 #include "platform/foundation/NSJSONSerialization.h"
 #include "platform/foundation/NSUUID.h"
 #include "src/core/KovaLogger.h"
+#include "src/storage/store/PassingFailure.h"
 
 using namespace platform;
 
@@ -16,12 +17,6 @@ namespace {
 
 // Seconds. A younger file may be one that another process is about to name.
 constexpr double kSettledAfter = 60;
-
-// What may be gone at the next try.
-bool isPassing(std::int64_t code) {
-  constexpr int kPassing[] = {EMFILE, ENFILE, ENOMEM, EINTR, EAGAIN, EIO};
-  return std::find(std::begin(kPassing), std::end(kPassing), code) != std::end(kPassing);
-}
 
 // None unless the data is an array of dictionaries.
 std::optional<Array> messagesIn(const std::optional<std::string>& data) {
@@ -39,10 +34,20 @@ KovaPersistentStore::KovaPersistentStore(std::string_view appId, JSONStore jsonS
     : KovaPersistentStore(KIStorePlace(std::string(appId)), jsonStore) {}
 
 KovaPersistentStore::KovaPersistentStore(KIStorePlace place, JSONStore jsonStore)
-    : place_(std::move(place)),
-      placeName_(place_.name()),
-      userDefaults_(NSUserDefaults::standardUserDefaults()),
-      cacheUrl_(jsonStore == JSONStore::Enabled ? cacheUrlForPlace(placeName_, fileManager_) : std::nullopt) {
+    : jsonStore_(jsonStore), userDefaults_(NSUserDefaults::standardUserDefaults()), place_(std::move(place)) {
+  moveIn();
+}
+
+void KovaPersistentStore::moveIn() {
+  placeName_ = place_.name();
+  if (hasPlace() && jsonStore_ == JSONStore::Enabled) cacheUrl_ = cacheUrlForPlace(placeName_, fileManager_);
+}
+
+bool KovaPersistentStore::takePlace() {
+  if (hasPlace()) return true;
+  place_ = KIStorePlace::take(appId());
+  moveIn();
+  return hasPlace();
 }
 
 std::optional<NSURL> KovaPersistentStore::cacheUrlForPlace(std::string_view placeName,
@@ -76,7 +81,7 @@ std::string KovaPersistentStore::sharedKeyForKey(std::string_view key) const {
 }
 
 bool KovaPersistentStore::change(std::string key, std::optional<Value> value) {
-  if (isErased_) return false;
+  if (isErased_ || !hasPlace()) return false;
   if (!*step_) return userDefaults_.setObjects({{std::move(key), std::move(value)}});
   (*step_)->emplace_back(std::move(key), std::move(value));
   return false;
@@ -97,7 +102,8 @@ bool KovaPersistentStore::setSharedObject(const Value& value, std::string_view k
 
 std::optional<std::string> KovaPersistentStore::setSharedTextIfAbsent(const std::string& text,
                                                                       std::string_view key) {
-  if (isErased_ || !userDefaults_.setObjectIfAbsent(Value(text), sharedKeyForKey(key))) return std::nullopt;
+  if (isErased_ || !hasPlace() || !userDefaults_.setObjectIfAbsent(Value(text), sharedKeyForKey(key)))
+    return std::nullopt;
   return sharedStringForKey(key);
 }
 
@@ -119,27 +125,27 @@ bool KovaPersistentStore::changeInOneStep(const std::function<void()>& changes) 
     throw;
   }
   const Step step = std::exchange(*step_, std::nullopt);
-  return !isErased_ && userDefaults_.setObjects(*step);
+  return !isErased_ && hasPlace() && userDefaults_.setObjects(*step);
 }
 
 Reading<Dictionary> KovaPersistentStore::dictionaryForKey(std::string_view key) const {
-  return userDefaults_.dictionaryForKey(storageKeyForKey(key));
+  return read(&NSUserDefaults::dictionaryForKey, storageKeyForKey(key));
 }
 
 Reading<Array> KovaPersistentStore::arrayForKey(std::string_view key) const {
-  return userDefaults_.arrayForKey(storageKeyForKey(key));
+  return read(&NSUserDefaults::arrayForKey, storageKeyForKey(key));
 }
 
 Reading<std::string> KovaPersistentStore::stringForKey(std::string_view key) const {
-  return userDefaults_.stringForKey(storageKeyForKey(key));
+  return read(&NSUserDefaults::stringForKey, storageKeyForKey(key));
 }
 
 Reading<Dictionary> KovaPersistentStore::sharedDictionaryForKey(std::string_view key) const {
-  return userDefaults_.dictionaryForKey(sharedKeyForKey(key));
+  return read(&NSUserDefaults::dictionaryForKey, sharedKeyForKey(key));
 }
 
 Reading<std::string> KovaPersistentStore::sharedStringForKey(std::string_view key) const {
-  return userDefaults_.stringForKey(sharedKeyForKey(key));
+  return read(&NSUserDefaults::stringForKey, sharedKeyForKey(key));
 }
 
 std::vector<Dictionary> KovaPersistentStore::dictionariesIn(const Array& array) {
@@ -175,7 +181,7 @@ Reading<std::string> KovaPersistentStore::readJSONObjectDataFromDisk(std::string
   if (!path) return std::nullopt;
   std::optional<NSError> failure;
   auto data = fileManager_.contents(*path, &failure);
-  if (data || !isPassing(failure->code())) return data;
+  if (data || !kova::isPassing(failure->code())) return data;
   if (failure->code() == EIO && hasFailedInEarlierProcess(fileName)) return std::nullopt;
   KovaLogDebug("The message batch %@ cannot be read for the moment and waits for the next upload: %@",
                fileName, failure->localizedDescription());
@@ -241,7 +247,7 @@ std::optional<std::string> KovaPersistentStore::pathOf(std::string_view fileName
 
 std::vector<std::shared_ptr<KovaPersistentStore>> KovaPersistentStore::storesLeft(int from) const {
   std::vector<std::shared_ptr<KovaPersistentStore>> stores;
-  if (!place_.mayHaveOthers()) return stores;
+  if (!hasPlace() || !place_.mayHaveOthers()) return stores;
   std::vector<KIStorePlace> places = KIStorePlace::takeLeft(appId(), from);
   if (!place_.isFirst()) places.push_back(place_.sharedWithOwner());
   for (KIStorePlace& place : places) {

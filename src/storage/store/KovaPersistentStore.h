@@ -41,6 +41,10 @@ class KovaPersistentStore {
   // What its keys and files are named after.
   const std::string& placeName() const { return placeName_; }
   const KIStorePlace& place() const { return place_; }
+  // One that was made without a place, because none could be told then, is unreadable and stores nothing
+  // until it has taken one.
+  bool hasPlace() const { return place_.isKnown(); }
+  bool takePlace() KOVA_ON_MUTATION_QUEUE;
   // Those of processes that have ended, each in the place that it had: they are held as long as they live,
   // and a step of this store is theirs, too. From a number on, see KIStorePlace. Also this one's own, when
   // its place is a further one, with what was left there.
@@ -76,7 +80,9 @@ class KovaPersistentStore {
   // is stored yet, and reads find what was there before. Answers as setObject does.
   bool changeInOneStep(const std::function<void()>& changes) KOVA_ON_MUTATION_QUEUE;
   // Whether everything that was set is stored; what is not is tried again. Not within a step.
-  bool isAllStored() const KOVA_ON_MUTATION_QUEUE { return !isInStep() && userDefaults_.synchronize(); }
+  bool isAllStored() const KOVA_ON_MUTATION_QUEUE {
+    return hasPlace() && !isInStep() && userDefaults_.synchronize();
+  }
   // Whether the caller runs within such a step.
   bool isInStep() const KOVA_ON_MUTATION_QUEUE { return step_->has_value(); }
   // None for a stored value of another kind; a stored number answers as a string with its text. Unreadable
@@ -134,14 +140,22 @@ class KovaPersistentStore {
   std::optional<std::string> pathOf(std::string_view fileName) const;
   bool hasFailedInEarlierProcess(std::string_view fileName) const KOVA_ON_MUTATION_QUEUE;
 
+  void moveIn();
   std::string sharedKeyForKey(std::string_view key) const;
+  template <class T>
+  platform::Reading<T> read(platform::Reading<T> (platform::NSUserDefaults::*valueForKey)(std::string_view),
+                            const std::string& key) const {
+    return hasPlace() ? (userDefaults_.*valueForKey)(key) : platform::Reading<T>::unreadable();
+  }
   bool change(std::string key, std::optional<platform::Value> value) KOVA_ON_MUTATION_QUEUE;
 
-  KIStorePlace place_;
-  const std::string placeName_;
+  const JSONStore jsonStore_;
   platform::NSUserDefaults& userDefaults_;
   const platform::NSFileManager fileManager_{};
-  const std::optional<platform::NSURL> cacheUrl_;
+  // These change once, when the place is taken.
+  KIStorePlace place_;
+  std::string placeName_;
+  std::optional<platform::NSURL> cacheUrl_;
   bool isErased_ KOVA_OF_MUTATION_QUEUE = false;
   using Step = std::optional<platform::NSUserDefaults::Changes>;  // none but while one is being made
   std::shared_ptr<Step> step_ KOVA_OF_MUTATION_QUEUE = std::make_shared<Step>();

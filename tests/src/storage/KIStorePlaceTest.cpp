@@ -1,8 +1,13 @@
 #include "src/storage/store/KIStorePlace.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+
 #include <filesystem>
 
+#include "platform/foundation/internal/FileDescriptor.h"
 #include "tests/src/storage/QueueFixture.h"
+#include "tests/support/ResourceLimit.h"
 
 using namespace platform;
 using testing::IsEmpty;
@@ -30,6 +35,38 @@ TEST_F(KIStorePlaceTest, BelongsToOneProcessAtATime) {
   EXPECT_EQ(take()->placeName(), "12345");
   second = nullptr;
   EXPECT_THAT(take()->storesLeft(), SizeIs(1));
+}
+
+TEST_F(KIStorePlaceTest, IsTakenOnADiskThatIsFull) {
+  const auto full = ResourceLimit::fileSize(0);
+  const auto first = take();
+  EXPECT_EQ(take()->placeName(), "12345-2");
+}
+
+// As of two processes that look for a place at once.
+TEST_F(KIStorePlaceTest, IsLeftToWhoeverHasALockOfIt) {
+  take();
+  const FileDescriptor lock(open((directories().applicationSupport + "/kova-12345.lock").c_str(), O_RDONLY));
+  ASSERT_EQ(flock(lock.number(), LOCK_SH), 0);
+  EXPECT_EQ(take()->placeName(), "12345-2");
+}
+
+TEST_F(KIStorePlaceTest, IsTakenWhenItCanBeToldWhoHasIt) {
+  const auto first = take();
+  std::shared_ptr<KovaPersistentStore> second;
+  {
+    const auto none = ResourceLimit::descriptors(0);
+    second = take();
+    EXPECT_FALSE(second->takePlace());
+    EXPECT_FALSE(second->setObject(Value("2"), "userId"));
+    EXPECT_TRUE(second->stringForKey("userId").isUnreadable());
+    EXPECT_FALSE(second->isAllStored());
+    EXPECT_FALSE(second->cacheUrl());
+  }
+  ASSERT_TRUE(second->takePlace());
+  EXPECT_EQ(second->placeName(), "12345-2");
+  EXPECT_TRUE(second->setObject(Value("2"), "userId"));
+  EXPECT_TRUE(second->cacheUrl());
 }
 
 TEST_F(KIStorePlaceTest, GivesWhatIsLeftInItToAnotherAsFarAsThereIsRoom) {
