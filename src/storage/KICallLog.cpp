@@ -66,27 +66,36 @@ std::string recordOf(char kind, KICallLog::Number number, std::string_view bytes
   return record;
 }
 
-// Of a file's first call: none has had it before, also when an earlier file was lost, and none that is known
-// to be done, also when the clock was set back.
-KICallLog::Number freshNumber(const KICallLog::Done& done) {
-  auto fresh = static_cast<KICallLog::Number>(Scheduler::current().now().timeIntervalSince1970() * 1e6);
+// None has had it before: also when an earlier file was lost, or its newest records, when those that are done
+// have been dropped from it, or the clock was set back.
+KICallLog::Number freshNumber(KICallLog::Number last, const KICallLog::Done& done) {
   for (const auto* numbers : {&done.journaled, &done.stored}) {
-    if (!numbers->empty()) fresh = std::max(fresh, *numbers->rbegin() + 1);
+    if (!numbers->empty()) last = std::max(last, *numbers->rbegin());
   }
-  return fresh;
+  const double now = Scheduler::current().now().timeIntervalSince1970();
+  return std::max(last + 1, static_cast<KICallLog::Number>(now * 1e6));
 }
 
 }  // namespace
 
 KICallLog::Left KICallLog::open(const std::string& path, const Done& done) {
-  const MutexLock lock(mutex_);
+  Remarks remarks;
+  MutexLock lock(mutex_);
+  Left left = takeUp(path, done, remarks);
+  lock.unlock();
+  for (const std::string_view remark : remarks) KovaLogDebug("%@", remark);
+  return left;
+}
+
+KICallLog::Left KICallLog::takeUp(const std::string& path, const Done& done, Remarks& remarks) {
   Left left;
   file_ = RecordFile::open(path);
-  if (!file_) KovaLogDebug("Calls have no file: until they are done, they are in memory only.");
+  if (!file_) remarks.emplace_back("Calls have no file: until they are done, they are in memory only.");
   if (!file_) return left;
-  if (file_->hadForeignEnd()) KovaLogDebug("The calls end in what was not written whole, which is left out.");
+  if (file_->hadForeignEnd())
+    remarks.emplace_back("The calls end in what was not written whole, which is left out.");
   Contents contents(file_->takeRecords());
-  next_ = contents.last == kNotNoted ? freshNumber(done) : contents.last + 1;
+  next_ = freshNumber(contents.last, done);
   for (auto& [number, call] : contents.undone) {
     if (done.stored.contains(number)) {
       untold_.push_back(number);  // the store names it until the next one is done
@@ -102,7 +111,7 @@ KICallLog::Left KICallLog::open(const std::string& path, const Done& done) {
   tries_ = contents.tries;
   longest_ = kWorthALook;
   if (tries_ >= kMostTries) {
-    KovaLogDebug("Calls are left out that no start has got through.");
+    remarks.emplace_back("Calls are left out that no start has got through.");
     untold_.insert(untold_.end(), journaled_.begin(), journaled_.end());
     journaled_.clear();
     appendDone();

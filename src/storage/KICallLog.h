@@ -79,6 +79,9 @@ class KICallLog {
   void writeDone() KOVA_ON_MUTATION_QUEUE;
 
  private:
+  // What is to be logged once the mutex is let go: the host's log sink may make calls.
+  using Remarks = std::vector<std::string_view>;
+  Left takeUp(const std::string& path, const Done& done, Remarks& remarks) PLATFORM_REQUIRES(mutex_);
   bool canNote() PLATFORM_REQUIRES(mutex_);
   void begin(char kind, Number number) PLATFORM_REQUIRES(mutex_);
   void beginCall() PLATFORM_REQUIRES(mutex_);

@@ -5,7 +5,9 @@
 
 #include <filesystem>
 
+#include "platform/foundation/SystemLog.h"
 #include "platform/simulator/SimulatedScheduler.h"
+#include "src/core/KovaLogger.h"
 #include "tests/support/ResourceLimit.h"
 
 namespace {
@@ -75,7 +77,22 @@ TEST_F(KICallLogTest, TakesNoNumberThatIsKnownToBeDone) {
   const Number second = open({{first}, {}})->note("second");
   std::filesystem::remove(path());
   EXPECT_GT(second, first);
-  EXPECT_GT(open({{first}, {second}})->note("third"), second);
+  const Number third = open({{first}, {second}})->note("third");
+  EXPECT_GT(third, second);
+  std::filesystem::resize_file(path(), std::filesystem::file_size(path()) - 1);  // as a power failure may
+  EXPECT_GT(open({{third}, {}})->note("fourth"), third);
+}
+
+TEST_F(KICallLogTest, TakesCallsOfALogSink) {
+  open()->note("call");
+  std::filesystem::resize_file(path(), std::filesystem::file_size(path()) - 1);
+  KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
+  KICallLog log;
+  Number noted = KICallLog::kNotNoted;
+  platform::SystemLog::setSink([&](std::string_view) { noted = log.note("of the sink"); });
+  log.open(path(), {});
+  platform::SystemLog::setSink(nullptr);
+  EXPECT_NE(noted, KICallLog::kNotNoted);
 }
 
 TEST_F(KICallLogTest, StaysShort) {
