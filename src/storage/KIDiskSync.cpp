@@ -1,5 +1,6 @@
 #include "src/storage/KIDiskSync.h"
 
+#include <utility>
 #include <variant>
 
 #include "platform/dispatch/NSOperationQueue.h"
@@ -26,23 +27,46 @@ NSOperationQueue& diskQueue() {
 KIDiskSync::KIDiskSync()
     : KIDiskSync([](const std::string& path) { return NSFileManager().synchronizeItem(path); }) {}
 
-void KIDiskSync::synchronize(const std::vector<std::string>& paths, std::function<void()> done) {
-  if (isRunning_->load()) return;
+void KIDiskSync::synchronize(std::vector<std::string> paths, std::function<void()> done) {
+  Request request{std::move(paths), std::move(done)};
+  if (isRunning_) {
+    next_ = std::move(request);
+  } else {
+    begin(std::move(request));
+  }
+}
+
+void KIDiskSync::begin(Request request) {
   std::vector<std::string> changed;
   Stamps stamps;
-  for (const std::string& path : paths) addChanged(path, changed, stamps);
-  synced_ = std::move(stamps);
-  if (changed.empty()) return;
-  *isRunning_ = true;
-  KOVA_addSafeOperationWithBlock(
-      diskQueue(),
-      [sync = sync_, isRunning = isRunning_, changed = std::move(changed), done = std::move(done)] {
-        bool isOnDisk = true;
-        for (const std::string& path : changed) isOnDisk = sync(path) && isOnDisk;
-        *isRunning = false;
-        if (isOnDisk) done();
-      },
-      {"KIDiskSync", "synchronize:"});
+  for (const std::string& path : request.paths) addChanged(path, changed, stamps);
+  if (changed.empty()) {
+    synced_ = std::move(stamps);
+    return;
+  }
+  isRunning_ = true;
+  KOVA_addSafeOperationWithBlock(diskQueue(),
+                                 [self = shared_from_this(), changed = std::move(changed),
+                                  stamps = std::move(stamps), done = std::move(request.done)] {
+                                   bool isOnDisk = true;
+                                   for (const std::string& path : changed)
+                                     isOnDisk = self->sync_(path) && isOnDisk;
+                                   KOVA_addSafeOperationWithBlock(*KOVA_serialStateQueue(),
+                                                                  [self, isOnDisk, stamps, done] {
+                                                                    kova::mutationQueue.isHere();
+                                                                    self->end(isOnDisk, stamps, done);
+                                                                  },
+                                                                  {"KIDiskSync", "synchronize:"});
+                                 },
+                                 {"KIDiskSync", "synchronize:"});
+}
+
+// What is not on disk is new to the next run.
+void KIDiskSync::end(bool isOnDisk, Stamps stamps, const std::function<void()>& done) {
+  isRunning_ = false;
+  if (isOnDisk) synced_ = std::move(stamps);
+  if (isOnDisk) done();
+  if (auto next = std::exchange(next_, std::nullopt)) begin(*std::move(next));
 }
 
 // A directory is listed only when it has changed itself: files in it are written once.

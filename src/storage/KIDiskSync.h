@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,18 +15,21 @@
 // keeps it when the process ends; to wait for the disk at each write would cost milliseconds. So all that has
 // changed since the last time is synced together, by a queue of its own that may wait as long as the disk
 // likes.
-class KIDiskSync {
+//
+// Held by shared pointers only.
+class KIDiskSync : public std::enable_shared_from_this<KIDiskSync> {
  public:
   using Sync = std::function<bool(const std::string&)>;
   KIDiskSync();
   // For tests: another way to sync a file.
   explicit KIDiskSync(Sync sync) : sync_(std::move(sync)) {}
 
-  // Files, and directories with the files in them. Hands over what has changed, in that order, a directory
-  // behind its files; nothing while the queue is still at what it was given last.
-  // Calls `done` there when all of it is on disk.
+  // Files, and directories with the files in them. Hands over what has changed since it was last on disk, in
+  // that order, a directory behind its files. While the queue is still at what it was given last, the newest
+  // request waits for it.
+  // Calls `done` when all of it is on disk, unless nothing has changed.
   void synchronize(
-      const std::vector<std::string>& paths, std::function<void()> done = [] {}) KOVA_ON_MUTATION_QUEUE;
+      std::vector<std::string> paths, std::function<void()> done = [] {}) KOVA_ON_MUTATION_QUEUE;
 
  private:
   struct Stamp {
@@ -35,10 +38,17 @@ class KIDiskSync {
     bool operator==(const Stamp&) const = default;
   };
   using Stamps = std::map<std::string, Stamp>;
+  struct Request {
+    std::vector<std::string> paths;
+    std::function<void()> done;
+  };
+  void begin(Request request) KOVA_ON_MUTATION_QUEUE;
+  void end(bool isOnDisk, Stamps stamps, const std::function<void()>& done) KOVA_ON_MUTATION_QUEUE;
   void addChanged(const std::string& path, std::vector<std::string>& changed,
                   Stamps& stamps) const KOVA_ON_MUTATION_QUEUE;
 
   const Sync sync_;
   Stamps synced_ KOVA_OF_MUTATION_QUEUE;
-  const std::shared_ptr<std::atomic<bool>> isRunning_ = std::make_shared<std::atomic<bool>>(false);
+  bool isRunning_ KOVA_OF_MUTATION_QUEUE = false;
+  std::optional<Request> next_ KOVA_OF_MUTATION_QUEUE;  // none but while it runs
 };

@@ -44,15 +44,10 @@ void KovaQueueManager::carryOut(std::span<const KICallLog::Number> calls,
 void KovaQueueManager::synchronizeFiles() {
   std::vector<std::string> paths = persistentStore_->pathsOfFiles();
   for (std::string& path : KIJournal::pathsFor(*persistentStore_)) paths.push_back(std::move(path));
-  const auto done = [self = shared_from_this(), number = journal_.number()] {
-    KOVA_addSafeOperationWithBlock(*KOVA_serialStateQueue(),
-                                   [self, number] {
-                                     kova::mutationQueue.isHere();
-                                     self->journal_.noteOnDisk(number);
-                                   },
-                                   {"KovaQueueManager", "synchronizeFiles"});
-  };
-  disk_.synchronize(paths, done);
+  disk_->synchronize(std::move(paths), [self = shared_from_this(), number = journal_.number()] {
+    kova::mutationQueue.isHere();
+    self->journal_.noteOnDisk(number);
+  });
 }
 
 void KovaQueueManager::persistPushedUrl() {

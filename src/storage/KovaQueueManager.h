@@ -206,7 +206,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   std::size_t droppedSinceRewrite_ KOVA_OF_MUTATION_QUEUE = 0;  // messages that the journal still holds
   KIStoredQueue<Batch> batches_ KOVA_OF_MUTATION_QUEUE;
   KICounters counters_;
-  KIDiskSync disk_;
+  const std::shared_ptr<KIDiskSync> disk_ = std::make_shared<KIDiskSync>();
   // In the batch files that this process has made or read.
   std::map<std::string, std::size_t, std::less<>> messageCounts_ KOVA_OF_MUTATION_QUEUE;
   // An idle app does not write the same empty queue again and again.

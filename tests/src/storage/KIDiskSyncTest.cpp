@@ -17,17 +17,18 @@ class KIDiskSyncTest : public QueueTest {
   // Names below the folder, in their order.
   std::vector<std::string> synchronize() {
     synced.clear();
-    disk.synchronize({folder + "batches", folder + "calls", folder + "missing"});
+    disk->synchronize({folder + "batches", folder + "calls", folder + "missing"});
     device.drain();
     return synced;
   }
 
   const std::string folder = platform::directories().caches + "/";
   std::vector<std::string> synced;
-  KIDiskSync disk{[this](const std::string& path) {
+  bool isFailing = false;
+  const std::shared_ptr<KIDiskSync> disk = std::make_shared<KIDiskSync>([this](const std::string& path) {
     synced.push_back(path.substr(folder.size()));
-    return true;
-  }};
+    return !isFailing;
+  });
 };
 
 TEST_F(KIDiskSyncTest, SyncsWhatHasChangedAndADirectoryBehindItsFiles) {
@@ -44,13 +45,24 @@ TEST_F(KIDiskSyncTest, SyncsWhatHasChangedAndADirectoryBehindItsFiles) {
   EXPECT_THAT(synchronize(), IsEmpty());
 }
 
-TEST_F(KIDiskSyncTest, GivesTheDiskNothingNewWhileItIsAtTheLast) {
-  write("calls");
-  disk.synchronize({folder + "calls"});
-  write("calls");
-  disk.synchronize({folder + "calls"});
+TEST_F(KIDiskSyncTest, GivesTheDiskOneRunAtATimeAndThenWhatIsNew) {
+  int done = 0;
+  for (int i = 0; i < 3; ++i) {
+    write("calls");
+    disk->synchronize({folder + "calls"}, [&done] { ++done; });
+  }
   device.drain();
-  EXPECT_THAT(synced, ElementsAre("calls"));
+  EXPECT_THAT(synced, ElementsAre("calls", "calls"));
+  EXPECT_EQ(done, 2);
+  EXPECT_THAT(synchronize(), IsEmpty());
+}
+
+TEST_F(KIDiskSyncTest, TriesAgainWhatTheDiskHasNotTaken) {
+  write("calls");
+  isFailing = true;
+  disk->synchronize({folder + "calls"}, [] { FAIL() << "it is not on disk"; });
+  device.drain();
+  isFailing = false;
   EXPECT_THAT(synchronize(), ElementsAre("calls"));
 }
 
