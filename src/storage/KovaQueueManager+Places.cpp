@@ -15,24 +15,19 @@ namespace {
 struct Row {
   std::string_view key;
   std::size_t limit;
-  std::vector<Value> merged = {};  // what is stored, and as many of those left as there is room for
+  std::size_t own;  // that wait already
+  std::vector<Value> taken = {};
   std::vector<Value> rest = {};
-  std::size_t taken = 0;
 };
 
 // False when it cannot be told for the moment.
-bool read(Row& row, const KovaPersistentStore& store,
-          const KovaPersistentStore& left) KOVA_ON_MUTATION_QUEUE {
-  const auto own = store.arrayForKey(row.key);
+bool split(Row& row, const KovaPersistentStore& left) KOVA_ON_MUTATION_QUEUE {
   const auto others = left.arrayForKey(row.key);
-  if (own.isUnreadable() || others.isUnreadable()) return false;
-  if (own) row.merged.assign(own->begin(), own->end());
-  if (!others) return true;
-  const std::size_t room = row.limit - std::min(row.limit, row.merged.size());
-  row.taken = std::min(room, others->size());
-  const auto end = others->begin() + static_cast<std::ptrdiff_t>(row.taken);
-  row.merged.insert(row.merged.end(), others->begin(), end);
-  row.rest.assign(end, others->end());
+  if (others.isUnreadable()) return false;
+  const std::size_t mostInAll = row.limit / 2;
+  const std::size_t room = mostInAll - std::min(mostInAll, row.own);
+  for (const Value& other : others.value_or(Array()))
+    (row.taken.size() < room ? row.taken : row.rest).push_back(other);
   return true;
 }
 
@@ -58,25 +53,45 @@ bool KovaQueueManager::isAnythingLeftIn(const KovaPersistentStore& store) {
 
 // Files first: should the process end in between, the next start finds the rows where they were, and takes
 // them over with the files that have been moved already.
-void KovaQueueManager::takeOver(KovaPersistentStore& store, KovaPersistentStore& left, Limits limits) {
-  Row urls{KovaPersistentPropertyKeyQueuedUrlStrings, limits.queuedUrls};
-  Row events{KovaPersistentPropertyKeyQueuedEvents, limits.queuedEvents};
-  Row batches{KovaPersistentPropertyKeyQueuedMessageBatches, limits.queuedMessageBatches};
+void KovaQueueManager::takeOver(KovaPersistentStore& left) {
+  if (!isLoaded()) return;
+  Row urls{KovaPersistentPropertyKeyQueuedUrlStrings, limits_.queuedUrls, urls_.size()};
+  Row events{KovaPersistentPropertyKeyQueuedEvents, limits_.queuedEvents, queuedEvents_.size()};
+  Row batches{KovaPersistentPropertyKeyQueuedMessageBatches, limits_.queuedMessageBatches, batches_.size()};
   const auto rows = {&urls, &events, &batches};
   for (Row* row : rows) {
-    if (!read(*row, store, left)) return;
+    if (!split(*row, left)) return;
   }
-  if (!store.takeFilesOf(left, fileNamesIn(batches.rest))) return;
-  const bool isStored = store.changeInOneStep([&] {
+  if (!persistentStore_->takeFilesOf(left, fileNamesIn(batches.rest))) return;
+  const bool isStored = persistentStore_->changeInOneStep([&] {
     kova::mutationQueue.isHere();
     for (const Row* row : rows) {
-      if (row->taken == 0) continue;
-      store.setObject(Array(row->merged), row->key);
-      left.setObject(Array(row->rest), row->key);
+      if (!row->taken.empty()) left.setObject(Array(row->rest), row->key);
     }
+    append(urls.taken, batches.taken, events.taken);
+    persistQueuedEvents();
   });
   if (!isStored) return;
-  KovaLogDebug("Took up %lu requests, %lu batches and %lu messages of a process that has ended.", urls.taken,
-               batches.taken, events.taken);
+  persistQueuedEvents();
+  KovaLogDebug("Took up %lu requests, %lu batches and %lu messages of a process that has ended.",
+               urls.taken.size(), batches.taken.size(), events.taken.size());
   if (std::all_of(rows.begin(), rows.end(), [](const Row* row) { return row->rest.empty(); })) left.erase();
+}
+
+void KovaQueueManager::append(const std::vector<Value>& urls, const std::vector<Value>& batches,
+                              const std::vector<Value>& events) {
+  for (const String& url : KovaPersistentStore::stringsIn(Array(urls))) {
+    counters_.take(&KovaStatus::requests, &KovaCounts::found, &KovaCounts::waiting);
+    urls_.push(url);
+  }
+  for (const Batch& batch : KovaPersistentStore::dictionariesIn(Array(batches))) {
+    counters_.take(&KovaStatus::events, &KovaCounts::found, &KovaCounts::waiting,
+                   messageCount(batch).value_or(0));
+    batches_.push(batch);
+  }
+  const std::size_t before = queuedEvents_.size();
+  takeIn(mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
+      KovaPersistentStore::dictionariesIn(Array(events))));
+  counters_.take(&KovaStatus::events, &KovaCounts::found, &KovaCounts::waiting,
+                 queuedEvents_.size() - before);
 }

@@ -149,11 +149,10 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void persistQueuedUrlStrings() KOVA_ON_MUTATION_QUEUE { urls_.persist(); }
   void persistQueuedMessageBatches() KOVA_ON_MUTATION_QUEUE { batches_.persist(); }
 
-  // What another process has left in the store of its place, in batches and requests, comes behind what is
-  // stored here, before that is loaded; each as far as the limits allow, the rest waits for a later start.
-  // The place is empty then.
-  static void takeOver(KovaPersistentStore& store, KovaPersistentStore& left,
-                       Limits limits) KOVA_ON_MUTATION_QUEUE;
+  // What another process has left in the store of its place, in batches, requests and single messages, comes
+  // behind what waits here, each until half of its limit is taken: what this process does next finds room.
+  // The rest waits in its place for a later start; a place without a rest is erased. Only when loaded.
+  void takeOver(KovaPersistentStore& left) KOVA_ON_MUTATION_QUEUE;
   static bool isAnythingLeftIn(const KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
 
   // Asked of the stored queues, before any is loaded.
@@ -173,6 +172,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void makeRoomForEvents(std::size_t count) KOVA_ON_MUTATION_QUEUE;
   // Behind those that wait; one with the id of one that waits, in its place.
   void takeIn(std::vector<platform::MutableDictionary> messages) KOVA_ON_MUTATION_QUEUE;
+  void append(const std::vector<platform::Value>& urls, const std::vector<platform::Value>& batches,
+              const std::vector<platform::Value>& events) KOVA_ON_MUTATION_QUEUE;
   // After messages have changed: their texts, here and in the journal.
   void writeTextsAnew() KOVA_ON_MUTATION_QUEUE;
   // Of a batch; none for one of an earlier process that has not been read.

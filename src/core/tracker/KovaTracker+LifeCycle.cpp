@@ -88,6 +88,7 @@ struct KovaTracker::Parts {
   std::shared_ptr<KovaPersistentStore> store;
   std::shared_ptr<KIIdentityManager> identity;
   std::shared_ptr<KovaQueueManager> queues;
+  std::vector<std::shared_ptr<KovaPersistentStore>> left = {};  // by processes that have ended
 
   static Parts ofApp(const std::string& appId, const std::shared_ptr<KovaOptions>& options,
                      const std::shared_ptr<KISerialStateQueue>& mutationQueue) KOVA_ON_MAIN_THREAD;
@@ -99,18 +100,18 @@ KovaTracker::Parts KovaTracker::Parts::ofApp(const std::string& appId,
   const bool isKnown = kova::isInEnvironment<KovaPersistentStore>(appId);
   auto store = KovaPersistentStore::forAppId(appId, kPurgedUrlLimit, kQueueLimits.queuedEvents,
                                              kQueueLimits.queuedMessageBatches);
+  std::vector<std::shared_ptr<KovaPersistentStore>> finished;
   if (!isKnown) {
     kova::mutationQueue.isHere();  // nobody else has the store yet
     for (const auto& left : store->storesLeft()) {
       if (!KovaQueueManager::isAnythingLeftIn(*left)) continue;
       const bool isOwnPlace = left->placeName() == store->placeName();
-      if (finishWorkIn(left, options, mutationQueue) && !isOwnPlace)
-        KovaQueueManager::takeOver(*store, *left, kQueueLimits);
+      if (finishWorkIn(left, options, mutationQueue) && !isOwnPlace) finished.push_back(left);
     }
   }
   auto identity = KIIdentityManager::forStore(store);
   auto queues = KovaQueueManager::forStore(store, kQueueLimits);
-  return {std::move(store), std::move(identity), std::move(queues)};
+  return {std::move(store), std::move(identity), std::move(queues), std::move(finished)};
 }
 
 bool KovaTracker::finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
@@ -150,7 +151,8 @@ KovaTracker::KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
       persistentStore_(std::move(parts.store)),
       identityManager_(std::move(parts.identity)),
       sessionTimer_(std::make_unique<KISessionTimer>(options_)),
-      queueManager_(std::move(parts.queues)) {
+      queueManager_(std::move(parts.queues)),
+      leftStores_(std::move(parts.left)) {
   appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
   sessionManager_ = std::make_unique<KISessionManager>(identityManager_->isFreshStart());
   touchEventCache_ =

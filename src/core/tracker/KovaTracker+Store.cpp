@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "platform/dispatch/Scheduler.h"
 #include "src/core/Guard.h"
@@ -31,6 +32,7 @@ bool KovaTracker::loadStored() {
   if (!identityManager_->load() || !queueManager_->load()) return false;
   if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
   redoLeftCalls();
+  for (const auto& left : std::exchange(leftStores_, {})) queueManager_->takeOver(*left);
   return true;
 }
 

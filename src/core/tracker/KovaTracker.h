@@ -289,6 +289,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   std::unique_ptr<KISessionManager> sessionManager_;
   const std::unique_ptr<KISessionTimer> sessionTimer_;
   std::shared_ptr<KovaQueueManager> queueManager_;
+  // Of processes that have ended; held until what this process has to do itself is done.
+  std::vector<std::shared_ptr<KovaPersistentStore>> leftStores_ KOVA_OF_MUTATION_QUEUE;
   std::shared_ptr<KITouchEventCache> touchEventCache_ KOVA_OF_MAIN_THREAD;
   std::unique_ptr<const KovaRequestBuilder> requestBuilder_;
   std::unique_ptr<const KovaMessageBuilder> messageBuilder_;

@@ -55,3 +55,23 @@ test('each keeps the user that it began with or has set, and the next start has 
   assert.deepEqual([nameOf(fromFirst), fromFirst.user.identity, fromFirst.properties], ['First', undefined, { deck: { string: 'B' } }]);
   assert.deepEqual(others, []);
 });
+
+test('what a process takes over leaves room for what it has to do itself', limits, async (t) => {
+  const road = await Road.open(t);
+  const first = await road.launch({ isOnline: false });
+  const second = await road.launch({ isOnline: false });
+  const left = Array.from({ length: 195 }, (_, number) => String(number));
+  for (const number of left) await second.call('addUserProperties', { left: number });
+  await second.kill();
+  await first.endWithCalls('callAndDie', true);
+
+  const third = await road.launch({ isOnline: false });
+  const own = left.slice(0, 10);
+  for (const number of own) await third.call('addUserProperties', { own: number });
+  await third.kill();
+  await road.messagesAfterRelaunch();
+  assert.deepEqual(await road.parameters('identify', 'i'), ['ann@example.com']);
+  assert.deepEqual(await road.parameters('user-properties', '_own'), own);
+  await road.messagesAfterRelaunch();
+  assert.deepEqual((await road.parameters('user-properties', '_left')).toSorted(), left.toSorted());
+});

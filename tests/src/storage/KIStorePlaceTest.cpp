@@ -69,28 +69,38 @@ TEST_F(KIStorePlaceTest, IsTakenWhenItCanBeToldWhoHasIt) {
   EXPECT_TRUE(second->cacheUrl());
 }
 
-TEST_F(KIStorePlaceTest, GivesWhatIsLeftInItToAnotherAsFarAsThereIsRoom) {
+TEST_F(KIStorePlaceTest, GivesWhatIsLeftInItToAnotherUntilHalfOfEachQueueIsTaken) {
+  constexpr KovaQueueManager::Limits limits{4, 4, 4};
   queues = nullptr;
   const auto first = take();
   const auto second = take();
   second->setObject(Array{"x?1", "x?2", "x?3"}, "queuedPageviews");
+  second->setObject(Array{{{"n", 1}}, {{"n", 2}}, {{"n", 3}}}, "parts");
   const auto file = second->saveJSONObjectToDisk(Array{{{"n", 1}}}).value();
   second->setObject(Array{{{"messagesIdentifier", file}}}, "queuedMessageBatches");
   first->setObject(Array{"x?0"}, "queuedPageviews");
   ASSERT_TRUE(KovaQueueManager::isAnythingLeftIn(*second));
 
-  KovaQueueManager::takeOver(*first, *second, kLimits);
-  EXPECT_EQ(stored("queuedPageviews"), R"(["x?0","x?1","x?2"])");
-  EXPECT_EQ(waitingUrls(*second), 1u);
+  queues = std::make_shared<KovaQueueManager>(first, limits);
+  queues->enqueueMessage(unenriched(0));
+  queues->takeOver(*second);
+  EXPECT_EQ(stored("queuedPageviews"), R"(["x?0","x?1"])");
+  EXPECT_EQ(stored("parts"), R"([{"n":0},{"n":1}])");
+  EXPECT_EQ(waitingUrls(*second), 2u);
+  EXPECT_EQ(waiting(), (Counts{2, 2, 1}));
   EXPECT_THAT(device.batchFiles(), SizeIs(1));
+  queues->takeOver(*second);
+  EXPECT_EQ(waiting(), (Counts{2, 2, 1})) << "there is no more room";
 
   first->setObject(Array(), "queuedPageviews");
-  KovaQueueManager::takeOver(*first, *second, kLimits);
-  EXPECT_EQ(stored("queuedPageviews"), R"(["x?3"])");
+  first->setObject(Array(), "parts");
+  queues = nullptr;
+  queues = std::make_shared<KovaQueueManager>(first, limits);
+  queues->takeOver(*second);
+  EXPECT_EQ(stored("queuedPageviews"), R"(["x?2","x?3"])");
+  EXPECT_EQ(stored("parts"), R"([{"n":2},{"n":3}])");
   EXPECT_FALSE(KovaQueueManager::isAnythingLeftIn(*second));
   EXPECT_FALSE(std::filesystem::exists(device.batchDirectory() + "-2"));
-  queues = std::make_shared<KovaQueueManager>(first, kLimits);
-  EXPECT_EQ(waiting(), (Counts{1, 0, 1}));
 }
 
 TEST_F(KIStorePlaceTest, IsErasedWithAllOthersUnlessSomebodyHasIt) {
