@@ -18,24 +18,32 @@ struct Row {
   std::size_t own;  // that wait already
   std::vector<Value> taken = {};
   std::vector<Value> rest = {};
+  bool isShorter = false;  // the rest than what was there
 };
 
-// False when it cannot be told for the moment.
-bool split(Row& row, const KovaPersistentStore& left) KOVA_ON_MUTATION_QUEUE {
+std::string_view fileNameIn(const Value& batch) {
+  const Value* name = batch.isDictionary() ? batch.dictionary().find("messagesIdentifier") : nullptr;
+  return name ? name->text() : std::string_view();
+}
+
+// Less the batches whose files are named. False when it cannot be told for the moment.
+bool split(Row& row, const KovaPersistentStore& left,
+           const KovaPersistentStore::Names& known = {}) KOVA_ON_MUTATION_QUEUE {
   const auto others = left.arrayForKey(row.key);
   if (others.isUnreadable()) return false;
   const std::size_t mostInAll = row.limit / 2;
   const std::size_t room = mostInAll - std::min(mostInAll, row.own);
-  for (const Value& other : others.value_or(Array()))
-    (row.taken.size() < room ? row.taken : row.rest).push_back(other);
+  for (const Value& other : others.value_or(Array())) {
+    if (!known.contains(fileNameIn(other))) (row.taken.size() < room ? row.taken : row.rest).push_back(other);
+  }
+  row.isShorter = others && row.rest.size() < others->size();
   return true;
 }
 
 KovaPersistentStore::Names fileNamesIn(const std::vector<Value>& batches) {
   KovaPersistentStore::Names names;
   for (const Value& batch : batches) {
-    const Value* name = batch.isDictionary() ? batch.dictionary().find("messagesIdentifier") : nullptr;
-    if (name) names.emplace(name->text());
+    if (const auto name = fileNameIn(batch); !name.empty()) names.emplace(name);
   }
   return names;
 }
@@ -59,14 +67,14 @@ void KovaQueueManager::takeOver(KovaPersistentStore& left) {
   Row events{KovaPersistentPropertyKeyQueuedEvents, limits_.queuedEvents, queuedEvents_.size()};
   Row batches{KovaPersistentPropertyKeyQueuedMessageBatches, limits_.queuedMessageBatches, batches_.size()};
   const auto rows = {&urls, &events, &batches};
-  for (Row* row : rows) {
-    if (!split(*row, left)) return;
-  }
+  // A process that ended while it took over may have brought a file here, or to a place between, whose batch
+  // was found by then, and has its row twice.
+  if (!split(urls, left) || !split(events, left) || !split(batches, left, batchFileNames())) return;
   if (!persistentStore_->takeFilesOf(left, fileNamesIn(batches.rest))) return;
   const bool isStored = persistentStore_->changeInOneStep([&] {
     kova::mutationQueue.isHere();
     for (const Row* row : rows) {
-      if (!row->taken.empty()) left.setObject(Array(row->rest), row->key);
+      if (row->isShorter) left.setObject(Array(row->rest), row->key);
     }
     append(urls.taken, batches.taken, events.taken);
     persistQueuedEvents();

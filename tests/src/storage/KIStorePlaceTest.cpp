@@ -103,6 +103,20 @@ TEST_F(KIStorePlaceTest, GivesWhatIsLeftInItToAnotherUntilHalfOfEachQueueIsTaken
   EXPECT_FALSE(std::filesystem::exists(device.batchDirectory() + "-2"));
 }
 
+TEST_F(KIStorePlaceTest, GivesABatchOnceThatAnEndedProcessHadBegunToTakeOver) {
+  queues = nullptr;
+  const auto first = take();
+  const auto second = take();
+  const auto third = take();
+  const auto file = first->saveJSONObjectToDisk(Array{{{"n", 1}}}).value();
+  for (const auto& store : {second, third})
+    store->setObject(Array{{{"messagesIdentifier", file}}}, "queuedMessageBatches");
+  queues = std::make_shared<KovaQueueManager>(first, KovaQueueManager::Limits{6, 6, 6});
+  for (const auto& store : {second, third}) queues->takeOver(*store);
+  EXPECT_EQ(waiting(), (Counts{0, 0, 1}));
+  EXPECT_FALSE(KovaQueueManager::isAnythingLeftIn(*third));
+}
+
 TEST_F(KIStorePlaceTest, IsErasedWithAllOthersUnlessSomebodyHasIt) {
   queues = nullptr;
   auto first = take();
