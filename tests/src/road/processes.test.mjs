@@ -21,7 +21,7 @@ test('three that start and die at once leave one installation and one user, and 
   const names = messages.map(nameOf);
   const of = (process) => [0, 1, 2].map((number) => `${process}-${number}`);
   const inTurn = Array.from({ length: 21 }, (_, number) => String(number));
-  assert.deepEqual(names.sort(), ['lifecycleEvent', ...of(0), ...of(1), ...of(2), ...inTurn].sort());
+  assert.deepEqual([...names].sort(), ['lifecycleEvent', ...of(0), ...of(1), ...of(2), ...inTurn].sort());
   for (const own of [of(0), of(1), [...of(2), ...inTurn]]) assert.deepEqual(names.filter((name) => own.includes(name)), own);
   assert.equal(new Set(messages.map((message) => message.id)).size, messages.length);
   for (const message of messages)
@@ -73,5 +73,5 @@ test('what a process takes over leaves room for what it has to do itself', limit
   assert.deepEqual(await road.parameters('identify', 'i'), ['ann@example.com']);
   assert.deepEqual(await road.parameters('user-properties', '_own'), own);
   await road.messagesAfterRelaunch();
-  assert.deepEqual((await road.parameters('user-properties', '_left')).sort(), left.sort());
+  assert.deepEqual((await road.parameters('user-properties', '_left')).sort(), [...left].sort());
 });
