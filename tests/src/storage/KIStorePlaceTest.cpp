@@ -109,10 +109,10 @@ TEST_F(KIStorePlaceTest, GivesABatchOnceThatAnEndedProcessHadBegunToTakeOver) {
   const auto second = take();
   const auto third = take();
   const auto file = first->saveJSONObjectToDisk(Array{{{"n", 1}}}).value();
-  for (const auto& store : {second, third})
-    store->setObject(Array{{{"messagesIdentifier", file}}}, "queuedMessageBatches");
+  for (const auto& left : {second, third})
+    left->setObject(Array{{{"messagesIdentifier", file}}}, "queuedMessageBatches");
   queues = std::make_shared<KovaQueueManager>(first, KovaQueueManager::Limits{6, 6, 6});
-  for (const auto& store : {second, third}) queues->takeOver(*store);
+  for (const auto& left : {second, third}) queues->takeOver(*left);
   EXPECT_EQ(waiting(), (Counts{0, 0, 1}));
   EXPECT_FALSE(KovaQueueManager::isAnythingLeftIn(*third));
 }
