@@ -38,9 +38,11 @@ std::uint32_t checkOf(std::string_view record) {
     std::memcpy(&word, record.data(), sizeof word);
     take(word);
   }
-  word = 0;
-  if (!record.empty()) std::memcpy(&word, record.data(), record.size());
-  if (!record.empty()) take(word);
+  if (!record.empty()) {
+    word = 0;
+    std::memcpy(&word, record.data(), record.size());
+    take(word);
+  }
   return static_cast<std::uint32_t>(check);
 }
 

@@ -16,9 +16,10 @@ namespace {
 
 constexpr std::string_view kNumberKey = "journalNumber";
 // What a record begins with; a message begins with a brace.
-constexpr char kNumberMark = '#';           // a number, and nothing else
+constexpr char kNumberMark = '#';  // a number, and nothing else
+constexpr char kCallMark = '@';    // the number of a call, ahead of its message
+
 constexpr std::uint64_t kMany = 256 << 10;  // bytes of messages that have been taken over
-constexpr char kCallMark = '@';             // the number of a call, ahead of its message
 
 // Takes the numbers off that stand ahead of the message.
 void takeCalls(std::string_view& record, KICallLog::Numbers& calls) {

@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <QComboBox>
-#include <QGesture>
-#include <QGestureRecognizer>
 #include <QGraphicsTextItem>
 #include <QGraphicsView>
 #include <QHeaderView>
@@ -19,6 +17,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "tests/platform/qt/Touching.h"
 #include "tests/qt/KovaQtHost.h"
 
 namespace {
@@ -114,15 +113,6 @@ TEST_F(WireTest, OfWidgets) {
                              "touch QSlider#volume sliderReleased", "touch QToolButton#bold <Bold> clicked",
                              "touch QLineEdit#password", "fieldedit QLineEdit#password"));
 }
-
-// A gesture that ends with the release of a button.
-class Touching final : public QGestureRecognizer {
-  QGesture* create(QObject*) override { return new QSwipeGesture; }
-  Result recognize(QGesture*, QObject*, QEvent* event) override {
-    if (event->type() == QEvent::MouseButtonPress) return TriggerGesture;
-    return event->type() == QEvent::MouseButtonRelease ? FinishGesture : Ignore;
-  }
-};
 
 TEST_F(WireTest, OfGesturesThatAreAskedFor) {
   const Qt::GestureType type = QGestureRecognizer::registerRecognizer(new Touching);

@@ -3,8 +3,6 @@
 
 #include <QComboBox>
 #include <QDialog>
-#include <QGesture>
-#include <QGestureRecognizer>
 #include <QLabel>
 #include <QMainWindow>
 #include <QMenuBar>
@@ -22,6 +20,7 @@
 #include "platform/uikit/UIAlertController.h"
 #include "platform/uikit/UIGestureRecognizer.h"
 #include "tests/platform/qt/QtHost.h"
+#include "tests/platform/qt/Touching.h"
 
 namespace platform {
 namespace {
@@ -299,15 +298,6 @@ TEST(QtEvents, TellThatTheProgramOrTheSessionEnds) {
   QCoreApplication::exec();
   EXPECT_THAT(host.take(), ElementsAre("quits"));
 }
-
-// A gesture that ends with the release of a button.
-class Touching final : public QGestureRecognizer {
-  QGesture* create(QObject*) override { return new QSwipeGesture; }
-  Result recognize(QGesture*, QObject*, QEvent* event) override {
-    if (event->type() == QEvent::MouseButtonPress) return TriggerGesture;
-    return event->type() == QEvent::MouseButtonRelease ? FinishGesture : Ignore;
-  }
-};
 
 TEST(QtGestures, AreRecognisersOfWhoAskedForThem) {
   QtHost host;
