@@ -2,6 +2,7 @@
 
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
+import { png } from '../support/png.mjs';
 import { ScriptedApp, buttonBox } from '../support/scripted-app.mjs';
 import { Dashboard, NO_PICTURES, launchBrowser } from './support.mjs';
 
@@ -12,7 +13,8 @@ const WIDTHS = [
   [1424, 1440, 1500, 1600, 1680, 1920],
 ];
 const ZOOMED = [[640, 360], [720, 450], [960, 540]].map(([width, height]) => ({ width, height })); // to 200 %
-const SIZES = [...WIDTHS.flatMap((widths, large) => widths.map((width) => ({ width, height: large ? 900 : 720 }))), ...ZOOMED];
+const TALL = [[1024, 1366], [1200, 1600]].map(([width, height]) => ({ width, height }));
+const SIZES = [...WIDTHS.flatMap((widths, large) => widths.map((width) => ({ width, height: large ? 900 : 720 }))), ...ZOOMED, ...TALL];
 const LONG_NAME = 'The longest name that anybody ever gave to a telephone';
 
 let browsers = [];
@@ -60,8 +62,10 @@ function faults() {
     for (const child of node.children) look(child, inside, isPane ? [] : controls);
   };
   const page = { name: 'the window', left: 0, right: innerWidth, bottom: Infinity };
-  const [picture, detail] = ['.screen-frame img', '#detail'].map((one) => document.querySelector(one)?.getBoundingClientRect());
-  if (innerWidth >= 1024 && picture?.height < detail.height - 80) found.push('the picture has not the height of its pane');
+  const parts = ['.screen-frame img', '#detail', '.about'].map((one) => document.querySelector(one)?.getBoundingClientRect());
+  const [picture, detail, about] = parts;
+  const hasRoom = picture && picture.height < detail.height - 80 && about.width > 301;
+  if (innerWidth >= 1024 && hasRoom) found.push(`the picture is ${picture.height} high, with room for more`);
   const listed = document.querySelector('#main[data-view="events"]:not([data-opened])');
   for (const one of ['.follow', '#connect button'])
     if (listed && !document.querySelector(one).checkVisibility()) found.push(`${one} is out of reach`);
@@ -91,10 +95,10 @@ test('no pane’s content leaves its pane, from 360 to 1920 pixels, in wide and 
   const pages = [dashboard.page, await dashboard.pageIn(t, browsers[1])];
   const inEach = (act) => Promise.all(pages.map(act));
   const show = (selector, hasText) => inEach((page) => page.locator(selector, { hasText }).waitFor());
-  const holds = async (state) => {
+  const holds = async (state, sizes = SIZES) => {
     const wrong = {};
     await inEach(async (page, index) => {
-      for (const size of SIZES) {
+      for (const size of sizes) {
         await page.setViewportSize(size);
         const found = await page.evaluate(faults);
         if (found.length > 0) wrong[`${FONTS[index]}, ${size.width} x ${size.height}`] = found;
@@ -128,6 +132,10 @@ test('no pane’s content leaves its pane, from 360 to 1920 pixels, in wide and 
   await show('.foot .count', '500 of the last 500 events');
   await show('.matches', /Matches \d+ of/);
   await holds('two devices, 500 events');
+  ada.touch({ full_image_data: png(1194, 834, []).toString('base64'), event: { targetText: 'On its side' } });
+  await inEach((page) => page.locator('.row', { hasText: 'On its side' }).click());
+  await show('#detail h2', 'On its side');
+  await holds('a picture that is wider than high', [{ width: 1280, height: 720 }, { width: 1920, height: 900 }, ...TALL]);
   await dashboard.page.setViewportSize({ width: 1280, height: 720 });
   await dashboard.page.locator('.menu summary').click();
   await dashboard.isAccessible();
