@@ -158,7 +158,7 @@ test('what is followed, filtered, searched and selected stands in the address, a
   await dashboard.showsEvent('Opened Linen shirt');
   const follow = dashboard.button('Follow newest');
   await follow.click();
-  app.touch({ event: { targetText: 'Three' }, over: { timestamp: '1732190000000' } }); // by a clock that was set back
+  app.touch({ event: { targetText: 'Three' }, over: { timestamp: '1732180000000' } }); // by a clock that was set back
   await dashboard.hasRows(4);
   await dashboard.showsEvent('Opened Linen shirt');
   assert.equal(await follow.getAttribute('aria-pressed'), 'false');
@@ -166,6 +166,11 @@ test('what is followed, filtered, searched and selected stands in the address, a
   await dashboard.showsEvent('Tapped Three');
   assert.equal(await follow.getAttribute('aria-pressed'), 'true');
   await page.waitForFunction(() => location.hash === '');
+  app.pageview({ pageview: { title: 'Basket' } });
+  await dashboard.showsEvent('Opened Basket');
+  app.touch({ event: { targetText: 'Four' }, over: { timestamp: '1732190000004' } }); // held back until its action was known
+  await dashboard.hasRows(6);
+  await dashboard.showsEvent('Opened Basket');
 
   const { writes, seconds } = await page.evaluate(async () => {
     const begun = performance.now();
@@ -181,17 +186,17 @@ test('what is followed, filtered, searched and selected stands in the address, a
   await dashboard.row('Two').click();
   await dashboard.button('Touch').click();
   await page.getByRole('searchbox').fill('t');
-  await dashboard.hasRows(3);
+  await dashboard.hasRows(4);
   await page.getByRole('searchbox').fill('two');
   await dashboard.hasRows(1);
   await page.waitForFunction(() => location.hash === '#event=2&kinds=touch&q=two');
   await page.reload();
   await dashboard.hasRows(1);
   await dashboard.showsEvent('Tapped Two');
-  await dashboard.shows('.count:visible >> nth=-1', '1 of 4 events');
+  await dashboard.shows('.count:visible >> nth=-1', '1 of 6 events');
   await page.getByRole('searchbox').fill('nothing');
   await dashboard.button('Show all events').click();
-  await dashboard.hasRows(4);
+  await dashboard.hasRows(6);
   await page.waitForFunction(() => location.hash === '#event=2');
   await page.goto(`${dashboard.url}/visualizer/#event=77`);
   await dashboard.shows('#notices', 'Event 77 was cleared from this page, or is none of the last 500.');

@@ -5,7 +5,7 @@
 import { cardsOf, deviceName } from './device-cards.mjs';
 import { kindOf, titleOf } from './format.mjs';
 import { remember, remembered } from './remembered.mjs';
-import { insertByTime } from './story.mjs';
+import { insertByTime, newestOf } from './story.mjs';
 
 const ENVIRONMENT = 'environment-id';
 const CLEARED = 'cleared-at';
@@ -20,7 +20,7 @@ export class Store {
   events = []; // those that this page shows, by their own time, oldest first
   filter = { text: '', kinds: new Set(), device: null }; // no kinds: all of them; the device is a card's key
   selected = null; // the summary in the detail; it may outlive its place among the events
-  following = true; // of the events that the filter lets through, the last to arrive is the selected one
+  following = true; // of the events that the filter lets through, the newest is the selected one
   matches = new Set(); // ids of the events that go through the node that is looked at
 
   #arrived = []; // all that the service keeps, in the order of arrival
@@ -181,8 +181,7 @@ export class Store {
     const change = this.#changed;
     this.#changed = null;
     if (this.following) {
-      // Not the last by its own time: a clock that is ahead would hold the page for ever, and a touch comes after its screen.
-      const newest = this.visibleEvents().reduce((last, summary) => (last?.id > summary.id ? last : summary), null);
+      const newest = newestOf(this.visibleEvents());
       if (newest !== this.selected) change.selection = true;
       this.selected = newest;
     }

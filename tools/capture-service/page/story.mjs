@@ -1,6 +1,7 @@
 // Events in the order in which they happened, and in scenes: what was done on one screen, in one go.
 
 const GAP_MS = 5000; // that is worth a line of its own
+const LATE_MS = 2000; // a live event comes sooner: one that seems later has another clock
 
 /**
  * When the event happened. An installation says when the app was installed, which may be long ago; it stands where it
@@ -15,6 +16,19 @@ export function insertByTime(events, summary) {
   let index = events.length;
   while (index > 0 && happenedAt(events[index - 1]) > at) index--;
   events.splice(index, 0, summary);
+}
+
+/**
+ * The event to look at while the newest is followed; null when there is none. It is the newest by its own time, as on top of
+ * the list, unless a clock is ahead of the clock of what came in live after it: that would hold the page for as long.
+ */
+export function newestOf(events) {
+  const arrived = [...events].sort((one, other) => one.id - other.id);
+  const isNewer = (summary, newest) => {
+    const late = happenedAt(newest) - happenedAt(summary);
+    return late <= 0 || (late > LATE_MS && !summary.uploaded);
+  };
+  return arrived.reduce((newest, summary) => (!newest || isNewer(summary, newest) ? summary : newest), null);
 }
 
 const sessionKey = ({ device, session, user }) => JSON.stringify([session ?? device, user]);
