@@ -107,7 +107,7 @@ export class DeviceCard {
       ),
       deviceAction(device, connection),
       device.state === 'asked' && pairCode(device),
-      advice && el('p', { class: 'advice', text: advice }),
+      advice && el('details', { class: 'advice' }, el('summary', { text: 'What to do' }), el('p', { text: advice })),
       historyOf(card),
     );
   }
