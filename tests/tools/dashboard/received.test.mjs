@@ -60,7 +60,7 @@ test('what was received: from the file and live, the refused in front, by sessio
   const screens = page.locator('.session[open]'); // only the one that came first is open by itself
   assert.deepEqual(await screens.locator('.mark-word').allTextContents(), ['sent again']);
   await screens.locator('.record summary').first().click();
-  assert.match(await screens.locator('.facts').innerText(), /sp t\s+100%\s+k plan type\s+pro&more$/);
+  assert.match(await screens.locator('.facts').innerText(), /sp t\s+100%\s+k plan type\s+pro&more\s+Without a value\s+d, y$/);
   const session = page.locator('.session', { hasText: 'User 73' });
   await session.evaluate((details) => (details.open = true));
   const record = session.locator('.record', { hasText: evil });

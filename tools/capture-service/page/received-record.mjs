@@ -41,7 +41,7 @@ function inside(record, faults) {
   const title = rawTitleOf(record);
   return [
     ...faults.map((text) => el('p', { class: 'fault', text })),
-    el('dl', { class: 'facts' }, ...factRows(fieldsOf(record))),
+    el('dl', { class: 'facts' }, ...factRows(withEmptyInOne(fieldsOf(record)))),
     el('p', { class: 'line spread' }, el('strong', { text: title }), copyButton('Copy', () => raw)),
     el('pre', { class: 'message', tabindex: '0', 'aria-label': title }, ...(isJson ? colouredJson(raw) : [raw])),
   ];
@@ -52,6 +52,12 @@ function rawTitleOf({ message, log, bodyBytes }) {
   if (message !== undefined) return 'The message, as JSON';
   if (log !== undefined) return 'The log, as JSON';
   return bodyBytes > KEPT_BYTES ? `As sent, the first ${KEPT_BYTES.toLocaleString()} of ${bodyBytes.toLocaleString()} bytes` : 'As sent';
+}
+
+/** Fields with a value a line each; the names of the others in one. */
+function withEmptyInOne(fields) {
+  const empty = fields.filter(([, value]) => value === '').map(([name]) => name);
+  return [...fields.filter(([, value]) => value !== ''), ...(empty.length > 0 ? [['Without a value', empty.join(', ')]] : [])];
 }
 
 /** What of a pixel is encoded twice, under its parameter's name. */
