@@ -24,7 +24,7 @@ export class Timeline {
 
   #follow = el(
     'button',
-    { class: 'follow', title: 'Select each new event as it arrives' },
+    { class: 'follow', title: 'Select the newest event whenever one arrives' },
     el('span', { class: 'dot', 'aria-hidden': true }),
     el('span', { text: 'Follow newest' }),
   );
