@@ -123,6 +123,14 @@ Suites& suites() {
   return instance;
 }
 
+UserDefaultsDatabase::Revision revisionOfText(NSUserDefaults::Revision revision) {
+  return [revision = std::move(revision)](const std::optional<std::string>& stored) {
+    const auto value = revision(stored ? fromStoredForm(*stored) : std::nullopt);
+    auto text = value ? storedForm(*value) : std::nullopt;
+    return value && !text ? stored : text;
+  };
+}
+
 void logAll(const std::vector<std::string>& lines) {
   for (const std::string& line : lines) NSLog(line);
 }
@@ -149,6 +157,39 @@ std::shared_ptr<NSUserDefaults> NSUserDefaults::withSuiteName(std::string_view s
   return defaults;
 }
 
+// Stored forms by key, none removing the key, and revisions of what is stored; a key is in one of the two.
+struct NSUserDefaults::Piece {
+  UserDefaultsDatabase::Changes texts;
+  UserDefaultsDatabase::Revisions revisions;
+
+  const std::string& anyKey() const {
+    return texts.empty() ? revisions.begin()->first : texts.begin()->first;
+  }
+  bool contains(std::string_view key) const { return texts.contains(key) || revisions.contains(key); }
+  bool sharesKeyWith(const Piece& other) const {
+    const auto contained = [this](const auto& entry) { return contains(entry.first); };
+    return std::any_of(other.texts.begin(), other.texts.end(), contained) ||
+           std::any_of(other.revisions.begin(), other.revisions.end(), contained);
+  }
+  void set(const std::string& key, std::optional<std::string> text) {
+    revisions.erase(key);
+    texts.insert_or_assign(key, std::move(text));
+  }
+  void revise(const std::string& key, const UserDefaultsDatabase::Revision& revision) {
+    if (const auto text = texts.find(key); text != texts.end()) {
+      text->second = revision(text->second);
+    } else {
+      revisions[key].push_back(revision);
+    }
+  }
+  void add(const Piece& later) {
+    for (const auto& [key, text] : later.texts) set(key, text);
+    for (const auto& [key, those] : later.revisions) {
+      for (const auto& revision : those) revise(key, revision);
+    }
+  }
+};
+
 NSUserDefaults::NSUserDefaults(std::string path)
     : path_(std::move(path)), database_(std::make_unique<UserDefaultsDatabase>(path_)) {}
 
@@ -165,32 +206,39 @@ bool NSUserDefaults::setObjectIfAbsent(const Value& value, std::string_view key)
   return pending_.empty() && database_->writeIfAbsent(key, *text);
 }
 
-void NSUserDefaults::removeObjectForKey(std::string_view key) { store({{std::string(key), std::nullopt}}); }
+void NSUserDefaults::removeObjectForKey(std::string_view key) {
+  setObjects({{std::string(key), std::nullopt}});
+}
 
 bool NSUserDefaults::setObjects(const Changes& changes) {
-  Texts texts;
-  for (const auto& [key, value] : changes) {
+  Piece piece;
+  for (const auto& [key, change] : changes) {
+    if (const auto* revision = std::get_if<Revision>(&change)) {
+      piece.revise(key, revisionOfText(*revision));
+      continue;
+    }
+    const auto& value = std::get<std::optional<Value>>(change);
     std::optional<std::string> text = value ? storedForm(*value) : std::nullopt;
     if (value && !text) {
       NSLog("NSUserDefaults: refused to store a value for the key \"" + key +
             "\": it holds an object, a dictionary key that is no string, or too many levels.");
       return false;
     }
-    texts.insert_or_assign(key, std::move(text));
+    piece.set(key, std::move(text));
   }
-  return texts.empty() || store(std::move(texts));
+  return changes.empty() || store(std::move(piece));
 }
 
-bool NSUserDefaults::store(Texts texts) {
+bool NSUserDefaults::store(Piece piece) {
   std::vector<std::string> reports;
   bool isStored;
   {
     MutexLock lock(mutex_);
     const bool areOthersPending = !pending_.empty();
-    isStored = !areOthersPending && database_->write(texts);
+    isStored = !areOthersPending && database_->write(piece.texts, piece.revisions);
     if (!isStored) {
-      const std::string anyKey = texts.begin()->first;
-      keepPending(std::move(texts));
+      const std::string anyKey = piece.anyKey();
+      keepPending(std::move(piece));
       if (areOthersPending) writePending();
       isStored = !findPending(anyKey);
     }
@@ -200,30 +248,42 @@ bool NSUserDefaults::store(Texts texts) {
   return isStored;
 }
 
-// Newer texts win. Pieces that share a key become one, since neither may be stored without the other.
-void NSUserDefaults::keepPending(Texts texts) {
-  for (auto piece = pending_.begin(); piece != pending_.end();) {
-    const bool sharesKey = std::any_of(piece->begin(), piece->end(),
-                                       [&texts](const auto& entry) { return texts.contains(entry.first); });
-    if (sharesKey) texts.merge(*piece);
-    piece = sharesKey ? pending_.erase(piece) : std::next(piece);
+// Pieces that share a key become one, since neither may be stored without the other.
+void NSUserDefaults::keepPending(Piece piece) {
+  Piece whole;
+  for (auto earlier = pending_.begin(); earlier != pending_.end();) {
+    const bool isPart = earlier->sharesKeyWith(piece);
+    if (isPart) whole.add(*earlier);
+    earlier = isPart ? pending_.erase(earlier) : std::next(earlier);
   }
-  pending_.push_back(std::move(texts));
+  whole.add(piece);
+  pending_.push_back(std::move(whole));
 }
 
 // Each piece by itself: what has room is stored, whatever else has none.
 void NSUserDefaults::writePending() {
   for (auto piece = pending_.begin(); piece != pending_.end();) {
-    piece = database_->write(*piece) ? pending_.erase(piece) : std::next(piece);
+    const bool isWritten = database_->write(piece->texts, piece->revisions);
+    piece = isWritten ? pending_.erase(piece) : std::next(piece);
   }
   if (pending_.empty()) database_->forgetReportedFailures();
 }
 
-const std::optional<std::string>* NSUserDefaults::findPending(std::string_view key) const {
-  for (const Texts& piece : pending_) {
-    if (const auto found = piece.find(key); found != piece.end()) return &found->second;
-  }
-  return nullptr;
+const NSUserDefaults::Piece* NSUserDefaults::findPending(std::string_view key) const {
+  const auto found = std::find_if(pending_.begin(), pending_.end(),
+                                  [key](const Piece& piece) { return piece.contains(key); });
+  return found == pending_.end() ? nullptr : &*found;
+}
+
+Reading<std::string> NSUserDefaults::readText(std::string_view key) {
+  const Piece* waiting = findPending(key);
+  if (!waiting) return database_->read(key);
+  if (const auto text = waiting->texts.find(key); text != waiting->texts.end()) return text->second;
+  Reading<std::string> stored = database_->read(key);
+  if (stored.isUnreadable()) return stored;
+  std::optional<std::string> text = std::move(stored);
+  for (const auto& revision : waiting->revisions.find(key)->second) text = revision(text);
+  return text;
 }
 
 Reading<Value> NSUserDefaults::objectForKey(std::string_view key) {
@@ -231,8 +291,7 @@ Reading<Value> NSUserDefaults::objectForKey(std::string_view key) {
   std::vector<std::string> reports;
   {
     MutexLock lock(mutex_);
-    const auto* waiting = findPending(key);
-    text = waiting ? Reading<std::string>(*waiting) : database_->read(key);
+    text = readText(key);
     reports = database_->takeReports();
   }
   logAll(reports);

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "platform/foundation/Reading.h"
@@ -36,10 +38,10 @@ class UserDefaultsDatabase;
 // A database that is damaged is moved aside, as "<suite>.sqlite.corrupt-<time>", and a new one begun. Each
 // cause is logged once until it has passed.
 //
-// Any thread. One mutex a suite, held while the database is read or written, never while text is made or a
-// line is logged. A call waits for another process for 100 ms at most; as long as that process goes on, later
-// calls do not wait at all, as with a store that cannot be used. A child that was forked, and has started no
-// program of its own, must not use it.
+// Any thread. One mutex a suite, held while the database is read or written and stored values are revised,
+// never while a line is logged. A call waits for another process for 100 ms at most; as long as that process
+// goes on, later calls do not wait at all, as with a store that cannot be used. A child that was forked, and
+// has started no program of its own, must not use it.
 class NSUserDefaults {
  public:
   // The application's own, named by its identifier. Lives as long as the process.
@@ -58,8 +60,11 @@ class NSUserDefaults {
   bool setObjectIfAbsent(const Value& value, std::string_view key);
   void removeObjectForKey(std::string_view key);
   // Several keys in one step, a value of none removing its key: all of them are stored or none, whenever the
-  // process ends. A value that is refused refuses them all.
-  using Changes = std::vector<std::pair<std::string, std::optional<Value>>>;
+  // process ends. A value that is refused refuses them all. A revision makes the new value of the one that is
+  // stored by then, or of none, and nobody else changes that meanwhile; it must not use the suite itself, and
+  // is made again whenever it could not be stored. One that makes what has no stored form changes nothing.
+  using Revision = std::function<std::optional<Value>(const std::optional<Value>& stored)>;
+  using Changes = std::vector<std::pair<std::string, std::variant<std::optional<Value>, Revision>>>;
   bool setObjects(const Changes& changes);
 
   // "Unreadable" where something may be stored that cannot be read for the moment; "none" also where there is
@@ -79,19 +84,18 @@ class NSUserDefaults {
  private:
   explicit NSUserDefaults(std::string path);
 
-  // Stored forms by key; none removes the key.
-  using Texts = std::map<std::string, std::optional<std::string>, std::less<>>;
-  bool store(Texts texts);
-  void keepPending(Texts texts) PLATFORM_REQUIRES(mutex_);
+  struct Piece;  // what belongs together
+  bool store(Piece piece);
+  void keepPending(Piece piece) PLATFORM_REQUIRES(mutex_);
   void writePending() PLATFORM_REQUIRES(mutex_);
-  const std::optional<std::string>* findPending(std::string_view key) const PLATFORM_REQUIRES(mutex_);
+  const Piece* findPending(std::string_view key) const PLATFORM_REQUIRES(mutex_);
+  Reading<std::string> readText(std::string_view key) PLATFORM_REQUIRES(mutex_);
 
   const std::string path_;
   Mutex mutex_;
   const std::unique_ptr<UserDefaultsDatabase> database_ PLATFORM_PT_GUARDED_BY(mutex_);
-  // What could not be written yet, and stands before what the database holds: what belongs together in one
-  // piece, each key once.
-  std::vector<Texts> pending_ PLATFORM_GUARDED_BY(mutex_);
+  // What could not be written yet, and stands before what the database holds: each key in one piece.
+  std::vector<Piece> pending_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

@@ -10,6 +10,24 @@
 
 using namespace platform;
 
+namespace {
+
+bool areEqual(const Value* one, const Value* other) { return one && other ? *one == *other : one == other; }
+
+// The change from `before` to `after`, but for entries that another process has changed meanwhile.
+void changeWhatIsAsBefore(MutableDictionary& shared, const Dictionary& before, const Dictionary& after) {
+  for (const auto& [key, value] : before) {
+    const bool isRemoved = !after.find(key.text());
+    if (isRemoved && areEqual(shared.find(key.text()), &value)) shared.remove(key.text());
+  }
+  for (const auto& [key, value] : after) {
+    const Value* old = before.find(key.text());
+    if (!areEqual(old, &value) && areEqual(shared.find(key.text()), old)) shared.set(key.text(), value);
+  }
+}
+
+}  // namespace
+
 KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore, Origin origin)
     : origin_(origin), persistentStore_(std::move(persistentStore)) {
   load();
@@ -18,8 +36,10 @@ KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persis
 bool KIIdentityManager::load() {
   if (isLoaded_) return true;
   const KovaPersistentStore& store = *persistentStore_;
-  const bool isOfPlace =
-      origin_ == Origin::Place && store.stringForKey(KovaPersistentPropertyKeyUserId).has_value();
+  const auto userOfPlace =
+      origin_ == Origin::Place ? store.stringForKey(KovaPersistentPropertyKeyUserId) : Reading<std::string>();
+  if (userOfPlace.isUnreadable()) return false;
+  const bool isOfPlace = userOfPlace.has_value();
   const auto textForKey = [&](std::string_view key) KOVA_ON_MUTATION_QUEUE {
     return isOfPlace ? store.stringForKey(key) : store.sharedStringForKey(key);
   };
@@ -29,6 +49,7 @@ bool KIIdentityManager::load() {
                                     : store.sharedDictionaryForKey(KovaPersistentPropertyKeyEventProperties);
   if (identity.isUnreadable() || userId.isUnreadable() || properties.isUnreadable()) return false;
   isLoaded_ = true;
+  mayChangeShared_ = !isOfPlace || isSharedUser(identity, userId);
 
   const bool isStoredPerson = identity && urlEncodedIdentity() == identity.value();
   if (hasChangedUnloaded_ && !isStoredPerson) {
@@ -79,17 +100,30 @@ void KIIdentityManager::assumeUser() {
   if (userId().empty()) generateUserId();
 }
 
-void KIIdentityManager::storeUser() {
-  if (isLoaded_) persistentStore_->setSharedObject(Value(userId()), KovaPersistentPropertyKeyUserId);
+bool KIIdentityManager::isSharedUser(const Reading<std::string>& identity,
+                                     const Reading<std::string>& userId) const {
+  const auto sharedIdentity =
+      persistentStore_->sharedStringForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+  const auto sharedUserId = persistentStore_->sharedStringForKey(KovaPersistentPropertyKeyUserId);
+  const bool isReadable = !sharedIdentity.isUnreadable() && !sharedUserId.isUnreadable();
+  return isReadable && sharedIdentity.value_or("") == identity.value_or("") &&
+         sharedUserId.value_or("") == userId.value_or("");
 }
 
-void KIIdentityManager::storeIdentity() {
+void KIIdentityManager::store(const std::optional<std::string>& text, std::string_view key) {
   if (!isLoaded_) return;
-  if (const auto identity = urlEncodedIdentity()) {
-    persistentStore_->setSharedObject(Value(*identity), KovaPersistentPropertyKeyUrlEncodedIdentity);
+  KovaPersistentStore& store = *persistentStore_;
+  if (mayChangeShared_) {
+    text ? void(store.setSharedObject(Value(*text), key)) : store.removeSharedObjectForKey(key);
   } else {
-    persistentStore_->removeSharedObjectForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+    text ? void(store.setObject(Value(*text), key)) : store.removeObjectForKey(key);
   }
+}
+
+void KIIdentityManager::storeUser() { store(userId(), KovaPersistentPropertyKeyUserId); }
+
+void KIIdentityManager::storeIdentity() {
+  store(urlEncodedIdentity(), KovaPersistentPropertyKeyUrlEncodedIdentity);
 }
 
 std::shared_ptr<KIIdentityManager> KIIdentityManager::forStore(
@@ -218,20 +252,22 @@ void KIIdentityManager::removeEventProperty(std::string_view name) {
 void KIIdentityManager::resetEventProperties() { setEventProperties(std::nullopt); }
 
 void KIIdentityManager::changeEventProperties(const PropertiesChange& change) {
-  MutableDictionary changed(eventProperties_);
+  const Dictionary before = eventProperties_;
+  MutableDictionary changed(before);
   change(changed);
   eventProperties_ = Dictionary(std::move(changed));
   if (!isLoaded_) return changesUnloaded_.push_back(change);
-  const Dictionary& own = eventProperties_;
-  if (!persistentStore_->place().mayHaveOthers()) {
-    persistentStore_->setSharedObject(own, KovaPersistentPropertyKeyEventProperties);
-    return;
-  }
-  const auto stored = persistentStore_->sharedDictionaryForKey(KovaPersistentPropertyKeyEventProperties);
-  MutableDictionary shared(stored ? *stored : Dictionary());
-  change(shared);
-  persistentStore_->setSharedObject(stored.isUnreadable() ? own : Dictionary(std::move(shared)),
-                                    KovaPersistentPropertyKeyEventProperties);
-  if (!persistentStore_->place().isFirst())
-    persistentStore_->setObject(own, KovaPersistentPropertyKeyEventProperties);
+  const auto revise = [change, before, own = eventProperties_,
+                       isLate = origin_ == Origin::Place](const std::optional<Dictionary>& stored) {
+    if (!stored) return own;
+    MutableDictionary shared(*stored);
+    isLate ? changeWhatIsAsBefore(shared, before, own) : change(shared);
+    return Dictionary(std::move(shared));
+  };
+  persistentStore_->changeInOneStep([&] {
+    kova::mutationQueue.isHere();
+    if (!persistentStore_->place().isFirst())
+      persistentStore_->setObject(eventProperties_, KovaPersistentPropertyKeyEventProperties);
+    persistentStore_->reviseSharedDictionary(KovaPersistentPropertyKeyEventProperties, revise);
+  });
 }

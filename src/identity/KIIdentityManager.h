@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/Mutex.h"
 #include "src/core/Threads.h"
@@ -86,6 +87,10 @@ class KIIdentityManager {
   void takeUp(std::optional<std::string> identity,
               const std::optional<std::string>& userId) KOVA_ON_MUTATION_QUEUE;
   void agreeOnUserId() KOVA_ON_MUTATION_QUEUE;
+  bool isSharedUser(const platform::Reading<std::string>& identity,
+                    const platform::Reading<std::string>& userId) const KOVA_ON_MUTATION_QUEUE;
+  // None removes it.
+  void store(const std::optional<std::string>& text, std::string_view key) KOVA_ON_MUTATION_QUEUE;
   void storeUser() KOVA_ON_MUTATION_QUEUE;
   void storeIdentity() KOVA_ON_MUTATION_QUEUE;
   // For the next process in this place.
@@ -93,6 +98,9 @@ class KIIdentityManager {
 
   const Origin origin_;
   bool isLoaded_ KOVA_OF_MUTATION_QUEUE = false;
+  // False for the user of a place when the processes of the app share another one by now: what was still to
+  // be done there is older than that.
+  bool mayChangeShared_ KOVA_OF_MUTATION_QUEUE = true;
   // Identified or reset before it was loaded; and changes of event properties since then, in order.
   bool hasChangedUnloaded_ KOVA_OF_MUTATION_QUEUE = false;
   std::vector<PropertiesChange> changesUnloaded_ KOVA_OF_MUTATION_QUEUE;

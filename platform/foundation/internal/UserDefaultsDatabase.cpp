@@ -13,14 +13,13 @@
 #include <utility>
 
 #include "platform/foundation/NSFileManager.h"
-#include "platform/foundation/internal/FileDescriptor.h"
+#include "platform/foundation/internal/DirectoryLock.h"
 
 namespace platform {
 
 namespace {
 
 constexpr std::chrono::milliseconds kLongestWait{100};
-constexpr std::chrono::milliseconds kPause{2};
 constexpr mode_t kFileMode = 0600;
 
 // After a commit the log is in the file system's hands, which the death of a process leaves alone; the disk
@@ -42,39 +41,6 @@ constexpr const char* kDelete = "DELETE FROM defaults WHERE key = ?1";
 // What preparing our statements answers for a sound database whose table is missing, or is another's.
 constexpr int kTableMissing = SQLITE_ERROR;
 constexpr int kTableForeign = SQLITE_ERROR;
-
-// Held while databases of a directory are opened (shared) or made and moved (exclusive). SQLite finds a log
-// by its name: without this lock, a process could join an old database to the log of a new one.
-class DirectoryLock {
- public:
-  template <class IsTimeLeft>
-  DirectoryLock(const std::string& directory, int mode, IsTimeLeft isTimeLeft)
-      : file_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    while (file_.isOpen() && ::flock(file_.number(), mode | LOCK_NB) != 0) {
-      if (errno == EINTR) continue;
-      if (errno != EWOULDBLOCK) return;
-      if (!isTimeLeft()) {
-        isHeldByAnother_ = true;
-        return;
-      }
-      std::this_thread::sleep_for(kPause);
-    }
-  }
-  // Closing alone would leave the lock with a child that was forked meanwhile.
-  ~DirectoryLock() {
-    if (file_.isOpen()) ::flock(file_.number(), LOCK_UN);
-  }
-  DirectoryLock(const DirectoryLock&) = delete;
-  DirectoryLock& operator=(const DirectoryLock&) = delete;
-
-  // In vain: another process has kept it. A directory that cannot be opened, or whose file system knows no
-  // locks, has none to wait for.
-  bool isHeldByAnother() const { return isHeldByAnother_; }
-
- private:
-  const FileDescriptor file_;
-  bool isHeldByAnother_ = false;
-};
 
 bool isDamage(int code) {
   const int primary = code & 0xff;
@@ -125,29 +91,35 @@ Reading<std::string> UserDefaultsDatabase::read(std::string_view key) {
   beginWaiting();
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (!ensureOpen()) return isUnreadable_ ? Reading<std::string>::unreadable() : std::nullopt;
-    sqlite3_stmt* statement = select_.get();
-    bindText(statement, 1, key);
-    const int code = sqlite3_step(statement);
     std::optional<std::string> text;
-    if (code == SQLITE_ROW) {
-      const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
-      if (bytes) text.emplace(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, 0)));
-    }
-    const int failure = sqlite3_reset(statement);
+    const int code = select(key, text);
     noteOutcome(code);
-    if (code == SQLITE_DONE || text) return text;
-    if (!overcome(failure != SQLITE_OK ? failure : sqlite3_extended_errcode(connection_.get())))
-      return Reading<std::string>::unreadable();
+    if (code == SQLITE_OK) return text;
+    if (!overcome(code)) return Reading<std::string>::unreadable();
   }
   return std::nullopt;
 }
 
-bool UserDefaultsDatabase::write(const Changes& changes) {
+int UserDefaultsDatabase::select(std::string_view key, std::optional<std::string>& text) {
+  sqlite3_stmt* statement = select_.get();
+  bindText(statement, 1, key);
+  const int code = sqlite3_step(statement);
+  if (code == SQLITE_ROW) {
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+    if (bytes) text.emplace(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, 0)));
+  }
+  const int failure = sqlite3_reset(statement);
+  if (code == SQLITE_DONE || text) return SQLITE_OK;
+  return failure != SQLITE_OK ? failure : sqlite3_extended_errcode(connection_.get());
+}
+
+bool UserDefaultsDatabase::write(const Changes& changes, const Revisions& revisions) {
   beginWaiting();
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (!ensureOpen()) return false;
+    const bool isOne = changes.size() == 1 && revisions.empty();
     const int code =
-        changes.size() == 1 ? apply(changes.begin()->first, changes.begin()->second) : applyTogether(changes);
+        isOne ? apply(changes.begin()->first, changes.begin()->second) : applyTogether(changes, revisions);
     noteOutcome(code);
     if (code == SQLITE_OK) return true;
     if (!overcome(code)) return false;
@@ -182,7 +154,7 @@ void UserDefaultsDatabase::noteOutcome(int code) { hasWaitedInVain_ = (code & 0x
 
 int UserDefaultsDatabase::waitForOthers(void* self, int) {
   if (!static_cast<UserDefaultsDatabase*>(self)->isTimeLeft()) return 0;
-  std::this_thread::sleep_for(kPause);
+  std::this_thread::sleep_for(DirectoryLock::kPause);
   return 1;
 }
 
@@ -206,16 +178,35 @@ int UserDefaultsDatabase::apply(std::string_view key, const std::optional<std::s
   return sqlite3_reset(kept.get());
 }
 
-int UserDefaultsDatabase::applyTogether(const Changes& changes) {
+int UserDefaultsDatabase::applyTogether(const Changes& changes, const Revisions& revisions) {
   int code = execute("BEGIN IMMEDIATE");
   if (code != SQLITE_OK) return code;
-  for (const auto& [key, text] : changes) {
-    code = apply(key, text);
-    if (code != SQLITE_OK) break;
+  try {
+    code = applyAll(changes, revisions);
+  } catch (...) {  // a revision had no memory
+    execute("ROLLBACK");
+    throw;
   }
   if (code == SQLITE_OK) code = execute("COMMIT");
   // SQLite has rolled back some failures by itself; there is none open then.
   if (code != SQLITE_OK) execute("ROLLBACK");
+  return code;
+}
+
+int UserDefaultsDatabase::applyAll(const Changes& changes, const Revisions& revisions) {
+  int code = SQLITE_OK;
+  for (const auto& [key, text] : changes) {
+    code = apply(key, text);
+    if (code != SQLITE_OK) return code;
+  }
+  for (const auto& [key, those] : revisions) {
+    std::optional<std::string> text;
+    code = select(key, text);
+    if (code != SQLITE_OK) return code;
+    for (const Revision& revision : those) text = revision(text);
+    code = apply(key, text);
+    if (code != SQLITE_OK) return code;
+  }
   return code;
 }
 

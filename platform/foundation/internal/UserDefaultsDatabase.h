@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -40,8 +41,12 @@ class UserDefaultsDatabase {
   Reading<std::string> read(std::string_view key);
   // Texts by key; none removes the key.
   using Changes = std::map<std::string, std::optional<std::string>, std::less<>>;
-  // In one step: all of them, or none. On true they outlive the process.
-  bool write(const Changes& changes);
+  // What is to be made of the text that is stored when it is written, or of none; one after the other.
+  using Revision = std::function<std::optional<std::string>(const std::optional<std::string>& stored)>;
+  using Revisions = std::map<std::string, std::vector<Revision>, std::less<>>;
+  // In one step: all of them, or none, and no other process writes meanwhile. On true they outlive the
+  // process.
+  bool write(const Changes& changes, const Revisions& revisions = {});
   // Unless the key has a text. True when it has one now.
   bool writeIfAbsent(std::string_view key, const std::string& text);
 
@@ -80,7 +85,9 @@ class UserDefaultsDatabase {
 
   int applyIfAbsent(std::string_view key, const std::string& text);
   int apply(std::string_view key, const std::optional<std::string>& text);
-  int applyTogether(const Changes& changes);
+  int applyTogether(const Changes& changes, const Revisions& revisions);
+  int applyAll(const Changes& changes, const Revisions& revisions);
+  int select(std::string_view key, std::optional<std::string>& text);
   int execute(const char* statements);
   int prepareAll();
   int prepare(Statement& statement, const char* text);

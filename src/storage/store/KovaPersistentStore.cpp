@@ -80,10 +80,10 @@ std::string KovaPersistentStore::sharedKeyForKey(std::string_view key) const {
   return formatted("kova_%@_%@", appId(), key);
 }
 
-bool KovaPersistentStore::change(std::string key, std::optional<Value> value) {
+bool KovaPersistentStore::change(std::string key, Change change) {
   if (isErased_ || !hasPlace()) return false;
-  if (!*step_) return userDefaults_.setObjects({{std::move(key), std::move(value)}});
-  (*step_)->emplace_back(std::move(key), std::move(value));
+  if (!*step_) return userDefaults_.setObjects({{std::move(key), std::move(change)}});
+  (*step_)->emplace_back(std::move(key), std::move(change));
   return false;
 }
 
@@ -98,6 +98,15 @@ void KovaPersistentStore::removeObjectForKey(std::string_view key) {
 bool KovaPersistentStore::setSharedObject(const Value& value, std::string_view key) {
   if (!place_.isFirst()) setObject(value, key);
   return change(sharedKeyForKey(key), value);
+}
+
+void KovaPersistentStore::reviseSharedDictionary(
+    std::string_view key, std::function<Dictionary(std::optional<Dictionary>)> revise) {
+  const auto ofValue = [revise = std::move(revise)](const std::optional<Value>& stored) {
+    const bool isDictionary = stored && stored->isDictionary();
+    return std::optional<Value>(revise(isDictionary ? std::optional(stored->dictionary()) : std::nullopt));
+  };
+  change(sharedKeyForKey(key), NSUserDefaults::Revision(ofValue));
 }
 
 std::optional<std::string> KovaPersistentStore::setSharedTextIfAbsent(const std::string& text,

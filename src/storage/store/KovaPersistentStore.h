@@ -67,6 +67,11 @@ class KovaPersistentStore {
   // What all processes of the app share stands in the first place, with a copy in that of each further
   // process. These change both, and read the first.
   bool setSharedObject(const platform::Value& value, std::string_view key) KOVA_ON_MUTATION_QUEUE;
+  // Makes what is shared anew of what is stored when this reaches the store, of none if nothing is: other
+  // processes change it, too. The copy stays as it is.
+  void reviseSharedDictionary(std::string_view key,
+                              std::function<platform::Dictionary(std::optional<platform::Dictionary>)> revise)
+      KOVA_ON_MUTATION_QUEUE;
   // Unless there is one; in any case the one that is stored then, or none when that cannot be told.
   std::optional<std::string> setSharedTextIfAbsent(const std::string& text,
                                                    std::string_view key) KOVA_ON_MUTATION_QUEUE;
@@ -147,7 +152,8 @@ class KovaPersistentStore {
                             const std::string& key) const {
     return hasPlace() ? (userDefaults_.*valueForKey)(key) : platform::Reading<T>::unreadable();
   }
-  bool change(std::string key, std::optional<platform::Value> value) KOVA_ON_MUTATION_QUEUE;
+  using Change = platform::NSUserDefaults::Changes::value_type::second_type;
+  bool change(std::string key, Change change) KOVA_ON_MUTATION_QUEUE;
 
   const JSONStore jsonStore_;
   platform::NSUserDefaults& userDefaults_;

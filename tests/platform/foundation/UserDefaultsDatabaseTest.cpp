@@ -224,6 +224,25 @@ TEST_F(UserDefaultsTest, WhatIsSetTogetherIsStoredTogether) {
   EXPECT_EQ(stored("queue"), "\"" + kLarge + "!\"");
 }
 
+TEST_F(UserDefaultsTest, ARevisionIsMadeOfWhatIsStoredInTheEnd) {
+  const auto defaults = open();
+  const auto append = [](std::string more) {
+    return NSUserDefaults::Revision([more = std::move(more)](const std::optional<Value>& stored) {
+      return Value((stored ? stored->description() : "") + more);
+    });
+  };
+  EXPECT_TRUE(defaults->setObjects({{"text", append("a")}, {"text", append("b")}}));
+  {
+    const auto disk = ResourceLimit::fileSize(64 * 1024);
+    EXPECT_FALSE(defaults->setObjects({{"text", append("c")}, {"queue", kLarge}}));
+    EXPECT_FALSE(defaults->setObjects({{"text", append("d")}}));
+    EXPECT_EQ(defaults->stringForKey("text"), "abcd");
+    EXPECT_TRUE(UserDefaultsDatabase(path()).write({{"text", "\"another's\""}}));
+  }
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(stored("text"), "\"another'scd\"");
+}
+
 TEST_F(UserDefaultsTest, ADiskThatIsFullFromTheStart) {
   auto defaults = open();
   {

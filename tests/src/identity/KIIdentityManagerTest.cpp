@@ -84,6 +84,43 @@ TEST_F(KIIdentityManagerTest, IsStoredAfterEachChange) {
   }
 }
 
+TEST_F(KIIdentityManagerTest, ChangesForOthersOnlyWhatNobodyElseHasChangedSinceTheEndedProcessWas) {
+  device.store("userId", "42");
+  const auto place = [] { return KIStorePlace::take(SimulatedDevice::kEnvironment); };
+  KIIdentityManager first(std::make_shared<KovaPersistentStore>(place()));
+  auto further = std::make_shared<KovaPersistentStore>(place());
+  const auto finish = [&] { return KIIdentityManager(further, KIIdentityManager::Origin::Place); };
+  KIIdentityManager(further).addSanitizedEventProperties({{"seat", "1"}, {"deck", "A"}, {"meal", "egg"}});
+
+  finish().setUrlEncodedIdentity("ann");
+  EXPECT_EQ(device.stored("identity"), Value("ann")) << "nobody else has said who it is";
+  device.store("identity", "bob");
+  first.addSanitizedEventProperties({{"seat", "2"}});
+  auto late = finish();
+  late.setUrlEncodedIdentity("ann2");
+  late.addSanitizedEventProperties({{"seat", "3"}, {"deck", "B"}});
+  late.removeEventProperty("meal");
+  EXPECT_EQ(device.stored("identity"), Value("bob"));
+  EXPECT_EQ(finish().urlEncodedIdentity(), "ann2");
+  EXPECT_EQ(json(*device.stored("eventProperties")), R"({"seat":"2","deck":"B"})");
+  EXPECT_EQ(json(finish().eventProperties()), R"({"seat":"3","deck":"B"})");
+}
+
+// The other one's change comes between this one's and the step of the store that brings it.
+TEST_F(KIIdentityManagerTest, KeepsWhatAnotherProcessChangesInTheSameMoment) {
+  const auto store = std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment);
+  KIIdentityManager one(store);
+  one.addSanitizedEventProperties({{"seat", "1"}, {"deck", "A"}});
+  auto other = open();
+  store->changeInOneStep([&] {
+    one.addSanitizedEventProperties({{"seat", "2"}});
+    other.addSanitizedEventProperties({{"meal", "egg"}});
+    other.removeEventProperty("deck");
+  });
+  EXPECT_EQ(json(*device.stored("eventProperties")), R"({"seat":"2","meal":"egg"})");
+  EXPECT_EQ(json(one.eventProperties()), R"({"seat":"2","deck":"A"})");
+}
+
 TEST_F(KIIdentityManagerTest, TellsIdentitiesApart) {
   auto manager = open();
   EXPECT_FALSE(manager.hasIdentityDifferentFromUrlEncodedIdentity("anything"));
