@@ -25,7 +25,9 @@ namespace platform {
 
 namespace {
 
-std::shared_ptr<UIView> viewOf(QWidget& widget) { return QtProxies::shared().viewOf(shownWidget(widget)); }
+std::shared_ptr<UIView> viewOfWidget(QWidget& widget) {
+  return QtProxies::shared().viewOf(shownWidget(widget));
+}
 
 // The button that a key holds down, if it is not what the event releases.
 const QAbstractButton* buttonHeldDuring(const QWidget& widget, const QEvent& event) {
@@ -53,15 +55,6 @@ QWidget* visibleOwnerOf(const QAction& action) {
     if (widget && widget->isVisible() && qobject_cast<QToolButton*>(widget)) return widget;
   }
   return owner;
-}
-
-std::shared_ptr<UIView> viewOf(QAction& action) {
-  if (const auto button = touchedButtonOf(action)) return button;
-  const auto entry = QtProxies::shared().viewOf(action);
-  if (QtTouches::shared().touchedView() != entry) {
-    if (QWidget* const owner = visibleOwnerOf(action)) static_cast<QtActionView&>(*entry).setOwner(*owner);
-  }
-  return entry;
 }
 
 }  // namespace
@@ -129,23 +122,35 @@ void QtActions::watch(QAction& action) {
   QObject::connect(&action, &QObject::destroyed, &receiver_, [this](QObject* dead) { actions_.erase(dead); });
 }
 
+std::shared_ptr<UIView> QtActions::viewOf(QAction& action) const {
+  if (const auto button = touchedButtonOf(action)) return button;
+  const auto entry = QtProxies::shared().viewOf(action);
+  if (QtTouches::shared().touchedView() == entry) return entry;
+  const bool isInMenu = menu_ && menu_->actions().contains(&action);
+  QWidget* const owner = isInMenu ? menu_.data() : visibleOwnerOf(action);
+  if (owner) static_cast<QtActionView&>(*entry).setOwner(*owner);
+  return entry;
+}
+
 void QtActions::send(QWidget& sender, const char* signature) {
-  QtTouches::shared().sendAction(actionName(sender, signature), viewOf(sender));
+  QtTouches::shared().sendAction(actionName(sender, signature), viewOfWidget(sender));
 }
 
 void QtActions::comes(QWidget& widget, const QEvent& event) {
   said_.clear();
   held_ = buttonHeldDuring(widget, event);
+  menu_ = qobject_cast<QMenu*>(&widget);
   const auto choice = choiceBy(widget, event);
   if (!choice) return;
   auto* const action = qobject_cast<QAction*>(&choice->sender);
-  const auto view = action ? viewOf(*action) : viewOf(static_cast<QWidget&>(choice->sender));
+  const auto view = action ? viewOf(*action) : viewOfWidget(static_cast<QWidget&>(choice->sender));
   QtTouches::shared().expectAction(actionName(choice->sender, choice->signature), view, choice->sender);
 }
 
 // A button shows itself pressed for a while before it says that it was clicked.
 void QtActions::comes(QObject& owner, const QShortcutEvent& event) {
   said_.clear();
+  menu_.clear();
   if (event.isAmbiguous()) return;
   if (auto* const action = qobject_cast<QAction*>(&owner)) return willTrigger(*action);
   auto* const button = qobject_cast<QAbstractButton*>(&owner);

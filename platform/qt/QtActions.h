@@ -2,8 +2,10 @@
 
 #include <QAbstractButton>
 #include <QAction>
+#include <QMenu>
 #include <QObject>
 #include <QPointer>
+#include <memory>
 #include <unordered_set>
 
 class QEvent;
@@ -12,6 +14,8 @@ class QTabBar;
 class QWidget;
 
 namespace platform {
+
+class UIView;
 
 // Turns the signals that widgets and actions send of themselves into actions of the platform. Main thread
 // only.
@@ -35,12 +39,14 @@ class QtActions {
   void triggered(QAction& action);
   void willClick(QAbstractButton& button);
   void willTrigger(QAction& action);
+  std::shared_ptr<UIView> viewOf(QAction& action) const;
 
   QObject receiver_;
   std::unordered_set<const QObject*> actions_;
   QPointer<QAction> said_;  // before it said so itself
   // Held down by a key when something else than its release came.
   QPointer<const QAbstractButton> held_;
+  QPointer<QMenu> menu_;  // that the latest input has come to
 };
 
 }  // namespace platform

@@ -102,13 +102,23 @@ void QtApplication::alertDidAppear(const std::shared_ptr<UIAlertController>& ale
 void QtApplication::alertDidDisappear(UIAlertController& alert) { hideAlert(alert); }
 
 void QtApplication::followState() {
-  if (windowsOnScreen().isEmpty()) return enterBackground();
-  if (QGuiApplication::applicationState() == Qt::ApplicationActive) return enterForeground();
-  // A display without a window manager makes no window active.
-  if (applicationState() == UIApplicationState::Background || QApplication::activeWindow()) {
-    return enterForeground();
+  const QtState now{!windowsOnScreen().isEmpty(),
+                    QGuiApplication::applicationState() == Qt::ApplicationActive,
+                    QApplication::activeWindow() != nullptr};
+  switch (qtStateAfter(applicationState(), now)) {
+    case UIApplicationState::Background:
+      return enterBackground();
+    case UIApplicationState::Active:
+      return enterForeground();
+    case UIApplicationState::Inactive:
+      return becomeInactive();
   }
-  becomeInactive();
+}
+
+UIApplicationState qtStateAfter(UIApplicationState before, QtState now) {
+  if (!now.hasWindow) return UIApplicationState::Background;
+  const bool isInFront = now.isActive || now.hasActiveWindow || before == UIApplicationState::Background;
+  return isInFront ? UIApplicationState::Active : UIApplicationState::Inactive;
 }
 
 std::string qtApplicationIdentifier() {

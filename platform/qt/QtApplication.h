@@ -25,13 +25,23 @@ class QtApplication final : public UIApplication {
   void alertDidAppear(const std::shared_ptr<UIAlertController>& alert) override;
   void alertDidDisappear(UIAlertController& alert) override;
 
-  // Goes to the state that Qt's application is in: in the background is one without a window that is visible
-  // and not minimised.
+  // Goes to the state that Qt's application is in.
   void followState();
 
  private:
   const Class& class_;
 };
+
+// What Qt says of an application.
+struct QtState {
+  bool hasWindow;  // one that is visible and not minimised
+  bool isActive;
+  bool hasActiveWindow;
+};
+
+// In the background is an application without a window. A display without a window manager makes no window
+// active: there it comes to the front with its first one.
+UIApplicationState qtStateAfter(UIApplicationState before, QtState now);
 
 struct QtOptions {
   // See QtScreens::setProperty.

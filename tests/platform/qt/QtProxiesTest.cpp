@@ -5,6 +5,7 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QTabBar>
+#include <QToolBar>
 
 #include "platform/qt/QtProxies.h"
 #include "platform/uikit/UIViewController+Variables.h"
@@ -49,6 +50,24 @@ TEST(QtMenus, LieInTheirBarAndThatInTheWindow) {
   EXPECT_EQ(above->isa().name(), "QMenu");
   EXPECT_EQ(above->superview()->isa().name(), "QMenuBar");
   EXPECT_EQ(above->window()->isa().name(), "QWidgetWindow");
+}
+
+TEST(QtMenus, HoldWhatAKeyChoosesInThemThoughAToolBarHasItToo) {
+  QtHost host;
+  QMainWindow window;
+  QMenu* const file = window.menuBar()->addMenu("&File");
+  QAction* const open = file->addAction("&Open...");
+  open->setShortcut(QKeySequence("Ctrl+O"));
+  window.addToolBar("Tools")->addAction(open);
+  QtHost::show(window);
+  const auto placeWhen = [&](QWidget& receiver, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+    QtHost::type(receiver, key, modifiers);
+    return QtProxies::shared().viewOf(*open)->superview()->isa().name();
+  };
+  QtHost::click(*window.menuBar(), window.menuBar()->actionGeometry(file->menuAction()).center());
+  QtHost::type(*file, Qt::Key_Down);
+  EXPECT_EQ(placeWhen(*file, Qt::Key_Return), "QMenu");
+  EXPECT_EQ(placeWhen(window, Qt::Key_O, Qt::ControlModifier), "QToolButton");
 }
 
 TEST(QtControllers, HoldWhatTheAppHasNamed) {

@@ -178,6 +178,16 @@ TEST_F(QtScreensTest, WithoutAWindowTheApplicationIsInTheBackground) {
   EXPECT_EQ(application->applicationState(), UIApplicationState::Active);
 }
 
+TEST(QtStates, FollowQtsAndTheWindows) {
+  using enum UIApplicationState;
+  EXPECT_EQ(qtStateAfter(Active, {false, true, false}), Background);
+  EXPECT_EQ(qtStateAfter(Active, {true, false, false}), Inactive);
+  EXPECT_EQ(qtStateAfter(Inactive, {true, false, false}), Inactive);
+  EXPECT_EQ(qtStateAfter(Background, {true, false, false}), Active);
+  EXPECT_EQ(qtStateAfter(Inactive, {true, false, true}), Active);
+  EXPECT_EQ(qtStateAfter(Inactive, {true, true, false}), Active);
+}
+
 TEST_F(QtScreensTest, TheMainRunLoopIsQtsAlsoInsideOfItself) {
   std::vector<int> ran;
   RunLoop& loop = Scheduler::current().mainRunLoop();
