@@ -1,22 +1,18 @@
-#include "platform/uikit/UIView.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <stdexcept>
 #include <tuple>
 #include <vector>
 
 #include "platform/graphics/BitmapContext.h"
-#include "platform/uikit/UIWindow.h"
+#include "tests/platform/uikit/UIKitFixture.h"
 
 using namespace platform;
 
 namespace {
 
-std::shared_ptr<UIView> box(CGRect frame, std::optional<UIColor> color = std::nullopt) {
+std::shared_ptr<UIView> addBox(UIView& parent, CGRect frame, std::optional<UIColor> color = std::nullopt) {
   auto view = std::make_shared<UIView>(frame);
   view->setBackgroundColor(color);
+  parent.addSubview(view);
   return view;
 }
 
@@ -33,39 +29,33 @@ class CornerView : public UIView {
   }
 };
 
-}  // namespace
-
 TEST(UIViewTest, OnlyWhatIsVisibleAndTakesTouchesIsHitFrontToBack) {
-  const auto root = box(CGRectMake(100, 100, 200, 200)), back = box(CGRectMake(0, 0, 100, 100)),
-             front = box(CGRectMake(50, 50, 100, 100));
-  root->addSubview(back);
-  root->addSubview(front);
+  UIView root(CGRectMake(100, 100, 200, 200));
+  const auto back = addBox(root, CGRectMake(0, 0, 100, 100)),
+             front = addBox(root, CGRectMake(50, 50, 100, 100));
+  const CGPoint scrolled{0, 40};
   const std::tuple<std::function<void()>, CGPoint, UIView*> cases[] = {
       {[] {}, {60, 60}, front.get()},
-      {[&] { root->bringSubviewToFront(*back); }, {60, 60}, back.get()},
+      {[&] { root.bringSubviewToFront(*back); }, {60, 60}, back.get()},
       {[&] { back->setHidden(true); }, {60, 60}, front.get()},
-      {[&] { front->setAlpha(0.009); }, {60, 60}, root.get()},
+      {[&] { front->setAlpha(0.009); }, {60, 60}, &root},
       {[&] { front->setAlpha(0.01); }, {60, 60}, front.get()},
-      {[&] {
-         root->setBoundsOrigin({0, 40});
-       },
-       {60, 45},
-       root.get()},
+      {[&] { root.setBoundsOrigin(scrolled); }, {60, 45}, &root},
       {[] {}, {60, 60}, front.get()},
       {[] {}, {60, 20}, nullptr},
-      {[&] { front->setUserInteractionEnabled(false); }, {60, 60}, root.get()}};
+      {[&] { front->setUserInteractionEnabled(false); }, {60, 60}, &root}};
   for (const auto& [change, point, hit] : cases) {
     change();
-    EXPECT_EQ(root->hitTest(point, nullptr), hit);
+    EXPECT_EQ(root.hitTest(point, nullptr), hit);
   }
-  EXPECT_EQ(front->convertPointToView({1, 1}, root.get()), (CGPoint{51, 51}));
-  EXPECT_EQ(front->convertPointToView({1, 1}, back.get()), (CGPoint{51, 51}));
-  EXPECT_EQ(root->convertRectFromView(CGRectMake(1, 1, 2, 2), front.get()), CGRectMake(51, 51, 2, 2));
+  for (const UIView* to : {&root, back.get()})
+    EXPECT_EQ(front->convertPointToView({1, 1}, to), (CGPoint{51, 51}));
+  EXPECT_EQ(root.convertRectFromView(CGRectMake(1, 1, 2, 2), front.get()), CGRectMake(51, 51, 2, 2));
 }
 
 TEST(UIViewTest, AViewIsInOnePlaceAndHearsOfItsWindow) {
   auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
-  const auto a = box({}), b = box({});
+  const auto a = std::make_shared<UIView>(), b = std::make_shared<UIView>();
   const auto view = std::make_shared<CornerView>();
   a->addSubview(view);
   EXPECT_TRUE(view->windows.empty());
@@ -78,52 +68,46 @@ TEST(UIViewTest, AViewIsInOnePlaceAndHearsOfItsWindow) {
   b->removeFromSuperview();
   EXPECT_EQ(view->windows, (std::vector<UIWindow*>{window.get(), nullptr}));
   window.reset();
-  EXPECT_EQ(a->superview(), nullptr);
-  EXPECT_EQ(a->window(), nullptr);
+  EXPECT_TRUE(!a->superview() && !a->window());
 }
 
 TEST(UIViewTest, ATreeOfAThousandLevelsIsHitDrawnAndReleased) {
-  constexpr double kSide = 10;
-  const auto root = box(CGRectMake(0, 0, kSide, kSide));
-  UIView* innermost = root.get();
+  const CGRect frame = CGRectMake(0, 0, 10, 10);
+  UIView root(frame);
+  UIView* innermost = &root;
   for (int level = 0; level < 1000; ++level) {
-    auto next = box(CGRectMake(0, 0, kSide, kSide));
-    next->setClipsToBounds(level % 2 == 0);
-    innermost->addSubview(next);
-    innermost = next.get();
+    innermost = addBox(*innermost, frame).get();
+    innermost->setClipsToBounds(level % 2 == 0);
   }
   innermost->setBackgroundColor(UIColor::systemGreen());
-  EXPECT_EQ(root->hitTest({5, 5}, nullptr), innermost);
+  EXPECT_EQ(root.hitTest({5, 5}, nullptr), innermost);
   innermost->touchesBegan({}, nullptr);
-  root->layoutIfNeeded();
-  BitmapContext context({kSide, kSide}, 1);
-  root->renderInContext(context);
+  root.layoutIfNeeded();
+  BitmapContext context(frame.size, 1);
+  root.renderInContext(context);
   EXPECT_EQ(context.makeImage()->colorAtPixel(5, 5), UIColor::systemGreen());
 }
 
 TEST(UIViewTest, DrawsBackgroundContentsSubviewsAndBorderWithinWhatClips) {
-  const auto root = box(CGRectMake(7, 7, 100, 100), UIColor::white());
-  const auto clipping = box(CGRectMake(10, 10, 40, 40), UIColor::systemYellow());
+  UIView root(CGRectMake(7, 7, 100, 100));
+  root.setBackgroundColor(UIColor::white());
+  const auto clipping = addBox(root, CGRectMake(10, 10, 40, 40), UIColor::systemYellow());
   clipping->setClipsToBounds(true);
   clipping->setCornerRadius(10);
   clipping->setBorder(2, UIColor::black());
   clipping->setBoundsOrigin({0, 20});
-  clipping->addSubview(box(CGRectMake(20, 40, 60, 60), UIColor::systemRed()));
-  root->addSubview(clipping);
-  const auto faint = box(CGRectMake(60, 10, 30, 30), UIColor::black());
+  addBox(*clipping, CGRectMake(20, 40, 60, 60), UIColor::systemRed());
+  const auto faint = addBox(root, CGRectMake(60, 10, 30, 30), UIColor::black());
   faint->setAlpha(0.5);
-  faint->addSubview(box(CGRectMake(0, 0, 10, 10), UIColor::black()));
-  root->addSubview(faint);
-  const auto hidden = box(CGRectMake(0, 0, 100, 100), UIColor::black());
-  hidden->setHidden(true);
-  root->addSubview(hidden);
+  addBox(*faint, CGRectMake(0, 0, 10, 10), UIColor::black());
+  addBox(root, CGRectMake(0, 0, 100, 100), UIColor::black())->setHidden(true);
   const auto corner = std::make_shared<CornerView>(CGRectMake(60, 60, 30, 30));
   corner->setBackgroundColor(UIColor::lightGray());
-  root->addSubview(corner);
+  root.addSubview(corner);
 
   BitmapContext context({220, 100}, 1);
-  root->renderInContext(context);
-  EXPECT_TRUE(root->drawViewHierarchyInRect(CGRectMake(110, 0, 50, 50), true, context));
+  root.renderInContext(context);
+  EXPECT_TRUE(root.drawViewHierarchyInRect(CGRectMake(110, 0, 50, 50), true, context));
   const auto image = context.makeImage();
   const std::tuple<int, int, UIColor> pixels[] = {
       {0, 0, UIColor::white()},
@@ -142,3 +126,5 @@ TEST(UIViewTest, DrawsBackgroundContentsSubviewsAndBorderWithinWhatClips) {
   EXPECT_NEAR(image->colorAtPixel(65, 15).red, 0.5, 0.01);
   EXPECT_EQ(image->colorAtPixel(65, 15), image->colorAtPixel(85, 35));
 }
+
+}  // namespace
