@@ -1,18 +1,17 @@
 #include <thread>
 #include <vector>
 
+#include "platform/dispatch/NSOperationQueue.h"
+#include "platform/dispatch/NSTimer.h"
 #include "tests/platform/dispatch/DispatchFixture.h"
 #include "tests/platform/dispatch/SchedulerContract.h"
 
 using namespace platform;
 
-namespace {
+Scheduler& schedulerUnderTest() { return ThreadScheduler::installed(); }
+void pass(double seconds) { ThreadScheduler::installed().ownRunLoop().runFor(seconds); }
 
-struct RealTime {
-  ThreadScheduler& scheduler = ThreadScheduler::installed();
-  void pass(double seconds) { scheduler.ownRunLoop().runFor(seconds); }
-};
-INSTANTIATE_TYPED_TEST_SUITE_P(RealTime, SchedulerContract, RealTime);
+namespace {
 
 using MainRunLoopTest = DispatchTest;
 

@@ -8,18 +8,17 @@
 #include <thread>
 #include <vector>
 
+#include "platform/dispatch/NSOperationQueue.h"
+#include "platform/dispatch/NSTimer.h"
 #include "tests/platform/dispatch/SchedulerContract.h"
 
 using namespace platform;
 using testing::ElementsAre;
 
-namespace {
+Scheduler& schedulerUnderTest() { return SimulatedScheduler::installNew(); }
+void pass(double seconds) { dynamic_cast<SimulatedScheduler&>(Scheduler::current()).advance(seconds); }
 
-struct SimulatedTime {
-  SimulatedScheduler& scheduler = SimulatedScheduler::installNew();
-  void pass(double seconds) { scheduler.advance(seconds); }
-};
-INSTANTIATE_TYPED_TEST_SUITE_P(SimulatedTime, SchedulerContract, SimulatedTime);
+namespace {
 
 class SimulatedSchedulerTest : public testing::Test {
  protected:
