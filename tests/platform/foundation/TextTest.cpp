@@ -2,6 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
+
+#include "platform/foundation/Base64.h"
+#include "platform/foundation/Format.h"
+#include "platform/foundation/String.h"
+#include "platform/runtime/NSObject.h"
+
 // OpenSSL's own: what it may use in the process from now on.
 extern "C" int EVP_set_default_properties(void* context, const char* properties);
 
@@ -84,6 +92,79 @@ TEST(TextTest, MD5EvenWhereTheHostForbidsIt) {
   const std::array<std::uint8_t, 16> expected = {0x90, 0x01, 0x50, 0x98, 0x3c, 0xd2, 0x4f, 0xb0,
                                                  0xd6, 0x96, 0x3f, 0x7d, 0x28, 0xe1, 0x7f, 0x72};
   EXPECT_EQ(CC_MD5(bytes), expected);
+}
+
+TEST(StringTest, HoldsTextOfEveryLength) {
+  for (const std::size_t length : {0u, 1u, 14u, 15u, 16u, 17u, 126u, 127u, 128u, 5'000u}) {
+    const std::string text(length, 'x');
+    String original{text};
+    String copy = original;
+    const String moved = std::move(original);
+    EXPECT_EQ(copy.view(), text);
+    EXPECT_EQ(moved, copy);
+    copy = String("other");
+    EXPECT_EQ(moved.view(), text) << "copies are independent";
+    EXPECT_EQ(copy.view(), "other");
+    copy = static_cast<const String&>(copy);
+    EXPECT_EQ(copy.view(), "other");
+  }
+  EXPECT_EQ(String(std::string_view("a\0b", 3)).size(), 3u);
+  EXPECT_EQ(String(static_cast<const char*>(nullptr)), String());
+  EXPECT_LT(String("a"), String("a very long text, kept elsewhere"));
+}
+
+TEST(StringTest, ReplacesWhatIsNotUTF8) {
+  struct {
+    std::string_view bytes;
+    std::string_view text;
+  } const cases[] = {
+      {"caf\xC3\xA9 \xF0\x9F\x98\x80", "caf\xC3\xA9 \xF0\x9F\x98\x80"},
+      {"a\xFF"
+       "b",
+       "a\uFFFDb"},
+      {"\xC3", "\uFFFD"},                                // cut short
+      {"\xC0\xAF", "\uFFFD\uFFFD"},                      // overlong
+      {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},            // a surrogate
+      {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},  // beyond U+10FFFF
+      {"a text that is too long to be held in place\x80",
+       "a text that is too long to be held in place\uFFFD"},
+  };
+  for (const auto& [bytes, text] : cases) {
+    EXPECT_EQ(String(bytes).view(), text);
+    EXPECT_EQ(isWellFormedUTF8(bytes), bytes == text);
+    EXPECT_TRUE(isWellFormedUTF8(String(bytes)));
+  }
+}
+
+TEST(FormatTest, DescribesAnythingUnderTheObjectPlaceholder) {
+  EXPECT_EQ(formatted("plain"), "plain");
+  EXPECT_EQ(formatted("%@ %@ %@ %@", "a", std::string("b"), std::string_view("c"), String("d")), "a b c d");
+  EXPECT_EQ(formatted("%@|%@|%@", 3, 2.5, true), "3|2.5|1");
+  EXPECT_EQ(formatted("%@", SEL("track:withProperties:")), "track:withProperties:");
+  EXPECT_EQ(formatted("%@", std::optional<Value>()), "(null)");
+  EXPECT_EQ(formatted("%@", std::optional<std::string>("x")), "x");
+  EXPECT_EQ(formatted("%@", static_cast<const char*>(nullptr)), "(null)");
+  EXPECT_EQ(formatted("%@", std::shared_ptr<NSObject>()), "(null)");
+  EXPECT_EQ(formatted("%@ %@", Array{1}, Dictionary{{"a", 1}}), "(\n    1\n) {\n    a = 1;\n}");
+  EXPECT_EQ(formatted("%@", Value("%@ %d")), "%@ %d");
+}
+
+TEST(FormatTest, WritesNumbersAsTold) {
+  EXPECT_EQ(formatted("100%% of %d", -3), "100% of -3");
+  EXPECT_EQ(formatted("%ld %lld", std::numeric_limits<long>::min(), -1ll), "-9223372036854775808 -1");
+  EXPECT_EQ(formatted("%llu", std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");
+  EXPECT_EQ(formatted("%016llu", 42ull), "0000000000000042");
+  EXPECT_EQ(formatted("%u", std::uint8_t{200}), "200");
+  EXPECT_EQ(formatted("%f %.0f", 20.0, 1767225600000.4), "20.000000 1767225600000");
+}
+
+TEST(Base64Test, PadsAndBreaksNoLines) {
+  EXPECT_EQ(base64EncodedString(""), "");
+  EXPECT_EQ(base64EncodedString("f"), "Zg==");
+  EXPECT_EQ(base64EncodedString("fo"), "Zm8=");
+  EXPECT_EQ(base64EncodedString("foo"), "Zm9v");
+  EXPECT_EQ(base64EncodedString(std::string_view("\0\xFF\xFE\x3E", 4)), "AP/+Pg==");
+  EXPECT_EQ(base64EncodedString(std::string(300, '\0')), std::string(400, 'A'));
 }
 
 }  // namespace
