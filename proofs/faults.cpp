@@ -1,10 +1,10 @@
 // A library to be preloaded into a host: it fails the n-th call of a kind, or kills the process there, as
 // the environment says. Calls go on as bare system calls, so that nothing below it needs to be looked up.
 //
-//   FAULT         "KIND N once|ever|before|after ERRNO": the N-th call, counted from 1, fails; so do all
-//   after
-//                 it; the process is killed before it, or after it
-//   FAULT_FIRED   a file that is made as soon as that has happened
+//   FAULT         "KIND N once|ever|before|after|short ERRNO": the N-th call, counted from 1, fails; so do
+//                 all after it; the process is killed before it, or after it; half of it is written. Up to
+//                 two of these, with a ";" between them
+//   FAULT_FIRED   a file that takes a byte for each of them as soon as it has happened
 //   FAULT_HELD    when set, nothing counts until faults_arm(1)
 //   FAULT_RECORD  a file that takes a record of whatever changes regular files, see Change
 //
@@ -36,14 +36,18 @@ void* __libc_realloc(void* old, std::size_t size);
 
 namespace {
 
-enum class Mode { None, Once, Ever, Before, After };
+enum class Mode { None, Once, Ever, Before, After, Short };
 
-char wantedKind[16];
-long wantedCall = 0;
-Mode mode = Mode::None;
-int wantedError = 0;
+struct Plan {
+  char kind[16] = "";
+  long call = 0;  // counted from 1
+  Mode mode = Mode::None;
+  int error = 0;
+  std::atomic<long> calls = 0;  // so far
+};
+
+Plan plans[2];
 std::atomic<bool> isArmed = false;
-std::atomic<long> calls = 0;
 int recordFile = -1;
 
 // Before `pathLength` bytes of path and `length` bytes of content, in FAULT_RECORD.
@@ -56,28 +60,33 @@ struct Change {
   std::uint32_t length;
 };
 
+void read(Plan& plan, const char* text) {
+  char mode[8] = "";
+  if (std::sscanf(text, "%15s %ld %7s %d", plan.kind, &plan.call, mode, &plan.error) != 4) return;
+  const char* names[] = {"once", "ever", "before", "after", "short"};
+  for (int i = 0; i < 5; ++i)
+    if (std::strcmp(mode, names[i]) == 0) plan.mode = static_cast<Mode>(i + 1);
+}
+
 // What the environment says, before main() and before other libraries are made ready.
 struct Setting {
   Setting() {
     const char* fault = std::getenv("FAULT");
-    char modeName[8] = "";
-    if (fault &&
-        std::sscanf(fault, "%15s %ld %7s %d", wantedKind, &wantedCall, modeName, &wantedError) == 4) {
-      const char* names[] = {"once", "ever", "before", "after"};
-      for (int i = 0; i < 4; ++i)
-        if (std::strcmp(modeName, names[i]) == 0) mode = static_cast<Mode>(i + 1);
-    }
+    if (fault) read(plans[0], fault);
+    if (const char* second = fault ? std::strchr(fault, ';') : nullptr) read(plans[1], second + 1);
     if (const char* path = std::getenv("FAULT_RECORD"))
       recordFile = static_cast<int>(
           syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
-    isArmed = mode != Mode::None && !std::getenv("FAULT_HELD");
+    isArmed = plans[0].mode != Mode::None && !std::getenv("FAULT_HELD");
   }
 } const setting;
 
 void tellFired() {
   if (const char* path = std::getenv("FAULT_FIRED")) {
-    const long file = syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT, 0600);
-    if (file >= 0) syscall(SYS_close, file);
+    const long file = syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_APPEND, 0600);
+    if (file < 0) return;
+    syscall(SYS_write, file, "!", 1);
+    syscall(SYS_close, file);
   }
 }
 
@@ -87,15 +96,11 @@ void killProcess() { syscall(SYS_kill, getpid(), SIGKILL); }
 class Call {
  public:
   explicit Call(const char* kind) {
-    if (!isArmed || std::strcmp(kind, wantedKind) != 0) return;
-    const long number = ++calls;
-    const bool isMeant = number == wantedCall || (mode == Mode::Ever && number > wantedCall);
-    if (!isMeant) return;
-    if (number == wantedCall) tellFired();
-    if (mode == Mode::Before) killProcess();
-    killsAfter_ = mode == Mode::After;
-    fails = !killsAfter_;
-    if (fails) errno = wantedError;
+    if (!isArmed) return;
+    for (Plan& plan : plans) {
+      if (std::strcmp(kind, plan.kind) == 0) meet(plan);
+    }
+    if (error_ != 0) errno = error_;
   }
   ~Call() {
     if (killsAfter_) killProcess();
@@ -103,10 +108,27 @@ class Call {
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
 
+  // Of so many bytes, those that are written.
+  std::size_t part(std::size_t size) const { return isShort_ ? (size + 1) / 2 : size; }
+
   bool fails = false;
 
  private:
+  void meet(Plan& plan) {
+    const long number = ++plan.calls;
+    if (number < plan.call || (number > plan.call && plan.mode != Mode::Ever)) return;
+    if (number == plan.call) tellFired();
+    if (plan.mode == Mode::Before) killProcess();
+    if (plan.mode == Mode::After) killsAfter_ = true;
+    if (plan.mode == Mode::Short) isShort_ = true;
+    if (plan.mode != Mode::Once && plan.mode != Mode::Ever) return;
+    fails = true;
+    error_ = plan.error;
+  }
+
   bool killsAfter_ = false;
+  bool isShort_ = false;
+  int error_ = 0;
 };
 
 bool factsOf(int file, struct stat& facts) { return fstat(file, &facts) == 0 && S_ISREG(facts.st_mode); }
@@ -169,7 +191,7 @@ int synced(const char* kind, int file, long number) {
 
 extern "C" {
 
-void faults_arm(int arms) { isArmed = arms != 0 && mode != Mode::None; }
+void faults_arm(int arms) { isArmed = arms != 0 && plans[0].mode != Mode::None; }
 
 int open(const char* path, int flags, ...) { OPENED(AT_FDCWD); }
 int open64(const char* path, int flags, ...) { OPENED(AT_FDCWD); }
@@ -181,7 +203,7 @@ ssize_t write(int file, const void* bytes, size_t size) {
   const Call call("write");
   if (call.fails) return -1;
   const std::uint64_t offset = placeIn(file);
-  const ssize_t written = syscall(SYS_write, file, bytes, size);
+  const ssize_t written = syscall(SYS_write, file, bytes, call.part(size));
   if (written > 0) record('w', file, offset, nullptr, 0, bytes, static_cast<std::size_t>(written));
   return written;
 }
@@ -189,7 +211,7 @@ ssize_t write(int file, const void* bytes, size_t size) {
 ssize_t pwrite(int file, const void* bytes, size_t size, off_t offset) {
   const Call call("pwrite");
   if (call.fails) return -1;
-  const ssize_t written = syscall(SYS_pwrite64, file, bytes, size, offset);
+  const ssize_t written = syscall(SYS_pwrite64, file, bytes, call.part(size), offset);
   if (written > 0)
     record('w', file, static_cast<std::uint64_t>(offset), nullptr, 0, bytes,
            static_cast<std::size_t>(written));

@@ -7,7 +7,8 @@
 //   proof-host URL DATA calls              prints the names for `call`
 //
 // It writes by bare system calls, so that what is injected into the process does not reach its ledger:
-// "? e7" before call 7, "+ e7" once it has returned, "flushed STORED SENT", "status {...}" and "end".
+// "here 1" at its beginning, "? e7" before call 7, "+ e7" once it has returned, "flushed STORED SENT",
+// "status {...}" and "end".
 
 #include <Kova/Kova.h>
 #include <dlfcn.h>
@@ -31,7 +32,7 @@ using namespace platform;
 namespace {
 
 constexpr const char* kEnvironment = "12345";
-constexpr double kPatience = 5;           // seconds for a shutdown
+constexpr double kPatience = 25;          // seconds for a shutdown, on a busy machine
 constexpr double kUploadInterval = 0.02;  // seconds, so that passes fall between the calls
 
 void arm(bool arms) {
@@ -223,6 +224,7 @@ int run(int argc, char** argv) {
     for (const auto& [name, call] : kCalls) tell("%s\n", name.c_str());
     return 0;
   }
+  tell("here %d\n", 1);
   SystemLog::setSink([](std::string_view text) {
     if (std::getenv("PROOF_DEBUG"))
       syscall(SYS_write, STDERR_FILENO, (std::string(text) + "\n").c_str(), text.size() + 1);

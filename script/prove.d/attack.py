@@ -15,7 +15,7 @@ from pathlib import Path
 
 BUILD = Path(os.environ.get("BUILD", "build/test")).resolve()
 HOST = BUILD / "proofs/proof-host"
-LIMIT = 30  # seconds until a host counts as hanging
+LIMIT = 90  # seconds until a host counts as hanging, on a busy machine
 WORKERS = os.cpu_count() or 2
 DROPPED = ("pushedOut", "refused", "unsendable", "unreadable")
 EVENTS, REQUESTS = "et", "pui"  # kinds of calls, by the first letter of their names, see proofs/host.cpp
@@ -47,9 +47,10 @@ class Service:
 class Ended:
     """What a host said until it ended: calls begun and returned, whether all was stored and sent, figures, status."""
 
-    def __init__(self, words, service, data, environment):
-        self.status, output, self.errors = self.run([HOST, service.url, data, *words], {**os.environ, **environment})
+    def __init__(self, words, service, data, environment, before=()):
+        self.status, output, self.errors = self.run([*before, HOST, service.url, data, *words], {**os.environ, **environment})
         lines = [line.split(" ", 1) for line in output.splitlines() if " " in line]
+        self.has_begun = any(word == "here" for word, _ in lines)
         self.begun = [rest for word, rest in lines if word == "?"]
         self.returned = [rest for word, rest in lines if word == "+"]
         self.is_stored, self.is_sent = next(([part == "1" for part in rest.split()] for word, rest in lines if word == "flushed"),
@@ -102,8 +103,9 @@ def name_of(record):
 class Judgement:
     """What has become of the calls of one host after the other on the same data, the last of which has sent all it found."""
 
-    def __init__(self, hosts, records, may_forget=False):
-        self.faults, self.may_forget = [], may_forget  # user and properties may be those of another time
+    def __init__(self, hosts, records, may_forget=False, is_together=False):
+        self.faults = []
+        self.may_forget = may_forget or is_together  # user and properties may be those of another time, or process
         self.begun = [name for host in hosts for name in host.begun]
         self.returned = [name for host in hosts for name in host.returned]
         self.arrivals = collections.defaultdict(list)  # of each call
@@ -113,7 +115,8 @@ class Judgement:
             if (name := name_of(record)) and name[1:].isdigit():
                 self.arrivals[name].append(record)
         self.judge_contents()
-        self.judge_order()
+        for called in [host.begun for host in hosts] if is_together else [self.begun]:
+            self.judge_order(set(called))
         self.twice, self.made_twice = self.count_repeats(records)
         self.lost = [name for name in self.returned if name[0] != "s" and name not in self.arrivals]
 
@@ -134,9 +137,9 @@ class Judgement:
                     if not self.may_forget and got not in (before[-1:] or [None]) + (sure or [None]):
                         self.faults.append(f"{name} has {got} of {before}")
 
-    def judge_order(self):
+    def judge_order(self, called):
         for kinds in ("e", "ui"):
-            numbers = [int(name[1:]) for name in self.arrivals if name[0] in kinds]
+            numbers = [int(name[1:]) for name in self.arrivals if name[0] in kinds and name in called]
             if numbers != sorted(numbers):
                 self.faults.append(f"out of order: {kinds} {numbers}")
 

@@ -1,8 +1,10 @@
 """What a power failure leaves of a folder, from the record that proofs/faults.cpp makes of a process: every write that was not
 synced is kept or dropped, at random; names are as they were at the latest sync of anything, or as they are now."""
 
+import os
 import shutil
 import struct
+import time
 from pathlib import Path
 
 CHANGE = struct.Struct("=c7xQQII")  # struct Change
@@ -13,10 +15,12 @@ class Disk:
 
     def __init__(self, folder):
         self.folder, self.contents, self.unsynced, self.names = folder, {}, {}, {}
+        self.changed, self.now = {}, time.time_ns()  # when each file was, in the order of the record
         for path in folder.rglob("*") if folder.exists() else []:
             if path.is_file() and not path.name.endswith("-shm"):  # mapped; made anew from the log
                 self.names[str(path)] = path.stat().st_ino
                 self.contents[path.stat().st_ino] = path.read_bytes()
+                self.changed[path.stat().st_ino] = path.stat().st_mtime_ns
         self.synced_names = dict(self.names)
 
     def replay(self, record):
@@ -30,6 +34,9 @@ class Disk:
             self.change(what.decode(), file, offset, path, content)
 
     def change(self, what, file, offset, path, content):
+        if what in "owc":
+            self.now += 1000
+            self.changed[file] = self.now
         if what == "o" and path.startswith(str(self.folder)) and self.names.get(path) != file:
             self.names[path] = file
             self.contents[file], self.unsynced[file] = b"", []
@@ -52,6 +59,7 @@ class Disk:
             kept = [change for change in self.unsynced.get(file, []) if source.random() < share]
             Path(path).parent.mkdir(parents=True, exist_ok=True)
             Path(path).write_bytes(applied(self.contents.get(file, b""), kept))
+            os.utime(path, ns=(self.now, self.changed.get(file, self.now)))
 
 
 def applied(content, changes):
