@@ -7,7 +7,8 @@
 //   proof-host URL DATA calls              prints the names for `call`
 //
 // It writes by bare system calls, so that what is injected into the process does not reach its ledger:
-// "here 1" at its beginning, "? e7" before call 7, "+ e7" once it has returned, "flushed STORED SENT",
+// "here 1" at its beginning, "? e7" before call 7, "+ e7" once it has returned, "locked
+// 1" when the database could not be had, "flushed STORED SENT",
 // "status {...}" and "end".
 
 #include <Kova/Kova.h>
@@ -226,6 +227,7 @@ int run(int argc, char** argv) {
   }
   tell("here %d\n", 1);
   SystemLog::setSink([](std::string_view text) {
+    if (text.find("database is locked") != text.npos) tell("locked %d\n", 1);
     if (std::getenv("PROOF_DEBUG"))
       syscall(SYS_write, STDERR_FILENO, (std::string(text) + "\n").c_str(), text.size() + 1);
   });

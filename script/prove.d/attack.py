@@ -51,6 +51,7 @@ class Ended:
         self.status, output, self.errors = self.run([*before, HOST, service.url, data, *words], {**os.environ, **environment})
         lines = [line.split(" ", 1) for line in output.splitlines() if " " in line]
         self.has_begun = any(word == "here" for word, _ in lines)
+        self.is_locked_out = any(word == "locked" for word, _ in lines)
         self.begun = [rest for word, rest in lines if word == "?"]
         self.returned = [rest for word, rest in lines if word == "+"]
         self.is_stored, self.is_sent = next(([part == "1" for part in rest.split()] for word, rest in lines if word == "flushed"),
@@ -106,6 +107,7 @@ class Judgement:
     def __init__(self, hosts, records, may_forget=False, is_together=False):
         self.faults = []
         self.may_forget = may_forget or is_together  # user and properties may be those of another time, or process
+        self.disorder = []
         self.begun = [name for host in hosts for name in host.begun]
         self.returned = [name for host in hosts for name in host.returned]
         self.arrivals = collections.defaultdict(list)  # of each call
@@ -141,7 +143,7 @@ class Judgement:
         for kinds in ("e", "ui"):
             numbers = [int(name[1:]) for name in self.arrivals if name[0] in kinds and name in called]
             if numbers != sorted(numbers):
-                self.faults.append(f"out of order: {kinds} {numbers}")
+                self.disorder.append(f"out of order: {kinds} {numbers}")
 
     def count_repeats(self, records):
         """How many of (events, requests) came again byte for byte, and the calls that were made twice."""
