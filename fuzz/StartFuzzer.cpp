@@ -1,6 +1,6 @@
 // A start of the library from whatever is stored: rows, journal, calls and a batch file. Each ends by sending
-// what it has found, and must not give up. The input is pieces behind a byte 1; the byte after it says what
-// the piece is.
+// what it has found, must not give up, and its sums must agree. The input is pieces behind a byte 1; the byte
+// after it says what the piece is.
 
 #include <Kova/Kova.h>
 #include <stdlib.h>
@@ -41,6 +41,11 @@ constexpr const char* kRows[] = {"identity",
                                  "journalNumber",
                                  "unreadableBatchFile"};
 
+bool agrees(const KovaCounts& counts) {
+  return counts.accepted + counts.found == counts.waiting + counts.delivered + counts.pushedOut +
+                                               counts.refused + counts.unsendable + counts.unreadable;
+}
+
 // One a process, in a folder of its own.
 class Device {
  public:
@@ -60,6 +65,7 @@ class Device {
     NetworkReachability::installFlagSource([](const NetworkReachability::Target&) {
       return std::optional<NetworkReachabilityFlags>(kNetworkReachabilityFlagsReachable);
     });
+    options_->setDisableViewControllerAutocapture(true);
     options_->setTestOnlyUrlSession(session_);
     options_->setCaptureBaseUrl(NSURL::create("http://127.0.0.1:9/"));
     std::atexit([] { std::filesystem::remove_all(root_); });
@@ -87,17 +93,25 @@ class Device {
     Kova::initialize(kEnvironment, options_);
     scheduler_.drain();
     Kova::track("Started");
-    for (int pass = 0; pass < 3; ++pass) {
-      for (const auto& open : session_->takeOpen()) open.answer(200);
+    for (int pass = 0; pass < 2; ++pass) {
+      answerAll();
       scheduler_.advance(15);
     }
-    if (Kova::hasFailed()) std::abort();
+    const KovaStatus status = Kova::status();
+    if (Kova::hasFailed() || !agrees(status.events) || !agrees(status.requests)) std::abort();
     Kova::shutdown(0);
     scheduler_.drain();
-    session_->takeOpen();
+    answerAll();
   }
 
  private:
+  void answerAll() {
+    while (!session_->open.empty()) {
+      for (const auto& open : session_->takeOpen()) open.answer(200);
+      scheduler_.drain();
+    }
+  }
+
   inline static std::string root_;
   SimulatedScheduler& scheduler_ = SimulatedScheduler::installNew();
   const std::shared_ptr<HeldURLSession> session_ = std::make_shared<HeldURLSession>();
