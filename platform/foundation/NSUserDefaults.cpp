@@ -1,98 +1,19 @@
 #include "platform/foundation/NSUserDefaults.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 #include <vector>
 
 #include "platform/foundation/NSFileManager.h"
-#include "platform/foundation/NSJSONSerialization.h"
 #include "platform/foundation/PercentEncoding.h"
 #include "platform/foundation/SystemLog.h"
+#include "platform/foundation/internal/StoredForm.h"
+#include "platform/foundation/internal/StoredList.h"
 #include "platform/foundation/internal/UserDefaultsDatabase.h"
 
 namespace platform {
 
 namespace {
-
-constexpr std::string_view kDateKey = "$date";
-constexpr std::string_view kRealKey = "$real";
-
-bool hasMarkedKey(const Dictionary& entries) {
-  return std::any_of(entries.begin(), entries.end(),
-                     [](const Entry& entry) { return entry.first.text().starts_with('$'); });
-}
-
-// Whether plain JSON would not bring the value back as it is.
-bool needsMarks(const Value& value) {
-  if (value.isDate()) return true;
-  if (value.isReal()) return !std::isfinite(value.real());
-  if (value.isArray()) return std::any_of(value.array().begin(), value.array().end(), needsMarks);
-  if (!value.isDictionary()) return false;
-  const Dictionary& entries = value.dictionary();
-  return hasMarkedKey(entries) || std::any_of(entries.begin(), entries.end(),
-                                              [](const Entry& entry) { return needsMarks(entry.second); });
-}
-
-Value withMarks(const Value& value) {
-  if (value.isDate()) return {{kDateKey, value.date().timeIntervalSince1970()}};
-  if (value.isReal() && !std::isfinite(value.real())) {
-    if (std::isnan(value.real())) return {{kRealKey, "nan"}};
-    return {{kRealKey, value.real() > 0 ? "inf" : "-inf"}};
-  }
-  if (value.isArray()) {
-    std::vector<Value> items(value.array().size());
-    std::transform(value.array().begin(), value.array().end(), items.begin(), withMarks);
-    return Array(std::move(items));
-  }
-  if (!value.isDictionary()) return value;
-  MutableDictionary entries;
-  entries.reserve(value.dictionary().size());
-  for (const auto& [key, member] : value.dictionary()) {
-    const bool isMarked = key.text().starts_with('$');
-    entries.append(isMarked ? Value("$" + std::string(key.text())) : key, withMarks(member));
-  }
-  return Dictionary(std::move(entries));
-}
-
-Value withoutMarks(const Value& value) {
-  if (value.isArray()) {
-    std::vector<Value> items(value.array().size());
-    std::transform(value.array().begin(), value.array().end(), items.begin(), withoutMarks);
-    return Array(std::move(items));
-  }
-  if (!value.isDictionary()) return value;
-  const Dictionary& entries = value.dictionary();
-  if (const Value* seconds = entries.find(kDateKey))
-    return NSDate::withTimeIntervalSince1970(seconds->doubleValue());
-  if (const Value* name = entries.find(kRealKey)) {
-    if (name->text() == "nan") return std::numeric_limits<double>::quiet_NaN();
-    return name->text() == "inf" ? HUGE_VAL : -HUGE_VAL;
-  }
-  MutableDictionary members;
-  members.reserve(entries.size());
-  for (const auto& [key, member] : entries) {
-    const bool isMarked = key.text().starts_with("$$");
-    members.append(isMarked ? Value(key.text().substr(1)) : key, withoutMarks(member));
-  }
-  return Dictionary(std::move(members));
-}
-
-// None for a value that has no stored form.
-std::optional<std::string> storedForm(const Value& value) {
-  // JSON text proper starts with a collection: the value travels as the one item of an array.
-  auto text = NSJSONSerialization::dataWithJSONObject(Array{needsMarks(value) ? withMarks(value) : value});
-  if (!text) return std::nullopt;
-  text->pop_back();
-  text->erase(0, 1);
-  return text;
-}
-
-std::optional<Value> fromStoredForm(std::string_view text) {
-  std::optional<Value> value = NSJSONSerialization::JSONObjectWithData(text);
-  const bool mayHoldMarks = text.find("\"$") != std::string_view::npos;
-  return value && mayHoldMarks ? withoutMarks(*value) : value;
-}
 
 // A suite may be named freely; its file may not.
 std::string fileName(std::string_view suite) {
@@ -123,12 +44,21 @@ Suites& suites() {
   return instance;
 }
 
-UserDefaultsDatabase::Revision revisionOfText(NSUserDefaults::Revision revision) {
-  return [revision = std::move(revision)](const std::optional<std::string>& stored) {
-    const auto value = revision(stored ? fromStoredForm(*stored) : std::nullopt);
-    auto text = value ? storedForm(*value) : std::nullopt;
-    return value && !text ? stored : text;
-  };
+using Revisions = std::vector<NSUserDefaults::Revision>;
+
+// One after the other; what one makes without a stored form is left out.
+std::optional<Value> revised(std::optional<Value> value, const Revisions& revisions) {
+  for (const auto& revise : revisions) {
+    auto next = revise(value);
+    const bool isLast = &revise == &revisions.back();  // whoever stores it finds out
+    if (isLast || !next || storedForm(*next)) value = std::move(next);
+  }
+  return value;
+}
+
+std::optional<ListChange> changeFrom(const std::shared_ptr<const StoredList>& before, const Value& value) {
+  auto difference = before ? changeTo(value, *before) : std::nullopt;
+  return difference ? std::move(difference) : changeTo(value);
 }
 
 void logAll(const std::vector<std::string>& lines) {
@@ -157,37 +87,46 @@ std::shared_ptr<NSUserDefaults> NSUserDefaults::withSuiteName(std::string_view s
   return defaults;
 }
 
-// Stored forms by key, none removing the key, and revisions of what is stored; a key is in one of the two.
+// Values by key, none removing the key, and revisions of what is stored; a key is in one of the two.
 struct NSUserDefaults::Piece {
-  UserDefaultsDatabase::Changes texts;
-  UserDefaultsDatabase::Revisions revisions;
+  std::map<std::string, std::optional<Value>, std::less<>> values;
+  std::map<std::string, ::platform::Revisions, std::less<>> revisions;
 
   const std::string& anyKey() const {
-    return texts.empty() ? revisions.begin()->first : texts.begin()->first;
+    return values.empty() ? revisions.begin()->first : values.begin()->first;
   }
-  bool contains(std::string_view key) const { return texts.contains(key) || revisions.contains(key); }
+  bool contains(std::string_view key) const { return values.contains(key) || revisions.contains(key); }
   bool sharesKeyWith(const Piece& other) const {
     const auto contained = [this](const auto& entry) { return contains(entry.first); };
-    return std::any_of(other.texts.begin(), other.texts.end(), contained) ||
+    return std::any_of(other.values.begin(), other.values.end(), contained) ||
            std::any_of(other.revisions.begin(), other.revisions.end(), contained);
   }
-  void set(const std::string& key, std::optional<std::string> text) {
+  void set(const std::string& key, std::optional<Value> value) {
     revisions.erase(key);
-    texts.insert_or_assign(key, std::move(text));
+    values.insert_or_assign(key, std::move(value));
   }
-  void revise(const std::string& key, const UserDefaultsDatabase::Revision& revision) {
-    if (const auto text = texts.find(key); text != texts.end()) {
-      text->second = revision(text->second);
+  void revise(const std::string& key, const Revision& revision) {
+    if (const auto set = values.find(key); set != values.end()) {
+      auto next = revision(set->second);
+      if (!next || storedForm(*next)) set->second = std::move(next);
     } else {
       revisions[key].push_back(revision);
     }
   }
   void add(const Piece& later) {
-    for (const auto& [key, text] : later.texts) set(key, text);
+    for (const auto& [key, value] : later.values) set(key, value);
     for (const auto& [key, those] : later.revisions) {
       for (const auto& revision : those) revise(key, revision);
     }
   }
+};
+
+// What is written, and the lists that are stored by it, null for what is none; those of revisions when they
+// have been made.
+struct NSUserDefaults::Prepared {
+  UserDefaultsDatabase::Changes changes;
+  UserDefaultsDatabase::Revisions revisions;
+  std::shared_ptr<Lists> lists = std::make_shared<Lists>();
 };
 
 NSUserDefaults::NSUserDefaults(std::string path)
@@ -214,33 +153,66 @@ bool NSUserDefaults::setObjects(const Changes& changes) {
   Piece piece;
   for (const auto& [key, change] : changes) {
     if (const auto* revision = std::get_if<Revision>(&change)) {
-      piece.revise(key, revisionOfText(*revision));
-      continue;
+      piece.revise(key, *revision);
+    } else {
+      piece.set(key, std::get<std::optional<Value>>(change));
     }
-    const auto& value = std::get<std::optional<Value>>(change);
-    std::optional<std::string> text = value ? storedForm(*value) : std::nullopt;
-    if (value && !text) {
-      NSLog("NSUserDefaults: refused to store a value for the key \"" + key +
-            "\": it holds an object, a dictionary key that is no string, or too many levels.");
-      return false;
-    }
-    piece.set(key, std::move(text));
   }
-  return changes.empty() || store(std::move(piece));
+  std::optional<bool> isStored = changes.empty() ? std::optional(true) : std::nullopt;
+  for (Lists known = knownLists(); !isStored; known.clear()) {
+    auto prepared = prepare(piece, known);
+    if (!prepared) return false;
+    isStored = store(piece, std::move(*prepared));
+  }
+  return *isStored;
 }
 
-bool NSUserDefaults::store(Piece piece) {
+std::optional<NSUserDefaults::Prepared> NSUserDefaults::prepare(const Piece& piece, const Lists& known) {
+  Prepared prepared;
+  const auto listOf = [&known](const std::string& key) {
+    const auto found = known.find(key);
+    return found == known.end() ? nullptr : found->second;
+  };
+  for (const auto& [key, value] : piece.values) {
+    auto change = value ? changeFrom(listOf(key), *value) : ListChange{{std::nullopt}, nullptr};
+    if (!change) {
+      NSLog("NSUserDefaults: refused to store a value for the key \"" + key +
+            "\": it holds an object, a dictionary key that is no string, or too many levels.");
+      return std::nullopt;
+    }
+    prepared.lists->insert_or_assign(key, std::move(change->list));
+    prepared.changes.insert_or_assign(key, std::move(change->change));
+  }
+  for (const auto& [key, those] : piece.revisions) {
+    const auto list = listOf(key);
+    const auto make = [list, lists = prepared.lists, key = key, those = those](
+                          const std::optional<StoredText>& stored) -> std::optional<StoredChange> {
+      const bool isKnown = list && stored && stored->text == list->mark();
+      const auto before = isKnown ? list : stored ? listIn(*stored) : nullptr;
+      const auto value = before ? before->value : stored ? fromStoredForm(stored->text) : std::nullopt;
+      const auto after = revised(value, those);
+      auto change = after ? changeFrom(before, *after) : ListChange{{std::nullopt}, nullptr};
+      (*lists)[key] = change ? std::move(change->list) : before;
+      return change ? std::optional(std::move(change->change)) : std::nullopt;
+    };
+    prepared.revisions.insert_or_assign(
+        key, UserDefaultsTables::Revision{list ? list->mark() : std::string(), make});
+  }
+  return prepared;
+}
+
+std::optional<bool> NSUserDefaults::store(const Piece& piece, Prepared prepared) {
   std::vector<std::string> reports;
   bool isStored;
   {
     MutexLock lock(mutex_);
     const bool areOthersPending = !pending_.empty();
-    isStored = !areOthersPending && database_->write(piece.texts, piece.revisions);
+    isStored = !areOthersPending && write(prepared);
+    if (!isStored && !areOthersPending && database_->isOutdated()) return std::nullopt;
     if (!isStored) {
-      const std::string anyKey = piece.anyKey();
-      keepPending(std::move(piece));
+      keepPending(piece);
       if (areOthersPending) writePending();
-      isStored = !findPending(anyKey);
+      isStored = !findPending(piece.anyKey());
     }
     reports = database_->takeReports();
   }
@@ -248,8 +220,25 @@ bool NSUserDefaults::store(Piece piece) {
   return isStored;
 }
 
+bool NSUserDefaults::write(Prepared& prepared) {
+  const bool isWritten = database_->write(prepared.changes, prepared.revisions);
+  for (auto& [key, list] : *prepared.lists) {
+    if (list && isWritten) {
+      lists_.insert_or_assign(key, std::move(list));
+    } else {
+      lists_.erase(key);
+    }
+  }
+  return isWritten;
+}
+
+NSUserDefaults::Lists NSUserDefaults::knownLists() {
+  const MutexLock lock(mutex_);
+  return lists_;
+}
+
 // Pieces that share a key become one, since neither may be stored without the other.
-void NSUserDefaults::keepPending(Piece piece) {
+void NSUserDefaults::keepPending(const Piece& piece) {
   Piece whole;
   for (auto earlier = pending_.begin(); earlier != pending_.end();) {
     const bool isPart = earlier->sharesKeyWith(piece);
@@ -263,8 +252,8 @@ void NSUserDefaults::keepPending(Piece piece) {
 // Each piece by itself: what has room is stored, whatever else has none.
 void NSUserDefaults::writePending() {
   for (auto piece = pending_.begin(); piece != pending_.end();) {
-    const bool isWritten = database_->write(piece->texts, piece->revisions);
-    piece = isWritten ? pending_.erase(piece) : std::next(piece);
+    auto prepared = prepare(*piece, {});
+    piece = !prepared || write(*prepared) ? pending_.erase(piece) : std::next(piece);
   }
   if (pending_.empty()) database_->forgetReportedFailures();
 }
@@ -275,28 +264,30 @@ const NSUserDefaults::Piece* NSUserDefaults::findPending(std::string_view key) c
   return found == pending_.end() ? nullptr : &*found;
 }
 
-Reading<std::string> NSUserDefaults::readText(std::string_view key) {
-  const Piece* waiting = findPending(key);
-  if (!waiting) return database_->read(key);
-  if (const auto text = waiting->texts.find(key); text != waiting->texts.end()) return text->second;
-  Reading<std::string> stored = database_->read(key);
-  if (stored.isUnreadable()) return stored;
-  std::optional<std::string> text = std::move(stored);
-  for (const auto& revision : waiting->revisions.find(key)->second) text = revision(text);
-  return text;
-}
-
 Reading<Value> NSUserDefaults::objectForKey(std::string_view key) {
-  Reading<std::string> text;
+  Reading<StoredText> stored;
+  std::shared_ptr<const StoredList> list;
+  Revisions waiting;
   std::vector<std::string> reports;
   {
     MutexLock lock(mutex_);
-    text = readText(key);
+    if (const Piece* piece = findPending(key)) {
+      if (const auto set = piece->values.find(key); set != piece->values.end()) return set->second;
+      waiting = piece->revisions.find(key)->second;
+    }
+    if (const auto known = lists_.find(key); known != lists_.end()) list = known->second;
+    stored = database_->read(key, list ? list->mark() : std::string());
     reports = database_->takeReports();
   }
   logAll(reports);
-  if (text.isUnreadable()) return Reading<Value>::unreadable();
-  return text ? fromStoredForm(*text) : std::nullopt;
+  if (stored.isUnreadable()) return Reading<Value>::unreadable();
+  if (!stored) return revised(std::nullopt, waiting);
+  if (!isMarkOfList(stored->text)) return revised(fromStoredForm(stored->text), waiting);
+  if (!list || list->mark() != stored->text) list = listIn(*stored);
+  if (!list) return revised(std::nullopt, waiting);
+  MutexLock lock(mutex_);
+  lists_.insert_or_assign(std::string(key), list);
+  return revised(list->value, waiting);
 }
 
 Reading<std::string> NSUserDefaults::stringForKey(std::string_view key) {

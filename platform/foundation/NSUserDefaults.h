@@ -17,12 +17,16 @@
 namespace platform {
 
 class UserDefaultsDatabase;
+struct StoredList;
 
 // A persistent store of values by key. A set that has returned survives the death of the process. Several
-// processes may use one suite at once and see each other's values at the next read; nothing is cached.
+// processes may use one suite at once and see each other's values at the next read: of what was stored or
+// read last, only long lists are remembered, and each time asked for whether they still are what is stored.
 //
 // Each suite is a database of its own, "<suite>.sqlite" in the preferences directory: one row a key, whose
-// value is JSON text in this form:
+// value is JSON text in the form below. An array or dictionary of more than 2 KB has a row an item besides,
+// so that setting it again costs what has changed: one item appended, replaced or removed costs the same in a
+// list of ten and of a thousand.
 //
 //   null, boolean, integer, string, array, dictionary   the JSON value; a dictionary keeps its order
 //   real                                                a number with a point or an exponent: 3.0
@@ -84,18 +88,26 @@ class NSUserDefaults {
  private:
   explicit NSUserDefaults(std::string path);
 
-  struct Piece;  // what belongs together
-  bool store(Piece piece);
-  void keepPending(Piece piece) PLATFORM_REQUIRES(mutex_);
+  struct Piece;     // what belongs together
+  struct Prepared;  // as it is written
+  using Lists = std::map<std::string, std::shared_ptr<const StoredList>, std::less<>>;
+  // None when a value has no stored form. The lists are those known to be stored.
+  static std::optional<Prepared> prepare(const Piece& piece, const Lists& known);
+  // None when another process has changed a list meanwhile.
+  std::optional<bool> store(const Piece& piece, Prepared prepared);
+  bool write(Prepared& prepared) PLATFORM_REQUIRES(mutex_);
+  void keepPending(const Piece& piece) PLATFORM_REQUIRES(mutex_);
   void writePending() PLATFORM_REQUIRES(mutex_);
   const Piece* findPending(std::string_view key) const PLATFORM_REQUIRES(mutex_);
-  Reading<std::string> readText(std::string_view key) PLATFORM_REQUIRES(mutex_);
+  Lists knownLists();
 
   const std::string path_;
   Mutex mutex_;
   const std::unique_ptr<UserDefaultsDatabase> database_ PLATFORM_PT_GUARDED_BY(mutex_);
   // What could not be written yet, and stands before what the database holds: each key in one piece.
   std::vector<Piece> pending_ PLATFORM_GUARDED_BY(mutex_);
+  // As they were stored or read last.
+  Lists lists_ PLATFORM_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

@@ -14,6 +14,8 @@ namespace {
 
 // Up to this many keys, comparing each with each is quicker than hashing them.
 constexpr std::size_t kScannedKeys = 16;
+// So few are looked for one by one, whatever they are merged into.
+constexpr std::size_t kFewKeys = 4;
 
 std::size_t hashOf(const Value& key) {
   if (key.isString()) return std::hash<String>()(key.string());
@@ -115,7 +117,7 @@ void MutableDictionary::set(Value key, std::optional<Value> value) {
 void MutableDictionary::remove(std::string_view key) { set(Value(key), std::nullopt); }
 
 void MutableDictionary::merge(const Dictionary& other) {
-  if (entries_.size() + other.size() <= kScannedKeys) {
+  if (other.size() <= kFewKeys || entries_.size() + other.size() <= kScannedKeys) {
     for (const Entry& entry : other) set(entry.first, entry.second);
     return;
   }

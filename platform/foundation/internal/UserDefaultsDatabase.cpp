@@ -30,14 +30,6 @@ constexpr int kLongLog = 300;  // pages
 constexpr const char* kConnectionSettings =
     "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-128; PRAGMA journal_size_limit=1228800";
 
-constexpr const char* kSelect = "SELECT value FROM defaults WHERE key = ?1";
-constexpr const char* kUpsert =
-    "INSERT INTO defaults(key, value) VALUES(?1, ?2)"
-    " ON CONFLICT(key) DO UPDATE SET value = excluded.value";
-constexpr const char* kInsertIfAbsent =
-    "INSERT INTO defaults(key, value) VALUES(?1, ?2) ON CONFLICT(key) DO NOTHING";
-constexpr const char* kDelete = "DELETE FROM defaults WHERE key = ?1";
-
 // What preparing our statements answers for a sound database whose table is missing, or is another's.
 constexpr int kTableMissing = SQLITE_ERROR;
 constexpr int kTableForeign = SQLITE_ERROR;
@@ -67,19 +59,10 @@ std::string timeForFileName() {
   return text;
 }
 
-int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
-  // SQLite takes a null pointer for NULL, not for an empty text.
-  const char* bytes = text.data() ? text.data() : "";
-  return sqlite3_bind_text64(statement, index, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8);
-}
-
 }  // namespace
 
 void UserDefaultsDatabase::CloseConnection::operator()(sqlite3* connection) const {
   sqlite3_close_v2(connection);
-}
-void UserDefaultsDatabase::Finalize::operator()(sqlite3_stmt* statement) const {
-  sqlite3_finalize(statement);
 }
 
 UserDefaultsDatabase::UserDefaultsDatabase(std::string path)
@@ -87,41 +70,27 @@ UserDefaultsDatabase::UserDefaultsDatabase(std::string path)
 
 UserDefaultsDatabase::~UserDefaultsDatabase() { close(); }
 
-Reading<std::string> UserDefaultsDatabase::read(std::string_view key) {
+Reading<StoredText> UserDefaultsDatabase::read(std::string_view key, std::string_view knownMark) {
   beginWaiting();
   for (int attempt = 0; attempt < 2; ++attempt) {
-    if (!ensureOpen()) return isUnreadable_ ? Reading<std::string>::unreadable() : std::nullopt;
-    std::optional<std::string> text;
-    const int code = select(key, text);
+    if (!ensureOpen()) return isUnreadable_ ? Reading<StoredText>::unreadable() : std::nullopt;
+    std::optional<StoredText> stored;
+    const int code = tables_->read(key, knownMark, stored);
     noteOutcome(code);
-    if (code == SQLITE_OK) return text;
-    if (!overcome(code)) return Reading<std::string>::unreadable();
+    if (code == SQLITE_OK) return stored;
+    if (!overcome(code)) return Reading<StoredText>::unreadable();
   }
   return std::nullopt;
-}
-
-int UserDefaultsDatabase::select(std::string_view key, std::optional<std::string>& text) {
-  sqlite3_stmt* statement = select_.get();
-  bindText(statement, 1, key);
-  const int code = sqlite3_step(statement);
-  if (code == SQLITE_ROW) {
-    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
-    if (bytes) text.emplace(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, 0)));
-  }
-  const int failure = sqlite3_reset(statement);
-  if (code == SQLITE_DONE || text) return SQLITE_OK;
-  return failure != SQLITE_OK ? failure : sqlite3_extended_errcode(connection_.get());
 }
 
 bool UserDefaultsDatabase::write(const Changes& changes, const Revisions& revisions) {
   beginWaiting();
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (!ensureOpen()) return false;
-    const bool isOne = changes.size() == 1 && revisions.empty();
-    const int code =
-        isOne ? apply(changes.begin()->first, changes.begin()->second) : applyTogether(changes, revisions);
+    const int code = tables_->write(changes, revisions);
     noteOutcome(code);
-    if (code == SQLITE_OK) return true;
+    isOutdated_ = code == UserDefaultsTables::kOutdated;
+    if (code == SQLITE_OK || isOutdated_) return !isOutdated_;
     if (!overcome(code)) return false;
   }
   return false;
@@ -129,20 +98,9 @@ bool UserDefaultsDatabase::write(const Changes& changes, const Revisions& revisi
 
 bool UserDefaultsDatabase::writeIfAbsent(std::string_view key, const std::string& text) {
   beginWaiting();
-  const int code = ensureOpen() ? applyIfAbsent(key, text) : SQLITE_CANTOPEN;
+  const int code = ensureOpen() ? tables_->writeIfAbsent(key, text) : SQLITE_CANTOPEN;
   noteOutcome(code);
   return code == SQLITE_OK;
-}
-
-int UserDefaultsDatabase::applyIfAbsent(std::string_view key, const std::string& text) {
-  Statement insert;
-  int code = prepare(insert, kInsertIfAbsent);
-  if (code != SQLITE_OK) return code;
-  bindText(insert.get(), 1, key);
-  code = bindText(insert.get(), 2, text);
-  if (code != SQLITE_OK) return code;
-  sqlite3_step(insert.get());
-  return sqlite3_reset(insert.get());
 }
 
 void UserDefaultsDatabase::beginWaiting() {
@@ -165,49 +123,6 @@ int UserDefaultsDatabase::emptyLongLog(void* self, sqlite3* connection, const ch
   static_cast<UserDefaultsDatabase*>(self)->deadline_ = {};
   sqlite3_wal_checkpoint_v2(connection, database, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
   return SQLITE_OK;
-}
-
-int UserDefaultsDatabase::apply(std::string_view key, const std::optional<std::string>& text) {
-  Statement& kept = text ? upsert_ : delete_;
-  int code = prepare(kept, text ? kUpsert : kDelete);
-  if (code != SQLITE_OK) return code;
-  bindText(kept.get(), 1, key);
-  if (text) code = bindText(kept.get(), 2, *text);
-  if (code != SQLITE_OK) return code;
-  sqlite3_step(kept.get());
-  return sqlite3_reset(kept.get());
-}
-
-int UserDefaultsDatabase::applyTogether(const Changes& changes, const Revisions& revisions) {
-  int code = execute("BEGIN IMMEDIATE");
-  if (code != SQLITE_OK) return code;
-  try {
-    code = applyAll(changes, revisions);
-  } catch (...) {  // a revision had no memory
-    execute("ROLLBACK");
-    throw;
-  }
-  if (code == SQLITE_OK) code = execute("COMMIT");
-  // SQLite has rolled back some failures by itself; there is none open then.
-  if (code != SQLITE_OK) execute("ROLLBACK");
-  return code;
-}
-
-int UserDefaultsDatabase::applyAll(const Changes& changes, const Revisions& revisions) {
-  int code = SQLITE_OK;
-  for (const auto& [key, text] : changes) {
-    code = apply(key, text);
-    if (code != SQLITE_OK) return code;
-  }
-  for (const auto& [key, those] : revisions) {
-    std::optional<std::string> text;
-    code = select(key, text);
-    if (code != SQLITE_OK) return code;
-    for (const Revision& revision : those) text = revision(text);
-    code = apply(key, text);
-    if (code != SQLITE_OK) return code;
-  }
-  return code;
 }
 
 bool UserDefaultsDatabase::ensureOpen() {
@@ -271,12 +186,12 @@ int UserDefaultsDatabase::connect() {
   const int made = ::open(path_.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
   if (made >= 0) ::close(made);
   const int code = open(path_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-  return code == SQLITE_OK ? prepareAll() : code;
+  return code == SQLITE_OK ? tables_->prepareAll() : code;
 }
 
 int UserDefaultsDatabase::connectOrMake() {
   const int code = connect();
-  return code == kTableMissing ? createTable() : code;
+  return code == kTableMissing ? tables_->create() : code;
 }
 
 int UserDefaultsDatabase::open(const std::string& name, int flags) {
@@ -285,20 +200,12 @@ int UserDefaultsDatabase::open(const std::string& name, int flags) {
       name.c_str(), &connection,
       flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);
   connection_.reset(connection);
+  if (connection) tables_.emplace(*connection);
   if (code != SQLITE_OK) return code;
   sqlite3_db_config(connection, SQLITE_DBCONFIG_LOOKASIDE, nullptr, 256, 64);
   sqlite3_busy_handler(connection, waitForOthers, this);
   sqlite3_wal_hook(connection, emptyLongLog, this);
-  return execute(kConnectionSettings);
-}
-
-// The keys stand in an index of their own: in a table ordered by key, SQLite reads a large row whole to
-// compare its key.
-int UserDefaultsDatabase::createTable() {
-  const int code = execute(
-      "PRAGMA journal_mode=WAL;"
-      "CREATE TABLE IF NOT EXISTS defaults(key TEXT PRIMARY KEY NOT NULL, value TEXT NOT NULL)");
-  return code == SQLITE_OK ? prepareAll() : code;
+  return sqlite3_exec(connection, kConnectionSettings, nullptr, nullptr, nullptr);
 }
 
 // Where nothing can be created, SQLite cannot share a database with a log; but nobody else can write to it
@@ -312,13 +219,11 @@ int UserDefaultsDatabase::connectImmutable() {
     c == '/' ? name += c : name += escaped;
   }
   const int code = open(name + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
-  return code == SQLITE_OK ? prepare(select_, kSelect) : code;
+  return code == SQLITE_OK ? tables_->prepareToRead() : code;
 }
 
 void UserDefaultsDatabase::close() {
-  select_.reset();
-  upsert_.reset();
-  delete_.reset();
+  tables_.reset();
   connection_.reset();
 }
 
@@ -347,26 +252,6 @@ void UserDefaultsDatabase::moveAside(std::string_view fault) {
   } else {
     report(SQLITE_CORRUPT, "it " + std::string(fault) + " and cannot be moved aside");
   }
-}
-
-int UserDefaultsDatabase::execute(const char* statements) {
-  return sqlite3_exec(connection_.get(), statements, nullptr, nullptr, nullptr);
-}
-
-int UserDefaultsDatabase::prepareAll() {
-  int code = prepare(select_, kSelect);
-  if (code == SQLITE_OK) code = prepare(upsert_, kUpsert);
-  if (code == SQLITE_OK) code = prepare(delete_, kDelete);
-  return code;
-}
-
-int UserDefaultsDatabase::prepare(Statement& statement, const char* text) {
-  if (statement) return SQLITE_OK;
-  sqlite3_stmt* prepared = nullptr;
-  const int code =
-      sqlite3_prepare_v3(connection_.get(), text, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
-  statement.reset(prepared);
-  return code;
 }
 
 bool UserDefaultsDatabase::overcome(int code) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -12,9 +11,8 @@
 #include <vector>
 
 #include "platform/foundation/Reading.h"
-
-struct sqlite3;
-struct sqlite3_stmt;
+#include "platform/foundation/internal/StoredList.h"
+#include "platform/foundation/internal/UserDefaultsTables.h"
 
 namespace platform {
 
@@ -38,15 +36,16 @@ class UserDefaultsDatabase {
 
   // Unreadable when something may be stored that cannot be read for the moment; a place that is missing, that
   // can never be read, or that only cannot be written to, is none of that.
-  Reading<std::string> read(std::string_view key);
-  // Texts by key; none removes the key.
-  using Changes = std::map<std::string, std::optional<std::string>, std::less<>>;
-  // What is to be made of the text that is stored when it is written, or of none; one after the other.
-  using Revision = std::function<std::optional<std::string>(const std::optional<std::string>& stored)>;
-  using Revisions = std::map<std::string, std::vector<Revision>, std::less<>>;
+  // The items of a list come with its mark, unless that is the known one.
+  Reading<StoredText> read(std::string_view key, std::string_view knownMark = {});
+  // By key.
+  using Changes = UserDefaultsTables::Changes;
+  using Revisions = UserDefaultsTables::Revisions;
   // In one step: all of them, or none, and no other process writes meanwhile. On true they outlive the
   // process.
   bool write(const Changes& changes, const Revisions& revisions = {});
+  // Whether the last write did nothing because a list is no longer the one that it was to change.
+  bool isOutdated() const { return isOutdated_; }
   // Unless the key has a text. True when it has one now.
   bool writeIfAbsent(std::string_view key, const std::string& text);
 
@@ -59,11 +58,6 @@ class UserDefaultsDatabase {
   struct CloseConnection {
     void operator()(sqlite3* connection) const;
   };
-  struct Finalize {
-    void operator()(sqlite3_stmt* statement) const;
-  };
-  using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
-
   void beginWaiting();
   void noteOutcome(int code);
   bool isTimeLeft() const { return std::chrono::steady_clock::now() < deadline_; }
@@ -77,20 +71,11 @@ class UserDefaultsDatabase {
   int connect();
   int connectOrMake();
   int open(const std::string& name, int flags);
-  int createTable();
   int connectImmutable();
   void close();
   bool isStale() const;
   void moveAside(std::string_view fault);
 
-  int applyIfAbsent(std::string_view key, const std::string& text);
-  int apply(std::string_view key, const std::optional<std::string>& text);
-  int applyTogether(const Changes& changes, const Revisions& revisions);
-  int applyAll(const Changes& changes, const Revisions& revisions);
-  int select(std::string_view key, std::optional<std::string>& text);
-  int execute(const char* statements);
-  int prepareAll();
-  int prepare(Statement& statement, const char* text);
   // Whether to try again: the cause has been removed.
   bool overcome(int code);
   void report(int code, std::string_view explanation);
@@ -98,13 +83,12 @@ class UserDefaultsDatabase {
   const std::string path_;
   const std::string directory_;
   std::unique_ptr<sqlite3, CloseConnection> connection_;
-  Statement select_;
-  Statement upsert_;
-  Statement delete_;
+  std::optional<UserDefaultsTables> tables_;  // of the connection
   // Why it could not be opened: something is there that cannot be read for the moment.
   bool isUnreadable_ = false;
   std::chrono::steady_clock::time_point deadline_;
   bool hasWaitedInVain_ = false;
+  bool isOutdated_ = false;
   std::set<int> reportedCauses_;
   std::vector<std::string> reports_;
 };

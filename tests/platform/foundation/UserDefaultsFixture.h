@@ -104,7 +104,10 @@ class UserDefaultsTest : public testing::Test {
   std::string path() const { return preferences + "/suite.sqlite"; }
 
   // The stored form, read past the object under test.
-  std::optional<std::string> stored(std::string_view key) { return UserDefaultsDatabase(path()).read(key); }
+  std::optional<std::string> stored(std::string_view key) {
+    const auto text = UserDefaultsDatabase(path()).read(key);
+    return text ? std::optional(text->text) : std::nullopt;
+  }
 
   std::vector<std::string> filesAside() const {
     std::vector<std::string> names;

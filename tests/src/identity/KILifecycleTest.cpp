@@ -38,8 +38,9 @@ class KILifecycleTest : public testing::Test {
     return {suite()->stringForKey("version"), suite()->stringForKey("build")};
   }
   static std::optional<std::string> versionOnDisk() {
-    return UserDefaultsDatabase(directories().preferences + "/io.kova.lifecycleEvents.sqlite")
-        .read("version");
+    UserDefaultsDatabase database(directories().preferences + "/io.kova.lifecycleEvents.sqlite");
+    const auto text = database.read("version");
+    return text ? std::optional(text->text) : std::nullopt;
   }
   // A start of the app in that version.
   std::shared_ptr<KILifecycleEvent> startAs(const char* version, const char* build) {

@@ -280,7 +280,7 @@ TEST_F(KovaQueueManagerTest, WhatAStepCouldNotStoreIsStoredByTheNextPass) {
   }
   queues->moveEnqueuedMessagesToBatchAndPersist();
   UserDefaultsDatabase database(directories().preferences + "/com.example.app.sqlite");
-  EXPECT_EQ(database.read("kova_12345_queuedPageviews"), R"(["h?n=1"])");
+  EXPECT_EQ(database.read("kova_12345_queuedPageviews")->text, R"(["h?n=1"])");
 }
 
 TEST_F(KovaQueueManagerTest, RefusesAMessageThatNoJSONCanBeMadeOf) {
