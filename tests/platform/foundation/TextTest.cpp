@@ -16,14 +16,6 @@ extern "C" int EVP_set_default_properties(void* context, const char* properties)
 namespace platform {
 namespace {
 
-TEST(TextTest, UTF16HasSurrogatesBeyondTheFirstPlane) {
-  EXPECT_EQ(utf16("a\u00e9\u20ac\U0001F600"), u"a\u00e9\u20ac\U0001F600");
-  EXPECT_EQ(utf16("a\xFF"
-                  "b"),
-            u"a\uFFFDb");
-  EXPECT_EQ(utf16(""), u"");
-}
-
 TEST(TextTest, APrefixTakesWhatCompletesItsLastCharacter) {
   EXPECT_EQ(utf16Length("a\u00e9\u20ac\U0001F600"), 5u);
   struct {

@@ -104,13 +104,6 @@ TEST_F(ControlsTest, TargetsAndControlMayGoDuringTheirActions) {
   EXPECT_EQ(afterTapOn(*button), "") << "dead, and not taken for one that is searched along the chain";
 }
 
-TEST_F(ControlsTest, WhatAnActionThrowsReachesTheCaller) {
-  placeButton({listener}, "up:");
-  story.reactions["up:"] = [] { throw std::runtime_error("from the app"); };
-  EXPECT_THROW(after("tap 150 320"), std::runtime_error);
-  EXPECT_EQ(after("tap 150 320"), "up: up:") << "without a highlight, and the control goes on working";
-}
-
 TEST_F(ControlsTest, SegmentsAreSelected) {
   const std::vector<String> titles = {"Day", "Week", "Month"};
   const auto control = place(std::make_shared<UISegmentedControl>(titles), CGRectMake(30, 100, 330, 32));

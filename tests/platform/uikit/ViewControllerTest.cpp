@@ -7,15 +7,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using ViewControllerTest = ViewControllerFixture;
 
-TEST_F(ViewControllerTest, ARootAppearsAndDisappearsWithItsWindow) {
-  goes({{"window takes A", "", ""},
-        {"window shows A", "A* A↗ A↑", "A"},
-        {"window hides", "A↘ A↓", ""},
-        {"window returns", "A↗ A↑", "A"},
-        {"window takes B", "A↘ A↓ B* B↗ B↑", "B"}});
-  EXPECT_TRUE(holds({"B"}));
-}
-
 TEST_F(ViewControllerTest, PushAndPop) {
   goes({{"Stack pushes A", "", ""},
         {"window shows Stack", "A* Stack* Stack↗ A↗ A↑ Stack↑", "A Stack"},
