@@ -17,7 +17,7 @@ else()
   # By their files, since the targets bring the parts along.
   target_link_libraries(
     Kova::Core INTERFACE $<TARGET_FILE:Kova::Kova> $<TARGET_FILE:Kova::Platform> PkgConfig::utf8proc SQLite::SQLite3
-                         OpenSSL::SSL OpenSSL::Crypto CURL::libcurl Threads::Threads ${CMAKE_DL_LIBS})
+                         OpenSSL::SSL OpenSSL::Crypto CURL::libcurl ZLIB::ZLIB Threads::Threads ${CMAKE_DL_LIBS})
   target_include_directories(
     Kova::Core INTERFACE $<TARGET_PROPERTY:Kova::Kova,INTERFACE_INCLUDE_DIRECTORIES>
                          $<TARGET_PROPERTY:Kova::Platform,INTERFACE_INCLUDE_DIRECTORIES>)

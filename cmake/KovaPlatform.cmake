@@ -25,7 +25,7 @@ endfunction()
 kova_platform_library(KovaPlatform ${layer_objects})
 add_library(Kova::Platform ALIAS KovaPlatform)
 target_link_libraries(KovaPlatform PRIVATE PkgConfig::utf8proc SQLite::SQLite3 OpenSSL::SSL OpenSSL::Crypto CURL::libcurl
-                                           ${CMAKE_DL_LIBS}
+                                           ZLIB::ZLIB ${CMAKE_DL_LIBS}
                                    PUBLIC Threads::Threads)
 
 # kova_separate_part(<target> <layer> ENTRY <function> ASKED_BY <layer> DEFINITION <name> LIBRARIES ...): a layer behind a

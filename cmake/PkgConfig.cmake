@@ -23,7 +23,7 @@ set(core -lKova -lKovaPlatform)
 set(all ${core})
 set(c -lKovaC)
 if(NOT BUILD_SHARED_LIBS)
-  set(core_requires libcurl sqlite3 openssl libutf8proc)
+  set(core_requires libcurl sqlite3 openssl libutf8proc zlib)
   set(all_requires ${core_requires} cairo pangocairo libpng)
   # Nothing but the entries asks for the parts' archives, and that weakly.
   set(all -Wl,-u,platformDrawing_${kova_entry_version} -Wl,-u,platformWebSockets_${kova_entry_version} -lKova

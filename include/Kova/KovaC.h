@@ -59,7 +59,7 @@ KOVA_C_API const char* kova_library_version(void);
 /*
  * Settings. NULL when memory is short. Texts: "name", "identifier", "version", "build", "directory" say what
  * the program is and where its files go; "captureBaseUrl" is where events go. Flags: "assumesNetwork" has
- * uploads tried on a machine without a default route too; "debug", "disableTracking",
+ * uploads tried on a machine without a default route too; "compressUploads", "debug", "disableTracking",
  * "disableAdvertiserIdCapture", "disableVendorIdCapture", "disableTelemetryCapture", "maskedPictures",
  * "useEnvironmentProxy". Reference: KovaHost.h, KovaOptions.h.
  */

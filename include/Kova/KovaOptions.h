@@ -79,6 +79,9 @@ class KOVA_EXPORT KovaOptions : public platform::NSObject {
   // Uploads go through the proxy that the environment names (http_proxy, https_proxy, all_proxy, no_proxy).
   // Off, the environment is not asked. Read at initialisation.
   KOVA_OPTION_FLAG_(useEnvironmentProxy, setUseEnvironmentProxy);
+  // The bodies of batches are sent compressed, in the form of gzip. Only for a service that takes them. Read
+  // at initialisation.
+  KOVA_OPTION_FLAG_(compressUploads, setCompressUploads);
   // The hidden pairing gesture is not watched for.
   KOVA_OPTION_FLAG_(disableVisualizerPairingGesture, setDisableVisualizerPairingGesture);
   // Accessibility data is fetched ahead while ancestors are captured.

@@ -44,7 +44,7 @@ class KovaConan(ConanFile):
     def requirements(self):
         self.requires("boost/1.81.0")  # compiled in
         for library in ("cairo/1.18.0", "libcurl/8.9.1", "libpng/1.6.43", "openssl/3.3.2", "pango/1.54.0",
-                        "rapidjson/cci.20230929", "sqlite3/3.46.1", "utf8proc/2.9.0"):
+                        "rapidjson/cci.20230929", "sqlite3/3.46.1", "utf8proc/2.9.0", "zlib/1.3.1"):
             self.requires(library)
         if self.options.qt:
             self.requires("qt/6.7.3")

@@ -92,6 +92,7 @@ const std::map<std::string_view, TextSetter>& textSetters() {
 const std::map<std::string_view, FlagSetter>& flagSetters() {
   static const auto& setters = *new std::map<std::string_view, FlagSetter>{
       {"assumesNetwork", [](kova_settings& s, bool flag) { s.host.assumesNetwork = flag; }},
+      {"compressUploads", [](kova_settings& s, bool flag) { s.options->setCompressUploads(flag); }},
       {"debug", [](kova_settings& s, bool flag) { s.options->setDebug(flag); }},
       {"disableAdvertiserIdCapture",
        [](kova_settings& s, bool flag) { s.options->setDisableAdvertiserIdCapture(flag); }},

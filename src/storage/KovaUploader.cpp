@@ -3,6 +3,7 @@
 #include <atomic>
 #include <utility>
 
+#include "platform/foundation/Compression.h"
 #include "platform/net/NSHTTPURLResponse.h"
 #include "platform/uikit/UIApplication.h"
 #include "src/core/Guard.h"
@@ -65,21 +66,26 @@ void tellWhenNoApplicationWasStarted() {
       "No application was started, so that nothing says whether there is a network. Call platform::startLinuxApplication before Kova::initialize.");
 }
 
-NSURLRequest batchRequest(const NSURL& baseUrl, std::string body) {
-  return kova::postingJSON(NSURLRequest(KovaRequestBuilder::messageBatchUrlWithBaseUrl(baseUrl),
-                                        NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout),
-                           std::move(body));
+// Plain where there is no memory to compress the body.
+NSURLRequest batchRequest(const NSURL& baseUrl, std::string body, KovaUploader::Bodies bodies) {
+  NSURLRequest request(KovaRequestBuilder::messageBatchUrlWithBaseUrl(baseUrl),
+                       NSURLRequestCachePolicy::useProtocolCachePolicy, kBatchTimeout);
+  auto compressed = bodies == KovaUploader::Bodies::Compressed ? gzipped(body) : std::nullopt;
+  if (!compressed) return kova::postingJSON(std::move(request), std::move(body));
+  request.setValue("gzip", "Content-Encoding");
+  return kova::postingJSON(std::move(request), std::move(*compressed));
 }
 
 }  // namespace
 
 KovaUploader::KovaUploader(const KovaBaseURL& baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
                            std::shared_ptr<KISerialStateQueue> mutationQueue,
-                           std::weak_ptr<KOVAURLSessionProtocol> session)
+                           std::weak_ptr<KOVAURLSessionProtocol> session, Bodies bodies)
     : baseUrl_(kova::captureEndpoint(baseUrl)),
       queueManager_(std::move(queueManager)),
       mutationQueue_(std::move(mutationQueue)),
       urlSession_(std::move(session)),
+      bodies_(bodies),
       uploadInterval_(kDefaultUploadInterval) {}
 
 KovaUploader::~KovaUploader() {
@@ -253,7 +259,7 @@ std::optional<KovaUploader::Upload> KovaUploader::nextPixel() {
 std::optional<KovaUploader::Upload> KovaUploader::nextMessageBatch() {
   auto next = queueManager_->dequeueMessageJSONPayloadWithMessageBatch();
   if (!next) return std::nullopt;
-  NSURLRequest request = batchRequest(*baseUrl_, std::move(next->payload));
+  NSURLRequest request = batchRequest(*baseUrl_, std::move(next->payload), bodies_);
   NSURL url = request.url();
   return Upload{std::move(request),
                 {std::move(url),

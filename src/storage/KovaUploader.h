@@ -34,9 +34,10 @@ class KovaUploader : public platform::NSObject {
  public:
   // No base URL selects the default capture endpoint; with one that cannot be used, nothing is sent. The
   // session is held weakly.
+  enum class Bodies { Plain, Compressed };  // of batches
   KovaUploader(const KovaBaseURL& baseUrl, std::shared_ptr<KovaQueueManager> queueManager,
                std::shared_ptr<KISerialStateQueue> mutationQueue,
-               std::weak_ptr<KOVAURLSessionProtocol> session);
+               std::weak_ptr<KOVAURLSessionProtocol> session, Bodies bodies = Bodies::Plain);
   ~KovaUploader() override;
 
   // Starts the rhythm with a pass at once, unless it is running.
@@ -93,6 +94,7 @@ class KovaUploader : public platform::NSObject {
   const std::shared_ptr<KovaQueueManager> queueManager_;
   const std::shared_ptr<KISerialStateQueue> mutationQueue_;
   const std::weak_ptr<KOVAURLSessionProtocol> urlSession_;
+  const Bodies bodies_;
 
   std::atomic<bool> isStopped_ = false;
   mutable platform::Mutex mutex_;

@@ -163,9 +163,11 @@ KovaTracker::KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
                                                                *identityManager_);
   const auto& testSession = options_->testOnlyUrlSession();
   const auto proxy = options_->useEnvironmentProxy() ? KovaProxy::OfTheEnvironment : KovaProxy::None;
-  uploader_ =
-      std::make_shared<KovaUploader>(options_->givenCaptureBaseUrl(), queueManager_, mutationQueue_,
-                                     testSession ? testSession : KovaSharedURLSession::sharedSession(proxy));
+  const auto bodies =
+      options_->compressUploads() ? KovaUploader::Bodies::Compressed : KovaUploader::Bodies::Plain;
+  uploader_ = std::make_shared<KovaUploader>(
+      options_->givenCaptureBaseUrl(), queueManager_, mutationQueue_,
+      testSession ? testSession : KovaSharedURLSession::sharedSession(proxy), bodies);
   pageviewRecorder_ = std::make_unique<KIPageviewRecorder>(
       static_cast<KIPageviewRecorder::Owner&>(*this),
       KIPageviewRecorder::Parts{*options_, *sessionManager_, *queueManager_, *requestBuilder_,

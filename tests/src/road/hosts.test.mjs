@@ -37,6 +37,15 @@ test('every kind of event and pixel arrives with its user, session and pageview'
   }
 });
 
+test('batches go out compressed to a service that takes that', limits, async (t) => {
+  const road = await Road.open(t);
+  const host = await road.launch({ version: '1.0', isCompressed: true });
+  await host.call('track', 'grün & blau');
+  await host.call('changeInterval', BRIEFLY);
+  const records = await road.records('track', 2);
+  assert.deepEqual(records.map(({ message, compressed }) => [nameOf(message), compressed]), [['lifecycleEvent', true], ['grün & blau', true]]);
+});
+
 test('user and properties come back, and what was queued is sent once', limits, async (t) => {
   const road = await Road.open(t);
   const before = await road.launch({ version: '1.0', isOnline: false });

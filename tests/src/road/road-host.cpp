@@ -57,6 +57,7 @@ Value start(const Array& arguments) {
   options->setDebug(true);
   // Without it, and as there are no view controllers, there is never a pageview.
   options->setDisableViewControllerAutocapture(arguments[1] == Value("synthetic pageview"));
+  options->setCompressUploads(arguments[2] == Value("compressed"));
   Kova::initialize(kEnvironment, options);
   return {};
 }

@@ -80,11 +80,11 @@ export class Road {
   }
 
   /** Without a version a host has no install or upgrade to report; without a pageview no event is sent. */
-  async launch({ version = '', hasPageview = true, isOnline = true } = {}) {
+  async launch({ version = '', hasPageview = true, isOnline = true, isCompressed = false } = {}) {
     const host = new RoadHost(this.url, this.data, version);
     this.#hosts.push(host);
     if (!isOnline) await host.call('online', false);
-    await host.call('start', hasPageview ? 'synthetic pageview' : 'no pageview');
+    await host.call('start', hasPageview ? 'synthetic pageview' : 'no pageview', isCompressed ? 'compressed' : 'plain');
     return host;
   }
 

@@ -114,6 +114,8 @@ const refusals = [
   ['a visibility of 0 outside of lifecycle events', happened({ ...events.custom, appVisibilityState: 0 }), /appVisibilityState is 0/],
   ['an upgrade from nothing', happened({ ...events.lifecycle, lifecycleEvent: { ...events.lifecycle.lifecycleEvent, isUpgrade: true } }), /contradicts/],
   ['another content type', track(batchBody(message(events.custom)), { 'Content-Type': 'text/plain' }), /Content-Type is "text\/plain"/],
+  ['an encoding that is not sent', track(batchBody(message(events.custom)), { 'Content-Encoding': 'br' }), /Content-Encoding is "br"/],
+  ['what is not compressed as it says', track(batchBody(message(events.custom)), { 'Content-Encoding': 'gzip' }), /cannot be unpacked/],
   ['no content length', track(batchBody(message(events.custom)), { 'Transfer-Encoding': 'chunked' }), /Content-Length is missing/],
   ['two logs', telemetry(logsBody(bailLog, bailLog)), /one log/],
   ['a log without metadata', telemetry(logsBody({ ...bailLog, app_metadata: undefined })), /lacks "app_metadata"/],

@@ -1,10 +1,12 @@
 // The bytes and headers of request bodies, before anything is known about their content.
 
+import zlib from 'node:zlib';
 import { show } from './checks.mjs';
 import { faultIndex } from './json-fault.mjs';
 
 const MAX_NESTING = 200;
 const MAX_KEPT = 2000;
+const MAX_UNPACKED = 32 * 1024 * 1024;
 const utf8 = new TextDecoder('utf-8', { fatal: true, ignoreBOM: true });
 
 /** Problems of the headers that go with a JSON body. The length itself was checked by the HTTP parser. */
@@ -21,6 +23,18 @@ export function unexpectedBody(headers, body) {
   if (body.length > 0) problems.push(`a GET with a body of ${body.length} bytes`);
   if (headers['content-type'] !== undefined) problems.push('a GET with a Content-Type');
   return problems;
+}
+
+/** The body as { bytes } before it was compressed to be sent, or { problem }. */
+export function unpacked(headers, body) {
+  const encoding = headers['content-encoding'];
+  if (encoding === undefined) return { bytes: body };
+  if (encoding !== 'gzip') return { problem: `Content-Encoding is ${show(encoding)}, not "gzip"` };
+  try {
+    return { bytes: zlib.gunzipSync(body, { maxOutputLength: MAX_UNPACKED }) };
+  } catch (error) {
+    return { problem: `the body cannot be unpacked: ${error.message}` };
+  }
 }
 
 /** The body as { text }, or { problem } when it is not UTF-8. */

@@ -1,7 +1,7 @@
 // POST /api/integrations/ios/track: a batch of messages in a wrapper whose every byte is laid down.
 
 import { epochMilliseconds } from '../checks.mjs';
-import { jsonHeaderProblems, parseCompactJson, rawContent, readText } from '../json-body.mjs';
+import { jsonHeaderProblems, parseCompactJson, rawContent, readText, unpacked } from '../json-body.mjs';
 import { messageProblems } from './message.mjs';
 
 // Far more than the library puts into one; keeps a mad sender from becoming a million records.
@@ -20,12 +20,13 @@ export const messageBatch = {
   read({ query, headers, body }) {
     const problems = jsonHeaderProblems(headers);
     if (query !== '') problems.push('a query string where none is known');
-    const { sentTime, messages, problem } = openBatch(body);
+    const { bytes, problem: packing } = unpacked(headers, body);
+    const { sentTime, messages, problem } = packing === undefined ? openBatch(bytes) : { problem: packing };
     if (problem !== undefined) return [{ problems: [...problems, problem], content: rawContent(body) }];
     epochMilliseconds(sentTime, 'sentTime', problems);
     return messages.map((message, index) => ({
       problems: [...problems, ...messageProblems(message)],
-      content: { sentTime, index, message },
+      content: { sentTime, index, ...(bytes !== body && { compressed: true }), message },
     }));
   },
 };
