@@ -66,19 +66,38 @@ bool writeAt(int file, std::string_view bytes, std::uint64_t offset) {
 
 bool cutAt(int file, std::uint64_t size) { return ::ftruncate(file, static_cast<off_t>(size)) == 0; }
 
-std::optional<std::string> readWhole(int file) {
-  struct stat facts;
-  if (::fstat(file, &facts) != 0 || !S_ISREG(facts.st_mode)) return std::nullopt;
-  const auto size = static_cast<std::size_t>(facts.st_size);
-  if (size > kLongestFile) return std::nullopt;
+std::optional<std::string> readAt(int file, std::size_t offset, std::size_t size) {
   std::string bytes(size, '\0');
   for (std::size_t length = 0; length < size;) {
-    const ssize_t count = ::pread(file, bytes.data() + length, size - length, static_cast<off_t>(length));
+    const ssize_t count =
+        ::pread(file, bytes.data() + length, size - length, static_cast<off_t>(offset + length));
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return std::nullopt;
     length += static_cast<std::size_t>(count);
   }
   return bytes;
+}
+
+std::optional<std::string> readWhole(int file) {
+  struct stat facts;
+  if (::fstat(file, &facts) != 0 || !S_ISREG(facts.st_mode)) return std::nullopt;
+  const auto size = static_cast<std::size_t>(facts.st_size);
+  return size > kLongestFile ? std::nullopt : readAt(file, 0, size);
+}
+
+// The records behind the magic, up to the first one that is not whole; answers where that is.
+std::size_t takeRecordsOf(std::string_view bytes, std::vector<std::string>& records) {
+  std::size_t end = kMagic.size();
+  std::string_view rest = bytes.substr(end);
+  for (Frame frame; rest.size() >= sizeof frame;) {
+    std::memcpy(&frame, rest.data(), sizeof frame);
+    const std::string_view record = rest.substr(sizeof frame, frame.length);
+    if (frame.length == 0 || record.size() < frame.length || checkOf(record) != frame.check) break;
+    records.emplace_back(record);
+    rest.remove_prefix(sizeof frame + record.size());
+    end += sizeof frame + record.size();
+  }
+  return end;
 }
 
 void appendFramed(std::string& bytes, std::string_view record) {
@@ -107,28 +126,13 @@ RecordFile::RecordFile(std::string path, std::unique_ptr<LockFile> file)
     : path_(std::move(path)), file_(std::move(file)) {}
 RecordFile::~RecordFile() = default;
 
-std::optional<std::vector<std::string>> RecordFile::records() {
-  found_.clear();
-  if (!read()) return std::nullopt;
-  return takeRecords();
-}
-
 bool RecordFile::read() {
   const auto bytes = readWhole(file_->number());
   if (!bytes) return false;
   hadForeignEnd_ = !bytes->empty();
   if (!bytes->starts_with(kMagic)) return true;
-  end_ = kMagic.size();
-  std::string_view rest = std::string_view(*bytes).substr(end_);
-  for (Frame frame; rest.size() >= sizeof frame;) {
-    std::memcpy(&frame, rest.data(), sizeof frame);
-    const std::string_view record = rest.substr(sizeof frame, frame.length);
-    if (frame.length == 0 || record.size() < frame.length || checkOf(record) != frame.check) break;
-    found_.emplace_back(record);
-    rest.remove_prefix(sizeof frame + record.size());
-    end_ += sizeof frame + record.size();
-  }
-  hadForeignEnd_ = !rest.empty();
+  end_ = takeRecordsOf(*bytes, found_);
+  hadForeignEnd_ = end_ < bytes->size();
   return true;
 }
 
@@ -142,6 +146,13 @@ bool RecordFile::removeAt(const std::string& path) {
   ::unlink(partialOf(path).c_str());
   const auto file = LockFile::take(path, LockFile::Missing::Leave);
   return file && ::unlink(path.c_str()) == 0;
+}
+
+std::uint64_t RecordFile::sizeAt(const std::string& path) {
+  struct stat facts;
+  const bool isThere = ::stat(path.c_str(), &facts) == 0;
+  const auto size = isThere ? static_cast<std::uint64_t>(facts.st_size) : 0;
+  return size - std::min(size, std::uint64_t{kMagic.size()});
 }
 
 bool RecordFile::append(std::string_view record) {
@@ -164,19 +175,49 @@ bool RecordFile::clear() {
   return true;
 }
 
+// The file that is to take the place of this one; gone unless it has.
+struct RecordFile::Draft {
+  ~Draft() {
+    if (file) ::unlink(path.c_str());
+  }
+  std::string path;
+  std::unique_ptr<LockFile> file;
+  std::uint64_t end = 0;
+};
+
 bool RecordFile::replaceAll(const std::vector<std::string>& records) {
+  const auto all = draft(records);
+  return all && replaceUpTo(end_, all);
+}
+
+std::optional<std::vector<std::string>> RecordFile::recordsUpTo(std::uint64_t size) const {
+  const auto bytes = readAt(file_->number(), 0, size);
+  if (!bytes || !bytes->starts_with(kMagic)) return std::nullopt;
+  std::vector<std::string> records;
+  takeRecordsOf(*bytes, records);
+  return records;
+}
+
+std::shared_ptr<RecordFile::Draft> RecordFile::draft(const std::vector<std::string>& records) const {
   std::string bytes(kMagic);
   for (const std::string& record : records) appendFramed(bytes, record);
-  const std::string partial = partialOf(path_);
-  auto file = LockFile::take(partial, LockFile::Missing::Make);
-  if (!file) return false;
-  if (!cutAt(file->number(), 0) || !writeAt(file->number(), bytes, 0) ||
-      std::rename(partial.c_str(), path_.c_str()) != 0) {
-    ::unlink(partial.c_str());
+  const auto made = std::make_shared<Draft>();
+  made->path = partialOf(path_);
+  made->file = LockFile::take(made->path, LockFile::Missing::Make);
+  made->end = bytes.size();
+  const bool isWritten =
+      made->file && cutAt(made->file->number(), 0) && writeAt(made->file->number(), bytes, 0);
+  return isWritten ? made : nullptr;
+}
+
+bool RecordFile::replaceUpTo(std::uint64_t size, const std::shared_ptr<Draft>& draft) {
+  const auto behind = readAt(file_->number(), size, end_ - size);
+  if (!behind || !writeAt(draft->file->number(), *behind, draft->end) ||
+      std::rename(draft->path.c_str(), path_.c_str()) != 0) {
     return false;
   }
-  file_ = std::move(file);
-  end_ = bytes.size();
+  file_ = std::move(draft->file);
+  end_ = draft->end + behind->size();
   return true;
 }
 

@@ -35,13 +35,14 @@ class RecordFile {
   RecordFile(const RecordFile&) = delete;
   RecordFile& operator=(const RecordFile&) = delete;
 
+  // What the records of the file at the path take, in bytes; nothing when there is none.
+  static std::uint64_t sizeAt(const std::string& path);
+
   // What was found when the file was opened, oldest first, up to the first record that is not whole.
   std::vector<std::string> takeRecords() { return std::move(found_); }
   // Whether something stood behind those, or the file was another's.
   bool hadForeignEnd() const { return hadForeignEnd_; }
 
-  // What it holds now; none when it cannot be read.
-  std::optional<std::vector<std::string>> records();
   // In bytes.
   std::uint64_t size() const { return end_; }
 
@@ -52,6 +53,13 @@ class RecordFile {
   // Puts the records in the place of all others, in one step. False when it could not; nothing has changed
   // then.
   bool replaceAll(const std::vector<std::string>& records);
+  // The same for what stood there at an earlier size; what has been appended since stays behind it. For large
+  // files: the records are read, and the others written, while another thread appends; nothing else may
+  // happen to the file meanwhile.
+  struct Draft;
+  std::optional<std::vector<std::string>> recordsUpTo(std::uint64_t size) const;
+  std::shared_ptr<Draft> draft(const std::vector<std::string>& records) const;  // null when it cannot be had
+  bool replaceUpTo(std::uint64_t size, const std::shared_ptr<Draft>& draft);
 
  private:
   RecordFile(std::string path, std::unique_ptr<LockFile> file);

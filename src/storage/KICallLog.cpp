@@ -138,6 +138,7 @@ void KICallLog::appendThrough() {
 
 void KICallLog::close() {
   const MutexLock lock(mutex_);
+  if (file_ && undone_ == 0 && journaled_.empty()) file_->clear();
   file_ = nullptr;
 }
 
@@ -178,11 +179,14 @@ void KICallLog::noteSession(std::string session) {
 }
 
 void KICallLog::noteDone(Number call) {
-  const MutexLock lock(mutex_);
-  if (!file_ || call == kNotNoted) return;
-  if (undone_ > 0) --undone_;
-  untold_.push_back(call);
-  tellDone();
+  {
+    const MutexLock lock(mutex_);
+    if (!file_ || call == kNotNoted) return;
+    if (undone_ > 0) --undone_;
+    untold_.push_back(call);
+    tellDone();
+  }
+  dropWhatIsDone();
 }
 
 void KICallLog::noteJournaled(std::span<const Number> calls) {
@@ -196,11 +200,19 @@ void KICallLog::noteJournaled(std::span<const Number> calls) {
 }
 
 void KICallLog::writeDone() {
+  {
+    const MutexLock lock(mutex_);
+    if (!file_ || (journaled_.empty() && untold_.empty())) return;
+    untold_.insert(untold_.end(), journaled_.begin(), journaled_.end());
+    journaled_.clear();
+    tellDone();
+  }
+  dropWhatIsDone();
+}
+
+std::vector<KICallLog::Number> KICallLog::untold() {
   const MutexLock lock(mutex_);
-  if (!file_ || (journaled_.empty() && untold_.empty())) return;
-  untold_.insert(untold_.end(), journaled_.begin(), journaled_.end());
-  journaled_.clear();
-  tellDone();
+  return untold_;
 }
 
 void KICallLog::tellDone() {
@@ -224,27 +236,32 @@ void KICallLog::appendDone() {
 // A disk that takes no record any more can still be told that there are none.
 void KICallLog::makeRoom() {
   const bool isTooLong = file_->size() > kRoomy || !untold_.empty();
-  if (undone_ == 0 && journaled_.empty() && isTooLong) {
-    if (!file_->clear()) return;
-    isSessionWritten_ = false;
-    untold_.clear();
-  } else if (file_->size() > longest_) {
-    dropWhatIsDone();
-  }
+  if (undone_ > 0 || !journaled_.empty() || !isTooLong || !file_->clear()) return;
+  isSessionWritten_ = false;
+  untold_.clear();
 }
 
+// Whatever changes the file but the noting of calls is on this queue, too.
 void KICallLog::dropWhatIsDone() {
-  const auto records = file_->records();
-  longest_ = std::min(file_->size() * 2, kLongest);
-  if (!records) return;
-  Contents contents(*records);
+  MutexLock lock(mutex_);
+  if (!file_ || file_->size() <= longest_) return;
+  RecordFile& file = *file_;
+  const std::uint64_t size = file.size();
+  longest_ = std::min(size * 2, kLongest);
   std::vector<std::string> kept{recordOf(kSession, kNotNoted, session_)};
-  for (int i = 0; i < tries_; ++i) kept.push_back(recordOf(kTried, kNotNoted, ""));
-  for (const auto& [number, call] : contents.undone) {
+  kept.insert(kept.end(), static_cast<std::size_t>(tries_), recordOf(kTried, kNotNoted, ""));
+  lock.unlock();
+
+  const auto records = file.recordsUpTo(size);
+  if (!records) return;
+  for (const auto& [number, call] : Contents(*records).undone) {
     kept.push_back(recordOf(kCall, number, call.arguments));
     if (!call.moment.empty()) kept.push_back(recordOf(kMoment, number, call.moment));
   }
-  if (!file_->replaceAll(kept)) return;
+  const auto draft = file.draft(kept);
+
+  lock.lock();
+  if (!draft || !file.replaceUpTo(size, draft)) return;
   isSessionWritten_ = true;
-  longest_ = std::clamp(file_->size() * 2, kWorthALook, kLongest);
+  longest_ = std::clamp(file.size() * 2, kWorthALook, kLongest);
 }

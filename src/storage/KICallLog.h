@@ -52,6 +52,7 @@ class KICallLog {
   Left open(const std::string& path, const Done& done) KOVA_ON_MUTATION_QUEUE;
   // What was left has been done, as far as it could be: the next start may try again what comes now.
   void noteThrough() KOVA_ON_MUTATION_QUEUE;
+  // Lets go of the file; empties it before, if nothing in it is still to be done.
   void close() KOVA_ON_MUTATION_QUEUE;
 
   // kNotNoted when it is in memory only. encode(buffer) adds the arguments.
@@ -77,6 +78,9 @@ class KICallLog {
   // writeDone() must have been called.
   void noteJournaled(std::span<const Number> calls) KOVA_ON_MUTATION_QUEUE;
   void writeDone() KOVA_ON_MUTATION_QUEUE;
+  // What has been done, and the file does not say so, because it takes nothing: as long as there are any, the
+  // store must name them.
+  std::vector<Number> untold() KOVA_ON_MUTATION_QUEUE;
 
  private:
   // What is to be logged once the mutex is let go: the host's log sink may make calls.
@@ -91,9 +95,10 @@ class KICallLog {
   // What the file does not say yet; what it does not take stays for the next time.
   void tellDone() PLATFORM_REQUIRES(mutex_);
   void appendDone() PLATFORM_REQUIRES(mutex_);
-  // Empties the file when nothing in it is still to be done, or drops what is done when it has grown long.
+  // Empties the file when nothing in it is still to be done.
   void makeRoom() PLATFORM_REQUIRES(mutex_);
-  void dropWhatIsDone() PLATFORM_REQUIRES(mutex_);
+  // From a file that has grown long. No call waits while it is read and written.
+  void dropWhatIsDone() KOVA_ON_MUTATION_QUEUE;
 
   platform::Mutex mutex_;
   std::unique_ptr<platform::RecordFile> file_ PLATFORM_GUARDED_BY(mutex_);  // null without a place to write

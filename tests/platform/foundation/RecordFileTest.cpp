@@ -94,6 +94,26 @@ TEST_F(RecordFileTest, LeavesOutWhatIsNoWholeRecordOfItsOwn) {
   }
 }
 
+TEST_F(RecordFileTest, KeepsWhatIsAppendedWhileItIsWrittenAnew) {
+  for (const bool isReplaced : {true, false}) {
+    std::filesystem::remove(path);
+    inAKilledProcess([&] {
+      const auto file = RecordFile::open(path);
+      for (const char* record : {"one", "two"}) file->append(record);
+      const std::uint64_t size = file->size();
+      file->append("three");
+      if (file->recordsUpTo(size)->size() != 2) _exit(1);
+      const auto draft = file->draft({"two"});
+      file->append("four");
+      if (isReplaced && !file->replaceUpTo(size, draft)) _exit(2);
+      file->append("five");
+    });
+    const auto expected = isReplaced ? std::vector<std::string>{"two", "three", "four", "five"}
+                                     : std::vector<std::string>{"one", "two", "three", "four", "five"};
+    EXPECT_EQ(found(), expected);
+  }
+}
+
 TEST_F(RecordFileTest, KeepsNothingOfWhatCannotBeWrittenWhole) {
   inAKilledProcess([&] {
     const auto file = RecordFile::open(path);
