@@ -112,7 +112,8 @@ class KOVA_EXPORT Kova {
   static KovaFlushed shutdown(double seconds);
 
   // Where what was recorded has gone, as far as the library's queue has got: the last call may be missing.
-  // All zero before initialisation. Any thread.
+  // All zero before initialisation, and after eraseStored; after shutdown what it has come to, until the next
+  // initialize. Any thread.
   static KovaStatus status();
 
   // Stops what runs, without sending, and erases what is stored under the environment id: user, properties,

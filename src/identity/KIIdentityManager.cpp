@@ -36,6 +36,7 @@ KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persis
 bool KIIdentityManager::load() {
   if (isLoaded_) return true;
   const KovaPersistentStore& store = *persistentStore_;
+  if (store.isHeldBack()) return false;
   const auto userOfPlace =
       origin_ == Origin::Place ? store.stringForKey(KovaPersistentPropertyKeyUserId) : Reading<std::string>();
   if (userOfPlace.isUnreadable()) return false;

@@ -132,6 +132,11 @@ void KIJournal::empty() {
   isDue_ = false;
 }
 
+void KIJournal::close() {
+  if (file_ && !hasKept_) empty();
+  file_ = nullptr;
+}
+
 void KIJournal::clearFor(const KovaPersistentStore& store) {
   for (const std::string& path : pathsFor(store)) {
     if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) continue;
@@ -152,6 +157,14 @@ bool KIJournal::existsFor(const KovaPersistentStore& store) {
   return std::any_of(paths.begin(), paths.end(), [](const std::string& path) {
     return !path.empty() && NSFileManager().fileExists(path) != FileKind::None;
   });
+}
+
+std::uint64_t KIJournal::sizeFor(const KovaPersistentStore& store) {
+  std::uint64_t size = 0;
+  for (const std::string& path : pathsFor(store)) {
+    if (!path.empty()) size += RecordFile::sizeAt(path);
+  }
+  return size;
 }
 
 void KIJournal::tellOnce(std::string_view what) {

@@ -53,13 +53,15 @@ class KIJournal {
   std::uint64_t number() const KOVA_ON_MUTATION_QUEUE { return number_; }
   void noteOnDisk(std::uint64_t number) KOVA_ON_MUTATION_QUEUE;
 
-  // Lets go of the file: from now on messages are in memory only.
-  void close() KOVA_ON_MUTATION_QUEUE { file_ = nullptr; }
+  // Lets go of the file, and empties it if the store has all: from now on messages are in memory only.
+  void close() KOVA_ON_MUTATION_QUEUE;
 
   // Empties the journal of the store's environment, unless somebody holds it; or removes it, and its number.
   static void clearFor(const KovaPersistentStore& store);
   static void removeFor(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
   static bool existsFor(const KovaPersistentStore& store);
+  // Of the journal and the calls: what the records take, in bytes.
+  static std::uint64_t sizeFor(const KovaPersistentStore& store);
   // The journal, and the file of the calls beside it.
   static std::vector<std::string> pathsFor(const KovaPersistentStore& store);
   static std::string pathOfCallsFor(const KovaPersistentStore& store);

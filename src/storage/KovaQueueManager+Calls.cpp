@@ -4,6 +4,8 @@
 #include <Kova/KovaConstants.h>
 
 #include <algorithm>
+#include <iterator>
+#include <numeric>
 
 #include "platform/runtime/ScopedFlag.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
@@ -14,9 +16,9 @@ using namespace platform;
 namespace {
 
 constexpr std::string_view kDoneCallsKey = "doneCalls";
-// While nothing can be stored the row grows with each call; of the older ones no more than as many requests
-// as can wait.
+// While nothing can be stored the row grows; of the older ones no more than as many requests as can wait.
 constexpr std::size_t kMostDoneCalls = 200;
+constexpr std::int64_t kMostInARow = 1 << 20;  // more than the file of the calls takes
 
 }  // namespace
 
@@ -60,20 +62,48 @@ void KovaQueueManager::settleCalls() {
   unstoredCalls_.clear();
 }
 
+std::uint64_t KovaQueueManager::sizeOfLeftCalls() const {
+  const auto& calls = leftCalls_.calls;
+  return std::accumulate(
+      calls.begin(), calls.end(), std::uint64_t{0},
+      [](std::uint64_t sum, const auto& call) { return sum + call.arguments.size() + call.moment.size(); });
+}
+
+// Of those that follow one another the first and the last.
 void KovaQueueManager::storeDoneCalls(std::span<const KICallLog::Number> others) {
+  KICallLog::Numbers calls(others.begin(), others.end());
+  calls.insert(unstoredCalls_.begin(), unstoredCalls_.end());
+  const auto untold = calls_.untold();
+  calls.insert(untold.begin(), untold.end());
   std::vector<Value> numbers;
-  for (const auto& calls : {std::span<const KICallLog::Number>(unstoredCalls_), others}) {
-    for (const KICallLog::Number call : calls.last(std::min(calls.size(), kMostDoneCalls)))
-      numbers.emplace_back(static_cast<std::int64_t>(call));
+  const auto add = [&numbers](KICallLog::Number first, KICallLog::Number last) {
+    const Value begin(static_cast<std::int64_t>(first));
+    const Value end(static_cast<std::int64_t>(last));
+    numbers.push_back(first == last ? begin : Value(Array{begin, end}));
+  };
+  for (auto first = calls.begin(); first != calls.end();) {
+    KICallLog::Number last = *first;
+    auto next = std::next(first);
+    for (; next != calls.end() && *next == last + 1; ++next) last = *next;
+    add(*first, last);
+    first = next;
   }
-  persistentStore_->setObject(Array(std::move(numbers)), kDoneCallsKey);
+  const auto most = static_cast<std::ptrdiff_t>(std::min(numbers.size(), kMostDoneCalls));
+  persistentStore_->setObject(Array(std::vector<Value>(numbers.end() - most, numbers.end())), kDoneCallsKey);
 }
 
 KICallLog::Numbers KovaQueueManager::storedDoneCalls() const {
   KICallLog::Numbers numbers;
+  const auto add = [&numbers](const Value& first, const Value& last) {
+    if (!first.isInteger() || !last.isInteger()) return;
+    const auto end = std::min(last.integer(), first.integer() + kMostInARow);
+    for (auto number = first.integer(); number <= end; ++number)
+      numbers.insert(static_cast<KICallLog::Number>(number));
+  };
   const auto stored = persistentStore_->arrayForKey(kDoneCallsKey);
-  for (const Value& number : stored ? *stored : Array()) {
-    if (number.isInteger()) numbers.insert(static_cast<KICallLog::Number>(number.integer()));
+  for (const Value& item : stored ? *stored : Array()) {
+    const bool isRow = item.isArray() && item.array().size() == 2;
+    isRow ? add(item.array()[0], item.array()[1]) : add(item, item);
   }
   return numbers;
 }

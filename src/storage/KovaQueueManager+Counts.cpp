@@ -54,25 +54,30 @@ std::optional<std::size_t> KovaQueueManager::messageCount(const Batch& batch) co
 }
 
 void KovaQueueManager::refuseUrlString() {
-  counters_.take(kRequests, &KovaCounts::accepted, &KovaCounts::refused);
+  counters_->take(kRequests, &KovaCounts::accepted, &KovaCounts::refused);
 }
 
 void KovaQueueManager::refuseMessage(std::span<const KICallLog::Number> calls) {
-  counters_.take(kEvents, &KovaCounts::accepted, &KovaCounts::refused);
-  calls_.noteJournaled(calls);
+  counters_->take(kEvents, &KovaCounts::accepted, &KovaCounts::refused);
+  noteRefused(calls);
+}
+
+// At once: the next start must not count them once more.
+void KovaQueueManager::noteRefused(std::span<const KICallLog::Number> calls) {
+  for (const KICallLog::Number call : calls) calls_.noteDone(call);
 }
 
 void KovaQueueManager::countFound(const Batch& batch, std::string_view payload) {
   if (messageCount(batch)) return;
   const std::size_t count = messagesIn(payload);
   messageCounts_.emplace(fileNameOf(batch), count);
-  counters_.take(kEvents, &KovaCounts::found, &KovaCounts::waiting, count);
+  counters_->take(kEvents, &KovaCounts::found, &KovaCounts::waiting, count);
 }
 
 void KovaQueueManager::countUnreadable(const Batch& batch) {
   if (const auto count = messageCount(batch))
-    return counters_.move(kEvents, &KovaCounts::waiting, &KovaCounts::unreadable, *count);
-  counters_.take(kEvents, &KovaCounts::found, &KovaCounts::unreadable);
+    return counters_->move(kEvents, &KovaCounts::waiting, &KovaCounts::unreadable, *count);
+  counters_->take(kEvents, &KovaCounts::found, &KovaCounts::unreadable);
 }
 
 bool KovaQueueManager::hasRoomForInlineBatch() const {

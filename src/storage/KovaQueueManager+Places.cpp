@@ -50,13 +50,12 @@ KovaPersistentStore::Names fileNamesIn(const std::vector<Value>& batches) {
 
 }  // namespace
 
-bool KovaQueueManager::isAnythingLeftIn(const KovaPersistentStore& store) {
-  if (KIJournal::existsFor(store)) return true;
-  for (const auto key : {KovaPersistentPropertyKeyQueuedUrlStrings, KovaPersistentPropertyKeyQueuedEvents,
-                         KovaPersistentPropertyKeyQueuedMessageBatches}) {
-    if (!store.arrayForKey(key).value_or(Array()).empty()) return true;
-  }
-  return false;
+bool KovaQueueManager::isAnythingQueuedIn(const KovaPersistentStore& store) {
+  const auto keys = {KovaPersistentPropertyKeyQueuedUrlStrings, KovaPersistentPropertyKeyQueuedEvents,
+                     KovaPersistentPropertyKeyQueuedMessageBatches};
+  return std::any_of(keys.begin(), keys.end(), [&store](std::string_view key) KOVA_ON_MUTATION_QUEUE {
+    return !store.arrayForKey(key).value_or(Array()).empty();
+  });
 }
 
 // Files first: should the process end in between, the next start finds the rows where they were, and takes
@@ -70,6 +69,7 @@ void KovaQueueManager::takeOver(KovaPersistentStore& left) {
   // A process that ended while it took over may have brought a file here, or to a place between, whose batch
   // was found by then, and has its row twice.
   if (!split(urls, left) || !split(events, left) || !split(batches, left, batchFileNames())) return;
+  if (std::none_of(rows.begin(), rows.end(), [](const Row* row) { return row->isShorter; })) return;
   if (!persistentStore_->takeFilesOf(left, fileNamesIn(batches.rest))) return;
   const bool isStored = persistentStore_->changeInOneStep([&] {
     kova::mutationQueue.isHere();
@@ -89,17 +89,17 @@ void KovaQueueManager::takeOver(KovaPersistentStore& left) {
 void KovaQueueManager::append(const std::vector<Value>& urls, const std::vector<Value>& batches,
                               const std::vector<Value>& events) {
   for (const String& url : KovaPersistentStore::stringsIn(Array(urls))) {
-    counters_.take(&KovaStatus::requests, &KovaCounts::found, &KovaCounts::waiting);
+    counters_->take(&KovaStatus::requests, &KovaCounts::found, &KovaCounts::waiting);
     urls_.push(url);
   }
   for (const Batch& batch : KovaPersistentStore::dictionariesIn(Array(batches))) {
-    counters_.take(&KovaStatus::events, &KovaCounts::found, &KovaCounts::waiting,
-                   messageCount(batch).value_or(0));
+    counters_->take(&KovaStatus::events, &KovaCounts::found, &KovaCounts::waiting,
+                    messageCount(batch).value_or(0));
     batches_.push(batch);
   }
   const std::size_t before = queuedEvents_.size();
   takeIn(mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       KovaPersistentStore::dictionariesIn(Array(events))));
-  counters_.take(&KovaStatus::events, &KovaCounts::found, &KovaCounts::waiting,
-                 queuedEvents_.size() - before);
+  counters_->take(&KovaStatus::events, &KovaCounts::found, &KovaCounts::waiting,
+                  queuedEvents_.size() - before);
 }

@@ -69,6 +69,7 @@ KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persiste
 
 bool KovaQueueManager::load() {
   if (isLoaded()) return true;
+  if (persistentStore_->isHeldBack()) return false;
   const auto urls = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
   const auto events = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedEvents);
   const auto batches = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
@@ -80,20 +81,20 @@ bool KovaQueueManager::load() {
                              {std::move(journaled->calls), storedDoneCalls()});
 
   const auto storedUrls = KovaPersistentStore::stringsIn(urls.value_or(Array()));
-  counters_.take(kRequests, &KovaCounts::found, &KovaCounts::waiting, storedUrls.size());
-  counters_.move(kRequests, &KovaCounts::waiting, &KovaCounts::refused, urls_.load(storedUrls).size());
+  counters_->take(kRequests, &KovaCounts::found, &KovaCounts::waiting, storedUrls.size());
+  counters_->move(kRequests, &KovaCounts::waiting, &KovaCounts::refused, urls_.load(storedUrls).size());
   const auto storedBatches = KovaPersistentStore::dictionariesIn(batches.value_or(Array()));
   for (const Batch& batch : storedBatches)
-    counters_.take(kEvents, &KovaCounts::found, &KovaCounts::waiting, messageCount(batch).value_or(0));
+    counters_->take(kEvents, &KovaCounts::found, &KovaCounts::waiting, messageCount(batch).value_or(0));
   for (const Batch& batch : batches_.load(storedBatches))
-    counters_.move(kEvents, &KovaCounts::waiting, &KovaCounts::refused, messageCount(batch).value_or(0));
+    counters_->move(kEvents, &KovaCounts::waiting, &KovaCounts::refused, messageCount(batch).value_or(0));
   auto meanwhile = std::exchange(queuedEvents_, {});
   texts_.clear();
   takeIn(mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       KovaPersistentStore::dictionariesIn(events.value_or(Array()))));
   const bool isAllStored = journaled->messages.empty() && meanwhile.empty();
   takeIn(std::move(journaled->messages));
-  counters_.take(kEvents, &KovaCounts::found, &KovaCounts::waiting, queuedEvents_.size());
+  counters_->take(kEvents, &KovaCounts::found, &KovaCounts::waiting, queuedEvents_.size());
   if (isAllStored) return true;
   takeIn(std::move(meanwhile));
   // The oldest are dropped, unless they can become a batch.
@@ -128,7 +129,7 @@ void KovaQueueManager::makeRoomForEvents(std::size_t count) {
   queuedEvents_.erase(queuedEvents_.begin(), queuedEvents_.begin() + excess);
   texts_.erase(texts_.begin(), texts_.begin() + excess);
   droppedSinceRewrite_ += static_cast<std::size_t>(excess);
-  counters_.move(kEvents, &KovaCounts::waiting, &KovaCounts::pushedOut, static_cast<std::size_t>(excess));
+  counters_->move(kEvents, &KovaCounts::waiting, &KovaCounts::pushedOut, static_cast<std::size_t>(excess));
   if (droppedSinceRewrite_ < limits_.queuedEvents) return;
   droppedSinceRewrite_ = 0;
   calls_.writeDone();
@@ -143,7 +144,7 @@ std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(
 
 void KovaQueueManager::enqueueUrlString(std::string_view url) {
   if (!canEnqueueUrlString()) return refuseUrlString();
-  counters_.take(kRequests, &KovaCounts::accepted, &KovaCounts::waiting);
+  counters_->take(kRequests, &KovaCounts::accepted, &KovaCounts::waiting);
   urls_.push(url);
   persistPushedUrl();
 }
@@ -151,7 +152,7 @@ void KovaQueueManager::enqueueUrlString(std::string_view url) {
 void KovaQueueManager::enqueueFirstPageviewUrlString(std::string_view url,
                                                      const KovaMessageBuilder& messageBuilder) {
   if (canEnqueueUrlString()) {
-    counters_.take(kRequests, &KovaCounts::accepted, &KovaCounts::waiting);
+    counters_->take(kRequests, &KovaCounts::accepted, &KovaCounts::waiting);
     urls_.pushFirst(url);
     persistPushedUrl();
   } else {
@@ -184,7 +185,7 @@ std::optional<NSURL> KovaQueueManager::dequeueUrlRelativeToUrl(const NSURL& base
       urls_.take(url->absoluteString());
     } else {
       urls_.drop();
-      counters_.move(kRequests, &KovaCounts::waiting, &KovaCounts::unsendable);
+      counters_->move(kRequests, &KovaCounts::waiting, &KovaCounts::unsendable);
     }
   }
   urls_.persistUnsaved();
@@ -192,13 +193,13 @@ std::optional<NSURL> KovaQueueManager::dequeueUrlRelativeToUrl(const NSURL& base
 }
 
 void KovaQueueManager::requeueFailedUrl(const NSURL& url) {
-  counters_.add(kRequests, &KovaCounts::possiblyTwice);
+  counters_->add(kRequests, &KovaCounts::possiblyTwice);
   urls_.putBack(url.absoluteString());
   urls_.persist();
 }
 
 void KovaQueueManager::cleanUpSentUrl(const NSURL& url) {
-  counters_.move(kRequests, &KovaCounts::waiting, &KovaCounts::delivered);
+  counters_->move(kRequests, &KovaCounts::waiting, &KovaCounts::delivered);
   urls_.settle(url.absoluteString());
 }
 
@@ -208,15 +209,15 @@ void KovaQueueManager::enqueueMessage(MutableDictionary message, std::span<const
   auto text = messageTexts_.textOf(message);
   if (!text) {
     KovaLogDebug("Failed to serialize request body data to JSON");
-    counters_.take(kEvents, &KovaCounts::accepted, &KovaCounts::unsendable);
-    return calls_.noteJournaled(calls);
+    counters_->take(kEvents, &KovaCounts::accepted, &KovaCounts::unsendable);
+    return noteRefused(calls);
   }
-  counters_.take(kEvents, &KovaCounts::accepted, &KovaCounts::waiting);
+  counters_->take(kEvents, &KovaCounts::accepted, &KovaCounts::waiting);
   makeRoomForEvents(1);
   if (journal_.keep(*text, calls)) {
     calls_.noteJournaled(calls);
   } else {
-    counters_.add(kEvents, &KovaCounts::inMemory);
+    counters_->add(kEvents, &KovaCounts::inMemory);
     callsInMemory_.insert(callsInMemory_.end(), calls.begin(), calls.end());
   }
   queuedEvents_.push_back(std::move(message));
@@ -287,14 +288,14 @@ std::optional<KovaQueueManager::Dequeued> KovaQueueManager::dequeueMessageJSONPa
 }
 
 void KovaQueueManager::requeueFailedMessageBatch(const Batch& batch) {
-  counters_.add(kEvents, &KovaCounts::possiblyTwice, messageCount(batch).value_or(0));
+  counters_->add(kEvents, &KovaCounts::possiblyTwice, messageCount(batch).value_or(0));
   batches_.putBack(batch);
   batches_.persist();
 }
 
 void KovaQueueManager::cleanUpSentMessageBatch(const Batch& batch) {
   batches_.settle(batch);
-  counters_.move(kEvents, &KovaCounts::waiting, &KovaCounts::delivered, messageCount(batch).value_or(0));
+  counters_->move(kEvents, &KovaCounts::waiting, &KovaCounts::delivered, messageCount(batch).value_or(0));
   if (const Value* fileName = stringIn(batch, kMessagesIdentifierKey)) {
     messageCounts_.erase(fileName->string().str());
     persistentStore_->removeJSONObjectDataFromDisk(fileName->text());
@@ -332,7 +333,7 @@ void KovaQueueManager::adoptLeftovers() {
     const Value* id = stringIn(message, kIdKey);
     return id && batched.contains(id->text());
   });
-  counters_.giveBack(kEvents, &KovaCounts::found, &KovaCounts::waiting, erased);  // counted with their file
+  counters_->giveBack(kEvents, &KovaCounts::found, &KovaCounts::waiting, erased);  // counted with their file
   takeIn(std::move(waitingMessages));
   if (count > 0 || !batched.empty()) persistQueuedEvents();
 }
@@ -346,7 +347,7 @@ bool KovaQueueManager::persistQueuedEvents() {
     urls_.persistUnsaved();
     batches_.persistUnsaved();
     journal_.noteTakenOver();
-    if (!callsInMemory_.empty()) storeDoneCalls(callsInMemory_);
+    if (!callsInMemory_.empty() || !calls_.untold().empty()) storeDoneCalls(callsInMemory_);
     if (queuedEvents_.empty() && areEventsStoredEmpty_) return;
     persistentStore_->setObject(arrayOf(queuedEvents_), KovaPersistentPropertyKeyQueuedEvents);
   }) && persistentStore_->isAllStored();

@@ -121,10 +121,11 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // throws, nothing is stored, and they are not done.
   void carryOut(std::span<const KICallLog::Number> calls,
                 const std::function<void()>& change) KOVA_ON_MUTATION_QUEUE;
+  std::uint64_t sizeOfLeftCalls() const KOVA_ON_MUTATION_QUEUE;  // bytes
   KICallLog::Left takeLeftCalls() KOVA_ON_MUTATION_QUEUE { return std::exchange(leftCalls_, {}); }
 
-  // Any thread.
-  const KICounters& counters() const { return counters_; }
+  // Any thread. They outlive the queues for whoever holds them.
+  std::shared_ptr<const KICounters> counters() const { return counters_; }
 
   // Whether nothing waits to be sent, in flight or not.
   bool isEmpty() const KOVA_ON_MUTATION_QUEUE {
@@ -153,7 +154,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // behind what waits here, each until half of its limit is taken: what this process does next finds room.
   // The rest waits in its place for a later start; a place without a rest is erased. Only when loaded.
   void takeOver(KovaPersistentStore& left) KOVA_ON_MUTATION_QUEUE;
-  static bool isAnythingLeftIn(const KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
+  static bool isAnythingQueuedIn(const KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
 
   // Asked of the stored queues, before any is loaded.
   static bool persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,
@@ -181,6 +182,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void countFound(const Batch& batch, std::string_view payload) KOVA_ON_MUTATION_QUEUE;
   void countUnreadable(const Batch& batch) KOVA_ON_MUTATION_QUEUE;
   bool hasRoomForInlineBatch() const KOVA_ON_MUTATION_QUEUE;
+  void noteRefused(std::span<const KICallLog::Number> calls) KOVA_ON_MUTATION_QUEUE;
   void settleCalls() KOVA_ON_MUTATION_QUEUE;
   KICallLog::Numbers storedDoneCalls() const KOVA_ON_MUTATION_QUEUE;
   // Of those that the file may not call done yet, and of the ones given.
@@ -206,7 +208,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   bool isCarryingOut_ KOVA_OF_MUTATION_QUEUE = false;
   std::size_t droppedSinceRewrite_ KOVA_OF_MUTATION_QUEUE = 0;  // messages that the journal still holds
   KIStoredQueue<Batch> batches_ KOVA_OF_MUTATION_QUEUE;
-  KICounters counters_;
+  const std::shared_ptr<KICounters> counters_ = std::make_shared<KICounters>();
   const std::shared_ptr<KIDiskSync> disk_ = std::make_shared<KIDiskSync>();
   // In the batch files that this process has made or read.
   std::map<std::string, std::size_t, std::less<>> messageCounts_ KOVA_OF_MUTATION_QUEUE;

@@ -229,7 +229,7 @@ void KovaUploader::uploadEnded(Chain& chain, const Sent& sent, const std::shared
 void KovaUploader::chainEnded(Chain& chain) {
   const bool wasSending = std::exchange(chain.isSending, false);
   if (pixels_.isSending || messageBatches_.isSending) return;
-  if (wasSending) tellCounts(queueManager_->counters().status());
+  if (wasSending) tellCounts(queueManager_->counters()->status());
   for (const auto& done : std::exchange(whenIdle_, {})) done();
 }
 

@@ -4,11 +4,13 @@
 #include <atomic>
 
 #include "platform/foundation/NSException.h"
+#include "platform/runtime/Mutex.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/core/tracker/Kova+Host.h"
 #include "src/core/tracker/KovaTracker.h"
+#include "src/storage/KICounters.h"
 
 using namespace platform;
 
@@ -48,6 +50,27 @@ Answer ask(const char* selector, Call&& call, Answer bailed, Answer absent) {
 
 std::atomic<bool> wasShutDown = false;
 
+// The figures of the tracker that was shut down: answers may still come in for it.
+struct LastCounters {
+  Mutex mutex;
+  std::shared_ptr<const KICounters> counters PLATFORM_GUARDED_BY(mutex);
+};
+
+LastCounters& lastCounters() {
+  static LastCounters& instance = *new LastCounters;
+  return instance;
+}
+
+void setLastCounters(std::shared_ptr<const KICounters> counters) {
+  const MutexLock lock(lastCounters().mutex);
+  lastCounters().counters = std::move(counters);
+}
+
+KovaStatus lastStatus() {
+  const MutexLock lock(lastCounters().mutex);
+  return lastCounters().counters ? lastCounters().counters->status() : KovaStatus{};
+}
+
 // The next start waits for what this tracker has queued.
 void stop(KovaTracker& tracker) {
   wasShutDown = true;
@@ -73,6 +96,7 @@ void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> optio
   const auto tracker = std::make_shared<KovaTracker>(envId, std::move(options), mutationQueue);
   kova::mainThread.isHere();  // hosts initialise there
   if (previous) tracker->takeOverTouchesOf(*previous);
+  setLastCounters(nullptr);
   KovaTracker::setSharedTracker(tracker);
   tracker->start();
 }
@@ -80,6 +104,7 @@ void unsafeInitialize(std::string_view envId, std::shared_ptr<KovaOptions> optio
 }  // namespace
 
 void kova::stopSharedTracker() {
+  setLastCounters(nullptr);
   if (const auto tracker = KovaTracker::sharedTracker()) stop(*tracker);
 }
 
@@ -171,12 +196,19 @@ KovaFlushed Kova::flush(double seconds) {
 }
 
 KovaStatus Kova::status() {
-  return ask<KovaStatus>("status", [](KovaTracker& tracker) { return tracker.status(); }, {}, {});
+  return kova::guarded(
+      {"Kova", "status"},
+      [] {
+        const auto tracker = KovaTracker::sharedTracker();
+        return tracker ? tracker->counters()->status() : lastStatus();
+      },
+      KovaStatus{});
 }
 
 KovaFlushed Kova::shutdown(double seconds) {
   const auto shutDown = [seconds](KovaTracker& tracker) {
     const KovaFlushed flushed = tracker.flush(seconds);
+    setLastCounters(tracker.counters());
     stop(tracker);
     return flushed;
   };

@@ -9,14 +9,11 @@
 
 using namespace platform;
 
-std::shared_ptr<KovaPersistentStore> KovaPersistentStore::forAppId(const std::string& appId,
-                                                                   std::size_t queuedUrlLimit,
-                                                                   std::size_t queuedEventLimit,
-                                                                   std::size_t queuedMessageBatchLimit) {
+std::shared_ptr<KovaPersistentStore> KovaPersistentStore::forAppId(const std::string& appId) {
   return kova::oneAnEnvironment<KovaPersistentStore>(appId, [&] {
     kova::mutationQueue.isHere();  // nobody else has it yet
     auto store = std::make_shared<KovaPersistentStore>(KIStorePlace::take(appId));
-    store->purgeInvalidStoresWithQueuedUrlLimit(queuedUrlLimit, queuedEventLimit, queuedMessageBatchLimit);
+    store->isHeldBack_ = true;
     return store;
   });
 }

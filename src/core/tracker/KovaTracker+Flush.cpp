@@ -49,7 +49,7 @@ KovaFlushed KovaTracker::flush(double seconds) {
   return {progress->isStored, progress->isSent};
 }
 
-KovaStatus KovaTracker::status() const { return queueManager_->counters().status(); }
+std::shared_ptr<const KICounters> KovaTracker::counters() const { return queueManager_->counters(); }
 
 // After a change of user the new session has no pageview yet. Where the library makes pageviews itself, it
 // makes one now, so that the session's events can leave.

@@ -88,46 +88,31 @@ struct KovaTracker::Parts {
   std::shared_ptr<KovaPersistentStore> store;
   std::shared_ptr<KIIdentityManager> identity;
   std::shared_ptr<KovaQueueManager> queues;
-  std::vector<std::shared_ptr<KovaPersistentStore>> left = {};  // by processes that have ended
 
-  static Parts ofApp(const std::string& appId, const std::shared_ptr<KovaOptions>& options,
-                     const std::shared_ptr<KISerialStateQueue>& mutationQueue) KOVA_ON_MAIN_THREAD;
+  static Parts ofApp(const std::string& appId) KOVA_ON_MAIN_THREAD;
 };
 
-KovaTracker::Parts KovaTracker::Parts::ofApp(const std::string& appId,
-                                             const std::shared_ptr<KovaOptions>& options,
-                                             const std::shared_ptr<KISerialStateQueue>& mutationQueue) {
-  const bool isKnown = kova::isInEnvironment<KovaPersistentStore>(appId);
-  auto store = KovaPersistentStore::forAppId(appId, kPurgedUrlLimit, kQueueLimits.queuedEvents,
-                                             kQueueLimits.queuedMessageBatches);
-  std::vector<std::shared_ptr<KovaPersistentStore>> finished;
-  if (!isKnown) {
-    kova::mutationQueue.isHere();  // nobody else has the store yet
-    for (const auto& left : store->storesLeft()) {
-      if (!KovaQueueManager::isAnythingLeftIn(*left)) continue;
-      const bool isOwnPlace = left->placeName() == store->placeName();
-      if (finishWorkIn(left, options, mutationQueue) && !isOwnPlace) finished.push_back(left);
-    }
-  }
+KovaTracker::Parts KovaTracker::Parts::ofApp(const std::string& appId) {
+  auto store = KovaPersistentStore::forAppId(appId);
   auto identity = KIIdentityManager::forStore(store);
   auto queues = KovaQueueManager::forStore(store, kQueueLimits);
-  return {std::move(store), std::move(identity), std::move(queues), std::move(finished)};
+  return {std::move(store), std::move(identity), std::move(queues)};
 }
 
-bool KovaTracker::finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
-                               const std::shared_ptr<KovaOptions>& options,
-                               const std::shared_ptr<KISerialStateQueue>& mutationQueue) {
+KovaTracker::Finished KovaTracker::finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
+                                                const std::shared_ptr<KovaOptions>& options,
+                                                const std::shared_ptr<KISerialStateQueue>& mutationQueue) {
   auto identity = std::make_shared<KIIdentityManager>(left, KIIdentityManager::Origin::Place);
   auto queues = std::make_shared<KovaQueueManager>(left, kQueueLimits);
   const auto tracker =
       std::make_shared<KovaTracker>(Parts{left, std::move(identity), queues}, options, mutationQueue);
   tracker->isStopped_ = true;
-  if (!tracker->identityManager_->load() || !queues->load()) return false;
+  if (!tracker->identityManager_->load() || !queues->load()) return Finished::NotBegun;
   tracker->redoLeftCalls();
   queues->adoptLeftovers();
   const bool isStored = queues->moveEnqueuedMessagesToBatchAndPersist();
   queues->abandonStore();
-  return isStored;
+  return isStored ? Finished::Stored : Finished::InMemory;
 }
 
 KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
@@ -136,7 +121,7 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
           [&] {
             kova::mainThread.isHere();
             kova::logBaseURLs(*options);
-            return Parts::ofApp(std::string(appId), options, mutationQueue);
+            return Parts::ofApp(std::string(appId));
           }(),
           options, mutationQueue) {
   holdWorkWhileStoreIsUnreadable();
@@ -151,8 +136,7 @@ KovaTracker::KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
       persistentStore_(std::move(parts.store)),
       identityManager_(std::move(parts.identity)),
       sessionTimer_(std::make_unique<KISessionTimer>(options_)),
-      queueManager_(std::move(parts.queues)),
-      leftStores_(std::move(parts.left)) {
+      queueManager_(std::move(parts.queues)) {
   appProperties_ = std::make_unique<const KovaAppProperties>(*options_);
   sessionManager_ = std::make_unique<KISessionManager>(identityManager_->isFreshStart());
   touchEventCache_ =
@@ -173,6 +157,7 @@ KovaTracker::KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
       KIPageviewRecorder::Parts{*options_, *sessionManager_, *queueManager_, *requestBuilder_,
                                 *messageBuilder_, *uploader_});
   openURLParser_ = std::make_unique<const KovaOpenURLParser>(appId_);
+  areLeftPlacesFinished_ = !persistentStore_->isHeldBack();  // by the tracker before
   sessionManager_->setObserver([this] {
     kova::mutationQueue.isHere();
     noteSession();

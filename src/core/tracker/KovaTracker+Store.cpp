@@ -1,6 +1,8 @@
 // A store that cannot be read for the moment decides nothing: the mutation queue is held until it can be, so
 // that what is recorded meanwhile finds the stored user and stands behind the stored queues.
 
+#include <Kova/KovaConstants.h>
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -14,6 +16,7 @@
 #include "src/identity/KISessionManager.h"
 #include "src/identity/lifecycle/KILifecycle.h"
 #include "src/identity/lifecycle/KILifecycleEvent.h"
+#include "src/storage/KIJournal.h"
 #include "src/storage/KovaQueueManager.h"
 
 using namespace platform;
@@ -22,23 +25,57 @@ namespace {
 
 constexpr double kLongestHold = 15.0;         // seconds: an upload interval
 constexpr double kStoreRetryInterval = 0.25;  // seconds
+// Bytes of calls that ended processes have left, done before `initialize` returns: some hundred, which take
+// some milliseconds.
+constexpr std::uint64_t kMostLeftAtOnce = 128 << 10;
 
 }  // namespace
 
-bool KovaTracker::loadStored() {
+KovaTracker::Loaded KovaTracker::loadStored(Pace pace) {
   kova::mutationQueue.isHere();  // or nothing runs there, because it is new or held
-  if (!persistentStore_->takePlace()) return false;
+  if (!persistentStore_->takePlace()) return Loaded::Unreadable;
   if (!queueManager_->isLoaded()) purgeStore();
-  if (!identityManager_->load() || !queueManager_->load()) return false;
+  const Loaded areFinished = finishLeftPlaces(pace);
+  if (areFinished == Loaded::Unreadable || persistentStore_->isHeldBack()) return areFinished;
+  if (!identityManager_->load() || !queueManager_->load()) return Loaded::Unreadable;
   if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
+  const bool isMuchLeft = queueManager_->sizeOfLeftCalls() > kMostLeftAtOnce;
+  if (areFinished == Loaded::PutOff || (pace == Pace::Short && isMuchLeft)) return Loaded::PutOff;
   redoLeftCalls();
   for (const auto& left : std::exchange(leftStores_, {})) queueManager_->takeOver(*left);
-  return true;
+  return Loaded::Yes;
+}
+
+// This one's own place, when it is not the first, is the last of them: nobody is let in before it is done.
+KovaTracker::Loaded KovaTracker::finishLeftPlaces(Pace pace) {
+  if (areLeftPlacesFinished_) return Loaded::Yes;
+  if (persistentStore_->stringForKey(KovaPersistentPropertyKeyUserId).isUnreadable())
+    return Loaded::Unreadable;
+  std::uint64_t size = 0;
+  for (const auto& left : persistentStore_->storesLeft()) {
+    const bool isOwnPlace = left->placeName() == persistentStore_->placeName();
+    if (isOwnPlace && !persistentStore_->isHeldBack()) continue;
+    const std::uint64_t sizeHere = KIJournal::sizeFor(*left);
+    size += sizeHere;
+    if (sizeHere == 0) {
+      if (!isOwnPlace && KovaQueueManager::isAnythingQueuedIn(*left)) leftStores_.push_back(left);
+    } else if (pace == Pace::Short && size > kMostLeftAtOnce) {
+      if (isOwnPlace) return Loaded::PutOff;
+    } else {
+      const Finished finished = finishWorkIn(left, options_, mutationQueue_);
+      if (isOwnPlace && finished == Finished::NotBegun) return Loaded::Unreadable;
+      if (!isOwnPlace && finished == Finished::Stored) leftStores_.push_back(left);
+    }
+  }
+  persistentStore_->letIn();
+  areLeftPlacesFinished_ = pace == Pace::Whole || size <= kMostLeftAtOnce;
+  return areLeftPlacesFinished_ ? Loaded::Yes : Loaded::PutOff;
 }
 
 void KovaTracker::holdWorkWhileStoreIsUnreadable() {
   const MutexLock lock(storeMutex_);
-  if (loadStored()) {
+  const Loaded loaded = loadStored(Pace::Short);
+  if (loaded == Loaded::Yes) {
     storeState_ = StoreState::TakenUp;
     return;
   }
@@ -47,6 +84,12 @@ void KovaTracker::holdWorkWhileStoreIsUnreadable() {
   holdEnd_ = previous && previous->appId_ == appId_ ? previous->holdEnd_ : std::nullopt;
   if (!holdEnd_) holdEnd_ = now + kLongestHold;
   mutationQueue_->setSuspended(true);
+  if (loaded == Loaded::PutOff) {
+    KovaLogDebug(
+        "Much was left undone by processes that have ended. It is done before anything is uploaded.");
+    return;
+  }
+  firstRetry_ = kStoreRetryInterval;
   if (*holdEnd_ <= now) return;
   KovaLogDebug(
       "What is stored cannot be read for the moment. Until it can, for %ld s at most, nothing is uploaded.",
@@ -72,7 +115,7 @@ void KovaTracker::releaseHeldWork() {
     if (storeState_ == StoreState::TakenUp) return mutationQueue_->setSuspended(false);  // see leaveStoreTo
   }
   const double secondsLeft = std::max(0.0, *holdEnd_ - Scheduler::current().uptime());
-  const double seconds = std::min(kStoreRetryInterval, secondsLeft);
+  const double seconds = std::min(firstRetry_, secondsLeft);
   takeUpStoreAfter(seconds, secondsLeft - seconds);
 }
 
@@ -98,7 +141,7 @@ bool KovaTracker::takeUpStore(bool mayWait) {
 
 bool KovaTracker::takeUpLockedStore(bool mayWait) {
   if (storeState_ == StoreState::TakenUp || storeState_ == StoreState::Left) return true;
-  const bool isTakenUp = loadStored();
+  const bool isTakenUp = loadStored(Pace::Whole) == Loaded::Yes;
   if (!isTakenUp && (mayWait || storeState_ == StoreState::MadeUp)) return false;
   if (!isTakenUp) {
     kova::mutationQueue.isHere();  // as above

@@ -19,6 +19,7 @@
 #include "src/storage/KICallLog.h"
 
 struct KovaFlushed;
+class KICounters;
 class KILifecycleEvent;
 class KIIdentityManager;
 class KISerialStateQueue;
@@ -58,10 +59,12 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
               std::shared_ptr<KISerialStateQueue> mutationQueue);
   // One that only finishes, in the place and with the user of a process that has ended, what that has not got
-  // to. Whether all of it is stored then. It is never started.
-  static bool finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
-                           const std::shared_ptr<KovaOptions>& options,
-                           const std::shared_ptr<KISerialStateQueue>& mutationQueue) KOVA_ON_MUTATION_QUEUE;
+  // to. It is never started. NotBegun: the place cannot be read for the moment. InMemory: not all of it can
+  // be stored.
+  enum class Finished { NotBegun, InMemory, Stored };
+  static Finished finishWorkIn(
+      const std::shared_ptr<KovaPersistentStore>& left, const std::shared_ptr<KovaOptions>& options,
+      const std::shared_ptr<KISerialStateQueue>& mutationQueue) KOVA_ON_MUTATION_QUEUE;
   // What all trackers have; see above for both.
   struct Parts;
   KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
@@ -91,8 +94,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   // As Kova::flush.
   KovaFlushed flush(double seconds);
 
-  // As Kova::status.
-  KovaStatus status() const;
+  // What Kova::status tells, also when the tracker is gone.
+  std::shared_ptr<const KICounters> counters() const;
 
   bool isTrackingEnabled() const override { return isTrackingEnabled_; }
   void setTrackingEnabled(bool enabled) { isTrackingEnabled_ = enabled; }
@@ -210,11 +213,16 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   // The stored user and queues. Unread: the mutation queue is held. MadeUp: it goes on with a made-up user.
   // Left: it is held, and the next tracker reads them.
   enum class StoreState { Unread, MadeUp, TakenUp, Left };
-  // Whether user and queues are the stored ones.
-  bool loadStored();
-  // Suspends the mutation queue while the store cannot be read, for one upload interval at most, in all of
-  // the trackers that follow one another in an environment. From then on the work goes on with a user made
-  // up, and what is stored is taken up when it can be read.
+  // Short: what takes long is put off.
+  enum class Pace { Short, Whole };
+  enum class Loaded { Yes, Unreadable, PutOff };
+  // Yes: user and queues are the stored ones, and what ended processes have left undone is done.
+  Loaded loadStored(Pace pace);
+  // What those have left in places other than the first.
+  Loaded finishLeftPlaces(Pace pace) KOVA_ON_MUTATION_QUEUE;
+  // Suspends the mutation queue while the store cannot be read, or what takes long is done there, for one
+  // upload interval at most, in all of the trackers that follow one another in an environment. From then on
+  // the work goes on with a user made up, and what is stored is taken up when it can be read.
   void holdWorkWhileStoreIsUnreadable() KOVA_ON_MAIN_THREAD;
   void releaseHeldWork() KOVA_ON_MAIN_THREAD;
   void takeUpStoreAfter(double seconds, double secondsLeft);
@@ -291,6 +299,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   std::shared_ptr<KovaQueueManager> queueManager_;
   // Of processes that have ended; held until what this process has to do itself is done.
   std::vector<std::shared_ptr<KovaPersistentStore>> leftStores_ KOVA_OF_MUTATION_QUEUE;
+  bool areLeftPlacesFinished_ KOVA_OF_MUTATION_QUEUE = false;
   std::shared_ptr<KITouchEventCache> touchEventCache_ KOVA_OF_MAIN_THREAD;
   std::unique_ptr<const KovaRequestBuilder> requestBuilder_;
   std::unique_ptr<const KovaMessageBuilder> messageBuilder_;
@@ -304,6 +313,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   platform::Mutex storeMutex_;
   StoreState storeState_ PLATFORM_GUARDED_BY(storeMutex_) = StoreState::Unread;
   std::optional<double> holdEnd_ KOVA_OF_MAIN_THREAD;  // by the scheduler's uptime, none without a hold
+  double firstRetry_ KOVA_OF_MAIN_THREAD = 0;          // seconds from the start, with a hold
   enum class Beginning { NotDue, Owed, Done };
   Beginning beginning_ KOVA_OF_MUTATION_QUEUE = Beginning::NotDue;
 };

@@ -12,7 +12,10 @@ using namespace platform;
 
 namespace {
 
-constexpr int kMost = 16;  // processes of an app at once; further ones share the last place
+constexpr int kMost = 16;  // processes of an app at once; a further one waits for a place
+
+// A lock file that has no room yet may have some later. Until then another process may hold the place of it.
+bool isUndecided(int failure) { return kova::isPassing(failure) || failure == ENOSPC || failure == EDQUOT; }
 
 bool exists(const std::string& path) { return NSFileManager().fileExists(path) != FileKind::None; }
 
@@ -34,8 +37,8 @@ KIStorePlace KIStorePlace::take(const std::string& appId) {
     auto lock = LockFile::take(path, LockFile::Missing::Make, &failure);
     if (lock) return {appId, number, std::move(lock)};
     const bool isHeld = failure == EWOULDBLOCK;
-    if (!isHeld && kova::isPassing(failure)) return {appId, kNone, nullptr};
-    if (!isHeld || number == kMost) return {appId, number, nullptr};
+    if (isHeld ? number == kMost : isUndecided(failure)) return {appId, kNone, nullptr};
+    if (!isHeld) return {appId, number, nullptr};
   }
 }
 

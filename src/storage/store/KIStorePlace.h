@@ -13,7 +13,8 @@
 // numbers have no gaps.
 //
 // Where no lock can ever be had, for want of a directory, say, a place is used without. What passes, such as
-// a want of descriptors, decides nothing: the process has no place until it takes one.
+// a want of descriptors or of room on the disk, decides nothing, nor does it when sixteen processes have a
+// place each: the process has none until it takes one.
 class KIStorePlace {
  public:
   // The first place, without holding it.

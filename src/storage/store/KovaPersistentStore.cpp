@@ -40,22 +40,29 @@ KovaPersistentStore::KovaPersistentStore(KIStorePlace place, JSONStore jsonStore
 
 void KovaPersistentStore::moveIn() {
   placeName_ = place_.name();
-  if (hasPlace() && jsonStore_ == JSONStore::Enabled) cacheUrl_ = cacheUrlForPlace(placeName_, fileManager_);
+  if (!hasPlace() || jsonStore_ == JSONStore::Disabled) return;
+  const auto url = urlForPlace(placeName_, fileManager_);
+  const bool isKept = url && fileManager_.fileExists(url->path()) == FileKind::Directory;
+  if (isKept || (jsonStore_ == JSONStore::Enabled && establishDirectoryAtURL(url, fileManager_)))
+    cacheUrl_ = url;
 }
 
 bool KovaPersistentStore::takePlace() {
   if (hasPlace()) return true;
   place_ = KIStorePlace::take(appId());
   moveIn();
+  if (!hasPlace() && !std::exchange(isWantTold_, true))
+    KovaLogDebug(
+        "Environment %@ has no place to store anything for the moment: as many processes of the app as can run at once, or no descriptor or room on the disk for a lock file. What is recorded is in memory until there is one.",
+        appId());
   return hasPlace();
 }
 
-std::optional<NSURL> KovaPersistentStore::cacheUrlForPlace(std::string_view placeName,
-                                                           const NSFileManager& fileManager) {
+std::optional<NSURL> KovaPersistentStore::urlForPlace(std::string_view placeName,
+                                                      const NSFileManager& fileManager) {
   const std::string caches = fileManager.directory(SearchPath::Caches);
   if (caches.empty()) return std::nullopt;
-  const NSURL url = NSURL::fileURL(caches).appendingPathComponent(formatted("kova-%@", placeName), true);
-  return establishDirectoryAtURL(url, fileManager) ? std::optional(url) : std::nullopt;
+  return NSURL::fileURL(caches).appendingPathComponent(formatted("kova-%@", placeName), true);
 }
 
 bool KovaPersistentStore::establishDirectoryAtURL(const std::optional<NSURL>& url,
@@ -261,7 +268,7 @@ std::vector<std::shared_ptr<KovaPersistentStore>> KovaPersistentStore::storesLef
   if (!place_.isFirst()) places.push_back(place_.sharedWithOwner());
   for (KIStorePlace& place : places) {
     kova::mutationQueue.isHere();  // nobody else has it yet
-    stores.push_back(std::make_shared<KovaPersistentStore>(std::move(place)));
+    stores.push_back(std::make_shared<KovaPersistentStore>(std::move(place), JSONStore::Kept));
     stores.back()->step_ = step_;
   }
   return stores;

@@ -25,17 +25,16 @@
 // locks. No operation reports an error: when files cannot be had, batches keep their messages inline.
 class KovaPersistentStore {
  public:
-  enum class JSONStore { Enabled, Disabled };
+  // Kept: enabled where its directory is there; none is made.
+  enum class JSONStore { Enabled, Disabled, Kept };
 
   // In the first place, without holding it.
   explicit KovaPersistentStore(std::string_view appId, JSONStore jsonStore = JSONStore::Enabled);
   explicit KovaPersistentStore(KIStorePlace place, JSONStore jsonStore = JSONStore::Enabled);
 
-  // The store of the environment id: the one that is in use, else a new one in a place that it holds, purged
-  // with these limits.
-  static std::shared_ptr<KovaPersistentStore> forAppId(
-      const std::string& appId, std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
-      std::size_t queuedMessageBatchLimit) KOVA_ON_MAIN_THREAD;
+  // The store of the environment id: the one that is in use, else a new one in a place that it holds, which
+  // is held back.
+  static std::shared_ptr<KovaPersistentStore> forAppId(const std::string& appId) KOVA_ON_MAIN_THREAD;
 
   const std::string& appId() const { return place_.appId(); }
   // What its keys and files are named after.
@@ -45,6 +44,10 @@ class KovaPersistentStore {
   // until it has taken one.
   bool hasPlace() const { return place_.isKnown(); }
   bool takePlace() KOVA_ON_MUTATION_QUEUE;
+  // As long as it is held back, nobody takes up the user and the queues in it: what ended processes have left
+  // undone comes first.
+  bool isHeldBack() const KOVA_ON_MUTATION_QUEUE { return isHeldBack_; }
+  void letIn() KOVA_ON_MUTATION_QUEUE { isHeldBack_ = false; }
   // Those of processes that have ended, each in the place that it had: they are held as long as they live,
   // and a step of this store is theirs, too. From a number on, see KIStorePlace. Also this one's own, when
   // its place is a further one, with what was left there.
@@ -52,8 +55,9 @@ class KovaPersistentStore {
 
   // The directory of the batch files; none when it is disabled or cannot be made.
   const std::optional<platform::NSURL>& cacheUrl() const { return cacheUrl_; }
-  static std::optional<platform::NSURL> cacheUrlForPlace(std::string_view placeName,
-                                                         const platform::NSFileManager& fileManager);
+  // Where it is to be; none without a caches directory.
+  static std::optional<platform::NSURL> urlForPlace(std::string_view placeName,
+                                                    const platform::NSFileManager& fileManager);
   // Whether a directory stands at the URL when this returns.
   static bool establishDirectoryAtURL(const std::optional<platform::NSURL>& url,
                                       const platform::NSFileManager& fileManager);
@@ -163,6 +167,8 @@ class KovaPersistentStore {
   std::string placeName_;
   std::optional<platform::NSURL> cacheUrl_;
   bool isErased_ KOVA_OF_MUTATION_QUEUE = false;
+  bool isHeldBack_ KOVA_OF_MUTATION_QUEUE = false;
+  bool isWantTold_ KOVA_OF_MUTATION_QUEUE = false;                // that there is no place
   using Step = std::optional<platform::NSUserDefaults::Changes>;  // none but while one is being made
   std::shared_ptr<Step> step_ KOVA_OF_MUTATION_QUEUE = std::make_shared<Step>();
   // The file that gave an earlier process a disk error; asked for at the first such error of this one.

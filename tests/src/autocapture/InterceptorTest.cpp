@@ -237,6 +237,10 @@ TEST_F(InterceptorTest, WhatTheQueuesHaveNoRoomForIsCounted) {
   device.drain();
   EXPECT_EQ(Kova::status().events.refused, 2u);
   EXPECT_EQ(Kova::status().events.accepted, 2u);
+  Kova::shutdown(0);
+  EXPECT_EQ(Kova::status().events.refused, 2u);
+  Kova::eraseStored(SimulatedDevice::kEnvironment);
+  EXPECT_EQ(Kova::status().events.refused, 0u);
 }
 
 TEST_F(InterceptorTest, AControlMayGoInItsAction) {

@@ -63,7 +63,7 @@ class KICountersTest : public QueueTest {
     return true;
   }
   KovaStatus status() const {
-    const KovaStatus status = queues->counters().status();
+    const KovaStatus status = queues->counters()->status();
     for (const KovaCounts& counts : {status.events, status.requests}) {
       EXPECT_EQ(counts.accepted + counts.found, counts.waiting + counts.delivered + counts.pushedOut +
                                                     counts.refused + counts.unsendable + counts.unreadable);

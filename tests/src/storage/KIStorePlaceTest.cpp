@@ -43,6 +43,24 @@ TEST_F(KIStorePlaceTest, IsTakenOnADiskThatIsFull) {
   EXPECT_EQ(take()->placeName(), "12345-2");
 }
 
+TEST_F(KIStorePlaceTest, IsSharedByNobodyWhenThereAreNoMore) {
+  std::vector<std::shared_ptr<KovaPersistentStore>> all(16);
+  for (auto& each : all) each = take();
+  EXPECT_EQ(all.back()->placeName(), "12345-16");
+  const auto another = take();
+  EXPECT_FALSE(another->takePlace());
+  all[6] = nullptr;
+  EXPECT_TRUE(another->takePlace());
+  EXPECT_EQ(another->placeName(), "12345-7");
+}
+
+TEST_F(KIStorePlaceTest, ThatIsEmptyGetsNoFolderAgain) {
+  const auto first = take();
+  take()->erase();
+  EXPECT_THAT(first->storesLeft(), SizeIs(1));
+  EXPECT_FALSE(std::filesystem::exists(device.batchDirectory() + "-2"));
+}
+
 // As of two processes that look for a place at once.
 TEST_F(KIStorePlaceTest, IsLeftToWhoeverHasALockOfIt) {
   take();
@@ -79,7 +97,7 @@ TEST_F(KIStorePlaceTest, GivesWhatIsLeftInItToAnotherUntilHalfOfEachQueueIsTaken
   const auto file = second->saveJSONObjectToDisk(Array{{{"n", 1}}}).value();
   second->setObject(Array{{{"messagesIdentifier", file}}}, "queuedMessageBatches");
   first->setObject(Array{"x?0"}, "queuedPageviews");
-  ASSERT_TRUE(KovaQueueManager::isAnythingLeftIn(*second));
+  ASSERT_TRUE(KovaQueueManager::isAnythingQueuedIn(*second));
 
   queues = std::make_shared<KovaQueueManager>(first, limits);
   queues->enqueueMessage(unenriched(0));
@@ -99,7 +117,7 @@ TEST_F(KIStorePlaceTest, GivesWhatIsLeftInItToAnotherUntilHalfOfEachQueueIsTaken
   queues->takeOver(*second);
   EXPECT_EQ(stored("queuedPageviews"), R"(["x?2","x?3"])");
   EXPECT_EQ(stored("parts"), R"([{"n":2},{"n":3}])");
-  EXPECT_FALSE(KovaQueueManager::isAnythingLeftIn(*second));
+  EXPECT_FALSE(KovaQueueManager::isAnythingQueuedIn(*second));
   EXPECT_FALSE(std::filesystem::exists(device.batchDirectory() + "-2"));
 }
 
@@ -114,7 +132,7 @@ TEST_F(KIStorePlaceTest, GivesABatchOnceThatAnEndedProcessHadBegunToTakeOver) {
   queues = std::make_shared<KovaQueueManager>(first, KovaQueueManager::Limits{6, 6, 6});
   for (const auto& left : {second, third}) queues->takeOver(*left);
   EXPECT_EQ(waiting(), (Counts{0, 0, 1}));
-  EXPECT_FALSE(KovaQueueManager::isAnythingLeftIn(*third));
+  EXPECT_FALSE(KovaQueueManager::isAnythingQueuedIn(*third));
 }
 
 TEST_F(KIStorePlaceTest, IsErasedWithAllOthersUnlessSomebodyHasIt) {

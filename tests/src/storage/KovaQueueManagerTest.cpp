@@ -1,5 +1,6 @@
 #include "src/storage/KovaQueueManager.h"
 
+#include <array>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -127,6 +128,33 @@ TEST_F(KovaQueueManagerTest, CarriesACallOutOnce) {
   EXPECT_EQ(stored("queuedPageviews"), R"(["x?first","x?second"])");
   reopen();
   EXPECT_THAT(queues->takeLeftCalls().calls, SizeIs(1));
+}
+
+TEST_F(KovaQueueManagerTest, CarriesNoCallOutAgainWhoseEndItsFileDoesNotTake) {
+  queues->calls().note(std::string(400'000, 'x'));
+  std::array<KICallLog::Number, 4> calls;
+  for (auto& call : calls) call = queues->calls().note("");
+  const auto carryOut = [&](std::size_t i) {
+    queues->carryOut({&calls[i], 1}, [this] { queues->enqueueUrlString("x"); });
+  };
+  {
+    const auto full = ResourceLimit::fileSize(400'000);
+    carryOut(0);
+    carryOut(1);
+    queues->enqueueMessage(enriched(1), {&calls[2], 1});
+    EXPECT_TRUE(queues->moveEnqueuedMessagesToBatchAndPersist());
+    carryOut(3);
+  }
+  reopen();
+  EXPECT_THAT(queues->takeLeftCalls().calls, SizeIs(1));
+}
+
+TEST_F(KovaQueueManagerTest, RefusesACallOnce) {
+  enqueueBatches({1, 2, 3});
+  const KICallLog::Number call = queues->calls().note("");
+  queues->enqueueMessage(enriched(4), {&call, 1});
+  reopen();
+  EXPECT_THAT(queues->takeLeftCalls().calls, IsEmpty());
 }
 
 TEST_F(KovaQueueManagerTest, MakesBatchesOfMessagesThatAreEnrichedAndKeepsTheOthers) {

@@ -7,8 +7,10 @@
 #include <unistd.h>
 
 #include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/ValueCoding.h"
 #include "platform/foundation/internal/UserDefaultsDatabase.h"
 #include "src/identity/KIIdentityManager.h"
+#include "src/storage/KICallLog.h"
 #include "src/storage/KovaQueueManager.h"
 #include "src/storage/store/KovaPersistentStore.h"
 #include "tests/support/SimulatedDevice.h"
@@ -104,6 +106,70 @@ TEST_F(UnreadableStoreTest, AfterAnUploadIntervalAMadeUpUserGoesOnUntilTheStored
   device.advance(15);
   device.runUntilRequests(4);
   EXPECT_EQ(senders().back(), "42: lifecycleEvent") << "the upgrade is told once it can be stored";
+}
+
+// What is left in the place of an ended process.
+class LeftPlaceTest : public UnreadableStoreTest {
+ protected:
+  LeftPlaceTest() {
+    makeReadable();
+    auto first = takePlace();
+    auto second = takePlace();
+    write("com.example.app", {{"kova_12345-2_userId", R"("77")"}});
+    KICallLog calls;
+    calls.open(directories().applicationSupport + "/kova-12345-2.calls", {});
+    calls.note([](ByteBuffer& bytes) {
+      bytes.add('i');  // identify
+      appendEncoded(bytes, std::string_view("bob"));
+    });
+  }
+  static KIStorePlace takePlace() { return KIStorePlace::take(SimulatedDevice::kEnvironment); }
+  void expectBobNamedInItsOwnPlace() {
+    Kova::track("Now");
+    for (int i = 0; i < 4; ++i) device.upload();
+    const auto targets = device.receivedTargets("/api/identify_v3");
+    ASSERT_EQ(targets.size(), 1u);
+    EXPECT_NE(targets[0].find("&u=77"), std::string::npos) << targets[0];
+    EXPECT_NE(targets[0].find("&i=bob"), std::string::npos) << targets[0];
+    EXPECT_EQ(Kova::identity(), "ada");
+    EXPECT_EQ(device.stored("identity"), Value("ada")) << "said later than what was left undone";
+  }
+};
+
+TEST_F(LeftPlaceTest, IsDoneAsItsUserWhenTheProcessThatComesThereCannotReadItAtFirst) {
+  const auto first = takePlace();
+  makeUnreadable();
+  device.start();
+  makeReadable();
+  expectBobNamedInItsOwnPlace();
+}
+
+TEST_F(LeftPlaceTest, IsLookedForWhenAPlaceIsTakenLate) {
+  std::vector<KIStorePlace> all;
+  for (int i = 0; i < 16; ++i) all.push_back(takePlace());
+  device.start();
+  all.clear();
+  expectBobNamedInItsOwnPlace();
+}
+
+TEST_F(UnreadableStoreTest, WhatTakesLongIsDoneAfterTheStartAndBeforeWhatComesThen) {
+  makeReadable();
+  NSFileManager().createDirectory(directories().applicationSupport, true);
+  {
+    KICallLog calls;
+    calls.open(directories().applicationSupport + "/kova-12345.calls", {});
+    calls.note("e" + std::string(200'000, 'x'));
+    calls.note([](ByteBuffer& bytes) {
+      bytes.add('r');  // reset
+    });
+  }
+  device.start();
+  EXPECT_EQ(Kova::userId(), "42");
+  EXPECT_EQ(Kova::identity(), "ada") << "not yet";
+  Kova::track("Now");
+  device.upload();
+  EXPECT_EQ(Kova::identity(), std::nullopt);
+  EXPECT_THAT(senders(), testing::ElementsAre("42: ", Kova::userId().value() + ": customEvent"));
 }
 
 TEST_F(UnreadableStoreTest, AStoreThatIsResetLateKeepsTheBatchesMadeMeanwhile) {
