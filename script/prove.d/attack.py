@@ -51,6 +51,7 @@ class Ended:
         self.status, output, self.errors = self.run([*before, HOST, service.url, data, *words], {**os.environ, **environment})
         lines = [line.split(" ", 1) for line in output.splitlines() if " " in line]
         self.has_begun = any(word == "here" for word, _ in lines)
+        self.has_given_up = any(word == "given" for word, _ in lines)
         self.is_locked_out = any(word == "locked" for word, _ in lines)
         self.begun = [rest for word, rest in lines if word == "?"]
         self.returned = [rest for word, rest in lines if word == "+"]
