@@ -233,6 +233,7 @@ TEST_F(InterceptorTest, WhatTheQueuesHaveNoRoomForIsCounted) {
   device.advance(1);
   EXPECT_EQ(Kova::status().events.refused, 1u);
   EXPECT_EQ(Kova::status().requests.refused, 1u) << "the pageview that the touch asks for";
+  EXPECT_EQ(device.stored("queuedPageviews")->array().size(), 200u);
   Kova::track("Event");
   device.drain();
   EXPECT_EQ(Kova::status().events.refused, 2u);

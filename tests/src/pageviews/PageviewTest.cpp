@@ -94,12 +94,6 @@ TEST_F(PageviewTest, NoEventLeavesTheDeviceWithoutOne) {
     EXPECT_EQ(message.dictionary().find("sessionInfo"), nullptr);
   }
   EXPECT_EQ(stored.array().size(), 2u);
-  for (int i = 0; i < 350; ++i) Kova::track(std::to_string(i));
-  device.application->enterForeground();
-  device.drain();
-  const Array youngest = device.stored("parts")->array();
-  EXPECT_EQ(youngest.size(), 300u);
-  EXPECT_EQ(at(youngest[0].dictionary(), "event/customEvent/type"), Value("50"));
 }
 
 TEST_F(PageviewTest, MessagesOfTheScreenBeforeAreBatchedAheadOfTheNext) {
@@ -115,24 +109,6 @@ TEST_F(PageviewTest, MessagesOfTheScreenBeforeAreBatchedAheadOfTheNext) {
   const std::size_t before = numberOfBatches();
   device.show(std::make_shared<UIViewController>());
   EXPECT_EQ(numberOfBatches(), before + 1);
-}
-
-TEST_F(PageviewTest, AFullQueueDropsThePageview) {
-  device.setOnline(false);
-  const auto options = device.options();
-  options->setDisableTracking(true);
-  device.start(options);
-  device.drain();
-  Kova::setTrackingEnabled(true);
-  for (int i = 0; i < 200; ++i) Kova::addUserProperties({{"i", i}});
-  Kova::track("Checkout");
-  device.drain();
-  const Array urls = device.stored("queuedPageviews")->array();
-  EXPECT_EQ(urls.size(), 200u);
-  for (const Value& url : urls) EXPECT_THAT(url.description(), HasSubstr("api/add_user_properties_v3"));
-  device.application->enterBackground();
-  device.drain();
-  EXPECT_EQ(device.stored("parts")->array().size(), 1u) << "kept, until a pageview finds room";
 }
 
 }  // namespace

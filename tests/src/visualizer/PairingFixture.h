@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <utility>
 
 #include "platform/simulator/SimulatedUser.h"
@@ -10,6 +9,7 @@
 #include "src/visualizer/KovaEventRecording.h"
 #include "tests/src/autocapture/CaptureTest.h"
 #include "tests/support/ScriptedSocket.h"
+#include "tests/support/Story.h"
 
 // What the app sent since this was asked last: event names with their data, "connect" for the way into the
 // namespace.
@@ -78,16 +78,8 @@ class PairingFixture : public testing::Test {
 
   // Steps of a story, ", " between them. All that a step sets off is done before the next, unless a "~"
   // stands before it.
-  void play(std::string story) {
-    for (story += ", "; !story.empty(); story.erase(0, story.find(", ") + 2)) {
-      std::string step = story.substr(0, story.find(", "));
-      const bool isAlone = step.starts_with("~");
-      if (isAlone) step.erase(0, 1);
-      const std::size_t blank = step.find(' ');
-      SCOPED_TRACE(step);
-      steps_.at(step.substr(0, blank))(blank == step.npos ? "" : step.substr(blank + 1));
-      if (!isAlone) device.drain();
-    }
+  void play(const std::string& story) {
+    playStory(steps_, story, [this] { device.drain(); });
   }
   // What all connections sent after each other: names without "device_", codes, and parts.
   std::string sent() {
@@ -128,7 +120,7 @@ class PairingFixture : public testing::Test {
 
  private:
   using Argument = const std::string&;
-  const std::map<std::string, std::function<void(Argument)>> steps_{
+  const StorySteps steps_{
       // The server.
       {"asks", [this](Argument code) { says(R"(["web_requested_pair",{"pairCode":")" + code + R"("}])"); }},
       {"readmits", [this](Argument) { socket().says("40/ios,"); }},
