@@ -1,11 +1,10 @@
 // Where the host's data goes, and where it does not.
 
-#include <gmock/gmock.h>
 #include <stdlib.h>
 
 #include "src/telemetry/CaptureEndpoint.h"
 #include "src/telemetry/KITelemetry.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
 using testing::ElementsAre;
@@ -13,14 +12,11 @@ using testing::StartsWith;
 
 namespace {
 
-class BaseURLTest : public testing::Test {
- protected:
-  static void report() {
-    KITelemetry::sharedTelemetry().notifyBailedWithException(NSException("Fire"), "Cart/checkout:");
-  }
+using BaseURLTest = TrackerTest;
 
-  SimulatedDevice device;
-};
+void report() {
+  KITelemetry::sharedTelemetry().notifyBailedWithException(NSException("Fire"), "Cart/checkout:");
+}
 
 TEST_F(BaseURLTest, NilIsTheLibrarysOwnEndpointAndWhatIsNoWebURLIsNone) {
   const auto own = kova::defaultCaptureEndpoint();
@@ -68,7 +64,7 @@ TEST_F(BaseURLTest, WhatIsNoWebURLSendsNothingAnywhereAndInitializeSaysSo) {
   Kova::track("Checkout");
   device.advance(30);
   report();
-  EXPECT_EQ(device.stored("queuedMessageBatches")->array().size(), 1u) << "it is kept";
+  EXPECT_EQ(storedCount("queuedMessageBatches"), 1u) << "it is kept";
 
   KITelemetry::sharedTelemetry().setBaseUrl(std::nullopt);
   report();

@@ -15,15 +15,11 @@
 #include "tests/support/HeldURLSession.h"
 
 using namespace platform;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::MatchesRegex;
-using testing::StartsWith;
+using namespace testing;
 
 namespace {
 
+using platform::Value;
 using FacadeTest = TrackerTest;
 
 constexpr const char* kIds = "[0-9]{16}";

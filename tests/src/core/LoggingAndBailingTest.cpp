@@ -1,24 +1,17 @@
-#include <gmock/gmock.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "platform/foundation/SystemLog.h"
 #include "src/core/KIBailer.h"
-#include "src/core/KovaLogger.h"
 #include "src/telemetry/KITelemetry.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::StartsWith;
+using namespace testing;
 
 namespace {
 
-class LoggingAndBailingTest : public testing::Test {
- protected:
-  SimulatedDevice device;
-};
+using LoggingAndBailingTest = TrackerTest;
 
 TEST_F(LoggingAndBailingTest, EachLevelAddsLinesWithItsPrefixAndFormatsNoOther) {
   struct Probe {

@@ -7,11 +7,11 @@
 #include "tests/support/ResourceLimit.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::MatchesRegex;
+using namespace testing;
 
 namespace {
+
+using platform::Value;
 
 class PropertiesAndIdentityTest : public TrackerTest {
  protected:
@@ -112,67 +112,46 @@ TEST_F(PropertiesAndIdentityTest, IdentifyWithNothingToIdentifyBy) {
   EXPECT_EQ(Kova::identity(), std::nullopt);
 }
 
-TEST_F(PropertiesAndIdentityTest, ResetIdentityMakesAnIdentifiedUserAnonymousAndKeepsEventProperties) {
+TEST_F(PropertiesAndIdentityTest, ResetIdentityEndsTheSessionOfAnIdentifiedUser) {
   Kova::resetIdentity();
   device.drain();
   EXPECT_EQ(Kova::userId(), userId) << "an anonymous user stays as it is";
   EXPECT_EQ(Kova::sessionId(), sessionId);
-
-  Kova::addEventProperties({{"tier", "gold"}});
   Kova::identify("ada");
   Kova::setTrackingEnabled(false);  // does not matter
   Kova::resetIdentity();
   device.drain();
   EXPECT_EQ(Kova::identity(), std::nullopt);
-  EXPECT_EQ(storedText("identity"), "(nothing)");
   EXPECT_NE(Kova::userId(), userId);
   EXPECT_NE(Kova::sessionId(), sessionId);
-  EXPECT_EQ(storedText("eventProperties"), R"({"tier":"gold"})");
 }
 
-TEST_F(PropertiesAndIdentityTest, EventPropertiesAreMergedKeptAndRemoved) {
+TEST_F(PropertiesAndIdentityTest, ChangesOfPropertiesAreToldAndAddedOnlyWhileTracking) {
   const auto nowAre = [](const std::string& call, const std::string& properties) {
     return ElementsAre("[KOVA DEBUG]: Called +[Kova " + call + "]. Event properties are now: {\n" +
                        properties + "}");
   };
+  const auto ignoringA = ElementsAre("[KOVA DEBUG]: AddUserProperties: ignoring NSNull value for a");
   EXPECT_THAT(linesOf([] {
-                Kova::addEventProperties(Dictionary{{"tier", "gold"}, {"beta", true}});
+                Kova::addEventProperties({{"tier", 3}, {"beta", true}});
               }),
-              nowAre("addEventProperties:", "    beta = 1;\n    tier = gold;\n"));
-  Kova::addEventProperties({{"tier", 3}, {"none", nullptr}, {7, "seven"}});
-  device.drain();
-  EXPECT_EQ(storedText("eventProperties"), R"({"tier":"3","beta":true})");
-  EXPECT_THAT(linesOf([] {
-                Kova::addEventProperties(Dictionary{{"a", nullptr}});
-              }),
-              ElementsAre("[KOVA DEBUG]: AddUserProperties: ignoring NSNull value for a"));
-
+              nowAre("addEventProperties:", "    beta = 1;\n    tier = 3;\n"));
+  EXPECT_THAT(linesOf([] { Kova::addEventProperties(Dictionary{{"a", nullptr}}); }), ignoringA);
   Kova::setTrackingEnabled(false);
   Kova::addEventProperties({{"more", 1}});
   EXPECT_THAT(linesOf([] { Kova::removeEventProperty("tier"); }),
               nowAre("removeEventProperty:", "    beta = 1;\n"));
   Kova::setTrackingEnabled(true);
-  device.start();
-  Kova::track("Checkout");
-  send();
-  EXPECT_EQ(json(at(lastMessage(), "properties")), R"({"beta":{"bool":true}})");
-  EXPECT_THAT(linesOf([] { Kova::clearEventProperties(); }), nowAre("clearEventProperties", ""));
-  Kova::track("Checkout");
-  send();
-  EXPECT_EQ(at(lastMessage(), "properties"), Value());
-}
+  EXPECT_EQ(storedText("eventProperties"), R"({"beta":true})");
 
-TEST_F(PropertiesAndIdentityTest, UserPropertiesAreSentAndNotKept) {
   EXPECT_THAT(linesOf([] {
-                Kova::addUserProperties(Dictionary{{"plan", "pro"}, {"seats", 3}, {"none", nullptr}});
+                Kova::addUserProperties({{"plan", "pro"}, {"seats", 3}});
               }),
-              ElementsAre("[KOVA DEBUG]: AddUserProperties: ignoring NSNull value for none",
-                          "[KOVA DEBUG]: Added user properties: {\n    plan = pro;\n    seats = 3;\n}"));
+              ElementsAre("[KOVA DEBUG]: Added user properties: {\n    plan = pro;\n    seats = 3;\n}"));
+  EXPECT_THAT(linesOf([] { Kova::addUserProperties(Dictionary{{"a", nullptr}}); }), ignoringA);
   EXPECT_THAT(linesOf([] { Kova::addUserProperties(Dictionary()); }), IsEmpty());
-  send();
-  EXPECT_THAT(sentParameters("/api/add_user_properties_v3", "_plan"), ElementsAre("pro"));
-  EXPECT_THAT(sentParameters("/api/add_user_properties_v3", "_seats"), ElementsAre("3"));
-  EXPECT_EQ(storedText("eventProperties"), "(nothing)");
+  EXPECT_EQ(storedText("eventProperties"), R"({"beta":true})");
+  EXPECT_THAT(linesOf([] { Kova::clearEventProperties(); }), nowAre("clearEventProperties", ""));
 }
 
 TEST_F(PropertiesAndIdentityTest, ACallIsDoneOnceTheStoreHasIt) {

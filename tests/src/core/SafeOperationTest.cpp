@@ -1,36 +1,30 @@
 // Safe operations, the safe way onto the main queue, and the timer that delivers them. What becomes of an
 // exception is told by the facade's test.
 
-#include <gmock/gmock.h>
-
 #include <pthread.h>
 
 #include <stdexcept>
 
 #include "src/core/KIBailer.h"
-#include "src/core/KovaLogger.h"
 #include "src/core/KovaTimer.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "tests/src/core/ForwardingScheduler.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 
 // The place that error reports name.
 constexpr kova::Place kPlace{"NSObject", "checkout:"};
 
-class SafeOperationTest : public testing::Test {
+class SafeOperationTest : public TrackerTest {
  protected:
   Work record(std::string what) {
     return [this, what] { ran.push_back(what); };
   }
 
-  SimulatedDevice device;
   std::shared_ptr<NSOperationQueue> queue = KOVA_serialStateQueue();
   std::vector<std::string> ran;
 };

@@ -1,14 +1,12 @@
 // A session expires 300 s after it was last extended. Offline: nothing but the rules of time is at work.
 
-#include <gmock/gmock.h>
-
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
 
 namespace {
 
-class SessionExpirationTest : public testing::Test {
+class SessionExpirationTest : public TrackerTest {
  protected:
   SessionExpirationTest() { device.setOnline(false); }
 
@@ -31,7 +29,6 @@ class SessionExpirationTest : public testing::Test {
     EXPECT_TRUE(isNewSession());
   }
 
-  SimulatedDevice device;
   std::string lastSession;
 };
 

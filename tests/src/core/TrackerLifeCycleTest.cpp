@@ -10,12 +10,11 @@
 #include "tests/support/HeldURLSession.h"
 
 using namespace platform;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
+using namespace testing;
 
 namespace {
+
+using platform::Value;
 
 class TrackerLifeCycleTest : public TrackerTest {
  protected:
@@ -82,7 +81,7 @@ TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForegro
   device.application->enterForeground();
   device.runUntilRequests(4);  // a pageview and a batch, at once
   EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "Checkout"));
-  EXPECT_THAT(sentParameters("/h", "v"), ElementsAre(firstPageview, testing::Ne(firstPageview)));
+  EXPECT_THAT(sentParameters("/h", "v"), ElementsAre(firstPageview, Ne(firstPageview)));
   EXPECT_THAT(sentParameters("/h", "z"), ElementsAre("0", "2"));
   EXPECT_THAT(sentParameters("/h", "ts"), ElementsAre(SimulatedDevice::kStartTime, "1767225660000"));
   Kova::track("Later");
