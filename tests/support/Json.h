@@ -12,6 +12,9 @@
 inline std::string json(const platform::Value& value) {
   return platform::NSJSONSerialization::dataWithJSONObject(value).value_or("");
 }
+inline std::string json(const platform::MutableDictionary& dictionary) {
+  return json(platform::Value(platform::Dictionary(dictionary)));
+}
 
 // The value at "event/customEvent/type"; the null marker when there is none.
 inline platform::Value at(const platform::Dictionary& dictionary, std::string_view path) {

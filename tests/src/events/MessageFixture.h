@@ -1,18 +1,16 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <memory>
-#include <string>
 
-#include "platform/foundation/NSJSONSerialization.h"
 #include "src/events/KovaAppProperties.h"
 #include "src/events/KovaMessageBuilder.h"
 #include "src/events/KovaRequestBuilder.h"
 #include "src/identity/KIIdentityManager.h"
 #include "src/identity/KISessionManager.h"
 #include "src/storage/store/KovaPersistentStore.h"
+#include "tests/support/Json.h"
 #include "tests/support/SimulatedDevice.h"
 
 // What messages and pixel requests are made of, on a simulated device: a user and a session with fixed ids.
@@ -28,13 +26,6 @@ class MessageTest : public testing::Test {
     session.loggedPageviewWithPageviewInfo({{"id", "0000000000000001"}, {"viewController", "Home"}},
                                            {{"h", "Home screen"}, {"ts", "1767225500000"}});
     session.loggedPageviewWithPageviewInfo({{"id", "0000000000000002"}, {"viewController", "Cart"}}, {});
-  }
-
-  static std::string json(const platform::Value& value) {
-    return platform::NSJSONSerialization::dataWithJSONObject(value).value_or("(no JSON)");
-  }
-  static std::string json(const platform::MutableDictionary& dictionary) {
-    return json(platform::Value(platform::Dictionary(dictionary)));
   }
 
   SimulatedDevice device;

@@ -1,10 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <random>
 
 #include "tests/src/storage/QueueFixture.h"
-#include "tests/support/Json.h"
 
 using namespace platform;
 

@@ -11,12 +11,11 @@
 #include "tests/support/ResourceLimit.h"
 
 using namespace platform;
-using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
+using namespace testing;
 
 namespace {
+
+using platform::Value;
 
 const char* const kUnserialisable = "[KOVA DEBUG]: Failed to serialize request body data to JSON";
 
@@ -253,7 +252,7 @@ TEST_F(KovaQueueManagerTest, SaysOnceThatMessagesWaitForAPageview) {
     enqueue({unenriched(number)});
     device.advance(4);
   }
-  EXPECT_THAT(device.log(), ElementsAre(testing::HasSubstr("Messages wait for a pageview")));
+  EXPECT_THAT(device.log(), ElementsAre(HasSubstr("Messages wait for a pageview")));
 }
 
 TEST_F(KovaQueueManagerTest, DropsBatchesWithoutABodyAndGoesOnWithTheNext) {
@@ -266,7 +265,7 @@ TEST_F(KovaQueueManagerTest, DropsBatchesWithoutABodyAndGoesOnWithTheNext) {
                 inlineBatch(1),
                 named("last")});
   EXPECT_EQ(dequeuedBody(), body(R"([{"n":1}])"));
-  EXPECT_THAT(device.log(), testing::AllOf(SizeIs(5), Each(kUnserialisable)));
+  EXPECT_THAT(device.log(), AllOf(SizeIs(5), Each(kUnserialisable)));
   EXPECT_EQ(stored("queuedMessageBatches"), R"([{"messages":[{"n":1}]},{"messagesIdentifier":"last"}])");
   EXPECT_EQ(dequeuedBody(), "(none)");
   EXPECT_EQ(device.log().size(), 6u);
@@ -316,7 +315,7 @@ TEST_F(KovaQueueManagerTest, RefusesAMessageThatNoJSONCanBeMadeOf) {
        {Value(std::nan("")), Value(HUGE_VAL), Value(NSDate()), Value(Dictionary{{1, "one"}})}) {
     enqueue({{{"bad", bad}}});
   }
-  EXPECT_THAT(device.log(), testing::AllOf(SizeIs(4), Each(kUnserialisable)));
+  EXPECT_THAT(device.log(), AllOf(SizeIs(4), Each(kUnserialisable)));
   EXPECT_EQ(waiting(), (Counts{0, 0, 0}));
 }
 

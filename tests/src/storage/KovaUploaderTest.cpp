@@ -5,10 +5,7 @@
 #include "tests/support/HeldURLSession.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
+using namespace testing;
 
 namespace {
 

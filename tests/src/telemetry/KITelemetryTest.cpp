@@ -7,9 +7,7 @@
 #include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::UnorderedElementsAre;
+using namespace testing;
 
 namespace {
 

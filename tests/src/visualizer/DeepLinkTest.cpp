@@ -1,10 +1,7 @@
 // Deep links that ask for pairing, and the check of the app's URL scheme.
 
-#include <gmock/gmock.h>
-
 #include "src/visualizer/KovaOpenURLParser.h"
-#include "tests/support/Json.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
 using namespace testing;
@@ -13,18 +10,16 @@ namespace {
 
 using platform::Value;
 
-class DeepLinkTest : public testing::Test {
+class DeepLinkTest : public TrackerTest {
  protected:
   static NSURL url(const std::string& text) { return NSURL::create(text).value(); }
   // What opening the link logs.
-  std::vector<std::string> linesOf(const std::string& link) {
+  std::vector<std::string> opening(const std::string& link) {
     device.clearLog();
     Kova::handleOpenURL(url(link), {{"ignored", true}});
     device.drain();
     return device.log();
   }
-
-  SimulatedDevice device;
 };
 
 constexpr const char* kEnabling = "Kova: Enabling Event Visualizer. Connecting to Kova server.";
@@ -63,11 +58,11 @@ TEST_F(DeepLinkTest, ParsesWellFormedLinksOfItsOwnEnvironment) {
 
 TEST_F(DeepLinkTest, TheLaunchInstructionStartsPairing) {
   device.startAndSettle();
-  EXPECT_THAT(linesOf("kova-12345://1/launch-ev"), ElementsAre(kEnabling));
-  EXPECT_THAT(linesOf("kova-12345://1/other"), IsEmpty());
-  EXPECT_THAT(linesOf("https://example.com/launch-ev"), IsEmpty());
+  EXPECT_THAT(opening("kova-12345://1/launch-ev"), ElementsAre(kEnabling));
+  EXPECT_THAT(opening("kova-12345://1/other"), IsEmpty());
+  EXPECT_THAT(opening("https://example.com/launch-ev"), IsEmpty());
   EXPECT_THAT(
-      linesOf("kova-12345://2/launch-ev"),
+      opening("kova-12345://2/launch-ev"),
       ElementsAre("Kova: Invalid schema version detected (2). Kova Event Visualizer will not be enabled."));
 
   device.clearLog();
@@ -87,7 +82,7 @@ TEST_F(DeepLinkTest, System12CannotPair) {
   device.startAndSettle();
   Kova::stopEVPairing();
   EXPECT_THAT(device.log(), IsEmpty());
-  EXPECT_THAT(linesOf("kova-12345://1/launch-ev"),
+  EXPECT_THAT(opening("kova-12345://1/launch-ev"),
               ElementsAre("Kova: Event Visualizer device pairing only available on iOS 13.0 or greater"));
 }
 

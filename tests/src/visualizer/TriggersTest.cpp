@@ -1,13 +1,12 @@
 // The hidden gesture that starts pairing, and the window in which pairing is confirmed.
 
-#include <gmock/gmock.h>
+#include <algorithm>
 
 #include "platform/simulator/SimulatedUser.h"
 #include "platform/uikit/UIKit.h"
 #include "src/core/tracker/KIEVTriggerDetection.h"
 #include "src/visualizer/KIAlertContainerViewController.h"
-#include "tests/support/Json.h"
-#include "tests/support/SimulatedDevice.h"
+#include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
 using namespace testing;
@@ -16,14 +15,13 @@ namespace {
 
 constexpr const char* kTriggered = "Kova: EV pairing gesture triggered; enabling pairing mode.";
 
-class TriggersTest : public testing::Test {
+class TriggersTest : public TrackerTest {
  protected:
   std::shared_ptr<KovaOptions> options() const {
     auto options = device.options();
     options->setEventVisualizerWebSocketBaseUrl(NSURL::create("http://127.0.0.1:9/"));  // nobody listens
     return options;
   }
-  void start(const std::shared_ptr<KovaOptions>& options) { device.startAndSettle(options); }
   // What is logged about the gesture.
   std::vector<std::string> press(double seconds, int fingers, const UIView& view) {
     device.clearLog();
@@ -32,13 +30,12 @@ class TriggersTest : public testing::Test {
   }
   static std::size_t recognizersOf(const UIWindow& window) { return window.gestureRecognizers().size(); }
 
-  SimulatedDevice device;
   SimulatedUser user{[this](double seconds) { device.advance(seconds); }};
 };
 
 TEST_F(TriggersTest, FourFingersForFiveSecondsStartPairing) {
   const auto window = device.show(std::make_shared<UIViewController>());
-  start(options());
+  device.startAndSettle(options());
   EXPECT_THAT(press(6, 3, *window), IsEmpty());
   EXPECT_THAT(press(6, 5, *window), IsEmpty());
   EXPECT_THAT(press(4.9, 4, *window), IsEmpty());
@@ -58,14 +55,14 @@ TEST_F(TriggersTest, WatchesEveryWindowUnlessTheOptionsAreAgainstIt) {
   const auto first = device.show(std::make_shared<UIViewController>());
   const auto against = options();
   against->setDisableVisualizerPairingGesture(true);
-  start(against);
+  device.startAndSettle(against);
   EXPECT_EQ(recognizersOf(*first), 0u);
 
   const auto debug = options();
   debug->setDebug(true);
-  start(debug);
+  device.startAndSettle(debug);
   EXPECT_EQ(recognizersOf(*first), 1u);
-  start(options());
+  device.startAndSettle(options());
   EXPECT_EQ(recognizersOf(*first), 1u) << "one detector is enough";
   const auto watching =
       std::dynamic_pointer_cast<UILongPressGestureRecognizer>(first->gestureRecognizers()[0]);
@@ -84,7 +81,7 @@ TEST_F(TriggersTest, WatchesEveryWindowUnlessTheOptionsAreAgainstIt) {
 TEST_F(TriggersTest, CanBeDisabledForGood) {
   const auto window = device.show(std::make_shared<UIViewController>());
   KIEVTriggerDetection::disableVisualizerPairingGesture();
-  start(options());
+  device.startAndSettle(options());
   EXPECT_EQ(recognizersOf(*window), 0u);
   EXPECT_FALSE(KIEVTriggerDetection::sharedInstance());
 }
@@ -93,23 +90,17 @@ TEST_F(TriggersTest, TheLowThresholdTakesOneFingerAndRecordsTheDetection) {
   const auto window = device.show(std::make_shared<UIViewController>());
   const auto low = options();
   low->setTestOnlyLowThresholdEVTriggerDetection(true);
-  start(low);
+  device.startAndSettle(low);
   EXPECT_THAT(press(1.9, 1, *window), IsEmpty());
   EXPECT_THAT(press(2, 1, *window), ElementsAre(kTriggered));
   user.waits(1.1);
   EXPECT_THAT(press(2, 1, *window), ElementsAre(kTriggered));
-  device.advance(15);
-  device.settle();
-  std::size_t recorded = 0;
-  for (const Dictionary& message : device.receivedMessages()) {
-    if (json(message).find("\"kova.testing.KovaEVTrigger\"") != std::string::npos) ++recorded;
-  }
-  EXPECT_EQ(recorded, 2u);
+  send();
+  EXPECT_EQ(std::ranges::count(sentEvents(), "kova.testing.KovaEVTrigger"), 2);
 }
 
-class AlertContainerTest : public testing::Test {
+class AlertContainerTest : public TrackerTest {
  protected:
-  SimulatedDevice device;
   std::shared_ptr<KIAlertContainerViewController> container =
       std::make_shared<KIAlertContainerViewController>();
 };

@@ -1,13 +1,10 @@
 // The socket session against a scripted server, under virtual time.
 
-#include <gmock/gmock.h>
-
-#include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
+#include "src/visualizer/KovaWebSocketConnectionDelegate.h"
 #include "src/visualizer/KovaWebSocketSession.h"
-#include "tests/src/visualizer/RecordingDelegate.h"
+#include "tests/src/core/TrackerFixture.h"
 #include "tests/support/ScriptedSocket.h"
-#include "tests/support/SimulatedDevice.h"
 
 using namespace platform;
 using namespace testing;
@@ -15,7 +12,45 @@ using AfterSending = KovaWebSocketSession::AfterSending;
 
 namespace {
 
-class WebSocketSessionTest : public testing::Test {
+// Writes down what a session tells it.
+class RecordingDelegate : public KovaWebSocketConnectionDelegate {
+ public:
+  std::vector<std::string> take() { return std::exchange(told_, {}); }
+
+  void webSocketConnectionDidConnect(KovaWebSocketSession&) override { tell("connected"); }
+  void didReceiveMessage(KovaWebSocketSession&, std::string_view message) override {
+    tell("message " + std::string(message));
+  }
+  void handshakeFailedWithStatusCode(KovaWebSocketSession&, long code) override {
+    tell("refused with " + std::to_string(code));
+  }
+  void handshakeFailedWithError(KovaWebSocketSession&, const NSError& error) override {
+    tell("no handshake: " + text(error));
+  }
+  void didCloseWithCode(KovaWebSocketSession&, long code, const std::string& reason) override {
+    tell("closed with " + std::to_string(code) + " " + reason);
+  }
+  void didStopListeningWithError(KovaWebSocketSession&, const NSError& error) override {
+    tell("stopped: " + text(error));
+  }
+  void failedToSendWithError(KovaWebSocketSession&, const NSError& error) override {
+    tell("not sent: " + text(error));
+  }
+  void webSocketConnectionMissedHeartbeat(KovaWebSocketSession&) override { tell("missed heartbeat"); }
+  void webSocketConnectionServerRequestedDisconnect(KovaWebSocketSession&) override { tell("sent away"); }
+
+ private:
+  static std::string text(const NSError& error) {
+    return error.domain() + " " + std::to_string(error.code());
+  }
+  void tell(std::string what) {
+    EXPECT_TRUE(KOVA_serialStateQueue()->isCurrent());
+    told_.push_back(std::move(what));
+  }
+  std::vector<std::string> told_;
+};
+
+class WebSocketSessionTest : public TrackerTest {
  protected:
   // A session whose socket has been made.
   ScriptedSocket& connect(const std::string& baseUrl = "https://host/") {
@@ -39,7 +74,7 @@ class WebSocketSessionTest : public testing::Test {
     KOVA_serialStateQueue()->addOperationWithBlock(work);
     device.drain();
   }
-  void send(const std::string& text, AfterSending afterSending = AfterSending::Stay) {
+  void sendText(const std::string& text, AfterSending afterSending = AfterSending::Stay) {
     onQueue([&] { session->sendText(text, afterSending); });
   }
   std::vector<std::string> toldOf(ScriptedSocket& socket, const std::string& frame) {
@@ -48,7 +83,6 @@ class WebSocketSessionTest : public testing::Test {
     return delegate->take();
   }
 
-  SimulatedDevice device;
   ScriptedServer server;
   std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
   std::shared_ptr<KovaWebSocketSession> session;
@@ -125,7 +159,7 @@ TEST_F(WebSocketSessionTest, ConversesWithTheServer) {
   EXPECT_THAT(socket.takeSent(), ElementsAre("3"));
   EXPECT_THAT(device.log(), ElementsAre("[KOVA VERBOSE]: ﮩ٨ـﮩﮩ٨ـ♡ﮩ٨ـﮩﮩ٨ـ"));
   EXPECT_THAT(toldOf(socket, "1"), ElementsAre("sent away"));
-  send(R"(["n",{}])");
+  sendText(R"(["n",{}])");
   EXPECT_THAT(socket.takeSent(), ElementsAre(R"(42/ios,["n",{}])"));
   EXPECT_EQ(socket.receivesOutstanding(), 1u);
 }
@@ -191,19 +225,19 @@ TEST_F(WebSocketSessionTest, TellsHowTheConnectionEnded) {
 TEST_F(WebSocketSessionTest, ReportsWhatCannotBeSent) {
   ScriptedSocket& socket = open();
   socket.setSending(ScriptedSocket::Sending::Fails);
-  send("[1]");
+  sendText("[1]");
   EXPECT_THAT(delegate->take(), ElementsAre(kNotSent));
   EXPECT_FALSE(socket.isCancelled());
 
   // A server that does not read costs a bounded amount, and gets what is left of it when it does again.
   socket.setSending(ScriptedSocket::Sending::Stalls);
   const std::string third(KovaWebSocketSession::kMaximumUnsentBytes / 3, 'x');
-  for (int i = 0; i < 4; ++i) send(third);
+  for (int i = 0; i < 4; ++i) sendText(third);
   EXPECT_THAT(socket.takeSent(), SizeIs(2));
   EXPECT_THAT(delegate->take(), SizeIs(2));
 
   socket.setSending(ScriptedSocket::Sending::Fails);
-  send("[2]", AfterSending::Disconnect);
+  sendText("[2]", AfterSending::Disconnect);
   EXPECT_EQ(delegate->take().at(0), kNotSent);
   EXPECT_TRUE(socket.isCancelled()) << "also when it could not be sent";
 }
@@ -221,7 +255,7 @@ TEST_F(WebSocketSessionTest, ASessionThatIsLetGoClosesItsSocket) {
   for (const bool isRead : {true, false}) {
     ScriptedSocket& busy = open();
     busy.setSending(ScriptedSocket::Sending::Stalls);
-    send("[]", AfterSending::Disconnect);
+    sendText("[]", AfterSending::Disconnect);
     session = nullptr;
     device.advance(4.9);
     EXPECT_FALSE(busy.isCancelled());
