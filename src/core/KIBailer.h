@@ -38,7 +38,7 @@ class KIBailer {
 
  private:
   KIBailer();
-  // A line of log that whoever uses the bailer next writes.
+  // A line that is logged when the bailer is used next.
   enum class Untold { Nothing, OldSystem, Fork };
 
   void reset();

@@ -26,8 +26,8 @@ class KovaInputTransformer {
   static platform::Dictionary transmittableDictionaryForPropertyDictionary(
       const std::optional<platform::Value>& properties);
 
-  // Whether their typed form is the same whenever and wherever it is made, and nothing is to be logged of
-  // them: a dictionary of texts, booleans and numbers.
+  // Whether they can be typed later, on another thread, with the same result and without a line of log. That
+  // is so for a dictionary of texts, booleans and numbers.
   static bool isPlain(const std::optional<platform::Value>& properties);
 
   // Flat properties, without the type. Keys that are no strings and null markers are dropped, with a line of

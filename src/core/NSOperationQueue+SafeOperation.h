@@ -45,7 +45,7 @@ namespace kova {
 // Says in the debug log, once, when the main run loop has stood still for five seconds after a call: what
 // other threads hand over to it waits for ever then. Any thread.
 void tellWhenMainRunLoopStands();
-// For what answers everywhere but is meant for the main thread: a debug line elsewhere, naming `selector`.
+// Writes a debug line, naming `selector`, unless it is called on the main thread.
 void warnOffMainThread(std::string_view selector);
 
 }  // namespace kova

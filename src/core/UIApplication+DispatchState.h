@@ -17,8 +17,8 @@ platform::UIEvent* KOVA_sentEvent() KOVA_ON_MAIN_THREAD;
 // Whether pictures of a scene are being taken for the app switcher.
 bool KOVA_isCapturingSnapshot() KOVA_ON_MAIN_THREAD;
 
-// Shows the event as the one being dispatched, which whoever dispatches it keeps until then. None is once the
-// scope has ended, even when it was opened inside of another.
+// Makes the event the one that is being dispatched; the caller keeps it until the scope has ended. After that
+// no event is, even when the scope was opened inside another.
 class KIEventDispatchScope {
  public:
   explicit KIEventDispatchScope(platform::UIEvent& event) KOVA_ON_MAIN_THREAD;
@@ -44,8 +44,8 @@ inline constexpr int kAppVisibilityStateForeground = 2;
 
 namespace kova {
 
-// Which of the two the application is in; off the main thread it warns, naming `caller`, and answers all the
-// same.
+// Whether the application is in the background or in the foreground. Off the main thread it warns, naming
+// `caller`, and answers all the same.
 int appVisibilityState(std::string_view caller) KOVA_ON_MAIN_THREAD;
 // Replaces the answer above until it is taken back with nullopt. For tests.
 void setAppVisibilityStateOverride(std::optional<int> state) KOVA_ON_MAIN_THREAD;

@@ -17,10 +17,10 @@ class KISessionTimer {
  public:
   explicit KISessionTimer(std::shared_ptr<const KovaOptions> options);
 
-  // From now on. `expired` runs when the session has expired; each extension gives an equal one, and the
-  // first is kept until then.
+  // The time counts anew from now. `expired` runs when the session has expired; all extensions give the same
+  // one, and the first is kept until then.
   void extend(platform::Work expired) KOVA_ON_MAIN_THREAD;
-  // For good: an extension that comes later would keep its owner alive for ever.
+  // Stops for good: a later extension would keep its owner alive for ever.
   void stop() KOVA_ON_MAIN_THREAD;
 
  private:

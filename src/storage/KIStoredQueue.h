@@ -23,8 +23,8 @@ class KIStoredQueue {
   KIStoredQueue(KovaPersistentStore& store, std::string_view key, std::size_t limit)
       : store_(store), key_(key), limit_(limit) {}
 
-  // Puts what is stored in front of what has been pushed meanwhile, of which the newest go when the limit is
-  // exceeded; those are answered. Nothing is written before.
+  // Puts the stored items in front of those pushed meanwhile. Where that exceeds the limit the newest go, and
+  // are answered. Nothing is written before.
   std::vector<Item> load(const std::vector<Item>& stored) KOVA_ON_MUTATION_QUEUE {
     isLoaded_ = true;
     const bool isNew = !waiting_.empty() || !inFlight_.empty();

@@ -1,5 +1,5 @@
-// What has become of what was refused, and of the messages of batches; of those of earlier processes that is
-// known when they are read.
+// Counts what was refused, and what became of the messages of batches. How many messages a batch of an
+// earlier process holds is known when it is read.
 
 #include <utility>
 

@@ -151,7 +151,7 @@ void KovaTracker::redo(LeftCall call) {
   switch (call.call) {
     case Call::CustomEvent:
     case Call::Touch:
-      break;  // with arguments of which no message can be made
+      break;  // no message can be made of its arguments
     case Call::Pageview: {
       const auto info = takeDictionary();
       const Value repeat = call.next();

@@ -58,9 +58,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   // `appId` is a valid environment id. On the main thread.
   KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> options,
               std::shared_ptr<KISerialStateQueue> mutationQueue);
-  // One that only finishes, in the place and with the user of a process that has ended, what that has not got
-  // to. It is never started. NotBegun: the place cannot be read for the moment. InMemory: not all of it can
-  // be stored.
+  // Finishes what a process that has ended left undone, in its place and as its user, by a tracker that is
+  // never started. NotBegun: the place cannot be read for the moment. InMemory: not all of it can be
+  // stored.
   enum class Finished { NotBegun, InMemory, Stored };
   static Finished finishWorkIn(
       const std::shared_ptr<KovaPersistentStore>& left, const std::shared_ptr<KovaOptions>& options,

@@ -98,7 +98,8 @@ void replaceShakeMethod() KOVA_ON_MAIN_THREAD {
       KOVA_replaceInstanceSelector(cls, UIApplication::motionEndedMethod, __KOVA_MotionEndedWithEvent);
 }
 
-// Of several fingers that are down, the one on the sender: its action must not describe what another touches.
+// The finger that is on the sender, where several are down: the action must not describe what another
+// touches.
 std::shared_ptr<UITouch> touchOfSender(const UIEvent::Touches& touches, const NSObject* sender) {
   if (touches.size() < 2) return touches.empty() ? nullptr : touches.front();
   const auto* recognizer = dynamic_cast<const UIGestureRecognizer*>(sender);

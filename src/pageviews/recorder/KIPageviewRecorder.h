@@ -80,8 +80,8 @@ class KIPageviewRecorder {
   void reportScreenShownBeforeStart() const KOVA_ON_MAIN_THREAD;
 
   void enqueue(const KIPageview& pageview) KOVA_ON_MUTATION_QUEUE;
-  // The same for one of an earlier process: nobody is told, and nothing is uploaded at once. Whether it is
-  // queued.
+  // The same for a pageview of an earlier process: no dashboard is told, and nothing is uploaded at once.
+  // True when it was queued.
   bool enqueueQuietly(const platform::Dictionary& info, KIPageview::Repeat repeat) KOVA_ON_MUTATION_QUEUE;
 
  private:
