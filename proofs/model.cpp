@@ -251,7 +251,7 @@ class Comparison {
     }
   }
   void compare() const {
-    const KovaCounts real = process->queues->counters().status().events;
+    const KovaCounts real = process->queues->counters()->status().events;
     RC_ASSERT(real.accepted + real.found == real.waiting + real.delivered + real.pushedOut + real.refused +
                                                 real.unsendable + real.unreadable);
     RC_ASSERT(real.accepted == model.counts.accepted);
