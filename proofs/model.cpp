@@ -49,8 +49,7 @@ std::ostream& operator<<(std::ostream& stream, const Event& event) {
 }
 
 struct Model {
-  std::deque<int> calls;         // an event's id, or kReset
-  std::deque<int> refusedCalls;  // and the file does not say so yet: the next start asks again
+  std::deque<int> calls;  // an event's id, or kReset
   static constexpr int kReset = -1;
   Events single, stored, journal;
   std::deque<Events> batches;  // an empty one: delivered, and its row remains
@@ -67,7 +66,6 @@ struct Model {
   void persist() {
     stored = single;
     journal.clear();
-    refusedCalls.clear();
     rowsOfDelivered = droppedSinceRewrite = 0;
   }
   void move(bool persistsAnyway) {
@@ -85,7 +83,6 @@ struct Model {
     }
     if (droppedSinceRewrite < kLimit) return;
     droppedSinceRewrite = 0;
-    refusedCalls.clear();
     journal = single;
   }
   void work() {
@@ -97,7 +94,7 @@ struct Model {
     if (single.size() >= kLimit) move(false);
     if (batches.size() >= kLimit) {
       ++counts.refused;
-      return refusedCalls.push_back(call);
+      return;
     }
     makeRoomFor(1);
     single.push_back({call, user, !hasPage});
@@ -148,13 +145,11 @@ struct Model {
       }
     }
     rowsOfDelivered = droppedSinceRewrite = 0;
-    calls.insert(calls.begin(), refusedCalls.begin(), refusedCalls.end());
     if (!isAllStored) {
       if (single.size() > kLimit) move(false);
       makeRoomFor(0);
       persist();
     }
-    refusedCalls.clear();
     if (calls.empty()) return;
     while (!calls.empty()) work();
     persist();
