@@ -1,6 +1,7 @@
 // A desktop of its own for one test: a display, a mouse, a capture service, a home folder, and fonts that are the same on
 // every machine, so that a widget lies where it lay.
 
+import assert from 'node:assert/strict';
 import { execFile, spawn } from 'node:child_process';
 import { once } from 'node:events';
 import fs from 'node:fs/promises';
@@ -13,6 +14,7 @@ import { Service } from '../../../tools/capture-service/lib/service.mjs';
 const run = promisify(execFile);
 const WINDOW_MS = 30_000;
 const END_MS = 10_000;
+const PATIENCE_MS = 1_000;
 const fonts = fileURLToPath(new URL('../../tools/support/fonts/wide.conf', import.meta.url));
 
 /** Whether the promise was kept within so many milliseconds. */
@@ -86,13 +88,23 @@ export class Desktop {
     return run('xdotool', words, { env: this.#environment, timeout: WINDOW_MS });
   }
 
-  /** What the service received, once `isEnough(records)`; the test's own limit ends the waiting. */
-  async received(isEnough) {
-    const get = async (path) => (await fetch(this.url + path)).json();
+  /** What the service received, once `isEnough(records)`; the test's own limit ends the waiting, unless `signal` does so before. */
+  async received(isEnough, signal) {
+    const get = async (path) => (await fetch(this.url + path, { signal })).json();
     for (let [last, run] = [0, '']; ; ) {
       const { records } = await get('/_/records');
       if (isEnough(records)) return records;
       ({ last, run } = await get(`/received/records.json?since=${last}&run=${run}`)); // answers as soon as there is more
+    }
+  }
+
+  /** Does it, and again, until that leads to enough: a program may take nothing for a while, and tell nobody. */
+  async repeat(deed, isEnough) {
+    for (;;) {
+      await deed();
+      const patience = AbortSignal.timeout(PATIENCE_MS);
+      const records = await this.received(isEnough, patience).catch((problem) => assert.ok(patience.aborted, problem));
+      if (records) return records;
     }
   }
 

@@ -90,3 +90,39 @@ test('tanglet: dialogs and a graphics view', { timeout: 120_000 }, async (t) => 
     expected.touch('#6', board, boardView, { targetText: '' }),
   ]);
 });
+
+test('focuswriter: editing', { timeout: 120_000 }, async (t) => {
+  const desktop = await Desktop.start(t);
+  desktop.launch('focuswriter');
+  const has = (name) => (records) => screens(records).includes(name);
+  await desktop.received(has('Document'));
+  // Of what had to be done again only the last is looked at.
+  const lastTouch = (records, isMeant) => records.findLast(({ message }) => message?.event.touchEvent && isMeant(message.event.touchEvent));
+  const foundIn = (records) => lastTouch(records, ({ targetSelector }) => targetSelector === 'triggered');
+  const editIn = (records) => lastTouch(records, ({ type }) => type === 'fieldedit');
+  const search = async () => {
+    await desktop.repeat(() => desktop.press('ctrl+f'), has('FindDialog'));
+    await desktop.type('Secret');
+    await desktop.press('Escape');
+  };
+  const records = await desktop.repeat(search, (all) => foundIn(all) && editIn(all));
+
+  const [found, edit] = [foundIn(records), editIn(records)];
+  const pageviewOf = ({ message }) => records.find(({ named }) => named?.v === message.pageviewInfo.id);
+  const expected = new Expected('FocusWriter', pageviewOf(edit).named.p);
+  const document = expected.pageview('#3', 'Document', '');
+  const dialog = expected.pageview('#4', 'FindDialog', 'Find');
+  const entry = 'QtSingleApplication > QWidgetWindow > Window > Window > QToolBar > QToolButton > QAction';
+  const finding = expected.touch('#5', document, entry, { label: 'Find...', targetText: 'Find...', targetSelector: 'triggered' });
+  finding.event.touchEvent.viewAncestry.ancestry.at(-2).accessibilityLabel = 'Find';
+  assert.deepEqual(steadied([pageviewOf(found), pageviewOf(edit), found, edit]), [
+    document,
+    dialog,
+    finding,
+    expected.touch('#6', dialog, 'QtSingleApplication > QWidgetWindow > FindDialog > FindDialog > QLineEdit', {
+      type: 'fieldedit',
+      targetText: '',
+    }),
+  ]);
+  assert.ok(!JSON.stringify(records).includes('Secret'));
+});
