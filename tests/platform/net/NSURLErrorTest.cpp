@@ -22,8 +22,12 @@ class NSURLErrorTest : public NetTest {
     EXPECT_EQ(outcome.error->domain() + std::to_string(outcome.code()),
               "NSURLErrorDomain" + std::to_string(code));
     const std::string words = outcome.error->localizedDescription();
-    if (code == -999) EXPECT_EQ(words, "cancelled");
-    if (code == -1202) EXPECT_THAT(words, testing::HasSubstr("pretending to be “127.0.0.1”"));
+    if (code == -999) {
+      EXPECT_EQ(words, "cancelled");
+    }
+    if (code == -1202) {
+      EXPECT_THAT(words, testing::HasSubstr("pretending to be “127.0.0.1”"));
+    }
     EXPECT_EQ(outcome.error->userInfo().find("NSErrorFailingURLStringKey")->text(), url);
     EXPECT_EQ(outcome.data, nullptr);
     EXPECT_FALSE(outcome.onMainThread);
