@@ -2,6 +2,7 @@
 
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
+import { batchBody, events, message, pageviewUrl, trackPath } from '../capture-service/support.mjs';
 import { png } from '../support/png.mjs';
 import { ScriptedApp, buttonBox } from '../support/scripted-app.mjs';
 import { Dashboard, NO_PICTURES, launchBrowser } from './support.mjs';
@@ -15,6 +16,7 @@ const WIDTHS = [
 const ZOOMED = [[640, 360], [720, 450], [960, 540]].map(([width, height]) => ({ width, height })); // to 200 %
 const TALL = [[1024, 1366], [1200, 1600]].map(([width, height]) => ({ width, height }));
 const SIZES = [...WIDTHS.flatMap((widths, large) => widths.map((width) => ({ width, height: large ? 900 : 720 }))), ...ZOOMED, ...TALL];
+const OF_ONE_COLUMN = [[360, 720], [412, 900], [768, 900], [1280, 720], [1920, 900]].map(([width, height]) => ({ width, height }));
 const LONG_NAME = 'The longest name that anybody ever gave to a telephone';
 
 let browsers = [];
@@ -25,7 +27,7 @@ after(() => Promise.all(browsers.map((browser) => browser.close())));
 
 /** What lies outside its pane, or touches a control beside it, in words. Runs in the page. */
 function faults() {
-  const PANES = '.bar, #outage, #devices, .device, #stage, .tile, .connect-card, #story, #timeline, .toolbar, .foot, .screen, .about';
+  const PANES = '.bar, #outage, #devices, .device, #stage, .tile, .connect-card, #story, #timeline, .toolbar, .foot, .screen, .about, .column, #refused, .session, .record';
   const found = [];
 
   const nameOf = (node) => node.id || node.className || node.textContent.slice(0, 30);
@@ -61,6 +63,10 @@ function faults() {
     const inside = isPane ? { name, left, right, bottom: overflowY === 'visible' ? extent.bottom : Infinity } : pane;
     for (const child of node.children) look(child, inside, isPane ? [] : controls);
   };
+  for (const fact of document.querySelectorAll('.facts > div')) {
+    const [name, value] = fact.children;
+    if (value.clientWidth < fact.clientWidth / 2) found.push(`${name.textContent} leaves its value little room`);
+  }
   const page = { name: 'the window', left: 0, right: innerWidth, bottom: Infinity };
   const parts = ['.screen-frame img', '#detail', '.about'].map((one) => document.querySelector(one)?.getBoundingClientRect());
   const [picture, detail, about] = parts;
@@ -95,15 +101,16 @@ test('no pane’s content leaves its pane, from 360 to 1920 pixels, in wide and 
   const pages = [dashboard.page, await dashboard.pageIn(t, browsers[1])];
   const inEach = (act) => Promise.all(pages.map(act));
   const show = (selector, hasText) => inEach((page) => page.locator(selector, { hasText }).waitFor());
-  const holds = async (state, sizes = SIZES) => {
+  const holds = async (state, sizes = SIZES, shown = pages) => {
     const wrong = {};
-    await inEach(async (page, index) => {
+    const look = async (page, index) => {
       for (const size of sizes) {
         await page.setViewportSize(size);
         const found = await page.evaluate(faults);
         if (found.length > 0) wrong[`${FONTS[index]}, ${size.width} x ${size.height}`] = found;
       }
-    });
+    };
+    await Promise.all(shown.map(look));
     assert.deepEqual(wrong, {}, state);
   };
 
@@ -148,6 +155,20 @@ test('no pane’s content leaves its pane, from 360 to 1920 pixels, in wide and 
   await inEach((page) => page.setViewportSize(SIZES[0]));
   await inEach((page) => page.locator('.row').first().click());
   await dashboard.outlines('.target', buttonBox);
+
+  const received = await Promise.all(browsers.map((browser) => dashboard.pageIn(t, browser, undefined, { path: '/received/' })));
+  await fetch(dashboard.url + pageviewUrl);
+  await fetch(dashboard.url + pageviewUrl.replace('&z=2', '&z=7'));
+  const touch = { ...events.touch, touchEvent: { ...events.touch.touchEvent, targetText: LONG_NAME } };
+  await fetch(dashboard.url + trackPath, { method: 'POST', body: batchBody(message(touch)), headers: { 'Content-Type': 'application/json' } });
+  for (const page of received) {
+    await page.locator('.session:not([open]) > summary').click();
+    await page.locator('.record', { hasText: LONG_NAME }).waitFor();
+    await page.evaluate(() => document.querySelectorAll('.record').forEach((record) => (record.open = true)));
+    await page.locator('.facts dt', { hasText: 'targetText' }).waitFor();
+  }
+  await holds('what was received, all of it opened', OF_ONE_COLUMN, received);
+
   await dashboard.stopService();
   await show('#connection', 'Service not connected');
   await holds('one event opened, no service');

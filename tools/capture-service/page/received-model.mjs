@@ -11,6 +11,9 @@ export const RECORD_KINDS = {
   other: 'Other',
 };
 
+/** The kinds of the live page whose colours they have. */
+export const colourOf = (kind) => ({ h: 'pageview', touch: 'touch', custom: 'custom' })[kind] ?? 'other';
+
 export function kindOfRecord({ endpoint, message }) {
   const event = message?.event ?? {};
   if (event.touchEvent) return 'touch';

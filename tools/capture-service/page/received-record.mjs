@@ -5,7 +5,7 @@ import { copyButton } from './copy.mjs';
 import { el } from './dom.mjs';
 import { clockTime } from './format.mjs';
 import { colouredJson, shortText } from './json-text.mjs';
-import { byteOf, rawOf } from './received-model.mjs';
+import { byteOf, colourOf, kindOfRecord, rawOf } from './received-model.mjs';
 
 const MAX_TEXT = 300;
 const MAX_FIELDS = 100;
@@ -25,7 +25,7 @@ export function recordElement({ number, what, details, record }, marks) {
     ...faults.slice(0, MAX_FAULTS).map((text) => el('span', { class: 'fault', text })),
     faults.length > MAX_FAULTS && el('span', { class: 'fault', text: `and ${faults.length - MAX_FAULTS} more` }),
   );
-  const element = el('details', { class: 'record', 'data-number': number }, summary);
+  const element = el('details', { class: 'record', 'data-number': number, 'data-kind': colourOf(kindOfRecord(record)) }, summary);
   element.addEventListener('toggle', () => element.open && element.childElementCount === 1 && element.append(...inside(record, faults.slice(MAX_FAULTS))));
   return element;
 }

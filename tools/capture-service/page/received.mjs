@@ -2,7 +2,7 @@
 
 import { el, find, place, setText } from './dom.mjs';
 import { plural } from './format.mjs';
-import { RECORD_KINDS, duplicatesOf, isAccepted, kindOfRecord, marksOf, sessionsOf } from './received-model.mjs';
+import { RECORD_KINDS, colourOf, duplicatesOf, isAccepted, kindOfRecord, marksOf, sessionsOf } from './received-model.mjs';
 import { recordElement } from './received-record.mjs';
 
 const MAX_RECORDS = 5000;
@@ -102,7 +102,7 @@ function renderKinds() {
   for (const [kind, label] of Object.entries(RECORD_KINDS)) {
     if (!chips.has(kind)) {
       const number = el('span');
-      const button = el('button', { 'aria-pressed': 'false' }, label, ' ', number);
+      const button = el('button', { 'aria-pressed': 'false', 'data-kind': colourOf(kind) }, label, ' ', number);
       button.addEventListener('click', () => {
         if (!kinds.delete(kind)) kinds.add(kind);
         button.setAttribute('aria-pressed', String(kinds.has(kind)));
