@@ -49,7 +49,8 @@ class Ended:
 
     def __init__(self, words, service, data, environment, before=()):
         self.status, output, self.errors = self.run([*before, HOST, service.url, data, *words], {**os.environ, **environment})
-        lines = [line.split(" ", 1) for line in output.splitlines() if " " in line]
+        whole = output[:output.rfind("\n") + 1]  # a kill may cut the last line
+        lines = [line.split(" ", 1) for line in whole.splitlines() if " " in line]
         self.has_begun = any(word == "here" for word, _ in lines)
         self.has_given_up = any(word == "given" for word, _ in lines)
         self.is_locked_out = any(word == "locked" for word, _ in lines)
