@@ -123,7 +123,7 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
             kova::logBaseURLs(*options);
             return Parts::ofApp(std::string(appId));
           }(),
-          options, mutationQueue) {
+          options, std::move(mutationQueue)) {
   holdWorkWhileStoreIsUnreadable();
 }
 
