@@ -40,7 +40,8 @@ bool split(Row& row, const KovaPersistentStore& left,
   return true;
 }
 
-KovaPersistentStore::Names fileNamesIn(const std::vector<Value>& batches) {
+template <class Batches>
+KovaPersistentStore::Names fileNamesIn(const Batches& batches) {
   KovaPersistentStore::Names names;
   for (const Value& batch : batches) {
     if (const auto name = fileNameIn(batch); !name.empty()) names.emplace(name);
@@ -56,6 +57,12 @@ bool KovaQueueManager::isAnythingQueuedIn(const KovaPersistentStore& store) {
   return std::any_of(keys.begin(), keys.end(), [&store](std::string_view key) KOVA_ON_MUTATION_QUEUE {
     return !store.arrayForKey(key).value_or(Array()).empty();
   });
+}
+
+bool KovaQueueManager::areFilesLeftBehindIn(const KovaPersistentStore& store) {
+  const auto batches = store.arrayForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
+  if (batches.isUnreadable()) return false;
+  return !store.sweepLeftovers(fileNamesIn(batches.value_or(Array())), {}).empty();
 }
 
 // Files first: should the process end in between, the next start finds the rows where they were, and takes

@@ -155,6 +155,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // The rest waits in its place for a later start; a place without a rest is erased. Only when loaded.
   void takeOver(KovaPersistentStore& left) KOVA_ON_MUTATION_QUEUE;
   static bool isAnythingQueuedIn(const KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
+  // Files of batches that no row names: their process has ended while it took them over.
+  static bool areFilesLeftBehindIn(const KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
 
   // Asked of the stored queues, before any is loaded.
   static bool persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,

@@ -57,7 +57,7 @@ KovaTracker::Loaded KovaTracker::finishLeftPlaces(Pace pace) {
     if (isOwnPlace && !persistentStore_->isHeldBack()) continue;
     const std::uint64_t sizeHere = KIJournal::sizeFor(*left);
     size += sizeHere;
-    if (sizeHere == 0) {
+    if (sizeHere == 0 && (isOwnPlace || !KovaQueueManager::areFilesLeftBehindIn(*left))) {
       if (!isOwnPlace && KovaQueueManager::isAnythingQueuedIn(*left)) leftStores_.push_back(left);
     } else if (pace == Pace::Short && size > kMostLeftAtOnce) {
       if (isOwnPlace) return Loaded::PutOff;

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/foundation/NSFileManager.h"
@@ -150,6 +151,20 @@ TEST_F(LeftPlaceTest, IsLookedForWhenAPlaceIsTakenLate) {
   device.start();
   all.clear();
   expectBobNamedInItsOwnPlace();
+}
+
+// Their process has ended between moving them there and naming them in its row.
+TEST_F(UnreadableStoreTest, FilesInALeftPlaceThatNoRowNamesAreTakenOver) {
+  makeReadable();
+  {
+    const auto first = KIStorePlace::take(SimulatedDevice::kEnvironment);
+    KovaPersistentStore second(KIStorePlace::take(SimulatedDevice::kEnvironment));
+    const auto file = second.saveJSONObjectToDisk(Array{{{"n", 1}}}).value();
+    const timespec longAgo[2] = {{1, 0}, {1, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, (device.batchDirectory() + "-2/" + file).c_str(), longAgo, 0), 0);
+  }
+  device.start();
+  EXPECT_THAT(device.batchFiles(), testing::SizeIs(1));
 }
 
 TEST_F(UnreadableStoreTest, WhatTakesLongIsDoneAfterTheStartAndBeforeWhatComesThen) {
