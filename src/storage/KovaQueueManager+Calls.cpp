@@ -95,10 +95,12 @@ void KovaQueueManager::storeDoneCalls(std::span<const KICallLog::Number> others)
 KICallLog::Numbers KovaQueueManager::storedDoneCalls() const {
   KICallLog::Numbers numbers;
   const auto add = [&numbers](const Value& first, const Value& last) {
+    // What is stored may be anybody's.
     if (!first.isInteger() || !last.isInteger()) return;
-    const auto end = std::min(last.integer(), first.integer() + kMostInARow);
-    for (auto number = first.integer(); number <= end; ++number)
-      numbers.insert(static_cast<KICallLog::Number>(number));
+    if (first.integer() < 0 || last.integer() < first.integer()) return;
+    const auto most = std::min(last.integer() - first.integer(), kMostInARow);
+    for (std::int64_t i = 0; i <= most && std::ssize(numbers) < kMostInARow; ++i)
+      numbers.insert(static_cast<KICallLog::Number>(first.integer() + i));
   };
   const auto stored = persistentStore_->arrayForKey(kDoneCallsKey);
   for (const Value& item : stored ? *stored : Array()) {
