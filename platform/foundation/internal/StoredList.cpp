@@ -17,6 +17,7 @@ constexpr std::string_view kMarkEnd = R"("})";
 constexpr std::string_view kArrayKind = "array";
 constexpr std::string_view kDictionaryKind = "dictionary";
 constexpr std::size_t kLong = 2048;  // bytes; what is shorter is written as fast in one piece
+constexpr std::int64_t kFarthestPlace = std::int64_t{1} << 62;  // of those that are counted on from
 
 std::string_view kindOf(const Value& value) { return value.isArray() ? kArrayKind : kDictionaryKind; }
 
@@ -132,6 +133,9 @@ std::optional<ListChange> changeTo(const Value& value, const StoredList& before)
   const Difference alike = value.isArray() ? differenceOf(before.value.array(), value.array())
                                            : differenceOf(before.value.dictionary(), value.dictionary());
   const std::span<const std::int64_t> places = before.places;
+  const bool hasForeign =
+      !places.empty() && (places.front() < -kFarthestPlace || places.back() > kFarthestPlace);
+  if (hasForeign) return std::nullopt;
   const auto atBegin = places.first(alike.alikeAtBegin);
   const auto atEnd = places.last(alike.alikeAtEnd);
   const auto freed = places.subspan(atBegin.size(), places.size() - atBegin.size() - atEnd.size());

@@ -104,6 +104,7 @@ int UserDefaultsTables::read(std::string_view key, std::string_view knownMark,
 
 int UserDefaultsTables::readItems(std::string_view key, StoredText& stored) {
   int failure = prepare(selectItems_, kSelectItems);
+  if (failure == SQLITE_ERROR) return SQLITE_OK;  // there is no table of items
   if (failure != SQLITE_OK) return failure;
   bindText(selectItems_.get(), 1, key);
   while (failure == SQLITE_OK && sqlite3_step(selectItems_.get()) == SQLITE_ROW) {

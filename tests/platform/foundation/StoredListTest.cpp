@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <map>
 
 #include "platform/foundation/internal/StoredForm.h"
@@ -61,7 +62,21 @@ TEST(StoredListTest, AChangeIsOfTheRowsThatDiffer) {
   }
 }
 
+constexpr const char* kForeignMark = R"({"$items":"array 1 0"})";
+
+TEST(StoredListTest, NoPlaceIsCountedOnFromTheLastNumber) {
+  const auto list = listIn({kForeignMark, {{0, "1"}, {std::numeric_limits<std::int64_t>::max(), "2"}}});
+  EXPECT_FALSE(changeTo(Array{1, 2, 3}, *list));
+}
+
 using ListsOfUserDefaultsTest = UserDefaultsTest;
+
+TEST_F(ListsOfUserDefaultsTest, AMarkWithoutATableOfItemsIsAnEmptyList) {
+  UserDefaultsDatabase(path()).write({{"key", kForeignMark}});
+  const auto array = open()->arrayForKey("key");
+  ASSERT_FALSE(array.isUnreadable());
+  EXPECT_TRUE(array->empty());
+}
 
 TEST_F(ListsOfUserDefaultsTest, AnotherProcessesChangeIsSeenAndItsListIsReplacedWhole) {
   const Array list{kLong, kLong};
