@@ -36,7 +36,7 @@ KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persis
 bool KIIdentityManager::load() {
   if (isLoaded_) return true;
   const KovaPersistentStore& store = *persistentStore_;
-  if (store.isHeldBack()) return false;
+  if (!store.hasPlace() || store.isHeldBack()) return false;
   const auto userOfPlace =
       origin_ == Origin::Place ? store.stringForKey(KovaPersistentPropertyKeyUserId) : Reading<std::string>();
   if (userOfPlace.isUnreadable()) return false;
@@ -69,6 +69,18 @@ bool KIIdentityManager::load() {
   eventProperties_ = properties.value_or(Dictionary());
   for (const PropertiesChange& change : std::exchange(changesUnloaded_, {})) changeEventProperties(change);
   if (!store.place().isFirst() && origin_ == Origin::App) storeCopies();
+  return true;
+}
+
+bool KIIdentityManager::loadUserAlone() {
+  if (isLoaded_ || !userId().empty()) return true;
+  const KovaPersistentStore& store = *persistentStore_;
+  const auto identity = store.sharedStringForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+  const auto userId = store.sharedStringForKey(KovaPersistentPropertyKeyUserId);
+  const auto properties = store.sharedDictionaryForKey(KovaPersistentPropertyKeyEventProperties);
+  if (identity.isUnreadable() || userId.isUnreadable() || properties.isUnreadable()) return false;
+  if (userId || identity) takeUp(identity, userId);
+  eventProperties_ = properties.value_or(Dictionary());
   return true;
 }
 

@@ -40,6 +40,9 @@ class KIIdentityManager {
   // Takes up what is stored; without a stored user id, derives one from the stored identity or makes one up.
   // False while the store cannot be read: then there is no user, and its id is empty, until assumeUser().
   bool load() KOVA_ON_MUTATION_QUEUE;
+  // The stored user and event properties, while the store has no place in which load() could take them up.
+  // False when it cannot be told whether there are any.
+  bool loadUserAlone() KOVA_ON_MUTATION_QUEUE;
   // Makes up a user, unless there is one already. As long as load() has not succeeded nothing is stored; when
   // it does, the stored user takes the place of the one made up, unless that one has been reset or identified
   // under another name meanwhile. Event properties that were changed meanwhile are changed in the stored

@@ -90,7 +90,8 @@ void KovaTracker::holdWorkWhileStoreIsUnreadable() {
     return;
   }
   firstRetry_ = kStoreRetryInterval;
-  if (*holdEnd_ <= now) return;
+  if (assumeUserWithoutPlace()) storeState_ = StoreState::Assumed;
+  if (*holdEnd_ <= now || storeState_ == StoreState::Assumed) return;
   KovaLogDebug(
       "What is stored cannot be read for the moment. Until it can, for %ld s at most, nothing is uploaded.",
       std::lround(*holdEnd_ - now));
@@ -112,7 +113,8 @@ void KovaTracker::leaveStoreTo(std::string_view nextAppId) {
 void KovaTracker::releaseHeldWork() {
   {
     const MutexLock lock(storeMutex_);
-    if (storeState_ == StoreState::TakenUp) return mutationQueue_->setSuspended(false);  // see leaveStoreTo
+    if (storeState_ != StoreState::Unread) mutationQueue_->setSuspended(false);  // see leaveStoreTo
+    if (storeState_ == StoreState::TakenUp) return;
   }
   const double secondsLeft = std::max(0.0, *holdEnd_ - Scheduler::current().uptime());
   const double seconds = std::min(firstRetry_, secondsLeft);
@@ -142,15 +144,26 @@ bool KovaTracker::takeUpStore(bool mayWait) {
 bool KovaTracker::takeUpLockedStore(bool mayWait) {
   if (storeState_ == StoreState::TakenUp || storeState_ == StoreState::Left) return true;
   const bool isTakenUp = loadStored(Pace::Whole) == Loaded::Yes;
-  if (!isTakenUp && (mayWait || storeState_ == StoreState::MadeUp)) return false;
+  if (!isTakenUp && storeState_ == StoreState::Assumed) return false;
+  if (!isTakenUp && mayWait && !assumeUserWithoutPlace()) return false;
   if (!isTakenUp) {
     kova::mutationQueue.isHere();  // as above
     identityManager_->assumeUser();
     if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
   }
   if (storeState_ == StoreState::Unread) mutationQueue_->setSuspended(false);
-  storeState_ = isTakenUp ? StoreState::TakenUp : StoreState::MadeUp;
+  storeState_ = isTakenUp ? StoreState::TakenUp : StoreState::Assumed;
   return isTakenUp;
+}
+
+// What is recorded then is in memory, and has a user all the same: the stored one, or a new one if there is
+// none.
+bool KovaTracker::assumeUserWithoutPlace() {
+  kova::mutationQueue.isHere();  // as above
+  if (persistentStore_->hasPlace() || !identityManager_->loadUserAlone()) return false;
+  identityManager_->assumeUser();
+  if (identityManager_->isFreshStart()) sessionManager_->markNewUser();
+  return true;
 }
 
 // Called for this tracker, too, when the one before it was replaced while the queue was held.

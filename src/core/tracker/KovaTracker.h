@@ -210,9 +210,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   void storeForFlush(const std::shared_ptr<Flush>& flush);
 
   void purgeStore() KOVA_ON_MUTATION_QUEUE;
-  // The stored user and queues. Unread: the mutation queue is held. MadeUp: it goes on with a made-up user.
-  // Left: it is held, and the next tracker reads them.
-  enum class StoreState { Unread, MadeUp, TakenUp, Left };
+  // The stored user and queues. Unread: the mutation queue is held. Assumed: it goes on, in memory, with a
+  // user made up, or without a place as the stored one. Left: it is held, and the next tracker reads them.
+  enum class StoreState { Unread, Assumed, TakenUp, Left };
   // Short: what takes long is put off.
   enum class Pace { Short, Whole };
   enum class Loaded { Yes, Unreadable, PutOff };
@@ -222,13 +222,15 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   Loaded finishLeftPlaces(Pace pace) KOVA_ON_MUTATION_QUEUE;
   // Suspends the mutation queue while the store cannot be read, or what takes long is done there, for one
   // upload interval at most, in all of the trackers that follow one another in an environment. From then on
-  // the work goes on with a user made up, and what is stored is taken up when it can be read.
+  // the work goes on with a user made up, and what is stored is taken up when it can be read. Without a place
+  // it goes on at once, as the stored user, if that one can be read.
   void holdWorkWhileStoreIsUnreadable() KOVA_ON_MAIN_THREAD;
   void releaseHeldWork() KOVA_ON_MAIN_THREAD;
   void takeUpStoreAfter(double seconds, double secondsLeft);
   // False when it is to be tried again.
   bool takeUpStore(bool mayWait);
   bool takeUpLockedStore(bool mayWait) PLATFORM_REQUIRES(storeMutex_);
+  bool assumeUserWithoutPlace();
   void leaveStoreTo(std::string_view nextAppId);
   // Once, what waits for the stored queues; while they are unread, it waits for them to be taken up.
   void beginWithStored() KOVA_ON_MUTATION_QUEUE;

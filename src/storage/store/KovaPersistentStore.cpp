@@ -157,11 +157,11 @@ Reading<std::string> KovaPersistentStore::stringForKey(std::string_view key) con
 }
 
 Reading<Dictionary> KovaPersistentStore::sharedDictionaryForKey(std::string_view key) const {
-  return read(&NSUserDefaults::dictionaryForKey, sharedKeyForKey(key));
+  return userDefaults_.dictionaryForKey(sharedKeyForKey(key));
 }
 
 Reading<std::string> KovaPersistentStore::sharedStringForKey(std::string_view key) const {
-  return read(&NSUserDefaults::stringForKey, sharedKeyForKey(key));
+  return userDefaults_.stringForKey(sharedKeyForKey(key));
 }
 
 std::vector<Dictionary> KovaPersistentStore::dictionariesIn(const Array& array) {

@@ -40,8 +40,8 @@ class KovaPersistentStore {
   // What its keys and files are named after.
   const std::string& placeName() const { return placeName_; }
   const KIStorePlace& place() const { return place_; }
-  // One that was made without a place, because none could be told then, is unreadable and stores nothing
-  // until it has taken one.
+  // One that was made without a place, because none could be told then, is unreadable but for what all
+  // processes share, and stores nothing until it has taken one.
   bool hasPlace() const { return place_.isKnown(); }
   bool takePlace() KOVA_ON_MUTATION_QUEUE;
   // As long as it is held back, nobody takes up the user and the queues in it: what ended processes have left

@@ -153,6 +153,30 @@ TEST_F(LeftPlaceTest, IsLookedForWhenAPlaceIsTakenLate) {
   expectBobNamedInItsOwnPlace();
 }
 
+// With room for no more places as with none for a lock file.
+TEST_F(UnreadableStoreTest, WithoutAPlaceItGoesOnAsTheStoredUserInMemory) {
+  makeReadable();
+  std::vector<KIStorePlace> all;
+  for (int i = 0; i < 16; ++i) all.push_back(KIStorePlace::take(SimulatedDevice::kEnvironment));
+  device.start();
+  EXPECT_EQ(Kova::userId(), "42");
+  EXPECT_EQ(Kova::identity(), "ada");
+  Kova::addEventProperties({{"seats", "3"}});
+  Kova::track("Early");
+  device.runUntilRequests(2);
+  EXPECT_THAT(senders(), testing::ElementsAre("42: customEvent"));
+  EXPECT_EQ(*device.receivedMessages()[0].find("properties"),
+            (Value{{"plan", {{"string", "pro"}}}, {"seats", {{"string", "3"}}}}));
+  Kova::identify("bob");
+  device.drain();
+  EXPECT_EQ(device.stored("identity"), Value("ada"));
+
+  all.clear();
+  device.advance(0.5);
+  EXPECT_EQ(device.stored("eventProperties"), (Value{{"plan", "pro"}, {"seats", "3"}}));
+  EXPECT_EQ(device.stored("identity"), Value("bob"));
+}
+
 // Their process has ended between moving them there and naming them in its row.
 TEST_F(UnreadableStoreTest, FilesInALeftPlaceThatNoRowNamesAreTakenOver) {
   makeReadable();
