@@ -9,7 +9,7 @@ function(kova_platform_library target)
   add_library(${target} ${ARGN})
   kova_compile_options(${target})
   kova_keep_loaded(${target})
-  kova_leave_out_unused(${target})
+  kova_link_small(${target})
   target_include_directories(
     ${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kova>)
   # The libraries stand side by side and find each other, wherever they are moved to.

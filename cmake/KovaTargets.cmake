@@ -48,10 +48,27 @@ set(kova_section_options $<${kova_when_released}:-ffunction-sections> $<${kova_w
 set(kova_quick_options $<${kova_when_released}:-O2>)
 set(kova_small_options $<${kova_when_released}:-Os>)
 
-# kova_leave_out_unused(<library>): functions and variables that nothing refers to.
-function(kova_leave_out_unused library)
-  if(UNIX AND NOT APPLE)
-    target_link_options(${library} PRIVATE $<${kova_when_released}:LINKER:--gc-sections>)
+# A table of relocations that is a twentieth as long, where the C library that is built against can read it.
+include(CheckCXXSourceCompiles)
+include(CheckLinkerFlag)
+check_cxx_source_compiles("
+  #include <cstdlib>
+  #if !defined(__GLIBC__) || !__GLIBC_PREREQ(2, 36)
+  #error
+  #endif
+  int main() {}" KOVA_LOADER_READS_PACKED_RELOCATIONS)
+check_linker_flag(CXX LINKER:-z,pack-relative-relocs KOVA_LINKER_PACKS_RELOCATIONS)
+
+# kova_link_small(<library>): without functions and variables that nothing refers to; and it calls its own functions
+# straight, which no other library may replace.
+function(kova_link_small library)
+  if(APPLE OR NOT UNIX)
+    return()
+  endif()
+  target_link_options(${library} PRIVATE $<${kova_when_released}:LINKER:--gc-sections>
+                                         $<${kova_when_released}:LINKER:-Bsymbolic-functions>)
+  if(KOVA_LOADER_READS_PACKED_RELOCATIONS AND KOVA_LINKER_PACKS_RELOCATIONS)
+    target_link_options(${library} PRIVATE $<${kova_when_released}:LINKER:-z,pack-relative-relocs>)
   endif()
 endfunction()
 
