@@ -136,7 +136,7 @@ test('status is true: who is live, who left and why, and what to do about it', a
   await dashboard.button('Pair with Ada’s iPhone').click();
   await dashboard.card('Ada’s iPhone').filter({ hasText: 'Live since' }).waitFor();
   again.touch({ event: { targetText: 'Again' } });
-  await dashboard.card('Ada’s iPhone').filter({ hasText: /Live since.*2 events.*1 earlier visit/s }).waitFor();
+  await dashboard.card('Ada’s iPhone').filter({ hasText: /Live · 2 events.*Live since.*1 earlier visit/s }).waitFor();
   await page.getByRole('combobox', { name: 'Device' }).selectOption('Ada’s iPhone');
   await dashboard.hasRows(2);
   again.close();

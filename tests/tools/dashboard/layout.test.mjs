@@ -75,6 +75,8 @@ function faults() {
   const listed = document.querySelector('#main[data-view="events"]:not([data-opened])');
   for (const one of ['.follow', '#connect button'])
     if (listed && !document.querySelector(one).checkVisibility()) found.push(`${one} is out of reach`);
+  const list = listed && document.querySelector('.rows').clientHeight;
+  if (list && innerWidth >= 1024 && innerHeight >= 720 && list < 0.6 * innerHeight) found.push(`the list is ${list} high`);
   for (const top of document.querySelectorAll('.bar, #outage, #devices, #main > *')) look(top, page, []);
   return found;
 }

@@ -6,13 +6,13 @@ import { el, icon, setText } from './dom.mjs';
 
 /** The link for the service's environment id, or for the one that is typed in. */
 export class ConnectCard {
-  element = el('div', { class: 'connect-card' });
+  element = el('div', { class: 'connect-card stack' });
   #store;
   #input = el('input', { inputmode: 'numeric', autocomplete: 'off', placeholder: 'digits only' });
   #problem = el('small', { role: 'status' });
   #field = el(
     'label',
-    { class: 'field' },
+    { class: 'field stack' },
     el('span', { text: 'Your app’s environment id' }),
     this.#input,
     this.#problem,
@@ -20,7 +20,7 @@ export class ConnectCard {
   #link = el('code', { class: 'deep-link' });
   #reach = el(
     'div',
-    { class: 'reach' },
+    { class: 'reach stack' },
     el('span', { text: 'The link to open in the app' }),
     this.#link,
     copyButton('Copy link', () => this.#link.textContent),
@@ -50,7 +50,7 @@ export class ConnectCard {
 
 /** The steps, with the address that an app is pointed at. */
 export function connectSteps() {
-  const step = (title, ...what) => el('li', {}, el('strong', { text: title }), el('p', {}, ...what));
+  const step = (title, ...what) => el('li', {}, el('strong', { text: title }), el('p', { class: 'soft' }, ...what));
   return el(
     'ol',
     { class: 'steps' },

@@ -13,7 +13,7 @@ export class Definition {
   #known = null; // what the service said last: {definition, ids, of}
   #isUnanswered = false; // it did not say, or no longer keeps the event
   #timer = null;
-  #count = el('span', { class: 'matches', role: 'status' });
+  #count = el('span', { class: 'matches grow', role: 'status' });
   #copy = copyButton('Copy as definition', () => JSON.stringify(this.#known?.definition ?? null, null, 2));
   element = el('p', { class: 'line definition' }, this.#count, this.#copy);
 

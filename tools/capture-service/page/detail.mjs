@@ -28,13 +28,13 @@ export class Detail {
   #kind = el('span', { class: 'kind-name' });
   #badge = el('span', { class: 'badge' }, this.#kindIcon, this.#kind);
   #title = el('h2');
-  #when = el('p', { class: 'when' });
+  #when = el('p', { class: 'when soft' });
   #problem = el('p', { class: 'problem', role: 'alert', hidden: true });
   #picture = new ScreenPicture({ onLarge: () => this.#shown && this.#store.select(this.#shown) }); // a newer one would close it
   #noPicture = el('p', { class: 'soft', hidden: true });
   #crop = el('figure', { class: 'crop', hidden: true });
   #facts = el('dl', { class: 'facts' });
-  #hints = el('ul', { class: 'hints' });
+  #hints = el('ul', { class: 'hints stack' });
   #definition;
   #tree = new AncestryTree({
     onPoint: (node) => this.#picture.point(node?.box ?? null, node?.name),
@@ -43,6 +43,8 @@ export class Detail {
   #about = el('div', { class: 'about', tabindex: '0', role: 'group', 'aria-label': 'Facts' });
   #message = el('pre', { class: 'message', tabindex: '0', 'aria-label': 'Raw message' });
   #ancestry;
+  #raw = el('details', { class: 'raw' });
+  #wantsRaw = false; // beside a picture, too
 
   /** `onClose()` leads back to the list, where there is room for one of the two only. */
   constructor(root, store, { onClose }) {
@@ -58,13 +60,11 @@ export class Detail {
       back,
       el('header', { class: 'detail-head' }, el('p', { class: 'line spread' }, this.#badge, link), this.#title, this.#when),
       this.#problem,
-      this.#crop,
-      this.#facts,
-      this.#noPicture,
-      this.#hints,
-      this.#ancestry,
-      el('details', { class: 'raw' }, el('summary', { text: 'Message' }), copy, this.#message),
+      el('div', { class: 'known stack' }, this.#crop, this.#facts, this.#noPicture, this.#hints),
+      el('div', { class: 'known stack' }, this.#ancestry, this.#raw),
     );
+    const summary = el('summary', { text: 'Message', onclick: () => (this.#wantsRaw = !this.#raw.open) });
+    this.#raw.append(summary, copy, this.#message);
     store.subscribe((change) => {
       if (change.connection && store.connection === 'live' && !this.#problem.hidden) this.#shown = null;
       this.#wanted = store.selected;
@@ -110,6 +110,7 @@ export class Detail {
     this.#root.classList.toggle('no-picture', !screen);
     this.#picture.show(screen, nodes.at(-1)?.box ?? null);
     this.#noPicture.hidden = screen !== null;
+    this.#raw.open = this.#wantsRaw || !screen;
     setText(this.#noPicture, screen ? '' : noScreenReason(summary));
     this.#crop.hidden = !crop;
     this.#crop.replaceChildren(...(crop ? [crop] : []));

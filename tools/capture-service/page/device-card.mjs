@@ -1,4 +1,4 @@
-// A device among the others, and what it shares with the stage: its name, picture, pair code, and what can be done next.
+// A device among the others, a line that opens to what is known of it, and what it shares with the stage: its name, picture, pair code, and what can be done next.
 
 import { deviceName } from './device-cards.mjs';
 import { appText, el, icon, notice, replaceKeepingFocus, setText } from './dom.mjs';
@@ -16,11 +16,20 @@ const FAREWELLS = {
 const farewellOf = ({ note }) => FAREWELLS[note] ?? FAREWELLS.left;
 
 const CANCELLED = 'Cancelled. The app may show the old code until you ask again.';
+// `brief` is what the line has room for.
 const STATES = {
-  available: { words: ({ note }) => (note === 'cancelled' ? CANCELLED : 'Ready to pair'), announcement: 'is ready to pair' },
-  asked: { words: () => 'Compare the code in the app', announcement: 'was asked to pair' },
-  paired: { words: (device) => `Live since ${minuteTime(device.since)}`, announcement: 'is paired' },
-  gone: { words: (device) => `${farewellOf(device)[0]} at ${minuteTime(device.since)}`, announcement: 'left' },
+  available: {
+    brief: ({ note }) => (note === 'cancelled' ? 'Cancelled' : 'Ready'),
+    words: ({ note }) => (note === 'cancelled' ? CANCELLED : 'Ready to pair'),
+    announcement: 'is ready to pair',
+  },
+  asked: { brief: () => 'Compare the code', words: () => 'Compare the code in the app', announcement: 'was asked to pair' },
+  paired: { brief: () => 'Live', words: (device) => `Live since ${minuteTime(device.since)}`, announcement: 'is paired' },
+  gone: {
+    brief: (device) => `${farewellOf(device)[0]} ${minuteTime(device.since)}`,
+    words: (device) => `${farewellOf(device)[0]} at ${minuteTime(device.since)}`,
+    announcement: 'left',
+  },
 };
 export const stateOf = (device) => STATES[device.state] ?? STATES.available;
 
@@ -55,17 +64,11 @@ export function deviceAction(device, connection) {
   return null;
 }
 
-/** Its earlier visits, newest first, folded into one line. */
+/** Its earlier visits, newest first. */
 function historyOf({ device, visits }) {
   const earlier = visits.filter((visit) => visit !== device).reverse();
-  if (earlier.length === 0) return null;
   const lines = earlier.map((visit) => el('li', { text: `${stateOf(visit).words(visit)} · ${plural(visit.events, 'event')}` }));
-  return el(
-    'details',
-    { class: 'visits' },
-    el('summary', { text: `${plural(earlier.length, 'earlier visit')}` }),
-    el('ul', {}, ...lines),
-  );
+  return lines.length > 0 ? [el('p', { text: `${plural(lines.length, 'earlier visit')}:` }), el('ul', {}, ...lines)] : [];
 }
 
 function aboutOf({ type, appVersion }) {
@@ -81,36 +84,43 @@ export class DeviceCard {
   /** `count`: how many of the listed events are the device's. */
   show(card, count, connection) {
     const { device, visits } = card;
-    setText(this.#count, count > 0 ? plural(count, 'event') : '');
+    setText(this.#count, count > 0 ? ` · ${plural(count, 'event')}` : '');
     // While events arrive only their number changes; buttons under the pointer stay.
     const shown = JSON.stringify(visits.map(({ events, lastSeen, ...rest }) => rest));
     if (shown === this.#shown) return;
     this.#shown = shown;
     this.state = device.state;
     this.element.dataset.state = device.state;
-    const about = aboutOf(device);
-    const advice = adviceOf(device);
+    const isOpen = this.element.querySelector('details')?.open ?? false;
     replaceKeepingFocus(
       this.element,
-      pictureOf(device),
-      el(
-        'div',
-        { class: 'device-about' },
-        el('h3', { class: 'cut', text: deviceName(device), title: [deviceName(device), about].filter(Boolean).join('\n') }),
-        el(
-          'p',
-          { class: 'device-state' },
-          el('span', { class: 'dot', 'aria-hidden': true }),
-          el('span', { text: stateOf(device).words(device) }),
-          this.#count,
-        ),
-      ),
+      el('details', { class: 'faint', open: isOpen }, this.#line(device), ...tellAll(card)),
       deviceAction(device, connection),
       device.state === 'asked' && pairCode(device),
-      advice && el('details', { class: 'advice' }, el('summary', { text: 'What to do' }), el('p', { text: advice })),
-      historyOf(card),
     );
   }
+
+  #line(device) {
+    const name = deviceName(device);
+    const words = stateOf(device).words(device);
+    return el(
+      'summary',
+      { class: 'device-line', 'data-device': device.id },
+      pictureOf(device),
+      el('h3', { class: 'cut', text: name, title: name }),
+      el('span', { class: 'dot', 'aria-hidden': true }),
+      el('span', { class: 'device-state cut', title: words }, stateOf(device).brief(device), this.#count),
+      adviceOf(device) !== '' && el('span', { class: 'advice', text: 'What to do' }),
+    );
+  }
+}
+
+/** All that is known of a device, and what to do about it. */
+function tellAll(card) {
+  const { device } = card;
+  const words = stateOf(device).words(device).replace(/[^.]$/, '$&.');
+  const about = aboutOf(device);
+  return [el('p', { text: `${words} ${adviceOf(device)}` }), about && el('p', { text: about }), ...historyOf(card)];
 }
 
 /** The names of devices in a sentence: "Ada’s iPhone and Grace’s iPad". */

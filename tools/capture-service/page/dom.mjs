@@ -89,9 +89,9 @@ export function replaceKeepingFocus(parent, ...children) {
   const { device } = activeElement?.dataset ?? {};
   parent.replaceChildren(...children.filter(Boolean));
   if (!hadFocus) return;
-  const button = device === undefined ? 'button' : `button[data-device="${CSS.escape(device)}"]`;
-  const next = parent.querySelector(button) ?? parent.querySelector('h2, h3') ?? parent;
-  if (!next.matches('button')) next.setAttribute('tabindex', '-1');
+  const same = `${activeElement.localName}[data-device="${CSS.escape(device)}"]`;
+  const next = parent.querySelector(device === undefined ? 'button' : same) ?? parent.querySelector('h2, summary') ?? parent;
+  if (!next.matches('button, summary')) next.setAttribute('tabindex', '-1');
   next.focus();
 }
 

@@ -18,7 +18,7 @@ export function recordElement({ number, what, details, record }, marks) {
   const summary = el(
     'summary',
     {},
-    el('span', { class: 'time', text: clockTime(record.receivedAt) }),
+    el('span', { class: 'soft', text: clockTime(record.receivedAt) }),
     el('span', { class: 'what', text: what || record.endpoint }),
     el('span', { class: 'soft cut', text: details, title: details }),
     ...marks.map((text) => el('span', { class: 'mark-word', text })),

@@ -91,7 +91,7 @@ function renderSums(duplicates, marks) {
   };
   const rows = Object.entries(sums).map(([name, number]) => {
     const isBad = number > 0 && (name === 'Refused' || name === 'Not as planned');
-    return el('div', { class: isBad && 'bad' }, el('dt', { text: name }), el('dd', { text: number.toLocaleString() }));
+    return el('div', { class: isBad && 'bad' }, el('dt', { class: 'soft', text: name }), el('dd', { text: number.toLocaleString() }));
   });
   find('sums').replaceChildren(...rows);
 }
@@ -101,7 +101,7 @@ const chips = new Map();
 function renderKinds() {
   for (const [kind, label] of Object.entries(RECORD_KINDS)) {
     if (!chips.has(kind)) {
-      const number = el('span');
+      const number = el('span', { class: 'soft' });
       const button = el('button', { 'aria-pressed': 'false', 'data-kind': colourOf(kind) }, label, ' ', number);
       button.addEventListener('click', () => {
         if (!kinds.delete(kind)) kinds.add(kind);

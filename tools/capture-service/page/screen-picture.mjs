@@ -71,8 +71,15 @@ export class ScreenPicture {
   #showLarge() {
     const close = el('button', { 'aria-label': 'Close', text: 'Close' });
     const children = [...this.#frame.children].map((child) => child.cloneNode());
-    this.#dialog.replaceChildren(el('div', { class: 'large-frame' }, ...children), close);
+    const view = el('div', { class: 'large-view', tabindex: '0' }, el('div', { class: 'large-frame' }, ...children));
+    const showEdges = () => {
+      view.toggleAttribute('data-above', view.scrollTop > 1);
+      view.toggleAttribute('data-below', view.scrollTop + view.clientHeight < view.scrollHeight - 1);
+    };
+    view.addEventListener('scroll', showEdges);
+    this.#dialog.replaceChildren(view, close);
     this.#dialog.showModal();
+    showEdges();
     this.#dialog.querySelector('.target:not([hidden])')?.scrollIntoView({ block: 'center', inline: 'center' });
   }
 }

@@ -44,8 +44,9 @@ export class Stage {
       el(
         'div',
         { class: 'hero' },
+        el('img', { class: 'preview', src: 'preview.svg', alt: '' }),
         el('h2', { text: 'Connect your app' }),
-        el('p', { class: 'lead', text: 'See every touch and every screen here, the moment it happens.' }),
+        el('p', { class: 'lead soft', text: 'See every touch and every screen here, the moment it happens.' }),
       ),
       el('div', { class: 'connect' }, connectSteps(), this.#card.element),
     ];
@@ -60,7 +61,7 @@ export class Stage {
         { class: 'hero tile' },
         el('h2', {}, 'Does ', appText(name), ' show this code?'),
         pairCode(device),
-        el('p', { class: 'lead', text: 'If it does, press Accept in the app. If it shows another code, press Reject.' }),
+        el('p', { class: 'lead soft', text: 'If it does, press Accept in the app. If it shows another code, press Reject.' }),
         action,
       );
     const words = device.note === 'cancelled' ? stateOf(device).words(device) : 'is here and waits to be paired.';
@@ -69,7 +70,7 @@ export class Stage {
       { class: 'hero tile' },
       pictureOf(device),
       el('h2', { text: name }),
-      el('p', { class: 'lead', text: words }),
+      el('p', { class: 'lead soft', text: words }),
       action,
     );
   }
@@ -81,7 +82,7 @@ function pairedHero(devices) {
     { class: 'hero' },
     el('span', { class: 'pulse', 'aria-hidden': true }),
     el('h2', {}, 'Paired with ', ...namesOf(devices)),
-    el('p', { class: 'lead', text: 'Tap something in the app, or open a screen. It appears here.' }),
+    el('p', { class: 'lead soft', text: 'Tap something in the app, or open a screen. It appears here.' }),
   );
 }
 

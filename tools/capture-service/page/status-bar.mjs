@@ -41,7 +41,7 @@ export class StatusBar {
     find('outage').hidden = !outage;
     setText(this.#what, outage?.[0] ?? '');
     setText(this.#advice, outage?.[1] ?? '');
-    setText(this.#command, startCommand(envId));
+    this.#command.replaceChildren(...startCommand(envId).flatMap((text) => [' ', el('span', { class: 'word', text })]).slice(1));
     this.#restart.hidden = connection !== 'lost';
   }
 
@@ -58,9 +58,9 @@ export class StatusBar {
   }
 }
 
-/** What starts a service in the place of this one. */
+/** What starts a service in the place of this one, in parts that stay whole where the line breaks. */
 function startCommand(envId) {
-  const port = location.port ? ` --port ${location.port}` : '';
-  const environment = envId === null ? '' : ` --env-id ${envId}`;
-  return `node tools/capture-service/capture-service.mjs --visualizer${port}${environment}`;
+  const port = location.port && `--port ${location.port}`;
+  const environment = envId !== null && `--env-id ${envId}`;
+  return ['node', 'tools/capture-service/capture-service.mjs', '--visualizer', port, environment].filter(Boolean);
 }

@@ -32,8 +32,8 @@ export class TimelineFilters {
     const chips = Object.keys(KINDS).map((kind) => this.#chip(kind));
     this.element = el(
       'header',
-      { class: 'toolbar' },
-      el('div', { class: 'line' }, search, this.#device, ...tools),
+      { class: 'toolbar stack' },
+      el('div', { class: 'line tools' }, search, this.#device, ...tools),
       el('div', { class: 'chips line', role: 'group', 'aria-label': 'Kinds of events' }, ...chips),
     );
     store.subscribe((change) => {
@@ -58,7 +58,7 @@ export class TimelineFilters {
     const number = el('span', { class: 'number', text: '0' });
     const button = el(
       'button',
-      { class: 'chip', 'data-kind': kind, 'aria-pressed': 'false', title: kind === 'custom' && CUSTOM_HINT },
+      { class: 'chip', 'data-kind': kind, 'aria-pressed': 'false', title: kind === 'custom' ? CUSTOM_HINT : KINDS[kind] },
       icon(kind),
       el('span', { class: 'word', text: KINDS[kind] }),
       number,

@@ -12,10 +12,10 @@ export class TimelineRow {
   #verb = el('span', { class: 'verb' });
   #what = el('bdi');
   #title = el('span', { class: 'row-title cut' }, this.#verb, this.#what);
-  #under = el('span', { class: 'row-under cut' });
-  #time = el('span', { class: 'row-time' });
+  #under = el('span', { class: 'row-under cut faint grow' });
+  #time = el('span', { class: 'row-time faint' });
   #match = el('span', { class: 'row-match', hidden: true, title: 'Goes through the chosen view' });
-  #uploaded = el('span', { class: 'row-uploaded', text: 'uploaded', hidden: true, title: 'Came by upload, not live' });
+  #uploaded = el('span', { class: 'row-uploaded faint', text: 'uploaded', hidden: true, title: 'Came by upload, not live' });
   #gap = el('span', { class: 'row-gap', hidden: true });
   element = el(
     'div',
@@ -69,9 +69,9 @@ export class TimelineRow {
 
 export class TimelineScene {
   key;
-  #session = el('p', { class: 'session', hidden: true });
+  #session = el('p', { class: 'session faint', hidden: true });
   #screen = el('bdi', { class: 'cut' });
-  #facts = el('span', { class: 'scene-facts' });
+  #facts = el('span', { class: 'scene-facts faint' });
   #head = el('p', { class: 'scene-head' }, this.#screen, this.#facts);
   element = el('div', { class: 'scene', role: 'group' }, this.#session, this.#head);
 

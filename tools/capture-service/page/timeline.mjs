@@ -26,7 +26,7 @@ export class Timeline {
     'button',
     { class: 'follow', title: 'Select the newest event whenever one arrives' },
     el('span', { class: 'dot', 'aria-hidden': true }),
-    el('span', { text: 'Follow newest' }),
+    el('span', {}, 'Follow', el('span', { class: 'follow-what', text: ' newest' })),
   );
   #clear = el('button', { class: 'quiet', text: 'Clear', title: 'Empty the list on this page. The service keeps the events.' });
   #count = el('span', { class: 'count' });
@@ -91,7 +91,7 @@ export class Timeline {
     const key = (name, what) => el('span', {}, el('kbd', { text: name }), ` ${what}`);
     return el(
       'footer',
-      { class: 'foot' },
+      { class: 'foot faint' },
       this.#count,
       el('span', { class: 'keys' }, key('↑ ↓', 'move'), key('Esc', 'newest')),
       this.#clear,
