@@ -215,8 +215,8 @@ inline send() {
   fi
 }
 
-/* KovaQueueManager::adoptLeftovers: what holds messages that wait is becoming a batch; another file is taken up when nobody
- * has touched it for a minute, if need be by a later start */
+/* KovaQueueManager::adoptLeftovers: what holds messages that wait is becoming a batch, or goes when there is no room for one;
+ * another file is taken up when nobody has touched it for a minute, if need be by a later start */
 inline adopt() {
   atomic {
     file = 0;
@@ -229,6 +229,7 @@ inline adopt() {
           if :: WRONG != leftoversBlind -> waiting = waiting & ~files[file] :: else fi
        :: files[file] && !isUsed && batchCount < MOST_BATCHES && !(files[file] & waiting) && kills < KILLS ->
           disturbed = true; later = later | files[file] /* too young */
+       :: files[file] && !isUsed && batchCount >= MOST_BATCHES && !(files[file] & ~waiting) -> files[file] = 0; check()
        :: else -> if :: !isUsed -> waiting = waiting & ~files[file] :: else fi
        fi; file++
     :: else -> break
@@ -251,7 +252,7 @@ inline wake() {
 
 inline forget() { /* the memory of a process that is gone */
   if :: isFlying -> again = again | files[batches[0]] :: else fi;
-  if :: isRefused -> again = again | parts :: else fi;
+  if :: isRefused -> again = again | parts | inJournal :: else fi;
   inbox = 0; inboxReset = 0; journaled = 0; waiting = 0; batchCount = 0; isFlying = false; isStored = false; isUsed = false;
   moved = 0; file = NO_FILE; i = 0; e = 0;
   batches[0] = 0; batches[1] = 0; batches[2] = 0; isRunning = false; isRefused = false

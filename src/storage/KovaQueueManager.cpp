@@ -321,6 +321,10 @@ void KovaQueueManager::adoptLeftovers() {
   KovaPersistentStore::Names batched;
   for (KovaPersistentStore::Leftover& leftover :
        persistentStore_->sweepLeftovers(batchFileNames(), waiting)) {
+    if (!canEnqueueMessage() && !leftover.hasOthers) {  // later messages do not overtake them
+      persistentStore_->removeJSONObjectDataFromDisk(leftover.fileName);
+      continue;
+    }
     batched.merge(leftover.messageIds);  // sent with their file, if need be by a later start
     if (!canEnqueueMessage()) continue;
     batches_.push({{kMessagesIdentifierKey, leftover.fileName}});

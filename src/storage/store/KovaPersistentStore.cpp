@@ -247,10 +247,11 @@ std::optional<KovaPersistentStore::Leftover> KovaPersistentStore::leftover(const
   if ((!isSettled && messageIds.empty()) || !fileManager_.isDeletableFile(path)) return std::nullopt;
   const auto messages = messagesIn(fileManager_.contents(path));
   if (!messages) return std::nullopt;
-  Leftover found{fileName, {}};
+  Leftover found{fileName, {}, false};
   for (const Value& message : *messages) {
     const Value* id = message.dictionary().find("id");
-    if (id && id->isString() && messageIds.contains(id->text())) found.messageIds.emplace(id->text());
+    const bool isGiven = id && id->isString() && messageIds.contains(id->text());
+    isGiven ? void(found.messageIds.emplace(id->text())) : void(found.hasOthers = true);
   }
   return isSettled || !found.messageIds.empty() ? std::optional(std::move(found)) : std::nullopt;
 }

@@ -135,6 +135,7 @@ class KovaPersistentStore {
   struct Leftover {
     std::string fileName;
     Names messageIds;  // of those given
+    bool hasOthers;    // messages than those
   };
   std::vector<Leftover> sweepLeftovers(const Names& known,
                                        const Names& messageIds) const KOVA_ON_MUTATION_QUEUE;

@@ -10,6 +10,7 @@
 #include "tests/src/storage/QueueFixture.h"
 
 using namespace platform;
+using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -65,10 +66,13 @@ TEST_F(LeftoversTest, WhatWasBecomingABatchIsNoMessageAnyMore) {
   adoptBehind({}, {"1", "2", "3"});
   EXPECT_EQ(batches(), R"([{"messagesIdentifier":"becoming"}])");
   EXPECT_EQ(stored("parts"), R"([{"id":"3"}])");
-  // Without room its messages wait in the file, for a start that finds room.
-  adoptBehind({"another's", "another's", "another's"}, {"1"});
-  EXPECT_EQ(waiting(), (Counts{0, 0, 3}));
-  EXPECT_EQ(stored("parts"), "[]");
+  // Without room they stay messages, and in their order, where the file holds nothing else; if it does, they
+  // wait in it for a start that finds room.
+  leave("becoming later", R"([{"id":"3"}])", 0);
+  adoptBehind({"another's", "another's", "another's"}, {"1", "3"});
+  EXPECT_EQ(waiting(), (Counts{0, 1, 3}));
+  EXPECT_EQ(stored("parts"), R"([{"id":"3"}])");
+  EXPECT_THAT(device.batchFiles(), UnorderedElementsAre("another's", "becoming"));
 }
 
 }  // namespace
