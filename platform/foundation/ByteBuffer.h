@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string_view>
@@ -19,16 +20,36 @@ class ByteBuffer {
   void clear() { size_ = 0; }
 
   void add(char byte) { *addRoom(1) = byte; }
-  void add(std::string_view bytes) {
-    char* const room = addRoom(bytes.size());
-    if (!bytes.empty()) std::memcpy(room, bytes.data(), bytes.size());
-  }
+  void add(std::string_view bytes) { copy(addRoom(bytes.size()), bytes); }
   template <class Number>
   void addRaw(Number number) {
     std::memcpy(addRoom(sizeof number), &number, sizeof number);
   }
+  // The same three in one step.
+  template <class Number>
+  void add(char byte, Number number, std::string_view bytes) {
+    char* const room = addRoom(1 + sizeof number + bytes.size());
+    *room = byte;
+    std::memcpy(room + 1, &number, sizeof number);
+    copy(room + 1 + sizeof number, bytes);
+  }
 
  private:
+  // Short ones, which most are, by their first and their last word: a call costs more than that.
+  static void copy(char* to, std::string_view bytes) {
+    if (bytes.size() >= 8 && bytes.size() <= 16) return copyByEnds<std::uint64_t>(to, bytes);
+    if (bytes.size() >= 4 && bytes.size() < 8) return copyByEnds<std::uint32_t>(to, bytes);
+    if (!bytes.empty()) std::memcpy(to, bytes.data(), bytes.size());
+  }
+  template <class Word>
+  static void copyByEnds(char* to, std::string_view bytes) {
+    Word first;
+    Word last;
+    std::memcpy(&first, bytes.data(), sizeof first);
+    std::memcpy(&last, bytes.data() + bytes.size() - sizeof last, sizeof last);
+    std::memcpy(to, &first, sizeof first);
+    std::memcpy(to + bytes.size() - sizeof last, &last, sizeof last);
+  }
   // Where so many bytes go, which count from now on.
   char* addRoom(std::size_t count) {
     if (capacity_ - size_ < count) grow(count);

@@ -15,8 +15,7 @@ enum class Kind : char { Null, False, True, Integer, Unsigned, Real, String, Dat
 
 template <class Number>
 void append(ByteBuffer& bytes, Kind kind, Number number) {
-  bytes.add(static_cast<char>(kind));
-  bytes.addRaw(number);
+  bytes.add(static_cast<char>(kind), number, {});
 }
 
 template <class Number>
@@ -101,8 +100,7 @@ std::optional<Value> takeValue(std::string_view& bytes, int depth) {
 }  // namespace
 
 void appendEncoded(ByteBuffer& bytes, std::string_view text) {
-  append(bytes, Kind::String, static_cast<std::uint32_t>(text.size()));
-  bytes.add(text);
+  bytes.add(static_cast<char>(Kind::String), static_cast<std::uint32_t>(text.size()), text);
 }
 
 void appendEncoded(ByteBuffer& bytes, const Dictionary& entries) {

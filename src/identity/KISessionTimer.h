@@ -17,13 +17,16 @@ class KISessionTimer {
  public:
   explicit KISessionTimer(std::shared_ptr<const KovaOptions> options);
 
-  // The time counts anew from now. `expired` runs when the session has expired; all extensions give the same
-  // one, and the first is kept until then.
-  void extend(platform::Work expired) KOVA_ON_MAIN_THREAD;
-  // Stops for good: a later extension would keep its owner alive for ever.
+  // The time counts anew from now. False when no timer of that time runs: start() one then.
+  bool extend() KOVA_ON_MAIN_THREAD;
+  // `expired` runs when the session has expired, and is kept until then.
+  void start(platform::Work expired) KOVA_ON_MAIN_THREAD;
+  // Stops for good, and extend() with it: another timer would keep its owner alive for ever.
   void stop() KOVA_ON_MAIN_THREAD;
 
  private:
+  double interval() const;  // seconds
+
   const std::shared_ptr<const KovaOptions> options_;
   std::shared_ptr<platform::NSTimer> timer_ KOVA_OF_MAIN_THREAD;
   bool isStopped_ KOVA_OF_MAIN_THREAD = false;

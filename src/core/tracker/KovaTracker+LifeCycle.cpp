@@ -280,7 +280,8 @@ void KovaTracker::sceneWillEnterForeground(const std::shared_ptr<NSObject>& scen
 
 void KovaTracker::extendSession() {
   performSafelyOnMainQueueWithBlock("extendSession", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
-    tracker.sessionTimer_->extend([self = retained(tracker)] {
+    if (tracker.sessionTimer_->extend()) return;
+    tracker.sessionTimer_->start([self = retained(tracker)] {
       kova::guarded({"KovaTracker", "extendSession"}, [&self] { self->resetSession(); });
     });
   });

@@ -126,6 +126,14 @@ TEST(StringTest, ReplacesWhatIsNotUTF8) {
     EXPECT_EQ(isWellFormedUTF8(bytes), bytes == text);
     EXPECT_TRUE(isWellFormedUTF8(String(bytes)));
   }
+  for (std::string text = "0123456789abcdefg"; !text.empty(); text.pop_back()) {
+    EXPECT_EQ(String(text).view(), text);
+    for (std::size_t place = 0; place < text.size(); ++place) {
+      const std::string before = text.substr(0, place);
+      const std::string after = text.substr(place + 1);
+      EXPECT_EQ(String(before + '\xFF' + after).view(), before + "\uFFFD" + after);
+    }
+  }
 }
 
 TEST(FormatTest, DescribesAnythingUnderTheObjectPlaceholder) {

@@ -205,18 +205,19 @@ TEST(DescriptionTest, EndsInTheDepths) {
 }
 
 TEST(ValueCodingTest, BringsBackWhatItWrote) {
-  const Value values[] = {Value(),
-                          true,
-                          false,
-                          -3,
-                          ~std::uint64_t{0},
-                          2.5,
-                          HUGE_VAL,
-                          "",
-                          "grün",
-                          NSDate::withTimeIntervalSince1970(2.5),
-                          Array{1, "two", Array{}},
-                          {{"a", {{"b", nullptr}}}, {"c", 3}}};
+  std::vector<Value> values{Value(),
+                            true,
+                            false,
+                            -3,
+                            ~std::uint64_t{0},
+                            2.5,
+                            HUGE_VAL,
+                            "",
+                            "grün",
+                            NSDate::withTimeIntervalSince1970(2.5),
+                            Array{1, "two", Array{}},
+                            {{"a", {{"b", nullptr}}}, {"c", 3}}};
+  for (std::string text = "0123456789abcdefg"; !text.empty(); text.pop_back()) values.emplace_back(text);
   ByteBuffer bytes;
   for (const Value& value : values) appendEncoded(bytes, value);
   std::string_view rest = bytes.text();
