@@ -2,6 +2,8 @@
 
 #include <Kova/KovaConstants.h>
 
+#include <array>
+#include <cstdint>
 #include <unordered_map>
 
 #include "platform/dispatch/Scheduler.h"
@@ -39,6 +41,48 @@ Dictionary nodeOfClass(const Class& cls) {
   const auto [entry, isNew] = nodes.try_emplace(&cls);
   if (isNew) entry->second = makeNodeOfClass(cls);
   return entry->second;
+}
+
+MutableDictionary entriesOf(const Class& cls, const std::optional<String>& label,
+                            const std::optional<String>& identifier) {
+  MutableDictionary entries;
+  entries.reserve(kUsualNodeEntries);
+  entries.append(keys().className, cls.name());
+  if (label) entries.append(keys().label, *label);
+  if (identifier) entries.append(keys().identifier, *identifier);
+  return entries;
+}
+
+// Whether the node, one of that class, tells this and nothing else.
+bool tells(const Dictionary& node, const std::optional<String>& label,
+           const std::optional<String>& identifier) {
+  const Entry* entry = node.begin() + 1;
+  const auto isNext = [&entry](const Value& key, const String& text) {
+    const bool isIt = entry->first.string() == key.string() && entry->second.string() == text;
+    ++entry;
+    return isIt;
+  };
+  return node.size() == 1u + label.has_value() + identifier.has_value() &&
+         (!label || isNext(keys().label, *label)) && (!identifier || isNext(keys().identifier, *identifier));
+}
+
+// Who is touched has mostly the ancestors of who was touched before: the last node of each is kept, as far as
+// there is room, and shared by all events for as long as it tells the same.
+Dictionary nodeOfResponder(const UIResponder& responder, const Class& cls, const std::optional<String>& label,
+                           const std::optional<String>& identifier) {
+  if (!Scheduler::current().isMainThread()) return Dictionary(entriesOf(cls, label, identifier));
+  struct Kept {
+    const Class* cls = nullptr;
+    Dictionary node;
+  };
+  constexpr std::size_t kKept = 256;
+  constexpr std::uint64_t kSpread = 0x9e3779b97f4a7c15u;
+  static auto& all = *new std::array<Kept, kKept>;
+  const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&responder));
+  Kept& kept = all[(address * kSpread >> 32) % kKept];
+  if (kept.cls != &cls || !tells(kept.node, label, identifier))
+    kept = {&cls, Dictionary(entriesOf(cls, label, identifier))};
+  return kept.node;
 }
 
 Dictionary boxDictionary(const CGRect& box) {
@@ -85,18 +129,13 @@ Dictionary KOVA_autocaptureAncestryMetadata(UIResponder& responder, const KICapt
   CGRect box = CGRectNull;
   if (captureBoundingBox) box = KOVA_autocaptureBoundingBox(responder);
 
-  const Dictionary node = nodeOfClass(KOVA_classOf(responder));
+  const Class& cls = KOVA_classOf(responder);
   const auto overrides = context.overriddenAncestryNodePropertiesForResponder(&responder);
-  if (!label && !identifier && CGRectIsNull(box) && !overrides) return node;
+  if (redactLabel && label && !label->empty()) label = keys().redacted.string();
+  if (CGRectIsNull(box) && !overrides)
+    return label || identifier ? nodeOfResponder(responder, cls, label, identifier) : nodeOfClass(cls);
 
-  MutableDictionary entries;
-  entries.reserve(kUsualNodeEntries);
-  entries.append(node.begin()->first, node.begin()->second);
-  if (label) {
-    const bool substitute = redactLabel && !label->empty();
-    entries.append(keys().label, substitute ? keys().redacted : Value(*std::move(label)));
-  }
-  if (identifier) entries.append(keys().identifier, *std::move(identifier));
+  MutableDictionary entries = entriesOf(cls, label, identifier);
   if (!CGRectIsNull(box)) entries.append(keys().boundingBox, boxDictionary(box));
   if (overrides) mergeOverrides(entries, *overrides, labelOff, redactLabel);
   return Dictionary(std::move(entries));

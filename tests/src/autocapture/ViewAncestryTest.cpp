@@ -70,6 +70,22 @@ TEST_F(ViewAncestryTest, NodesFromTheRootDown) {
             R"({"x":11.0,"y":22.0},"size":{"width":30.0,"height":40.0}}}])");
 }
 
+TEST_F(ViewAncestryTest, NodesAreSharedForAsLongAsTheyTellTheSame) {
+  const auto before = ancestryOf(*button);
+  const auto isSharedWith = [&](const KIViewAncestry& now, std::size_t place) {
+    return now.ancestry()[place].dictionary().isSameObject(before->ancestry()[place].dictionary());
+  };
+  row->setAccessibilityLabel("Other row");
+  const auto now = ancestryOf(*button);
+  EXPECT_TRUE(isSharedWith(*now, 0));
+  EXPECT_FALSE(isSharedWith(*now, 2));
+  EXPECT_TRUE(isSharedWith(*now, 3));
+  EXPECT_THAT(capture(), HasSubstr(R"({"class":"UIView","accessibilityLabel":"Other row"})"));
+  row->setAccessibilityLabel(std::nullopt);
+  row->setAccessibilityIdentifier("Other row");
+  EXPECT_THAT(capture(), HasSubstr(R"({"class":"UIView","accessibilityIdentifier":"Other row"})"));
+}
+
 TEST_F(ViewAncestryTest, RedactedLabelsStaySoBelowAndBeyondTheLimit) {
   setKovaRedactAccessibilityLabel(*row, true);
   const std::string redacted =
