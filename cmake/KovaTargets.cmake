@@ -58,6 +58,10 @@ check_cxx_source_compiles("
   #endif
   int main() {}" KOVA_LOADER_READS_PACKED_RELOCATIONS)
 check_linker_flag(CXX LINKER:-z,pack-relative-relocs KOVA_LINKER_PACKS_RELOCATIONS)
+set(kova_packed_relocations)
+if(KOVA_LOADER_READS_PACKED_RELOCATIONS AND KOVA_LINKER_PACKS_RELOCATIONS)
+  set(kova_packed_relocations LINKER:-z,pack-relative-relocs)
+endif()
 
 # kova_link_small(<library>): without functions and variables that nothing refers to; and it calls its own functions
 # straight, which no other library may replace.
@@ -66,10 +70,8 @@ function(kova_link_small library)
     return()
   endif()
   target_link_options(${library} PRIVATE $<${kova_when_released}:LINKER:--gc-sections>
-                                         $<${kova_when_released}:LINKER:-Bsymbolic-functions>)
-  if(KOVA_LOADER_READS_PACKED_RELOCATIONS AND KOVA_LINKER_PACKS_RELOCATIONS)
-    target_link_options(${library} PRIVATE $<${kova_when_released}:LINKER:-z,pack-relative-relocs>)
-  endif()
+                                         $<${kova_when_released}:LINKER:-Bsymbolic-functions>
+                                         "$<${kova_when_released}:${kova_packed_relocations}>")
 endfunction()
 
 # kova_platform_layer(<name> [QUICK] SOURCES ... [QUICK_SOURCES ...] [LAYERS ...] [LIBRARIES ...]): one folder of

@@ -18,6 +18,11 @@ list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${
 
 set(kova_library libkova${kova_interface_version})
 set(kova_this_version "(= ${PROJECT_VERSION}-1)")
+# The symbols say nothing of the loader that packed relocations need.
+set(kova_loader)
+if(kova_packed_relocations)
+  set(kova_loader "libc6 (>= 2.36)")
+endif()
 
 # kova_package(<component> <package> <section> <summary> <description> [DEPENDS ...] [CONTROL ...])
 macro(kova_package component package section summary description)
@@ -51,6 +56,7 @@ set(kova_triggers ${PROJECT_BINARY_DIR}/debian/triggers)
 set(CPACK_COMPONENTS_ALL)
 kova_package(runtime ${kova_library} libs "product analytics in the app's process"
              "${kova_about}This package holds the libraries that programs in C++ run with."
+             DEPENDS ${kova_loader}
              CONTROL ${kova_triggers})
 kova_package(c libkovac0 libs "product analytics in the app's process, for C"
              "${kova_about}This package holds the library that programs in C and other languages run with."
@@ -67,6 +73,7 @@ if(TARGET KovaQt)
                CONTROL ${kova_triggers})
   kova_package(tools kova-tools utils "product analytics in unmodified Qt programs"
                "${kova_about}This package holds kova-run, which brings Kova into a Qt 6 program that knows\n\
-nothing of it.")
+nothing of it."
+               DEPENDS ${kova_loader})
 endif()
 include(CPack)
