@@ -4,7 +4,9 @@
 #include <sched.h>
 
 #include <algorithm>
+#include <array>
 #include <new>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -24,11 +26,13 @@ constexpr double kRest = 0.002;  // seconds
 constexpr int kRests = 10;
 
 // The system takes 15 characters; the end of a reverse-domain label tells more than its beginning.
-void nameThread(const std::string& label) {
+// It must not need memory: nothing could be done about a want of it here.
+void nameThread(std::string_view label) {
   constexpr std::size_t kLongestName = 15;
-  std::string name = label;
-  if (name.size() > kLongestName) name = name.substr(name.rfind('.') + 1);
-  pthread_setname_np(pthread_self(), name.substr(0, kLongestName).c_str());
+  if (label.size() > kLongestName) label.remove_prefix(label.rfind('.') + 1);
+  std::array<char, kLongestName + 1> name{};
+  label.copy(name.data(), kLongestName);
+  pthread_setname_np(pthread_self(), name.data());
 }
 
 // Keeps the thread from taking the processor of whoever gives it work, as the system lets a thread do that
