@@ -35,12 +35,17 @@ test('from an empty page over the pair code to a tap with its picture, box, fact
   await dashboard.shows('.row-under', 'addToBasket · ProductController');
   await dashboard.outlines('.target', buttonBox);
   await dashboard.shows('.screen figcaption', 'UIButton · 342 × 52 at 24, 640');
+  assert.equal(await page.locator('.crop img').evaluate((image) => image.naturalWidth), buttonBox.width);
   await page.locator('.screen-frame').click();
   app.pageview(); // closes nothing
   await dashboard.hasRows(2);
   await dashboard.outlines('.target', buttonBox, '.large-frame');
   assert.ok((await page.locator('.large-frame').boundingBox()).width >= 2 * 390);
   assert.equal(await dashboard.isInSight('.large-frame .target'), true);
+  assert.match(await page.locator('.large-view').evaluate((view) => getComputedStyle(view).maskImage), /gradient/, 'it goes on above');
+  await page.setViewportSize({ width: 390, height: 844 });
+  await page.locator('.large-frame img').waitFor();
+  await page.setViewportSize({ width: 1280, height: 800 });
   await dashboard.isAccessible();
   await page.keyboard.press('Escape');
   await page.locator('.screen-frame:focus').waitFor();

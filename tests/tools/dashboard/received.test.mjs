@@ -19,15 +19,19 @@ test('what was received: from the file and live, the refused in front, by sessio
   const plan = { Checkout: { trial: 'string', plan: 'string', note: 'string?' } };
   const dashboard = await Dashboard.open(t, browser, { file, plan, path: '/received/' });
   const { page } = dashboard;
+  const send = (where, body) => fetch(dashboard.url + where, body && { method: 'POST', body, headers: { 'Content-Type': 'application/json' } });
   const sums = (...wanted) => page.waitForFunction((all) => [...document.querySelectorAll('#sums dd')].map((dd) => dd.textContent).join() === all, wanted.join());
   await sums('5,000', '0', '4,999', '0', '0');
+  const many = Array.from({ length: 1000 }, (_, index) => message(events.touch, { id: String(index).padStart(16, '0') }));
+  await send(trackPath, batchBody(...many));
+  await sums('5,000', '0', '3,999', '0', '0'); // the oldest give way to what comes in
+  assert.equal(await page.locator('.record').count(), 5000);
   fs.writeFileSync(file, '');
   await dashboard.stopService();
   await dashboard.shows('#outage', 'start it again');
   await dashboard.startService();
   await dashboard.shows('#nothing', 'Nothing yet.'); // on the page that was open all the time
 
-  const send = (where, body) => fetch(dashboard.url + where, body && { method: 'POST', body, headers: { 'Content-Type': 'application/json' } });
   const evil = '<b data-evil>Buy</b>';
   const touch = { ...events.touch, touchEvent: { ...events.touch.touchEvent, targetText: evil } };
   await send(trackPath, batchBody(null));

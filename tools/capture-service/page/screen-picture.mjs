@@ -31,7 +31,8 @@ export class ScreenPicture {
 
   /** `onLarge()` is called before the picture is shown large. */
   constructor({ onLarge }) {
-    this.element = el('figure', { class: 'screen' }, this.#frame, this.#caption, this.#dialog);
+    this.element = el('figure', { class: 'screen' }, this.#frame, this.#caption);
+    document.body.append(this.#dialog); // stays in sight where the window becomes too narrow for this pane
     this.#frame.addEventListener('click', () => {
       onLarge();
       this.#showLarge();
@@ -48,8 +49,10 @@ export class ScreenPicture {
     this.#dialog.close();
     this.#frame.replaceChildren();
     if (!image) return;
-    this.element.style.setProperty('--width', String(image.naturalWidth));
-    this.element.style.setProperty('--height', String(image.naturalHeight));
+    for (const { style } of [this.element, this.#dialog]) {
+      style.setProperty('--width', String(image.naturalWidth));
+      style.setProperty('--height', String(image.naturalHeight));
+    }
     this.#place(this.#target, targetBox);
     this.#frame.append(image, this.#target, this.#pointed);
   }
