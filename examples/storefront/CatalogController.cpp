@@ -12,8 +12,8 @@ using namespace platform;
 namespace {
 
 constexpr double kGap = 14;
-constexpr double kCardHeight = 220;
-constexpr double kNarrowestCard = 150;
+constexpr double kLowestCard = 220;
+constexpr double kNarrowestCard = 300;  // with more than two in a row
 
 }  // namespace
 
@@ -43,14 +43,15 @@ void CatalogController::viewDidLayoutSubviews() {
   const auto columns = std::max<std::size_t>(
       2, static_cast<std::size_t>((width - 2 * style::kMargin + kGap) / (kNarrowestCard + kGap)));
   const double cardWidth = (width - 2 * style::kMargin + kGap) / static_cast<double>(columns) - kGap;
+  const double cardHeight = std::max(kLowestCard, 0.75 * cardWidth);
   for (std::size_t i = 0; i < cards_.size(); ++i) {
     const auto column = static_cast<double>(i % columns);
     const auto row = static_cast<double>(i / columns);
     cards_[i]->setFrame(CGRectMake(style::kMargin + column * (cardWidth + kGap),
-                                   style::kMargin + row * (kCardHeight + kGap), cardWidth, kCardHeight));
+                                   style::kMargin + row * (cardHeight + kGap), cardWidth, cardHeight));
   }
   const auto rows = static_cast<double>((cards_.size() + columns - 1) / columns);
-  scrollView_->setContentSize({width, 2 * style::kMargin + rows * (kCardHeight + kGap) - kGap});
+  scrollView_->setContentSize({width, 2 * style::kMargin + rows * (cardHeight + kGap) - kGap});
 }
 
 void CatalogController::openProduct(ProductCard* card) {

@@ -40,8 +40,9 @@ void paintSystemParts() {
   parts.alert = colours().card;
   parts.tint = colours().accent;
   parts.unselected = colours().muted;
-  parts.segments = colours().line;
-  parts.chosenSegment = colours().card;
+  const bool isDark = colours().ground == Ground::Dark;  // what is raised is brighter there, too
+  parts.segments = isDark ? colours().card : colours().line;
+  parts.chosenSegment = isDark ? colours().line : colours().card;
   parts.keyboard = colours().paper;
   parts.key = colours().card;
   parts.specialKey = colours().line;
