@@ -7,9 +7,8 @@
 //   proof-host URL DATA calls              prints the names for `call`
 //
 // It writes by bare system calls, so that what is injected into the process does not reach its ledger:
-// "here 1" at its beginning, "? e7" before call 7, "+ e7" once it has returned, "locked
-// 1" when the database could not be had, "given up" with PROOF_DEBUG when it leaves out what three starts
-// were killed over, "flushed STORED SENT",
+// "here 1" at its beginning, "? e7" before call 7, "+ e7" once it has returned, "given
+// up" with PROOF_DEBUG when it leaves out what three starts were killed over, "flushed STORED SENT",
 // "status {...}" and "end".
 
 #include <Kova/Kova.h>
@@ -228,7 +227,6 @@ int run(int argc, char** argv) {
   }
   tell("here %d\n", 1);
   SystemLog::setSink([](std::string_view text) {
-    if (text.find("database is locked") != text.npos) tell("locked %d\n", 1);
     if (text.find("no start has got through") != text.npos) tell("given %s\n", "up");
     if (std::getenv("PROOF_DEBUG"))
       syscall(SYS_write, STDERR_FILENO, (std::string(text) + "\n").c_str(), text.size() + 1);

@@ -53,7 +53,6 @@ class Ended:
         lines = [line.split(" ", 1) for line in whole.splitlines() if " " in line]
         self.has_begun = any(word == "here" for word, _ in lines)
         self.has_given_up = any(word == "given" for word, _ in lines)
-        self.is_locked_out = any(word == "locked" for word, _ in lines)
         self.begun = [rest for word, rest in lines if word == "?"]
         self.returned = [rest for word, rest in lines if word == "+"]
         self.is_stored, self.is_sent = next(([part == "1" for part in rest.split()] for word, rest in lines if word == "flushed"),

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <utility>
 
@@ -36,8 +37,10 @@ KICallLog::Number numberAt(std::string_view bytes) {
 struct Contents {
   explicit Contents(const std::vector<std::string>& records);
 
+  KICallLog::Number sessionOf(KICallLog::Number call) const;
+
   std::map<KICallLog::Number, KICallLog::Left::Call> undone;
-  std::string session;
+  std::map<KICallLog::Number, std::string> sessions;
   KICallLog::Number last = KICallLog::kNotNoted;
   int tries = 0;
 };
@@ -48,8 +51,8 @@ Contents::Contents(const std::vector<std::string>& records) {
     const KICallLog::Number number = numberAt(std::string_view(record).substr(1));
     const std::string_view rest = std::string_view(record).substr(kHeadLength);
     last = std::max(last, number);
-    if (record[0] == kCall) undone[number] = {number, std::string(rest), {}};
-    if (record[0] == kSession) session = rest;
+    if (record[0] == kCall) undone[number] = {number, std::string(rest), {}, {}};
+    if (record[0] == kSession) sessions[number] = rest;
     if (record[0] == kTried) ++tries;
     if (record[0] == kThrough) tries = 0;
     if (const auto call = undone.find(number); record[0] == kMoment && call != undone.end())
@@ -57,6 +60,13 @@ Contents::Contents(const std::vector<std::string>& records) {
     if (record[0] == kDone && number <= numberAt(rest))
       undone.erase(undone.lower_bound(number), undone.upper_bound(numberAt(rest)));
   }
+  for (auto& [number, call] : undone) call.session = sessionOf(number);
+}
+
+// That of the process whose calls begin there, or before.
+KICallLog::Number Contents::sessionOf(KICallLog::Number call) const {
+  const auto next = sessions.upper_bound(call);
+  return next == sessions.begin() ? KICallLog::kNotNoted : std::prev(next)->first;
 }
 
 std::string recordOf(char kind, KICallLog::Number number, std::string_view bytes) {
@@ -66,64 +76,94 @@ std::string recordOf(char kind, KICallLog::Number number, std::string_view bytes
   return record;
 }
 
-// None has had it before: also when an earlier file was lost, or its newest records, when those that are done
-// have been dropped from it, or the clock was set back.
-KICallLog::Number freshNumber(KICallLog::Number last, const KICallLog::Done& done) {
-  for (const auto* numbers : {&done.journaled, &done.stored}) {
-    if (!numbers->empty()) last = std::max(last, *numbers->rbegin());
-  }
+// None has had it before: also when an earlier file was lost, or its newest records, or when those that are
+// done have been dropped from it. Should the clock have been set back as well, see takeLeft().
+KICallLog::Number freshNumber(KICallLog::Number last) {
   const double now = Scheduler::current().now().timeIntervalSince1970();
   return std::max(last + 1, static_cast<KICallLog::Number>(now * 1e6));
 }
 
 }  // namespace
 
-KICallLog::Left KICallLog::open(const std::string& path, const Done& done) {
+void KICallLog::open(const std::string& path) {
   Remarks remarks;
   MutexLock lock(mutex_);
-  Left left = takeUp(path, done, remarks);
+  if (!file_) openFile(path, remarks);
   lock.unlock();
   for (const std::string_view remark : remarks) KovaLogDebug("%@", remark);
-  return left;
 }
 
-KICallLog::Left KICallLog::takeUp(const std::string& path, const Done& done, Remarks& remarks) {
-  Left left;
+void KICallLog::openFile(const std::string& path, Remarks& remarks) {
   file_ = RecordFile::open(path);
-  if (!file_) remarks.emplace_back("Calls have no file: until they are done, they are in memory only.");
-  if (!file_) return left;
+  if (!file_ && !std::exchange(isWantTold_, true))
+    remarks.emplace_back("Calls have no file: until they are done, they are in memory only.");
+  if (!file_) return;
   if (file_->hadForeignEnd())
     remarks.emplace_back("The calls end in what was not written whole, which is left out.");
   Contents contents(file_->takeRecords());
-  next_ = freshNumber(contents.last, done);
-  for (auto& [number, call] : contents.undone) {
-    if (done.stored.contains(number)) {
-      untold_.push_back(number);  // the store names it until the next one is done
-    } else if (done.journaled.contains(number) || contents.tries >= kMostTries) {
-      journaled_.push_back(number);
-    } else {
-      left.calls.push_back(std::move(call));
-    }
-  }
-  left.session = std::move(contents.session);
-  session_ = left.session;
-  undone_ = left.calls.size();
+  first_ = next_ = freshNumber(contents.last);
+  undone_ = contents.undone.size();
   tries_ = contents.tries;
   longest_ = kWorthALook;
-  if (tries_ >= kMostTries) {
-    remarks.emplace_back("Calls are left out that no start has got through.");
-    untold_.insert(untold_.end(), journaled_.begin(), journaled_.end());
-    journaled_.clear();
-    appendDone();
-    appendThrough();
-  } else if (undone_ > 0) {
+  found_.sessions = std::move(contents.sessions);
+  for (auto& [number, call] : contents.undone) found_.calls.push_back(std::move(call));
+}
+
+KICallLog::Left KICallLog::takeLeft(const Done& done) {
+  MutexLock lock(mutex_);
+  Left left = std::exchange(found_, {});
+  if (!file_) return left;
+  for (const auto* numbers : {&done.journaled, &done.stored}) {
+    if (!numbers->empty()) next_ = std::max(next_, *numbers->rbegin() + 1);
+  }
+  const bool isGivenUp = tries_ >= kMostTries;
+  left.calls = settle(std::move(left.calls), done);
+  if (isGivenUp) {
+    leaveOutJournaled();
+  } else if (!left.calls.empty()) {
     ++tries_;
     appendDone();
     append(kTried, kNotNoted, "");
-  } else if (journaled_.empty() && contents.last != kNotNoted && file_->clear()) {
+  } else if (undone_ == 0 && journaled_.empty() && !left.sessions.empty() && file_->clear()) {
     untold_.clear();
+    isSessionWritten_ = false;
   }
+  lock.unlock();
+  if (isGivenUp) KovaLogDebug("Calls are left out that no start has got through.");
   return left;
+}
+
+std::vector<KICallLog::Left::Call> KICallLog::settle(std::vector<Left::Call> found, const Done& done) {
+  std::vector<Left::Call> undone;
+  for (Left::Call& call : found) {
+    const bool isStored = done.stored.contains(call.number);
+    if (!isStored && !done.journaled.contains(call.number) && tries_ < kMostTries) {
+      undone.push_back(std::move(call));
+      continue;
+    }
+    --undone_;
+    // Those that are stored the store names until the next one is done.
+    (isStored ? untold_ : journaled_).push_back(call.number);
+  }
+  return undone;
+}
+
+void KICallLog::leaveOutJournaled() {
+  untold_.insert(untold_.end(), journaled_.begin(), journaled_.end());
+  journaled_.clear();
+  appendDone();
+  appendThrough();
+}
+
+void KICallLog::dropLeft() {
+  const MutexLock lock(mutex_);
+  const Left dropped = std::exchange(found_, {});
+  if (!file_) return;
+  for (const Left::Call& call : dropped.calls) untold_.push_back(call.number);
+  undone_ -= dropped.calls.size();
+  tries_ = 0;
+  append(kThrough, kNotNoted, "");
+  tellDone();
 }
 
 void KICallLog::noteThrough() {
@@ -157,7 +197,7 @@ bool KICallLog::append(char kind, Number number, std::string_view bytes) {
 }
 
 bool KICallLog::canNote() {
-  if (file_ && !isSessionWritten_) isSessionWritten_ = append(kSession, kNotNoted, session_);
+  if (file_ && !isSessionWritten_) isSessionWritten_ = append(kSession, first_, session_);
   return file_ && isSessionWritten_;
 }
 
@@ -175,7 +215,12 @@ void KICallLog::noteMoment(Number call, std::string_view moment) {
 void KICallLog::noteSession(std::string session) {
   const MutexLock lock(mutex_);
   session_ = std::move(session);
-  isSessionWritten_ = file_ && undone_ > 0 && append(kSession, kNotNoted, session_);
+  isSessionWritten_ = file_ && undone_ > 0 && append(kSession, first_, session_);
+}
+
+void KICallLog::noteLeftSession(Number which, std::string_view session) {
+  const MutexLock lock(mutex_);
+  if (file_ && undone_ > 0) append(kSession, which, session);
 }
 
 void KICallLog::noteDone(Number call) {
@@ -248,16 +293,20 @@ void KICallLog::dropWhatIsDone() {
   RecordFile& file = *file_;
   const std::uint64_t size = file.size();
   longest_ = std::min(size * 2, kLongest);
-  std::vector<std::string> kept{recordOf(kSession, kNotNoted, session_)};
-  kept.insert(kept.end(), static_cast<std::size_t>(tries_), recordOf(kTried, kNotNoted, ""));
+  std::vector<std::string> kept(static_cast<std::size_t>(tries_), recordOf(kTried, kNotNoted, ""));
+  std::map<Number, std::string> sessions{{first_, session_}};
   lock.unlock();
 
   const auto records = file.recordsUpTo(size);
   if (!records) return;
-  for (const auto& [number, call] : Contents(*records).undone) {
+  const Contents contents(*records);
+  for (const auto& [number, call] : contents.undone) {
+    if (const auto found = contents.sessions.find(call.session); found != contents.sessions.end())
+      sessions.insert(*found);
     kept.push_back(recordOf(kCall, number, call.arguments));
     if (!call.moment.empty()) kept.push_back(recordOf(kMoment, number, call.moment));
   }
+  for (const auto& [first, session] : sessions) kept.push_back(recordOf(kSession, first, session));
   const auto draft = file.draft(kept);
 
   lock.lock();

@@ -3,6 +3,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <set>
 #include <span>
@@ -24,6 +25,9 @@
 // they would have come to. Writing takes one system call, in the caller's thread. A mapped file would take
 // none, and end the host by a signal when somebody cuts it.
 //
+// Each process that writes into the file numbers its calls from its own first on, and notes its session under
+// that number: what several have left, one after the other, is done again each in its own session.
+//
 // Without a file, or a place on the disk, calls are in memory only. note() may be called from any thread, one
 // at a time gets in.
 class KICallLog {
@@ -38,9 +42,10 @@ class KICallLog {
       Number number;
       std::string arguments;
       std::string moment;  // empty unless it was noted
+      Number session;      // which of those below
     };
-    std::vector<Call> calls;  // in their order
-    std::string session;      // empty unless it was noted
+    std::vector<Call> calls;                 // in their order
+    std::map<Number, std::string> sessions;  // as they last were
   };
 
   // Calls that have been done, although the file may not say so.
@@ -48,8 +53,12 @@ class KICallLog {
     Numbers journaled;  // the journal holds their messages
     Numbers stored;     // what they did is stored, and so is that they are done
   };
-  // Opens the file at the path, or makes it.
-  Left open(const std::string& path, const Done& done) KOVA_ON_MUTATION_QUEUE;
+  // Opens the file at the path, or makes it, unless it is open. From now on calls are noted.
+  void open(const std::string& path) KOVA_ON_MUTATION_QUEUE;
+  // What others have left, once it is known what of that is done, to be done now. Nothing ever after.
+  Left takeLeft(const Done& done) KOVA_ON_MUTATION_QUEUE;
+  // Nothing of what others have left is to be done.
+  void dropLeft() KOVA_ON_MUTATION_QUEUE;
   // What was left has been done, as far as it could be: the next start may try again what comes now.
   void noteThrough() KOVA_ON_MUTATION_QUEUE;
   // Lets go of the file; empties it before, if nothing in it is still to be done.
@@ -69,8 +78,9 @@ class KICallLog {
   }
   // The moment of a call that is done much later.
   void noteMoment(Number call, std::string_view moment) KOVA_ON_MUTATION_QUEUE;
-  // The session in which the calls are done from now on.
+  // The session in which calls are done from now on: this process's own, or one of those left.
   void noteSession(std::string session) KOVA_ON_MUTATION_QUEUE;
+  void noteLeftSession(Number which, std::string_view session) KOVA_ON_MUTATION_QUEUE;
 
   // What it did is stored.
   void noteDone(Number call) KOVA_ON_MUTATION_QUEUE;
@@ -85,7 +95,10 @@ class KICallLog {
  private:
   // What is to be logged once the mutex is let go: the host's log sink may make calls.
   using Remarks = std::vector<std::string_view>;
-  Left takeUp(const std::string& path, const Done& done, Remarks& remarks) PLATFORM_REQUIRES(mutex_);
+  void openFile(const std::string& path, Remarks& remarks) PLATFORM_REQUIRES(mutex_);
+  // Those that are to be done; the others are done.
+  std::vector<Left::Call> settle(std::vector<Left::Call> found, const Done& done) PLATFORM_REQUIRES(mutex_);
+  void leaveOutJournaled() PLATFORM_REQUIRES(mutex_);
   bool canNote() PLATFORM_REQUIRES(mutex_);
   void begin(char kind, Number number) PLATFORM_REQUIRES(mutex_);
   void beginCall() PLATFORM_REQUIRES(mutex_);
@@ -102,6 +115,9 @@ class KICallLog {
 
   platform::Mutex mutex_;
   std::unique_ptr<platform::RecordFile> file_ PLATFORM_GUARDED_BY(mutex_);  // null without a place to write
+  bool isWantTold_ PLATFORM_GUARDED_BY(mutex_) = false;                     // that there is no file
+  Left found_ PLATFORM_GUARDED_BY(mutex_);  // until it is known what of it is done
+  Number first_ PLATFORM_GUARDED_BY(mutex_) = kNotNoted;
   Number next_ PLATFORM_GUARDED_BY(mutex_) = kNotNoted;
   std::size_t undone_ PLATFORM_GUARDED_BY(mutex_) = 0;
   int tries_ PLATFORM_GUARDED_BY(mutex_) = 0;  // of starts that did not get through what was left

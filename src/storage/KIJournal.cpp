@@ -49,6 +49,12 @@ std::string KIJournal::pathOfCallsFor(const KovaPersistentStore& store) {
   return path.empty() ? path : path.substr(0, path.rfind('.')) + ".calls";
 }
 
+std::string KIJournal::pathOfCallsIn(const KovaPersistentStore& store) {
+  const std::string folder = NSFileManager().directory(SearchPath::ApplicationSupport);
+  if (!folder.empty()) NSFileManager().createDirectory(folder, true);
+  return pathOfCallsFor(store);
+}
+
 std::vector<std::string> KIJournal::pathsFor(const KovaPersistentStore& store) {
   return {pathFor(store), pathOfCallsFor(store)};
 }
@@ -60,7 +66,6 @@ std::optional<KIJournal::Contents> KIJournal::open() {
   Contents contents;
   const std::string path = pathFor(store_);
   if (path.empty()) return contents;
-  NSFileManager().createDirectory(NSFileManager().directory(SearchPath::ApplicationSupport), true);
   file_ = RecordFile::open(path);
   if (!file_) tellOnce("cannot be had: what is recorded is in memory until it is stored");
   if (!file_) return contents;

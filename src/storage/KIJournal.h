@@ -64,9 +64,11 @@ class KIJournal {
   static std::uint64_t sizeFor(const KovaPersistentStore& store);
   // The journal, and the file of the calls beside it.
   static std::vector<std::string> pathsFor(const KovaPersistentStore& store);
-  static std::string pathOfCallsFor(const KovaPersistentStore& store);
+  // Of that file, whose folder is made if need be.
+  static std::string pathOfCallsIn(const KovaPersistentStore& store);
 
  private:
+  static std::string pathOfCallsFor(const KovaPersistentStore& store);
   static std::string pathFor(const KovaPersistentStore& store);
   bool writeNumber() KOVA_ON_MUTATION_QUEUE;
   void empty() KOVA_ON_MUTATION_QUEUE;

@@ -28,6 +28,11 @@ void KovaQueueManager::carryOut(std::span<const KICallLog::Number> calls,
                   [](KICallLog::Number call) { return call == KICallLog::kNotNoted; })) {
     return change();
   }
+  if (!isLoaded()) {
+    change();
+    unstoredCalls_.insert(unstoredCalls_.end(), calls.begin(), calls.end());
+    return;
+  }
   const bool isStored = persistentStore_->changeInOneStep([&] {
     kova::mutationQueue.isHere();
     {
@@ -58,7 +63,7 @@ void KovaQueueManager::persistPushedUrl() {
 
 void KovaQueueManager::settleCalls() {
   if (unstoredCalls_.empty() || !persistentStore_->isAllStored()) return;
-  for (const KICallLog::Number call : unstoredCalls_) calls_.noteDone(call);
+  for (const KICallLog::Number call : unstoredCalls_) calls_->noteDone(call);
   unstoredCalls_.clear();
 }
 
@@ -73,7 +78,7 @@ std::uint64_t KovaQueueManager::sizeOfLeftCalls() const {
 void KovaQueueManager::storeDoneCalls(std::span<const KICallLog::Number> others) {
   KICallLog::Numbers calls(others.begin(), others.end());
   calls.insert(unstoredCalls_.begin(), unstoredCalls_.end());
-  const auto untold = calls_.untold();
+  const auto untold = calls_->untold();
   calls.insert(untold.begin(), untold.end());
   std::vector<Value> numbers;
   const auto add = [&numbers](KICallLog::Number first, KICallLog::Number last) {
@@ -92,7 +97,7 @@ void KovaQueueManager::storeDoneCalls(std::span<const KICallLog::Number> others)
   persistentStore_->setObject(Array(std::vector<Value>(numbers.end() - most, numbers.end())), kDoneCallsKey);
 }
 
-KICallLog::Numbers KovaQueueManager::storedDoneCalls() const {
+std::optional<KICallLog::Numbers> KovaQueueManager::storedDoneCalls() const {
   KICallLog::Numbers numbers;
   const auto add = [&numbers](const Value& first, const Value& last) {
     // What is stored may be anybody's.
@@ -103,7 +108,8 @@ KICallLog::Numbers KovaQueueManager::storedDoneCalls() const {
       numbers.insert(static_cast<KICallLog::Number>(first.integer() + i));
   };
   const auto stored = persistentStore_->arrayForKey(kDoneCallsKey);
-  for (const Value& item : stored ? *stored : Array()) {
+  if (stored.isUnreadable()) return std::nullopt;
+  for (const Value& item : stored.value_or(Array())) {
     const bool isRow = item.isArray() && item.array().size() == 2;
     isRow ? add(item.array()[0], item.array()[1]) : add(item, item);
   }

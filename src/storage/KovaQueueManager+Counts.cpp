@@ -64,7 +64,7 @@ void KovaQueueManager::refuseMessage(std::span<const KICallLog::Number> calls) {
 
 // At once: the next start must not count them once more.
 void KovaQueueManager::noteRefused(std::span<const KICallLog::Number> calls) {
-  for (const KICallLog::Number call : calls) calls_.noteDone(call);
+  for (const KICallLog::Number call : calls) calls_->noteDone(call);
 }
 
 void KovaQueueManager::countFound(const Batch& batch, std::string_view payload) {

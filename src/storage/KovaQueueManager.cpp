@@ -57,11 +57,13 @@ std::string arrayOf(const std::vector<std::string>& texts) {
 
 }  // namespace
 
-KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits)
+KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits,
+                                   std::shared_ptr<KICallLog> calls)
     : persistentStore_(std::move(persistentStore)),
       limits_(limits),
       urls_(*persistentStore_, KovaPersistentPropertyKeyQueuedUrlStrings, limits.queuedUrls),
       journal_(*persistentStore_),
+      calls_(std::move(calls)),
       batches_(*persistentStore_, KovaPersistentPropertyKeyQueuedMessageBatches,
                limits.queuedMessageBatches) {
   load();
@@ -69,16 +71,16 @@ KovaQueueManager::KovaQueueManager(std::shared_ptr<KovaPersistentStore> persiste
 
 bool KovaQueueManager::load() {
   if (isLoaded()) return true;
+  if (persistentStore_->hasPlace()) calls_->open(KIJournal::pathOfCallsIn(*persistentStore_));
   if (persistentStore_->isHeldBack()) return false;
   const auto urls = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
   const auto events = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedEvents);
   const auto batches = persistentStore_->arrayForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
   if (urls.isUnreadable() || events.isUnreadable() || batches.isUnreadable()) return false;
-  auto journaled = journal_.open();
+  auto doneCalls = storedDoneCalls();
+  auto journaled = doneCalls ? journal_.open() : std::nullopt;
   if (!journaled) return false;
-  if (journal_.isOpen())
-    leftCalls_ = calls_.open(KIJournal::pathOfCallsFor(*persistentStore_),
-                             {std::move(journaled->calls), storedDoneCalls()});
+  if (journal_.isOpen()) leftCalls_ = calls_->takeLeft({std::move(journaled->calls), *std::move(doneCalls)});
 
   const auto storedUrls = KovaPersistentStore::stringsIn(urls.value_or(Array()));
   counters_->take(kRequests, &KovaCounts::found, &KovaCounts::waiting, storedUrls.size());
@@ -92,7 +94,8 @@ bool KovaQueueManager::load() {
   texts_.clear();
   takeIn(mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       KovaPersistentStore::dictionariesIn(events.value_or(Array()))));
-  const bool isAllStored = journaled->messages.empty() && meanwhile.empty();
+  const bool isAllStored =
+      journaled->messages.empty() && meanwhile.empty() && callsInMemory_.empty() && unstoredCalls_.empty();
   takeIn(std::move(journaled->messages));
   counters_->take(kEvents, &KovaCounts::found, &KovaCounts::waiting, queuedEvents_.size());
   if (isAllStored) return true;
@@ -132,7 +135,7 @@ void KovaQueueManager::makeRoomForEvents(std::size_t count) {
   counters_->move(kEvents, &KovaCounts::waiting, &KovaCounts::pushedOut, static_cast<std::size_t>(excess));
   if (droppedSinceRewrite_ < limits_.queuedEvents) return;
   droppedSinceRewrite_ = 0;
-  calls_.writeDone();
+  calls_->writeDone();
   journal_.rewrite(texts_);
 }
 
@@ -215,7 +218,7 @@ void KovaQueueManager::enqueueMessage(MutableDictionary message, std::span<const
   counters_->take(kEvents, &KovaCounts::accepted, &KovaCounts::waiting);
   makeRoomForEvents(1);
   if (journal_.keep(*text, calls)) {
-    calls_.noteJournaled(calls);
+    calls_->noteJournaled(calls);
   } else {
     counters_->add(kEvents, &KovaCounts::inMemory);
     callsInMemory_.insert(callsInMemory_.end(), calls.begin(), calls.end());
@@ -242,7 +245,11 @@ bool KovaQueueManager::moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNot
   const bool isStored = persistQueuedEvents();
   // A file that has no row yet is found by the next start: the journal would bring its messages a second
   // time.
-  if (!isStored && fileName && !persistentStore_->isInStep()) journal_.rewrite({});
+  if (!isStored && fileName && !persistentStore_->isInStep()) {
+    calls_->noteJournaled(std::exchange(callsInMemory_, {}));
+    calls_->writeDone();
+    journal_.rewrite({});
+  }
   return isStored;
 }
 
@@ -344,14 +351,15 @@ void KovaQueueManager::adoptLeftovers() {
 
 bool KovaQueueManager::persistQueuedEvents() {
   if (!isLoaded()) return false;
-  calls_.writeDone();
+  calls_->writeDone();
   // A step that changes nothing says nothing of those before.
   const bool isStored = persistentStore_->changeInOneStep([this] {
     kova::mutationQueue.isHere();
     urls_.persistUnsaved();
     batches_.persistUnsaved();
     journal_.noteTakenOver();
-    if (!callsInMemory_.empty() || !calls_.untold().empty()) storeDoneCalls(callsInMemory_);
+    if (!callsInMemory_.empty() || !unstoredCalls_.empty() || !calls_->untold().empty())
+      storeDoneCalls(callsInMemory_);
     if (queuedEvents_.empty() && areEventsStoredEmpty_) return;
     persistentStore_->setObject(arrayOf(queuedEvents_), KovaPersistentPropertyKeyQueuedEvents);
   }) && persistentStore_->isAllStored();
@@ -359,8 +367,8 @@ bool KovaQueueManager::persistQueuedEvents() {
   if (!isStored) return false;
   urls_.noteSaved();
   batches_.noteSaved();
-  calls_.noteJournaled(std::exchange(callsInMemory_, {}));
-  calls_.writeDone();
+  calls_->noteJournaled(std::exchange(callsInMemory_, {}));
+  calls_->writeDone();
   settleCalls();
   journal_.forgetTakenOver();
   droppedSinceRewrite_ = 0;

@@ -43,11 +43,14 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   };
   using Batch = platform::Dictionary;
 
-  // Loads what the store holds, if it can be read.
-  KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits);
+  // Loads what the store holds, if it can be read. The calls are those of the store's place, or of nobody
+  // yet.
+  KovaQueueManager(std::shared_ptr<KovaPersistentStore> persistentStore, Limits limits,
+                   std::shared_ptr<KICallLog> calls = std::make_shared<KICallLog>());
 
-  // Whether the stored queues are in this one. While they cannot be read, nothing is stored; what has been
-  // queued meanwhile then stands behind what was stored, within the limits.
+  // Calls are noted as soon as the store has a place. Whether the stored queues are in this one. While they
+  // cannot be read, nothing is stored; what has been queued meanwhile then stands behind what was stored,
+  // within the limits.
   bool load() KOVA_ON_MUTATION_QUEUE;
   bool isLoaded() const KOVA_ON_MUTATION_QUEUE { return urls_.isLoaded(); }
 
@@ -115,10 +118,11 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   void cleanUpSentMessageBatch(const Batch& batch) KOVA_ON_MUTATION_QUEUE;
 
   // What the host calls, and what an earlier process has left of that: once, after load().
-  KICallLog& calls() { return calls_; }
+  KICallLog& calls() { return *calls_; }
+  const std::shared_ptr<KICallLog>& sharedCalls() const { return calls_; }
   // Carries out calls that make no message. What they change in the store, and that they are done, is one
   // step of the store: should the process end before it, the next start does them again. When the change
-  // throws, nothing is stored, and they are not done.
+  // throws, nothing is stored, and they are not done. What is not loaded changes in memory, until it is.
   void carryOut(std::span<const KICallLog::Number> calls,
                 const std::function<void()>& change) KOVA_ON_MUTATION_QUEUE;
   std::uint64_t sizeOfLeftCalls() const KOVA_ON_MUTATION_QUEUE;  // bytes
@@ -165,9 +169,10 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
       const std::vector<platform::Dictionary>& dictionaries);
   // Lets go of the store's files, for whoever erases them.
   void abandonStore() KOVA_ON_MUTATION_QUEUE {
-    journal_.close();
-    calls_.close();
+    abandonJournal();
+    calls_->close();
   }
+  void abandonJournal() KOVA_ON_MUTATION_QUEUE { journal_.close(); }
   static void removeFromPersistentStore(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
 
  private:
@@ -186,7 +191,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   bool hasRoomForInlineBatch() const KOVA_ON_MUTATION_QUEUE;
   void noteRefused(std::span<const KICallLog::Number> calls) KOVA_ON_MUTATION_QUEUE;
   void settleCalls() KOVA_ON_MUTATION_QUEUE;
-  KICallLog::Numbers storedDoneCalls() const KOVA_ON_MUTATION_QUEUE;
+  // None while it cannot be read.
+  std::optional<KICallLog::Numbers> storedDoneCalls() const KOVA_ON_MUTATION_QUEUE;
   // Of those that the file may not call done yet, and of the ones given.
   void storeDoneCalls(std::span<const KICallLog::Number> others) KOVA_ON_MUTATION_QUEUE;
   static void removeDoneCalls(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
@@ -202,7 +208,7 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   std::vector<std::string> texts_ KOVA_OF_MUTATION_QUEUE;  // of the messages above, one each, in JSON
   platform::JSONObjectTexts messageTexts_ KOVA_OF_MUTATION_QUEUE;
   KIJournal journal_ KOVA_OF_MUTATION_QUEUE;
-  KICallLog calls_;
+  const std::shared_ptr<KICallLog> calls_;
   KICallLog::Left leftCalls_ KOVA_OF_MUTATION_QUEUE;
   // Calls whose messages the journal has not taken: they are done when the store has.
   std::vector<KICallLog::Number> callsInMemory_ KOVA_OF_MUTATION_QUEUE;

@@ -18,16 +18,17 @@ std::shared_ptr<KovaPersistentStore> KovaPersistentStore::forAppId(const std::st
   });
 }
 
-void KovaPersistentStore::purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit,
+bool KovaPersistentStore::purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit,
                                                                std::size_t queuedEventLimit,
                                                                std::size_t queuedMessageBatchLimit,
                                                                const Names& spared) {
   if (!KovaQueueManager::persistentStoreHasExcessiveQueuedData(
           *this, {queuedUrlLimit, queuedEventLimit, queuedMessageBatchLimit})) {
-    return;
+    return false;
   }
   KovaLog("Warning: Data stores contain excessive event data. Resetting Kova.");
   clear(spared);
+  return true;
 }
 
 void KovaPersistentStore::clear(const Names& spared) {

@@ -81,7 +81,9 @@ void KovaTracker::noteSession() {
   appendEncoded(bytes, Value(session.zParam));
   appendEncoded(bytes, orNull(session.sessionPixelProperties));
   appendEncoded(bytes, orNull(session.mostRecentPageviewInfo));
-  queueManager_->calls().noteSession(std::string(bytes.text()));
+  KICallLog& calls = queueManager_->calls();
+  redoneSession_ ? calls.noteLeftSession(*redoneSession_, bytes.text())
+                 : calls.noteSession(std::string(bytes.text()));
 }
 
 std::vector<KovaTracker::LeftCall> KovaTracker::leftCallsIn(std::vector<KICallLog::Left::Call> left) {
@@ -90,7 +92,8 @@ std::vector<KovaTracker::LeftCall> KovaTracker::leftCallsIn(std::vector<KICallLo
   for (KICallLog::Left::Call& call : left) {
     if (call.arguments.empty()) continue;
     LeftCall next{
-        {call.number}, Call{call.arguments[0]}, call.arguments.substr(1), std::move(call.moment), {}};
+        {call.number}, Call{call.arguments[0]}, call.arguments.substr(1), std::move(call.moment), {},
+        call.session};
     if (next.call == Call::Touch) {
       std::string_view arguments = next.arguments;
       const auto [known, isNew] = touches.try_emplace(std::string(takeNext(arguments).text()), calls.size());
@@ -107,38 +110,42 @@ std::vector<KovaTracker::LeftCall> KovaTracker::leftCallsIn(std::vector<KICallLo
 
 void KovaTracker::redoLeftCalls() {
   auto left = queueManager_->takeLeftCalls();
-  if (!left.calls.empty()) {
-    KovaLogDebug("%lu calls of the process before are taken up that it has not got to.", left.calls.size());
-    // A batch file that the process left without its row holds messages that still wait: they must be known
-    // as such before a call moves them into another batch.
-    queueManager_->adoptLeftovers();
-    const auto own = sessionManager_->state();
-    sessionManager_->restore(sessionIn(left.session));
-    isRedoing_ = true;
-    for (const LeftCall& call : leftCallsIn(std::move(left.calls))) {
-      if (KIBailer::sharedBailer().isBailed()) break;
-      bool isDone = false;
-      kova::guarded(
-          {*this, "redoLeftCalls"},
-          [&] {
-            kova::mutationQueue.isHere();
-            isDone = redoMessage(call);
-            if (isDone) return;
-            queueManager_->carryOut(call.numbers, [&] {
-              kova::mutationQueue.isHere();
-              redo(call);
-            });
-            isDone = true;
-          },
-          kova::OnException::Report);
-      if (!isDone) queueManager_->carryOut(call.numbers, [] {});  // it would fail each time
-    }
-    isRedoing_ = false;
-    sessionManager_->restore(own);
-    queueManager_->persistQueuedEvents();
-    if (!KIBailer::sharedBailer().isBailed()) queueManager_->calls().noteThrough();
+  if (left.calls.empty()) return;
+  KovaLogDebug("%lu calls of the process before are taken up that it has not got to.", left.calls.size());
+  // A batch file that the process left without its row holds messages that still wait: they must be known as
+  // such before a call moves them into another batch.
+  queueManager_->adoptLeftovers();
+  const auto own = sessionManager_->state();
+  isRedoing_ = true;
+  for (LeftCall& call : leftCallsIn(std::move(left.calls))) {
+    if (KIBailer::sharedBailer().isBailed()) break;
+    if (redoneSession_ != call.session) sessionManager_->restore(sessionIn(left.sessions[call.session]));
+    redoneSession_ = call.session;
+    redoLeftCall(call);
   }
-  noteSession();
+  isRedoing_ = false;
+  redoneSession_ = std::nullopt;
+  sessionManager_->restore(own);
+  queueManager_->persistQueuedEvents();
+  if (!KIBailer::sharedBailer().isBailed()) queueManager_->calls().noteThrough();
+}
+
+void KovaTracker::redoLeftCall(const LeftCall& call) {
+  bool isDone = false;
+  kova::guarded(
+      {*this, "redoLeftCalls"},
+      [&] {
+        kova::mutationQueue.isHere();
+        isDone = redoMessage(call);
+        if (isDone) return;
+        queueManager_->carryOut(call.numbers, [&] {
+          kova::mutationQueue.isHere();
+          redo(call);
+        });
+        isDone = true;
+      },
+      kova::OnException::Report);
+  if (!isDone) queueManager_->carryOut(call.numbers, [] {});  // it would fail each time
 }
 
 bool KovaTracker::redoMessage(const LeftCall& call) {
@@ -182,8 +189,12 @@ void KovaTracker::redo(LeftCall call) {
 
 // The touch that was noted, with what its last action left it with.
 Dictionary KovaTracker::changedTouch(const Dictionary& noted, std::string arguments) {
-  LeftCall call{
-      .numbers = {}, .call = Call::Touch, .arguments = std::move(arguments), .moment = {}, .changed = {}};
+  LeftCall call{.numbers = {},
+                .call = Call::Touch,
+                .arguments = std::move(arguments),
+                .moment = {},
+                .changed = {},
+                .session = {}};
   for (int ahead = 0; ahead < 4; ++ahead) call.next();  // id, time, kind and visibility, which are the same
   MutableDictionary event(dictionaryIn(call.next()).value_or(noted));
   const Value* ancestry = noted.find(KovaTouchEventPropertyViewAncestry);

@@ -32,6 +32,7 @@ struct KovaTracker::LeftCall {
   std::string arguments;  // those that have not been taken yet
   std::string moment;     // empty unless it was noted
   std::string changed;    // of a touch, as its last action left it; the ancestry is as it was
+  KICallLog::Number session;
 
   // Null when there are no more.
   platform::Value next();

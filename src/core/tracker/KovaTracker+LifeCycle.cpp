@@ -101,9 +101,11 @@ KovaTracker::Parts KovaTracker::Parts::ofApp(const std::string& appId) {
 
 KovaTracker::Finished KovaTracker::finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
                                                 const std::shared_ptr<KovaOptions>& options,
-                                                const std::shared_ptr<KISerialStateQueue>& mutationQueue) {
+                                                const std::shared_ptr<KISerialStateQueue>& mutationQueue,
+                                                std::shared_ptr<KICallLog> ownCalls) {
   auto identity = std::make_shared<KIIdentityManager>(left, KIIdentityManager::Origin::Place);
-  auto queues = std::make_shared<KovaQueueManager>(left, kQueueLimits);
+  auto queues = std::make_shared<KovaQueueManager>(left, kQueueLimits,
+                                                   ownCalls ? ownCalls : std::make_shared<KICallLog>());
   const auto tracker =
       std::make_shared<KovaTracker>(Parts{left, std::move(identity), queues}, options, mutationQueue);
   tracker->isStopped_ = true;
@@ -111,7 +113,7 @@ KovaTracker::Finished KovaTracker::finishWorkIn(const std::shared_ptr<KovaPersis
   tracker->redoLeftCalls();
   queues->adoptLeftovers();
   const bool isStored = queues->moveEnqueuedMessagesToBatchAndPersist();
-  queues->abandonStore();
+  ownCalls ? queues->abandonJournal() : queues->abandonStore();
   return isStored ? Finished::Stored : Finished::InMemory;
 }
 
@@ -124,6 +126,8 @@ KovaTracker::KovaTracker(std::string_view appId, std::shared_ptr<KovaOptions> op
             return Parts::ofApp(std::string(appId));
           }(),
           options, std::move(mutationQueue)) {
+  kova::mutationQueue.isHere();  // as in loadStored
+  noteSession();
   holdWorkWhileStoreIsUnreadable();
 }
 
@@ -167,9 +171,10 @@ KovaTracker::KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
 KovaTracker::~KovaTracker() = default;
 
 void KovaTracker::purgeStore() {
-  persistentStore_->purgeInvalidStoresWithQueuedUrlLimit(kPurgedUrlLimit, kQueueLimits.queuedEvents,
-                                                         kQueueLimits.queuedMessageBatches,
-                                                         queueManager_->batchFileNames());
+  const bool isPurged = persistentStore_->purgeInvalidStoresWithQueuedUrlLimit(
+      kPurgedUrlLimit, kQueueLimits.queuedEvents, kQueueLimits.queuedMessageBatches,
+      queueManager_->batchFileNames());
+  if (isPurged) queueManager_->calls().dropLeft();
 }
 
 void KovaTracker::start() {

@@ -62,7 +62,8 @@ KovaTracker::Loaded KovaTracker::finishLeftPlaces(Pace pace) {
     } else if (pace == Pace::Short && size > kMostLeftAtOnce) {
       if (isOwnPlace) return Loaded::PutOff;
     } else {
-      const Finished finished = finishWorkIn(left, options_, mutationQueue_);
+      const Finished finished =
+          finishWorkIn(left, options_, mutationQueue_, isOwnPlace ? queueManager_->sharedCalls() : nullptr);
       if (isOwnPlace && finished == Finished::NotBegun) return Loaded::Unreadable;
       if (!isOwnPlace && finished == Finished::Stored) leftStores_.push_back(left);
     }

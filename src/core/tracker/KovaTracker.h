@@ -60,11 +60,12 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
               std::shared_ptr<KISerialStateQueue> mutationQueue);
   // Finishes what a process that has ended left undone, in its place and as its user, by a tracker that is
   // never started. NotBegun: the place cannot be read for the moment. InMemory: not all of it can be
-  // stored.
+  // stored. The calls that go on being noted there are given for this process's own place.
   enum class Finished { NotBegun, InMemory, Stored };
-  static Finished finishWorkIn(
-      const std::shared_ptr<KovaPersistentStore>& left, const std::shared_ptr<KovaOptions>& options,
-      const std::shared_ptr<KISerialStateQueue>& mutationQueue) KOVA_ON_MUTATION_QUEUE;
+  static Finished finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
+                               const std::shared_ptr<KovaOptions>& options,
+                               const std::shared_ptr<KISerialStateQueue>& mutationQueue,
+                               std::shared_ptr<KICallLog> ownCalls = nullptr) KOVA_ON_MUTATION_QUEUE;
   // What all trackers have; see above for both.
   struct Parts;
   KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
@@ -251,8 +252,9 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   // As performSafelyOnMutationQueueWithBlock, for a call that the block is all of.
   template <class Block>
   void performNotedOnMutationQueue(const char* selector, std::uint64_t call, Block block);
-  void redoLeftCalls() KOVA_ON_MUTATION_QUEUE;
   struct LeftCall;
+  void redoLeftCalls() KOVA_ON_MUTATION_QUEUE;
+  void redoLeftCall(const LeftCall& call) KOVA_ON_MUTATION_QUEUE;
   static std::vector<LeftCall> leftCallsIn(std::vector<KICallLog::Left::Call> left);
   // Whether a message came of it, which says itself that it is done.
   bool redoMessage(const LeftCall& call) KOVA_ON_MUTATION_QUEUE;
@@ -310,6 +312,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
   std::shared_ptr<KovaEventVisualizer> eventVisualizer_ KOVA_OF_MAIN_THREAD;  // null until asked for
   std::atomic<bool> isStopped_ = false;
+  std::optional<KICallLog::Number> redoneSession_ KOVA_OF_MUTATION_QUEUE;  // of those that were left
   std::atomic<bool> isRedoing_ = false;  // of this process's screens nothing is known then
   // Held while the store is taken up, which two trackers of an environment may try.
   platform::Mutex storeMutex_;

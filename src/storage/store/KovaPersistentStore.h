@@ -105,8 +105,8 @@ class KovaPersistentStore {
 
   using Names = std::set<std::string, std::less<>>;
   // Resets everything, the identity included, when the stored queues have grown past these bounds. Called
-  // before anything is loaded; the files spared are those that this process has made by then.
-  void purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
+  // before anything is loaded; the files spared are those that this process has made by then. Whether it did.
+  bool purgeInvalidStoresWithQueuedUrlLimit(std::size_t queuedUrlLimit, std::size_t queuedEventLimit,
                                             std::size_t queuedMessageBatchLimit,
                                             const Names& spared = {}) KOVA_ON_MUTATION_QUEUE;
   void clear(const Names& spared = {}) KOVA_ON_MUTATION_QUEUE;

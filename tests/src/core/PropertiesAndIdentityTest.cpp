@@ -159,7 +159,9 @@ TEST_F(PropertiesAndIdentityTest, ACallIsDoneOnceTheStoreHasIt) {
   const auto left = [&calls] {  // to a process that would start now
     const std::string copy = calls + ".copy";
     std::filesystem::copy_file(calls, copy, std::filesystem::copy_options::overwrite_existing);
-    return KICallLog().open(copy, {}).calls.size();
+    KICallLog log;
+    log.open(copy);
+    return log.takeLeft({}).calls.size();
   };
   device.store("somebodyElses", std::string(200'000, 'x'));
   {

@@ -27,7 +27,8 @@ class KICallLogTest : public testing::Test {
   using Number = KICallLog::Number;
   std::unique_ptr<KICallLog> open(const KICallLog::Done& done = {}) {
     auto log = std::make_unique<KICallLog>();
-    left = log->open(path(), done);
+    log->open(path());
+    left = log->takeLeft(done);
     return log;
   }
   std::string path() const { return folder + "/calls"; }
@@ -61,7 +62,7 @@ TEST_F(KICallLogTest, LeavesWhatIsNotDone) {
   {
     const auto log = open({{journaled}, {}});
     EXPECT_THAT(leftCalls(), ElementsAre("undone at noon", "last"));
-    EXPECT_EQ(left.session, "session");
+    EXPECT_EQ(left.sessions[left.calls[0].session], "session");
     log->noteDone(left.calls[0].number);
     log->writeDone();  // as the journal is about to let go of its message
     log->note("of the next process");
@@ -90,9 +91,34 @@ TEST_F(KICallLogTest, TakesCallsOfALogSink) {
   KICallLog log;
   Number noted = KICallLog::kNotNoted;
   platform::SystemLog::setSink([&](std::string_view) { noted = log.note("of the sink"); });
-  log.open(path(), {});
+  log.open(path());
   platform::SystemLog::setSink(nullptr);
   EXPECT_NE(noted, KICallLog::kNotNoted);
+}
+
+// One of them was killed before it could know what is done, another while it did what was left.
+TEST_F(KICallLogTest, LeavesTheCallsOfEachProcessInTheirOwnSession) {
+  const auto leave = [this](const std::string& session, const std::string& call) {
+    auto log = std::make_unique<KICallLog>();
+    log->open(path());
+    log->noteSession(session);
+    log->note(call);
+    return log;
+  };
+  leave("one", "a");
+  leave("two", "b");
+  {
+    const auto log = leave("three", "c");
+    left = log->takeLeft({});
+    EXPECT_THAT(leftCalls(), ElementsAre("a", "b")) << "its own call is not left yet";
+    log->noteLeftSession(left.calls[0].session, "one, later");
+    const std::string large(10'000, 'x');
+    for (int i = 0; i < 200; ++i) log->noteDone(log->note(large));  // so that it is written anew
+  }
+  open();
+  std::vector<std::string> sessions;
+  for (const auto& call : left.calls) sessions.push_back(call.arguments + ": " + left.sessions[call.session]);
+  EXPECT_THAT(sessions, ElementsAre("a: one, later", "b: two", "c: three"));
 }
 
 TEST_F(KICallLogTest, StaysShort) {

@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/ValueCoding.h"
 #include "platform/foundation/internal/UserDefaultsDatabase.h"
@@ -53,6 +55,17 @@ class UnreadableStoreTest : public testing::Test {
     }
     return all;
   }
+  // What the next start would have to do, were the process killed now.
+  std::size_t leftCalls() const {
+    const std::string path = directories().applicationSupport + "/kova-12345.calls";
+    std::filesystem::copy_file(path, path + ".now", std::filesystem::copy_options::overwrite_existing);
+    KICallLog calls;
+    calls.open(path + ".now");
+    const auto left = calls.takeLeft({});
+    for (const auto& call : left.calls)
+      EXPECT_NE(left.sessions.at(call.session).find(Kova::sessionId().value()), std::string::npos);
+    return left.calls.size();
+  }
   std::shared_ptr<KovaPersistentStore> openStore() const {
     return std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment);
   }
@@ -70,6 +83,7 @@ TEST_F(UnreadableStoreTest, WhatIsRecordedMeanwhileTakesTheStoredUser) {
   device.advance(14);
   EXPECT_EQ(device.service.requestCount(), 0u);
   EXPECT_EQ(Kova::userId(), "");
+  EXPECT_EQ(leftCalls(), 3u) << "with the pageview of the start";
 
   makeReadable();
   device.advance(0.5);
@@ -83,6 +97,7 @@ TEST_F(UnreadableStoreTest, WhatIsRecordedMeanwhileTakesTheStoredUser) {
   EXPECT_NE(targets[0].find("&z=1"), std::string::npos) << targets[0];
   EXPECT_TRUE(targets[1].starts_with("/h?stored=1&u=42&st=")) << targets[1];
   EXPECT_EQ(device.stored("eventProperties"), (Value{{"plan", "pro"}, {"seats", "3"}}));
+  EXPECT_EQ(leftCalls(), 0u);
 }
 
 TEST_F(UnreadableStoreTest, AfterAnUploadIntervalAMadeUpUserGoesOnUntilTheStoredOneCanBeRead) {
@@ -96,6 +111,7 @@ TEST_F(UnreadableStoreTest, AfterAnUploadIntervalAMadeUpUserGoesOnUntilTheStored
   const std::string madeUp = Kova::userId().value();
   EXPECT_THAT(madeUp, testing::MatchesRegex("[0-9]{16}"));
   EXPECT_THAT(senders(), testing::ElementsAre(madeUp + ": customEvent"));
+  EXPECT_EQ(leftCalls(), 2u) << "the event's batch has a file; pageview and properties are in memory alone";
 
   makeReadable();
   device.advance(30);
@@ -104,6 +120,7 @@ TEST_F(UnreadableStoreTest, AfterAnUploadIntervalAMadeUpUserGoesOnUntilTheStored
   EXPECT_EQ(Kova::userId(), "42");
   EXPECT_EQ(device.stored("userId"), Value("42"));
   EXPECT_EQ(device.stored("eventProperties"), Value(Dictionary()));
+  EXPECT_EQ(leftCalls(), 0u);
   device.advance(15);
   device.runUntilRequests(4);
   EXPECT_EQ(senders().back(), "42: lifecycleEvent") << "the upgrade is told once it can be stored";
@@ -118,7 +135,7 @@ class LeftPlaceTest : public UnreadableStoreTest {
     auto second = takePlace();
     write("com.example.app", {{"kova_12345-2_userId", R"("77")"}});
     KICallLog calls;
-    calls.open(directories().applicationSupport + "/kova-12345-2.calls", {});
+    calls.open(directories().applicationSupport + "/kova-12345-2.calls");
     calls.note([](ByteBuffer& bytes) {
       bytes.add('i');  // identify
       appendEncoded(bytes, std::string_view("bob"));
@@ -196,7 +213,7 @@ TEST_F(UnreadableStoreTest, WhatTakesLongIsDoneAfterTheStartAndBeforeWhatComesTh
   NSFileManager().createDirectory(directories().applicationSupport, true);
   {
     KICallLog calls;
-    calls.open(directories().applicationSupport + "/kova-12345.calls", {});
+    calls.open(directories().applicationSupport + "/kova-12345.calls");
     calls.note("e" + std::string(200'000, 'x'));
     calls.note([](ByteBuffer& bytes) {
       bytes.add('r');  // reset
