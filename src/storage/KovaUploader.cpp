@@ -63,7 +63,7 @@ void tellWhenNoApplicationWasStarted() {
   if (UIApplication::sharedApplication() || !KovaLoggingEnabled(kKovaLogLevelDebug) || isTold.exchange(true))
     return;
   KovaLogDebug(
-      "No application was started, so that nothing says whether there is a network. Call platform::startLinuxApplication before Kova::initialize.");
+      "No application was started, so that nothing says whether there is a network. Call Kova::startHost before Kova::initialize.");
 }
 
 // Plain where there is no memory to compress the body.
