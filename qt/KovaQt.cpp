@@ -19,6 +19,14 @@ KovaProperties propertiesOf(const QVariantMap& map) {
   return map.isEmpty() ? KovaProperties() : KovaProperties(dictionaryOf(map));
 }
 
+// QUrl takes the number where a link has its version for the address of a host: 1 for 0.0.0.1.
+std::string textOfLink(const QUrl& url) {
+  QString text = url.toString(QUrl::FullyEncoded);
+  const qsizetype host = text.indexOf(QLatin1String("://0.0.0."));
+  if (host >= 0) text.remove(host + 3, 6);
+  return text.toStdString();
+}
+
 }  // namespace
 
 void KovaQt::start(const QString& environmentId, const KovaQtOptions& options) {
@@ -62,9 +70,7 @@ void KovaQt::setClassRule(const QString& className, KovaQtRule rule, bool holds)
 }
 
 void KovaQt::handleOpenUrl(const QUrl& url) {
-  if (const auto opened = platform::NSURL::create(url.toString(QUrl::FullyEncoded).toStdString())) {
-    Kova::handleOpenURL(*opened);
-  }
+  if (const auto opened = platform::NSURL::create(textOfLink(url))) Kova::handleOpenURL(*opened);
 }
 
 void KovaQt::startEVPairing() { Kova::startEVPairing(); }

@@ -37,13 +37,18 @@ struct ClassRule {
 };
 
 // Dialogs that show the user's own files and printers tell no texts.
+constexpr const char* kPrivateDialogs[] = {"QFileDialog", "QAbstractPrintDialog", "QPageSetupDialog",
+                                           "QPrintPreviewDialog"};
+
 std::vector<ClassRule>& classRules() {
-  static auto& rules = *new std::vector<ClassRule>{
-      {"QFileDialog", KovaQtRule::RedactText, true},
-      {"QFileDialog", KovaQtRule::RedactAccessibilityLabel, true},
-      {"QAbstractPrintDialog", KovaQtRule::RedactText, true},
-      {"QAbstractPrintDialog", KovaQtRule::RedactAccessibilityLabel, true},
-  };
+  static auto& rules = *[] {
+    auto* const first = new std::vector<ClassRule>;
+    for (const char* dialog : kPrivateDialogs) {
+      first->push_back({dialog, KovaQtRule::RedactText, true});
+      first->push_back({dialog, KovaQtRule::RedactAccessibilityLabel, true});
+    }
+    return first;
+  }();
   return rules;
 }
 

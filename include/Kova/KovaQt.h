@@ -104,7 +104,8 @@ class KOVA_EXPORT KovaQt {
 
   // For all widgets of the class and of those below it, until a property of a widget says otherwise; the
   // latest rule for a class holds. What is redacted is so in the windows that such a widget opens, too. Texts
-  // of QFileDialog and QAbstractPrintDialog are redacted unless taken back by `holds`.
+  // of QFileDialog, QAbstractPrintDialog, QPageSetupDialog and QPrintPreviewDialog are redacted unless taken
+  // back by `holds`.
   static void setClassRule(const QString& className, KovaQtRule rule, bool holds = true);
 
   // A link that the program was asked to open; one of a dashboard starts pairing.

@@ -131,21 +131,24 @@ TEST_F(KovaQtTest, ShowsWhatWasSent) {
   EXPECT_EQ(std::size_t(list->count()), kovaqt::SentData::shared().requests().size()) << "no pageview of it";
 }
 
-TEST_F(KovaQtTest, AShortcutPairs) {
+TEST_F(KovaQtTest, AShortcutAndALinkPair) {
   options.visualizerUrl = options.captureUrl;
   options.pairingShortcut = QKeySequence("Ctrl+Shift+K");
   KovaQt::start("11", options);
   QWidget window;
   window.show();
   EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
-  const auto asksToPair = [this] {
-    return std::ranges::any_of(server.requests(), [](const auto& each) { return each.header("Upgrade"); });
+  const auto asked = [this] {
+    return std::ranges::count_if(server.requests(), [](const auto& each) { return each.header("Upgrade"); });
   };
   QTest::keyClick(window.windowHandle(), Qt::Key_K, Qt::ControlModifier);
   Kova::flush(30);
-  EXPECT_FALSE(asksToPair());
+  EXPECT_EQ(asked(), 0);
   QTest::keyClick(window.windowHandle(), Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
-  EXPECT_TRUE(QTest::qWaitFor(asksToPair));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return asked() == 1; }));
+  KovaQt::stopEVPairing();
+  KovaQt::handleOpenUrl(QUrl("kova-11://1/launch-ev"));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return asked() == 2; }));
 }
 
 TEST_F(KovaQtTest, AClassHasRulesAndAWidgetOfItItsOwn) {

@@ -3,22 +3,39 @@
 #include <Kova/Kova.h>
 #include <gmock/gmock.h>
 
+#include <QCalendarWidget>
+#include <QColorDialog>
 #include <QComboBox>
+#include <QDial>
+#include <QDialogButtonBox>
+#include <QFileDialog>
 #include <QGraphicsTextItem>
 #include <QGraphicsView>
+#include <QGroupBox>
 #include <QHeaderView>
+#include <QInputDialog>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPageSetupDialog>
+#include <QPrintDialog>
+#include <QPrintPreviewDialog>
+#include <QPushButton>
 #include <QSlider>
 #include <QTableWidget>
 #include <QToolButton>
+#include <QUrlQuery>
 #include <QVBoxLayout>
 
 #include "tests/platform/qt/Touching.h"
 #include "tests/qt/KovaQtHost.h"
+
+// Stands for the one of a library that is not linked: it is known by its name.
+class QOpenGLWidget : public QWidget {
+  Q_OBJECT
+};
 
 namespace {
 
@@ -44,6 +61,19 @@ Lines linesIn(const HttpServer& server) {
     }
   }
   return lines;
+}
+
+// "QFileDialog 'Open'", in the order in which they came.
+Lines screensIn(const HttpServer& server) {
+  Lines screens;
+  for (const HttpRequest& request : server.requests()) {
+    const QUrlQuery query(QUrl(QString::fromStdString(request.target)));
+    const auto part = [&](const char* name) {
+      return query.queryItemValue(QLatin1String(name), QUrl::FullyDecoded).toStdString();
+    };
+    if (query.hasQueryItem("h")) screens.push_back(part("h") + " '" + part("t") + "'");
+  }
+  return screens;
 }
 
 class WireTest : public KovaQtTest {
@@ -114,6 +144,66 @@ TEST_F(WireTest, OfWidgets) {
                              "touch QLineEdit#password", "fieldedit QLineEdit#password"));
 }
 
+TEST_F(WireTest, OfWidgetsThatPaintThemselves) {
+  add<QDial>("turn");
+  add<QCalendarWidget>("day");
+  add<QOpenGLWidget>("model").setMinimumSize(50, 50);
+  add<QGroupBox>("paper").setTitle("&Paper");
+  auto* const inside = new QLabel("inside", window.findChild<QOpenGLWidget*>());
+  inside->resize(50, 50);
+  start();
+  for (const char* name : {"turn", "day", "model", "paper"}) click(*window.findChild<QWidget*>(name));
+  EXPECT_THAT(arrived(),
+              testing::UnorderedElementsAre("touch QDial#turn sliderReleased", "touch QCalendarWidget#day",
+                                            "touch QOpenGLWidget#model", "touch QGroupBox#paper <Paper>"));
+}
+
+// Those that show the user's files, printers and pages tell no texts.
+TEST_F(WireTest, OfDialogsOfQt) {
+  QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+  start();
+  QColorDialog colour(&window);
+  QInputDialog name(&window);
+  QFileDialog file(&window, "Open");
+  QPrintDialog print(&window);
+  QPageSetupDialog page(&window);
+  QPrintPreviewDialog preview(&window);
+  for (QDialog* const dialog : std::initializer_list<QDialog*>{&colour, &name, &file, &print, &page}) {
+    dialog->show();
+    EXPECT_TRUE(QTest::qWaitForWindowActive(dialog));
+    QCoreApplication::processEvents();
+    auto* const button = dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Cancel);
+    button->setText("Leave");
+    QTest::mousePress(dialog->windowHandle(), Qt::LeftButton, {},
+                      button->mapTo(dialog, button->rect().center()));
+    QTest::mouseRelease(dialog->windowHandle(), Qt::LeftButton, {}, {-1, -1});  // which is no click
+    dialog->hide();
+    QCoreApplication::processEvents();
+  }
+  preview.show();
+  EXPECT_TRUE(QTest::qWaitForWindowActive(&preview));
+  QCoreApplication::processEvents();
+  const std::string told = "touch QPushButton 'Leave' <Leave>", redacted = "touch QPushButton '****' <****>";
+  EXPECT_THAT(arrived(), testing::UnorderedElementsAre(told, told, redacted, redacted, redacted));
+  for (const char* screen : {"QColorDialog", "QInputDialog", "QFileDialog 'Open'", "QPrintPreviewDialog"}) {
+    EXPECT_THAT(screensIn(server), testing::Contains(testing::StartsWith(screen)));
+  }
+}
+
+TEST_F(WireTest, OfToolWindowsThatAreSaidToBeScreens) {
+  QWidget silent(&window, Qt::Tool), palette(&window, Qt::Tool);
+  palette.setProperty("kovaScreen", "Palette");
+  palette.setWindowTitle("Colours");
+  silent.setWindowTitle("Silent");
+  start();
+  silent.show();
+  palette.show();
+  QCoreApplication::processEvents();
+  arrived();
+  EXPECT_THAT(screensIn(server), testing::Contains("Palette 'Colours'"));
+  EXPECT_THAT(screensIn(server), testing::Not(testing::Contains("QWidget 'Silent'")));
+}
+
 TEST_F(WireTest, OfGesturesThatAreAskedFor) {
   const Qt::GestureType type = QGestureRecognizer::registerRecognizer(new Touching);
   auto& label = add<QLabel>("picture");
@@ -126,3 +216,5 @@ TEST_F(WireTest, OfGesturesThatAreAskedFor) {
 }
 
 }  // namespace
+
+#include <KovaQtWireTest.moc>
