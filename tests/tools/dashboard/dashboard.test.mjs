@@ -100,6 +100,9 @@ test('a story: what was done, by its own time, on which screen, in whose session
   await fetch(dashboard.url + trackPath, { method: 'POST', body, headers: { 'Content-Type': 'application/json' } });
   await dashboard.row('Order placed').locator('.row-uploaded').waitFor();
   assert.deepEqual((await texts('.row-title')).slice(2, 5), ['Swiped a redacted text', 'Order placed', 'Edited E-mail']);
+  await dashboard.row('Order placed').click();
+  await dashboard.page.locator('pre.message:visible', { hasText: 'customEvent' }).waitFor(); // where the picture would be
+  await dashboard.isAccessible();
   await dashboard.row('a redacted text').click();
   await dashboard.showsEvent('Swiped a redacted text');
   assert.doesNotMatch(await dashboard.page.locator('.hints').textContent(), /equal/, 'nobody knows whether they are');
@@ -132,7 +135,8 @@ test('status is true: who is live, who left and why, and what to do about it', a
   assert.deepEqual(await page.locator('.device h3').allTextContents(), ['Grace’s iPad', 'Ada’s iPhone']);
   assert.equal(await focused(), 'Cancel the request to Grace’s iPad');
   grace.close(); // as "Reject" does
-  await dashboard.shows('.device[data-state="gone"]', /Refused at.*Wake the Event Visualizer/s);
+  await page.locator('.device', { hasText: 'Refused' }).getByText('What to do').click();
+  await page.getByText(/^Refused at.*Wake the Event Visualizer/).waitFor();
   await dashboard.isAccessible();
 
   // One phone that comes and goes is one card.
