@@ -12,7 +12,7 @@ export class TimelineFilters {
   #onLeave;
   #search = el('input', {
     type: 'search',
-    placeholder: 'Search',
+    placeholder: 'Search (/)',
     title: 'Text, selector, screen, controller, device',
     'aria-label': 'Search events',
     autocomplete: 'off',
@@ -28,7 +28,7 @@ export class TimelineFilters {
     this.#search.addEventListener('input', () => store.setFilter({ text: this.#search.value.trim() }));
     this.#search.addEventListener('keydown', (event) => this.#handleKey(event));
     this.#device.addEventListener('change', () => store.setFilter({ device: this.#device.value || null }));
-    const search = el('label', { class: 'search' }, icon('search'), this.#search, el('kbd', { text: '/' }));
+    const search = el('label', { class: 'search' }, icon('search'), this.#search);
     const chips = Object.keys(KINDS).map((kind) => this.#chip(kind));
     this.element = el(
       'header',
