@@ -178,7 +178,6 @@ void KICallLog::appendThrough() {
 
 void KICallLog::close() {
   const MutexLock lock(mutex_);
-  if (file_ && undone_ == 0 && journaled_.empty()) file_->clear();
   file_ = nullptr;
 }
 

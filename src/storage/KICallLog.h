@@ -61,7 +61,7 @@ class KICallLog {
   void dropLeft() KOVA_ON_MUTATION_QUEUE;
   // What was left has been done, as far as it could be: the next start may try again what comes now.
   void noteThrough() KOVA_ON_MUTATION_QUEUE;
-  // Lets go of the file; empties it before, if nothing in it is still to be done.
+  // Lets go of the file.
   void close() KOVA_ON_MUTATION_QUEUE;
 
   // kNotNoted when it is in memory only. encode(buffer) adds the arguments.

@@ -137,11 +137,6 @@ void KIJournal::empty() {
   isDue_ = false;
 }
 
-void KIJournal::close() {
-  if (file_ && !hasKept_) empty();
-  file_ = nullptr;
-}
-
 void KIJournal::clearFor(const KovaPersistentStore& store) {
   for (const std::string& path : pathsFor(store)) {
     if (path.empty() || NSFileManager().fileExists(path) == FileKind::None) continue;

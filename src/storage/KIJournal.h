@@ -53,10 +53,11 @@ class KIJournal {
   std::uint64_t number() const KOVA_ON_MUTATION_QUEUE { return number_; }
   void noteOnDisk(std::uint64_t number) KOVA_ON_MUTATION_QUEUE;
 
-  // Lets go of the file, and empties it if the store has all: from now on messages are in memory only.
-  void close() KOVA_ON_MUTATION_QUEUE;
+  // Lets go of the file: from now on messages are in memory only.
+  void close() KOVA_ON_MUTATION_QUEUE { file_ = nullptr; }
 
-  // Empties the journal of the store's environment, unless somebody holds it; or removes it, and its number.
+  // Empties journal and calls of the store's place, unless somebody holds them; or removes them, and the
+  // number.
   static void clearFor(const KovaPersistentStore& store);
   static void removeFor(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
   static bool existsFor(const KovaPersistentStore& store);

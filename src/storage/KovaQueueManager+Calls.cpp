@@ -50,9 +50,14 @@ void KovaQueueManager::carryOut(std::span<const KICallLog::Number> calls,
 // Batch files and the database first, and then what may let go of their contents.
 void KovaQueueManager::synchronizeFiles() {
   std::vector<std::string> paths = persistentStore_->pathsOfFiles();
+  for (const TakenOver& place : takenOver_) {
+    if (const auto& url = place.left->cacheUrl()) paths.insert(paths.begin(), url->path());
+  }
   for (std::string& path : KIJournal::pathsFor(*persistentStore_)) paths.push_back(std::move(path));
-  disk_->synchronize(std::move(paths), [self = shared_from_this(), number = journal_.number()] {
+  disk_->synchronize(std::move(paths), [self = shared_from_this(), number = journal_.number(),
+                                        places = placesLeft_ + takenOver_.size()] {
     kova::mutationQueue.isHere();
+    self->leavePlacesTakenOver(places);
     self->journal_.noteOnDisk(number);
   });
 }
@@ -116,6 +121,10 @@ std::optional<KICallLog::Numbers> KovaQueueManager::storedDoneCalls() const {
   return numbers;
 }
 
-void KovaQueueManager::removeDoneCalls(KovaPersistentStore& store) {
+void KovaQueueManager::removeFromPersistentStore(KovaPersistentStore& store) {
+  store.removeObjectForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
+  store.removeObjectForKey(KovaPersistentPropertyKeyQueuedEvents);
+  store.removeObjectForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
   store.removeObjectForKey(kDoneCallsKey);
+  KIJournal::clearFor(store);
 }

@@ -67,17 +67,18 @@ bool KovaQueueManager::areFilesLeftBehindIn(const KovaPersistentStore& store) {
 
 // Files first: should the process end in between, the next start finds the rows where they were, and takes
 // them over with the files that have been moved already.
-void KovaQueueManager::takeOver(KovaPersistentStore& left) {
-  if (!isLoaded()) return;
+bool KovaQueueManager::takeQueuesOf(KovaPersistentStore& left) {
   Row urls{KovaPersistentPropertyKeyQueuedUrlStrings, limits_.queuedUrls, urls_.size()};
   Row events{KovaPersistentPropertyKeyQueuedEvents, limits_.queuedEvents, queuedEvents_.size()};
   Row batches{KovaPersistentPropertyKeyQueuedMessageBatches, limits_.queuedMessageBatches, batches_.size()};
   const auto rows = {&urls, &events, &batches};
   // A process that ended while it took over may have brought a file here, or to a place between, whose batch
   // was found by then, and has its row twice.
-  if (!split(urls, left) || !split(events, left) || !split(batches, left, batchFileNames())) return;
-  if (std::none_of(rows.begin(), rows.end(), [](const Row* row) { return row->isShorter; })) return;
-  if (!persistentStore_->takeFilesOf(left, fileNamesIn(batches.rest))) return;
+  if (!split(urls, left) || !split(events, left) || !split(batches, left, batchFileNames())) return false;
+  const bool isEmptied =
+      std::all_of(rows.begin(), rows.end(), [](const Row* row) { return row->rest.empty(); });
+  if (std::none_of(rows.begin(), rows.end(), [](const Row* row) { return row->isShorter; })) return isEmptied;
+  if (!persistentStore_->takeFilesOf(left, fileNamesIn(batches.rest))) return false;
   const bool isStored = persistentStore_->changeInOneStep([&] {
     kova::mutationQueue.isHere();
     for (const Row* row : rows) {
@@ -86,11 +87,24 @@ void KovaQueueManager::takeOver(KovaPersistentStore& left) {
     append(urls.taken, batches.taken, events.taken);
     persistQueuedEvents();
   });
-  if (!isStored) return;
+  if (!isStored) return false;
   persistQueuedEvents();
   KovaLogDebug("Took up %lu requests, %lu batches and %lu messages of a process that has ended.",
                urls.taken.size(), batches.taken.size(), events.taken.size());
-  if (std::all_of(rows.begin(), rows.end(), [](const Row* row) { return row->rest.empty(); })) left.erase();
+  return isEmptied;
+}
+
+// The journal last: a power failure may take what the store says of its messages.
+void KovaQueueManager::takeOver(const std::shared_ptr<KovaPersistentStore>& left) {
+  if (isLoaded()) takenOver_.push_back({left, takeQueuesOf(*left)});
+}
+
+void KovaQueueManager::leavePlacesTakenOver(std::size_t count) {
+  for (; placesLeft_ < count; ++placesLeft_) {
+    const TakenOver& place = takenOver_.front();
+    place.isEmpty ? void(place.left->erase()) : KIJournal::clearFor(*place.left);
+    takenOver_.pop_front();
+  }
 }
 
 void KovaQueueManager::append(const std::vector<Value>& urls, const std::vector<Value>& batches,

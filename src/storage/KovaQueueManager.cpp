@@ -385,14 +385,6 @@ bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersisten
          storedCount(KovaPersistentPropertyKeyQueuedMessageBatches) >= limits.queuedMessageBatches + kSlack;
 }
 
-void KovaQueueManager::removeFromPersistentStore(KovaPersistentStore& store) {
-  store.removeObjectForKey(KovaPersistentPropertyKeyQueuedUrlStrings);
-  store.removeObjectForKey(KovaPersistentPropertyKeyQueuedEvents);
-  store.removeObjectForKey(KovaPersistentPropertyKeyQueuedMessageBatches);
-  removeDoneCalls(store);
-  KIJournal::clearFor(store);
-}
-
 std::vector<MutableDictionary> KovaQueueManager::mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
     const std::vector<Dictionary>& dictionaries) {
   std::vector<MutableDictionary> copies;

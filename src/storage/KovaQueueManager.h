@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -156,8 +157,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
 
   // What another process has left in the store of its place, in batches, requests and single messages, comes
   // behind what waits here, each until half of its limit is taken: what this process does next finds room.
-  // The rest waits in its place for a later start; a place without a rest is erased. Only when loaded.
-  void takeOver(KovaPersistentStore& left) KOVA_ON_MUTATION_QUEUE;
+  // The rest waits in its place for a later start; a place without a rest is erased. Journal and calls of the
+  // place go as soon as what came of them outlives a power failure. Only when loaded.
+  void takeOver(const std::shared_ptr<KovaPersistentStore>& left) KOVA_ON_MUTATION_QUEUE;
   static bool isAnythingQueuedIn(const KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
   // Files of batches that no row names: their process has ended while it took them over.
   static bool areFilesLeftBehindIn(const KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
@@ -178,6 +180,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
  private:
   // Drops the oldest messages that exceed the limit with that many more.
   void makeRoomForEvents(std::size_t count) KOVA_ON_MUTATION_QUEUE;
+  // Whether nothing is left in the other's queues.
+  bool takeQueuesOf(KovaPersistentStore& left) KOVA_ON_MUTATION_QUEUE;
+  void leavePlacesTakenOver(std::size_t count) KOVA_ON_MUTATION_QUEUE;
   // Behind those that wait; one with the id of one that waits, in its place.
   void takeIn(std::vector<platform::MutableDictionary> messages) KOVA_ON_MUTATION_QUEUE;
   void append(const std::vector<platform::Value>& urls, const std::vector<platform::Value>& batches,
@@ -195,7 +200,6 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   std::optional<KICallLog::Numbers> storedDoneCalls() const KOVA_ON_MUTATION_QUEUE;
   // Of those that the file may not call done yet, and of the ones given.
   void storeDoneCalls(std::span<const KICallLog::Number> others) KOVA_ON_MUTATION_QUEUE;
-  static void removeDoneCalls(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
   // Unless it is part of a call that is being carried out, which does it at its end.
   void persistPushedUrl() KOVA_ON_MUTATION_QUEUE;
   void watchForAPageview() KOVA_ON_MUTATION_QUEUE;
@@ -218,6 +222,13 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   KIStoredQueue<Batch> batches_ KOVA_OF_MUTATION_QUEUE;
   const std::shared_ptr<KICounters> counters_ = std::make_shared<KICounters>();
   const std::shared_ptr<KIDiskSync> disk_ = std::make_shared<KIDiskSync>();
+  struct TakenOver {
+    std::shared_ptr<KovaPersistentStore> left;
+    bool isEmpty;
+  };
+  // Those before the last pass that synced the files are gone.
+  std::deque<TakenOver> takenOver_ KOVA_OF_MUTATION_QUEUE;
+  std::size_t placesLeft_ KOVA_OF_MUTATION_QUEUE = 0;
   // In the batch files that this process has made or read.
   std::map<std::string, std::size_t, std::less<>> messageCounts_ KOVA_OF_MUTATION_QUEUE;
   // An idle app does not write the same empty queue again and again.

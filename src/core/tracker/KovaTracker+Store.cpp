@@ -42,7 +42,7 @@ KovaTracker::Loaded KovaTracker::loadStored(Pace pace) {
   const bool isMuchLeft = queueManager_->sizeOfLeftCalls() > kMostLeftAtOnce;
   if (areFinished == Loaded::PutOff || (pace == Pace::Short && isMuchLeft)) return Loaded::PutOff;
   redoLeftCalls();
-  for (const auto& left : std::exchange(leftStores_, {})) queueManager_->takeOver(*left);
+  for (const auto& left : std::exchange(leftStores_, {})) queueManager_->takeOver(left);
   return Loaded::Yes;
 }
 
@@ -57,8 +57,11 @@ KovaTracker::Loaded KovaTracker::finishLeftPlaces(Pace pace) {
     if (isOwnPlace && !persistentStore_->isHeldBack()) continue;
     const std::uint64_t sizeHere = KIJournal::sizeFor(*left);
     size += sizeHere;
-    if (sizeHere == 0 && (isOwnPlace || !KovaQueueManager::areFilesLeftBehindIn(*left))) {
-      if (!isOwnPlace && KovaQueueManager::isAnythingQueuedIn(*left)) leftStores_.push_back(left);
+    const bool isIdle = sizeHere == 0;
+    if (isIdle && !isOwnPlace && KovaQueueManager::isAnythingQueuedIn(*left)) {
+      leftStores_.push_back(left);  // files that no row names come with the others
+    } else if (isIdle && (isOwnPlace || !KovaQueueManager::areFilesLeftBehindIn(*left))) {
+      continue;
     } else if (pace == Pace::Short && size > kMostLeftAtOnce) {
       if (isOwnPlace) return Loaded::PutOff;
     } else {

@@ -53,6 +53,12 @@ std::vector<KIStorePlace> KIStorePlace::takeLeft(const std::string& appId, int f
   return left;
 }
 
+KIStorePlace KIStorePlace::sharedWithOwner() const {
+  KIStorePlace place{appId_, number_, nullptr};
+  place.isHeldByOwner_ = isHeld();
+  return place;
+}
+
 bool KIStorePlace::mayHaveOthers() const { return !isFirst() || exists(pathOfLock(appId_, kFirstFurther)); }
 
 bool KIStorePlace::removeAll() {

@@ -27,14 +27,17 @@ class KIStorePlace {
   static constexpr int kFirst = 1;
   static constexpr int kFirstFurther = 2;
   static std::vector<KIStorePlace> takeLeft(const std::string& appId, int from);
-  // The same place, without holding it.
-  KIStorePlace sharedWithOwner() const { return {appId_, number_, nullptr}; }
+  // The same place, for as long as this one lives.
+  KIStorePlace sharedWithOwner() const;
 
   const std::string& appId() const { return appId_; }
   bool isKnown() const { return number_ != kNone; }
   bool isFirst() const { return number_ == kFirst; }
   // What its keys and files are named after.
   std::string name() const { return isFirst() ? appId_ : appId_ + "-" + std::to_string(number_); }
+
+  // By this process: nobody else makes files in it.
+  bool isHeld() const { return lock_ || isHeldByOwner_; }
 
   // Whether further processes have ever run beside a first one.
   bool mayHaveOthers() const;
@@ -49,5 +52,6 @@ class KIStorePlace {
 
   std::string appId_;
   int number_ = kFirst;
-  std::unique_ptr<platform::LockFile> lock_;  // null when it is not held
+  std::unique_ptr<platform::LockFile> lock_;  // null when it is not held, or held by another object
+  bool isHeldByOwner_ = false;
 };

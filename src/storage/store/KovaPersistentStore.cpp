@@ -15,7 +15,7 @@ using namespace platform;
 
 namespace {
 
-// Seconds. A younger file may be one that another process is about to name.
+// Seconds. In a place that is not held, a younger file may be one that another process is about to name.
 constexpr double kSettledAfter = 60;
 
 // None unless the data is an array of dictionaries.
@@ -242,7 +242,7 @@ std::optional<KovaPersistentStore::Leftover> KovaPersistentStore::leftover(const
                                                                            double age,
                                                                            const Names& messageIds) const {
   const std::string path = *pathOf(fileName);
-  const bool isSettled = age > kSettledAfter;
+  const bool isSettled = place_.isHeld() || age > kSettledAfter;
   // What could not be removed once it was sent would be sent again at every start.
   if ((!isSettled && messageIds.empty()) || !fileManager_.isDeletableFile(path)) return std::nullopt;
   const auto messages = messagesIn(fileManager_.contents(path));

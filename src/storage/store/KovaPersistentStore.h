@@ -130,8 +130,8 @@ class KovaPersistentStore {
       KOVA_ON_MUTATION_QUEUE;
   void removeJSONObjectDataFromDisk(std::string_view fileName) const KOVA_ON_MUTATION_QUEUE;
   // Removes what a killed process has half written, and answers, oldest first, which other files than the
-  // known ones it has left behind: arrays of dictionaries that nobody has touched for a minute, and younger
-  // ones that hold messages of the given ids, which are named then.
+  // known ones it has left behind: arrays of dictionaries, with those of the given ids that they hold. In a
+  // place that is not held, those that nobody has touched for a minute, or that hold such messages.
   struct Leftover {
     std::string fileName;
     Names messageIds;  // of those given

@@ -101,23 +101,25 @@ TEST_F(KIStorePlaceTest, GivesWhatIsLeftInItToAnotherUntilHalfOfEachQueueIsTaken
 
   queues = std::make_shared<KovaQueueManager>(first, limits);
   queues->enqueueMessage(unenriched(0));
-  queues->takeOver(*second);
+  queues->takeOver(second);
   EXPECT_EQ(stored("queuedPageviews"), R"(["x?0","x?1"])");
   EXPECT_EQ(stored("parts"), R"([{"n":0},{"n":1}])");
   EXPECT_EQ(waitingUrls(*second), 2u);
   EXPECT_EQ(waiting(), (Counts{2, 2, 1}));
   EXPECT_THAT(device.batchFiles(), SizeIs(1));
-  queues->takeOver(*second);
+  queues->takeOver(second);
   EXPECT_EQ(waiting(), (Counts{2, 2, 1})) << "there is no more room";
 
   first->setObject(Array(), "queuedPageviews");
   first->setObject(Array(), "parts");
   queues = nullptr;
   queues = std::make_shared<KovaQueueManager>(first, limits);
-  queues->takeOver(*second);
+  queues->takeOver(second);
   EXPECT_EQ(stored("queuedPageviews"), R"(["x?2","x?3"])");
   EXPECT_EQ(stored("parts"), R"([{"n":2},{"n":3}])");
   EXPECT_FALSE(KovaQueueManager::isAnythingQueuedIn(*second));
+  queues->synchronizeFiles();
+  device.drain();
   EXPECT_FALSE(std::filesystem::exists(device.batchDirectory() + "-2"));
 }
 
@@ -130,7 +132,7 @@ TEST_F(KIStorePlaceTest, GivesABatchOnceThatAnEndedProcessHadBegunToTakeOver) {
   for (const auto& left : {second, third})
     left->setObject(Array{{{"messagesIdentifier", file}}}, "queuedMessageBatches");
   queues = std::make_shared<KovaQueueManager>(first, KovaQueueManager::Limits{6, 6, 6});
-  for (const auto& left : {second, third}) queues->takeOver(*left);
+  for (const auto& left : {second, third}) queues->takeOver(left);
   EXPECT_EQ(waiting(), (Counts{0, 0, 1}));
   EXPECT_FALSE(KovaQueueManager::isAnythingQueuedIn(*third));
 }

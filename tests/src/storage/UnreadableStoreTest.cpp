@@ -162,6 +162,19 @@ TEST_F(LeftPlaceTest, IsDoneAsItsUserWhenTheProcessThatComesThereCannotReadItAtF
   expectBobNamedInItsOwnPlace();
 }
 
+// A power failure may take a batch file, and its row, that came of a journal.
+TEST_F(LeftPlaceTest, KeepsItsCallsUntilWhatCameOfThemIsOnDisk) {
+  const std::string calls = directories().applicationSupport + "/kova-12345-2.calls";
+  const auto size = [&calls] { return std::filesystem::file_size(calls); };
+  const auto before = size();
+  device.start();
+  EXPECT_GE(size(), before);
+  Kova::track("Now");
+  device.upload();
+  device.advance(15);
+  EXPECT_FALSE(std::filesystem::exists(calls));
+}
+
 TEST_F(LeftPlaceTest, IsLookedForWhenAPlaceIsTakenLate) {
   std::vector<KIStorePlace> all;
   for (int i = 0; i < 16; ++i) all.push_back(takePlace());
@@ -200,9 +213,7 @@ TEST_F(UnreadableStoreTest, FilesInALeftPlaceThatNoRowNamesAreTakenOver) {
   {
     const auto first = KIStorePlace::take(SimulatedDevice::kEnvironment);
     KovaPersistentStore second(KIStorePlace::take(SimulatedDevice::kEnvironment));
-    const auto file = second.saveJSONObjectToDisk(Array{{{"n", 1}}}).value();
-    const timespec longAgo[2] = {{1, 0}, {1, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, (device.batchDirectory() + "-2/" + file).c_str(), longAgo, 0), 0);
+    second.saveJSONObjectToDisk(Array{{{"n", 1}}});
   }
   device.start();
   EXPECT_THAT(device.batchFiles(), testing::SizeIs(1));
