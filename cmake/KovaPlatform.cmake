@@ -24,7 +24,7 @@ endfunction()
 
 kova_platform_library(KovaPlatform ${layer_objects})
 add_library(Kova::Platform ALIAS KovaPlatform)
-target_link_libraries(KovaPlatform PRIVATE PkgConfig::utf8proc SQLite::SQLite3 OpenSSL::SSL OpenSSL::Crypto CURL::libcurl
+target_link_libraries(KovaPlatform PRIVATE PkgConfig::utf8proc SQLite::SQLite3 OpenSSL::SSL OpenSSL::Crypto ${kova_linked_curl}
                                            ZLIB::ZLIB ${CMAKE_DL_LIBS}
                                    PUBLIC Threads::Threads)
 

@@ -16,6 +16,12 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/src)
 
+# What is loaded when it is needed is asked for by nobody else.
+set(kova_curl_package)
+if(kova_loaded_curl)
+  set(kova_curl_package "libcurl4 | libcurl4t64")
+endif()
+
 set(kova_library libkova${kova_interface_version})
 set(kova_this_version "(= ${PROJECT_VERSION}-1)")
 # The symbols say nothing of the loader that packed relocations need.
@@ -56,7 +62,7 @@ set(kova_triggers ${PROJECT_BINARY_DIR}/debian/triggers)
 set(CPACK_COMPONENTS_ALL)
 kova_package(runtime ${kova_library} libs "product analytics in the app's process"
              "${kova_about}This package holds the libraries that programs in C++ run with."
-             DEPENDS ${kova_loader}
+             DEPENDS ${kova_loader} ${kova_curl_package}
              CONTROL ${kova_triggers})
 kova_package(c libkovac0 libs "product analytics in the app's process, for C"
              "${kova_about}This package holds the library that programs in C and other languages run with."
@@ -74,6 +80,6 @@ if(TARGET KovaQt)
   kova_package(tools kova-tools utils "product analytics in unmodified Qt programs"
                "${kova_about}This package holds kova-run, which brings Kova into a Qt 6 program that knows\n\
 nothing of it."
-               DEPENDS ${kova_loader})
+               DEPENDS ${kova_loader} ${kova_curl_package})
 endif()
 include(CPack)

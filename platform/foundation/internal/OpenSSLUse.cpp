@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -34,16 +35,14 @@ Gate& gate() {
 // 12 does not see waits by the steady one.
 void close() {
   std::unique_lock lock(gate().mutex);
-  gate().isClosed = true;
+  if (std::exchange(gate().isClosed, true)) return;
   gate().closer = std::this_thread::get_id();
   gate().emptied.wait_until(lock, std::chrono::system_clock::now() + kLongestWait,
                             [] { return gate().users == 0; });
 }
 
-// OpenSSL calls first what was registered last: its TLS half registers an end of its own, which must come
-// after the wait.
 void prepare() {
-  OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
+  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
   pthread_atfork([] { gate().mutex.lock(); }, [] { gate().mutex.unlock(); },
                  [] {
                    gate().users = 0;
@@ -52,11 +51,7 @@ void prepare() {
   OPENSSL_atexit(&close);
 }
 
-}  // namespace
-
-OpenSSLUse::OpenSSLUse() {
-  static std::once_flag prepared;
-  std::call_once(prepared, &prepare);
+void enter() {
   std::unique_lock lock(gate().mutex);
   while (gate().isClosed && gate().closer != std::this_thread::get_id()) {
     lock.unlock();
@@ -66,9 +61,29 @@ OpenSSLUse::OpenSSLUse() {
   ++gate().users;
 }
 
-OpenSSLUse::~OpenSSLUse() {
+void leave() {
   const std::lock_guard lock(gate().mutex);
   if (--gate().users == 0 && gate().isClosed) gate().emptied.notify_all();
 }
+
+// OpenSSL calls first what was registered last: its TLS half registers an end of its own, which must come
+// after the wait. A use of its own, so that one that lasts does not begin while OpenSSL goes.
+void prepareTLS() {
+  enter();
+  OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
+  OPENSSL_atexit(&close);
+  leave();
+}
+
+}  // namespace
+
+OpenSSLUse::OpenSSLUse(Of of) {
+  static std::once_flag prepared, preparedTLS;
+  std::call_once(prepared, &prepare);
+  if (of == Of::TLS) std::call_once(preparedTLS, &prepareTLS);
+  enter();
+}
+
+OpenSSLUse::~OpenSSLUse() { leave(); }
 
 }  // namespace platform

@@ -10,10 +10,14 @@ namespace platform {
 // uses that are going on have ended; another thread that begins one from then on stays in the constructor. In
 // a forked child nothing is in use.
 //
+// What TLS needs is made ready by its first use, because it takes two megabytes.
+//
 // Any thread. Not to be nested.
 class OpenSSLUse {
  public:
-  OpenSSLUse();
+  enum class Of { Digests, TLS };
+
+  explicit OpenSSLUse(Of of = Of::Digests);
   ~OpenSSLUse();
   OpenSSLUse(const OpenSSLUse&) = delete;
   OpenSSLUse& operator=(const OpenSSLUse&) = delete;

@@ -69,14 +69,14 @@ std::size_t taken(std::size_t size, Take take) {
 
 }  // namespace
 
-HTTPTransfer::HTTPTransfer(std::shared_ptr<NSURLSessionDataTask> task)
-    : task_(std::move(task)), handle_(curl_easy_init()) {
+HTTPTransfer::HTTPTransfer(const Libcurl& libcurl, std::shared_ptr<NSURLSessionDataTask> task)
+    : libcurl_(libcurl), task_(std::move(task)), handle_(libcurl.easy_init()) {
   if (handle_) configure();
 }
 
 HTTPTransfer::~HTTPTransfer() {
-  curl_easy_cleanup(handle_);
-  curl_slist_free_all(requestHeaders_);
+  libcurl_.easy_cleanup(handle_);
+  libcurl_.slist_free_all(requestHeaders_);
 }
 
 std::optional<int> HTTPTransfer::refusal() const {
@@ -89,11 +89,11 @@ std::optional<int> HTTPTransfer::refusal() const {
 // An option that had no memory would be one of another request.
 template <class Option>
 void HTTPTransfer::set(CURLoption which, Option value) {
-  if ((curl_easy_setopt)(handle_, which, value) == CURLE_OUT_OF_MEMORY) isConfigured_ = false;
+  if (libcurl_.easy_setopt(handle_, which, value) == CURLE_OUT_OF_MEMORY) isConfigured_ = false;
 }
 
 void HTTPTransfer::addHeader(const char* line) {
-  curl_slist* const longer = curl_slist_append(requestHeaders_, line);
+  curl_slist* const longer = libcurl_.slist_append(requestHeaders_, line);
   isConfigured_ = isConfigured_ && longer;
   if (longer) requestHeaders_ = longer;
 }
@@ -245,7 +245,7 @@ bool HTTPTransfer::keepBody(std::string_view bytes) {
   }
   if (body_.empty()) {
     curl_off_t announced = 0;
-    curl_easy_getinfo(handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+    libcurl_.easy_getinfo(handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
     body_.reserve(static_cast<std::size_t>(std::clamp<curl_off_t>(announced, 0, kLargestReserve)));
   }
   body_.append(bytes);
@@ -257,7 +257,7 @@ void HTTPTransfer::finish(CURLcode code) {
     task_->complete({}, std::make_shared<const std::string>(std::move(body_)), makeResponse(), std::nullopt);
     return;
   }
-  const std::string_view detail = detail_[0] != '\0' ? detail_ : curl_easy_strerror(code);
+  const std::string_view detail = detail_[0] != '\0' ? detail_ : libcurl_.easy_strerror(code);
   task_->complete({}, nullptr, makeResponse(),
                   makeURLError(errorCode(code), task_->originalRequest().url(), detail));
 }
@@ -299,7 +299,7 @@ int HTTPTransfer::errorCode(CURLcode code) const {
 
 long HTTPTransfer::info(CURLINFO which) const {
   long value = 0;
-  curl_easy_getinfo(handle_, which, &value);
+  libcurl_.easy_getinfo(handle_, which, &value);
   return value;
 }
 
@@ -310,7 +310,7 @@ std::shared_ptr<NSURLResponse> HTTPTransfer::makeResponse() const {
   std::optional<NSURL> url;
   if (info(CURLINFO_REDIRECT_COUNT) > 0) {
     char* effective = nullptr;
-    curl_easy_getinfo(handle_, CURLINFO_EFFECTIVE_URL, &effective);
+    libcurl_.easy_getinfo(handle_, CURLINFO_EFFECTIVE_URL, &effective);
     if (effective) url = NSURL::create(effective);
   }
   return std::make_shared<NSHTTPURLResponse>(url.value_or(task_->originalRequest().url()),

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <curl/curl.h>
-
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -10,6 +8,7 @@
 #include <vector>
 
 #include "platform/net/NSURLSessionDataTask.h"
+#include "platform/net/internal/Libcurl.h"
 
 namespace platform {
 
@@ -20,7 +19,7 @@ class HTTPTransfer {
  public:
   using Clock = std::chrono::steady_clock;
 
-  explicit HTTPTransfer(std::shared_ptr<NSURLSessionDataTask> task);
+  HTTPTransfer(const Libcurl& libcurl, std::shared_ptr<NSURLSessionDataTask> task);
   ~HTTPTransfer();
   HTTPTransfer(const HTTPTransfer&) = delete;
   HTTPTransfer& operator=(const HTTPTransfer&) = delete;
@@ -67,6 +66,7 @@ class HTTPTransfer {
   long info(CURLINFO which) const;
   std::shared_ptr<NSURLResponse> makeResponse() const;
 
+  const Libcurl& libcurl_;
   const std::shared_ptr<NSURLSessionDataTask> task_;
   CURL* const handle_;
   bool isConfigured_ = true;  // there was memory for all of it

@@ -78,10 +78,9 @@ bool TransferThread::launch() {
 
 void TransferThread::run(int wakeUp) {
   pthread_setname_np(pthread_self(), "NSURLSession");
-  setUp();
   while (true) {
     {
-      const OpenSSLUse use;
+      const OpenSSLUse use(OpenSSLUse::Of::TLS);
       stepGuarded();
     }
     sleep(wakeUp);
@@ -91,24 +90,20 @@ void TransferThread::run(int wakeUp) {
 // Until there is something to do, or until something may be tried again.
 void TransferThread::sleep(int wakeUp) const {
   curl_waitfd alarm{wakeUp, CURL_WAIT_POLLIN, 0};
-  if (!multi_ || curl_multi_poll(multi_, &alarm, 1, millisecondsToSleep(), nullptr) != CURLM_OK) {
+  const int longest = millisecondsToSleep();
+  if (!multi_ || libcurl_->multi_poll(multi_, &alarm, 1, longest, nullptr) != CURLM_OK) {
     pollfd alone{wakeUp, POLLIN, 0};
-    ::poll(&alone, 1, kMillisecondsOfPause);
+    ::poll(&alone, 1, multi_ ? kMillisecondsOfPause : longest);
   }
   eventfd_t ignored = 0;
   eventfd_read(wakeUp, &ignored);
 }
 
-void TransferThread::setUp() {
-  const OpenSSLUse use;
-  curl_global_init(CURL_GLOBAL_DEFAULT);
-  makeMulti();
-}
-
 // Null stays null when there is no memory or descriptor for it; each step tries again.
 void TransferThread::makeMulti() {
-  multi_ = curl_multi_init();
-  if (multi_) curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kConnectionsKept);
+  if (!libcurl_) libcurl_ = Libcurl::get();
+  multi_ = libcurl_ ? libcurl_->multi_init() : nullptr;
+  if (multi_) libcurl_->multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kConnectionsKept);
 }
 
 // Nothing may leave the thread, or it ends the host. What fails here fails for want of memory or threads.
@@ -125,8 +120,9 @@ void TransferThread::stepGuarded() noexcept {
 void TransferThread::step() {
   if (!multi_) makeMulti();
   handleCommands();
+  if (!multi_) return;
   int running = 0;
-  curl_multi_perform(multi_, &running);
+  libcurl_->multi_perform(multi_, &running);
   handleFinished();
   handleTimeouts();
 }
@@ -166,24 +162,27 @@ void TransferThread::perform(const Command& command) {
 }
 
 void TransferThread::begin(const std::shared_ptr<NSURLSessionDataTask>& task) {
-  auto transfer = std::make_unique<HTTPTransfer>(task);
   // Its cancellation may have come before it.
-  if (task->state() == NSURLSessionTask::State::canceling) return transfer->fail(NSURLErrorCancelled);
+  if (task->state() == NSURLSessionTask::State::canceling) {
+    return HTTPTransfer::fail(*task, NSURLErrorCancelled);
+  }
+  if (!multi_) return HTTPTransfer::fail(*task, NSURLErrorUnknown);
+  auto transfer = std::make_unique<HTTPTransfer>(*libcurl_, task);
   if (const std::optional<int> code = transfer->refusal()) return transfer->fail(*code);
   if (transfer->isTooLong()) return transfer->answer(kURITooLong);
   if (!transfer->handle()) return transfer->fail(NSURLErrorUnknown);
   CURL* const handle = transfer->handle();
   transfers_.emplace(task.get(), std::move(transfer));
-  if (curl_multi_add_handle(multi_, handle) != CURLM_OK) take(*task)->fail(NSURLErrorUnknown);
+  if (libcurl_->multi_add_handle(multi_, handle) != CURLM_OK) take(*task)->fail(NSURLErrorUnknown);
 }
 
 void TransferThread::handleFinished() {
   int left = 0;
-  while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+  while (const CURLMsg* message = libcurl_->multi_info_read(multi_, &left)) {
     if (message->msg != CURLMSG_DONE) continue;
     const CURLcode code = message->data.result;
     HTTPTransfer* finished = nullptr;
-    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &finished);
+    libcurl_->easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &finished);
     end(finished->task(), [code](HTTPTransfer& transfer) { transfer.finish(code); });
   }
 }
@@ -212,7 +211,7 @@ void TransferThread::end(const std::shared_ptr<NSURLSessionDataTask>& task, Verd
 std::unique_ptr<HTTPTransfer> TransferThread::take(const NSURLSessionDataTask& task) {
   auto found = transfers_.extract(&task);
   if (found.empty()) return nullptr;
-  curl_multi_remove_handle(multi_, found.mapped()->handle());
+  libcurl_->multi_remove_handle(multi_, found.mapped()->handle());
   return std::move(found.mapped());
 }
 

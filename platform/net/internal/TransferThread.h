@@ -35,7 +35,6 @@ class TransferThread {
   bool launch() PLATFORM_REQUIRES(mutex_);
 
   void run(int wakeUp);
-  void setUp();
   void makeMulti();
   void sleep(int wakeUp) const;
   void stepGuarded() noexcept;
@@ -59,7 +58,8 @@ class TransferThread {
   int wakeUp_ PLATFORM_GUARDED_BY(mutex_) = -1;
 
   // Of the thread alone.
-  CURLM* multi_ = nullptr;
+  const Libcurl* libcurl_ = nullptr;
+  CURLM* multi_ = nullptr;  // never without libcurl
   std::unordered_map<const NSURLSessionDataTask*, std::unique_ptr<HTTPTransfer>> transfers_;
   // What this round is about, and what an earlier one could not do.
   std::vector<Command> round_;
