@@ -108,7 +108,7 @@ void printRecorded(const bench::Queues& queues, const bench::Screen& screen, Kov
   bench::printLine("a touch, 99th percentile", touch.percentile99, "us", "-");
   bench::printLine("  median as a multiple of the empty hand-over", touch.median / handOver.median, "x", "-");
   bench::printLine("a touch and its action, until it has left the cache, median", wholeTap.median, "us",
-                   "<= 10");
+                   "<= 8");
 }
 
 void printParts(const bench::Screen& screen, KovaTracker& tracker) {
