@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "platform/foundation/PercentEncoding.h"
 #include "platform/foundation/Text.h"
 
 using namespace platform;
@@ -21,16 +22,12 @@ constexpr std::array<bool, 256> kPassesUnencoded = [] {
 }  // namespace
 
 std::string kova::urlEncode(const std::optional<Value>& value) {
-  static constexpr char kHexadecimalDigits[] = "0123456789ABCDEF";
   std::string encoded;
   for (const char c : description(value)) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (kPassesUnencoded[byte]) {
+    if (kPassesUnencoded[static_cast<unsigned char>(c)]) {
       encoded += c;
     } else {
-      encoded += '%';
-      encoded += kHexadecimalDigits[byte >> 4];
-      encoded += kHexadecimalDigits[byte & 0xF];
+      appendPercentEscape(encoded, c);
     }
   }
   return encoded;

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <iterator>
 
+#include "platform/foundation/ASCII.h"
+
 namespace platform {
 
 namespace {
@@ -114,12 +116,11 @@ void JSONWriter::writeText(std::string_view text) {
 void JSONWriter::addEscaped(char byte) {
   constexpr std::string_view kNamed = "\"\\\b\f\n\r\t";
   constexpr std::string_view kNames = "\"\\bfnrt";
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
   add('\\');
   if (const auto place = kNamed.find(byte); place != std::string_view::npos) return add(kNames[place]);
   add("u00");
-  add(kDigits[static_cast<unsigned char>(byte) >> 4]);
-  add(kDigits[static_cast<unsigned char>(byte) & 15]);
+  add(kHexadecimalDigits[static_cast<unsigned char>(byte) >> 4]);
+  add(kHexadecimalDigits[static_cast<unsigned char>(byte) & 15]);
 }
 
 }  // namespace platform
