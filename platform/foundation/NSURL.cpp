@@ -233,11 +233,6 @@ std::vector<std::string> NSURL::pathComponents() const {
   return components;
 }
 
-std::string NSURL::lastPathComponent() const {
-  std::vector<std::string> components = pathComponents();
-  return components.empty() ? std::string() : std::move(components.back());
-}
-
 std::vector<NSURLQueryItem> NSURL::queryItems() const {
   std::vector<NSURLQueryItem> items;
   if (!parts_->query || parts_->query->empty()) return items;

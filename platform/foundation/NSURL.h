@@ -40,8 +40,6 @@ class NSURL {
   std::string path() const;
   // The root "/" first, then each component, percent-decoded. Empty for an empty path.
   std::vector<std::string> pathComponents() const;
-  // "/" for the root, empty for an empty path.
-  std::string lastPathComponent() const;
   // As it stands in the text, without the "?".
   const std::optional<std::string>& query() const { return parts_->query; }
   const std::optional<std::string>& fragment() const { return parts_->fragment; }

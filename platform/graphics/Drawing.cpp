@@ -42,7 +42,6 @@ class NoDrawing : public Drawing {
   }
   CGSize sizeOfText(std::string_view, const Font&, double, int) override { return {}; }
   std::string encodePNG(const Image&) override { return {}; }
-  std::shared_ptr<const Image> decodePNG(std::string_view, double) override { return nullptr; }
 };
 
 std::atomic<Drawing*> installed = nullptr;

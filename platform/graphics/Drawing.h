@@ -66,10 +66,8 @@ class Drawing {
   virtual std::unique_ptr<Canvas> makeCanvas(std::uint8_t* pixels, int width, int height, double scale) = 0;
   // As the function of that name, not rounded; text as for Canvas::drawText, `maxWidth` above 0.
   virtual CGSize sizeOfText(std::string_view text, const Font& font, double maxWidth, int numberOfLines) = 0;
-  // As PNGRepresentation and imageWithPNGData of Image; the bytes begin as a PNG of a possible size does. Any
-  // thread.
+  // As Image::PNGRepresentation. Any thread.
   virtual std::string encodePNG(const Image& image) = 0;
-  virtual std::shared_ptr<const Image> decodePNG(std::string_view bytes, double pixelsPerPoint) = 0;
 };
 
 }  // namespace platform

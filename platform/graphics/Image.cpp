@@ -16,19 +16,6 @@ std::vector<std::uint8_t> emptyPixels(int width, int height) {
                                    static_cast<std::size_t>(height));
 }
 
-std::uint32_t bigEndian(std::string_view bytes) {
-  std::uint32_t number = 0;
-  for (const char byte : bytes) number = number << 8 | static_cast<unsigned char>(byte);
-  return number;
-}
-
-// Whether the bytes begin as a PNG does, of a size that may be decoded: a few of them can claim gigabytes.
-bool beginsAcceptablePNG(std::string_view bytes) {
-  constexpr std::string_view kSignature("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16);
-  if (!bytes.starts_with(kSignature) || bytes.size() < kSignature.size() + 8) return false;
-  return Image::isPossible(bigEndian(bytes.substr(16, 4)), bigEndian(bytes.substr(20, 4)));
-}
-
 // Of an odd row or column, the last one is left out.
 std::vector<std::uint8_t> meansOfFour(std::span<const std::uint8_t> pixels, int width, int height) {
   std::vector<std::uint8_t> means = emptyPixels(width / 2, height / 2);
@@ -59,10 +46,6 @@ std::shared_ptr<const Image> Image::create(int width, int height, double pixelsP
   return std::shared_ptr<const Image>(new Image(width, height, pixelsPerPoint, std::move(pixels)));
 }
 
-std::shared_ptr<const Image> Image::imageWithPNGData(std::string_view bytes, double pixelsPerPoint) {
-  return beginsAcceptablePNG(bytes) ? Drawing::current().decodePNG(bytes, pixelsPerPoint) : nullptr;
-}
-
 std::string Image::PNGRepresentation() const { return Drawing::current().encodePNG(*this); }
 
 Color Image::colorAtPixel(int x, int y) const {
@@ -74,20 +57,6 @@ Color Image::colorAtPixel(int x, int y) const {
   if (pixel[3] == 0) return Color::clear();
   const double alpha = pixel[3];
   return {pixel[2] / alpha, pixel[1] / alpha, pixel[0] / alpha, alpha / 0xFF};
-}
-
-std::shared_ptr<const Image> Image::scaledTo(CGSize points) const {
-  const double width = std::round(points.width * scale_);
-  const double height = std::round(points.height * scale_);
-  if (!isPossible(width, height)) return nullptr;
-
-  const int columns = static_cast<int>(width);
-  const int rows = static_cast<int>(height);
-  std::vector<std::uint8_t> pixels = emptyPixels(columns, rows);
-  Drawing::current()
-      .makeCanvas(pixels.data(), columns, rows, 1)
-      ->drawImage(*this, CGRectMake(0, 0, width, height), Canvas::Smoothing::Good);
-  return create(columns, rows, scale_, std::move(pixels));
 }
 
 const Image* Image::halved() const {

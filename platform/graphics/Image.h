@@ -33,8 +33,6 @@ class Image {
   // kMaximumSide, the bytes are not exactly 4 * width * height, or the scale is not a positive number.
   static std::shared_ptr<const Image> create(int width, int height, double pixelsPerPoint,
                                              std::vector<std::uint8_t> pixels);
-  // Null when the bytes are no whole and sound PNG, or its size is not possible.
-  static std::shared_ptr<const Image> imageWithPNGData(std::string_view bytes, double pixelsPerPoint = 1);
 
   int width() const { return width_; }    // pixels
   int height() const { return height_; }  // pixels
@@ -47,8 +45,6 @@ class Image {
   // Written for speed: a few times faster than a file of the least size. Throws std::bad_alloc when memory
   // does not suffice. Empty in a process that cannot draw.
   std::string PNGRepresentation() const;
-  // The whole image drawn into another size, at the same scale. Null when that size is not possible.
-  std::shared_ptr<const Image> scaledTo(CGSize points) const;
   // Half as wide and half as high, each pixel the mean of four, for drawing the image small. Made when it is
   // first asked for, then kept. Null for an image of a single row or column.
   const Image* halved() const;

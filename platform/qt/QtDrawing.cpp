@@ -166,12 +166,6 @@ class QtDrawing final : public Drawing {
     buffer.open(QIODevice::WriteOnly);
     return pictureOf(image).save(&buffer, "PNG", kQuickPNG) ? bytes.toStdString() : std::string();
   }
-
-  std::shared_ptr<const Image> decodePNG(std::string_view bytes, double pixelsPerPoint) override {
-    const auto data = QByteArray::fromRawData(bytes.data(), qsizetype(bytes.size()));
-    const QImage read = QImage::fromData(data, "PNG");
-    return read.isNull() ? nullptr : platform::imageOf(read, pixelsPerPoint);
-  }
 };
 
 }  // namespace

@@ -59,11 +59,6 @@ std::shared_ptr<UIViewController> QtProxies::controllerOf(QWidget& widget) {
   return proxies.controller;
 }
 
-std::shared_ptr<UIViewController> QtProxies::controllerIfMade(const QWidget& widget) const {
-  const Proxies* const proxies = find(widget);
-  return proxies ? proxies->controller : nullptr;
-}
-
 std::shared_ptr<UIView> QtProxies::viewIfMade(const QWidget& widget) const {
   const Proxies* const proxies = find(widget);
   return proxies ? proxies->view : nullptr;

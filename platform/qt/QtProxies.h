@@ -41,7 +41,6 @@ class QtProxies {
   std::shared_ptr<UIWindow> windowOf(QWidget& widget);
   std::shared_ptr<UIViewController> controllerOf(QWidget& widget);
   // Null when the widget has none so far.
-  std::shared_ptr<UIViewController> controllerIfMade(const QWidget& widget) const;
   std::shared_ptr<UIView> viewIfMade(const QWidget& widget) const;
 
   // How many objects have proxies.

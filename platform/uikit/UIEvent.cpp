@@ -1,7 +1,5 @@
 #include "platform/uikit/UIEvent.h"
 
-#include <algorithm>
-
 namespace platform {
 
 namespace {
@@ -12,13 +10,6 @@ struct PlainMethod {
   void installIn(Class& cls) const { cls.addSelector(SEL(selector)); }
 };
 
-template <typename Predicate>
-UIEvent::Touches touchesThat(const UIEvent::Touches& touches, Predicate predicate) {
-  UIEvent::Touches found;
-  std::copy_if(touches.begin(), touches.end(), std::back_inserter(found), predicate);
-  return found;
-}
-
 }  // namespace
 
 void UIEvent::describe(ClassBuilder<UIEvent>& c) {
@@ -27,15 +18,9 @@ void UIEvent::describe(ClassBuilder<UIEvent>& c) {
 }
 
 UIEvent::Touches UIEvent::touchesForWindow(const UIWindow& window) const {
-  return touchesThat(allTouches(), [&](const auto& touch) { return touch->window().get() == &window; });
-}
-
-UIEvent::Touches UIEvent::touchesForView(const UIView& view) const {
-  return touchesThat(allTouches(), [&](const auto& touch) { return touch->view().get() == &view; });
-}
-
-void UIEvent::removeTouch(const UITouch& touch) {
-  std::erase_if(touches_, [&](const auto& each) { return each.get() == &touch; });
+  Touches found = allTouches();
+  std::erase_if(found, [&](const auto& touch) { return touch->window().get() != &window; });
+  return found;
 }
 
 }  // namespace platform

@@ -30,13 +30,10 @@ class PLATFORM_EXPORT UIEvent : public NSObject {
   virtual UIEventType type() const { return type_; }
   virtual UIEventSubtype subtype() const { return subtype_; }
   virtual const Touches& allTouches() const { return touches_; }
-  // Those of a window, and of a view.
   Touches touchesForWindow(const UIWindow& window) const;
-  Touches touchesForView(const UIView& view) const;
 
   // For those who make events.
   void addTouch(std::shared_ptr<UITouch> touch) { touches_.push_back(std::move(touch)); }
-  void removeTouch(const UITouch& touch);
 
  private:
   UIEventType type_;

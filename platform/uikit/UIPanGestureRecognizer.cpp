@@ -1,6 +1,5 @@
 #include "platform/uikit/UIPanGestureRecognizer.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "platform/uikit/UITouch.h"
@@ -12,19 +11,10 @@ namespace {
 using State = UIGestureRecognizerState;
 
 constexpr double kDistanceToBegin = 10;  // points
-constexpr double kRest = 0.1;            // seconds without movement, after which nothing is left of the speed
 
 }  // namespace
 
 CGPoint UIPanGestureRecognizer::translationInView(const UIView*) const { return translation_; }
-
-void UIPanGestureRecognizer::setTranslation(CGPoint translation, const UIView*) {
-  translation_ = translation;
-}
-
-CGPoint UIPanGestureRecognizer::velocityInView(const UIView*) const {
-  return latestTimestamp() - movedAt_ > kRest ? CGPoint{} : velocity_;
-}
 
 void UIPanGestureRecognizer::touchesBegan(const Touches&, UIEvent*) {
   if (state() == State::Possible && static_cast<int>(numberOfFingersDown()) > maximumTouches_) {
@@ -54,26 +44,14 @@ void UIPanGestureRecognizer::touchesCancelled(const Touches&, UIEvent*) {
   setState(state() == State::Possible ? State::Failed : State::Cancelled);
 }
 
-void UIPanGestureRecognizer::reset() {
-  translation_ = {};
-  velocity_ = {};
-}
+void UIPanGestureRecognizer::reset() { translation_ = {}; }
 
-void UIPanGestureRecognizer::followNewFingers() {
-  middle_ = middleOfFingers();
-  movedAt_ = latestTimestamp();
-}
+void UIPanGestureRecognizer::followNewFingers() { middle_ = middleOfFingers(); }
 
 void UIPanGestureRecognizer::move() {
   const CGPoint middle = middleOfFingers();
-  const CGPoint step{middle.x - middle_.x, middle.y - middle_.y};
-  const double now = latestTimestamp();
-  if (const double seconds = now - movedAt_; seconds > 0) {
-    velocity_ = {step.x / seconds, step.y / seconds};
-  }
-  translation_ = {translation_.x + step.x, translation_.y + step.y};
+  translation_ = {translation_.x + middle.x - middle_.x, translation_.y + middle.y - middle_.y};
   middle_ = middle;
-  movedAt_ = now;
 }
 
 // In the window: the view itself may move with the fingers. No more fingers count than the maximum.
@@ -88,12 +66,6 @@ CGPoint UIPanGestureRecognizer::middleOfFingers() const {
     ++count;
   }
   return count == 0 ? middle_ : CGPoint{sum.x / count, sum.y / count};
-}
-
-double UIPanGestureRecognizer::latestTimestamp() const {
-  double latest = 0;
-  for (const auto& touch : touches()) latest = std::max(latest, touch->timestamp());
-  return latest;
 }
 
 }  // namespace platform

@@ -19,11 +19,8 @@ class PLATFORM_EXPORT UIPanGestureRecognizer : public UIGestureRecognizer {
   int maximumNumberOfTouches() const { return maximumTouches_; }
   void setMaximumNumberOfTouches(int touches) { maximumTouches_ = touches; }
 
-  // From where the fingers came down, or since the translation was set. Points are as long in every view.
+  // From where the fingers came down. Points are as long in every view.
   CGPoint translationInView(const UIView* view) const;
-  void setTranslation(CGPoint translation, const UIView* view);
-  // Points a second of the latest movement; zero after a rest.
-  CGPoint velocityInView(const UIView* view) const;
 
   void touchesBegan(const Touches& touches, UIEvent* event) override;
   void touchesMoved(const Touches& touches, UIEvent* event) override;
@@ -33,16 +30,13 @@ class PLATFORM_EXPORT UIPanGestureRecognizer : public UIGestureRecognizer {
 
  private:
   CGPoint middleOfFingers() const;
-  double latestTimestamp() const;
   void followNewFingers();
   void move();
 
   int minimumTouches_ = 1;
   int maximumTouches_ = std::numeric_limits<int>::max();
   CGPoint translation_;
-  CGPoint velocity_;
-  CGPoint middle_;      // at the latest change, in the window
-  double movedAt_ = 0;  // uptime
+  CGPoint middle_;  // at the latest change, in the window
 };
 
 }  // namespace platform

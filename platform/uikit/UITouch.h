@@ -35,7 +35,6 @@ class PLATFORM_EXPORT UITouch : public NSObject {
   virtual std::shared_ptr<UIWindow> window() const { return window_; }
   // In the coordinates of the view, or of the window when it is null.
   virtual CGPoint locationInView(const UIView* view) const;
-  CGPoint previousLocationInView(const UIView* view) const;
   // How often this finger touched down at about the same place in short succession, this time included.
   virtual int tapCount() const { return tapCount_; }
   // Seconds of uptime of the latest change.
@@ -44,8 +43,7 @@ class PLATFORM_EXPORT UITouch : public NSObject {
   // For those who make touches.
   void setPhase(UITouchPhase phase);
   void setTarget(std::shared_ptr<UIWindow> window, std::shared_ptr<UIView> view);
-  // In window coordinates; what was the location becomes the previous one.
-  void moveTo(CGPoint locationInWindow) { previousLocation_ = std::exchange(location_, locationInWindow); }
+  void moveTo(CGPoint locationInWindow) { location_ = locationInWindow; }
   void setTapCount(int count) { tapCount_ = count; }
   void setTimestamp(double uptime) { timestamp_ = uptime; }
 
@@ -54,7 +52,6 @@ class PLATFORM_EXPORT UITouch : public NSObject {
   std::shared_ptr<UIView> view_;
   std::shared_ptr<UIWindow> window_;
   CGPoint location_;
-  CGPoint previousLocation_;
   int tapCount_ = 1;
   double timestamp_ = 0;
 };

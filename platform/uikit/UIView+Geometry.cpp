@@ -51,16 +51,7 @@ CGRect UIView::convertRectToView(CGRect rect, const UIView* view) const {
   return {convertPointToView(rect.origin, view), rect.size};
 }
 
-CGRect UIView::convertRectFromView(CGRect rect, const UIView* view) const {
-  return {convertPointFromView(rect.origin, view), rect.size};
-}
-
 CGSize UIView::sizeThatFits(CGSize /*size*/) const { return frame().size; }
-
-void UIView::sizeToFit() {
-  const CGRect present = frame();
-  setFrame({present.origin, sizeThatFits(present.size)});
-}
 
 bool UIView::pointInside(CGPoint point, UIEvent* /*event*/) const {
   return CGRectContainsPoint(bounds(), point);

@@ -16,7 +16,6 @@ UIView::~UIView() {
 void UIView::describe(ClassBuilder<UIView>& c) {
   c.key("accessibilityIdentifier", &UIView::accessibilityIdentifier)
       .key("accessibilityLabel", &UIView::accessibilityLabel)
-      .key("tag", &UIView::tag)
       .key("hidden", &UIView::isHidden);
 }
 
@@ -73,14 +72,6 @@ bool UIView::isDescendantOfView(const UIView& view) const {
   const UIView* each = this;
   while (each && each != &view) each = each->superview();
   return each != nullptr;
-}
-
-std::shared_ptr<UIView> UIView::viewWithTag(int tag) {
-  if (tag_ == tag) return std::static_pointer_cast<UIView>(shared_from_this());
-  for (const auto& subview : subviews()) {
-    if (auto found = subview->viewWithTag(tag)) return found;
-  }
-  return nullptr;
 }
 
 void UIView::windowDidChange() {

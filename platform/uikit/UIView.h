@@ -36,7 +36,7 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   explicit UIView(CGRect frame = {});
   ~UIView() override;
 
-  // Keys: frame-less state that others read by name: "accessibilityIdentifier", "accessibilityLabel", "tag",
+  // Keys: frame-less state that others read by name: "accessibilityIdentifier", "accessibilityLabel",
   // "hidden".
   static void describe(ClassBuilder<UIView>& c);
 
@@ -51,10 +51,8 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   CGPoint convertPointToView(CGPoint point, const UIView* view) const;
   CGPoint convertPointFromView(CGPoint point, const UIView* view) const;
   CGRect convertRectToView(CGRect rect, const UIView* view) const;
-  CGRect convertRectFromView(CGRect rect, const UIView* view) const;
   // The size that the view would like within `size`; its present one unless the class knows better.
   virtual CGSize sizeThatFits(CGSize size) const;
-  void sizeToFit();
 
   // The tree.
   virtual UIView* superview() const { return superview_; }
@@ -67,8 +65,6 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   void bringSubviewToFront(UIView& view);
   void removeFromSuperview();
   bool isDescendantOfView(const UIView& view) const;
-  // The receiver or the first view below it with the tag, depth first; null when there is none.
-  std::shared_ptr<UIView> viewWithTag(int tag);
   // Called after the view has come to another window, or to none.
   virtual void didMoveToWindow() {}
 
@@ -91,8 +87,6 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   // Whether the view is told of a second finger on it. No unless set.
   bool isMultipleTouchEnabled() const { return multipleTouchEnabled_; }
   void setMultipleTouchEnabled(bool enabled) { multipleTouchEnabled_ = enabled; }
-  int tag() const { return tag_; }
-  void setTag(int tag) { tag_ = tag; }
 
   virtual std::optional<String> accessibilityIdentifier() const { return accessibilityIdentifier_; }
   void setAccessibilityIdentifier(std::optional<String> identifier) {
@@ -156,7 +150,6 @@ class PLATFORM_EXPORT UIView : public UIResponder {
   double borderWidth_ = 0;
   double cornerRadius_ = 0;
   double alpha_ = 1;
-  int tag_ = 0;
   bool hidden_ = false;
   bool userInteractionEnabled_ = true;
   bool multipleTouchEnabled_ = false;

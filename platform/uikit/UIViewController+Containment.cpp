@@ -2,29 +2,15 @@
 #include <stdexcept>
 
 #include "platform/uikit/UINavigationController.h"
-#include "platform/uikit/UITabBarController.h"
 #include "platform/uikit/UIViewController.h"
 
 namespace platform {
 
-namespace {
-
-template <typename Kind>
-Kind* nearestParent(UIViewController* parent) {
-  for (; parent; parent = parent->parentViewController()) {
-    if (auto* found = dynamic_cast<Kind*>(parent)) return found;
+UINavigationController* UIViewController::navigationController() const {
+  for (auto* parent = parentViewController(); parent; parent = parent->parentViewController()) {
+    if (auto* const found = dynamic_cast<UINavigationController*>(parent)) return found;
   }
   return nullptr;
-}
-
-}  // namespace
-
-UINavigationController* UIViewController::navigationController() const {
-  return nearestParent<UINavigationController>(parentViewController());
-}
-
-UITabBarController* UIViewController::tabBarController() const {
-  return nearestParent<UITabBarController>(parentViewController());
 }
 
 // --- Children

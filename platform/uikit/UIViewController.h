@@ -11,7 +11,6 @@
 namespace platform {
 
 class UINavigationController;
-class UITabBarController;
 
 // One screen, or a part of one: owns a view and is told when that appears and disappears.
 //
@@ -79,7 +78,6 @@ class PLATFORM_EXPORT UIViewController : public UIResponder {
   void removeFromParentViewController();
   // The nearest one among the parents; null when there is none.
   UINavigationController* navigationController() const;
-  UITabBarController* tabBarController() const;
   // A container's calls about a child. They reach the child only in pairs and only while the container itself
   // is on screen; when that appears or disappears, the children that are shown do so with it.
   void beginAppearanceTransition(bool isAppearing, bool animated);

@@ -20,10 +20,6 @@ class CairoDrawing : public Drawing {
   }
 
   std::string encodePNG(const Image& image) override { return encodedPNG(image); }
-
-  std::shared_ptr<const Image> decodePNG(std::string_view bytes, double pixelsPerPoint) override {
-    return decodedPNG(bytes, pixelsPerPoint);
-  }
 };
 
 }  // namespace

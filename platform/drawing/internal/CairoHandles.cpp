@@ -1,6 +1,10 @@
 #include "platform/drawing/internal/CairoHandles.h"
 
+#include <bit>
+
 namespace platform {
+
+static_assert(std::endian::native == std::endian::little, "Cairo's pixels are words, the image's are bytes");
 
 CairoSurface surfaceOver(const std::uint8_t* pixels, int width, int height, cairo_format_t format) {
   // Cairo has one type for what is read and what is written.

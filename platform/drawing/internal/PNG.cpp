@@ -3,39 +3,17 @@
 #include <png.h>
 #include <zlib.h>
 
-#include <bit>
 #include <csetjmp>
-#include <cstring>
 #include <new>
 #include <vector>
 
-#include "platform/drawing/internal/CairoHandles.h"
 #include "platform/graphics/Image.h"
 
 namespace platform {
 
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "Cairo's pixels are words, the image's are bytes");
-
 constexpr std::size_t kBytesPerPixel = 4;
-
-// --- Reading
-
-// What is left to read of a PNG in memory.
-struct Source {
-  std::string_view bytes;
-};
-
-cairo_status_t readFromSource(void* closure, unsigned char* data, unsigned length) noexcept {
-  auto& source = *static_cast<Source*>(closure);
-  if (length > source.bytes.size()) return CAIRO_STATUS_READ_ERROR;
-  std::memcpy(data, source.bytes.data(), length);
-  source.bytes.remove_prefix(length);
-  return CAIRO_STATUS_SUCCESS;
-}
-
-// --- Writing
 
 // One PNG as it is written. libpng leaves by longjmp when it fails, so that the functions between it and
 // write() hold nothing that would have to be destroyed.
@@ -128,24 +106,6 @@ class Writer {
 };
 
 }  // namespace
-
-std::shared_ptr<const Image> decodedPNG(std::string_view bytes, double pixelsPerPoint) {
-  Source source{bytes};
-  const CairoSurface decoded(cairo_image_surface_create_from_png_stream(readFromSource, &source));
-  if (cairo_surface_status(decoded.get()) != CAIRO_STATUS_SUCCESS) return nullptr;
-
-  // Painted over, because the decoder answers in the format that suits the file.
-  const int width = cairo_image_surface_get_width(decoded.get());
-  const int height = cairo_image_surface_get_height(decoded.get());
-  std::vector<std::uint8_t> pixels(kBytesPerPixel * static_cast<std::size_t>(width) *
-                                   static_cast<std::size_t>(height));
-  const CairoSurface surface = surfaceOver(pixels.data(), width, height);
-  const CairoContext cairo(cairo_create(surface.get()));
-  cairo_set_operator(cairo.get(), CAIRO_OPERATOR_SOURCE);
-  cairo_set_source_surface(cairo.get(), decoded.get(), 0, 0);
-  cairo_paint(cairo.get());
-  return Image::create(width, height, pixelsPerPoint, std::move(pixels));
-}
 
 std::string encodedPNG(const Image& image) { return Writer(image).write(); }
 

@@ -21,7 +21,6 @@ TEST(NSURLTest, ReadsAllParts) {
   EXPECT_EQ(url.port(), 8443);
   EXPECT_EQ(url.path(), "/a b/c;d");
   EXPECT_THAT(url.pathComponents(), ElementsAre("/", "a b", "c;d"));
-  EXPECT_EQ(url.lastPathComponent(), "c;d");
   EXPECT_EQ(url.query(), "x=1&y=%26");
   EXPECT_EQ(url.fragment(), "top");
   EXPECT_EQ(NSURL::create("http://[::1]:80/")->host(), "::1");

@@ -86,7 +86,6 @@ TEST_F(SimulatedSchedulerTest, TheWallClockDoesNotDisturbTimers) {
   scheduler.advance(5);
   scheduler.setWallClock(past);
   EXPECT_EQ(scheduler.now(), past);
-  EXPECT_NEAR(timer->fireDate().timeIntervalSince(past), 5, 1e-6);
   scheduler.advance(4.9);
   EXPECT_TRUE(log.empty());
   scheduler.setWallClock(past.adding(1e9));

@@ -77,13 +77,10 @@ TEST_F(GestureTest, APanFollowsTheMiddleOfItsFingers) {
   EXPECT_EQ(after("down 10 10, move 16 10, wait 0.1"), "began moved");
   EXPECT_EQ(after("move 26 10"), "act:1 cancelled");
   EXPECT_EQ(pan->translationInView(pad.get()), (CGPoint{16, 0}));
-  EXPECT_NEAR(pan->velocityInView(pad.get()).x, 100, 1e-6);
   after("2 down 100 10");
   EXPECT_EQ(pan->translationInView(pad.get()), (CGPoint{16, 0})) << "a finger that joins moves nothing";
-  pan->setTranslation({0, 0}, pad.get());
   EXPECT_EQ(after("2 move 120 30, up, wait 1"), "act:2");
-  EXPECT_EQ(pan->translationInView(pad.get()), (CGPoint{10, 10}));
-  story.reactions["act:3"] = [&] { EXPECT_EQ(pan->velocityInView(nullptr), CGPoint{}); };
+  EXPECT_EQ(pan->translationInView(pad.get()), (CGPoint{26, 10}));
   EXPECT_EQ(after("2 up"), "act:3");
 
   pan->setMaximumNumberOfTouches(1);

@@ -50,7 +50,6 @@ TEST(UIViewTest, OnlyWhatIsVisibleAndTakesTouchesIsHitFrontToBack) {
   }
   for (const UIView* to : {&root, back.get()})
     EXPECT_EQ(front->convertPointToView({1, 1}, to), (CGPoint{51, 51}));
-  EXPECT_EQ(root.convertRectFromView(CGRectMake(1, 1, 2, 2), front.get()), CGRectMake(51, 51, 2, 2));
 }
 
 TEST(UIViewTest, AViewIsInOnePlaceAndHearsOfItsWindow) {

@@ -187,9 +187,6 @@ class CountingDrawing : public Drawing {
     ++encoded;
     return drawing_.encodePNG(image);
   }
-  std::shared_ptr<const Image> decodePNG(std::string_view bytes, double pixelsPerPoint) override {
-    return drawing_.decodePNG(bytes, pixelsPerPoint);
-  }
 
   int encoded = 0;
 
