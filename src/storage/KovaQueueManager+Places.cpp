@@ -100,7 +100,7 @@ void KovaQueueManager::takeOver(const std::shared_ptr<KovaPersistentStore>& left
 }
 
 void KovaQueueManager::leavePlacesTakenOver(std::size_t count) {
-  for (; placesLeft_ < count; ++placesLeft_) {
+  for (; placesLeft_ < count && !takenOver_.empty(); ++placesLeft_) {
     const TakenOver& place = takenOver_.front();
     place.isEmpty ? void(place.left->erase()) : KIJournal::clearFor(*place.left);
     takenOver_.pop_front();

@@ -169,8 +169,9 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
                                                     Limits limits) KOVA_ON_MUTATION_QUEUE;
   static std::vector<platform::MutableDictionary> mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       const std::vector<platform::Dictionary>& dictionaries);
-  // Lets go of the store's files, for whoever erases them.
+  // Lets go of the store's files, and of places taken over, for whoever erases them.
   void abandonStore() KOVA_ON_MUTATION_QUEUE {
+    takenOver_.clear();
     abandonJournal();
     calls_->close();
   }

@@ -175,6 +175,11 @@ TEST_F(LeftPlaceTest, KeepsItsCallsUntilWhatCameOfThemIsOnDisk) {
   EXPECT_FALSE(std::filesystem::exists(calls));
 }
 
+TEST_F(LeftPlaceTest, IsErasedThoughItIsNotOnDiskYet) {
+  device.start();
+  EXPECT_TRUE(Kova::eraseStored(SimulatedDevice::kEnvironment));
+}
+
 TEST_F(LeftPlaceTest, IsLookedForWhenAPlaceIsTakenLate) {
   std::vector<KIStorePlace> all;
   for (int i = 0; i < 16; ++i) all.push_back(takePlace());
