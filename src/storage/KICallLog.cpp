@@ -305,7 +305,9 @@ void KICallLog::dropWhatIsDone() {
     kept.push_back(recordOf(kCall, number, call.arguments));
     if (!call.moment.empty()) kept.push_back(recordOf(kMoment, number, call.moment));
   }
-  for (const auto& [first, session] : sessions) kept.push_back(recordOf(kSession, first, session));
+  std::vector<std::string> ahead;
+  for (const auto& [first, session] : sessions) ahead.push_back(recordOf(kSession, first, session));
+  kept.insert(kept.begin(), ahead.begin(), ahead.end());
   const auto draft = file.draft(kept);
 
   lock.lock();

@@ -119,7 +119,10 @@ void KovaTracker::redoLeftCalls() {
   isRedoing_ = true;
   for (LeftCall& call : leftCallsIn(std::move(left.calls))) {
     if (KIBailer::sharedBailer().isBailed()) break;
-    if (redoneSession_ != call.session) sessionManager_->restore(sessionIn(left.sessions[call.session]));
+    if (redoneSession_ != call.session) {
+      const std::string& session = left.sessions[call.session];
+      sessionManager_->restore(session.empty() ? own : sessionIn(session));  // the power may have taken it
+    }
     redoneSession_ = call.session;
     redoLeftCall(call);
   }
