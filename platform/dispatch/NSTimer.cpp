@@ -39,6 +39,11 @@ void NSTimer::invalidate() {
 
 void NSTimer::restart() { fireUptime_ = Scheduler::current().uptime() + interval_; }
 
+NSDate NSTimer::fireDate() const {
+  Scheduler& scheduler = Scheduler::current();
+  return scheduler.now().adding(fireUptime_ - scheduler.uptime());
+}
+
 // The work while it runs, out of reach of an invalidate() that it may call itself, and what follows however
 // it ends.
 class NSTimer::Firing {

@@ -39,6 +39,9 @@ class NSTimer : public std::enable_shared_from_this<NSTimer> {
   bool repeats() const { return repeats_; }
   double timeInterval() const { return interval_; }
 
+  // When it fires next, by the wall clock as it is set now.
+  NSDate fireDate() const;
+
   // When it fires next, in seconds of Scheduler::uptime().
   double fireUptime() const { return fireUptime_; }
   // Runs the work if the timer is valid, then invalidates it or moves fireUptime() to the next whole interval

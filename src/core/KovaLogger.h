@@ -19,8 +19,8 @@ class KovaLogger {
   void setLogLevel(std::int64_t level) { logLevel_.store(level, std::memory_order_relaxed); }
 
   template <class... Arguments>
-  void log(std::int64_t level, platform::FormatString<std::type_identity_t<Arguments>...> format,
-           const Arguments&... arguments) {
+  void logWithLevel(std::int64_t level, platform::FormatString<std::type_identity_t<Arguments>...> format,
+                    const Arguments&... arguments) {
     if (logLevel() < level) return;
     write(level, platform::formatted(format, arguments...));
   }
@@ -42,17 +42,17 @@ inline bool KovaLoggingEnabled(std::int64_t level) {
 template <class... Arguments>
 void KovaLog(platform::FormatString<std::type_identity_t<Arguments>...> format,
              const Arguments&... arguments) {
-  KovaLogger::sharedInstance().log(0, format, arguments...);
+  KovaLogger::sharedInstance().logWithLevel(0, format, arguments...);
 }
 
 template <class... Arguments>
 void KovaLogDebug(platform::FormatString<std::type_identity_t<Arguments>...> format,
                   const Arguments&... arguments) {
-  KovaLogger::sharedInstance().log(kKovaLogLevelDebug, format, arguments...);
+  KovaLogger::sharedInstance().logWithLevel(kKovaLogLevelDebug, format, arguments...);
 }
 
 template <class... Arguments>
 void KovaLogVerbose(platform::FormatString<std::type_identity_t<Arguments>...> format,
                     const Arguments&... arguments) {
-  KovaLogger::sharedInstance().log(kKovaLogLevelVerbose, format, arguments...);
+  KovaLogger::sharedInstance().logWithLevel(kKovaLogLevelVerbose, format, arguments...);
 }

@@ -25,15 +25,6 @@ std::string KISessionManager::sessionId() const {
   return sessionId_;
 }
 
-void KISessionManager::setSessionId(std::string sessionId) {
-  {
-    const MutexLock lock(propertyLock_);
-    sessionId_ = std::move(sessionId);
-    refreshSessionInfo();
-  }
-  changed_();
-}
-
 KISessionManager::State KISessionManager::state() const {
   const MutexLock lock(propertyLock_);
   return {sessionId_, zParam_, sessionPixelProperties_, mostRecentPageviewInfo_};
@@ -47,6 +38,27 @@ void KISessionManager::restore(State state) {
   mostRecentPageviewInfo_ = std::move(state.mostRecentPageviewInfo);
   hasMostRecentPageviewInfo_ = mostRecentPageviewInfo_.has_value();
   refreshSessionInfo();
+}
+
+void KISessionManager::setSessionId(std::string sessionId) {
+  State next = state();
+  next.sessionId = std::move(sessionId);
+  restore(std::move(next));
+  changed_();
+}
+
+void KISessionManager::setSessionPixelProperties(std::optional<Dictionary> properties) {
+  State next = state();
+  next.sessionPixelProperties = std::move(properties);
+  restore(std::move(next));
+  changed_();
+}
+
+void KISessionManager::setMostRecentPageviewInfo(std::optional<Dictionary> info) {
+  State next = state();
+  next.mostRecentPageviewInfo = std::move(info);
+  restore(std::move(next));
+  changed_();
 }
 
 std::optional<Dictionary> KISessionManager::sessionPixelProperties() const {

@@ -23,8 +23,10 @@ class KISessionManager {
 
   // The properties of the session's first pageview; none until one has been logged.
   std::optional<platform::Dictionary> sessionPixelProperties() const;
+  void setSessionPixelProperties(std::optional<platform::Dictionary> properties) KOVA_ON_MUTATION_QUEUE;
   // The latest pageview of this session.
   std::optional<platform::Dictionary> mostRecentPageviewInfo() const;
+  void setMostRecentPageviewInfo(std::optional<platform::Dictionary> info) KOVA_ON_MUTATION_QUEUE;
   // Whether there is one, without the lock: every call of the host asks this, and must not wait for the
   // mutation queue.
   bool hasMostRecentPageviewInfo() const { return hasMostRecentPageviewInfo_; }

@@ -23,6 +23,8 @@ class KISessionTimer {
   void start(platform::Work expired) KOVA_ON_MAIN_THREAD;
   // Stops for good, and extend() with it: another timer would keep its owner alive for ever.
   void stop() KOVA_ON_MAIN_THREAD;
+  // The latest, whose fire date says when the session expires; null before the first extension.
+  std::shared_ptr<platform::NSTimer> timer() const KOVA_ON_MAIN_THREAD { return timer_; }
 
  private:
   double interval() const;  // seconds

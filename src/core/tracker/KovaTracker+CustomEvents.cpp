@@ -228,8 +228,9 @@ void KovaTracker::enqueueCustomEvent(CustomEvent& event) {
   // The session may have been reset since the host's call, and its pageview with it; without another one this
   // event, and all behind it, would wait for the next event.
   injectPageviewsIfNeeded();
-  // The host has gone on to another environment: nobody else stores this one's messages any more.
-  if (isStopped_) queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+  // The host has gone on to another environment: nobody else stores this one's messages any more. What is
+  // done again becomes a batch when all of it is done.
+  if (isStopped_ && !isRedoing_) queueManager_->moveEnqueuedMessagesToBatchAndPersist();
 }
 
 // What the screen adds comes last, when it is known.

@@ -287,10 +287,12 @@ void KovaTracker::extendSession() {
   performSafelyOnMainQueueWithBlock("extendSession", [](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
     if (tracker.sessionTimer_->extend()) return;
     tracker.sessionTimer_->start([self = retained(tracker)] {
-      kova::guarded({"KovaTracker", "extendSession"}, [&self] { self->resetSession(); });
+      kova::guarded({"KovaTracker", "resetSession"}, [&self] { self->resetSession(); });
     });
   });
 }
+
+std::shared_ptr<NSTimer> KovaTracker::sessionExpirationTimer() const { return sessionTimer_->timer(); }
 
 void KovaTracker::resetSession() {
   performSafelyOnMutationQueueWithBlock("resetSession", [](KovaTracker& tracker) KOVA_ON_MUTATION_QUEUE {

@@ -35,6 +35,7 @@ namespace kova {
 struct SeenTouch;
 }
 namespace platform {
+class NSTimer;
 class NSURL;
 class UIGestureRecognizer;
 }  // namespace platform
@@ -166,6 +167,8 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   void clearEventProperties();
 
   void extendSession() override;
+  // Of the main run loop's default mode; null until the session is extended first.
+  std::shared_ptr<platform::NSTimer> sessionExpirationTimer() const KOVA_ON_MAIN_THREAD;
   void resetSession();
 
   // Pageviews. Without one, no event leaves the device.

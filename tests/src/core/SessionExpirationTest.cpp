@@ -1,5 +1,7 @@
 // A session expires 300 s after it was last extended. Offline: nothing but the rules of time is at work.
 
+#include "platform/dispatch/NSTimer.h"
+#include "src/core/tracker/KovaTracker.h"
 #include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
@@ -35,6 +37,8 @@ class SessionExpirationTest : public TrackerTest {
 TEST_F(SessionExpirationTest, LastsFor300SecondsAndAgainForTheNext) {
   start();
   expectToLast(300);
+  const auto timer = KovaTracker::sharedTracker()->sessionExpirationTimer();
+  EXPECT_NEAR(timer->fireDate().timeIntervalSince(device.scheduler.now()), 299.9, 0.001);
   expectToLast(299.9);  // a new session has a running timer without any event
 }
 

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "platform/foundation/NSFileManager.h"
@@ -186,6 +187,30 @@ TEST_F(LeftPlaceTest, IsLookedForWhenAPlaceIsTakenLate) {
   device.start();
   all.clear();
   expectBobNamedInItsOwnPlace();
+}
+
+// In a place of their own, when the process that is starting has another.
+TEST_F(LeftPlaceTest, SendsAsManyEventsAsAreLeftThere) {
+  const auto first = takePlace();
+  const std::string files = directories().applicationSupport + "/kova-12345-";
+  device.start();
+  Kova::track("First");
+  device.drain();
+  for (int i = 0; i < 250; ++i) Kova::track("Left");
+  std::filesystem::copy(files + "2.calls", files + "left");
+  device.upload();
+  Kova::shutdown(0);
+  device.drain();
+  {
+    const auto second = takePlace(), third = takePlace();
+    std::filesystem::rename(files + "left", files + "3.calls");
+  }
+  device.start();
+  Kova::track("Now");  // and with it a pageview, before which nothing is sent
+  for (int i = 0; i < 4; ++i) device.upload();
+  const auto isEvent = [](const std::string& sender) { return sender.ends_with("customEvent"); };
+  const auto all = senders();
+  EXPECT_EQ(std::count_if(all.begin(), all.end(), isEvent), 1 + 250 + 250 + 1);
 }
 
 // With room for no more places as with none for a lock file.
