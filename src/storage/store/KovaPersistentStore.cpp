@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <tuple>
 #include <utility>
 #include <variant>
 
@@ -217,7 +218,7 @@ void KovaPersistentStore::removeJSONObjectDataFromDisk(std::string_view fileName
 
 std::vector<KovaPersistentStore::Leftover> KovaPersistentStore::sweepLeftovers(
     const Names& known, const Names& messageIds) const {
-  std::vector<std::pair<double, Leftover>> byAge;
+  std::vector<std::pair<NSDate, Leftover>> byDate;
   const auto names = cacheUrl_ ? fileManager_.contentsOfDirectory(cacheUrl_->path()) : std::nullopt;
   for (const std::string& name : names.value_or(std::vector<std::string>())) {
     if (name.ends_with(".partial")) {
@@ -228,13 +229,16 @@ std::vector<KovaPersistentStore::Leftover> KovaPersistentStore::sweepLeftovers(
     const auto attributes = fileManager_.attributes(*pathOf(name));
     const auto* facts = std::get_if<FileAttributes>(&attributes);
     if (!facts) continue;
-    const double age = facts->secondsSinceModification;
-    if (auto found = leftover(name, age, messageIds)) byAge.emplace_back(-age, std::move(*found));
+    if (auto found = leftover(name, facts->secondsSinceModification, messageIds))
+      byDate.emplace_back(facts->modificationDate, std::move(*found));
   }
-  std::sort(byAge.begin(), byAge.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  // The clock that dates files goes by milliseconds, several batches of which can be written in one.
+  std::sort(byDate.begin(), byDate.end(), [](const auto& a, const auto& b) {
+    return std::tie(a.first, a.second.time) < std::tie(b.first, b.second.time);
+  });
   std::vector<Leftover> oldestFirst;
-  oldestFirst.reserve(byAge.size());
-  for (auto& [age, found] : byAge) oldestFirst.push_back(std::move(found));
+  oldestFirst.reserve(byDate.size());
+  for (auto& [date, found] : byDate) oldestFirst.push_back(std::move(found));
   return oldestFirst;
 }
 
@@ -247,7 +251,8 @@ std::optional<KovaPersistentStore::Leftover> KovaPersistentStore::leftover(const
   if ((!isSettled && messageIds.empty()) || !fileManager_.isDeletableFile(path)) return std::nullopt;
   const auto messages = messagesIn(fileManager_.contents(path));
   if (!messages) return std::nullopt;
-  Leftover found{fileName, {}, false};
+  Leftover found{fileName, {}, false, {}};
+  if (const Value* time = messages->begin()->dictionary().find("timestamp")) found.time = time->text();
   for (const Value& message : *messages) {
     const Value* id = message.dictionary().find("id");
     const bool isGiven = id && id->isString() && messageIds.contains(id->text());

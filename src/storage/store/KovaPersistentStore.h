@@ -136,6 +136,7 @@ class KovaPersistentStore {
     std::string fileName;
     Names messageIds;  // of those given
     bool hasOthers;    // messages than those
+    std::string time;  // of the first message, in milliseconds
   };
   std::vector<Leftover> sweepLeftovers(const Names& known,
                                        const Names& messageIds) const KOVA_ON_MUTATION_QUEUE;

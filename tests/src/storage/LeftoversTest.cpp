@@ -59,6 +59,15 @@ TEST_F(LeftoversTest, WholeOnesThatAreSettledAreTakenUpWithinTheLimit) {
       R"([{"messagesIdentifier":"named"},{"messagesIdentifier":"named"},{"messagesIdentifier":"older"}])");
 }
 
+TEST_F(LeftoversTest, ThoseOfOneMomentComeInTheOrderOfTheirMessages) {
+  leave("c", R"([{"timestamp":"1767225600001"}])", 500);
+  leave("a", R"([{"timestamp":"1767225600002"}])", 500);
+  leave("b", R"([{"timestamp":"1767225600003"}])", 500);
+  adoptBehind({});
+  EXPECT_EQ(batches(),
+            R"([{"messagesIdentifier":"c"},{"messagesIdentifier":"a"},{"messagesIdentifier":"b"}])");
+}
+
 // Killed after the file and before its row, and started again at once.
 TEST_F(LeftoversTest, WhatWasBecomingABatchIsNoMessageAnyMore) {
   leave("becoming", R"([{"id":"1"},{"id":"2"},{"id":"never stored"}])", 0);
