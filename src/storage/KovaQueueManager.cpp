@@ -136,7 +136,8 @@ void KovaQueueManager::makeRoomForEvents(std::size_t count) {
   if (droppedSinceRewrite_ < limits_.queuedEvents) return;
   droppedSinceRewrite_ = 0;
   calls_->writeDone();
-  journal_.rewrite(texts_);
+  // While the file of the calls takes nothing, the journal alone tells which are done.
+  if (calls_->untold().empty()) journal_.rewrite(texts_);
 }
 
 std::shared_ptr<KovaQueueManager> KovaQueueManager::forStore(

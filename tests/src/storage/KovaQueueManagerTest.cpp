@@ -148,6 +148,18 @@ TEST_F(KovaQueueManagerTest, CarriesNoCallOutAgainWhoseEndItsFileDoesNotTake) {
   EXPECT_THAT(queues->takeLeftCalls().calls, SizeIs(1));
 }
 
+TEST_F(KovaQueueManagerTest, PushesACallsMessageOutOnceWhateverItsFileTakes) {
+  queues->calls().note(std::string(400'000, 'x'));
+  std::array<KICallLog::Number, 6> calls;
+  for (auto& call : calls) call = queues->calls().note("");
+  {
+    const auto full = ResourceLimit::fileSize(400'000);
+    for (const auto& call : calls) queues->enqueueMessage(unenriched(1), {&call, 1});
+  }
+  reopen();
+  EXPECT_THAT(queues->takeLeftCalls().calls, SizeIs(1));
+}
+
 TEST_F(KovaQueueManagerTest, RefusesACallOnce) {
   enqueueBatches({1, 2, 3});
   const KICallLog::Number call = queues->calls().note("");
