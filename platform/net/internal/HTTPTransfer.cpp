@@ -252,7 +252,21 @@ bool HTTPTransfer::keepBody(std::string_view bytes) {
   return true;
 }
 
+// libcurl sends a request without its query when it has no memory for that; the server's answer is to
+// another one then. By HTTP/1 the target is sent as text. Of a long one a server may refuse the rest unread.
+bool HTTPTransfer::wasSentWithoutQuery() const {
+  const long version = info(CURLINFO_HTTP_VERSION);
+  if (version != CURL_HTTP_VERSION_1_0 && version != CURL_HTTP_VERSION_1_1) return false;
+  constexpr std::size_t kSurelySent = 4096;
+  const NSURL& url = task_->originalRequest().url();
+  const std::string none;
+  const std::size_t least =
+      url.host().value_or(none).size() + url.path().size() + url.query().value_or(none).size();
+  return url.query() && info(CURLINFO_REQUEST_SIZE) < static_cast<long>(std::min(least, kSurelySent));
+}
+
 void HTTPTransfer::finish(CURLcode code) {
+  if (code == CURLE_OK && wasSentWithoutQuery()) code = CURLE_OUT_OF_MEMORY;
   if (code == CURLE_OK || (code == CURLE_WRITE_ERROR && readEnough_)) {
     task_->complete({}, std::make_shared<const std::string>(std::move(body_)), makeResponse(), std::nullopt);
     return;

@@ -63,6 +63,7 @@ class HTTPTransfer {
   void noteAnswer();
 
   int errorCode(CURLcode code) const;
+  bool wasSentWithoutQuery() const;
   long info(CURLINFO which) const;
   std::shared_ptr<NSURLResponse> makeResponse() const;
 
