@@ -306,6 +306,7 @@ void KICallLog::dropWhatIsDone() {
     if (!call.moment.empty()) kept.push_back(recordOf(kMoment, number, call.moment));
   }
   std::vector<std::string> ahead;
+  ahead.reserve(sessions.size());
   for (const auto& [first, session] : sessions) ahead.push_back(recordOf(kSession, first, session));
   kept.insert(kept.begin(), ahead.begin(), ahead.end());
   const auto draft = file.draft(kept);

@@ -102,7 +102,7 @@ KovaTracker::Parts KovaTracker::Parts::ofApp(const std::string& appId) {
 KovaTracker::Finished KovaTracker::finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
                                                 const std::shared_ptr<KovaOptions>& options,
                                                 const std::shared_ptr<KISerialStateQueue>& mutationQueue,
-                                                std::shared_ptr<KICallLog> ownCalls) {
+                                                const std::shared_ptr<KICallLog>& ownCalls) {
   auto identity = std::make_shared<KIIdentityManager>(left, KIIdentityManager::Origin::Place);
   auto queues = std::make_shared<KovaQueueManager>(left, kQueueLimits,
                                                    ownCalls ? ownCalls : std::make_shared<KICallLog>());

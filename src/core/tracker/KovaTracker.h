@@ -66,7 +66,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   static Finished finishWorkIn(const std::shared_ptr<KovaPersistentStore>& left,
                                const std::shared_ptr<KovaOptions>& options,
                                const std::shared_ptr<KISerialStateQueue>& mutationQueue,
-                               std::shared_ptr<KICallLog> ownCalls = nullptr) KOVA_ON_MUTATION_QUEUE;
+                               const std::shared_ptr<KICallLog>& ownCalls = nullptr) KOVA_ON_MUTATION_QUEUE;
   // What all trackers have; see above for both.
   struct Parts;
   KovaTracker(Parts parts, std::shared_ptr<KovaOptions> options,
