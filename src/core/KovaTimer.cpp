@@ -21,8 +21,8 @@ std::shared_ptr<KovaTimer> KovaTimer::scheduleSafeOperationWithBlock(
 void KovaTimer::fire(const Work& block, NSOperationQueue& queue) {
   static constexpr kova::Place place("KovaTimer",
                                      "scheduleSafeOperationWithBlock:afterTimeInterval:inQueue:");
-  if (!takeSource()) return;
-  isRunning_ = false;
+  // A queue that is busy when the timer falls due fires it before it takes down what was cancelled meanwhile.
+  if (!takeSource() || !isRunning_.exchange(false)) return;
   kova::guarded(place, [&] { KOVA_addSafeOperationWithBlock(queue, block, place); });
 }
 

@@ -3,6 +3,8 @@
 
 #include <pthread.h>
 
+#include <atomic>
+#include <future>
 #include <stdexcept>
 
 #include "src/core/KIBailer.h"
@@ -149,6 +151,24 @@ TEST_F(SafeOperationTest, ACancelledTimerReadsSoAtOnceAndDeliversNothing) {
   EXPECT_EQ(token.use_count(), 1) << "the callback is released";
   device.advance(5);
   EXPECT_THAT(ran, IsEmpty());
+}
+
+// On threads: the timer falls due while the queue is busy with what cancels it.
+TEST(KovaTimerTest, DeliversNothingOnceItIsCancelledHoweverLateTheQueueIs) {
+  const auto queue = std::make_shared<NSOperationQueue>();
+  std::promise<std::shared_ptr<KovaTimer>> scheduled;
+  std::atomic<bool> isDelivered = false;
+  queue->addOperationWithBlock([&scheduled] {
+    const auto timer = scheduled.get_future().get();
+    const double due = Scheduler::current().uptime() + 0.01;
+    while (Scheduler::current().uptime() <= due) {
+    }
+    timer->cancel();
+  });
+  scheduled.set_value(
+      KovaTimer::scheduleSafeOperationWithBlock([&isDelivered] { isDelivered = true; }, 0.01, queue));
+  for (int i = 0; i < 2; ++i) queue->waitUntilAllOperationsAreFinished();  // also what those have added
+  EXPECT_FALSE(isDelivered);
 }
 
 }  // namespace
