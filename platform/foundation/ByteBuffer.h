@@ -8,6 +8,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/foundation/CopyByEnds.h"
+
 namespace platform {
 
 // Bytes that are put together piece by piece; quicker than a string for many short pieces. Keeps its room
@@ -35,20 +37,15 @@ class ByteBuffer {
   }
 
  private:
-  // Short ones, which most are, by their first and their last word: a call costs more than that.
+  // Most are short.
   static void copy(char* to, std::string_view bytes) {
-    if (bytes.size() >= 8 && bytes.size() <= 16) return copyByEnds<std::uint64_t>(to, bytes);
-    if (bytes.size() >= 4 && bytes.size() < 8) return copyByEnds<std::uint32_t>(to, bytes);
-    if (!bytes.empty()) std::memcpy(to, bytes.data(), bytes.size());
-  }
-  template <class Word>
-  static void copyByEnds(char* to, std::string_view bytes) {
-    Word first;
-    Word last;
-    std::memcpy(&first, bytes.data(), sizeof first);
-    std::memcpy(&last, bytes.data() + bytes.size() - sizeof last, sizeof last);
-    std::memcpy(to, &first, sizeof first);
-    std::memcpy(to + bytes.size() - sizeof last, &last, sizeof last);
+    if (bytes.size() >= 8 && bytes.size() <= 16) {
+      copyByEnds<std::uint64_t>(to, bytes);
+    } else if (bytes.size() >= 4 && bytes.size() < 8) {
+      copyByEnds<std::uint32_t>(to, bytes);
+    } else if (!bytes.empty()) {
+      std::memcpy(to, bytes.data(), bytes.size());
+    }
   }
   // Where so many bytes go, which count from now on.
   char* addRoom(std::size_t count) {

@@ -5,6 +5,7 @@
 
 #include "platform/foundation/ASCII.h"
 #include "platform/foundation/CodePoints.h"
+#include "platform/foundation/CopyByEnds.h"
 
 namespace platform {
 
@@ -19,26 +20,17 @@ bool isAllASCII(std::string_view text) {
   return std::ranges::all_of(text, isASCII);
 }
 
-// Copies text that is at least as long as the word, and at most twice, by its first and its last word.
-// Answers whether all of it is ASCII.
 template <class Word>
-bool copyByEnds(char* to, std::string_view text) {
-  constexpr Word kHighest = static_cast<Word>(0x8080808080808080u);
-  Word first;
-  Word last;
-  std::memcpy(&first, text.data(), sizeof first);
-  std::memcpy(&last, text.data() + text.size() - sizeof last, sizeof last);
-  std::memcpy(to, &first, sizeof first);
-  std::memcpy(to + text.size() - sizeof last, &last, sizeof last);
-  return ((first | last) & kHighest) == 0;
+bool copyASCII(char* to, std::string_view text) {
+  return (copyByEnds<Word>(to, text) & static_cast<Word>(0x8080808080808080u)) == 0;
 }
 
-// Of up to 15 bytes: what the keys and values of most properties are.
+// Of up to 15 bytes: what the keys and values of most properties are. Whether all of it is ASCII.
 bool copyShortASCII(char* to, std::string_view text) {
-  if (text.size() >= 8) return copyByEnds<std::uint64_t>(to, text);
-  if (text.size() >= 4) return copyByEnds<std::uint32_t>(to, text);
-  if (text.size() >= 2) return copyByEnds<std::uint16_t>(to, text);
-  return text.empty() || copyByEnds<std::uint8_t>(to, text);
+  if (text.size() >= 8) return copyASCII<std::uint64_t>(to, text);
+  if (text.size() >= 4) return copyASCII<std::uint32_t>(to, text);
+  if (text.size() >= 2) return copyASCII<std::uint16_t>(to, text);
+  return text.empty() || copyASCII<std::uint8_t>(to, text);
 }
 
 }  // namespace

@@ -6,10 +6,14 @@ namespace platform {
 namespace {
 
 #ifdef PLATFORM_LIBCURL
+SeparateLibrary& library() {
+  static auto& instance = *new SeparateLibrary(PLATFORM_LIBCURL);
+  return instance;
+}
+
 template <class Function>
 bool find(const char* name, Function& function) {
-  static auto& library = *new SeparateLibrary(PLATFORM_LIBCURL);
-  function = reinterpret_cast<Function>(library.find(name));
+  function = reinterpret_cast<Function>(library().find(name));
   return function;
 }
 #define PLATFORM_FIND(name) &&find("curl_" #name, libcurl.name)
