@@ -58,7 +58,7 @@ void KovaQueueManager::refuseUrlString() {
 }
 
 void KovaQueueManager::refuseMessage(std::span<const KICallLog::Number> calls) {
-  counters_->take(kEvents, &KovaCounts::accepted, &KovaCounts::refused);
+  refuseMessage();
   noteRefused(calls);
 }
 

@@ -92,6 +92,8 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
                       std::span<const KICallLog::Number> calls = {}) KOVA_ON_MUTATION_QUEUE;
   // Counts one that is not even made, because the batch queue is full.
   void refuseMessage(std::span<const KICallLog::Number> calls) KOVA_ON_MUTATION_QUEUE;
+  // The same of one that has not been noted, from any thread.
+  void refuseMessage() { counters_->take(&KovaStatus::events, &KovaCounts::accepted, &KovaCounts::refused); }
   // Makes one batch of all messages, unless some are not enriched yet; then, and when there are none, it only
   // persists them, if asked to. Answers whether all that is queued is stored now.
   bool moveEnqueuedMessagesToBatchAndPersist(bool persistWhenNothingWasBatched = true) KOVA_ON_MUTATION_QUEUE;

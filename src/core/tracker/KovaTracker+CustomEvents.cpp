@@ -13,6 +13,7 @@
 #include "src/identity/KISessionManager.h"
 #include "src/pageviews/UIResponder+ActivePageview.h"
 #include "src/pageviews/UIWindow+KOVA.h"
+#include "src/storage/KIWaitingRoom.h"
 #include "src/storage/KovaQueueManager.h"
 
 using namespace platform;
@@ -93,6 +94,7 @@ struct KovaTracker::CustomEvent {
   KIMoment moment = {};
   ActiveScreen screen = {};  // on the main thread, until it goes on to the mutation queue
   std::uint64_t call = KICallLog::kNotNoted;
+  std::optional<KIWaitingRoom::Seat> seat = std::nullopt;
 
   void log(const Dictionary& eventProperties) const;
   Dictionary dictionary() const;
@@ -178,6 +180,11 @@ void KovaTracker::beginMoment(const std::shared_ptr<CustomEvent>& event) {
 }
 
 void KovaTracker::trackCustomEvent(std::shared_ptr<CustomEvent> event) {
+  event->seat = KIWaitingRoom::takeSeat();
+  if (!event->seat) {
+    queueManager_->refuseMessage();
+    return KovaLogDebug("Too many events wait to be stored, ignoring: <%@>", event->name);
+  }
   injectPageviewsIfNeeded();
   beginMoment(event);
   const char* const selector = event->fromSelector;

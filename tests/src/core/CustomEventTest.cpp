@@ -2,6 +2,7 @@
 
 #include "src/autocapture/KovaUtil.h"
 #include "src/core/KovaInputTransformer.h"
+#include "src/storage/KIWaitingRoom.h"
 #include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
@@ -102,6 +103,25 @@ TEST_F(CustomEventTest, CallsOfOneThreadTakeEffectInTheirOrder) {
     EXPECT_NE(at(hello, "pageviewInfo/id"), at(bye, "pageviewInfo/id"));
     EXPECT_EQ(at(hello, "properties"), Value());
   }
+}
+
+TEST_F(CustomEventTest, IsRefusedWhileTooManyWait) {
+  device.startAndSettle();
+  std::vector<KIWaitingRoom::Seat> others;
+  while (auto seat = KIWaitingRoom::takeSeat()) others.push_back(*std::move(seat));
+  EXPECT_EQ(others.size(), KIWaitingRoom::kSeats);
+  EXPECT_THAT(linesOf([] { Kova::track("crowd"); }),
+              ElementsAre("[KOVA DEBUG]: Too many events wait to be stored, ignoring: <crowd>"));
+  EXPECT_EQ(Kova::status().events.refused, 1u);
+
+  others.pop_back();
+  for (const char* name : {"first", "second"}) {  // each gives its seat back
+    Kova::track(name);
+    device.drain();
+  }
+  send();
+  EXPECT_THAT(sentEvents(), testing::IsSupersetOf({"first", "second"}));
+  EXPECT_THAT(sentEvents(), testing::Not(testing::Contains("crowd")));
 }
 
 TEST_F(CustomEventTest, WhatIsNoDictionaryIsDiscardedWithALine) {
