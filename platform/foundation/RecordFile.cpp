@@ -205,8 +205,10 @@ std::shared_ptr<RecordFile::Draft> RecordFile::draft(const std::vector<std::stri
   made->path = partialOf(path_);
   made->file = LockFile::take(made->path, LockFile::Missing::Make);
   made->end = bytes.size();
-  const bool isWritten =
-      made->file && cutAt(made->file->number(), 0) && writeAt(made->file->number(), bytes, 0);
+  // On disk before it takes the other's place: a file system may put the new name there ahead of the
+  // contents.
+  const bool isWritten = made->file && cutAt(made->file->number(), 0) &&
+                         writeAt(made->file->number(), bytes, 0) && ::fdatasync(made->file->number()) == 0;
   return isWritten ? made : nullptr;
 }
 

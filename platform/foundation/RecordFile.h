@@ -50,8 +50,8 @@ class RecordFile {
   bool append(std::string_view record);
   // Drops all records. False when it could not.
   bool clear();
-  // Puts the records in the place of all others, in one step. False when it could not; nothing has changed
-  // then.
+  // Puts the records in the place of all others, in one step, which a power failure undoes at most. Waits for
+  // the disk. False when it could not; nothing has changed then.
   bool replaceAll(const std::vector<std::string>& records);
   // The same for what stood there at an earlier size; what has been appended since stays behind it. For large
   // files: the records are read, and the others written, while another thread appends; nothing else may
