@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QFileDialog>
 #include <QJsonObject>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTimer>
 
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/qt/QtProxies.h"
@@ -27,7 +29,12 @@ namespace {
 
 using testing::HasSubstr;
 
+bool isAVersionStored() {
+  return bool(NSUserDefaults::withSuiteName("io.kova.lifecycleEvents")->stringForKey("version"));
+}
+
 TEST_F(KovaQtTest, WithoutAYesNothingIsMadeAndANoErasesAll) {
+  QCoreApplication::setApplicationVersion("1.2");
   options.consent = [] { return false; };
   KovaQt::start("11", options);
   QWidget window;
@@ -49,11 +56,13 @@ TEST_F(KovaQtTest, WithoutAYesNothingIsMadeAndANoErasesAll) {
   ASSERT_GE(sent.size(), 2u);
   EXPECT_THAT(sent.front().head, HasSubstr("t=Diary"));
   EXPECT_THAT(*sent.back().body, HasSubstr("Seen"));
+  EXPECT_TRUE(isAVersionStored());
 
   KovaQt::setConsent(false);
   EXPECT_FALSE(KovaQt::userId());
   EXPECT_TRUE(kovaqt::SentData::shared().requests().empty());
   EXPECT_FALSE(NSUserDefaults::standardUserDefaults().stringForKey("kova_11_userId"));
+  EXPECT_FALSE(isAVersionStored()) << "of the last run";
 
   KovaQt::setConsent(true);
   EXPECT_TRUE(KovaQt::userId());
@@ -112,6 +121,23 @@ TEST_F(KovaQtTest, WhatIsNoUrlSendsNothingAnywhere) {
   QCoreApplication::processEvents();
   Kova::flush(0.2);
   EXPECT_TRUE(kovaqt::SentData::shared().requests().empty());
+}
+
+TEST_F(KovaQtTest, LeavesThoughTheServiceDoesNotAnswer) {
+  server.handle("/h", [](const auto&) { return HttpServer::Reply::stall(); });
+  KovaQt::start("11", options);
+  QWidget window;
+  window.show();
+  QCoreApplication::processEvents();
+  QElapsedTimer leaving;
+  QTimer::singleShot(0, application.operator->(), [&] {
+    KovaQt::track("Late");
+    leaving.start();
+    QCoreApplication::quit();
+  });
+  QCoreApplication::exec();
+  EXPECT_LT(leaving.elapsed(), 2'000) << "100 ms are meant";
+  EXPECT_TRUE(server.waitForRequests(1)) << "and there was something to wait for";
 }
 
 // In a window that is none of the program's screens.
