@@ -1,18 +1,20 @@
 #include "platform/foundation/Base64.h"
 
-#include <openssl/evp.h>
-
-#include <stdexcept>
+#include <cstdint>
 
 namespace platform {
 
 std::string base64EncodedString(std::string_view bytes) {
-  constexpr std::size_t kMaximum = 1 << 30;  // what the encoder's int can count, when a third longer
-  if (bytes.size() >= kMaximum) throw std::length_error("too much to encode");
-  std::string text((bytes.size() + 2) / 3 * 4, '\0');
-  // Writes a NUL behind the text, where a string has one.
-  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                  reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
+  constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  text.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t at = 0; at < bytes.size(); at += 3) {
+    const std::string_view group = bytes.substr(at, 3);
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < 3; ++i)
+      bits = bits << 8 | (i < group.size() ? static_cast<std::uint8_t>(group[i]) : 0);
+    for (std::size_t i = 0; i < 4; ++i) text += i > group.size() ? '=' : kDigits[bits >> (18 - 6 * i) & 63];
+  }
   return text;
 }
 

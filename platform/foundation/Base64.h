@@ -5,7 +5,7 @@
 
 namespace platform {
 
-// The bytes in Base64, padded, without line breaks. Throws std::length_error for a gigabyte and more.
+// The bytes in Base64, padded, without line breaks.
 std::string base64EncodedString(std::string_view bytes);
 
 }  // namespace platform

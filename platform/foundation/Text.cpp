@@ -1,13 +1,11 @@
 #include "platform/foundation/Text.h"
 
-#include <openssl/evp.h>
 #include <utf8proc.h>
 
 #include "platform/foundation/CodePoints.h"
 #include "platform/foundation/NSException.h"
 #include "platform/foundation/PercentEncoding.h"
 #include "platform/foundation/String.h"
-#include "platform/foundation/internal/OpenSSLUse.h"
 
 namespace platform {
 
@@ -112,17 +110,6 @@ std::optional<std::string> removingPercentEncoding(std::string_view text) {
   }
   if (!isWellFormedUTF8(bytes)) return std::nullopt;
   return bytes;
-}
-
-std::array<std::uint8_t, 16> CC_MD5(std::span<const std::uint8_t> bytes) {
-  const OpenSSLUse use;
-  // From a context of our own: the host's may forbid MD5 (FIPS), and here it derives ids, it keeps no secret.
-  static const EVP_MD* const md5 = EVP_MD_fetch(OSSL_LIB_CTX_new(), "MD5", nullptr);
-  std::array<std::uint8_t, 16> digest{};
-  if (!md5 || EVP_Digest(bytes.data(), bytes.size(), digest.data(), nullptr, md5, nullptr) != 1) {
-    throw NSException(NSInternalInconsistencyException, "MD5 cannot be had");
-  }
-  return digest;
 }
 
 }  // namespace platform

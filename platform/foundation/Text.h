@@ -30,7 +30,4 @@ std::string_view removingLastCharacter(std::string_view text);
 // hexadecimal digits, or when the result is not UTF-8.
 std::optional<std::string> removingPercentEncoding(std::string_view text);
 
-// The MD5 digest of the bytes: for deriving numbers from text, not for keeping secrets.
-std::array<std::uint8_t, 16> CC_MD5(std::span<const std::uint8_t> bytes);
-
 }  // namespace platform

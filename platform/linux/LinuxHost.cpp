@@ -1,6 +1,5 @@
 #include "platform/linux/LinuxHost.h"
 
-#include <openssl/evp.h>
 #include <pwd.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -9,8 +8,8 @@
 #include <cstdlib>
 
 #include "platform/foundation/ASCII.h"
+#include "platform/foundation/Digest.h"
 #include "platform/foundation/NSFileManager.h"
-#include "platform/foundation/internal/OpenSSLUse.h"
 
 namespace platform {
 
@@ -93,12 +92,9 @@ std::optional<NSUUID> vendorIdentifier(std::string_view applicationIdentifier,
   // systemd writes this word until the machine's first start is over.
   if (!machine || *machine == "uninitialized") return std::nullopt;
   const std::string material = *machine + "\n" + std::string(applicationIdentifier);
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  const OpenSSLUse use;
-  if (EVP_Digest(material.data(), material.size(), digest, nullptr, EVP_sha256(), nullptr) != 1)
-    return std::nullopt;
+  const auto digest = CC_SHA256({reinterpret_cast<const std::uint8_t*>(material.data()), material.size()});
   NSUUID::Bytes bytes;
-  std::copy_n(digest, bytes.size(), bytes.begin());
+  std::copy_n(digest.begin(), bytes.size(), bytes.begin());
   bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0f) | 0x80);  // version 8: made by a rule of our own
   bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3f) | 0x80);
   return NSUUID(bytes);

@@ -4,6 +4,7 @@
 
 #include "platform/dispatch/DispatchQueue.h"
 #include "platform/dispatch/Scheduler.h"
+#include "platform/foundation/internal/OpenSSLUse.h"
 #include "platform/net/WebSockets.h"
 
 namespace platform {
@@ -32,6 +33,7 @@ void NSURLSession::setObserver(Observer observer) { NSURLSessionDataTask::observ
 NSURLSession::NSURLSession(NSURLSessionConfiguration configuration)
     : configuration_(std::make_shared<const NSURLSessionConfiguration>(std::move(configuration))),
       queue_(configuration_->keepsConnections ? makeCompletionQueue() : ephemeralSessionsQueue()) {
+  OpenSSLUse::prepareForExit();
   // Begins the queue's thread, so that a system that gives none is noticed by whoever makes the session.
   queue_->async([] {});
 }

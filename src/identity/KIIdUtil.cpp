@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "platform/foundation/Digest.h"
 #include "platform/foundation/Text.h"
 
 using namespace platform;

@@ -77,10 +77,15 @@ void prepareTLS() {
 
 }  // namespace
 
-OpenSSLUse::OpenSSLUse(Of of) {
-  static std::once_flag prepared, preparedTLS;
+void OpenSSLUse::prepareForExit() {
+  static std::once_flag prepared;
   std::call_once(prepared, &prepare);
-  if (of == Of::TLS) std::call_once(preparedTLS, &prepareTLS);
+}
+
+OpenSSLUse::OpenSSLUse() {
+  static std::once_flag preparedTLS;
+  prepareForExit();
+  std::call_once(preparedTLS, &prepareTLS);
   enter();
 }
 

@@ -80,7 +80,7 @@ void TransferThread::run(int wakeUp) {
   pthread_setname_np(pthread_self(), "NSURLSession");
   while (true) {
     {
-      const OpenSSLUse use(OpenSSLUse::Of::TLS);
+      const OpenSSLUse use;
       stepGuarded();
     }
     sleep(wakeUp);

@@ -36,7 +36,7 @@ void WebSocketThread::run() {
 }
 
 void WebSocketThread::runUntilExit() {
-  const OpenSSLUse use(OpenSSLUse::Of::TLS);
+  const OpenSSLUse use;
   // OpenSSL, when it takes itself down, asks for this before it waits for the end of the use. A forked child
   // has no such thread, but perhaps a lock that the thread held.
   static const pid_t process = getpid();

@@ -6,12 +6,15 @@
 #include <limits>
 
 #include "platform/foundation/Base64.h"
+#include "platform/foundation/Digest.h"
 #include "platform/foundation/Format.h"
 #include "platform/foundation/String.h"
 #include "platform/runtime/NSObject.h"
 
 // OpenSSL's own: what it may use in the process from now on.
-extern "C" int EVP_set_default_properties(void* context, const char* properties);
+// OpenSSL's.
+extern "C" unsigned char* MD5(const unsigned char* bytes, std::size_t size, unsigned char* digest);
+extern "C" unsigned char* SHA256(const unsigned char* bytes, std::size_t size, unsigned char* digest);
 
 namespace platform {
 namespace {
@@ -78,12 +81,17 @@ TEST(TextTest, RemovesPercentEncoding) {
   for (const auto& [text, decoded] : cases) EXPECT_EQ(removingPercentEncoding(text), decoded) << text;
 }
 
-TEST(TextTest, MD5EvenWhereTheHostForbidsIt) {
-  ASSERT_EQ(EVP_set_default_properties(nullptr, "fips=yes"), 1);
-  const std::uint8_t bytes[] = {'a', 'b', 'c'};
-  const std::array<std::uint8_t, 16> expected = {0x90, 0x01, 0x50, 0x98, 0x3c, 0xd2, 0x4f, 0xb0,
-                                                 0xd6, 0x96, 0x3f, 0x7d, 0x28, 0xe1, 0x7f, 0x72};
-  EXPECT_EQ(CC_MD5(bytes), expected);
+TEST(DigestTest, AgreesWithAnotherForEveryLength) {
+  std::vector<std::uint8_t> bytes;
+  for (std::size_t length = 0; length <= 192; ++length) {
+    decltype(CC_MD5({})) md5;
+    decltype(CC_SHA256({})) sha256;
+    MD5(bytes.data(), length, md5.data());
+    SHA256(bytes.data(), length, sha256.data());
+    EXPECT_EQ(CC_MD5(bytes), md5) << length;
+    EXPECT_EQ(CC_SHA256(bytes), sha256) << length;
+    bytes.push_back(static_cast<std::uint8_t>(length * 37));
+  }
 }
 
 TEST(StringTest, HoldsTextOfEveryLength) {

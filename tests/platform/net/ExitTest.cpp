@@ -4,7 +4,6 @@
 #include <future>
 #include <map>
 
-#include "platform/foundation/Text.h"
 #include "platform/net/NSURLSession.h"
 #include "tests/platform/net/ExitFixture.h"
 
@@ -23,7 +22,6 @@ constexpr std::chrono::seconds kLongestLife{10};
 [[noreturn]] void exitWithTransfersInFlight(const ServerProcess& server, bool hostUsesOpenSSLFirst,
                                             std::chrono::microseconds moment) {
   if (hostUsesOpenSSLFirst) TestCertificate();
-  CC_MD5({});
   NSURLSessionConfiguration configuration;
   configuration.certificateAuthorityFile = server.certificates();
   NSURLSession session(configuration);
