@@ -96,17 +96,28 @@ KovaUploader::~KovaUploader() {
 
 void KovaUploader::requestScheduledUploads() {
   kova::perform(*mutationQueue_, *this, "requestScheduledUploads",
+                [](KovaUploader& self) KOVA_ON_MUTATION_QUEUE { self.beginUploads(); });
+}
+
+// A queue that is busy as the timer falls due comes to a suspension first, and then to what the timer has
+// delivered.
+void KovaUploader::requestNextUploads() {
+  kova::perform(*mutationQueue_, *this, "requestScheduledUploads",
                 [](KovaUploader& self) KOVA_ON_MUTATION_QUEUE {
-                  if (self.isRhythmRunning() || self.isStopped_) return;
-                  self.sendAll();
-                  self.synchronizeFiles();
-                  self.startUploadTimer();
+                  if (self.uploadTimer()) self.beginUploads();
                 });
+}
+
+void KovaUploader::beginUploads() {
+  if (isRhythmRunning() || isStopped_) return;
+  sendAll();
+  synchronizeFiles();
+  startUploadTimer();
 }
 
 void KovaUploader::startUploadTimer() {
   auto timer = kova::performAfter(uploadInterval_, *mutationQueue_, *this,
-                                  [](KovaUploader& self) { self.requestScheduledUploads(); });
+                                  [](KovaUploader& self) { self.requestNextUploads(); });
   const MutexLock lock(mutex_);
   uploadTimer_ = std::move(timer);
 }

@@ -85,6 +85,9 @@ class KovaUploader : public platform::NSObject {
                    const std::optional<platform::NSError>& error) KOVA_ON_MUTATION_QUEUE;
   std::optional<Upload> nextPixel() KOVA_ON_MUTATION_QUEUE;
   std::optional<Upload> nextMessageBatch() KOVA_ON_MUTATION_QUEUE;
+  // What the timer asks for: nothing once the rhythm is suspended.
+  void requestNextUploads();
+  void beginUploads() KOVA_ON_MUTATION_QUEUE;
   void startUploadTimer() KOVA_ON_MUTATION_QUEUE;
   void cancelUploadTimer();
   std::shared_ptr<KovaTimer> uploadTimer() const;

@@ -1,5 +1,9 @@
 #include "src/storage/KovaUploader.h"
 
+#include <deque>
+#include <utility>
+
+#include "platform/dispatch/DispatchQueue.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "tests/src/storage/QueueFixture.h"
 #include "tests/support/HeldURLSession.h"
@@ -15,6 +19,31 @@ const std::string kTrack = "/api/integrations/ios/track";
 constexpr const char* kSentData = "[KOVA DEBUG]: Sent data to Kova!";
 constexpr const char* kSentBatch = "[KOVA DEBUG]: Sent message batch to Kova!";
 constexpr const char* kAlreadySending = "[KOVA DEBUG]: Already sending data";
+
+// Comes to nothing by itself: what it is given meanwhile waits behind the rest.
+class BusyQueue : public DispatchQueue {
+ public:
+  BusyQueue() : DispatchQueue("busy", QualityOfService::Background) {}
+  void async(Work work) override { queued_.push_back(std::move(work)); }
+  std::shared_ptr<DispatchTimer> after(double, Work work) override {
+    struct Timer : DispatchTimer {
+      void cancel() override {}
+    };
+    due = std::move(work);
+    return std::make_shared<Timer>();
+  }
+  void drain() {
+    for (; !queued_.empty(); queued_.pop_front()) queued_.front()();
+  }
+  void waitUntilIdle() override { drain(); }
+  void waitForQueued() override { drain(); }
+  bool isCurrent() const override { return true; }
+
+  Work due;  // what the last timer does
+
+ private:
+  std::deque<Work> queued_;
+};
 
 class KovaUploaderTest : public QueueTest {
  protected:
@@ -173,6 +202,28 @@ TEST_F(KovaUploaderTest, SendsAtOnceInANewRhythmAndRestsWhileSuspended) {
   uploader->requestScheduledUploads();
   EXPECT_THAT(answered(), ElementsAre(pixel(3, 72)));
   EXPECT_EQ(device.scheduler.pendingTimerCount(), 1u);
+}
+
+TEST_F(KovaUploaderTest, RestsWhenItIsSuspendedAsItsTimerFallsDue) {
+  const auto busy = std::make_shared<BusyQueue>();
+  const auto queue = std::make_shared<KISerialStateQueue>();
+  queue->setUnderlyingQueue(busy);
+  uploader = std::make_shared<KovaUploader>(kService.c_str(), queues, queue, wire);
+  for (const bool isAhead : {true, false}) {  // of what the timer delivers
+    uploader->requestScheduledUploads();
+    busy->drain();
+    enqueueUrls({"h?n=1"});
+    if (isAhead) uploader->suspendScheduledUploads();
+    std::exchange(busy->due, nullptr)();
+    if (!isAhead) uploader->suspendScheduledUploads();
+    busy->drain();
+    EXPECT_THAT(asked(), IsEmpty());
+    EXPECT_FALSE(busy->due);
+    uploader->sendAll();
+    busy->drain();
+    answer(pixel(1));
+    busy->drain();
+  }
 }
 
 TEST_F(KovaUploaderTest, EndsWithTheRequestsInFlightOnceStopped) {
