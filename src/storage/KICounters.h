@@ -4,8 +4,8 @@
 
 #include "platform/runtime/Mutex.h"
 
-// What has become of everything that was recorded. Changed on the mutation queue, in whole steps after which
-// the sum agrees; read from any thread.
+// What has become of everything that was recorded. Changed in whole steps after which the sum agrees: on the
+// mutation queue, and where a call is refused at once. Any thread.
 class KICounters {
  public:
   KovaStatus status() const {

@@ -11,7 +11,6 @@
 #include "platform/foundation/String.h"
 #include "platform/runtime/NSObject.h"
 
-// OpenSSL's own: what it may use in the process from now on.
 // OpenSSL's.
 extern "C" unsigned char* MD5(const unsigned char* bytes, std::size_t size, unsigned char* digest);
 extern "C" unsigned char* SHA256(const unsigned char* bytes, std::size_t size, unsigned char* digest);
