@@ -183,13 +183,6 @@ TEST_F(TouchEventTest, AControlIsSoughtAmongThirtyRespondersUpToAController) {
   EXPECT_EQ(KovaUtil::closestControl(*inner->view()), nullptr);
 }
 
-TEST_F(TouchEventTest, ASelectorLosesOneColon) {
-  constexpr std::pair<const char*, const char*> kCases[] = {
-      {"tap:", "tap"}, {"a:b:", "a:b"}, {"tap", "tap"}, {":", ""}};
-  for (const auto& [name, trimmed] : kCases) EXPECT_EQ(KovaUtil::trimSelector(String(name))->str(), trimmed);
-  EXPECT_EQ(KovaUtil::trimSelector(std::nullopt), std::nullopt);
-}
-
 TEST_F(TouchEventTest, DescribesItselfForTheLog) {
   settings.limit = 1;
   const auto event = settings.touch(pay, 0, nullptr, "touch", KITouchEvent::ViewAncestry::Capture);
