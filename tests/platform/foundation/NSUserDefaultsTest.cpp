@@ -26,6 +26,7 @@ TEST_F(NSUserDefaultsTest, BringsEveryKindOfValueBackAfterReopening) {
       {"text", "äöü \"quoted\" \n 😀"},
       {"zero byte", std::string("a\0b", 3)},
       {"empty", ""},
+      {"", "of the empty key"},
       {"date", NSDate::withTimeIntervalSince1970(1795228923.25)},
       {"list", Array{1, "two", Array{}, Dictionary{}}},
       {"looks like a date", {{"$date", 5}}},
@@ -93,18 +94,6 @@ TEST_F(NSUserDefaultsTest, RefusesWhatHasNoStoredFormAndKeepsWhatWasThere) {
   EXPECT_EQ(defaults->stringForKey("key"), "before");
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_NE(lines[0].find("\"key\""), std::string::npos);
-}
-
-TEST_F(NSUserDefaultsTest, RemovesAndReplaces) {
-  const auto defaults = open();
-  defaults->setObject(std::string(300'000, 'x'), "key");
-  defaults->setObject("short", "key");
-  defaults->setObject("empty key", "");
-  EXPECT_EQ(defaults->stringForKey("key"), "short");
-  EXPECT_EQ(defaults->stringForKey(""), "empty key");
-  defaults->removeObjectForKey("key");
-  defaults->removeObjectForKey("never there");
-  EXPECT_FALSE(defaults->objectForKey("key"));
 }
 
 TEST_F(NSUserDefaultsTest, SuitesAreApartAndSharedWithinAProcess) {

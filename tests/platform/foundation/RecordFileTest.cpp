@@ -109,8 +109,7 @@ TEST_F(RecordFileTest, KeepsWhatWasAppendedBeforeTheProcessWasKilled) {
 TEST_F(RecordFileTest, LeavesOutWhatIsNoWholeRecordOfItsOwn) {
   const auto write = [this](const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; };
   RecordFile::open(path)->append("one");
-  std::ifstream file(path, std::ios::binary);
-  const std::string whole(std::istreambuf_iterator<char>(file), {});
+  const std::string whole = contentOf(path);
   std::string changed = whole;
   changed.back() ^= 1;
   const std::string frame = whole.substr(8, 8);
