@@ -19,7 +19,7 @@ constexpr std::string_view kNumberKey = "journalNumber";
 constexpr char kNumberMark = '#';  // a number, and nothing else
 constexpr char kCallMark = '@';    // the number of a call, ahead of its message
 
-constexpr std::uint64_t kMany = 256 << 10;  // bytes of messages that have been taken over
+constexpr std::uint64_t kLong = 256 << 10;  // bytes: some hundred messages
 
 // Takes the numbers off that stand ahead of the message.
 void takeCalls(std::string_view& record, KICallLog::Numbers& calls) {
@@ -82,13 +82,17 @@ std::optional<KIJournal::Contents> KIJournal::open() {
     }
     takeCalls(record, contents.calls);
     const auto message = isTakenOver ? std::nullopt : NSJSONSerialization::JSONObjectWithData(record);
-    if (message && message->isDictionary()) contents.messages.emplace_back(message->dictionary());
+    if (!message || !message->isDictionary()) continue;
+    contents.messages.emplace_back(message->dictionary());
+    contents.texts.emplace_back(record);
   }
   isNumberWritten_ = !isTakenOver;
   hasKept_ = !contents.messages.empty();
   isDue_ = !hasKept_;
   return contents;
 }
+
+bool KIJournal::isLong() const { return file_ && file_->size() > kLong; }
 
 bool KIJournal::writeNumber() { return file_->append(kNumberMark + std::to_string(number_)); }
 
@@ -124,7 +128,7 @@ void KIJournal::forgetTakenOver() {
   if (!file_ || !hasKept_) return;
   hasKept_ = false;
   isDue_ = true;
-  if (!isNumberWritten_ || file_->size() > kMany) empty();
+  if (!isNumberWritten_ || isLong()) empty();
 }
 
 void KIJournal::noteOnDisk(std::uint64_t number) {

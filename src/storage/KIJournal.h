@@ -32,11 +32,14 @@ class KIJournal {
 
   struct Contents {
     std::vector<platform::MutableDictionary> messages;  // that the store has not taken over, oldest first
+    std::vector<std::string> texts;                     // of the messages, one each, in JSON
     KICallLog::Numbers calls;                           // that have been done, as far as it knows
   };
   // Opens the journal. None, with nothing opened, while the store cannot be read.
   std::optional<Contents> open() KOVA_ON_MUTATION_QUEUE;
   bool isOpen() const KOVA_ON_MUTATION_QUEUE { return file_ != nullptr; }
+  // Whether a step of the store is worth while that lets it be emptied.
+  bool isLong() const KOVA_ON_MUTATION_QUEUE;
 
   // The JSON text of a message, and the calls that it came of. A later one with the same id replaces it.
   // False when it is in memory only.

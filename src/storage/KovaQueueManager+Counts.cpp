@@ -1,5 +1,7 @@
-// Counts what was refused, and what became of the messages of batches. How many messages a batch of an
-// earlier process holds is known when it is read.
+// Counts what is stored, what was refused, and what became of the messages of batches. How many messages a
+// batch of an earlier process holds is known when it is read.
+
+#include <Kova/KovaConstants.h>
 
 #include <utility>
 
@@ -13,6 +15,9 @@ constexpr KICounters::Kind kEvents = &KovaStatus::events;
 constexpr KICounters::Kind kRequests = &KovaStatus::requests;
 constexpr std::string_view kMessagesKey = "messages";
 constexpr std::string_view kMessagesIdentifierKey = "messagesIdentifier";
+// Stored messages and batches may exceed their limits by this much before a store counts as excessive; URLs
+// may not.
+constexpr std::size_t kSlack = 10;
 // Without a place for files the batches lie in memory, and in one row that is written whole: a few, not 200.
 constexpr std::size_t kMostInlineBatches = 20;
 
@@ -46,6 +51,16 @@ std::string_view fileNameOf(const KovaQueueManager::Batch& batch) {
 }
 
 }  // namespace
+
+bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,
+                                                             Limits limits) {
+  const auto storedCount = [&store](std::string_view key) KOVA_ON_MUTATION_QUEUE {
+    return store.arrayForKey(key).value_or(Array()).size();
+  };
+  return storedCount(KovaPersistentPropertyKeyQueuedUrlStrings) >= limits.queuedUrls ||
+         storedCount(KovaPersistentPropertyKeyQueuedEvents) >= limits.queuedEvents + kSlack ||
+         storedCount(KovaPersistentPropertyKeyQueuedMessageBatches) >= limits.queuedMessageBatches + kSlack;
+}
 
 std::optional<std::size_t> KovaQueueManager::messageCount(const Batch& batch) const {
   if (const Array* messages = inlineMessages(batch)) return messages->size();

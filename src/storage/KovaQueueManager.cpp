@@ -22,14 +22,17 @@ constexpr std::string_view kMessagesKey = "messages";
 constexpr std::string_view kMessagesIdentifierKey = "messagesIdentifier";
 constexpr std::string_view kIdKey = "id";  // of a message
 constexpr std::string_view kSendTimeParameter = "&st=";
-// Stored messages and batches may exceed their limits by this much before a store counts as excessive; URLs
-// may not.
-constexpr std::size_t kSlack = 10;
 
 template <class Entries>
 const Value* stringIn(const Entries& entries, std::string_view key) {
   const Value* value = entries.find(key);
   return value && value->isString() ? value : nullptr;
+}
+
+// Of a message; empty when it has none.
+std::string idOf(const MutableDictionary& message) {
+  const Value* id = stringIn(message, kIdKey);
+  return id ? id->string().str() : std::string();
 }
 
 Array arrayOf(const std::vector<MutableDictionary>& messages) {
@@ -91,15 +94,17 @@ bool KovaQueueManager::load() {
   for (const Batch& batch : batches_.load(storedBatches))
     counters_->move(kEvents, &KovaCounts::waiting, &KovaCounts::refused, messageCount(batch).value_or(0));
   auto meanwhile = std::exchange(queuedEvents_, {});
-  texts_.clear();
+  auto textsMeanwhile = std::exchange(texts_, {});
   takeIn(mutableArrayOfMutableDictionariesFromArrayOfDictionaries(
       KovaPersistentStore::dictionariesIn(events.value_or(Array()))));
-  const bool isAllStored =
-      journaled->messages.empty() && meanwhile.empty() && callsInMemory_.empty() && unstoredCalls_.empty();
-  takeIn(std::move(journaled->messages));
+  const bool isAnyJournaled = !journaled->messages.empty();
+  takeIn(std::move(journaled->messages), std::move(journaled->texts));
   counters_->take(kEvents, &KovaCounts::found, &KovaCounts::waiting, queuedEvents_.size());
-  if (isAllStored) return true;
-  takeIn(std::move(meanwhile));
+  // What the journal holds the next pass stores, unless it is long: it must be emptied some time.
+  const bool canJournalWait = !journal_.isLong() && queuedEvents_.size() <= limits_.queuedEvents;
+  const bool isInMemoryOnly = !meanwhile.empty() || !callsInMemory_.empty() || !unstoredCalls_.empty();
+  if ((canJournalWait || !isAnyJournaled) && !isInMemoryOnly) return true;
+  takeIn(std::move(meanwhile), std::move(textsMeanwhile));
   // The oldest are dropped, unless they can become a batch.
   if (queuedEvents_.size() > limits_.queuedEvents) moveEnqueuedMessagesToBatchAndPersist(false);
   makeRoomForEvents(0);
@@ -107,22 +112,22 @@ bool KovaQueueManager::load() {
   return true;
 }
 
-void KovaQueueManager::takeIn(std::vector<MutableDictionary> messages) {
-  for (MutableDictionary& message : messages) {
-    auto text = NSJSONSerialization::dataWithJSONObject(Dictionary(message));
+void KovaQueueManager::takeIn(std::vector<MutableDictionary> messages, std::vector<std::string> texts) {
+  std::map<std::string, std::size_t> places;
+  for (std::size_t i = 0; i < queuedEvents_.size(); ++i) places.emplace(idOf(queuedEvents_[i]), i);
+  for (std::size_t i = 0; i < messages.size(); ++i) {
+    MutableDictionary& message = messages[i];
+    auto text =
+        texts.empty() ? NSJSONSerialization::dataWithJSONObject(Dictionary(message)) : std::move(texts[i]);
     if (!text) continue;
-    const Value* id = stringIn(message, kIdKey);
-    const auto known = std::find_if(queuedEvents_.begin(), queuedEvents_.end(), [id](const auto& waiting) {
-      const Value* other = id ? stringIn(waiting, kIdKey) : nullptr;
-      return other && *other == *id;
-    });
-    if (known != queuedEvents_.end()) {
-      texts_[static_cast<std::size_t>(known - queuedEvents_.begin())] = std::move(*text);
-      *known = std::move(message);
-      continue;
+    const auto [known, isNew] = places.emplace(idOf(message), queuedEvents_.size());
+    if (isNew || known->first.empty()) {
+      queuedEvents_.push_back(std::move(message));
+      texts_.push_back(std::move(*text));
+    } else {
+      queuedEvents_[known->second] = std::move(message);
+      texts_[known->second] = std::move(*text);
     }
-    queuedEvents_.push_back(std::move(message));
-    texts_.push_back(std::move(*text));
   }
 }
 
@@ -322,7 +327,7 @@ void KovaQueueManager::adoptLeftovers() {
   if (!isLoaded()) return;  // nobody knows which files have no row
   KovaPersistentStore::Names waiting;
   for (const MutableDictionary& message : queuedEvents_) {
-    if (const Value* id = stringIn(message, kIdKey)) waiting.emplace(id->text());
+    if (auto id = idOf(message); !id.empty()) waiting.insert(std::move(id));
   }
 
   std::size_t count = 0;
@@ -338,16 +343,16 @@ void KovaQueueManager::adoptLeftovers() {
     batches_.push({{kMessagesIdentifierKey, leftover.fileName}});
     ++count;
   }
+  if (count == 0 && batched.empty()) return;
   if (count > 0) KovaLogDebug("Took up %ld message batches that were left behind", static_cast<long>(count));
   auto waitingMessages = std::exchange(queuedEvents_, {});
   texts_.clear();
   const auto erased = std::erase_if(waitingMessages, [&batched](const MutableDictionary& message) {
-    const Value* id = stringIn(message, kIdKey);
-    return id && batched.contains(id->text());
+    return batched.contains(idOf(message));
   });
   counters_->giveBack(kEvents, &KovaCounts::found, &KovaCounts::waiting, erased);  // counted with their file
   takeIn(std::move(waitingMessages));
-  if (count > 0 || !batched.empty()) persistQueuedEvents();
+  persistQueuedEvents();
 }
 
 bool KovaQueueManager::persistQueuedEvents() {
@@ -374,16 +379,6 @@ bool KovaQueueManager::persistQueuedEvents() {
   journal_.forgetTakenOver();
   droppedSinceRewrite_ = 0;
   return true;
-}
-
-bool KovaQueueManager::persistentStoreHasExcessiveQueuedData(const KovaPersistentStore& store,
-                                                             Limits limits) {
-  const auto storedCount = [&store](std::string_view key) KOVA_ON_MUTATION_QUEUE {
-    return store.arrayForKey(key).value_or(Array()).size();
-  };
-  return storedCount(KovaPersistentPropertyKeyQueuedUrlStrings) >= limits.queuedUrls ||
-         storedCount(KovaPersistentPropertyKeyQueuedEvents) >= limits.queuedEvents + kSlack ||
-         storedCount(KovaPersistentPropertyKeyQueuedMessageBatches) >= limits.queuedMessageBatches + kSlack;
 }
 
 std::vector<MutableDictionary> KovaQueueManager::mutableArrayOfMutableDictionariesFromArrayOfDictionaries(

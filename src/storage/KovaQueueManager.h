@@ -186,8 +186,10 @@ class KovaQueueManager : public std::enable_shared_from_this<KovaQueueManager> {
   // Whether nothing is left in the other's queues.
   bool takeQueuesOf(KovaPersistentStore& left) KOVA_ON_MUTATION_QUEUE;
   void leavePlacesTakenOver(std::size_t count) KOVA_ON_MUTATION_QUEUE;
-  // Behind those that wait; one with the id of one that waits, in its place.
-  void takeIn(std::vector<platform::MutableDictionary> messages) KOVA_ON_MUTATION_QUEUE;
+  // Behind those that wait; one with the id of one that waits, in its place. Their texts are one each, or
+  // made now.
+  void takeIn(std::vector<platform::MutableDictionary> messages,
+              std::vector<std::string> texts = {}) KOVA_ON_MUTATION_QUEUE;
   void append(const std::vector<platform::Value>& urls, const std::vector<platform::Value>& batches,
               const std::vector<platform::Value>& events) KOVA_ON_MUTATION_QUEUE;
   // After messages have changed: their texts, here and in the journal.

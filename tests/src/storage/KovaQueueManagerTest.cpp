@@ -198,9 +198,10 @@ TEST_F(KovaQueueManagerTest, MakesBatchesOfMessagesThatAreEnrichedAndKeepsTheOth
       // A full queue becomes a batch before the next message, which the journal keeps.
       {{ready, ready, ready}, {0, 3, 0}, "(nothing)"},
       {{ready, ready, ready, ready}, {0, 1, 1}, "[]"},
-      {{ready, ready, ready, ready, restart}, {0, 1, 1}, "[4]"},
+      {{ready, ready, ready, ready, restart}, {0, 1, 1}, "[]"},
       // What the journal holds comes back within the limit, once.
-      {{early, ready, restart, restart}, {0, 2, 0}, "[1,2]"},
+      {{early, ready, restart, restart}, {0, 2, 0}, "(nothing)"},
+      {{early, ready, restart, move}, {0, 2, 0}, "[1,2]"},
       {{early, ready, early, ready, ready, early, ready, restart}, {0, 3, 0}, "[5,6,7]"},
       // Messages are dropped while the batches have no room. Neither a move nor putting back asks for it.
       {{ready, move, ready, move, ready}, {0, 1, 2}, "[]"},
