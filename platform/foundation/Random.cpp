@@ -7,7 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <system_error>
+#include <random>
 
 namespace platform {
 
@@ -31,11 +31,20 @@ struct Buffer {
   std::array<std::byte, kBufferSize> bytes;
 };
 
+// Where a sandbox forbids the system call. Throws when the device cannot be read either.
+void readDevice(std::span<std::byte> bytes) {
+  std::random_device device("/dev/urandom");
+  for (std::byte& byte : bytes) byte = static_cast<std::byte>(device());
+}
+
 void refill(Buffer& buffer) {
   watchForks();
   buffer.generation = generation.load(std::memory_order_relaxed);
   while (getrandom(buffer.bytes.data(), kBufferSize, 0) != static_cast<ssize_t>(kBufferSize)) {
-    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "getrandom");
+    if (errno != EINTR) {
+      readDevice(buffer.bytes);
+      break;
+    }
   }
   buffer.used = 0;
 }
