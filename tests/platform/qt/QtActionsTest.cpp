@@ -14,6 +14,7 @@
 #include <QToolButton>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "platform/dispatch/Scheduler.h"
 #include "platform/qt/QtGuard.h"
@@ -54,186 +55,134 @@ Widget& in(QMainWindow& window) {
   return *widget;
 }
 
-template <class Widget>
-Widget& of(QMainWindow& window) {
-  return *window.findChild<Widget*>();
+QMenu& openMenu(QAction& entry) {
+  QMenuBar& bar = *static_cast<QMainWindow*>(entry.parent())->menuBar();
+  QtHost::click(bar, bar.actionGeometry(bar.actions().front()).center());
+  return *bar.actions().front()->menu<QMenu*>();
 }
 
-void waitForSlot() {
-  EXPECT_TRUE(QTest::qWaitFor([] { return std::ranges::count(QtHost::lines(), "slot") > 0; }));
-}
-
-QAction& makeEntry(QMainWindow& window, Slot slot) {
+QAction* makeEntry(QMainWindow& window) {
   auto* const entry = new QAction("&Open", &window);
   entry->setShortcut(QKeySequence("Ctrl+O"));
-  connect(entry, &QAction::triggered, slot);
   window.menuBar()->addMenu("&File")->addAction(entry);
-  return *entry;
+  return entry;
 }
 
-void openMenu(QMainWindow& window) {
-  const QMenuBar& bar = *window.menuBar();
-  QtHost::click(*window.menuBar(), bar.actionGeometry(bar.actions().front()).center());
-}
-
-QMenu& menuOf(QMainWindow& window) { return *window.menuBar()->actions().front()->menu<QMenu*>(); }
-
-struct Row {
-  const char* name;
-  void (*make)(QMainWindow& window, Slot slot);
-  void (*use)(QMainWindow& window);
-  Lines told;
-};
-
-const Row kRows[] = {
-    {"Button",
-     [](QMainWindow& window, Slot slot) { connect(&in<QPushButton>(window), &QPushButton::clicked, slot); },
-     [](QMainWindow& window) { QtHost::click(of<QPushButton>(window)); },
-     {"touch QPushButton", "action clicked of QPushButton"}},
-    {"ButtonByShortcut",
-     [](QMainWindow& window, Slot slot) {
-       auto& button = in<QPushButton>(window);
-       button.setText("&Go");
-       connect(&button, &QPushButton::clicked, slot);
-     },
-     [](QMainWindow& window) {
-       QtHost::type(window, Qt::Key_G, Qt::AltModifier);
-       waitForSlot();
-     },
-     {"touch QPushButton 'Go'", "action clicked of QPushButton"}},
-    {"ToolButton",
-     [](QMainWindow& window, Slot slot) {
-       auto& button = in<QToolButton>(window);
-       auto* const action = new QAction("Bold", &window);
-       connect(action, &QAction::triggered, slot);
-       button.setDefaultAction(action);
-     },
-     [](QMainWindow& window) { QtHost::click(of<QToolButton>(window)); },
-     {"touch QToolButton 'Bold'", "action triggered of QToolButton"}},
-    {"Entry",
-     [](QMainWindow& window, Slot slot) { makeEntry(window, slot); },
-     [](QMainWindow& window) {
-       openMenu(window);
-       QMenu& menu = menuOf(window);
-       QtHost::click(menu, menu.actionGeometry(menu.actions().front()).center());
-     },
-     {"touch QAction 'File'", "touch QAction 'Open'", "action triggered of QAction"}},
-    {"EntryByKey",
-     [](QMainWindow& window, Slot slot) { makeEntry(window, slot); },
-     [](QMainWindow& window) {
-       openMenu(window);
-       QtHost::type(menuOf(window), Qt::Key_O);
-     },
-     {"touch QAction 'File'", "touch QAction 'Open'", "action triggered of QAction"}},
-    {"EntryByShortcut",
-     [](QMainWindow& window, Slot slot) { makeEntry(window, slot); },
-     [](QMainWindow& window) { QtHost::type(window, Qt::Key_O, Qt::ControlModifier); },
-     {"touch QAction 'Open'", "action triggered of QAction"}},
-    {"ComboBox",
-     [](QMainWindow& window, Slot slot) {
-       auto& box = in<QComboBox>(window);
-       box.addItems({"One", "Two"});
-       connect(&box, &QComboBox::activated, slot);
-     },
-     [](QMainWindow& window) {
-       auto& box = of<QComboBox>(window);
-       box.showPopup();
-       QtHost::type(*box.view(), Qt::Key_Down);
-       QtHost::type(*box.view(), Qt::Key_Return);
-     },
-     {"touch QComboBox 'Two'", "action activated of QComboBox"}},
-    {"Table",
-     [](QMainWindow& window, Slot slot) {
-       auto& table = in<QTableWidget>(window);
-       table.setColumnCount(1);
-       table.setRowCount(1);
-       table.setEditTriggers({});
-       connect(&table, &QTableWidget::activated, slot);
-     },
-     [](QMainWindow& window) {
-       auto& table = of<QTableWidget>(window);
-       const QPoint place = table.visualRect(table.model()->index(0, 0)).center();
-       QTest::mouseDClick(window.windowHandle(), Qt::LeftButton, {}, table.viewport()->mapTo(&window, place));
-     },
-     {"touch QModelIndex '****'", "touch QModelIndex '****'", "action activated of QTableWidget"}},
-    {"Link",
-     [](QMainWindow& window, Slot slot) {
-       auto& label = in<QLabel>(window);
-       label.setText("<a href='x'>XXXXXXXXXX</a>");
-       connect(&label, &QLabel::linkActivated, slot);
-     },
-     [](QMainWindow& window) {
-       auto& label = of<QLabel>(window);
-       QtHost::click(label, {15, label.height() / 2});
-     },
-     {"touch QLabel 'XXXXXXXXXX'", "action linkActivated of QLabel"}},
-    {"Slider",
-     [](QMainWindow& window, Slot slot) { connect(&in<QSlider>(window), &QSlider::sliderReleased, slot); },
-     [](QMainWindow& window) {
-       auto& slider = of<QSlider>(window);
-       QtHost::click(slider, {slider.width() / 2, slider.height() - 5});
-     },
-     {"touch QSlider", "action sliderReleased of QSlider"}},
-};
-
-class QtActions : public testing::TestWithParam<Row> {
+class QtActions : public testing::Test {
  protected:
-  Lines toldWhen(Slot slot) {
-    QMainWindow window;
-    GetParam().make(window, slot);
-    QtHost::show(window);
-    host.take();
-    GetParam().use(window);
-    Lines told = host.take();
-    EXPECT_EQ(std::erase(told, "slot"), 1);
-    return told;
+  // What is told of the sender that is made, when it is used, however the slot behaves.
+  template <class Make, class Signal, class Use>
+  void tells(const Lines& told, Make make, Signal signal, Use use, bool mayBeDeleted = false) {
+    std::vector<Slot> kinds = {Slot::DoesNothing, Slot::ProcessesEvents, Slot::OpensADialog};
+    if (mayBeDeleted) kinds.push_back(Slot::DeletesTheSender);
+    for (const Slot slot : kinds) {
+      SCOPED_TRACE(told.front() + ", slot " + std::to_string(int(slot)));
+      QMainWindow window;
+      auto* const sender = make(window);
+      connect(sender, signal, slot);
+      QtHost::show(window);
+      host.take();
+      use(*sender);
+      EXPECT_TRUE(QTest::qWaitFor([] { return std::ranges::count(QtHost::lines(), "slot") > 0; }));
+      Lines lines = host.take(), expected = told;
+      EXPECT_EQ(std::erase(lines, "slot"), 1);
+      if (slot == Slot::OpensADialog) expected.push_back("dialog");
+      EXPECT_EQ(lines, expected);
+    }
   }
+
   QtHost host;
 };
 
-TEST_P(QtActions, AreToldOnce) { EXPECT_EQ(toldWhen(Slot::DoesNothing), GetParam().told); }
-
-TEST_P(QtActions, AreToldOnceWhenTheirSlotProcessesEvents) {
-  EXPECT_EQ(toldWhen(Slot::ProcessesEvents), GetParam().told);
+TEST_F(QtActions, OfButtonsAreToldOnceAndBeforeWhatTheirSlotDoes) {
+  const auto make = [](QMainWindow& window) {
+    auto& button = in<QPushButton>(window);
+    button.setText("&Go");
+    return &button;
+  };
+  const Lines told = {"touch QPushButton 'Go'", "action clicked of QPushButton"};
+  const auto click = [](auto& button) { QtHost::click(button); };
+  tells(told, make, &QPushButton::clicked, click, true);
+  tells(told, make, &QPushButton::clicked,
+        [](auto& button) { QtHost::type(*button.window(), Qt::Key_G, Qt::AltModifier); });
+  const auto makeTool = [](QMainWindow& window) {
+    auto& button = in<QToolButton>(window);
+    button.setDefaultAction(new QAction("&Bold\tCtrl+B", &button));
+    button.defaultAction()->setObjectName("actionBold");
+    return button.defaultAction();
+  };
+  tells({"touch QToolButton#actionBold 'Bold'", "action triggered of QToolButton"}, makeTool,
+        &QAction::triggered, [](auto& action) { QtHost::click(*static_cast<QWidget*>(action.parent())); });
 }
 
-TEST_P(QtActions, AreToldBeforeTheDialogThatTheyOpen) {
-  Lines told = GetParam().told;
-  told.push_back("dialog");
-  EXPECT_EQ(toldWhen(Slot::OpensADialog), told);
+TEST_F(QtActions, OfEntriesAreToldOnceAndBeforeWhatTheirSlotDoes) {
+  const Lines told = {"touch QAction 'File'", "touch QAction 'Open'", "action triggered of QAction"};
+  const auto click = [](QAction& entry) {
+    QMenu& menu = openMenu(entry);
+    QtHost::click(menu, menu.actionGeometry(&entry).center());
+  };
+  tells(told, makeEntry, &QAction::triggered, click, true);
+  tells(told, makeEntry, &QAction::triggered,
+        [](QAction& entry) { QtHost::type(openMenu(entry), Qt::Key_O); });
+  const auto type = [](QAction& entry) {
+    QtHost::type(*static_cast<QWidget*>(entry.parent()), Qt::Key_O, Qt::ControlModifier);
+  };
+  tells({told.begin() + 1, told.end()}, makeEntry, &QAction::triggered, type, true);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, QtActions, testing::ValuesIn(kRows),
-                         [](const auto& row) { return std::string(row.param.name); });
-
-TEST(QtSenders, MayBeDeletedByTheirSlot) {
-  QtHost host;
-  for (const int row : {0, 3, 5}) {
-    QMainWindow window;
-    kRows[row].make(window, Slot::DeletesTheSender);
-    QtHost::show(window);
-    host.take();
-    kRows[row].use(window);
-    Lines told = host.take();
-    EXPECT_EQ(std::erase(told, "slot"), 1);
-    EXPECT_EQ(told, kRows[row].told) << kRows[row].name;
-  }
+TEST_F(QtActions, OfOtherWidgetsAreToldOnceAndBeforeWhatTheirSlotDoes) {
+  const auto makeBox = [](QMainWindow& window) {
+    auto& box = in<QComboBox>(window);
+    box.addItems({"One", "Two"});
+    return &box;
+  };
+  tells({"touch QComboBox 'Two'", "action activated of QComboBox"}, makeBox, &QComboBox::activated,
+        [](auto& box) {
+          box.showPopup();
+          for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Return}) QtHost::type(*box.view(), key);
+        });
+  const auto makeTable = [](QMainWindow& window) {
+    auto& table = in<QTableWidget>(window);
+    table.setColumnCount(1);
+    table.setRowCount(1);
+    table.setEditTriggers({});
+    return &table;
+  };
+  tells({"touch QModelIndex '****'", "touch QModelIndex '****'", "action activated of QTableWidget"},
+        makeTable, &QTableWidget::activated, [](auto& table) {
+          const QPoint cell = table.visualRect(table.model()->index(0, 0)).center();
+          QTest::mouseDClick(table.window()->windowHandle(), Qt::LeftButton, {},
+                             table.viewport()->mapTo(table.window(), cell));
+        });
+  const auto makeLink = [](QMainWindow& window) {
+    auto& label = in<QLabel>(window);
+    label.setText("<a href='x'>XXXXXXXXXX</a>");
+    return &label;
+  };
+  tells({"touch QLabel 'XXXXXXXXXX'", "action linkActivated of QLabel"}, makeLink, &QLabel::linkActivated,
+        [](auto& label) {
+          QtHost::click(label, {15, label.height() / 2});
+        });
+  tells(
+      {"touch QSlider", "action sliderReleased of QSlider"},
+      [](QMainWindow& window) { return &in<QSlider>(window); }, &QSlider::sliderReleased,
+      [](auto& slider) {
+        QtHost::click(slider, {slider.width() / 2, slider.height() - 5});
+      });
 }
 
 // The box that asks about pairing is none of the app's: no screen, nothing told of it. Somebody answers, how
 // ever it goes.
 TEST(QtAlerts, AreAnsweredOnceHoweverTheyGoAndTellNothing) {
-  using Use = void (*)(QMessageBox & box, QWidget * &window);
-  constexpr Use kAccept = [](QMessageBox& box, QWidget*&) { QtHost::click(*box.defaultButton()); };
-  constexpr Use kEscape = [](QMessageBox& box, QWidget*&) { QtHost::type(box, Qt::Key_Escape); };
-  constexpr Use kClose = [](QMessageBox& box, QWidget*&) { box.close(); };
-  constexpr Use kEnd = [](QMessageBox&, QWidget*& window) { delete std::exchange(window, nullptr); };
   QtHost host;
   const auto under = UIWindow::create();
   under->setRootViewController(std::make_shared<UIViewController>());
   under->makeKeyAndVisible();
-  const std::pair<Use, const char*> rows[] = {
-      {kAccept, "Yes"}, {kEscape, "No"}, {kClose, "No"}, {kEnd, "No"}};
+  const std::pair<void (*)(QMessageBox&, QWidget*&), const char*> rows[] = {
+      {[](auto& box, auto&) { QtHost::click(*box.defaultButton()); }, "Yes"},
+      {[](auto& box, auto&) { QtHost::type(box, Qt::Key_Escape); }, "No"},
+      {[](auto& box, auto&) { box.close(); }, "No"},
+      {[](auto&, auto& window) { delete std::exchange(window, nullptr); }, "No"}};
   for (const auto& [use, answer] : rows) {
     QWidget* window = new QMainWindow;
     QtHost::show(*window);
@@ -255,11 +204,7 @@ TEST(QtAlerts, AreAnsweredOnceHoweverTheyGoAndTellNothing) {
     use(*box, window);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !given.empty(); }));
     EXPECT_EQ(given, answer);
-    Lines told = host.take();
-    std::erase_if(told, [](const std::string& line) {
-      return !line.starts_with("touch") && !line.starts_with("action");
-    });
-    EXPECT_THAT(told, ElementsAre());
+    EXPECT_THAT(host.take(), ElementsAre("appear UIAlertController 'Pair?'"));
     delete window;
   }
 }
@@ -309,10 +254,11 @@ TEST(QtGestures, AreRecognisersOfWhoAskedForThem) {
       });
   const Qt::GestureType type = QGestureRecognizer::registerRecognizer(new Touching);
   QMainWindow window;
-  in<QLabel>(window).grabGesture(type);
+  auto& label = in<QLabel>(window);
+  label.grabGesture(type);
   window.grabGesture(type);
   QtHost::show(window);
-  QtHost::click(of<QLabel>(window));
+  QtHost::click(label);
   QCoreApplication::processEvents();
   EXPECT_THAT(ended, ElementsAre("QSwipeGesture on QMainWindow", "QSwipeGesture on QLabel"));
 }

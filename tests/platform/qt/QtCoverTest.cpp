@@ -30,14 +30,9 @@ ViewCover coverOf(UIView& view) {
 }
 
 template <class Widget>
-Widget* marked(Widget* widget, const char* name) {
-  widget->setObjectName(name);
-  return widget;
-}
-
-template <class Widget>
-Widget* place(Widget* widget, const QRect& frame) {
+Widget* place(Widget* widget, const QRect& frame, const char* name = "") {
   widget->setGeometry(frame);
+  widget->setObjectName(name);
   return widget;
 }
 
@@ -65,13 +60,12 @@ TEST_F(QtCover, KeepsWhatTheRuleNamesAndPasswordsOutOfPictures) {
   auto* const hinted = place(new QLineEdit("4111", &window), {200, 0, 100, 30});
   hinted->setInputMethodHints(Qt::ImhSensitiveData);
 
-  auto* const area = place(new QScrollArea(&window), {0, 50, 100, 50});
-  marked(area, "opaque");
+  auto* const area = place(new QScrollArea(&window), {0, 50, 100, 50}, "opaque");
   area->setWidget(place(new QLabel("inside"), {0, 0, 50, 200}));
   auto* const scene = place(new QGraphicsView(new QGraphicsScene(&window), &window), {0, 150, 100, 100});
   scene->scale(2, 2);
   scene->scene()->setSceneRect(0, 0, 50, 50);
-  scene->scene()->addWidget(marked(place(new QLabel("in a scene"), {10, 10, 20, 10}), "secret"));
+  scene->scene()->addWidget(place(new QLabel("in a scene"), {10, 10, 20, 10}, "secret"));
   // Shown to the user before any picture is taken: one that came with a password, and one that got it later.
   auto* const filled = place(new QLineEdit("1234", &window), {0, 260, 100, 30});
   filled->setEchoMode(QLineEdit::Password);
@@ -84,18 +78,14 @@ TEST_F(QtCover, KeepsWhatTheRuleNamesAndPasswordsOutOfPictures) {
   typed->setEchoMode(QLineEdit::Normal);
   {
     const CoveredViews covered(coverOf);
-    EXPECT_TRUE(isCovered(5, 275));
-    EXPECT_TRUE(isCovered(105, 275));
-    EXPECT_TRUE(isCovered(5, 15));
-    EXPECT_TRUE(isCovered(105, 15)) << "also as a part of another widget";
-    EXPECT_TRUE(isCovered(205, 15));
-    EXPECT_TRUE(isCovered(20, 75));
+    for (const auto& [x, y] :
+         {std::pair(5, 275), {105, 275}, {5, 15}, {105, 15}, {205, 15}, {20, 75}, {25, 175}, {55, 185}}) {
+      EXPECT_TRUE(isCovered(x, y)) << x << ", " << y;
+    }
     EXPECT_FALSE(isCovered(60, 75)) << "the area itself";
     EXPECT_FALSE(isCovered(20, 105)) << "no further than the area reaches";
-    EXPECT_TRUE(isCovered(25, 175));
-    EXPECT_TRUE(isCovered(55, 185));
-    EXPECT_FALSE(isCovered(65, 185));
-    marked(&window, "secret");
+    EXPECT_FALSE(isCovered(65, 185)) << "the scene itself";
+    window.setObjectName("secret");
     EXPECT_TRUE(isCovered(290, 290));
   }
   EXPECT_FALSE(isCovered(5, 15)) << "without a rule";
@@ -111,12 +101,12 @@ class OwnProxy final : public QGraphicsProxyWidget {
 
 TEST_F(QtCover, KeepsOutWhatAWidgetPaintsItself) {
   window.resize(100, 200);
-  marked(place(new QListWidget(&window), {0, 0, 100, 30}), "opaque");
-  marked(place(new QPlainTextEdit(&window), {0, 30, 100, 30}), "opaque");
+  place(new QListWidget(&window), {0, 0, 100, 30}, "opaque");
+  place(new QPlainTextEdit(&window), {0, 30, 100, 30}, "opaque");
   auto* const scene = place(new QGraphicsView(new QGraphicsScene(&window), &window), {0, 60, 100, 40});
   scene->scene()->setSceneRect(0, 0, 90, 30);
   auto* const proxy = new OwnProxy;
-  proxy->setWidget(marked(place(new QLabel("in a scene"), {0, 0, 90, 30}), "secret"));
+  proxy->setWidget(place(new QLabel("in a scene"), {0, 0, 90, 30}, "secret"));
   scene->scene()->addItem(proxy);
   auto* const asking = place(new QCalendarWidget(&window), {0, 100, 100, 100});
   place(new QLineEdit("1234", asking), {0, 0, 100, 100})->setEchoMode(QLineEdit::Password);

@@ -34,40 +34,33 @@ TEST(QtTabBar, SaysWhichTabWasChosenWhenItWasTouched) {
   EXPECT_EQ(observer->chosen, "Second");
 }
 
-TEST(QtMenus, LieInTheirBarAndThatInTheWindow) {
+TEST(QtMenus, HoldWhatIsChosenInThemThoughAToolBarHasItToo) {
   QtHost host;
   QMainWindow window;
   QMenu* const file = window.menuBar()->addMenu("&File");
   QAction* const open = file->addAction("&Open...");
   open->setObjectName("actionOpen");
-  QtHost::show(window);
-  QtHost::click(*window.menuBar(), window.menuBar()->actionGeometry(file->menuAction()).center());
-  host.take();
-  QtHost::click(*file, file->actionGeometry(open).center());
-  EXPECT_THAT(host.take(),
-              testing::ElementsAre("touch QAction#actionOpen 'Open...'", "action triggered of QAction"));
-  const UIView* above = QtProxies::shared().viewOf(*open)->superview();
-  EXPECT_EQ(above->isa().name(), "QMenu");
-  EXPECT_EQ(above->superview()->isa().name(), "QMenuBar");
-  EXPECT_EQ(above->window()->isa().name(), "QWidgetWindow");
-}
-
-TEST(QtMenus, HoldWhatAKeyChoosesInThemThoughAToolBarHasItToo) {
-  QtHost host;
-  QMainWindow window;
-  QMenu* const file = window.menuBar()->addMenu("&File");
-  QAction* const open = file->addAction("&Open...");
   open->setShortcut(QKeySequence("Ctrl+O"));
   window.addToolBar("Tools")->addAction(open);
   QtHost::show(window);
-  const auto placeWhen = [&](QWidget& receiver, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
-    QtHost::type(receiver, key, modifiers);
-    return QtProxies::shared().viewOf(*open)->superview()->isa().name();
+  const auto openMenu = [&] {
+    QtHost::click(*window.menuBar(), window.menuBar()->actionGeometry(file->menuAction()).center());
+    host.take();
   };
-  QtHost::click(*window.menuBar(), window.menuBar()->actionGeometry(file->menuAction()).center());
+  const auto above = [&] { return QtProxies::shared().viewOf(*open)->superview(); };
+  openMenu();
+  QtHost::click(*file, file->actionGeometry(open).center());
+  EXPECT_THAT(host.take(),
+              testing::ElementsAre("touch QAction#actionOpen 'Open...'", "action triggered of QAction"));
+  EXPECT_EQ(above()->isa().name(), "QMenu");
+  EXPECT_EQ(above()->superview()->isa().name(), "QMenuBar");
+  EXPECT_EQ(above()->window()->isa().name(), "QWidgetWindow");
+  QtHost::type(window, Qt::Key_O, Qt::ControlModifier);
+  EXPECT_EQ(above()->isa().name(), "QToolButton");
+  openMenu();
   QtHost::type(*file, Qt::Key_Down);
-  EXPECT_EQ(placeWhen(*file, Qt::Key_Return), "QMenu");
-  EXPECT_EQ(placeWhen(window, Qt::Key_O, Qt::ControlModifier), "QToolButton");
+  QtHost::type(*file, Qt::Key_Return);
+  EXPECT_EQ(above()->isa().name(), "QMenu");
 }
 
 TEST(QtControllers, HoldWhatTheAppHasNamed) {

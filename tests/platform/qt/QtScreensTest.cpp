@@ -27,19 +27,22 @@ using testing::IsEmpty;
 
 class QtScreensTest : public testing::Test {
  protected:
+  QtHost::Lines toldWhenShown(QWidget& window) {
+    QtHost::show(window);
+    return host.take();
+  }
+
   QtHost host;
 };
 
 TEST_F(QtScreensTest, AWindowAppearsWhenItIsShownAndWhenItIsActiveAgain) {
   QMainWindow window;
   window.setWindowTitle("Notes[*]");
-  QtHost::show(window);
-  EXPECT_THAT(host.take(), ElementsAre("appear QMainWindow 'Notes'"));
+  EXPECT_THAT(toldWhenShown(window), ElementsAre("appear QMainWindow 'Notes'"));
   {
     QDialog dialog(&window);
     dialog.setWindowTitle("Settings");
-    QtHost::show(dialog);
-    EXPECT_THAT(host.take(), ElementsAre("appear QDialog 'Settings'"));
+    EXPECT_THAT(toldWhenShown(dialog), ElementsAre("appear QDialog 'Settings'"));
   }
   window.activateWindow();
   EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
@@ -53,8 +56,7 @@ TEST_F(QtScreensTest, APageAppearsWhenItTakesAtLeastHalfOfItsWindow) {
   tabs.addTab(new QDialog, "Icons");
   tabs.widget(0)->setObjectName("fontsPage");
   tabs.resize(300, 200);
-  QtHost::show(tabs);
-  EXPECT_THAT(host.take(), ElementsAre("appear QTabWidget ''", "appear fontsPage 'Fonts'"));
+  EXPECT_THAT(toldWhenShown(tabs), ElementsAre("appear QTabWidget ''", "appear fontsPage 'Fonts'"));
   tabs.setCurrentIndex(1);
   EXPECT_THAT(host.take(), ElementsAre("appear QDialog 'Icons'"));
 
@@ -71,15 +73,11 @@ TEST_F(QtScreensTest, APageAppearsWhenItTakesAtLeastHalfOfItsWindow) {
 
 TEST_F(QtScreensTest, WhatIsHiddenAgainAtOnceAndToolWindowsAreNoScreens) {
   QWidget flashed, tool, chosen, refused;
-  flashed.show();
-  flashed.hide();
-  tool.setWindowFlag(Qt::Tool);
-  tool.show();
-  chosen.setWindowFlag(Qt::Tool);
+  for (QWidget* const window : {&tool, &chosen}) window->setWindowFlag(Qt::Tool);
   chosen.setProperty("screen", "Palette");
-  chosen.show();
   refused.setProperty("screen", false);
-  refused.show();
+  for (QWidget* const window : {&flashed, &tool, &chosen, &refused}) window->show();
+  flashed.hide();
   EXPECT_THAT(host.take(), ElementsAre("appear Palette ''"));
 }
 
@@ -92,8 +90,7 @@ TEST_F(QtScreensTest, PagesOfWizardsToolBoxesAndMdiAreasAppear) {
     page->setMinimumSize(400, 300);
     wizard.addPage(page);
   }
-  QtHost::show(wizard);
-  EXPECT_THAT(host.take(), ElementsAre("appear QWizard ''", "appear QWizardPage 'Name'"));
+  EXPECT_THAT(toldWhenShown(wizard), ElementsAre("appear QWizard ''", "appear QWizardPage 'Name'"));
   wizard.next();
   EXPECT_THAT(host.take(), ElementsAre("appear QWizardPage 'Place'"));
   wizard.hide();
@@ -102,8 +99,7 @@ TEST_F(QtScreensTest, PagesOfWizardsToolBoxesAndMdiAreasAppear) {
   box.addItem(new QDialog, "&Shapes");
   box.addItem(new QDialog, "Colours");
   box.resize(300, 400);
-  QtHost::show(box);
-  EXPECT_THAT(host.take(), ElementsAre("appear QToolBox ''", "appear QDialog 'Shapes'"));
+  EXPECT_THAT(toldWhenShown(box), ElementsAre("appear QToolBox ''", "appear QDialog 'Shapes'"));
   box.setCurrentIndex(1);
   EXPECT_THAT(host.take(), ElementsAre("appear QDialog 'Colours'"));
   box.hide();
@@ -160,30 +156,19 @@ TEST_F(QtScreensTest, BehindAModalBoxNothingAppearsOrIsTouched) {
 TEST_F(QtScreensTest, ADialogOfQtsIsOneScreen) {
   QFileDialog dialog(nullptr, "Open");
   dialog.setOption(QFileDialog::DontUseNativeDialog);
-  QtHost::show(dialog);
-  EXPECT_THAT(host.take(), ElementsAre("appear QFileDialog 'Open'"));
+  EXPECT_THAT(toldWhenShown(dialog), ElementsAre("appear QFileDialog 'Open'"));
 }
 
-TEST_F(QtScreensTest, WithoutAWindowTheApplicationIsInTheBackground) {
-  const auto& application = UIApplication::sharedApplication();
-  QWidget window;
-  QtHost::show(window);
-  host.take();
-  EXPECT_EQ(application->applicationState(), UIApplicationState::Active);
-  window.hide();
-  host.take();
-  EXPECT_EQ(application->applicationState(), UIApplicationState::Background);
-  QtHost::show(window);
-  host.take();
-  EXPECT_EQ(application->applicationState(), UIApplicationState::Active);
-}
-
-TEST(QtStates, FollowQtsAndTheWindows) {
+TEST_F(QtScreensTest, TheStateFollowsQtsAndTheWindows) {
   using enum UIApplicationState;
-  EXPECT_EQ(qtStateAfter(Active, {false, true, false}), Background);
+  QWidget window;
+  for (const bool isShown : {true, false, true}) {
+    isShown ? QtHost::show(window) : window.hide();
+    host.take();
+    EXPECT_EQ(UIApplication::sharedApplication()->applicationState(), isShown ? Active : Background);
+  }
   EXPECT_EQ(qtStateAfter(Active, {true, false, false}), Inactive);
   EXPECT_EQ(qtStateAfter(Inactive, {true, false, false}), Inactive);
-  EXPECT_EQ(qtStateAfter(Background, {true, false, false}), Active);
   EXPECT_EQ(qtStateAfter(Inactive, {true, false, true}), Active);
   EXPECT_EQ(qtStateAfter(Inactive, {true, true, false}), Active);
 }
