@@ -7,6 +7,7 @@
 #include <QDirIterator>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QWidget>
 #include <optional>
 
 #include "tests/support/HttpServer.h"
@@ -20,8 +21,14 @@ class KovaQtTest : public testing::Test {
     }
     qputenv("QT_QPA_PLATFORM", "offscreen");
     application.emplace(argumentCount, arguments);
+    window.emplace().setWindowTitle("Diary");
     QCoreApplication::setApplicationName("Notes");
     options.captureUrl = QUrl(QString::fromStdString(server.url("/")));
+  }
+  void showWindow() {
+    window->show();
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&*window));
+    QCoreApplication::processEvents();
   }
   bool isAnythingStored() const {
     return QDirIterator(folder.path(), QDir::AllEntries | QDir::NoDotAndDotDot).hasNext();
@@ -33,4 +40,5 @@ class KovaQtTest : public testing::Test {
   int argumentCount = 1;
   char* arguments[2] = {const_cast<char*>("notes"), nullptr};
   std::optional<QApplication> application;
+  std::optional<QWidget> window;
 };

@@ -37,12 +37,9 @@ TEST_F(KovaQtTest, WithoutAYesNothingIsMadeAndANoErasesAll) {
   QCoreApplication::setApplicationVersion("1.2");
   options.consent = [] { return false; };
   KovaQt::start("11", options);
-  QWidget window;
-  window.setWindowTitle("Diary");
-  window.show();
+  showWindow();
   KovaQt::track("Lost");
   KovaQt::setConsent(false);
-  QCoreApplication::processEvents();
   EXPECT_FALSE(isAnythingStored());
   EXPECT_FALSE(KovaQt::userId());
 
@@ -80,10 +77,7 @@ TEST_F(KovaQtTest, ANoBeforeTheStartErasesWhatAnEarlierProcessStoredAndAsksNobod
   EXPECT_FALSE(isAsked);
   EXPECT_FALSE(KovaQt::userId());
 
-  QWidget window;
-  window.setWindowTitle("Diary");
-  window.show();
-  QCoreApplication::processEvents();
+  showWindow();
   KovaQt::setConsent(true);
   QCoreApplication::processEvents();
   EXPECT_TRUE(Kova::flush(30).isSent);
@@ -116,9 +110,7 @@ TEST_F(KovaQtTest, SwitchedOffItDoesNothing) {
 TEST_F(KovaQtTest, WhatIsNoUrlSendsNothingAnywhere) {
   options.captureUrl = QUrl("http://exa mple/");
   KovaQt::start("11", options);
-  QWidget window;
-  window.show();
-  QCoreApplication::processEvents();
+  showWindow();
   Kova::flush(0.2);
   EXPECT_TRUE(kovaqt::SentData::shared().requests().empty());
 }
@@ -126,9 +118,7 @@ TEST_F(KovaQtTest, WhatIsNoUrlSendsNothingAnywhere) {
 TEST_F(KovaQtTest, LeavesThoughTheServiceDoesNotAnswer) {
   server.handle("/h", [](const auto&) { return HttpServer::Reply::stall(); });
   KovaQt::start("11", options);
-  QWidget window;
-  window.show();
-  QCoreApplication::processEvents();
+  showWindow();
   QElapsedTimer leaving;
   QTimer::singleShot(0, application.operator->(), [&] {
     KovaQt::track("Late");
@@ -143,16 +133,14 @@ TEST_F(KovaQtTest, LeavesThoughTheServiceDoesNotAnswer) {
 // In a window that is none of the program's screens.
 TEST_F(KovaQtTest, ShowsWhatWasSent) {
   KovaQt::start("11", options);
-  QWidget window;
-  window.show();
-  QCoreApplication::processEvents();
+  showWindow();
   KovaQt::track("Seen");
   EXPECT_TRUE(Kova::flush(30).isSent);
-  KovaQt::showSentData(&window);
-  auto* const list = window.findChild<QListWidget*>();
+  KovaQt::showSentData(&*window);
+  auto* const list = window->findChild<QListWidget*>();
   EXPECT_TRUE(QTest::qWaitForWindowExposed(list->window()));
   EXPECT_EQ(std::size_t(list->count()), kovaqt::SentData::shared().requests().size());
-  EXPECT_THAT(window.findChild<QPlainTextEdit*>()->toPlainText().toStdString(), HasSubstr("Seen"));
+  EXPECT_THAT(window->findChild<QPlainTextEdit*>()->toPlainText().toStdString(), HasSubstr("Seen"));
   EXPECT_TRUE(Kova::flush(30).isSent);
   EXPECT_EQ(std::size_t(list->count()), kovaqt::SentData::shared().requests().size()) << "no pageview of it";
 }
@@ -161,16 +149,14 @@ TEST_F(KovaQtTest, AShortcutAndALinkPair) {
   options.visualizerUrl = options.captureUrl;
   options.pairingShortcut = QKeySequence("Ctrl+Shift+K");
   KovaQt::start("11", options);
-  QWidget window;
-  window.show();
-  EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+  showWindow();
   const auto asked = [this] {
     return std::ranges::count_if(server.requests(), [](const auto& each) { return each.header("Upgrade"); });
   };
-  QTest::keyClick(window.windowHandle(), Qt::Key_K, Qt::ControlModifier);
+  QTest::keyClick(window->windowHandle(), Qt::Key_K, Qt::ControlModifier);
   Kova::flush(30);
   EXPECT_EQ(asked(), 0);
-  QTest::keyClick(window.windowHandle(), Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+  QTest::keyClick(window->windowHandle(), Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
   EXPECT_TRUE(QTest::qWaitFor([&] { return asked() == 1; }));
   KovaQt::stopEVPairing();
   KovaQt::handleOpenUrl(QUrl("kova-11://1/launch-ev"));

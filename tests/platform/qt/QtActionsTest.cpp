@@ -61,9 +61,10 @@ QMenu& openMenu(QAction& entry) {
   return *bar.actions().front()->menu<QMenu*>();
 }
 
-QAction* makeEntry(QMainWindow& window) {
+QAction* makeEntry(QMainWindow& window, Slot slot) {
   auto* const entry = new QAction("&Open", &window);
   entry->setShortcut(QKeySequence("Ctrl+O"));
+  connect(entry, &QAction::triggered, slot);
   window.menuBar()->addMenu("&File")->addAction(entry);
   return entry;
 }
@@ -71,15 +72,14 @@ QAction* makeEntry(QMainWindow& window) {
 class QtActions : public testing::Test {
  protected:
   // What is told of the sender that is made, when it is used, however the slot behaves.
-  template <class Make, class Signal, class Use>
-  void tells(const Lines& told, Make make, Signal signal, Use use, bool mayBeDeleted = false) {
+  template <class Make, class Use>
+  void tells(const Lines& told, Make make, Use use, bool mayBeDeleted = false) {
     std::vector<Slot> kinds = {Slot::DoesNothing, Slot::ProcessesEvents, Slot::OpensADialog};
     if (mayBeDeleted) kinds.push_back(Slot::DeletesTheSender);
     for (const Slot slot : kinds) {
       SCOPED_TRACE(told.front() + ", slot " + std::to_string(int(slot)));
       QMainWindow window;
-      auto* const sender = make(window);
-      connect(sender, signal, slot);
+      auto* const sender = make(window, slot);
       QtHost::show(window);
       host.take();
       use(*sender);
@@ -95,24 +95,26 @@ class QtActions : public testing::Test {
 };
 
 TEST_F(QtActions, OfButtonsAreToldOnceAndBeforeWhatTheirSlotDoes) {
-  const auto make = [](QMainWindow& window) {
+  const auto make = [](QMainWindow& window, Slot slot) {
     auto& button = in<QPushButton>(window);
     button.setText("&Go");
+    connect(&button, &QPushButton::clicked, slot);
     return &button;
   };
   const Lines told = {"touch QPushButton 'Go'", "action clicked of QPushButton"};
   const auto click = [](auto& button) { QtHost::click(button); };
-  tells(told, make, &QPushButton::clicked, click, true);
-  tells(told, make, &QPushButton::clicked,
-        [](auto& button) { QtHost::type(*button.window(), Qt::Key_G, Qt::AltModifier); });
-  const auto makeTool = [](QMainWindow& window) {
+  tells(told, make, click, true);
+  tells(told, make, [](auto& button) { QtHost::type(*button.window(), Qt::Key_G, Qt::AltModifier); });
+  const auto makeTool = [](QMainWindow& window, Slot slot) {
     auto& button = in<QToolButton>(window);
-    button.setDefaultAction(new QAction("&Bold\tCtrl+B", &button));
-    button.defaultAction()->setObjectName("actionBold");
-    return button.defaultAction();
+    auto* const action = new QAction("&Bold\tCtrl+B", &button);
+    action->setObjectName("actionBold");
+    connect(action, &QAction::triggered, slot);
+    button.setDefaultAction(action);
+    return action;
   };
   tells({"touch QToolButton#actionBold 'Bold'", "action triggered of QToolButton"}, makeTool,
-        &QAction::triggered, [](auto& action) { QtHost::click(*static_cast<QWidget*>(action.parent())); });
+        [](auto& action) { QtHost::click(*static_cast<QWidget*>(action.parent())); });
 }
 
 TEST_F(QtActions, OfEntriesAreToldOnceAndBeforeWhatTheirSlotDoes) {
@@ -121,54 +123,56 @@ TEST_F(QtActions, OfEntriesAreToldOnceAndBeforeWhatTheirSlotDoes) {
     QMenu& menu = openMenu(entry);
     QtHost::click(menu, menu.actionGeometry(&entry).center());
   };
-  tells(told, makeEntry, &QAction::triggered, click, true);
-  tells(told, makeEntry, &QAction::triggered,
-        [](QAction& entry) { QtHost::type(openMenu(entry), Qt::Key_O); });
+  tells(told, makeEntry, click, true);
+  tells(told, makeEntry, [](QAction& entry) { QtHost::type(openMenu(entry), Qt::Key_O); });
   const auto type = [](QAction& entry) {
     QtHost::type(*static_cast<QWidget*>(entry.parent()), Qt::Key_O, Qt::ControlModifier);
   };
-  tells({told.begin() + 1, told.end()}, makeEntry, &QAction::triggered, type, true);
+  tells({told.begin() + 1, told.end()}, makeEntry, type, true);
 }
 
 TEST_F(QtActions, OfOtherWidgetsAreToldOnceAndBeforeWhatTheirSlotDoes) {
-  const auto makeBox = [](QMainWindow& window) {
+  const auto makeBox = [](QMainWindow& window, Slot slot) {
     auto& box = in<QComboBox>(window);
     box.addItems({"One", "Two"});
+    connect(&box, &QComboBox::activated, slot);
     return &box;
   };
-  tells({"touch QComboBox 'Two'", "action activated of QComboBox"}, makeBox, &QComboBox::activated,
-        [](auto& box) {
-          box.showPopup();
-          for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Return}) QtHost::type(*box.view(), key);
-        });
-  const auto makeTable = [](QMainWindow& window) {
+  tells({"touch QComboBox 'Two'", "action activated of QComboBox"}, makeBox, [](auto& box) {
+    box.showPopup();
+    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Return}) QtHost::type(*box.view(), key);
+  });
+  const auto makeTable = [](QMainWindow& window, Slot slot) {
     auto& table = in<QTableWidget>(window);
     table.setColumnCount(1);
     table.setRowCount(1);
     table.setEditTriggers({});
+    connect(&table, &QTableWidget::activated, slot);
     return &table;
   };
   tells({"touch QModelIndex '****'", "touch QModelIndex '****'", "action activated of QTableWidget"},
-        makeTable, &QTableWidget::activated, [](auto& table) {
+        makeTable, [](auto& table) {
           const QPoint cell = table.visualRect(table.model()->index(0, 0)).center();
           QTest::mouseDClick(table.window()->windowHandle(), Qt::LeftButton, {},
                              table.viewport()->mapTo(table.window(), cell));
         });
-  const auto makeLink = [](QMainWindow& window) {
+  const auto makeLink = [](QMainWindow& window, Slot slot) {
     auto& label = in<QLabel>(window);
     label.setText("<a href='x'>XXXXXXXXXX</a>");
+    connect(&label, &QLabel::linkActivated, slot);
     return &label;
   };
-  tells({"touch QLabel 'XXXXXXXXXX'", "action linkActivated of QLabel"}, makeLink, &QLabel::linkActivated,
-        [](auto& label) {
-          QtHost::click(label, {15, label.height() / 2});
-        });
-  tells(
-      {"touch QSlider", "action sliderReleased of QSlider"},
-      [](QMainWindow& window) { return &in<QSlider>(window); }, &QSlider::sliderReleased,
-      [](auto& slider) {
-        QtHost::click(slider, {slider.width() / 2, slider.height() - 5});
-      });
+  tells({"touch QLabel 'XXXXXXXXXX'", "action linkActivated of QLabel"}, makeLink, [](auto& label) {
+    QtHost::click(label, {15, label.height() / 2});
+  });
+  const auto makeSlider = [](QMainWindow& window, Slot slot) {
+    auto& slider = in<QSlider>(window);
+    connect(&slider, &QSlider::sliderReleased, slot);
+    return &slider;
+  };
+  tells({"touch QSlider", "action sliderReleased of QSlider"}, makeSlider, [](auto& slider) {
+    QtHost::click(slider, {slider.width() / 2, slider.height() - 5});
+  });
 }
 
 // The box that asks about pairing is none of the app's: no screen, nothing told of it. Somebody answers, how

@@ -49,18 +49,18 @@ TEST(QtMenus, HoldWhatIsChosenInThemThoughAToolBarHasItToo) {
   };
   const auto above = [&] { return QtProxies::shared().viewOf(*open)->superview(); };
   openMenu();
+  QtHost::type(*file, Qt::Key_Down);
+  QtHost::type(*file, Qt::Key_Return);
+  EXPECT_EQ(above()->isa().name(), "QMenu");
+  QtHost::type(window, Qt::Key_O, Qt::ControlModifier);
+  EXPECT_EQ(above()->isa().name(), "QToolButton");
+  openMenu();
   QtHost::click(*file, file->actionGeometry(open).center());
   EXPECT_THAT(host.take(),
               testing::ElementsAre("touch QAction#actionOpen 'Open...'", "action triggered of QAction"));
   EXPECT_EQ(above()->isa().name(), "QMenu");
   EXPECT_EQ(above()->superview()->isa().name(), "QMenuBar");
   EXPECT_EQ(above()->window()->isa().name(), "QWidgetWindow");
-  QtHost::type(window, Qt::Key_O, Qt::ControlModifier);
-  EXPECT_EQ(above()->isa().name(), "QToolButton");
-  openMenu();
-  QtHost::type(*file, Qt::Key_Down);
-  QtHost::type(*file, Qt::Key_Return);
-  EXPECT_EQ(above()->isa().name(), "QMenu");
 }
 
 TEST(QtControllers, HoldWhatTheAppHasNamed) {
