@@ -198,36 +198,25 @@ TEST(KovaQtSentData, KeepsTheLatest) {
 }
 
 TEST(KovaQtValues, AreThePlatforms) {
-  const struct {
-    QVariant given;
-    const char* text;
-  } kRows[] = {
-      {QVariant::fromValue(short(-3)), "-3"},
-      {QVariant::fromValue(std::numeric_limits<qint64>::min()), "-9223372036854775808"},
-      {QVariant::fromValue(std::numeric_limits<quint64>::max()), "18446744073709551615"},
-      {0.5F, "0.5"},
-      {true, "1"},
+  const Dictionary entry = {{"a", 1}};
+  const std::pair<QVariant, Value> rows[] = {
+      {QVariant::fromValue(short(-3)), -3},
+      {QVariant::fromValue(std::numeric_limits<qint64>::min()), std::numeric_limits<std::int64_t>::min()},
+      {QVariant::fromValue(std::numeric_limits<quint64>::max()), std::numeric_limits<std::uint64_t>::max()},
+      {0.5F, 0.5},
+      {true, true},
       {"text", "text"},
       {QUrl("http://a/b c"), "http://a/b%20c"},
-      {QDateTime::fromSecsSinceEpoch(0, Qt::UTC), "1970-01-01 00:00:00 +0000"},
-  };
-  for (const auto& row : kRows) {
-    EXPECT_EQ(kovaqt::dictionaryOf({{"key", row.given}}).find("key")->description(), row.text);
+      {QDateTime::fromSecsSinceEpoch(0, Qt::UTC), NSDate::withTimeIntervalSince1970(0)},
+      {QVariantList{1, "two"}, Array({1, "two"})},
+      {QVariant::fromValue(QList<int>{1, 2}), Array({1, 2})},
+      {QVariantMap{{"a", 1}}, entry},
+      {QVariantHash{{"a", 1}}, entry},
+      {QJsonObject{{"a", 1}}, entry},
+      {QVariant(), Value()}};
+  for (const auto& [given, expected] : rows) {
+    EXPECT_EQ(*kovaqt::dictionaryOf({{"key", given}}).find("key"), expected) << given.typeName();
   }
-  const Dictionary kinds = kovaqt::dictionaryOf({
-      {"list", QVariantList{1, "two"}},
-      {"numbers", QVariant::fromValue(QList<int>{1, 2})},
-      {"map", QVariantMap{{"a", 1}}},
-      {"hash", QVariantHash{{"a", 1}}},
-      {"json", QJsonObject{{"a", 1}}},
-      {"none", QVariant()},
-  });
-  EXPECT_EQ(kinds.find("list")->array().size(), 2u);
-  EXPECT_EQ(kinds.find("numbers")->array()[1], Value(2));
-  for (const char* each : {"map", "hash", "json"}) {
-    EXPECT_EQ(kinds.find(each)->dictionary().find("a")->description(), "1");
-  }
-  EXPECT_TRUE(kinds.find("none")->isNull());
 }
 
 }  // namespace

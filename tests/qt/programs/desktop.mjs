@@ -13,15 +13,8 @@ import { Service } from '../../../tools/capture-service/lib/service.mjs';
 
 const run = promisify(execFile);
 const WINDOW_MS = 30_000;
-const END_MS = 10_000;
 const PATIENCE_MS = 1_000;
 const fonts = fileURLToPath(new URL('../../tools/support/fonts/wide.conf', import.meta.url));
-
-/** Whether the promise was kept within so many milliseconds. */
-function within(limit, promise) {
-  const late = once(AbortSignal.timeout(limit), 'abort').then(() => false);
-  return Promise.race([promise.then(() => true), late]);
-}
 
 // xdotool's words for the window of a title. A regular expression is taken for what the program calls itself instead:
 // xdotool does not know each window's title.
@@ -75,14 +68,9 @@ export class Desktop {
     await this.#xdotool(['mousemove', '--sync', '--window', window, ...at, 'click', '1']);
   }
 
-  async type(text) {
-    await this.#xdotool(['type', text]);
-  }
-
+  type = (text) => this.#xdotool(['type', text]);
   /** Presses a key, such as "ctrl+q". */
-  async press(key) {
-    await this.#xdotool(['key', key]);
-  }
+  press = (key) => this.#xdotool(['key', key]);
 
   #xdotool(words) {
     return run('xdotool', words, { env: this.#environment, timeout: WINDOW_MS });
@@ -110,7 +98,7 @@ export class Desktop {
 
   #spawn([program, ...words], options) {
     const child = spawn(program, words, options);
-    this.#started.push({ child, ended: new Promise((resolve) => child.once('close', resolve)) });
+    this.#started.push({ child, ended: once(child, 'close') });
     return child;
   }
 
@@ -129,10 +117,10 @@ export class Desktop {
     });
   }
 
+  // A program that hangs ends as well; the display first removes what it has in /tmp.
   async #stop() {
     for (const { child, ended } of this.#started.reverse()) {
-      child.kill();
-      if (!(await within(END_MS, ended))) child.kill('SIGKILL');
+      child.kill(child.spawnfile === 'Xvfb' ? 'SIGTERM' : 'SIGKILL');
       await ended;
     }
     await this.#service.stop();
