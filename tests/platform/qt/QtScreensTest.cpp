@@ -169,6 +169,7 @@ TEST_F(QtScreensTest, TheStateFollowsQtsAndTheWindows) {
   }
   EXPECT_EQ(qtStateAfter(Active, {true, false, false}), Inactive);
   EXPECT_EQ(qtStateAfter(Inactive, {true, false, false}), Inactive);
+  EXPECT_EQ(qtStateAfter(Background, {true, false, false}), Active);
   EXPECT_EQ(qtStateAfter(Inactive, {true, false, true}), Active);
   EXPECT_EQ(qtStateAfter(Inactive, {true, true, false}), Active);
 }
