@@ -19,34 +19,22 @@ void report() {
 }
 
 TEST_F(BaseURLTest, NilIsTheLibrarysOwnEndpointAndWhatIsNoWebURLIsNone) {
-  const auto own = kova::defaultCaptureEndpoint();
-  const char* const unset = nullptr;
-  const struct {
-    KovaBaseURL given;
-    std::optional<NSURL> expected;
-  } cases[] = {{KovaBaseURL(), own},
-               {std::nullopt, own},
-               {nullptr, own},
-               {NSURL::create("127.0.0.1:8080"), own},
-               {NSURL::create("http://h:1/a/"), NSURL::create("http://h:1/a/")},
-               {"HTTPS://h", NSURL::create("HTTPS://h")},
-               {std::string("http://h/"), NSURL::create("http://h/")},
-               {NSURL::create("ftp://h/"), std::nullopt},
-               {"127.0.0.1:8080", std::nullopt},
-               {"//h/", std::nullopt},
-               {"wss://h/", std::nullopt},
-               {"http://bad host:x/", std::nullopt},
-               {"", std::nullopt},
-               {unset, std::nullopt}};
-  for (const auto& [given, expected] : cases) {
-    EXPECT_EQ(kova::captureEndpoint(given), expected)
-        << given.unusableText().value_or(given.url() ? given.url()->absoluteString() : "nil");
+  const auto noURL = NSURL::create("127.0.0.1:8080");
+  for (const KovaBaseURL& nil : std::vector<KovaBaseURL>{{}, std::nullopt, nullptr, noURL})
+    EXPECT_EQ(kova::captureEndpoint(nil), kova::defaultCaptureEndpoint());
+  for (const std::string url : {"http://h:1/a/", "HTTPS://h"}) {
+    EXPECT_EQ(kova::captureEndpoint(url), NSURL::create(url));
+    EXPECT_EQ(kova::captureEndpoint(NSURL::create(url)), NSURL::create(url));
   }
+  EXPECT_EQ(kova::captureEndpoint(NSURL::create("ftp://h/")), std::nullopt);
+  for (const char* text :
+       {"127.0.0.1:8080", "//h/", "wss://h/", "http://bad host:x/", "", static_cast<const char*>(nullptr)})
+    EXPECT_EQ(kova::captureEndpoint(text), std::nullopt) << (text ? text : "null");
 }
 
 // Whatever left for the library's own endpoint would come by here as its proxy.
-TEST_F(BaseURLTest, WhatIsNoWebURLSendsNothingAnywhereAndInitializeSaysSo) {
-  setenv("https_proxy", device.service.url().c_str(), 1);
+TEST_F(BaseURLTest, WhatIsNoWebURLSendsNothingAnywhereAndWhatIsSentTakesTheProxyOfTheEnvironment) {
+  for (const char* proxy : {"http_proxy", "https_proxy"}) setenv(proxy, device.service.url().c_str(), 1);
   const auto options = device.options();
   options->setCaptureBaseUrl("127.0.0.1:8080");
   options->setEventVisualizerWebSocketBaseUrl("visualizer.example");
@@ -71,36 +59,27 @@ TEST_F(BaseURLTest, WhatIsNoWebURLSendsNothingAnywhereAndInitializeSaysSo) {
   device.runUntil([this] { return device.service.requestCount() > 0; });
   EXPECT_EQ(device.service.requestCount(), 1u);
   EXPECT_EQ(device.service.lastRequest().method, "CONNECT");
+
+  options->setCaptureBaseUrl("http://capture.example/");
+  device.start(options);
+  Kova::track("Again");
+  device.runUntil([this] { return device.service.requestCount() > 2; });
+  EXPECT_THAT(device.service.lastRequest().target, StartsWith("http://capture.example/"));
 }
 
 TEST_F(BaseURLTest, ADebugLineTellsOfAnExplicitNil) {
   device.setOnline(false);
-  for (const bool saysNil : {true, false}) {
-    const auto options = std::make_shared<KovaOptions>();
-    options->setDebug(true);
-    if (saysNil) options->setCaptureBaseUrl(NSURL::create("127.0.0.1:8080"));
-    if (saysNil) options->setEventVisualizerWebSocketBaseUrl({});
-    device.clearLog();
-    device.start(options);
-    EXPECT_EQ(
-        device.logLinesWith("nil; "),
-        std::vector<std::string>(
-            saysNil,
-            "[KOVA DEBUG]: The capture base URL was set to nil; everything goes to https://capture.kova.example/"));
-  }
-}
-
-TEST_F(BaseURLTest, UploadsGoThroughTheProxyOfTheEnvironmentWhenTheHostSaysSo) {
-  setenv("http_proxy", device.service.url().c_str(), 1);
-  const auto options = device.options();
-  options->setCaptureBaseUrl("http://capture.example/");
-  options->setUseEnvironmentProxy(true);
-  options->setTestOnlyUrlSession(nullptr);
+  const auto options = std::make_shared<KovaOptions>();
+  options->setDebug(true);
   device.start(options);
-  device.runUntil([this] { return device.service.requestCount() > 1; });
-  for (const auto& request : device.service.requests()) {
-    EXPECT_THAT(request.target, StartsWith("http://capture.example/"));
-  }
+  EXPECT_THAT(device.logLinesWith("nil; "), ElementsAre());
+  options->setCaptureBaseUrl(NSURL::create("127.0.0.1:8080"));
+  options->setEventVisualizerWebSocketBaseUrl({});
+  device.start(options);
+  EXPECT_THAT(
+      device.logLinesWith("nil; "),
+      ElementsAre(
+          "[KOVA DEBUG]: The capture base URL was set to nil; everything goes to https://capture.kova.example/"));
 }
 
 }  // namespace

@@ -20,16 +20,14 @@ TEST_F(LoggingAndBailingTest, EachLevelAddsLinesWithItsPrefixAndFormatsNoOther) 
   };
   const std::vector<std::string> lines = {"Kova: a 1 1", "[KOVA DEBUG]: b 2 2", "[KOVA VERBOSE]: c 3% 3"};
   for (const int level : {0, 1, 2}) {
+    int descriptions = 0;
     KovaLogger::sharedInstance().setLogLevel(level);
     device.clearLog();
-    int descriptions = 0;
     KovaLog("a %@ %ld", Probe{descriptions}, 1L);
     KovaLogDebug("b %@ %@", Probe{descriptions}, 2);
     KovaLogVerbose("c %@%% %lu", Probe{descriptions}, 3ul);
     EXPECT_EQ(device.log(), std::vector(lines.begin(), lines.begin() + level + 1));
     EXPECT_EQ(descriptions, level + 1);
-    EXPECT_TRUE(KovaLoggingEnabled(level));
-    EXPECT_FALSE(KovaLoggingEnabled(level + 1));
   }
 }
 
@@ -38,19 +36,16 @@ TEST_F(LoggingAndBailingTest, AReportDoesNotBailAndABailNamesTheLatestSource) {
   KITelemetry::sharedTelemetry().setBaseUrl(NSURL::create(device.service.url()));
   KITelemetry::sharedTelemetry().setOptOutStatus(false);
   const NSException exception("CartException", std::nullopt, Dictionary{{"items", 3}});
-  const struct {
-    const char* source;
-    bool bails;
-    std::optional<std::string> bailedSource;
-  } cases[] = {{"NSObject/checkout:", false, std::nullopt},
-               {"First/source", true, "First/source"},
-               {"Second/source", false, "First/source"},
-               {"Third/source", true, "Third/source"}};
-  for (const auto& [source, bails, bailedSource] : cases) {
+  const char* bailedSource = nullptr;
+  for (const auto& [source, bails] : {std::pair("NSObject/checkout:", false),
+                                      {"First/source", true},
+                                      {"Second/source", false},
+                                      {"Third/source", true}}) {
     device.clearLog();
     bailer.registerException(exception, source, bails);
-    EXPECT_EQ(bailer.isBailed(), bailedSource.has_value());
-    EXPECT_EQ(bailer.bailedSource(), bailedSource);
+    if (bails) bailedSource = source;
+    EXPECT_EQ(bailer.isBailed(), bailedSource != nullptr);
+    EXPECT_EQ(bailer.bailedSource().value_or(""), bailedSource ? bailedSource : "");
     EXPECT_EQ(device.log().size(), bails ? 2u : 1u);
     EXPECT_THAT(
         device.log()[0],
@@ -61,34 +56,27 @@ TEST_F(LoggingAndBailingTest, AReportDoesNotBailAndABailNamesTheLatestSource) {
   device.runUntilRequests(4);  // each of them was reported
 }
 
-TEST_F(LoggingAndBailingTest, ASystemBefore10IsTooOld) {
+// Not while the bailer is made, which the log sink's call asks for again.
+TEST_F(LoggingAndBailingTest, ASystemBefore10IsTooOldAndTheLogSinkToldOfItMayCallTheLibrary) {
   device.setSystemVersion("9.3.5");
+  std::string lines;
+  SystemLog::setSink([&lines](std::string_view line) {
+    lines += line;
+    Kova::track("Logged");
+  });
   device.start();
   device.advance(60);
+  SystemLog::setSink(nullptr);
+  EXPECT_EQ(
+      lines,
+      "Kova: The Kova library has been disabled because this device is running a version of iOS older than 10.0.");
   EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "assertMinimumOSVersion");
-  EXPECT_THAT(
-      device.log(),
-      ElementsAre(
-          "Kova: The Kova library has been disabled because this device is running a version of iOS older than 10.0."));
   EXPECT_EQ(device.service.requestCount(), 0u);
 }
 
 TEST_F(LoggingAndBailingTest, System10WillDo) {
   device.setSystemVersion("10.0");
   EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
-  EXPECT_THAT(device.log(), IsEmpty());
-}
-
-TEST_F(LoggingAndBailingTest, ALogSinkMayCallTheLibraryBeforeAnythingElseDid) {
-  device.setSystemVersion("9.3.5");
-  int lines = 0;
-  SystemLog::setSink([&lines](std::string_view) {
-    ++lines;
-    Kova::track("Logged");
-  });
-  Kova::track("Started");
-  EXPECT_EQ(lines, 1);
-  SystemLog::setSink(nullptr);
 }
 
 TEST_F(LoggingAndBailingTest, AForkedChildIsSilentAndSaysSoOnce) {

@@ -16,15 +16,7 @@ namespace {
 
 using platform::Value;
 
-class TrackerLifeCycleTest : public TrackerTest {
- protected:
-  void visitBackground() {
-    device.application->enterBackground();
-    device.application->enterForeground();
-    device.advance(15);
-    device.settle();
-  }
-};
+using TrackerLifeCycleTest = TrackerTest;
 
 TEST_F(TrackerLifeCycleTest, TrackingDisabledFromTheStartEnqueuesNothing) {
   const auto options = device.options();
@@ -55,29 +47,20 @@ TEST_F(TrackerLifeCycleTest, TrackingDisabledFromTheStartEnqueuesNothing) {
   EXPECT_THAT(sentEvents(), ElementsAre("Checkout"));
 }
 
-TEST_F(TrackerLifeCycleTest, TheBackgroundStoresSendsAndSuspends) {
-  device.startAndSettle();
-  Kova::track("Checkout");
-  device.application->enterBackground();
-  device.runUntilRequests(3);
-  EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "Checkout"));
-  Kova::track("In the background");
-  device.advance(60);
-  device.settle();
-  EXPECT_EQ(device.service.requestCount(), 3u) << "uploads are suspended";
-}
-
-TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForeground) {
+TEST_F(TrackerLifeCycleTest, TheBackgroundStoresSendsAndSuspendsAndTheForegroundMakesUpForIt) {
   device.startAndSettle();
   const std::string firstPageview = at(lastMessage(), "pageviewInfo/id").description();
   device.setOnline(false);
   Kova::track("Checkout");
   device.application->enterBackground();
-  device.advance(60);
+  device.drain();
   EXPECT_EQ(storedCount("parts"), 0u);
   EXPECT_EQ(storedCount("queuedMessageBatches"), 1u);
   EXPECT_THAT(device.batchFiles(), SizeIs(1));
   device.setOnline(true);
+  device.advance(60);
+  device.settle();
+  EXPECT_EQ(device.service.requestCount(), 2u) << "uploads are suspended";
   device.application->enterForeground();
   device.runUntilRequests(4);  // a pageview and a batch, at once
   EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "Checkout"));
@@ -87,35 +70,38 @@ TEST_F(TrackerLifeCycleTest, AFailedUploadInTheBackgroundIsMadeUpForInTheForegro
   Kova::track("Later");
   send();
   EXPECT_THAT(sentEvents(), Contains("Later")) << "scheduled uploads have resumed";
-}
-
-TEST_F(TrackerLifeCycleTest, TheForegroundStoresWhatCameInTheBackgroundEvenIfItRecordsNothing) {
-  device.setOnline(false);
-  device.start();
+  Kova::track("Last");
   device.application->enterBackground();
   device.drain();
-  const std::size_t before = storedCount("queuedMessageBatches");
-  Kova::track("In the background");
-  Kova::setTrackingEnabled(false);
-  device.application->enterForeground();
-  device.drain();
-  EXPECT_EQ(storedCount("queuedMessageBatches"), before + 1);
+  device.settle();
+  EXPECT_THAT(sentEvents(), Contains("Last"));
 }
 
-TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageviewOrTracking) {
+TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageviewOrTrackingButStores) {
   const auto options = device.options();
   options->setDisableTracking(true);
   options->setDebug(true);
   device.start(options);
-  visitBackground();
+  const auto comeBack = [this] {
+    device.application->enterForeground();
+    device.advance(15);
+    device.settle();
+  };
+  device.application->enterBackground();
+  comeBack();
   Kova::setTrackingEnabled(true);
   Kova::track("Checkout");
   send();
+  device.application->enterBackground();
+  device.drain();
+  Kova::track("In the background");
   Kova::setTrackingEnabled(false);
-  visitBackground();
+  comeBack();
+  EXPECT_EQ(storedCount("queuedMessageBatches"), 1u);
   EXPECT_THAT(device.receivedTargets("/h"), SizeIs(1));
   Kova::setTrackingEnabled(true);
-  visitBackground();
+  device.application->enterBackground();
+  comeBack();
   EXPECT_THAT(device.logLinesWith("Uploads wait for a pageview"), SizeIs(2)) << "one for each return before";
 }
 
@@ -158,9 +144,11 @@ TEST_F(TrackerLifeCycleTest, InitializingAgainWaitsForWhatWasQueuedBeforeAndNoLo
 }
 
 // Other threads go on calling the tracker that they found when they called.
-TEST_F(TrackerLifeCycleTest, CallsThatReachTheTrackerBeforeAreNotLost) {
+TEST_F(TrackerLifeCycleTest, CallsThatReachTheTrackerBeforeAreNotLostAndSetNoTimer) {
   device.startAndSettle();
-  const auto before = KovaTracker::sharedTracker();
+  const std::size_t timers = device.scheduler.pendingTimerCount();
+  auto before = KovaTracker::sharedTracker();
+  const std::weak_ptr<KovaTracker> stopped = before;
   device.start();
   Kova::addEventProperties({{"new", 1}});
   Kova::track("New");
@@ -172,15 +160,17 @@ TEST_F(TrackerLifeCycleTest, CallsThatReachTheTrackerBeforeAreNotLost) {
   EXPECT_EQ(storedText("eventProperties"), R"({"new":"1","late":"1"})");
   EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "New", "Late"));
   EXPECT_EQ(at(lastMessage(), "sessionInfo/id"), Value(sessionId));
+  EXPECT_EQ(device.scheduler.pendingTimerCount(), timers);
 
   before->identify(Value("ada"));
   before->resetIdentity();
   device.drain();
   EXPECT_NE(Kova::sessionId(), sessionId) << "the session in force ends with its user";
   Kova::initialize("777", device.options());
-  before->recordCustomEvent("For an environment that was left", std::nullopt);
+  std::exchange(before, nullptr)->recordCustomEvent("For an environment that was left", std::nullopt);
   device.drain();
   EXPECT_EQ(storedCount("parts") + storedCount("queuedMessageBatches"), 1u);
+  EXPECT_TRUE(stopped.expired());
 }
 
 TEST_F(TrackerLifeCycleTest, ANewUploaderDoesNotWaitForTheRequestOfTheOneBefore) {
@@ -200,24 +190,6 @@ TEST_F(TrackerLifeCycleTest, TheInstallationIsStoredAsSoonAsItsVersionIs) {
   device.start(device.optionsWithScreens());  // no pageview comes that would store it
   device.drain();
   EXPECT_EQ(storedCount("parts"), 1u);
-}
-
-TEST_F(TrackerLifeCycleTest, WorkOfAStoppedTrackerSetsNoTimer) {
-  device.setOnline(false);
-  device.start();
-  Kova::identify("ada");
-  Kova::track("Event");
-  device.drain();
-  const std::size_t timers = device.scheduler.pendingTimerCount();
-  auto first = KovaTracker::sharedTracker();
-  const std::weak_ptr<KovaTracker> stopped = first;
-  device.start();
-  std::exchange(first, nullptr)->recordCustomEvent("Late", std::nullopt);
-  device.drain();
-  Kova::track("Event");
-  device.drain();
-  EXPECT_TRUE(stopped.expired());
-  EXPECT_EQ(device.scheduler.pendingTimerCount(), timers);
 }
 
 // A request that was under way, and whoever else still holds a part of it, brings nothing back.
