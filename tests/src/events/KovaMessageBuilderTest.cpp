@@ -111,15 +111,9 @@ TEST_F(KovaMessageBuilderTest, EnrichesOnlyWhatIsMissing) {
 
   viewPages();
   messages.enrichMessagesWithFirstPageview(queued);
-  EXPECT_FALSE(KovaMessageBuilder::unenrichedMessagesExistInArray(queued));
-  const std::string pageview = json(*session.mostRecentPageviewInfo());
-  const std::string sessionInfo = json(*session.sessionInfo());
-  const std::pair<std::string, std::string> expected[] = {
-      {pageview, sessionInfo}, {json(own), sessionInfo}, {pageview, json(own)}, {json(own), json(own)}};
   for (std::size_t i = 0; i < queued.size(); ++i) {
-    EXPECT_EQ(json(*queued[i].find("pageviewInfo")), expected[i].first) << i;
-    EXPECT_EQ(json(*queued[i].find("sessionInfo")), expected[i].second) << i;
-    EXPECT_EQ(queued[i].size(), 2u) << i;
+    EXPECT_EQ(*queued[i].find("pageviewInfo"), i % 2 ? own : Value(*session.mostRecentPageviewInfo())) << i;
+    EXPECT_EQ(*queued[i].find("sessionInfo"), i / 2 ? own : Value(*session.sessionInfo())) << i;
   }
 }
 

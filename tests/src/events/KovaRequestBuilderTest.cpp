@@ -59,26 +59,19 @@ TEST_F(KovaRequestBuilderTest, WritesEachUrlWhole) {
                        "&z=2&ts=1&v=2&h=V&t=T&d=I&y=L&sp=h&sp=Home%2520screen&sp=ts"
                        "&sp=1767225500000&k=plan%2520type&k=pro&k=trial&k=1"));
   EXPECT_EQ(remembered.size(), 11u) << "pairs are no part of what a session remembers";
+
+  EXPECT_EQ(
+      KovaRequestBuilder::messageBatchUrlWithBaseUrl(*NSURL::create("http://h:1/sub/")).absoluteString(),
+      "http://h:1/sub/api/integrations/ios/track");
 }
 
 TEST_F(KovaRequestBuilderTest, TellsOfAUrlThatIsTooLongToBeSent) {
   KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
   const std::string text(NSURLRequest::kLongestURL, 'x');
   requests.addUserPropertiesUrlStringWithSanitizedUserProperties({{"note", text}});
-  ASSERT_EQ(device.log().size(), 1u);
-  EXPECT_THAT(device.log()[0],
-              testing::MatchesRegex(".*makes a URL of [0-9]+ bytes, which is too long to be sent: "
-                                    "api/add_user_properties_v3"));
-}
-
-TEST_F(KovaRequestBuilderTest, PutsBatchesBelowTheBaseUrl) {
-  const std::pair<const char*, const char*> urls[] = {
-      {"https://host.example", "https://host.example/api/integrations/ios/track"},
-      {"https://host.example/", "https://host.example/api/integrations/ios/track"},
-      {"http://host.example:8080/sub/", "http://host.example:8080/sub/api/integrations/ios/track"}};
-  for (const auto& [base, expected] : urls)
-    EXPECT_EQ(KovaRequestBuilder::messageBatchUrlWithBaseUrl(*NSURL::create(base)).absoluteString(),
-              expected);
+  EXPECT_THAT(device.log(), testing::ElementsAre(testing::MatchesRegex(
+                                ".*makes a URL of [0-9]+ bytes, which is too long to be sent: "
+                                "api/add_user_properties_v3")));
 }
 
 }  // namespace
