@@ -13,36 +13,30 @@ const Dictionary kCart{{"id", "2"}, {"viewController", "Cart"}};
 TEST(KISessionManager, TellsNewUsersAndSessionsWithPageviewsApart) {
   enum class Step { View, NewSession, NewUser };
   using enum Step;
-  struct Case {
+  const struct {
     bool isNewUser;
     std::vector<Step> steps;
     std::int64_t zParam;
-  };
-  const Case cases[] = {
-      {true, {}, 0},
-      {false, {}, 1},
-      {true, {View}, 2},
-      {false, {View}, 2},
-      // A new user without a pageview stays new.
-      {true, {NewSession}, 0},
-      {false, {NewSession}, 1},
-      {true, {View, NewSession}, 1},
-      {true, {View, NewSession, NewSession}, 1},
-      {true, {View, NewUser}, 0},
-      {false, {NewUser}, 0},
-      {false, {NewUser, NewSession, View}, 2},
-  };
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    KISessionManager session(cases[i].isNewUser);
-    for (const Step step : cases[i].steps) {
+  } cases[] = {{true, {}, 0},
+               {false, {}, 1},
+               {false, {View}, 2},
+               {true, {NewSession}, 0},  // a new user without a pageview stays new
+               {false, {NewSession}, 1},
+               {true, {View, NewSession, NewSession}, 1},
+               {true, {View, NewUser}, 0},
+               {false, {NewUser}, 0}};
+  for (const auto& [isNewUser, steps, zParam] : cases) {
+    SCOPED_TRACE(std::to_string(steps.size()) + " steps to " + std::to_string(zParam));
+    KISessionManager session(isNewUser);
+    for (const Step step : steps) {
       if (step == View) {
         session.loggedPageviewWithPageviewInfo(kHome, {});
       } else {
         session.resetSessionWithNewUser(step == NewUser);
       }
     }
-    EXPECT_EQ(session.zParam(), cases[i].zParam) << "case " << i;
-    EXPECT_EQ(session.hasLoggedAnyPageviews(), cases[i].zParam == 2) << "case " << i;
+    EXPECT_EQ(session.zParam(), zParam);
+    EXPECT_EQ(session.hasLoggedAnyPageviews(), zParam == 2);
   }
 }
 
