@@ -10,7 +10,6 @@
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/identity/lifecycle/KILifecycle.h"
 #include "src/identity/lifecycle/KILifecycleEvent.h"
-#include "tests/src/core/ForwardingScheduler.h"
 #include "tests/src/core/TrackerFixture.h"
 #include "tests/support/HeldURLSession.h"
 
@@ -156,25 +155,15 @@ TEST_F(FacadeTest, IsSilentBeforeInitializationAndStartsWithDefaultOptionsWithou
                fresh.disableAdvertiserIdCapture() || fresh.enableGestureAutocapture());
 }
 
-void fail() { throw NSException("CartException", "the cart is on fire"); }
+const NSException kFire("CartException", "the cart is on fire");
+void fail() { throw kFire; }
 
 // What makes the library's own code throw when it is described.
 class FaultyObject : public NSObject {
   NS_OBJECT(FaultyObject, NSObject)
 
  public:
-  std::string description() const override {
-    fail();
-    return "";
-  }
-};
-
-struct BrokenClock : ForwardingScheduler {
-  using ForwardingScheduler::ForwardingScheduler;
-  NSDate now() override {
-    fail();
-    return {};
-  }
+  std::string description() const override { throw kFire; }
 };
 
 struct WayIn {
@@ -210,12 +199,12 @@ const WayIn kWaysIn[] = {
        device.advance(1);
      }},
     {"KILifecycle/lifecycleEventIfAppVersionChangeWithOptions:",
-     [](SimulatedDevice& device) {
+     [](SimulatedDevice&) {
        KovaOptions upgraded;
        upgraded.setTestOnlyAppVersion("2.0");
-       Scheduler::install(std::make_unique<BrokenClock>(device.scheduler));
-       EXPECT_EQ(KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(upgraded), nullptr);
-       Scheduler::install(std::make_unique<ForwardingScheduler>(device.scheduler));
+       const auto failToStore = [](const KILifecycleEvent&) -> bool { throw kFire; };
+       EXPECT_EQ(KILifecycle::lifecycleEventIfAppVersionChangeWithOptions(upgraded, {failToStore, {}}),
+                 nullptr);
      }},
 };
 

@@ -1,16 +1,18 @@
-// Safe operations, the safe way onto the main queue, and the timer that delivers them. What becomes of an
-// exception is told by the facade's test.
+// Logging, bailing, safe operations, the safe way onto the main queue, and the timer that delivers them. What
+// becomes of an exception is told by the facade's test.
 
 #include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <future>
 #include <stdexcept>
 
+#include "platform/foundation/SystemLog.h"
 #include "src/core/KIBailer.h"
 #include "src/core/KovaTimer.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
-#include "tests/src/core/ForwardingScheduler.h"
 #include "tests/src/core/TrackerFixture.h"
 
 using namespace platform;
@@ -20,6 +22,71 @@ namespace {
 
 // The place that error reports name.
 constexpr kova::Place kPlace{"NSObject", "checkout:"};
+
+using LoggingAndBailingTest = TrackerTest;
+
+TEST_F(LoggingAndBailingTest, EachLevelAddsLinesWithItsPrefixAndFormatsNoOther) {
+  struct Probe {
+    int& descriptions;
+    std::string description() const { return std::to_string(++descriptions); }
+  };
+  const std::vector<std::string> lines = {"Kova: a 1 1", "[KOVA DEBUG]: b 2 2", "[KOVA VERBOSE]: c 3% 3"};
+  for (const int level : {0, 1, 2}) {
+    int descriptions = 0;
+    KovaLogger::sharedInstance().setLogLevel(level);
+    device.clearLog();
+    KovaLog("a %@ %ld", Probe{descriptions}, 1L);
+    KovaLogDebug("b %@ %@", Probe{descriptions}, 2);
+    KovaLogVerbose("c %@%% %lu", Probe{descriptions}, 3ul);
+    EXPECT_EQ(device.log(), std::vector(lines.begin(), lines.begin() + level + 1));
+    EXPECT_EQ(descriptions, level + 1);
+  }
+}
+
+// Not while the bailer is made, which the log sink's call asks for again.
+TEST_F(LoggingAndBailingTest, ASystemBefore10IsTooOldAndTheLogSinkToldOfItMayCallTheLibrary) {
+  device.setSystemVersion("9.3.5");
+  std::string lines;
+  SystemLog::setSink([&lines](std::string_view line) {
+    lines += line;
+    Kova::track("Logged");
+  });
+  device.start();
+  device.advance(60);
+  SystemLog::setSink(nullptr);
+  EXPECT_EQ(
+      lines,
+      "Kova: The Kova library has been disabled because this device is running a version of iOS older than 10.0.");
+  EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), "assertMinimumOSVersion");
+  EXPECT_EQ(device.service.requestCount(), 0u);
+}
+
+TEST_F(LoggingAndBailingTest, System10WillDo) {
+  device.setSystemVersion("10.0");
+  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+}
+
+TEST_F(LoggingAndBailingTest, AForkedChildIsSilentAndSaysSoOnce) {
+  const auto options = device.options();
+  options->setDebug(true);
+  device.startAndSettle(options);
+  device.clearLog();
+  const std::size_t before = device.service.requestCount();
+  if (fork() == 0) {
+    Kova::track("Tracked in the child");
+    Kova::identify("child");
+    Kova::initialize(SimulatedDevice::kEnvironment);
+    device.advance(60);
+    const auto log = device.log();
+    _exit(log.size() == 1 && log[0].find("forked") != std::string::npos ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_GT(wait(&status), 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
+  EXPECT_EQ(device.service.requestCount(), before);
+  EXPECT_EQ(Kova::identity(), std::nullopt);
+}
 
 class SafeOperationTest : public TrackerTest {
  protected:
@@ -48,6 +115,7 @@ TEST_F(SafeOperationTest, RunsInOrderAndIsSkippedOnceBailedUnlessItRunsAnyway) {
   EXPECT_THAT(ran, ElementsAre("first", "second"));
   EXPECT_THAT(device.log(), ElementsAre(HasSubstr("NSObject/checkout:. (name: std::runtime_error, "
                                                   "reason: on fire, userInfo: (null)")));
+  EXPECT_EQ(KIBailer::sharedBailer().bailedSource(), std::nullopt);
 
   KOVA_addSafeOperationWithBlock(*queue, fail, kPlace);
   KOVA_addSafeOperationWithBlock(*queue, record("skipped"), kPlace);
@@ -83,9 +151,14 @@ TEST_F(SafeOperationTest, AThreadMayEndItselfInGuardedWork) {
   EXPECT_FALSE(KIBailer::sharedBailer().isBailed());
 }
 
-class SchedulerWhoseMainLoopStands : public ForwardingScheduler {
+class SchedulerWhoseMainLoopStands : public Scheduler {
  public:
-  using ForwardingScheduler::ForwardingScheduler;
+  explicit SchedulerWhoseMainLoopStands(Scheduler& scheduler) : scheduler_(scheduler) {}
+  NSDate now() override { return scheduler_.now(); }
+  double uptime() override { return scheduler_.uptime(); }
+  std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label, QualityOfService quality) override {
+    return scheduler_.makeSerialQueue(std::move(label), quality);
+  }
   RunLoop& mainRunLoop() override { return loop_; }
   bool isMainThread() override { return false; }
 
@@ -96,6 +169,7 @@ class SchedulerWhoseMainLoopStands : public ForwardingScheduler {
     void removeTimer(NSTimer&) override {}
     RunLoopMode currentMode() const override { return RunLoopMode::Default; }
   };
+  Scheduler& scheduler_;
   StandingLoop loop_;
 };
 

@@ -1,8 +1,11 @@
-// Start, stop, background and foreground.
+// Start, stop, background and foreground, and the end of a session.
+
+#include <malloc.h>
 
 #include <filesystem>
 #include <utility>
 
+#include "platform/dispatch/NSTimer.h"
 #include "platform/foundation/NSFileManager.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 #include "src/core/tracker/KovaTracker.h"
@@ -105,15 +108,21 @@ TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageview
   EXPECT_THAT(device.logLinesWith("Uploads wait for a pageview"), SizeIs(2)) << "one for each return before";
 }
 
-TEST_F(TrackerLifeCycleTest, InitializingAgainStopsAndStoresFirst) {
+TEST_F(TrackerLifeCycleTest, InitializingAgainStopsAndStoresWhatWasQueuedBeforeFirst) {
   device.startAndSettle();
   device.setOnline(false);
   const std::string userId = Kova::userId().value();
   const std::string sessionId = Kova::sessionId().value();
   const std::weak_ptr<KovaTracker> first = KovaTracker::sharedTracker();
+  bool isBusy = true;
+  const std::function<void()> busyWork = [&] {
+    if (isBusy) KOVA_serialStateQueue()->addOperationWithBlock(busyWork);
+  };
+  busyWork();
   Kova::identify("ada");
   Kova::track("First");
-  device.start();
+  device.start();  // waits for what was queued before, and no longer
+  isBusy = false;
   EXPECT_EQ(storedCount("queuedMessageBatches"), 1u);
   EXPECT_EQ(Kova::userId(), userId);
   EXPECT_EQ(Kova::identity(), "ada");
@@ -128,19 +137,6 @@ TEST_F(TrackerLifeCycleTest, InitializingAgainStopsAndStoresFirst) {
   EXPECT_THAT(device.receivedTargets("/h"), SizeIs(2));
   EXPECT_THAT(device.receivedTargets("/api/identify_v3"), SizeIs(1));
   EXPECT_THAT(device.batchFiles(), IsEmpty());
-}
-
-TEST_F(TrackerLifeCycleTest, InitializingAgainWaitsForWhatWasQueuedBeforeAndNoLonger) {
-  device.startAndSettle();
-  bool isBusy = true;
-  const std::function<void()> busyWork = [&] {
-    if (isBusy) KOVA_serialStateQueue()->addOperationWithBlock(busyWork);
-  };
-  busyWork();
-  Kova::addEventProperties({{"before", 1}});
-  device.start();
-  EXPECT_NE(device.stored("eventProperties"), std::nullopt);
-  isBusy = false;
 }
 
 // Other threads go on calling the tracker that they found when they called.
@@ -224,6 +220,123 @@ TEST_F(TrackerLifeCycleTest, ErasingLeavesNothingStored) {
   EXPECT_EQ(Kova::identity(), std::nullopt);
   send();
   EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent")) << "as after an installation";
+}
+
+std::ptrdiff_t entriesOf(const char* directory) {
+  return std::distance(std::filesystem::directory_iterator(directory), {});
+}
+
+// What a process holds.
+struct Holdings {
+  static Holdings of(const SimulatedDevice& device) {
+    return {entriesOf("/proc/self/task"), entriesOf("/proc/self/fd"),
+            static_cast<std::ptrdiff_t>(device.scheduler.pendingTimerCount()),
+            static_cast<std::ptrdiff_t>(mallinfo2().uordblks)};
+  }
+  std::ptrdiff_t threads, descriptors, timers, bytes;
+};
+
+TEST_F(TrackerLifeCycleTest, RepeatedInitializationLeavesNothingBehind) {
+  device.service.keepRequests(false);
+  std::size_t count = 0;
+  const auto initializeTimes = [&](int times) {
+    for (int i = 0; i < times; ++i) {
+      device.start();
+      Kova::track("Checkout", {{"number", i}, {"plan", "a text that does not fit into a value in place"}});
+      Kova::addEventProperties({{"number", i}});
+      Kova::identify(i % 2 == 0 ? "ada" : "grace");
+      if (i % 10 == 9) device.runUntilRequests(++count);
+    }
+    Kova::track("Last");
+    device.advance(15);
+    device.runUntilRequests(++count);
+    device.clearLog();
+  };
+
+  initializeTimes(50);
+  const Holdings before = Holdings::of(device);
+  initializeTimes(1000);
+  const Holdings after = Holdings::of(device);
+  // Connections, with a descriptor at each end and a thread of the server, come and go.
+  EXPECT_LE(after.threads, before.threads + 10);
+  EXPECT_LE(after.descriptors, before.descriptors + 20);
+  EXPECT_EQ(after.timers, before.timers);
+  EXPECT_LE(after.bytes, before.bytes + 200'000) << "200 bytes an initialization";
+}
+
+// A session expires 300 s after it was last extended. Offline: nothing but the rules of time is at work.
+class SessionExpirationTest : public TrackerTest {
+ protected:
+  SessionExpirationTest() { device.setOnline(false); }
+
+  void start(std::optional<double> interval = std::nullopt) {
+    const auto options = device.options();
+    options->setTestOnlySessionExpirationInterval(interval);
+    device.start(options);
+    device.drain();
+    lastSession = Kova::sessionId().value();
+  }
+  bool isNewSession() {
+    return std::exchange(lastSession, Kova::sessionId().value()) != Kova::sessionId().value();
+  }
+
+  // A just started session ends after so many seconds, and not before.
+  void expectToLast(double seconds) {
+    device.advance(seconds - 0.1);
+    EXPECT_FALSE(isNewSession());
+    device.advance(0.2);
+    EXPECT_TRUE(isNewSession());
+  }
+
+  std::string lastSession;
+};
+
+TEST_F(SessionExpirationTest, LastsFor300SecondsOrTheTestIntervalAndAgainForTheNext) {
+  start(20);
+  expectToLast(20);
+  for (const double none : {0.0, -5.0}) {
+    start(none);
+    expectToLast(300);
+  }
+  const auto timer = KovaTracker::sharedTracker()->sessionExpirationTimer();
+  EXPECT_NEAR(timer->fireDate().timeIntervalSince(device.scheduler.now()), 299.9, 0.001);
+  expectToLast(299.9);  // a new session has a running timer without any event
+}
+
+TEST_F(SessionExpirationTest, IsExtendedByEventsAndIdentifyAndByNothingElse) {
+  start();
+  const std::function<void()> extensions[] = {
+      [] { Kova::track("Event"); },
+      [] { Kova::frameworkAutocaptureEvent("Event", "react"); },
+      [] { Kova::frameworkTrack("Event", {}, "react"); },
+      [] { Kova::identify("ada"); },
+      [] { Kova::identify(3); },
+  };
+  for (const auto& extend : extensions) {
+    device.advance(250);
+    extend();
+    EXPECT_FALSE(isNewSession());
+  }
+  device.advance(250);
+  Kova::addEventProperties({{"a", 1}});
+  Kova::addUserProperties({{"a", 1}});
+  Kova::setTrackingEnabled(false);
+  Kova::track("Event");
+  Kova::identify("ada");
+  Kova::setTrackingEnabled(true);
+  device.application->enterBackground();
+  Kova::track("Event");
+  expectToLast(50);
+}
+
+TEST_F(SessionExpirationTest, DoesNotExpireWhileTheRunLoopTracks) {
+  start();
+  device.scheduler.setMainRunLoopMode(RunLoopMode::Tracking);
+  device.advance(400);
+  EXPECT_FALSE(isNewSession());
+  device.scheduler.setMainRunLoopMode(RunLoopMode::Default);
+  device.drain();
+  EXPECT_TRUE(isNewSession());
 }
 
 }  // namespace

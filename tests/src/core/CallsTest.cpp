@@ -1,8 +1,13 @@
+// From a call to the message that the service receives, and what of the host's input is refused on the way.
+
 #include <filesystem>
 #include <fstream>
 
 #include "platform/foundation/NSFileManager.h"
+#include "src/autocapture/KovaUtil.h"
+#include "src/core/KovaInputTransformer.h"
 #include "src/storage/KICallLog.h"
+#include "src/storage/KIWaitingRoom.h"
 #include "tests/src/core/TrackerFixture.h"
 #include "tests/support/ResourceLimit.h"
 
@@ -12,6 +17,147 @@ using namespace testing;
 namespace {
 
 using platform::Value;
+using CustomEventTest = TrackerTest;
+
+TEST_F(CustomEventTest, EachKindHasItsEventDictionaryAndItsDebugLine) {
+  device.startAndSettle();
+  const Dictionary none, a{{"a", 1}}, b{{"b", true}};
+  const struct {
+    std::function<void()> call;
+    std::string line, event;
+  } cases[] = {
+      {[] { Kova::track("Checkout"); }, "custom event \"Checkout\" with\n - properties: (null)",
+       R"("customEvent":{"type":"Checkout"})"},
+      {[&] { Kova::frameworkAutocaptureEvent("Tap", "react", a); },
+       "\"react\" framework event \"Tap\" with\n - source properties: {\n    a = 1;\n}",
+       R"("sourceEvent":{"type":"Tap","source":"react","sourceProperties":{"a":{"string":"1"}}})"},
+      {[&] { Kova::frameworkTrack("Tap", a, "react", b); },
+       "\"react\" framework custom event \"Tap\" with\n - properties: {\n    a = 1;\n}\n - source properties: {\n    b = 1;\n}",
+       R"("sourceCustomEvent":{"type":"Tap","source":"react","sourceProperties":{"b":{"bool":true}},)"
+       R"("customProperties":{"a":{"string":"1"}}})"},
+      {[&] { Kova::frameworkTrack("Tap", none, "react", none); },
+       "\"react\" framework custom event \"Tap\" with\n - properties: {\n}\n - source properties: {\n}",
+       R"("sourceCustomEvent":{"type":"Tap","source":"react","sourceProperties":{}})"}};
+  for (const auto& each : cases) {
+    EXPECT_THAT(linesOf(each.call),
+                ElementsAre("[KOVA DEBUG]: Logged " + each.line + "\n - eventProperties: {\n}"));
+  }
+  send();
+  const auto messages = device.receivedMessages();
+  ASSERT_EQ(messages.size(), 1 + std::size(cases));
+  for (std::size_t i = 0; i < std::size(cases); ++i)
+    EXPECT_EQ(json(at(messages[i + 1], "event")), "{" + cases[i].event + R"(,"appVisibilityState":2})");
+
+  device.application->enterBackground();
+  device.drain();
+  Kova::track("Checkout");
+  Kova::changeInterval(15);  // sends at once
+  device.drain();
+  device.settle();
+  EXPECT_EQ(json(at(lastMessage(), "event")),
+            R"({"customEvent":{"type":"Checkout"},"appVisibilityState":1})");
+}
+
+// What a thread other than the main one calls passes through the main queue, and must not be overtaken by
+// what it calls next.
+TEST_F(CustomEventTest, CallsOfOneThreadTakeEffectInTheirOrder) {
+  device.startAndSettle();
+  const auto worker = device.scheduler.makeSerialQueue("worker", QualityOfService::Default);
+  for (const bool isOnWorker : {false, true}) {
+    SCOPED_TRACE(isOnWorker);
+    Kova::identify("ada");
+    device.drain();
+    const std::string userId = *Kova::userId();
+    const std::string sessionId = *Kova::sessionId();
+    const NSDate before = device.scheduler.now();
+    const auto calls = [&] {
+      Kova::addEventProperties({{"tier", "gold"}});
+      Kova::track("Bye");
+      device.scheduler.setWallClock(before.adding(60));
+      Kova::clearEventProperties();
+      Kova::resetIdentity();
+      Kova::track("Hello");
+    };
+    isOnWorker ? worker->async(calls) : calls();
+    send();
+    const auto messages = device.receivedMessages();
+    ASSERT_GE(messages.size(), 2u);
+    const Dictionary& bye = messages[messages.size() - 2];
+    const Dictionary& hello = messages.back();
+    EXPECT_EQ(at(bye, "user"), (Value{{"id", userId}, {"identity", "ada"}}));
+    EXPECT_EQ(at(bye, "sessionInfo/id"), Value(sessionId));
+    EXPECT_EQ(json(at(bye, "properties")), R"({"tier":{"string":"gold"}})");
+    EXPECT_EQ(at(bye, "timestamp"), Value(KovaUtil::epochStringForDate(before)));
+    EXPECT_EQ(at(hello, "user"), (Value{{"id", *Kova::userId()}}));
+    EXPECT_EQ(at(hello, "sessionInfo/id"), Value(*Kova::sessionId()));
+    EXPECT_NE(at(hello, "pageviewInfo/id"), at(bye, "pageviewInfo/id"));
+    EXPECT_EQ(at(hello, "properties"), Value());
+  }
+}
+
+TEST_F(CustomEventTest, IsRefusedWhileTooManyWait) {
+  device.startAndSettle();
+  std::vector<KIWaitingRoom::Seat> others;
+  while (auto seat = KIWaitingRoom::takeSeat()) others.push_back(*std::move(seat));
+  EXPECT_EQ(others.size(), KIWaitingRoom::kSeats);
+  EXPECT_THAT(linesOf([] { Kova::track("crowd"); }),
+              ElementsAre("[KOVA DEBUG]: Too many events wait to be stored, ignoring: <crowd>"));
+  EXPECT_EQ(Kova::status().events.refused, 1u);
+
+  others.pop_back();
+  for (const char* name : {"first", "second"}) {  // each gives its seat back
+    Kova::track(name);
+    device.drain();
+  }
+  send();
+  EXPECT_THAT(sentEvents(), IsSupersetOf({"first", "second"}));
+  EXPECT_THAT(sentEvents(), Not(Contains("crowd")));
+}
+
+TEST_F(CustomEventTest, WhatIsNoDictionaryIsDiscardedWithALine) {
+  device.startAndSettle();
+  const std::pair<std::function<void()>, std::string> cases[] = {
+      {[] { Kova::addEventProperties("text"); }, "NSString"},
+      {[] { Kova::addUserProperties(3); }, "NSNumber"},
+      {[] { Kova::track("Checkout", Array{"a"}); }, "NSArray"}};
+  for (const auto& [call, type] : cases) {
+    EXPECT_EQ(linesOf(call)[0],
+              "[KOVA DEBUG]: Event/user properties were of type " + type + " and were discarded");
+  }
+  send();
+  EXPECT_EQ(json(at(lastMessage(), "event")),
+            R"({"customEvent":{"type":"Checkout"},"appVisibilityState":2})");
+}
+
+TEST_F(CustomEventTest, ValuesBecomeTheirDescriptionsAndBooleansStay) {
+  const Value properties{{"text", "a \"b\""},
+                         {"three", 3},
+                         {"real", 2.5},
+                         {"one", 1},
+                         {"yes", true},
+                         {"no", false},
+                         {"date", NSDate::withTimeIntervalSince1970(0)},
+                         {"null", nullptr},
+                         {"nested", Dictionary{{"key", Array{1, "b c"}}}},
+                         {7, "a key of another kind"}};
+  Dictionary typed, flat;
+  EXPECT_THAT(linesOf([&] {
+                typed = KovaInputTransformer::transmittableDictionaryForPropertyDictionary(properties);
+              }),
+              ElementsAre("[KOVA DEBUG]: Property key of type NSNumber was discarded: 7"));
+  EXPECT_EQ(json(typed),
+            R"({"text":{"string":"a \"b\""},"three":{"string":"3"},"real":{"string":"2.5"},)"
+            R"("one":{"string":"1"},"yes":{"bool":true},"no":{"bool":false},)"
+            R"("date":{"string":"1970-01-01 00:00:00 +0000"},"null":{"string":"<null>"},)"
+            R"("nested":{"string":"{\n    key =     (\n        1,\n        \"b c\"\n    );\n}"}})");
+  EXPECT_THAT(
+      linesOf([&] { flat = KovaInputTransformer::serializablePropertyDictionaryForProperties(properties); }),
+      ElementsAre("[KOVA DEBUG]: AddUserProperties: ignoring NSNull value for null",
+                  "[KOVA DEBUG]: Property key of type NSNumber was discarded"));
+  EXPECT_EQ(json(flat), R"({"text":"a \"b\"","three":"3","real":"2.5","one":"1","yes":true,"no":false,)"
+                        R"("date":"1970-01-01 00:00:00 +0000",)"
+                        R"("nested":"{\n    key =     (\n        1,\n        \"b c\"\n    );\n}"})");
+}
 
 class PropertiesAndIdentityTest : public TrackerTest {
  protected:
@@ -83,7 +229,7 @@ TEST_F(PropertiesAndIdentityTest, TheLastIdentityCallWins) {
                {{"-", "grace"}, "grace", 1},   {{"grace", ""}, "grace", 1},
                {{"grace", "ada"}, "ada", 2},   {{"grace", "grace"}, "grace", 1}};
   for (const auto& [calls, identity, sent] : cases) {
-    SCOPED_TRACE(testing::PrintToString(calls));
+    SCOPED_TRACE(PrintToString(calls));
     Kova::identify("ada");
     send();
     const std::size_t before = device.receivedTargets("/api/identify_v3").size();
