@@ -3,13 +3,11 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
 
+#include "tests/platform/foundation/FolderFixture.h"
 #include "tests/support/ResourceLimit.h"
 
 namespace platform {
@@ -20,16 +18,9 @@ using testing::IsEmpty;
 using testing::Optional;
 using testing::UnorderedElementsAre;
 
-class NSFileManagerTest : public testing::Test {
+class NSFileManagerTest : public FolderTest {
  protected:
-  NSFileManagerTest() {
-    root = (std::filesystem::temp_directory_path() / "files-XXXXXX").string();
-    EXPECT_NE(mkdtemp(root.data()), nullptr);
-  }
-  ~NSFileManagerTest() override { std::filesystem::remove_all(root); }
-
   NSFileManager files;
-  std::string root;
 };
 
 TEST_F(NSFileManagerTest, WritesReadsListsAndRemovesFiles) {
@@ -67,20 +58,16 @@ TEST_F(NSFileManagerTest, MakesDirectoriesWithAndWithoutIntermediatesAndTellsThe
 }
 
 TEST_F(NSFileManagerTest, MakesThingsForTheUserAloneAndLeavesTheModesOfOthers) {
-  const auto modeOf = [](const std::string& path) {
-    struct stat facts {};
-    EXPECT_EQ(::stat(path.c_str(), &facts), 0) << path;
-    return facts.st_mode & 07777;
-  };
   umask(0);
-  ::mkdir((root + "/open").c_str(), 0755);
+  std::filesystem::create_directory(root + "/open");
   EXPECT_TRUE(files.createDirectory(root + "/open/a/b", true));
-  EXPECT_TRUE(files.createDirectory(root + "/open/a/c", false));
-  EXPECT_TRUE(files.createFile(root + "/open/a/file", ""));
-  EXPECT_EQ(modeOf(root + "/open"), 0755u);
-  for (const char* made : {"/open/a", "/open/a/b", "/open/a/c"})
-    EXPECT_EQ(modeOf(root + made), 0700u) << made;
-  EXPECT_EQ(modeOf(root + "/open/a/file"), 0600u);
+  EXPECT_TRUE(files.createDirectory(root + "/open/c", false));
+  EXPECT_TRUE(files.createFile(root + "/open/file", ""));
+  const std::pair<const char*, unsigned> modes[] = {
+      {"", 0777}, {"/a", 0700}, {"/a/b", 0700}, {"/c", 0700}, {"/file", 0600}};
+  for (const auto& [path, mode] : modes)
+    EXPECT_EQ(std::filesystem::status(root + "/open" + path).permissions(), std::filesystem::perms(mode))
+        << path;
 }
 
 TEST_F(NSFileManagerTest, RemovesADirectoryWithAllItHoldsButNotWhatLinksPointTo) {
@@ -107,26 +94,21 @@ TEST_F(NSFileManagerTest, AFileThatCannotBeWrittenWholeLeavesNothingBehind) {
 }
 
 TEST_F(NSFileManagerTest, AttributesHoldTheCreationDateThroughLaterChanges) {
-  const double before = static_cast<double>(std::time(nullptr));
   files.createFile(root + "/file", "12345");
   const timespec longAgo[2] = {{1'000'000'000, 0}, {1'000'000'000, 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, (root + "/file").c_str(), longAgo, 0), 0);
-  const auto attributes = files.attributes(root + "/file");
-  ASSERT_TRUE(std::holds_alternative<FileAttributes>(attributes));
-  const FileAttributes& found = std::get<FileAttributes>(attributes);
+  const auto found = std::get<FileAttributes>(files.attributes(root + "/file"));
   EXPECT_EQ(found.kind, FileKind::File);
   EXPECT_EQ(found.size, 5u);
   EXPECT_EQ(found.modificationDate, NSDate::withTimeIntervalSince1970(1e9));
-  ASSERT_TRUE(found.creationDate);
-  EXPECT_NEAR(found.creationDate->timeIntervalSince1970(), before, 5);
+  EXPECT_NEAR(found.creationDate->timeIntervalSince1970(), static_cast<double>(std::time(nullptr)), 5);
   // One that keeps no times of creation: nothing else stands for it.
   EXPECT_FALSE(std::get<FileAttributes>(files.attributes("/proc/self")).creationDate);
 
-  const auto missing = files.attributes(root + "/missing");
-  ASSERT_TRUE(std::holds_alternative<NSError>(missing));
-  EXPECT_EQ(std::get<NSError>(missing).domain(), NSPOSIXErrorDomain);
-  EXPECT_EQ(std::get<NSError>(missing).code(), ENOENT);
-  EXPECT_EQ(std::get<NSError>(missing).localizedDescription(), "No such file or directory");
+  const auto missing = std::get<NSError>(files.attributes(root + "/missing"));
+  EXPECT_EQ(missing.domain(), NSPOSIXErrorDomain);
+  EXPECT_EQ(missing.code(), ENOENT);
+  EXPECT_EQ(missing.localizedDescription(), "No such file or directory");
 }
 
 }  // namespace

@@ -1,30 +1,15 @@
 #include "platform/foundation/Random.h"
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
 #include <regex>
 #include <set>
 #include <thread>
 #include <vector>
 
 #include "platform/foundation/NSUUID.h"
+#include "tests/platform/foundation/FolderFixture.h"
 
 namespace platform {
 namespace {
-
-using Numbers = std::array<std::uint32_t, 2>;
-
-Numbers draw() { return {arc4random(), arc4random()}; }
-
-TEST(RandomTest, ThreadsDrawDifferentNumbers) {
-  Numbers first, second;
-  std::thread([&] { first = draw(); }).join();
-  std::thread([&] { second = draw(); }).join();
-  EXPECT_NE(first, second);
-}
 
 TEST(RandomTest, FillsSpansLongerThanItsBuffer) {
   std::vector<std::byte> bytes(1000);
@@ -33,19 +18,13 @@ TEST(RandomTest, FillsSpansLongerThanItsBuffer) {
     EXPECT_LT(std::count(at, at + 100, std::byte{0}), 100);
 }
 
-TEST(RandomTest, AForkedChildDoesNotRepeatItsParent) {
-  draw();  // a buffer that the child inherits
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    const Numbers numbers = draw();
-    _exit(write(ends[1], &numbers, sizeof numbers) == ssize_t(sizeof numbers) ? 0 : 1);
-  }
-  Numbers theirs;
-  ASSERT_EQ(read(ends[0], &theirs, sizeof theirs), ssize_t(sizeof theirs));
-  waitpid(child, nullptr, 0);
-  EXPECT_NE(draw(), theirs);
+TEST(RandomTest, NeitherThreadsNorAForkedChildRepeatNumbers) {
+  std::set<std::uint32_t> drawn{arc4random()};  // from a buffer that the child inherits
+  std::atomic<int>& inChild = sharedNumber();
+  Child([&] { inChild = static_cast<int>(arc4random()); }).wait();
+  drawn.insert({arc4random(), static_cast<std::uint32_t>(inChild.load())});
+  for (int i = 0; i < 2; ++i) std::thread([&] { drawn.insert(arc4random()); }).join();
+  EXPECT_EQ(drawn.size(), 5u);
 }
 
 TEST(NSUUIDTest, RandomOnesAreOfVersion4AndDiffer) {

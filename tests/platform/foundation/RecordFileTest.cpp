@@ -5,47 +5,34 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <map>
+
+#include "tests/platform/foundation/FolderFixture.h"
 
 namespace {
 
-// What the files held when they were last synced, by inode; what a file held that took another's place.
-std::map<ino_t, std::string>& synced() {
-  static auto& contents = *new std::map<ino_t, std::string>;
-  return contents;
-}
-std::string& syncedWhenRenamed() {
+// What the file held that was synced last, and whether that was the one that took another's place.
+std::string& synced() {
   static auto& content = *new std::string;
   return content;
 }
+bool wasSyncedWhenRenamed = false;
 
 std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
-}
-ino_t inodeOf(const std::string& path) {
-  struct stat facts {};
-  stat(path.c_str(), &facts);
-  return facts.st_ino;
 }
 
 }  // namespace
 
 // The library's calls come here instead of to the system's functions, and go on to the kernel.
 extern "C" int fdatasync(int file) {
-  const std::string path = "/proc/self/fd/" + std::to_string(file);
-  synced()[inodeOf(path)] = contentOf(path);
+  synced() = contentOf("/proc/self/fd/" + std::to_string(file));
   return static_cast<int>(syscall(SYS_fdatasync, file));
 }
 extern "C" int rename(const char* from, const char* to) noexcept {
-  syncedWhenRenamed() = synced()[inodeOf(from)];
+  wasSyncedWhenRenamed = synced() == contentOf(from);
   return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
 }
 
@@ -54,31 +41,16 @@ namespace {
 
 using testing::ElementsAre;
 
-class RecordFileTest : public testing::Test {
+class RecordFileTest : public FolderTest {
  protected:
-  RecordFileTest() {
-    root = (std::filesystem::temp_directory_path() / "records-XXXXXX").string();
-    EXPECT_NE(mkdtemp(root.data()), nullptr);
-    path = root + "/file";
-  }
-  ~RecordFileTest() override { std::filesystem::remove_all(root); }
-
   // Runs in a child, which then kills itself.
-  template <class Work>
-  static void inAKilledProcess(Work work) {
-    const pid_t child = fork();
-    if (child == 0) {
-      work();
-      raise(SIGKILL);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status));
+  static void inAKilledProcess(const std::function<void()>& work) {
+    Child child([&] { work(), raise(SIGKILL); });
+    EXPECT_EQ(child.wait(), SIGKILL);
   }
   std::vector<std::string> found() const { return RecordFile::open(path)->takeRecords(); }
 
-  std::string root;
-  std::string path;
+  const std::string path = root + "/file";
 };
 
 // Else a power failure would take old records with the new file, whose name may reach the disk before it.
@@ -86,7 +58,7 @@ TEST_F(RecordFileTest, TakesTheOthersPlaceOnceItIsOnDisk) {
   const auto file = RecordFile::open(path);
   file->append("old");
   ASSERT_TRUE(file->replaceAll({"one", "two"}));
-  EXPECT_EQ(syncedWhenRenamed(), contentOf(path));
+  EXPECT_TRUE(wasSyncedWhenRenamed);
 }
 
 TEST_F(RecordFileTest, KeepsWhatWasAppendedBeforeTheProcessWasKilled) {
@@ -198,20 +170,15 @@ TEST_F(RecordFileTest, IsClearedAndRemovedWhateverIsInIt) {
 }
 
 TEST_F(RecordFileTest, LeavesNoLockWithAForkedChild) {
-  int fromChild[2];
-  ASSERT_EQ(pipe(fromChild), 0);
+  std::atomic<int>& child = sharedNumber();
   inAKilledProcess([&] {
     const auto file = RecordFile::open(path);
     file->replaceAll({"one"});
-    if (const pid_t child = fork(); child != 0) {
-      if (write(fromChild[1], &child, sizeof child) != sizeof child) _exit(1);
-      return;
-    }
+    const pid_t forked = fork();
+    if (forked != 0) return child.store(forked);
     alarm(60);
     pause();
   });
-  pid_t child = 0;
-  ASSERT_EQ(read(fromChild[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
   EXPECT_NE(RecordFile::open(path), nullptr);
   ::kill(child, SIGKILL);
 }

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <list>
 
 #include "tests/platform/foundation/UserDefaultsFixture.h"
 #include "tests/support/ResourceLimit.h"
@@ -92,19 +93,18 @@ TEST_F(DamagedUserDefaultsTest, ASetFindsItTooAndAForeignDatabaseIsTakenOver) {
 TEST_F(DamagedUserDefaultsTest, ProcessesThatFindTheDamageTogetherReplaceItOnce) {
   renew(true);
   overwrite(0, 200);
-  Pipe start;
-  std::vector<std::unique_ptr<Child>> children;
+  std::atomic<int>& ready = sharedNumber();
+  std::list<Child> children;
   for (int i = 0; i < 4; ++i) {
-    children.push_back(std::make_unique<Child>([&, i] {
-      int go;
-      start.receive(go);
+    children.emplace_back([&, i] {
+      ++ready;
+      reaches(ready, 4);
       const auto defaults = open();
       for (int k = 0; k < 20; ++k) defaults->setObject(k, std::to_string(i) + "-" + std::to_string(k));
       storeAll(*defaults);
-    }));
+    });
   }
-  for (int i = 0; i < 4; ++i) start.send(i);
-  for (const auto& child : children) EXPECT_TRUE(child->wait());
+  for (Child& child : children) EXPECT_EQ(child.wait(), 0);
   EXPECT_EQ(filesAside().size(), 1u);
   for (int i = 0; i < 4; ++i) {
     for (int k = 0; k < 20; ++k) {
@@ -284,7 +284,7 @@ class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
       for (const std::string& line : lines) std::fprintf(stderr, "%s\n", line.c_str());
       _exit(HasFailure() ? 1 : 0);
     });
-    EXPECT_TRUE(child.wait());
+    EXPECT_EQ(child.wait(), 0);
   }
   void setWritable(bool writable) {
     for (const auto& entry : std::filesystem::directory_iterator(preferences)) {

@@ -1,14 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,62 +9,14 @@
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/SystemLog.h"
 #include "platform/foundation/internal/UserDefaultsDatabase.h"
+#include "tests/platform/foundation/FolderFixture.h"
 
 namespace platform {
 
-// A process of its own, forked before this one has opened a database. Killed when the test is done with it.
-class Child {
- public:
-  explicit Child(const std::function<void()>& body) : pid_(fork()) {
-    if (pid_ != 0) return;
-    body();
-    _exit(0);
-  }
-  ~Child() { killNow(); }
-  void killNow() {
-    if (pid_ > 0) kill(pid_, SIGKILL), wait();
-  }
-  // True when it ended by itself, and well.
-  bool wait() {
-    int status = 0;
-    waitpid(std::exchange(pid_, -1), &status, 0);
-    return status == 0;
-  }
-
- private:
-  pid_t pid_;
-};
-
-// Numbers from one process to another.
-class Pipe {
- public:
-  Pipe() { EXPECT_EQ(pipe(ends_), 0); }
-  ~Pipe() {
-    ::close(ends_[0]);
-    closeSender();
-  }
-  void send(int number) {
-    EXPECT_EQ(write(ends_[1], &number, sizeof number), static_cast<ssize_t>(sizeof number));
-  }
-  void closeSender() {
-    if (ends_[1] >= 0) ::close(std::exchange(ends_[1], -1));
-  }
-  // False at the end.
-  bool receive(int& number) {
-    return read(ends_[0], &number, sizeof number) == static_cast<ssize_t>(sizeof number);
-  }
-
- private:
-  int ends_[2];
-};
-
 // A directory for preferences, and the log lines that its use brings about.
-class UserDefaultsTest : public testing::Test {
+class UserDefaultsTest : public FolderTest {
  protected:
   UserDefaultsTest() {
-    root = (std::filesystem::temp_directory_path() / "defaults-XXXXXX").string();
-    EXPECT_NE(mkdtemp(root.data()), nullptr);
-    preferences = root + "/preferences";
     Directories directories;
     directories.preferences = preferences;
     directories.applicationIdentifier = "com.example.storefront";
@@ -83,10 +26,7 @@ class UserDefaultsTest : public testing::Test {
       lines.emplace_back(line);
     });
   }
-  ~UserDefaultsTest() override {
-    SystemLog::setSink(nullptr);
-    std::filesystem::remove_all(root);
-  }
+  ~UserDefaultsTest() override { SystemLog::setSink(nullptr); }
 
   std::shared_ptr<NSUserDefaults> open() { return NSUserDefaults::withSuiteName("suite"); }
   // In a process that is killed.
@@ -112,14 +52,13 @@ class UserDefaultsTest : public testing::Test {
   std::vector<std::string> filesAside() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(preferences)) {
-      names.push_back(entry.path().filename().string());
+      const std::string name = entry.path().filename();
+      if (name.starts_with("suite.sqlite.corrupt-")) names.push_back(name);
     }
-    std::erase_if(names, [](const auto& name) { return !name.starts_with("suite.sqlite.corrupt-"); });
     return names;
   }
 
-  std::string root;
-  std::string preferences;
+  const std::string preferences = root + "/preferences";
   std::mutex linesMutex;
   std::vector<std::string> lines;
 };
