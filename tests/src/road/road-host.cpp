@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <iostream>
 #include <map>
 #include <string>
 #include <thread>
@@ -24,7 +25,6 @@
 #include "platform/linux/LinuxApplication.h"
 #include "platform/net/NetworkReachability.h"
 #include "platform/uikit/UIApplication.h"
-#include "platform/uikit/UIDevice.h"
 #include "platform/uikit/UIKit.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 
@@ -174,15 +174,9 @@ void execute(const std::string& line) {
 
 // On a thread of its own, so that the main thread can run its loop.
 void readCommands() {
-  std::string unread;
-  for (char bytes[4096];;) {
-    const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
-    if (count <= 0) std::_Exit(0);
-    unread.append(bytes, static_cast<std::size_t>(count));
-    for (std::size_t end; (end = unread.find('\n')) != std::string::npos; unread.erase(0, end + 1)) {
-      Scheduler::current().mainRunLoop().perform([line = unread.substr(0, end)] { execute(line); });
-    }
-  }
+  for (std::string line; std::getline(std::cin, line);)
+    Scheduler::current().mainRunLoop().perform([line] { execute(line); });
+  std::_Exit(0);
 }
 
 void startPlatform(const std::string& data, const std::string& version) {
@@ -192,11 +186,6 @@ void startPlatform(const std::string& data, const std::string& version) {
   startLinuxApplication(
       {.applicationName = "Road", .applicationIdentifier = "io.kova.road", .rootDirectory = data},
       Dictionary(std::move(facts)));
-  UIDevice::currentDevice().setFacts({.name = "",
-                                      .machine = "box,1",
-                                      .identifierForVendor = "0F0E0D0C-0B0A-0908-0706-050403020100",
-                                      .advertisingIdentifier = std::nullopt,
-                                      .carrierName = "T & T"});
   NetworkReachability::installFlagSource([](const NetworkReachability::Target&) {
     return std::optional<NetworkReachabilityFlags>(isOnline ? kNetworkReachabilityFlagsReachable : 0);
   });
@@ -206,7 +195,8 @@ void startPlatform(const std::string& data, const std::string& version) {
 
 int main(int argc, char** argv) {
   if (argc != 4) return 2;
-  std::setlocale(LC_ALL, "");  // as toolkits do at their start
+  std::setlocale(LC_ALL, "");        // as toolkits do at their start
+  std::ios::sync_with_stdio(false);  // the reader holds no lock of stdin that an exit would wait for
   captureUrl = argv[1];
   startPlatform(argv[2], argv[3]);
   std::thread(readCommands).detach();
