@@ -18,7 +18,7 @@ void report() {
   KITelemetry::sharedTelemetry().notifyBailedWithException(NSException("Fire"), "Cart/checkout:");
 }
 
-TEST_F(BaseURLTest, NilIsTheLibrarysOwnEndpointAndWhatIsNoWebURLIsNone) {
+TEST_F(BaseURLTest, NilIsTheLibrarysOwnEndpointAndADebugLineSaysSoAndWhatIsNoWebURLIsNone) {
   const auto noURL = NSURL::create("127.0.0.1:8080");
   for (const KovaBaseURL& nil : std::vector<KovaBaseURL>{{}, std::nullopt, nullptr, noURL})
     EXPECT_EQ(kova::captureEndpoint(nil), kova::defaultCaptureEndpoint());
@@ -30,6 +30,19 @@ TEST_F(BaseURLTest, NilIsTheLibrarysOwnEndpointAndWhatIsNoWebURLIsNone) {
   for (const char* text :
        {"127.0.0.1:8080", "//h/", "wss://h/", "http://bad host:x/", "", static_cast<const char*>(nullptr)})
     EXPECT_EQ(kova::captureEndpoint(text), std::nullopt) << (text ? text : "null");
+
+  device.setOnline(false);
+  const auto options = std::make_shared<KovaOptions>();
+  options->setDebug(true);
+  device.start(options);
+  EXPECT_THAT(device.logLinesWith("nil; "), ElementsAre());
+  options->setCaptureBaseUrl(noURL);
+  options->setEventVisualizerWebSocketBaseUrl({});
+  device.start(options);
+  EXPECT_THAT(
+      device.logLinesWith("nil; "),
+      ElementsAre(
+          "[KOVA DEBUG]: The capture base URL was set to nil; everything goes to https://capture.kova.example/"));
 }
 
 // Whatever left for the library's own endpoint would come by here as its proxy.
@@ -65,21 +78,6 @@ TEST_F(BaseURLTest, WhatIsNoWebURLSendsNothingAnywhereAndWhatIsSentTakesTheProxy
   Kova::track("Again");
   device.runUntil([this] { return device.service.requestCount() > 2; });
   EXPECT_THAT(device.service.lastRequest().target, StartsWith("http://capture.example/"));
-}
-
-TEST_F(BaseURLTest, ADebugLineTellsOfAnExplicitNil) {
-  device.setOnline(false);
-  const auto options = std::make_shared<KovaOptions>();
-  options->setDebug(true);
-  device.start(options);
-  EXPECT_THAT(device.logLinesWith("nil; "), ElementsAre());
-  options->setCaptureBaseUrl(NSURL::create("127.0.0.1:8080"));
-  options->setEventVisualizerWebSocketBaseUrl({});
-  device.start(options);
-  EXPECT_THAT(
-      device.logLinesWith("nil; "),
-      ElementsAre(
-          "[KOVA DEBUG]: The capture base URL was set to nil; everything goes to https://capture.kova.example/"));
 }
 
 }  // namespace
