@@ -35,7 +35,7 @@ TEST_F(NSNotificationCenterTest, TellsThoseWhoAskedInTheirOrder) {
   EXPECT_THAT(told, ElementsAre("first of opened door", "second of opened door", "first of opened"));
 }
 
-TEST_F(NSNotificationCenterTest, ObserversMayComeAndGoWhileItPosts) {
+TEST_F(NSNotificationCenterTest, ObserversMayComeGoAndThrowWhileItPosts) {
   NSNotificationCenter::Token token{};
   token = center.addObserver("opened", [&](const NSNotification&) {
     center.removeObserver(token);
@@ -46,15 +46,10 @@ TEST_F(NSNotificationCenterTest, ObserversMayComeAndGoWhileItPosts) {
   center.post("opened");
   EXPECT_THAT(told, ElementsAre("inner of nested"));
   center.post("opened");
-  EXPECT_THAT(told, ElementsAre("inner of nested", "late of opened"));
-}
-
-TEST_F(NSNotificationCenterTest, AnExceptionReachesThePoster) {
-  center.addObserver("opened", [](const NSNotification&) { throw std::runtime_error("jammed"); });
-  EXPECT_THROW(center.post("opened"), std::runtime_error);
-  center.addObserver("closed", record("first"));
-  center.post("closed");
-  EXPECT_THAT(told, ElementsAre("first of closed"));
+  center.addObserver("jammed", [](const NSNotification&) { throw std::runtime_error("jammed"); });
+  EXPECT_THROW(center.post("jammed"), std::runtime_error);
+  center.post("nested");
+  EXPECT_THAT(told, ElementsAre("inner of nested", "late of opened", "inner of nested"));
 }
 
 }  // namespace

@@ -1,8 +1,12 @@
 #include "platform/foundation/NSUserDefaults.h"
 
 #include <cmath>
+#include <limits>
+#include <map>
 #include <thread>
 
+#include "platform/foundation/internal/StoredForm.h"
+#include "platform/foundation/internal/StoredList.h"
 #include "platform/runtime/NSObject.h"
 #include "tests/platform/foundation/UserDefaultsFixture.h"
 
@@ -147,6 +151,86 @@ TEST_F(NSUserDefaultsTest, ThreadsShareASuite) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(open()->objectForKey("3-99"), Value(99));
+}
+
+const Value kLong(std::string(1500, 'x'));
+const Value kOther("$other");
+
+constexpr int kFromScratch = -1;
+// What has changed, before and after, and of how many rows the change is.
+const std::tuple<const char*, Value, Value, int> kCases[] = {
+    {"nothing", Array{kLong, kLong}, Array{kLong, kLong}, 0},
+    {"one more", Array{kLong, kLong}, Array{kLong, kLong, kOther}, 1},
+    {"the first one gone", Array{kOther, kLong, kLong}, Array{kLong, kLong}, 1},
+    {"the first one changed", Array{1, kLong, kLong}, Array{1.0, kLong, kLong}, 1},
+    {"two in front", Array{kLong, kLong}, Array{1, 2, kLong, kLong}, 2},
+    {"one in the middle for two", Array{kLong, 1, 2, kLong}, Array{kLong, 3, kLong}, 2},
+    {"one between two neighbours", Array{kLong, kOther, kLong}, Array{kLong, 1, kOther, kLong}, kFromScratch},
+    {"no more items", Array{kLong, kLong}, Array{}, kFromScratch},
+    {"another kind", Array{kLong, kLong}, Value{{"a", kLong}, {"b", kLong}}, kFromScratch},
+    {"another entry", Value{{"a", kLong}, {"b", kLong}}, Value{{"a", kLong}, {"b", kLong}, {"$c", 1}}, 1},
+    {"an entry's value", Value{{"a", kLong}, {"b", kLong}}, Value{{"a", 2}, {"b", kLong}}, 1},
+    {"an entry gone", Value{{"a", kLong}, {"b", 1}, {"c", kLong}}, Value{{"a", kLong}, {"c", kLong}}, 1},
+};
+
+TEST(StoredListTest, AChangeIsOfTheRowsThatDiffer) {
+  for (const auto& [what, old, next, rowsOfChange] : kCases) {
+    SCOPED_TRACE(what);
+    std::map<std::int64_t, std::string> rows;
+    const auto listAfter = [&](const auto& change) {
+      for (const auto& [place, item] : change.items) item ? rows[place] = *item : (rows.erase(place), "");
+      StoredText text{*change.text, {}};
+      for (const auto& [place, item] : rows) text.items.push_back({place, item});
+      return listIn(text);
+    };
+    const auto before = listAfter(changeTo(old)->change);
+    const auto change = changeTo(next, *before);
+    ASSERT_EQ(change ? static_cast<int>(change->change.items.size()) : kFromScratch, rowsOfChange);
+    if (!change) continue;
+    const auto after = listAfter(change->change);
+    EXPECT_EQ(storedForm(after->value), storedForm(next));
+    EXPECT_EQ(after->places, change->list->places);
+    EXPECT_NE(after->mark(), before->mark());
+  }
+}
+
+constexpr const char* kForeignMark = R"({"$items":"array 1 0"})";
+
+TEST(StoredListTest, NoPlaceIsCountedOnFromTheLastNumber) {
+  const auto list = listIn({kForeignMark, {{0, "1"}, {std::numeric_limits<std::int64_t>::max(), "2"}}});
+  EXPECT_FALSE(changeTo(Array{1, 2, 3}, *list));
+}
+
+TEST_F(NSUserDefaultsTest, AMarkWithoutATableOfItemsIsAnEmptyList) {
+  UserDefaultsDatabase(path()).write({{"key", kForeignMark}});
+  const auto array = open()->arrayForKey("key");
+  ASSERT_FALSE(array.isUnreadable());
+  EXPECT_TRUE(array->empty());
+}
+
+TEST_F(NSUserDefaultsTest, AnotherProcessesChangeIsSeenAndItsListIsReplacedWhole) {
+  const Array list{kLong, kLong};
+  UserDefaultsDatabase other(path());
+  open()->setObject(list, "key");
+  const auto defaults = open();
+  EXPECT_EQ(Value(*defaults->arrayForKey("key")), Value(list));
+  other.write({{"key", "[1,2]"}});
+  EXPECT_TRUE(defaults->setObject(Array{kLong, kLong, 3}, "key"));
+  EXPECT_EQ(listIn(*other.read("key"))->value, Value(Array{kLong, kLong, 3}));
+  other.write({{"key", "[1,2]"}});
+  EXPECT_EQ(Value(*defaults->arrayForKey("key")), Value(Array{1, 2}));
+}
+
+TEST_F(NSUserDefaultsTest, ItemsGoWithTheirKeyWhoeverRemovesOrReplacesIt) {
+  for (const std::optional<std::string>& by : {std::optional<std::string>("\"short\""), {}}) {
+    open()->setObject(Array{kLong, kLong}, "key");
+    const std::string mark = *stored("key");
+    UserDefaultsDatabase other(path());
+    ASSERT_EQ(other.read("key")->items.size(), 2U);
+    other.write({{"key", by}});
+    other.write({{"key", mark}});
+    EXPECT_TRUE(other.read("key")->items.empty());
+  }
 }
 
 }  // namespace

@@ -1,13 +1,18 @@
 #include "platform/foundation/SystemLog.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <vector>
+
+#include "platform/foundation/NSException.h"
+#include "platform/foundation/SeparatePart.h"
 
 namespace platform {
 namespace {
@@ -47,11 +52,8 @@ TEST(SystemLogTest, LinesOfSeveralThreadsStayWhole) {
     for (std::thread& thread : threads) thread.join();
   });
   const std::vector<std::string> lines = linesOf(text);
-  ASSERT_EQ(lines.size(), 200u);
-  for (const std::string& line : lines) {
-    const std::string message = line.substr(line.find("] ") + 2);
-    EXPECT_EQ(message, std::string(5000, message[0]));
-  }
+  EXPECT_EQ(lines.size(), 200u);
+  for (const std::string& line : lines) EXPECT_TRUE(line.ends_with("] " + std::string(5000, line.back())));
 }
 
 TEST(SystemLogTest, CutsALongMessageBetweenCodePoints) {
@@ -84,6 +86,60 @@ TEST(SystemLogTest, ASinkReplacesStandardErrorUntilItIsTakenAwayAndHarmsNobody) 
   EXPECT_THAT(linesOf(text),
               testing::ElementsAre(testing::EndsWith("] thrown back"), testing::EndsWith("] about: logged"),
                                    testing::EndsWith("] to standard error")));
+}
+
+// What is in flight after `raise`, as an NSException.
+NSException caught(void (*raise)()) {
+  try {
+    raise();
+  } catch (...) {
+    return NSException::current();
+  }
+  return NSException("nothing was raised");
+}
+
+TEST(NSExceptionTest, TakesAnyExceptionForOneOfItsOwnAndLogsAFailedAssertion) {
+  const NSException standard = caught([] { throw std::out_of_range("no such item"); });
+  EXPECT_EQ(standard.name() + ": " + standard.reason().value(), "std::out_of_range: no such item");
+  EXPECT_FALSE(standard.callStackSymbols().empty());
+  const NSException other = caught([] { throw 3; });
+  EXPECT_EQ(other.name(), "unknown");
+  EXPECT_EQ(other.reason(), std::nullopt);
+
+  std::vector<std::string> lines;
+  SystemLog::setSink([&](std::string_view line) { lines.emplace_back(line); });
+  const NSException exception =
+      caught([] { handleFailureInMethod("-[Cart add:]", "Cart", 12, "no more room"); });
+  SystemLog::setSink(nullptr);
+  EXPECT_EQ(exception.name(), "NSInternalInconsistencyException");
+  EXPECT_STREQ(exception.what(), "no more room");
+  EXPECT_THAT(lines, testing::ElementsAre("*** Assertion failure in -[Cart add:], Cart:12"));
+}
+
+TEST(SeparateLibraryTest, WhatIsMissingIsToldOnceAndLookedForAgain) {
+  const std::string path = testing::TempDir() + "part.so";
+  std::filesystem::remove(path);
+  SeparateLibrary library(path.c_str());
+  std::vector<std::string> log;
+  SystemLog::setSink([&](std::string_view line) {
+    log.emplace_back(line);
+    EXPECT_FALSE(library.find("getpid")) << "also by whoever shows the line";
+  });
+  EXPECT_FALSE(library.find("getpid"));
+  ASSERT_EQ(log.size(), 1u);
+  EXPECT_TRUE(log.front().starts_with("A library could not be loaded: " + path)) << log.front();
+
+  Dl_info libc;
+  ASSERT_TRUE(dladdr(reinterpret_cast<void*>(&getpid), &libc));
+  std::filesystem::create_symlink(libc.dli_fname, path);
+  EXPECT_TRUE(library.find("getpid"));
+
+  SystemLog::setSink([&](std::string_view line) { log.emplace_back(line); });
+  SeparateLibrary ofAnotherVersion(path.c_str());
+  EXPECT_FALSE(ofAnotherVersion.find("getpid_9_0_0"));
+  EXPECT_THAT(log.back(), testing::MatchesRegex("A library is of another version: .*getpid_9_0_0.*"));
+  SystemLog::setSink(nullptr);
+  EXPECT_FALSE(SeparateLibrary(nullptr).find("getpid"));
 }
 
 }  // namespace

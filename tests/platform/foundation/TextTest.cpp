@@ -99,11 +99,9 @@ TEST(StringTest, HoldsTextOfEveryLength) {
     String original{text};
     String copy = original;
     const String moved = std::move(original);
-    EXPECT_EQ(copy.view(), text);
     EXPECT_EQ(moved, copy);
     copy = String("other");
     EXPECT_EQ(moved.view(), text) << "copies are independent";
-    EXPECT_EQ(copy.view(), "other");
     copy = static_cast<const String&>(copy);
     EXPECT_EQ(copy.view(), "other");
   }

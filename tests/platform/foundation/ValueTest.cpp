@@ -234,10 +234,8 @@ TEST(ValueCodingTest, AnswersNoneForWhatItHasNotWritten) {
     EXPECT_EQ(takeDecoded(cut), std::nullopt) << length;
   }
   const std::string endless(100'000, '\x08');
-  for (const std::string& bytes : {std::string("\x7f"), std::string("\x06\xff\xff\xff\xff"), endless}) {
-    std::string_view foreign = bytes;
+  for (std::string_view foreign : {"\x7f", "\x06\xff\xff\xff\xff", endless.c_str()})
     EXPECT_EQ(takeDecoded(foreign), std::nullopt);
-  }
 }
 
 }  // namespace
