@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <malloc.h>
-#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -96,11 +95,11 @@ TEST_F(SerialQueueTest, RunsOneAtATimeAndEachProducersWorkInItsOrder) {
 }
 
 TEST_F(SerialQueueTest, ItsThreadHasItsName) {
-  char name[16] = "";
+  std::string name;
   const auto queue = makeQueue("org.example.serialState");
-  queue->async([&] { pthread_getname_np(pthread_self(), name, sizeof name); });
+  queue->async([&] { name = fileOfTask(gettid(), "comm"); });
   queue->waitUntilIdle();
-  EXPECT_STREQ(name, "serialState");
+  EXPECT_EQ(name, "serialState\n");
 }
 
 TEST_F(SerialQueueTest, TimersFireWhileTheQueueIsKeptBusy) {

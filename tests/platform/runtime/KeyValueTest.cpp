@@ -98,48 +98,47 @@ class Watcher : public NSObject {
   void observeValueForKeyPath(const std::string& keyPath, NSObject& object, const KeyValue& newValue,
                               const void* context) override {
     EXPECT_TRUE(object.isKindOfClass(Touch::classObject()));
-    seen.push_back(keyPath + "=" + std::to_string(std::get<std::int64_t>(newValue)));
-    contexts.push_back(context);
+    seen.push_back(keyPath + "=" + std::to_string(std::get<std::int64_t>(newValue)) +
+                   static_cast<const char*>(context));
     if (then) then();
   }
 
   std::vector<std::string> seen;
-  std::vector<const void*> contexts;
   std::function<void()> then;
 };
 
-const char context = 0;
-const char otherContext = 0;
+constexpr char context[] = "";
+constexpr char otherContext[] = " for the other";
 
 class KeyValueObserving : public testing::Test {
  protected:
-  void observe(const std::shared_ptr<Watcher>& watcher) { touch->addObserver(watcher, "phase", &context); }
+  void observe(const std::shared_ptr<Watcher>& watcher) { touch->addObserver(watcher, "phase", context); }
   void unobserve(const std::shared_ptr<Watcher>& watcher) {
-    touch->removeObserver(*watcher, "phase", &context);
+    touch->removeObserver(*watcher, "phase", context);
   }
 
   std::shared_ptr<Touch> touch = std::make_shared<LongTouch>();
   std::shared_ptr<Watcher> first = std::make_shared<Watcher>();
   std::shared_ptr<Watcher> second = std::make_shared<Watcher>();
+  std::shared_ptr<Watcher> third = std::make_shared<Watcher>();
 };
 
 TEST_F(KeyValueObserving, TellsTheNewValueOnceForEachAdditionWithItsContextUntilRemoved) {
   observe(first);
-  touch->addObserver(first, "phase", &otherContext);
+  touch->addObserver(first, "phase", otherContext);
   touch->setPhase(Phase::ended);
   touch->didChangeValueForKey("force");
   unobserve(first);
   touch->setPhase(Phase::began);
-  EXPECT_THAT(first->seen, ElementsAre("phase=3", "phase=3", "phase=0"));
-  EXPECT_THAT(first->contexts, ElementsAre(&context, &otherContext, &otherContext));
+  EXPECT_THAT(first->seen, ElementsAre("phase=3", "phase=3 for the other", "phase=0 for the other"));
 }
 
 TEST_F(KeyValueObserving, RefusesWhatWasNeverAddedAndKeysThatAreNot) {
   EXPECT_THROW(unobserve(first), NotAnObserverError);
   observe(first);
   EXPECT_THROW(unobserve(second), NotAnObserverError);
-  EXPECT_THROW(touch->removeObserver(*first, "phase", &otherContext), NotAnObserverError);
-  EXPECT_THROW(touch->removeObserver(*first, "force", &context), NotAnObserverError);
+  EXPECT_THROW(touch->removeObserver(*first, "phase", otherContext), NotAnObserverError);
+  EXPECT_THROW(touch->removeObserver(*first, "force", context), NotAnObserverError);
   unobserve(first);
   EXPECT_THROW(unobserve(first), NotAnObserverError);
 
@@ -154,7 +153,6 @@ TEST_F(KeyValueObserving, RefusesWhatWasNeverAddedAndKeysThatAreNot) {
 }
 
 TEST_F(KeyValueObserving, ObserversMayLeaveAndJoinDuringARound) {
-  const auto third = std::make_shared<Watcher>();
   observe(first);
   observe(second);
   first->then = [&] {
@@ -170,7 +168,6 @@ TEST_F(KeyValueObserving, ObserversMayLeaveAndJoinDuringARound) {
 }
 
 TEST_F(KeyValueObserving, ObserverAndObservedMayDieDuringTheRound) {
-  const auto third = std::make_shared<Watcher>();
   for (const auto& watcher : {first, second, third}) observe(watcher);
   const std::weak_ptr<Watcher> dyingObserver = second;
   const std::weak_ptr<Touch> dyingTouch = touch;
@@ -187,16 +184,70 @@ TEST_F(KeyValueObserving, AnObserverMayRemoveItselfFromItsDestructor) {
   class Leaving : public Watcher {
     NS_OBJECT(Leaving, Watcher)
    public:
-    explicit Leaving(std::shared_ptr<Touch> touch) : touch_(std::move(touch)) {}
-    ~Leaving() override { touch_->removeObserver(*this, "phase", &context); }
+    explicit Leaving(Touch& touch) : touch_(touch) {}
+    ~Leaving() override { touch_.removeObserver(*this, "phase", context); }
 
    private:
-    std::shared_ptr<Touch> touch_;
+    Touch& touch_;
   };
-  auto leaving = std::make_shared<Leaving>(touch);
-  observe(leaving);
-  EXPECT_NO_THROW(leaving.reset());
+  observe(std::make_shared<Leaving>(*touch));
   EXPECT_NO_THROW(touch->setPhase(Phase::ended));
+}
+
+const char firstKey = 0;
+const char secondKey = 0;
+
+TEST(AssociatedObjects, AreHeldUnderTheirKeysAndReplaced) {
+  NSObject keeper, other;
+  EXPECT_EQ(associatedObject(keeper, &firstKey), nullptr);
+  auto first = std::make_shared<NSObject>();
+  const auto second = std::make_shared<NSObject>();
+  const std::weak_ptr<NSObject> watch = first;
+  setAssociatedObject(keeper, &firstKey, first);
+  setAssociatedObject(keeper, &secondKey, second);
+  EXPECT_EQ(associatedObject(keeper, &firstKey), std::exchange(first, nullptr));
+  EXPECT_EQ(associatedObject(other, &firstKey), nullptr);
+  EXPECT_FALSE(watch.expired());
+  setAssociatedObject(keeper, &firstKey, second);
+  EXPECT_TRUE(watch.expired());
+  EXPECT_EQ(associatedObject(keeper, &firstKey), second);
+  setAssociatedObject(keeper, &firstKey, nullptr);
+  setAssociatedObject(other, &firstKey, nullptr);
+  EXPECT_EQ(associatedObject(keeper, &firstKey), nullptr);
+  EXPECT_EQ(associatedObject(keeper, &secondKey), second);
+}
+
+// On its way out, asks its keeper for itself and leaves something else there.
+class Leaving : public NSObject {
+  NS_OBJECT(Leaving, NSObject)
+
+ public:
+  Leaving(NSObject& keeper, bool& hasLeft) : keeper_(keeper), hasLeft_(hasLeft) {}
+  ~Leaving() override {
+    hasLeft_ = true;
+    EXPECT_EQ(associatedObject(keeper_, &firstKey), nullptr);
+    setAssociatedObject(keeper_, &secondKey, std::make_shared<NSObject>());
+  }
+
+ private:
+  NSObject& keeper_;
+  bool& hasLeft_;
+};
+
+TEST(AssociatedObjects, AreReleasedWithTheirKeeperWhichTheyMayStillUse) {
+  bool leftAtRemoval = false;
+  bool leftAtDeath = false;
+  {
+    NSObject keeper;
+    setAssociatedObject(keeper, &firstKey, std::make_shared<Leaving>(keeper, leftAtRemoval));
+    setAssociatedObject(keeper, &firstKey, nullptr);
+    EXPECT_TRUE(leftAtRemoval);
+    EXPECT_NE(associatedObject(keeper, &secondKey), nullptr);
+
+    setAssociatedObject(keeper, &firstKey, std::make_shared<Leaving>(keeper, leftAtDeath));
+    EXPECT_FALSE(leftAtDeath);
+  }
+  EXPECT_TRUE(leftAtDeath);
 }
 
 }  // namespace

@@ -59,23 +59,17 @@ TEST_F(SimulatedSchedulerTest, FiresInOrderOfTimeThenOfSchedulingAndDrainsInBetw
   });
   other->after(1, note("also at one"));
   queue->after(5, note("never in time"));
-  NSOperationQueue::mainQueue()->addOperationWithBlock(note("queued before"));
+  auto dying = makeQueue();
+  dying->async(note("a"));
+  NSOperationQueue::mainQueue()->addOperationWithBlock(note("b"));
+  dying->async(note("c"));
+  const auto dropped = dying->after(0, note("dropped with its queue"));
+  dying.reset();
+  EXPECT_TRUE(log.empty());
 
   scheduler.advance(3);
-  EXPECT_THAT(log, ElementsAre("queued before", "first", "queued by first", "also at one", "second",
+  EXPECT_THAT(log, ElementsAre("a", "b", "c", "first", "queued by first", "also at one", "second",
                                "third, set later for the same time"));
-}
-
-TEST_F(SimulatedSchedulerTest, QueuedWorkRunsInTheOrderHandedOverWhicheverItsQueue) {
-  auto queue = makeQueue();
-  queue->async(note("a"));
-  scheduler.mainRunLoop().perform(note("b"));
-  queue->async(note("c"));
-  const auto dropped = queue->after(0, note("dropped with its queue"));
-  queue.reset();
-  EXPECT_TRUE(log.empty());
-  scheduler.drain();
-  EXPECT_THAT(log, ElementsAre("a", "b", "c"));
   dropped->cancel();
 }
 
