@@ -47,7 +47,7 @@ TEST_F(CInterfaceTest, WhatIsNotAskedForIsRefused) {
 
   device.startAndSettle();  // by its own host: a refused start states none
   EXPECT_EQ(kova_track("Checkout", KOVA_WHOLE, nullptr), KOVA_OK);
-  send();
+  device.upload();
   EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "Checkout"));
 }
 
@@ -76,7 +76,6 @@ TEST_F(CInterfaceTest, EachCallIsTheFacadesOfThatName) {
   EXPECT_EQ(kova_change_interval(60), KOVA_OK) << "and uploads";
   device.drain();
   device.settle();
-
   EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "Both", "One", "None"));
   EXPECT_THAT(sentParameters("/api/add_user_properties_v3", "_price"), ElementsAre("2.5"));
   std::vector<std::string> sent;

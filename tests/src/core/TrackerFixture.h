@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,13 +33,6 @@ class TrackerTest : public testing::Test {
     return stored->isString() ? stored->description() : json(*stored);
   }
 
-  // Until all that was recorded has been sent, by the pass that is due next.
-  void send() {
-    device.drain();
-    device.settle();
-    device.advance(15);
-    device.settle();
-  }
   platform::Dictionary lastMessage() const { return device.receivedMessages().back(); }
   // Names of custom events, and kinds of others.
   std::vector<std::string> sentEvents() const {
@@ -54,9 +48,9 @@ class TrackerTest : public testing::Test {
   std::vector<std::string> sentParameters(std::string_view path, const std::string& name) const {
     std::vector<std::string> values;
     for (const std::string& target : device.receivedTargets(path)) {
-      const std::size_t start = target.find("&" + name + "=");
-      const std::size_t text = start + name.size() + 2;
-      values.push_back(start == target.npos ? "" : target.substr(text, target.find('&', text) - text));
+      std::smatch match;
+      std::regex_search(target, match, std::regex("&" + name + "=([^&]*)"));
+      values.push_back(match[1]);
     }
     return values;
   }

@@ -47,7 +47,7 @@ TEST_F(TrackerLifeCycleTest, TrackingDisabledFromTheStartEnqueuesNothing) {
   EXPECT_EQ(device.service.requestCount(), 0u);
   Kova::setTrackingEnabled(true);
   Kova::track("Checkout");
-  send();
+  device.upload();
   EXPECT_THAT(sentEvents(), ElementsAre("Checkout"));
 }
 
@@ -72,7 +72,7 @@ TEST_F(TrackerLifeCycleTest, TheBackgroundStoresSendsAndSuspendsAndTheForeground
   EXPECT_THAT(sentParameters("/h", "z"), ElementsAre("0", "2"));
   EXPECT_THAT(sentParameters("/h", "ts"), ElementsAre(SimulatedDevice::kStartTime, "1767225660000"));
   Kova::track("Later");
-  send();
+  device.upload();
   EXPECT_THAT(sentEvents(), Contains("Later")) << "scheduled uploads have resumed";
   Kova::track("Last");
   device.application->enterBackground();
@@ -95,7 +95,7 @@ TEST_F(TrackerLifeCycleTest, TheForegroundRecordsNothingWithoutAnEarlierPageview
   comeBack();
   Kova::setTrackingEnabled(true);
   Kova::track("Checkout");
-  send();
+  device.upload();
   device.application->enterBackground();
   device.drain();
   Kova::track("In the background");
@@ -133,7 +133,7 @@ TEST_F(TrackerLifeCycleTest, InitializingAgainStopsAndStoresWhatWasQueuedBeforeF
   device.drain();
   EXPECT_TRUE(first.expired());
   device.setOnline(true);
-  send();
+  device.upload();
   EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "First", "Second"));
   EXPECT_THAT(device.receivedTargets("/h"), SizeIs(2));
   EXPECT_THAT(device.receivedTargets("/api/identify_v3"), SizeIs(1));
@@ -153,7 +153,7 @@ TEST_F(TrackerLifeCycleTest, CallsThatReachTheTrackerBeforeAreNotLostAndSetNoTim
   before->addEventProperties(Value{{"late", 1}});
   before->recordCustomEvent("Late", std::nullopt);
   const std::string sessionId = *Kova::sessionId();
-  send();
+  device.upload();
   EXPECT_EQ(storedText("eventProperties"), R"({"new":"1","late":"1"})");
   EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "New", "Late"));
   EXPECT_EQ(at(lastMessage(), "sessionInfo/id"), Value(sessionId));
@@ -219,7 +219,7 @@ TEST_F(TrackerLifeCycleTest, ErasingLeavesNothingStored) {
   device.drain();
   EXPECT_NE(Kova::userId(), user);
   EXPECT_EQ(Kova::identity(), std::nullopt);
-  send();
+  device.upload();
   EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent")) << "as after an installation";
 }
 
