@@ -56,7 +56,8 @@ test('user and properties come back, and what was queued is sent once', limits, 
   const messages = await road.messages(4);
   assert.deepEqual(messages.map(nameOf), ['lifecycleEvent', 'Offline', 'lifecycleEvent', 'Online']);
   assert.notEqual(messages[3].sessionInfo.id, messages[1].sessionInfo.id);
-  assert.equal(messages[2].event.lifecycleEvent.previousVersionCode, '1.0');
+  const { previousVersionCode, isUpgrade } = messages[2].event.lifecycleEvent;
+  assert.deepEqual([previousVersionCode, isUpgrade], ['1.0', true]);
   assert.deepEqual(messages.map(({ user }) => user), [{ id: ann.id }, ann, ann, ann]);
   assert.deepEqual(messages[3].properties, { seat: { string: '12A' } });
   assert.deepEqual(await road.parameters('h', 'z', 2), ['1', '0']);
