@@ -42,14 +42,12 @@ TEST_F(NSFileManagerTest, WritesReadsListsAndRemovesFiles) {
 
 TEST_F(NSFileManagerTest, MakesDirectoriesWithAndWithoutIntermediatesAndTellsThemFromFiles) {
   files.createFile(root + "/file", "");
-  const struct {
-    const char* path;
-    bool withIntermediates, isMade;
-    FileKind kind;
-  } cases[] = {{"", true, true, FileKind::Directory},       {"/a/b", false, false, FileKind::None},
-               {"/a/b", true, true, FileKind::Directory},   {"/a/b", true, true, FileKind::Directory},
-               {"/a/b", false, false, FileKind::Directory},  // exists already
-               {"/file", true, false, FileKind::File},      {"/file/below", true, false, FileKind::None}};
+  // The path, with intermediates, whether it is made, and what is there then.
+  const std::tuple<const char*, bool, bool, FileKind> cases[] = {
+      {"", true, true, FileKind::Directory},       {"/a/b", false, false, FileKind::None},
+      {"/a/b", true, true, FileKind::Directory},   {"/a/b", true, true, FileKind::Directory},
+      {"/a/b", false, false, FileKind::Directory},  // exists already
+      {"/file", true, false, FileKind::File},      {"/file/below", true, false, FileKind::None}};
   for (const auto& [path, withIntermediates, isMade, kind] : cases) {
     EXPECT_EQ(files.createDirectory(root + path, withIntermediates), isMade) << path;
     EXPECT_EQ(files.fileExists(root + path), kind) << path;

@@ -53,12 +53,10 @@ TEST_F(NSUserDefaultsTest, TypedGettersFollowThePlatformsRules) {
                         {"array", Array{1}},
                         {"dictionary", Dictionary{{"k", 1}, {"l", 2}}},
                         {"null", Value()}});
-  const struct {
-    const char* key;
-    std::optional<std::string> text;
-    std::size_t items, entries;
-  } cases[] = {{"", "text", 0, 0}, {"integer", "7", 0, 0}, {"real", "2.5", 0, 0},    {"boolean", "1", 0, 0},
-               {"null", {}, 0, 0}, {"array", {}, 1, 0},    {"dictionary", {}, 0, 2}, {"missing", {}, 0, 0}};
+  // The key, its text, the number of its items and that of its entries.
+  const std::tuple<const char*, std::optional<std::string>, std::size_t, std::size_t> cases[] = {
+      {"", "text", 0, 0}, {"integer", "7", 0, 0}, {"real", "2.5", 0, 0},    {"boolean", "1", 0, 0},
+      {"null", {}, 0, 0}, {"array", {}, 1, 0},    {"dictionary", {}, 0, 2}, {"missing", {}, 0, 0}};
   for (const auto& [key, text, items, entries] : cases) {
     SCOPED_TRACE(key);
     EXPECT_EQ(std::optional<std::string>(defaults->stringForKey(key)), text);

@@ -47,22 +47,17 @@ class DamagedUserDefaultsTest : public UserDefaultsTest {
 
 TEST_F(DamagedUserDefaultsTest, IsMovedAsideAndReplaced) {
   const auto cutTo = [&](std::size_t size) { std::filesystem::resize_file(path(), size); };
-  const struct {
-    const char* name;
-    bool isFilled;
-    std::function<void()> damage;
-    const char* keyThatShowsIt;
-    const char* fault;
-    std::size_t filesAside;  // with the log and its index, where there were such
-  } cases[] = {
-      // First, because a child is forked before this process has opened a database.
-      {"log without database", false, [&] { storeAndDie(), cutTo(0); }, "before", "is damaged", 3},
-      {"no database", false, [&] { NSFileManager().createFile(path(), kLarge); }, "small", "is damaged", 1},
-      {"half", true, [&] { cutTo(std::filesystem::file_size(path()) / 2); }, "small", "is damaged", 3},
-      {"root page below a sound header", true, [&] { overwrite(4096, 4096); }, "large", "is damaged", 3},
-      {"table", true, [&] { replaceInFile("value TEXT", "other TEXT"); }, "small", "is another's", 3},
-      {"directory", false, [&] { std::filesystem::create_directories(path() + "/within"); }, "small",
-       "is another's", 1}};
+  // The name, whether it is filled before, the damage, the key that shows it, the fault, and the number of
+  // files aside: with the log and its index, where there were such.
+  const std::tuple<const char*, bool, std::function<void()>, const char*, const char*, std::size_t> cases[] =
+      {// First, because a child is forked before this process has opened a database.
+       {"log without database", false, [&] { storeAndDie(), cutTo(0); }, "before", "is damaged", 3},
+       {"no database", false, [&] { NSFileManager().createFile(path(), kLarge); }, "small", "is damaged", 1},
+       {"half", true, [&] { cutTo(std::filesystem::file_size(path()) / 2); }, "small", "is damaged", 3},
+       {"root page below a sound header", true, [&] { overwrite(4096, 4096); }, "large", "is damaged", 3},
+       {"table", true, [&] { replaceInFile("value TEXT", "other TEXT"); }, "small", "is another's", 3},
+       {"directory", false, [&] { std::filesystem::create_directories(path() + "/within"); }, "small",
+        "is another's", 1}};
   for (const auto& [name, isFilled, damage, key, fault, filesAsideCount] : cases) {
     SCOPED_TRACE(name);
     renew(isFilled);
@@ -80,14 +75,13 @@ TEST_F(DamagedUserDefaultsTest, IsMovedAsideAndReplaced) {
 }
 
 TEST_F(DamagedUserDefaultsTest, ASetFindsItTooAndAForeignDatabaseIsTakenOver) {
-  renew(true);
-  overwrite(4096, 4096);
-  setAndReopen();
-  EXPECT_EQ(lines.size(), 1u);
-  renew(true);
-  replaceInFile("defaults", "anothers");  // without our table: taken over as it is
-  setAndReopen();
-  EXPECT_EQ(lines.size(), 0u);
+  for (const bool isForeign : {false, true}) {
+    renew(true);
+    // Without our table it is taken over as it is.
+    isForeign ? replaceInFile("defaults", "anothers") : overwrite(4096, 4096);
+    setAndReopen();
+    EXPECT_EQ(lines.size(), isForeign ? 0u : 1u);
+  }
 }
 
 TEST_F(DamagedUserDefaultsTest, ProcessesThatFindTheDamageTogetherReplaceItOnce) {
@@ -288,15 +282,11 @@ class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
 };
 
 TEST_F(ReadOnlyUserDefaultsTest, AStoreIsReadAndWhatIsSetIsKeptAndWrittenLater) {
-  const struct {
-    const char* name;
-    std::function<void()> store;
-    std::optional<std::string> kept;
-    std::size_t mostLines;
-  } cases[] = {// First, because a child is forked before this process has opened a database.
-               {"of a killed process", [&] { storeAndDie(); }, "kept", 2},
-               {"closed", [&] { open()->setObject("kept", "before"); }, "kept", 2},
-               {"none", [] {}, std::nullopt, 1}};
+  const std::tuple<const char*, std::function<void()>, std::optional<std::string>, std::size_t> cases[] = {
+      // First, because a child is forked before this process has opened a database.
+      {"of a killed process", [&] { storeAndDie(); }, "kept", 2},
+      {"closed", [&] { open()->setObject("kept", "before"); }, "kept", 2},
+      {"none", [] {}, std::nullopt, 1}};
   for (const auto& [name, store, kept, mostLines] : cases) {
     SCOPED_TRACE(name);
     store();
