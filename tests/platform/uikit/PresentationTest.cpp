@@ -61,18 +61,6 @@ TEST_F(PresentationTest, APlainPresentationIsASheetFromSystemThirteenOn) {
   }
 }
 
-TEST_F(PresentationTest, WhatIsPresentedGoesWithARootThatIsReplacedOutOfSight) {
-  for (const auto style : {Style::FullScreen, Style::OverCurrentContext}) {
-    screen("Over")->setModalPresentationStyle(style);
-    does({"window shows Root", "Root presents Over", "window hides"});
-    goes({{"window takes Other", "", ""}});
-    EXPECT_TRUE(holds({}));
-    goes({{"window returns", "Other* Other↗ Other↑", "Other"}});
-    EXPECT_TRUE(holds({"Other"}));
-    does({"Root dies", "Over dies", "Other dies"});
-  }
-}
-
 TEST_F(PresentationTest, AStackOfPresentationsGoesAtOnce) {
   screen("B")->setModalPresentationStyle(Style::OverCurrentContext);
   does({"window shows Root"});
@@ -81,7 +69,6 @@ TEST_F(PresentationTest, AStackOfPresentationsGoesAtOnce) {
         {"B presents C", "B↘ C* C↗ C↑ B↓ presented", "A C"},
         {"Root dismisses", "C↘ A↘ Root↗ Root↑ C↓ A↓ dismissed", "Root"}});
   EXPECT_TRUE(holds({"Root"}));
-  for (const char* name : {"A", "B", "C"}) EXPECT_FALSE(screen(name)->presentingViewController());
 }
 
 TEST_F(PresentationTest, WhatCannotBePresentedIsRefused) {
