@@ -11,14 +11,6 @@ namespace {
 
 using namespace platform;
 
-std::shared_ptr<const Image> sample(Color background) {
-  BitmapContext context({30, 20}, 2);
-  context.fillRect(CGRectMake(0, 0, 30, 20), background);
-  context.fillEllipse(CGRectMake(0, 0, 15, 20), Color::systemBlue());
-  context.fillRect(CGRectMake(15, 0, 15, 20), Color::systemRed().withAlpha(0.5));
-  return context.makeImage();
-}
-
 // As those of an Image.
 std::vector<std::uint8_t> pixelsOfPNG(const std::string& png) {
   png_image read{};
@@ -34,7 +26,11 @@ std::vector<std::uint8_t> pixelsOfPNG(const std::string& png) {
 
 TEST(ImageTest, SurvivesPNG) {
   for (const Color background : {Color::white(), Color::clear()}) {
-    const auto image = sample(background);
+    BitmapContext context({30, 20}, 2);
+    context.fillRect(CGRectMake(0, 0, 30, 20), background);
+    context.fillEllipse(CGRectMake(0, 0, 15, 20), Color::systemBlue());
+    context.fillRect(CGRectMake(15, 0, 15, 20), Color::systemRed().withAlpha(0.5));
+    const auto image = context.makeImage();
     EXPECT_TRUE(std::ranges::equal(pixelsOfPNG(image->PNGRepresentation()), image->pixels()));
   }
 }

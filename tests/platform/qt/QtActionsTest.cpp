@@ -62,7 +62,8 @@ QMenu& openMenu(QAction& entry) {
 }
 
 QAction* makeEntry(QMainWindow& window, Slot slot) {
-  auto* const entry = new QAction("&Open", &window);
+  auto* const entry = new QAction("&Open...", &window);
+  entry->setObjectName("actionOpen");
   entry->setShortcut(QKeySequence("Ctrl+O"));
   connect(entry, &QAction::triggered, slot);
   window.menuBar()->addMenu("&File")->addAction(entry);
@@ -118,7 +119,8 @@ TEST_F(QtActions, OfButtonsAreToldOnceAndBeforeWhatTheirSlotDoes) {
 }
 
 TEST_F(QtActions, OfEntriesAreToldOnceAndBeforeWhatTheirSlotDoes) {
-  const Lines told = {"touch QAction 'File'", "touch QAction 'Open'", "action triggered of QAction"};
+  const Lines told = {"touch QAction 'File'", "touch QAction#actionOpen 'Open...'",
+                      "action triggered of QAction"};
   const auto click = [](QAction& entry) {
     QMenu& menu = openMenu(entry);
     QtHost::click(menu, menu.actionGeometry(&entry).center());

@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QMainWindow>
@@ -39,25 +38,20 @@ TEST(QtMenus, HoldWhatIsChosenInThemThoughAToolBarHasItToo) {
   QMainWindow window;
   QMenu* const file = window.menuBar()->addMenu("&File");
   QAction* const open = file->addAction("&Open...");
-  open->setObjectName("actionOpen");
   open->setShortcut(QKeySequence("Ctrl+O"));
   window.addToolBar("Tools")->addAction(open);
   QtHost::show(window);
   const auto openMenu = [&] {
     QtHost::click(*window.menuBar(), window.menuBar()->actionGeometry(file->menuAction()).center());
-    host.take();
   };
   const auto above = [&] { return QtProxies::shared().viewOf(*open)->superview(); };
   openMenu();
-  QtHost::type(*file, Qt::Key_Down);
-  QtHost::type(*file, Qt::Key_Return);
+  for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Return}) QtHost::type(*file, key);
   EXPECT_EQ(above()->isa().name(), "QMenu");
   QtHost::type(window, Qt::Key_O, Qt::ControlModifier);
   EXPECT_EQ(above()->isa().name(), "QToolButton");
   openMenu();
   QtHost::click(*file, file->actionGeometry(open).center());
-  EXPECT_THAT(host.take(),
-              testing::ElementsAre("touch QAction#actionOpen 'Open...'", "action triggered of QAction"));
   EXPECT_EQ(above()->isa().name(), "QMenu");
   EXPECT_EQ(above()->superview()->isa().name(), "QMenuBar");
   EXPECT_EQ(above()->window()->isa().name(), "QWidgetWindow");

@@ -37,11 +37,8 @@ TEST_F(PresentationTest, APlainPresentationIsASheetFromSystemThirteenOn) {
     const char* system;
     Style style;
     bool isSheet;
-  } cases[] = {{"17.0", Style::Automatic, true},
-               {"13.0", Style::Automatic, true},
-               {"12.4", Style::Automatic, false},
-               {"12.4", Style::PageSheet, true},
-               {"17.0", Style::FullScreen, false}};
+  } cases[] = {
+      {"13.0", Style::Automatic, true}, {"12.4", Style::Automatic, false}, {"12.4", Style::PageSheet, true}};
   for (const auto& [system, style, isSheet] : cases) {
     SCOPED_TRACE(system);
     NSProcessInfo::processInfo().setOperatingSystemVersionString(system);

@@ -25,15 +25,14 @@ class UIApplicationTest : public UIKitTest {
     return view;
   }
   // Tells "ApplicationDidBecomeActive 0" with the application's state.
-  void listenTo(std::string_view name) {
-    NSNotificationCenter::defaultCenter().addObserver(name, [this](const NSNotification& notification) {
-      const std::string& full = notification.name;
-      story.tell(full.substr(2, full.size() - std::string("UINotification").size()) + " " +
-                 std::to_string(int(application->applicationState())));
-    });
-  }
   void listenTo(std::initializer_list<std::string_view> names) {
-    for (const std::string_view name : names) listenTo(name);
+    for (const std::string_view name : names) {
+      NSNotificationCenter::defaultCenter().addObserver(name, [this](const NSNotification& notification) {
+        const std::string& full = notification.name;
+        story.tell(full.substr(2, full.size() - std::string("UINotification").size()) + " " +
+                   std::to_string(int(application->applicationState())));
+      });
+    }
   }
   void listenToTheApplication() {
     listenTo({UIApplicationDidEnterBackgroundNotification, UIApplicationWillEnterForegroundNotification,
@@ -122,7 +121,7 @@ TEST_F(UIApplicationTest, AKeyWindowThatLeavesHandsOverToOneThatIsShown) {
   banner->setHidden(false);
   EXPECT_THAT(application->windows(), testing::Contains(banner)) << "joins when it is shown";
   auto dying = shownWindow();
-  listenTo(UIWindowDidBecomeKeyNotification);
+  listenTo({UIWindowDidBecomeKeyNotification});
   dying.reset();
   EXPECT_EQ(application->keyWindow(), app);
   EXPECT_EQ(told(), "WindowDidBecomeKey 0");
