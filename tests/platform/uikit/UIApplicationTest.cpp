@@ -209,27 +209,17 @@ TEST_F(UIApplicationTest, AnActionWithoutTargetIsSearchedAlongAChainThatMayBeARi
 }
 
 TEST_F(UIApplicationTest, AnActionThatIsNotCalledIsALineInTheLog) {
-  class Shop : public NSObject {
-    NS_OBJECT(Shop, NSObject)
-   public:
-    explicit Shop(Story& story) : story_(story) {}
-    static void describe(ClassBuilder<Shop>& c) { c.action("open:", &Shop::open); }
-
-   private:
-    void open(UIButton*) { story_.tell("opened"); }
-    Story& story_;
-  };
   SystemLog::setSink([this](std::string_view line) { story.tell(std::string(line)); });
-  const auto shop = std::make_shared<Shop>(story);
+  const auto shop = std::make_shared<Probe>(story, CGRect{}, "shop");
   const auto button = std::make_shared<UIButton>("Open");
   const struct {
     std::shared_ptr<UIControl> sender;
     const char* action;
-    std::shared_ptr<Shop> target;
+    std::shared_ptr<Probe> target;
     const char* line;
   } cases[] = {
-      {button, "open:", shop, "opened"},
-      {button, "opne:", shop, "<Shop: .*> has no action \"opne:\", sent by <UIButton: .*>"},
+      {button, "open:", shop, "shop opened"},
+      {button, "opne:", shop, "<Probe: .*> has no action \"opne:\", sent by <UIButton: .*>"},
       {button, "opne:", nullptr, ".*No responder in the chain has an action \"opne:\".*"},
       {std::make_shared<UIControl>(), "open:", shop, ".*takes another sender or event than <UIControl: .*"}};
   for (const auto& [sender, action, target, line] : cases) {

@@ -36,7 +36,10 @@ class Probe : public UIView {
 
   Probe(Story& story, CGRect frame, std::string name = "")
       : UIView(frame), story_(story), name_(std::move(name)) {}
-  static void describe(ClassBuilder<Probe>& c) { c.action("note", &Probe::note); }
+  static void describe(ClassBuilder<Probe>& c) {
+    c.action("note", &Probe::note);
+    c.action("open:", &Probe::open);
+  }
 
   UIResponder* next = nullptr;
   bool isEditable = false;
@@ -54,6 +57,7 @@ class Probe : public UIView {
 
  private:
   void note() { story_.tell(name_ + " acted"); }
+  void open(UIButton*) { story_.tell(name_ + " opened"); }
   void tell(UITouchPhase phase, const Touches& touches, UIEvent* event) {
     for (const auto& touch : touches) {
       EXPECT_EQ(touch->phase(), phase);
