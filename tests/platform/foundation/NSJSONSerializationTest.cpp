@@ -53,6 +53,7 @@ TEST(NSJSONSerializationTest, RefusesWhatIsNoJSON) {
     EXPECT_EQ(NSJSONSerialization::dataWithJSONObject(value), std::nullopt);
   }
   EXPECT_FALSE(NSJSONSerialization::isValidJSONObject(MutableDictionary{{"a", NSDate()}}));
+  EXPECT_TRUE(NSJSONSerialization::isValidJSONObject(MutableDictionary{{"a", 1}}));
 }
 
 TEST(NSJSONSerializationTest, WritesOneObjectAfterAnotherAsItWritesEach) {

@@ -207,11 +207,10 @@ TEST_F(NSUserDefaultsTest, AMarkWithoutATableOfItemsIsAnEmptyList) {
 }
 
 TEST_F(NSUserDefaultsTest, AnotherProcessesChangeIsSeenAndItsListIsReplacedWhole) {
-  const Array list{kLong, kLong};
   UserDefaultsDatabase other(path());
-  open()->setObject(list, "key");
+  open()->setObject(Array{kLong, kLong}, "key");
   const auto defaults = open();
-  EXPECT_EQ(Value(*defaults->arrayForKey("key")), Value(list));
+  EXPECT_EQ(Value(*defaults->arrayForKey("key")), Value(Array{kLong, kLong}));
   other.write({{"key", "[1,2]"}});
   EXPECT_TRUE(defaults->setObject(Array{kLong, kLong, 3}, "key"));
   EXPECT_EQ(listIn(*other.read("key"))->value, Value(Array{kLong, kLong, 3}));
