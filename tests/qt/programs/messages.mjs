@@ -36,8 +36,11 @@ export class Expected {
     return { ...program, ...machine, v, h, t, d: '', y: '', st: 'time' };
   }
 
-  /** A touch on the last of `ancestry`, of which each is "Class", or "Class#objectName"; `on` is a pageview. */
-  touch(id, on, ancestry, { label, ...told }) {
+  /**
+   * A touch on the last of `ancestry`, of which each is "Class", or "Class#objectName"; `on` is a pageview. What is told
+   * as the text is the label, too, unless another is given.
+   */
+  touch(id, on, ancestry, { text = '', label = text, ...told } = {}) {
     const views = ancestry.split(' > ').map((view) => {
       const [name, identifier] = view.split('#');
       return identifier ? { class: name, accessibilityIdentifier: identifier } : { class: name };
@@ -47,7 +50,8 @@ export class Expected {
     const name = target.accessibilityIdentifier;
     const variable = name && !name.startsWith('qt_') ? { targetIvar: name } : {}; // uic names the member so
     const identified = name ? { targetA11yId: name, ...variable } : {};
-    const touchEvent = { targetView: target.class, type: 'touch', ...(label ? { targetA11yLabel: label } : {}), ...identified, ...told };
+    const labelled = label ? { targetA11yLabel: label } : {};
+    const touchEvent = { targetView: target.class, targetText: text, type: 'touch', ...labelled, ...identified, ...told };
     return {
       id,
       envId: '11',
