@@ -246,8 +246,6 @@ TEST_F(UserDefaultsTest, ARevisionIsMadeOfWhatIsStoredInTheEnd) {
   EXPECT_EQ(stored("text"), "\"another'scd\"");
 }
 
-constexpr uid_t kNobody = 65534;
-
 class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
  protected:
   ReadOnlyUserDefaultsTest() {
@@ -259,25 +257,20 @@ class ReadOnlyUserDefaultsTest : public UserDefaultsTest {
   // written to. The body expects; a failure ends the process badly.
   void whenReadOnly(const std::function<void()>& body) {
     Child child([&] {
+      constexpr uid_t kNobody = 65534;
       if (geteuid() == 0) {
-        std::filesystem::permissions(preferences, std::filesystem::perms::owner_all);
-        for (const auto& entry : std::filesystem::directory_iterator(preferences)) {
-          if (chown(entry.path().c_str(), kNobody, kNobody) != 0) _exit(3);
-        }
-        if (chown(preferences.c_str(), kNobody, kNobody) != 0 || setuid(kNobody) != 0) _exit(4);
+        change("chown -R " + std::to_string(kNobody));
+        EXPECT_EQ(setuid(kNobody), 0);
       }
-      setWritable(false);
+      change("chmod -R a-w");
       body();
       for (const std::string& line : lines) std::fprintf(stderr, "%s\n", line.c_str());
       _exit(HasFailure() ? 1 : 0);
     });
     EXPECT_EQ(child.wait(), 0);
   }
-  void setWritable(bool writable) {
-    for (const auto& entry : std::filesystem::directory_iterator(preferences)) {
-      chmod(entry.path().c_str(), writable ? 0644 : 0444);
-    }
-    chmod(preferences.c_str(), writable ? 0755 : 0555);
+  void change(const std::string& command) {
+    EXPECT_EQ(std::system((command + " " + preferences).c_str()), 0) << command;
   }
 };
 
@@ -301,7 +294,7 @@ TEST_F(ReadOnlyUserDefaultsTest, AStoreIsReadAndWhatIsSetIsKeptAndWrittenLater) 
       EXPECT_FALSE(lines.empty());
       EXPECT_LE(lines.size(), mostLines);
       EXPECT_EQ(stored("before"), kept ? std::optional<std::string>("\"kept\"") : std::nullopt);
-      setWritable(true);
+      change("chmod -R u+w");
       EXPECT_TRUE(defaults->synchronize());
       EXPECT_EQ(stored("key"), "\"unwritten\"");
       EXPECT_EQ(stored("before"), "\"changed\"");
