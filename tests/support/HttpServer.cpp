@@ -1,12 +1,6 @@
 #include "tests/support/HttpServer.h"
 
-#include <algorithm>
-
-namespace {
-
-constexpr std::chrono::seconds kPatience{20};
-
-}  // namespace
+#include <stdexcept>
 
 HttpServer::Reply HttpServer::Reply::text(std::string body, int status) {
   Reply reply;
@@ -28,23 +22,6 @@ HttpServer::Reply HttpServer::Reply::redirect(int status, std::string location) 
   return reply;
 }
 
-HttpServer::HttpServer(const TestCertificate* certificate)
-    : listener_(certificate, [this](ServerConnection& connection) { serve(connection); }) {}
-
-HttpServer::~HttpServer() {
-  {
-    const std::lock_guard lock(mutex_);
-    stopping_ = true;
-    changed_.notify_all();
-  }
-  listener_.stop();
-}
-
-std::string HttpServer::url(std::string_view path) const {
-  return std::string(listener_.isSecure() ? "https" : "http") + "://127.0.0.1:" + std::to_string(port()) +
-         std::string(path);
-}
-
 void HttpServer::handle(const std::string& path, Handler handler) {
   const std::lock_guard lock(mutex_);
   handlers_[path] = std::move(handler);
@@ -60,11 +37,6 @@ std::size_t HttpServer::requestCount() const {
   return requestCount_;
 }
 
-std::vector<HttpServer::Request> HttpServer::requests() const {
-  const std::lock_guard lock(mutex_);
-  return requests_;
-}
-
 HttpServer::Request HttpServer::lastRequest() const {
   const std::lock_guard lock(mutex_);
   if (requests_.empty()) throw std::logic_error("HttpServer has kept no request");
@@ -73,7 +45,7 @@ HttpServer::Request HttpServer::lastRequest() const {
 
 bool HttpServer::waitForRequests(std::size_t count) const {
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, kPatience, [&] { return requestCount_ >= count; });
+  return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return requestCount_ >= count; });
 }
 
 void HttpServer::serve(ServerConnection& connection) {
@@ -95,16 +67,11 @@ void HttpServer::serve(ServerConnection& connection) {
 }
 
 bool HttpServer::send(ServerConnection& connection, const Reply& reply) {
-  std::string bytes;
-  if (reply.raw) {
-    bytes = *reply.raw;
-  } else {
-    bytes = "HTTP/1.1 " + std::to_string(reply.status) + " Status\r\n";
-    for (const auto& [name, value] : reply.headers) bytes += name + ": " + value + "\r\n";
-    bytes +=
-        "Content-Length: " + std::to_string(reply.announcedLength.value_or(reply.body.size())) + "\r\n\r\n";
-    bytes += reply.body;
-  }
+  std::string bytes = "HTTP/1.1 " + std::to_string(reply.status) + " Status\r\n";
+  for (const auto& [name, value] : reply.headers) bytes += name + ": " + value + "\r\n";
+  const std::size_t length = reply.announcedLength.value_or(reply.body.size());
+  bytes += "Content-Length: " + std::to_string(length) + "\r\n\r\n" + reply.body;
+  if (reply.raw) bytes = *reply.raw;
   if (reply.pieceSize == 0) return connection.write(bytes);
 
   for (std::size_t at = 0; at < bytes.size(); at += reply.pieceSize) {

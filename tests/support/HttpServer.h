@@ -1,25 +1,19 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "tests/support/LoopbackListener.h"
-#include "tests/support/ServerConnection.h"
-
-class TestCertificate;
 
 // A loopback HTTP/1.1 server for tests and benchmarks that answers, stalls, resets and lies as its handlers
 // say. A thread a connection; connections are kept alive. All functions may be called from any thread.
-class HttpServer {
+class HttpServer : public LoopbackListener {
  public:
   using Field = HttpRequest::Field;
   using Request = HttpRequest;
@@ -50,18 +44,10 @@ class HttpServer {
   };
   using Handler = std::function<Reply(const Request&)>;
 
-  // Listens on a free port of 127.0.0.1; with a certificate, for TLS.
   HttpServer() : HttpServer(nullptr) {}
   explicit HttpServer(const TestCertificate& certificate) : HttpServer(&certificate) {}
   // Closes all connections and waits for their threads.
-  ~HttpServer();
-  HttpServer(const HttpServer&) = delete;
-  HttpServer& operator=(const HttpServer&) = delete;
-
-  int port() const { return listener_.port(); }
-  bool wasOfferedHTTP2() const { return listener_.wasOfferedHTTP2(); }
-  // "http://127.0.0.1:8080" and the path.
-  std::string url(std::string_view path = "") const;
+  ~HttpServer() { stop(); }
 
   // For requests of that path; all others get an empty 200.
   void handle(const std::string& path, Handler handler);
@@ -70,31 +56,21 @@ class HttpServer {
   // Requests are kept for requests() unless switched off, as long runs do.
   void keepRequests(bool keep);
 
-  std::size_t connectionCount() const { return listener_.connectionCount(); }
   std::size_t requestCount() const;
-  std::vector<Request> requests() const;
   Request lastRequest() const;
-
-  // Each answers false when it does not come true within 20 seconds.
+  // False when it does not come true within 20 seconds.
   bool waitForRequests(std::size_t count) const;
-  bool waitForOpenConnections(std::size_t count) const { return listener_.waitForOpenConnections(count); }
 
  private:
-  explicit HttpServer(const TestCertificate* certificate);
+  explicit HttpServer(const TestCertificate* certificate) : LoopbackListener(certificate) {
+    begin([this](ServerConnection& connection) { serve(connection); });
+  }
   void serve(ServerConnection& connection);
   Reply replyTo(const Request& request);
   bool send(ServerConnection& connection, const Reply& reply);
 
   std::function<void()> observer_;
-
-  mutable std::mutex mutex_;
-  mutable std::condition_variable changed_;
   std::map<std::string, Handler> handlers_;
-  std::vector<Request> requests_;
   std::size_t requestCount_ = 0;
   bool keepsRequests_ = true;
-  bool stopping_ = false;
-
-  // Last, because it serves from its beginning to its end.
-  LoopbackListener listener_;
 };

@@ -15,6 +15,7 @@
 #include "platform/net/NetworkReachability.h"
 #include "platform/uikit/InstallUIKit.h"
 #include "platform/uikit/UIDevice.h"
+#include "src/storage/KovaSharedURLSession.h"
 
 using namespace platform;
 
@@ -34,10 +35,37 @@ std::string storageKeyForKey(std::string_view key) {
 
 }  // namespace
 
+// The shared URL session, and a count of its tasks whose completion has not run yet: who waits for it to be
+// idle waits for whole chains of requests. Completions have to run on the thread that makes the tasks, as
+// they do under the simulated scheduler. Has no sockets: a test that wants one brings its own.
+class SettlingURLSession : public KOVAURLSessionProtocol {
+ public:
+  // True when every completion has run. What those queued has to be drained before this is asked.
+  bool isIdle() const { return *tasksInFlight_ == 0; }
+
+  std::shared_ptr<NSURLSessionTask> dataTask(const NSURL& url, Completion completion) override {
+    return dataTask(NSURLRequest(url), std::move(completion));
+  }
+  std::shared_ptr<NSURLSessionTask> dataTask(const NSURLRequest& request, Completion completion) override {
+    ++*tasksInFlight_;
+    return KovaSharedURLSession::sharedSession()->dataTask(
+        request, [inFlight = tasksInFlight_, completion = std::move(completion)](auto... outcome) {
+          completion(std::move(outcome)...);
+          --*inFlight;
+        });
+  }
+  std::shared_ptr<NSURLSessionWebSocketTask> webSocketTask(const NSURLRequest&) override { return nullptr; }
+
+ private:
+  // Shared with completions, which may run after the session is gone.
+  const std::shared_ptr<std::size_t> tasksInFlight_ = std::make_shared<std::size_t>(0);
+};
+
 SimulatedDevice::SimulatedDevice()
     : scheduler(SimulatedScheduler::installNew()),
       application(std::make_shared<UIApplication>()),
-      root_(makeRoot()) {
+      root_(makeRoot()),
+      session_(std::make_shared<SettlingURLSession>()) {
   Directories directories;
   directories.documents = root_ + "/Documents";
   directories.caches = root_ + "/Caches";
@@ -156,18 +184,11 @@ std::vector<std::string> SimulatedDevice::receivedTargets(std::string_view path)
   return targets;
 }
 
-std::vector<Value> SimulatedDevice::receivedBatches() const {
-  std::vector<Value> batches;
-  for (const HttpServer::Request& request : service.requests()) {
-    if (request.path() != "/api/integrations/ios/track") continue;
-    batches.push_back(NSJSONSerialization::JSONObjectWithData(request.body).value());
-  }
-  return batches;
-}
-
 std::vector<Dictionary> SimulatedDevice::receivedMessages() const {
   std::vector<Dictionary> messages;
-  for (const Value& batch : receivedBatches()) {
+  for (const HttpServer::Request& request : service.requests()) {
+    if (request.path() != "/api/integrations/ios/track") continue;
+    const Value batch = NSJSONSerialization::JSONObjectWithData(request.body).value();
     for (const Value& message : batch.dictionary().find("messages")->array())
       messages.push_back(message.dictionary());
   }

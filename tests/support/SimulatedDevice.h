@@ -16,7 +16,8 @@
 #include "platform/uikit/UIWindow.h"
 #include "platform/uikit/UIWindowScene.h"
 #include "tests/support/HttpServer.h"
-#include "tests/support/SettlingURLSession.h"
+
+class SettlingURLSession;
 
 // A device under virtual time with an app on it: directories of its own that go with it, facts, a log that is
 // kept, a network that can be switched off, and a capture service on the loopback. One a process; made first
@@ -76,9 +77,8 @@ class SimulatedDevice {
   std::vector<std::string> logLinesWith(std::string_view text) const;
   void clearLog();
 
-  // What the service received at that path: decoded bodies of POSTs, targets of GETs.
+  // The targets of the requests that the service received at that path.
   std::vector<std::string> receivedTargets(std::string_view path) const;
-  std::vector<platform::Value> receivedBatches() const;
   // The messages of all batches, in order of arrival.
   std::vector<platform::Dictionary> receivedMessages() const;
 
@@ -95,7 +95,7 @@ class SimulatedDevice {
 
  private:
   std::string root_;
-  std::shared_ptr<SettlingURLSession> session_ = std::make_shared<SettlingURLSession>();
+  const std::shared_ptr<SettlingURLSession> session_;
   mutable std::mutex mutex_;
   std::vector<std::string> log_;
 };

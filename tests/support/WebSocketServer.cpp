@@ -3,26 +3,18 @@
 #include <openssl/evp.h>
 #include <openssl/sha.h>
 
-#include <array>
-#include <cstring>
 #include <utility>
 
 namespace {
 
 constexpr std::size_t kLargestFrame = 256u << 20;
 
-std::string base64(const unsigned char* bytes, std::size_t size) {
-  std::string text((size + 2) / 3 * 4 + 1, '\0');
-  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes, static_cast<int>(size));
-  text.pop_back();
-  return text;
-}
-
 std::string acceptKeyFor(std::string_view clientKey) {
   const std::string text = std::string(clientKey) + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
-  std::array<unsigned char, SHA_DIGEST_LENGTH> digest;
-  SHA1(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
-  return base64(digest.data(), digest.size());
+  unsigned char digest[SHA_DIGEST_LENGTH], base64[29];
+  SHA1(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest);
+  EVP_EncodeBlock(base64, digest, sizeof digest);
+  return reinterpret_cast<const char*>(base64);
 }
 
 std::string bigEndian(std::uint64_t number, int bytes) {
@@ -37,21 +29,6 @@ std::uint64_t fromBigEndian(std::string_view bytes) {
   return number;
 }
 
-// Eight bytes at a time, because a sanitizer looks at every access.
-void unmask(std::string& payload, const std::string& mask) {
-  const std::string twice = mask + mask;
-  std::uint64_t pattern = 0;
-  std::memcpy(&pattern, twice.data(), sizeof pattern);
-  std::size_t at = 0;
-  for (; at + sizeof pattern <= payload.size(); at += sizeof pattern) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, payload.data() + at, sizeof word);
-    word ^= pattern;
-    std::memcpy(payload.data() + at, &word, sizeof word);
-  }
-  for (; at < payload.size(); ++at) payload[at] ^= mask[at % mask.size()];
-}
-
 }  // namespace
 
 int WebSocketServer::Frame::closeCode() const {
@@ -61,7 +38,8 @@ int WebSocketServer::Frame::closeCode() const {
 const HttpRequest* WebSocketServer::Peer::readRequest() {
   if (!request_ && connection_.handshake()) {
     request_ = connection_.readRequest();
-    if (request_) server_.keep(*request_);
+    const std::lock_guard lock(server_.mutex_);
+    if (request_) server_.requests_.push_back(*request_);
   }
   return request_ ? &*request_ : nullptr;
 }
@@ -113,17 +91,21 @@ std::optional<WebSocketServer::Frame> WebSocketServer::Peer::receive() {
   std::optional<std::string> payload = mask ? connection_.read(size) : std::nullopt;
   if (!payload) return std::nullopt;
   frame.payload = std::move(*payload);
-  if (frame.isMasked) unmask(frame.payload, *mask);
-
-  if (frame.opcode == Opcode::text || frame.opcode == Opcode::binary) server_.keep(frame.payload);
+  for (std::size_t i = 0; frame.isMasked && i < size; ++i) frame.payload[i] ^= (*mask)[i % 4];
+  if (frame.opcode == Opcode::text || frame.opcode == Opcode::binary) {
+    const std::lock_guard lock(server_.mutex_);
+    server_.messages_.push_back(frame.payload);
+  }
   return frame;
 }
 
 WebSocketServer::WebSocketServer(Script script, const TestCertificate* certificate)
-    : script_(std::move(script)), listener_(certificate, [this](ServerConnection& connection) {
-        Peer peer(*this, connection);
-        script_(peer);
-      }) {}
+    : LoopbackListener(certificate) {
+  begin([this, script = std::move(script)](ServerConnection& connection) {
+    Peer peer(*this, connection);
+    script(peer);
+  });
+}
 
 void WebSocketServer::echo(Peer& peer) {
   peer.accept();
@@ -145,27 +127,7 @@ std::string WebSocketServer::frame(Opcode opcode, std::string_view payload, Part
   return bytes.append(payload);
 }
 
-std::string WebSocketServer::url(std::string_view path) const {
-  return std::string(listener_.isSecure() ? "wss" : "ws") + "://127.0.0.1:" + std::to_string(port()) +
-         std::string(path);
-}
-
-std::vector<HttpRequest> WebSocketServer::requests() const {
-  const std::lock_guard lock(mutex_);
-  return requests_;
-}
-
 std::vector<std::string> WebSocketServer::messages() const {
   const std::lock_guard lock(mutex_);
   return messages_;
-}
-
-void WebSocketServer::keep(const HttpRequest& request) {
-  const std::lock_guard lock(mutex_);
-  requests_.push_back(request);
-}
-
-void WebSocketServer::keep(const std::string& message) {
-  const std::lock_guard lock(mutex_);
-  messages_.push_back(message);
 }

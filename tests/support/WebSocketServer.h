@@ -3,14 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tests/support/LoopbackListener.h"
-#include "tests/support/ServerConnection.h"
 
 // A WebSocket server on the loopback that does what a script tells it, also what no server should do:
 //
@@ -24,7 +22,7 @@
 //
 // The script runs once a connection, on a thread of the connection; when it returns, TCP is closed. A script
 // that does nothing but peer.waitForEnd() is silence. All functions may be called from any thread.
-class WebSocketServer {
+class WebSocketServer : public LoopbackListener {
  public:
   enum class Opcode : std::uint8_t { continuation = 0, text = 1, binary = 2, close = 8, ping = 9, pong = 10 };
   enum class Part { last, more };
@@ -76,7 +74,7 @@ class WebSocketServer {
 
   explicit WebSocketServer(Script script, const TestCertificate* certificate = nullptr);
   // Ends all connections and waits for their scripts.
-  ~WebSocketServer() { listener_.stop(); }
+  ~WebSocketServer() { stop(); }
 
   // Accepts, and sends every message back.
   static void echo(Peer& peer);
@@ -84,26 +82,10 @@ class WebSocketServer {
   static std::string frame(Opcode opcode, std::string_view payload, Part part = Part::last);
 
   // "ws://127.0.0.1:8080" (wss with a certificate) and the path.
-  std::string url(std::string_view path = "/") const;
-  int port() const { return listener_.port(); }
-
-  std::vector<HttpRequest> requests() const;
+  std::string url(std::string_view path = "/") const { return "ws" + LoopbackListener::url(path).substr(4); }
   // The payloads of text and binary frames, of all connections, in the order in which scripts received them.
   std::vector<std::string> messages() const;
 
-  // Answers false when it does not come true within 20 seconds.
-  bool waitForOpenConnections(std::size_t count) const { return listener_.waitForOpenConnections(count); }
-  std::size_t connectionCount() const { return listener_.connectionCount(); }
-
  private:
-  void keep(const HttpRequest& request);
-  void keep(const std::string& message);
-
-  mutable std::mutex mutex_;
-  std::vector<HttpRequest> requests_;
   std::vector<std::string> messages_;
-
-  const Script script_;
-  // Last, because it calls the script from its beginning to its end.
-  LoopbackListener listener_;
 };

@@ -13,13 +13,7 @@ using namespace platform;
 using Reply = HttpServer::Reply;
 using Request = HttpServer::Request;
 
-class NSURLSessionTest : public NetTest {
- protected:
-  static std::size_t openDescriptors() {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-  }
-};
+using NSURLSessionTest = NetTest;
 
 TEST_F(NSURLSessionTest, SendsWhatTheRequestSays) {
   Reply reply = Reply::text("accepted", 201);
@@ -78,9 +72,13 @@ TEST_F(NSURLSessionTest, AChainUsesOneConnectionAlsoWithLargeBodiesBothWays) {
 }
 
 TEST_F(NSURLSessionTest, SessionsOfOneRequestLeaveNothingBehind) {
+  const auto openDescriptors = [] {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+  };
   load(get(server.url()));
   ASSERT_TRUE(server.waitForOpenConnections(1));
-  const std::size_t before = openDescriptors();
+  const auto before = openDescriptors();
   for (int i = 0; i < 1000; ++i) {
     std::optional<Load> report;
     {
@@ -128,7 +126,8 @@ TEST_F(NSURLSessionTest, AnAnswerMayNotTakeForEverButAnUploadThatMovesMay) {
   std::promise<void> never;
   const auto pause = [hour = never.get_future().share()] { hour.wait_for(std::chrono::milliseconds(20)); };
   std::atomic<bool> readAll = false;
-  LoopbackListener dripping(nullptr, [&](ServerConnection& connection) {
+  LoopbackListener dripping;
+  dripping.begin([&](ServerConnection& connection) {
     constexpr std::size_t kPiece = 1u << 20;
     for (int i = 0; i < 40 && connection.read(kPiece); ++i) pause();
     readAll = connection.read(kPiece).has_value();
@@ -138,19 +137,15 @@ TEST_F(NSURLSessionTest, AnAnswerMayNotTakeForEverButAnUploadThatMovesMay) {
       pause();
     }
   });
-  NSURLSessionConfiguration configuration;
-  configuration.timeoutIntervalForAnswer = 0.3;
-  NSURLSession impatient(configuration);
-  const auto url = "http://127.0.0.1:" + std::to_string(dripping.port()) + "/";
-  const Outcome outcome = start(impatient, post(url, std::string(41u << 20, 'e'), 0.2)).outcome();
+  NSURLSession impatient({.timeoutIntervalForAnswer = 0.3, .certificateAuthorityFile = ""});
+  const Outcome outcome =
+      start(impatient, post(dripping.url("/"), std::string(41u << 20, 'e'), 0.2)).outcome();
   EXPECT_TRUE(readAll) << "40 pauses are longer than either limit";
   EXPECT_EQ(outcome.code(), NSURLErrorTimedOut);
 }
 
 TEST_F(NSURLSessionTest, BodiesThatNobodyReadsAreNotKept) {
-  NSURLSessionConfiguration configuration;
-  configuration.keepsResponseBodies = false;
-  NSURLSession careless(configuration);
+  NSURLSession careless({.keepsResponseBodies = false, .certificateAuthorityFile = ""});
   const struct {
     std::size_t size, announced;
     int code;
@@ -193,9 +188,7 @@ TEST_F(NSURLSessionTest, FollowsTheProxyOfTheEnvironmentOnlyWhenTold) {
   EXPECT_EQ(load(get(server.url("/direct"))).status(), 200);
   EXPECT_EQ(proxy.requestCount(), 0u);
 
-  NSURLSessionConfiguration configuration;
-  configuration.followsEnvironmentProxy = true;
-  NSURLSession following(configuration);
+  NSURLSession following({.followsEnvironmentProxy = true, .certificateAuthorityFile = ""});
   EXPECT_EQ(start(following, get(server.url("/through"))).outcome().status(), 200);
   EXPECT_EQ(proxy.lastRequest().target, server.url("/through"));
   EXPECT_EQ(server.requestCount(), 1u);
@@ -206,9 +199,7 @@ class FirstLoadTest : public ServerProcess, public NetTest {};
 // The first loads of the process, with which its transfer thread begins. The server has descriptors of its
 // own.
 TEST_F(FirstLoadTest, GoesOnWhenDescriptorsWereShort) {
-  NSURLSessionConfiguration configuration;
-  configuration.certificateAuthorityFile = certificates();
-  NSURLSession trusting(configuration);
+  NSURLSession trusting({.certificateAuthorityFile = certificates()});
   const auto status = [&] { return start(trusting, NSURLRequest(url())).outcome().status(); };
   for (const rlim_t more : {0, 1}) {
     const auto few = ResourceLimit::descriptors(more);
@@ -285,9 +276,7 @@ TEST(NSURLSessionDeathTest, ExitsAtOnceWithUploadsInFlight) {
         TimedExit timed;
         const ServerProcess server;
         const TestCertificate certificate;
-        NSURLSessionConfiguration configuration;
-        configuration.certificateAuthorityFile = server.certificates();
-        NSURLSession session(configuration);
+        NSURLSession session({.certificateAuthorityFile = server.certificates()});
         NSURLRequest upload(server.url());
         upload.setHTTPMethod("POST");
         upload.setHTTPBody(std::make_shared<const std::string>(64u << 20, 'e'));
