@@ -22,9 +22,7 @@ constexpr std::chrono::seconds kLongestLife{10};
 [[noreturn]] void exitWithTransfersInFlight(const ServerProcess& server, bool hostUsesOpenSSLFirst,
                                             std::chrono::microseconds moment) {
   if (hostUsesOpenSSLFirst) TestCertificate();
-  NSURLSessionConfiguration configuration;
-  configuration.certificateAuthorityFile = server.certificates();
-  NSURLSession session(configuration);
+  NSURLSession session({.certificateAuthorityFile = server.certificates()});
   NSURLRequest upload(server.url());
   upload.setHTTPMethod("POST");
   upload.setHTTPBody(std::make_shared<const std::string>(16u << 20, 'e'));

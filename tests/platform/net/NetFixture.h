@@ -42,6 +42,12 @@ struct TrustingConfiguration : platform::NSURLSessionConfiguration {
 
 class SessionTest : public testing::Test {
  protected:
+  static void SetUpTestSuite() {
+    using platform::NetworkReachability;
+    NetworkReachability::installFlagSource(
+        [](const NetworkReachability::Target&) { return platform::kNetworkReachabilityFlagsReachable; });
+  }
+
   static platform::NSURLRequest get(const std::string& url, double timeout = 20) {
     return platform::NSURLRequest(platform::NSURL::create(url).value(),
                                   platform::NSURLRequestCachePolicy::useProtocolCachePolicy, timeout);
@@ -82,12 +88,6 @@ class NetTest : public SessionTest {
    private:
     std::future<Outcome> future_;
   };
-
-  static void SetUpTestSuite() {
-    using platform::NetworkReachability;
-    NetworkReachability::installFlagSource(
-        [](const NetworkReachability::Target&) { return platform::kNetworkReachabilityFlagsReachable; });
-  }
 
   static platform::NSURLRequest post(const std::string& url, std::string body, double timeout = 20) {
     platform::NSURLRequest request = get(url, timeout);

@@ -3,9 +3,9 @@
 #include <atomic>
 #include <cstdlib>
 
-#include "tests/platform/net/DeadPort.h"
 #include "tests/platform/net/ExitFixture.h"
 #include "tests/platform/net/WebSocketFixture.h"
+#include "tests/support/DeadPort.h"
 #include "tests/support/ResourceLimit.h"
 
 namespace {
@@ -57,8 +57,6 @@ TEST_F(WebSocketEndTest, TellsHowAnUpgradeFailed) {
 }
 
 TEST_F(WebSocketEndTest, CannotConnect) {
-  NetworkReachability::installFlagSource(
-      [](const NetworkReachability::Target&) { return kNetworkReachabilityFlagsReachable; });
   const DeadPort port(DeadPort::Kind::refuses);
   for (const auto& [url, code] : {std::pair(port.url("ws"), -1004),
                                   {"ws://" + std::string(64, 'a') + "/", -1003},
