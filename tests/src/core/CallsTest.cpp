@@ -218,29 +218,6 @@ TEST_F(PropertiesAndIdentityTest, AUserIsAnonymousUntilIdentifiedAndANewOneUnder
   EXPECT_TRUE(isNewUserWithNewSession());
 }
 
-TEST_F(PropertiesAndIdentityTest, TheLastIdentityCallWins) {
-  const struct {
-    std::vector<std::string> calls;  // "-" resets
-    Value identity;
-    std::size_t sent;
-  } cases[] = {{{"grace", "mary"}, "mary", 2}, {{"grace", "-"}, nullptr, 1},
-               {{"-", "grace"}, "grace", 1},   {{"grace", ""}, "grace", 1},
-               {{"grace", "ada"}, "ada", 2},   {{"grace", "grace"}, "grace", 1}};
-  for (const auto& [calls, identity, sent] : cases) {
-    SCOPED_TRACE(PrintToString(calls));
-    Kova::identify("ada");
-    device.upload();
-    const std::size_t before = device.receivedTargets("/api/identify_v3").size();
-    for (const std::string& name : calls) name == "-" ? Kova::resetIdentity() : Kova::identify(name);
-    Kova::track("Checkout");
-    device.upload();
-    EXPECT_EQ(device.receivedTargets("/api/identify_v3").size(), before + sent);
-    EXPECT_EQ(at(lastMessage(), "user/identity"), identity);
-    EXPECT_EQ(at(lastMessage(), "user/id"), Value(*Kova::userId()));
-    EXPECT_EQ(at(lastMessage(), "sessionInfo/id"), Value(*Kova::sessionId()));
-  }
-}
-
 // Commits in the log of the library's database: the frames that say how large the database is after them.
 std::size_t commitsInLog() {
   std::ifstream log(directories().preferences + "/" + directories().applicationIdentifier + ".sqlite-wal",

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <functional>
 #include <set>
 
 #include "src/core/KovaLogger.h"
@@ -42,19 +42,18 @@ TEST(KovaUtil, TellsWhetherTheAppIsInTheBackgroundAndWarnsOffTheMainThread) {
   SimulatedDevice device;
   KovaLogger::sharedInstance().setLogLevel(kKovaLogLevelDebug);
   const auto state = [] { return KovaUtil::appVisibilityState("a:test:"); };
-  EXPECT_EQ(state(), 2);
-  device.application->becomeInactive();
-  EXPECT_EQ(state(), 2);
-  device.application->enterBackground();
-  EXPECT_EQ(state(), 1);
-  KovaUtil::setAppVisibilityStateOverride(2);
-  EXPECT_EQ(state(), 2);
-  KovaUtil::setAppVisibilityStateOverride(std::nullopt);
-  EXPECT_EQ(state(), 1);
-  UIApplication::setSharedApplication(nullptr);
-  EXPECT_EQ(state(), 2);
-  KovaUtil::setAppVisibilityStateOverride(1);
-  EXPECT_EQ(state(), 1);
+  const std::pair<std::function<void()>, int> steps[] = {
+      {[] {}, 2},
+      {[&] { device.application->becomeInactive(); }, 2},
+      {[&] { device.application->enterBackground(); }, 1},
+      {[] { KovaUtil::setAppVisibilityStateOverride(2); }, 2},
+      {[] { KovaUtil::setAppVisibilityStateOverride(std::nullopt); }, 1},
+      {[] { UIApplication::setSharedApplication(nullptr); }, 2},
+      {[] { KovaUtil::setAppVisibilityStateOverride(1); }, 1}};
+  for (const auto& each : steps) {
+    each.first();
+    EXPECT_EQ(state(), each.second) << "after step " << &each - steps;
+  }
   EXPECT_TRUE(device.log().empty());
   KOVA_serialStateQueue()->addOperationWithBlock([&] { EXPECT_EQ(state(), 1); });
   device.drain();
