@@ -17,10 +17,28 @@ using namespace testing;
 namespace {
 
 using platform::Value;
-using CustomEventTest = TrackerTest;
 
-TEST_F(CustomEventTest, EachKindHasItsEventDictionaryAndItsDebugLine) {
-  device.startAndSettle();
+class CallsTest : public TrackerTest {
+ protected:
+  CallsTest() {
+    device.startAndSettle();
+    userId = Kova::userId().value();
+    sessionId = Kova::sessionId().value();
+  }
+
+  // Since this was asked last.
+  bool isNewUserWithNewSession() {
+    const std::string user = std::exchange(userId, Kova::userId().value());
+    const std::string session = std::exchange(sessionId, Kova::sessionId().value());
+    EXPECT_EQ(user == userId, session == sessionId);
+    return user != userId;
+  }
+
+  std::string userId;
+  std::string sessionId;
+};
+
+TEST_F(CallsTest, EachKindHasItsEventDictionaryAndItsDebugLine) {
   const Dictionary none, a{{"a", 1}}, b{{"b", true}};
   const struct {
     std::function<void()> call;
@@ -60,15 +78,14 @@ TEST_F(CustomEventTest, EachKindHasItsEventDictionaryAndItsDebugLine) {
 
 // What a thread other than the main one calls passes through the main queue, and must not be overtaken by
 // what it calls next.
-TEST_F(CustomEventTest, CallsOfOneThreadTakeEffectInTheirOrder) {
-  device.startAndSettle();
+TEST_F(CallsTest, CallsOfOneThreadTakeEffectInTheirOrder) {
   const auto worker = device.scheduler.makeSerialQueue("worker", QualityOfService::Default);
   for (const bool isOnWorker : {false, true}) {
     SCOPED_TRACE(isOnWorker);
     Kova::identify("ada");
     device.drain();
-    const std::string userId = *Kova::userId();
-    const std::string sessionId = *Kova::sessionId();
+    const std::string user = *Kova::userId();
+    const std::string session = *Kova::sessionId();
     const NSDate before = device.scheduler.now();
     const auto calls = [&] {
       Kova::addEventProperties({{"tier", "gold"}});
@@ -84,8 +101,8 @@ TEST_F(CustomEventTest, CallsOfOneThreadTakeEffectInTheirOrder) {
     ASSERT_GE(messages.size(), 2u);
     const Dictionary& bye = messages[messages.size() - 2];
     const Dictionary& hello = messages.back();
-    EXPECT_EQ(at(bye, "user"), (Value{{"id", userId}, {"identity", "ada"}}));
-    EXPECT_EQ(at(bye, "sessionInfo/id"), Value(sessionId));
+    EXPECT_EQ(at(bye, "user"), (Value{{"id", user}, {"identity", "ada"}}));
+    EXPECT_EQ(at(bye, "sessionInfo/id"), Value(session));
     EXPECT_EQ(json(at(bye, "properties")), R"({"tier":{"string":"gold"}})");
     EXPECT_EQ(at(bye, "timestamp"), Value(KovaUtil::epochStringForDate(before)));
     EXPECT_EQ(at(hello, "user"), (Value{{"id", *Kova::userId()}}));
@@ -95,8 +112,7 @@ TEST_F(CustomEventTest, CallsOfOneThreadTakeEffectInTheirOrder) {
   }
 }
 
-TEST_F(CustomEventTest, IsRefusedWhileTooManyWait) {
-  device.startAndSettle();
+TEST_F(CallsTest, IsRefusedWhileTooManyWait) {
   std::vector<KIWaitingRoom::Seat> others;
   while (auto seat = KIWaitingRoom::takeSeat()) others.push_back(*std::move(seat));
   EXPECT_EQ(others.size(), KIWaitingRoom::kSeats);
@@ -114,8 +130,7 @@ TEST_F(CustomEventTest, IsRefusedWhileTooManyWait) {
   EXPECT_THAT(sentEvents(), Not(Contains("crowd")));
 }
 
-TEST_F(CustomEventTest, WhatIsNoDictionaryIsDiscardedWithALine) {
-  device.startAndSettle();
+TEST_F(CallsTest, WhatIsNoDictionaryIsDiscardedWithALine) {
   const std::pair<std::function<void()>, std::string> cases[] = {
       {[] { Kova::addEventProperties("text"); }, "NSString"},
       {[] { Kova::addUserProperties(3); }, "NSNumber"},
@@ -129,7 +144,7 @@ TEST_F(CustomEventTest, WhatIsNoDictionaryIsDiscardedWithALine) {
             R"({"customEvent":{"type":"Checkout"},"appVisibilityState":2})");
 }
 
-TEST_F(CustomEventTest, ValuesBecomeTheirDescriptionsAndBooleansStay) {
+TEST_F(CallsTest, ValuesBecomeTheirDescriptionsAndBooleansStay) {
   const Value properties{{"text", "a \"b\""},
                          {"three", 3},
                          {"real", 2.5},
@@ -159,27 +174,7 @@ TEST_F(CustomEventTest, ValuesBecomeTheirDescriptionsAndBooleansStay) {
                         R"("nested":"{\n    key =     (\n        1,\n        \"b c\"\n    );\n}"})");
 }
 
-class PropertiesAndIdentityTest : public TrackerTest {
- protected:
-  PropertiesAndIdentityTest() {
-    device.startAndSettle();
-    userId = Kova::userId().value();
-    sessionId = Kova::sessionId().value();
-  }
-
-  // Since this was asked last.
-  bool isNewUserWithNewSession() {
-    const std::string user = std::exchange(userId, Kova::userId().value());
-    const std::string session = std::exchange(sessionId, Kova::sessionId().value());
-    EXPECT_EQ(user == userId, session == sessionId);
-    return user != userId;
-  }
-
-  std::string userId;
-  std::string sessionId;
-};
-
-TEST_F(PropertiesAndIdentityTest, AUserIsAnonymousUntilIdentifiedAndANewOneUnderAnotherNameOrOnceReset) {
+TEST_F(CallsTest, AUserIsAnonymousUntilIdentifiedAndANewOneUnderAnotherNameOrOnceReset) {
   EXPECT_THAT(linesOf([] { Kova::identify(""); }), IsEmpty());
   EXPECT_THAT(
       linesOf([] {
@@ -229,7 +224,7 @@ std::size_t commitsInLog() {
   return commits;
 }
 
-TEST_F(PropertiesAndIdentityTest, AnIdentityCallIsStoredInOneStep) {
+TEST_F(CallsTest, AnIdentityCallIsStoredInOneStep) {
   for (const char* name : {"ada", "grace", static_cast<const char*>(nullptr)}) {
     const std::size_t before = commitsInLog();
     name ? Kova::identify(name) : Kova::resetIdentity();
@@ -238,7 +233,7 @@ TEST_F(PropertiesAndIdentityTest, AnIdentityCallIsStoredInOneStep) {
   }
 }
 
-TEST_F(PropertiesAndIdentityTest, ChangesOfPropertiesAreToldAndAddedOnlyWhileTracking) {
+TEST_F(CallsTest, ChangesOfPropertiesAreToldAndAddedOnlyWhileTracking) {
   const auto nowAre = [](const std::string& call, const std::string& properties) {
     return ElementsAre("[KOVA DEBUG]: Called +[Kova " + call + "]. Event properties are now: {\n" +
                        properties + "}");
@@ -261,7 +256,7 @@ TEST_F(PropertiesAndIdentityTest, ChangesOfPropertiesAreToldAndAddedOnlyWhileTra
   EXPECT_THAT(linesOf([] { Kova::clearEventProperties(); }), nowAre("clearEventProperties", ""));
 }
 
-TEST_F(PropertiesAndIdentityTest, ACallIsDoneOnceTheStoreHasIt) {
+TEST_F(CallsTest, ACallIsDoneOnceTheStoreHasIt) {
   const std::string calls = directories().applicationSupport + "/kova-12345.calls";
   const auto left = [&calls] {  // to a process that would start now
     const std::string copy = calls + ".copy";
