@@ -42,10 +42,10 @@ TEST_F(LinuxHostTest, FollowsTheBaseDirectoriesOfTheUser) {
     EXPECT_EQ(NSFileManager().directory(path), expected);
   }
   EXPECT_EQ(directories().applicationIdentifier, "com.example.storefront");
-}
 
-TEST_F(LinuxHostTest, WithoutAHomeInTheEnvironmentTheUsersOwnIsFound) {
+  // Without a home in the environment it is the one that the system knows.
   unsetenv("HOME");
+  unsetenv("XDG_CACHE_HOME");
   setenv("XDG_DATA_HOME", root.c_str(), 1);
   installLinuxHost({"Storefront", "com.example.storefront", ""});
   EXPECT_THAT(NSFileManager().directory(SearchPath::Caches),
@@ -64,11 +64,11 @@ TEST_F(LinuxHostTest, TheDocumentsDirectoryKeepsTheTimeOfInstallation) {
   EXPECT_EQ(installed().creationDate, first.creationDate);
 }
 
-TEST_F(LinuxHostTest, TheVendorIdentifierDependsOnMachineAndApplicationAlone) {
+TEST_F(LinuxHostTest, KnowsTheMachine) {
   const std::string path = machineId("0123456789abcdef0123456789abcdef\n");
   const std::optional<NSUUID> id = vendorIdentifier("com.example.a", path);
-  // The first half of the SHA-256 digest of the machine id, a line feed and the identifier, with version and
-  // variant.
+  // Of machine and application alone: the first half of the SHA-256 digest of the machine id, a line feed and
+  // the identifier, with version and variant.
   ASSERT_TRUE(id);
   EXPECT_EQ(id->UUIDString(), "B28C8F93-0669-8408-B523-F8ADDFE339D6");
   EXPECT_EQ(vendorIdentifier("com.example.a", path), id);
@@ -77,9 +77,8 @@ TEST_F(LinuxHostTest, TheVendorIdentifierDependsOnMachineAndApplicationAlone) {
   EXPECT_FALSE(vendorIdentifier("com.example.a", machineId("\n")));
   EXPECT_FALSE(vendorIdentifier("com.example.a", machineId("uninitialized\n")));
   EXPECT_FALSE(vendorIdentifier("com.example.a", root + "/missing"));
-}
 
-TEST_F(LinuxHostTest, KnowsAModelAndAVersionOfOneLine) {
+  // Model and version are one line each.
   for (const auto& fact : {deviceModel(), systemVersion()}) {
     ASSERT_TRUE(fact);
     EXPECT_THAT(*fact, testing::MatchesRegex("[^\n \"]([^\n\"]*[^\n \"])?"));

@@ -3,8 +3,8 @@
 #include <filesystem>
 
 #include "platform/dispatch/DispatchQueue.h"
-#include "tests/platform/net/ExitFixture.h"
 #include "tests/platform/net/NetFixture.h"
+#include "tests/platform/net/ServerProcess.h"
 #include "tests/support/ResourceLimit.h"
 
 namespace {
@@ -266,28 +266,6 @@ TEST_F(NSURLSessionTest, TrustsTheCertificatesItIsGiven) {
     EXPECT_EQ(secure.lastRequest().target.size(), target.size());
     EXPECT_EQ(secure.wasOfferedHTTP2(), length == 100) << length;
   }
-}
-
-// Uploads are in the middle of their TLS streams when the host leaves, which has used OpenSSL before.
-TEST(NSURLSessionDeathTest, ExitsAtOnceWithUploadsInFlight) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        TimedExit timed;
-        const ServerProcess server;
-        const TestCertificate certificate;
-        NSURLSession session({.certificateAuthorityFile = server.certificates()});
-        NSURLRequest upload(server.url());
-        upload.setHTTPMethod("POST");
-        upload.setHTTPBody(std::make_shared<const std::string>(64u << 20, 'e'));
-        for (int i = 0; i < 4; ++i) session.dataTask(upload)->resume();
-        std::promise<void> answered;
-        session.dataTask(server.url(), [&](auto, auto, auto) { answered.set_value(); })->resume();
-        answered.get_future().wait();
-        server.forgetCertificates();
-        timed.exit();
-      },
-      testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdlib>
 
-#include "tests/platform/net/ExitFixture.h"
 #include "tests/platform/net/WebSocketFixture.h"
 #include "tests/support/DeadPort.h"
 #include "tests/support/ResourceLimit.h"
@@ -218,31 +217,6 @@ TEST_F(WebSocketEndTest, SaysGoodbyeWhenCancelledOrDropped) {
     outstanding = neverResumed.asksForMessage();
   }
   EXPECT_EQ(resultOf(std::move(outstanding)).code(), -999);
-}
-
-// Large messages are on their way both ways, within TLS, when the host leaves.
-TEST(WebSocketDeathTest, ExitsAtOnceWithSocketsOpen) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        TimedExit timed;
-        const TestCertificate& certificate = *new TestCertificate;
-        std::optional<TrustingConfiguration> configuration(certificate);
-        NSURLSession session(*configuration);
-        WebSocketServer& server = *new WebSocketServer(WebSocketServer::echo, &certificate);
-        std::vector<Socket> sockets;
-        for (int i = 0; i < 4; ++i) {
-          Socket& socket = sockets.emplace_back(session, NSURLRequest(NSURL::create(server.url()).value()));
-          socket.task->resume();
-          socket.sendText("x");
-          socket.receive();
-          socket.asksForMessage();
-          socket.sends(Message::withData(std::string(64u << 20, 'e')));
-        }
-        configuration.reset();
-        timed.exit();
-      },
-      testing::ExitedWithCode(0), "");
 }
 
 // The first of the process, which opens the descriptors of all.

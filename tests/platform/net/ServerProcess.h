@@ -4,9 +4,7 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -50,23 +48,4 @@ class ServerProcess {
 
   const std::string certificates_;
   int port_ = 0;
-};
-
-// Ends the process by exit: with 0 if that takes less than half a second, where waiting for a transfer would
-// take far longer. Made first, so that it judges after everything that others do at exit.
-class TimedExit {
- public:
-  TimedExit() {
-    std::atexit([] {
-      const auto passed = std::chrono::steady_clock::now() - began;
-      std::_Exit(passed < std::chrono::milliseconds(500) ? 0 : 3);
-    });
-  }
-  [[noreturn]] void exit() {
-    began = std::chrono::steady_clock::now();
-    std::exit(0);
-  }
-
- private:
-  static inline std::chrono::steady_clock::time_point began;
 };
