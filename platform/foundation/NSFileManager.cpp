@@ -58,10 +58,11 @@ NSError posixError(int code, const std::string& path) {
 // None with errno set.
 std::optional<std::string> readWhole(const std::string& path) {
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat facts;
-  if (!file.isOpen() || ::fstat(file.number(), &facts) != 0) return std::nullopt;
+  if (!file.isOpen()) return std::nullopt;
 
   // The size is a hint: the file may grow while it is read, and files that the kernel makes up state none.
+  struct stat facts {};
+  if (::fstat(file.number(), &facts) != 0) facts.st_size = 0;
   constexpr std::size_t kStep = 4096;
   std::string bytes;
   std::size_t length = 0;

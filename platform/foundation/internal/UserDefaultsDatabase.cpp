@@ -45,9 +45,11 @@ bool isPassing(int code) {
   return primary == SQLITE_FULL || primary == SQLITE_BUSY || primary == SQLITE_TOOBIG;
 }
 
-std::uint64_t sizeOf(const std::string& path) {
+// 0 where there is no file; none where that cannot be told.
+std::optional<std::uint64_t> sizeOf(const std::string& path) {
   struct stat facts;
-  return ::stat(path.c_str(), &facts) == 0 ? static_cast<std::uint64_t>(facts.st_size) : 0;
+  if (::stat(path.c_str(), &facts) == 0) return static_cast<std::uint64_t>(facts.st_size);
+  return errno == ENOENT || errno == ENOTDIR ? std::optional<std::uint64_t>(0) : std::nullopt;
 }
 
 std::string timeForFileName() {
@@ -166,9 +168,7 @@ int UserDefaultsDatabase::openOrReplace() {
 bool UserDefaultsDatabase::mayHoldSomething(int code) const {
   if (isDamage(code) || code == kTableForeign) return false;
   if ((code & 0xff) == SQLITE_BUSY) return true;
-  struct stat facts;
-  if (::stat(path_.c_str(), &facts) != 0) return errno != ENOENT && errno != ENOTDIR;
-  return facts.st_size > 0 || sizeOf(path_ + "-wal") > 0;
+  return sizeOf(path_) != 0 || sizeOf(path_ + "-wal") != 0;
 }
 
 // Where nothing can be written, or nothing has been since the last checkpoint.
@@ -181,7 +181,7 @@ bool UserDefaultsDatabase::isCompleteWithoutLog(int code) const {
 int UserDefaultsDatabase::connect() {
   close();
   // SQLite would take a database that was cut to nothing for a new one, and delete its log.
-  if (sizeOf(path_) == 0 && sizeOf(path_ + "-wal") > 0) return SQLITE_CORRUPT;
+  if (sizeOf(path_) == 0 && sizeOf(path_ + "-wal").value_or(0) > 0) return SQLITE_CORRUPT;
   // SQLite gives its log and index the mode of the database, which it would let everybody read.
   const int made = ::open(path_.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
   if (made >= 0) ::close(made);

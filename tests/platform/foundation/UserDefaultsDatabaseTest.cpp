@@ -154,6 +154,14 @@ TEST_F(UserDefaultsTest, WithoutADescriptorTheStoreIsUnreadableNotEmpty) {
   EXPECT_FALSE(defaults->stringForKey("missing").isUnreadable());
 }
 
+TEST_F(UserDefaultsTest, WhatCannotBeLookedAtIsUnreadableNotDamaged) {
+  std::filesystem::create_directories(preferences);
+  std::filesystem::create_symlink(path(), path());  // to itself
+  NSFileManager().createFile(path() + "-wal", "log");
+  EXPECT_TRUE(open()->objectForKey("key").isUnreadable());
+  EXPECT_TRUE(std::filesystem::is_symlink(path()));
+}
+
 TEST_F(UserDefaultsTest, WaitsForAnotherProcessATenthOfASecondInAll) {
   open()->setObject("stored", "key");
   const int directory = ::open(preferences.c_str(), O_RDONLY | O_DIRECTORY);
