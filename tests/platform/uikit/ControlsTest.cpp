@@ -1,4 +1,5 @@
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "platform/foundation/NSNotificationCenter.h"
@@ -34,15 +35,16 @@ class ControlsTest : public UIKitTest {
     for (const auto& target : targets) button->addTarget(target, SEL(action), UIControlEvents::TouchUpInside);
     return button;
   }
+  void listenTo(UIControl& control, std::initializer_list<std::pair<const char*, UIControlEvents>> actions) {
+    for (const auto& [action, events] : actions) control.addTarget(listener, SEL(action), events);
+  }
   std::shared_ptr<UITextField> placeField(const char* name, double y) {
     const auto field = place(std::make_shared<UITextField>(), CGRectMake(20, y, 350, 34));
     field->setAccessibilityIdentifier(name);
-    for (const auto& [action, event] : {std::pair("began:", UIControlEvents::EditingDidBegin),
-                                        {"changed:", UIControlEvents::EditingChanged},
-                                        {"ended:", UIControlEvents::EditingDidEnd},
-                                        {"returned:", UIControlEvents::EditingDidEndOnExit}}) {
-      field->addTarget(listener, SEL(action), event);
-    }
+    listenTo(*field, {{"began:", UIControlEvents::EditingDidBegin},
+                      {"changed:", UIControlEvents::EditingChanged},
+                      {"ended:", UIControlEvents::EditingDidEnd},
+                      {"returned:", UIControlEvents::EditingDidEndOnExit}});
     return field;
   }
   std::string afterTapOn(const UIView& view, std::optional<CGRect> part = std::nullopt) {
@@ -67,15 +69,12 @@ class ControlsTest : public UIKitTest {
 
 TEST_F(ControlsTest, TouchesBecomeEvents) {
   const auto button = placeButton({listener}, "up:");
-  for (const auto& [action, events] :
-       {std::pair("down:", UIControlEvents::TouchDown),
-        {"again:", UIControlEvents::TouchDownRepeat},
-        {"drag:", UIControlEvents::TouchDragInside | UIControlEvents::TouchDragOutside},
-        {"outside:", UIControlEvents::TouchUpOutside},
-        {"cancelled:", UIControlEvents::TouchCancel},
-        {"up:", UIControlEvents::TouchUpInside}}) {  // the last one no second time
-    button->addTarget(listener, SEL(action), events);
-  }
+  listenTo(*button, {{"down:", UIControlEvents::TouchDown},
+                     {"again:", UIControlEvents::TouchDownRepeat},
+                     {"drag:", UIControlEvents::TouchDragInside | UIControlEvents::TouchDragOutside},
+                     {"outside:", UIControlEvents::TouchUpOutside},
+                     {"cancelled:", UIControlEvents::TouchCancel},
+                     {"up:", UIControlEvents::TouchUpInside}});  // the last one no second time
   EXPECT_EQ(after("down 150 320, move 150 405, up"), "down:! drag:! up:") << "65 points below";
   EXPECT_EQ(after("tap 110 330, down 110 330, move 110 415, up"), "down:! up: down:! again:! drag: outside:");
   EXPECT_EQ(after("down 190 310, cancel"), "down:! cancelled:");
