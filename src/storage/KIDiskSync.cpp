@@ -11,6 +11,10 @@ using namespace platform;
 
 namespace {
 
+// A file system's clock ticks every 10 ms at the longest. What is written after it has been looked at, within
+// the same tick, leaves the time that it had; so what has just changed is not known, and comes again.
+constexpr double kLongestTick = 0.02;  // seconds, with some to spare
+
 // One in a process, never destroyed.
 NSOperationQueue& diskQueue() {
   static const auto& queue = *new std::shared_ptr<NSOperationQueue>([] {
@@ -79,7 +83,7 @@ void KIDiskSync::addChanged(const std::string& path, std::vector<std::string>& c
   const Stamp stamp{facts->size, facts->modificationDate.timeIntervalSince1970()};
   const auto known = synced_.find(path);
   const bool isChanged = known == synced_.end() || known->second != stamp;
-  stamps[path] = stamp;
+  if (facts->secondsSinceModification > kLongestTick) stamps[path] = stamp;
   if (facts->kind == FileKind::Directory) {
     const std::string within = path + "/";
     if (!isChanged) {

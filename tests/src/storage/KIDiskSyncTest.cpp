@@ -5,6 +5,7 @@
 
 #include "tests/src/storage/QueueFixture.h"
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -13,7 +14,13 @@ namespace {
 
 class KIDiskSyncTest : public QueueTest {
  protected:
-  void write(const std::string& name) { std::ofstream(folder + name, std::ios::app) << "x"; }
+  // Long enough ago, and a second behind the write before it, so that a further write can be told from this
+  // one.
+  void write(const std::string& name) {
+    std::ofstream(folder + name, std::ios::app) << "x";
+    for (std::filesystem::path path(name); !path.empty(); path = path.parent_path())
+      std::filesystem::last_write_time(folder + path.string(), lastWrite += std::chrono::seconds(1));
+  }
   // Names below the folder, in their order.
   std::vector<std::string> synchronize() {
     synced.clear();
@@ -23,6 +30,8 @@ class KIDiskSyncTest : public QueueTest {
   }
 
   const std::string folder = platform::directories().caches + "/";
+  std::filesystem::file_time_type lastWrite =
+      std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
   std::vector<std::string> synced;
   bool isFailing = false;
   const std::shared_ptr<KIDiskSync> disk = std::make_shared<KIDiskSync>([this](const std::string& path) {
@@ -39,10 +48,23 @@ TEST_F(KIDiskSyncTest, SyncsWhatHasChangedAndADirectoryBehindItsFiles) {
   write("calls");
   EXPECT_THAT(synchronize(), ElementsAre("calls"));
   write("batches/2");
-  std::filesystem::last_write_time(folder + "batches",
-                                   std::filesystem::file_time_type::clock::now() + std::chrono::seconds(1));
   EXPECT_THAT(synchronize(), UnorderedElementsAre("batches/2", "batches"));
   EXPECT_THAT(synchronize(), IsEmpty());
+}
+
+// Two writes within a tick of the file system's clock leave the same time.
+TEST_F(KIDiskSyncTest, SyncsAgainWhatMayHaveChangedSinceWithinOneTick) {
+  std::filesystem::create_directory(folder + "batches");
+  const auto moment = std::filesystem::file_time_type::clock::now() + std::chrono::hours(1);
+  const auto writeWithinTheTick = [&](const std::string& name) {
+    std::ofstream(folder + name) << "x";
+    for (const std::string& path : {name, std::string("batches")})
+      std::filesystem::last_write_time(folder + path, moment);
+  };
+  writeWithinTheTick("batches/1");
+  synchronize();
+  writeWithinTheTick("batches/2");
+  EXPECT_THAT(synchronize(), Contains("batches/2"));
 }
 
 TEST_F(KIDiskSyncTest, GivesTheDiskOneRunAtATimeAndThenWhatIsNew) {
