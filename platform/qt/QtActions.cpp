@@ -66,6 +66,7 @@ QtActions& QtActions::shared() {
 
 void QtActions::watch(QWidget& widget) {
   QWidget* const sender = &widget;
+  QObject::disconnect(sender, nullptr, &receiver_, nullptr);
   const auto sends = [this, sender](const char* signature) {
     return [this, sender, signature] { guardedFromQt([&] { send(*sender, signature); }); };
   };

@@ -23,7 +23,8 @@ class QtActions {
  public:
   static QtActions& shared();
 
-  // Once for each widget; an action, which several widgets may have, as often as they like.
+  // As often as you like: Qt polishes a widget again whose base had it polished while that was constructed,
+  // and several widgets may have an action.
   void watch(QWidget& widget);
   void watch(QAction& action);
   // The widget, or what the shortcut belongs to, is about to get what the user did. An app whose slot comes

@@ -70,6 +70,26 @@ QAction* makeEntry(QMainWindow& window, Slot slot) {
   return entry;
 }
 
+// A button whose base has itself polished in its constructor: Qt does so again when the object is whole.
+class PolishedByItsBase : public QPushButton {
+ public:
+  explicit PolishedByItsBase(QWidget* parent) : QPushButton(parent) {
+    ensurePolished();
+    isWhole_ = true;
+  }
+  const QMetaObject* metaObject() const override {
+    static const QMetaObject whole = [] {
+      QMetaObject made = QPushButton::staticMetaObject;
+      made.d.superdata = &QPushButton::staticMetaObject;
+      return made;
+    }();
+    return isWhole_ ? &whole : &QPushButton::staticMetaObject;
+  }
+
+ private:
+  bool isWhole_ = false;
+};
+
 class QtActions : public testing::Test {
  protected:
   // What is told of the sender that is made, when it is used, however the slot behaves.
@@ -97,7 +117,7 @@ class QtActions : public testing::Test {
 
 TEST_F(QtActions, OfButtonsAreToldOnceAndBeforeWhatTheirSlotDoes) {
   const auto make = [](QMainWindow& window, Slot slot) {
-    auto& button = in<QPushButton>(window);
+    auto& button = in<PolishedByItsBase>(window);
     button.setText("&Go");
     connect(&button, &QPushButton::clicked, slot);
     return &button;
