@@ -134,6 +134,7 @@ TEST_F(KeyValueObserving, TellsTheNewValueOnceForEachAdditionWithItsContextUntil
 }
 
 TEST_F(KeyValueObserving, RefusesWhatWasNeverAddedAndKeysThatAreNot) {
+  EXPECT_THROW(unobserve(first), NotAnObserverError);
   observe(first);
   EXPECT_THROW(unobserve(second), NotAnObserverError);
   EXPECT_THROW(touch->removeObserver(*first, "phase", otherContext), NotAnObserverError);
