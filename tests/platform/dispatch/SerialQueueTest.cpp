@@ -276,12 +276,12 @@ TEST_F(SerialQueueTest, OperationQueuesRunOnTheirUnderlyingQueueOrTheirOwn) {
   const auto given = std::make_shared<NSOperationQueue>(), own = std::make_shared<NSOperationQueue>();
   given->setUnderlyingQueue(underlying);
   int runs = 0;
-  NSBlockOperation operation([&] {
+  NSBlockOperation operation([&] { ++runs; });
+  for (int i = 0; i < 2; ++i) operation.start();
+  given->addOperation(NSBlockOperation([&] {
     EXPECT_TRUE(underlying->isCurrent() && given->isCurrent() && !own->isCurrent());
     ++runs;
-  });
-  for (int i = 0; i < 2; ++i) underlying->async([&] { operation.start(); });
-  given->addOperation(NSBlockOperation([&] { ++runs; }));
+  }));
   given->waitUntilAllOperationsAreFinished();
   EXPECT_EQ(runs, 2) << "one of them is started twice, and runs once";
   std::promise<void> done;
