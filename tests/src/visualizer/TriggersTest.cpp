@@ -95,7 +95,7 @@ TEST_F(TriggersTest, TheLowThresholdTakesOneFingerAndRecordsTheDetection) {
   EXPECT_THAT(press(2, 1, *window), ElementsAre(kTriggered));
   user.waits(1.1);
   EXPECT_THAT(press(2, 1, *window), ElementsAre(kTriggered));
-  send();
+  device.upload();
   EXPECT_EQ(std::ranges::count(sentEvents(), "kova.testing.KovaEVTrigger"), 2);
 }
 
