@@ -26,6 +26,8 @@ NSOperationQueue& diskQueue() {
   return *queue;
 }
 
+bool isGone(const std::string& path) { return NSFileManager().fileExists(path) == FileKind::None; }
+
 }  // namespace
 
 KIDiskSync::KIDiskSync()
@@ -54,7 +56,7 @@ void KIDiskSync::begin(Request request) {
                                   stamps = std::move(stamps), done = std::move(request.done)] {
                                    bool isOnDisk = true;
                                    for (const std::string& path : changed)
-                                     isOnDisk = self->sync_(path) && isOnDisk;
+                                     isOnDisk = (self->sync_(path) || isGone(path)) && isOnDisk;
                                    KOVA_addSafeOperationWithBlock(*KOVA_serialStateQueue(),
                                                                   [self, isOnDisk, stamps, done] {
                                                                     kova::mutationQueue.isHere();

@@ -28,7 +28,7 @@ class KIDiskSync : public std::enable_shared_from_this<KIDiskSync> {
   // that order, a directory behind its files. While the queue is still at what it was given last, the newest
   // request waits for it.
   // What changed in the last moments counts as changed the next time, too.
-  // Calls `done` when all of it is on disk, unless nothing has changed.
+  // Calls `done` when all of it is on disk that is still there, unless nothing has changed.
   void synchronize(
       std::vector<std::string> paths, std::function<void()> done = [] {}) KOVA_ON_MUTATION_QUEUE;
 

@@ -88,4 +88,17 @@ TEST_F(KIDiskSyncTest, TriesAgainWhatTheDiskHasNotTaken) {
   EXPECT_THAT(synchronize(), ElementsAre("calls"));
 }
 
+// A batch may have been sent, and its file be gone, before its turn comes.
+TEST_F(KIDiskSyncTest, DoesNotMissWhatIsGoneByThen) {
+  bool isDone = false;
+  write("calls");
+  const auto gone = std::make_shared<KIDiskSync>([](const std::string& path) {
+    std::filesystem::remove(path);
+    return false;
+  });
+  gone->synchronize({folder + "calls"}, [&isDone] { isDone = true; });
+  device.drain();
+  EXPECT_TRUE(isDone);
+}
+
 }  // namespace
