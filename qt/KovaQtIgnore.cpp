@@ -82,8 +82,11 @@ void applyProperty(QWidget& widget, const QByteArray& name) {
   }
 }
 
-void applyClassRules(QWidget& widget, UIView& view) {
+void applyRules(QWidget& widget, UIView& view) {
   for (const ClassRule& rule : classRules()) apply(rule, widget, view);
+  for (const Flag& flag : kFlags) {
+    if (const QVariant own = widget.property(flag.property); own.isValid()) flag.set(view, own.toBool());
+  }
 }
 
 void setClassRule(const QString& className, KovaQtRule rule, bool holds) {

@@ -13,8 +13,9 @@ namespace kovaqt {
 
 // One of the properties of KovaQt.h was set or taken away; any other name is left alone.
 void applyProperty(QWidget& widget, const QByteArray& name);
-// A view was made for the widget, which has been told nothing by properties so far.
-void applyClassRules(QWidget& widget, platform::UIView& view);
+// A view was made for the widget: does with it what the rules of its classes, and then its own properties,
+// say.
+void applyRules(QWidget& widget, platform::UIView& view);
 void setClassRule(const QString& className, KovaQtRule rule, bool holds);
 
 }  // namespace kovaqt

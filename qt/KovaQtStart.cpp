@@ -43,7 +43,7 @@ void startApplication(const KovaQtOptions& options) {
   QtOptions host;
   host.screenProperty = "kovaScreen";
   host.propertyChanged = applyProperty;
-  host.viewMade = applyClassRules;
+  host.viewMade = applyRules;
   if (!options.pairingShortcut.isEmpty()) {
     host.keyPressed = [keys = options.pairingShortcut](QKeyEvent& event) {
       if (!event.isAutoRepeat() && keys.matches(QKeySequence(event.keyCombination()))) Kova::startEVPairing();

@@ -28,11 +28,19 @@ const QtProxies::Proxies* QtProxies::find(const QObject& object) const {
   return found == proxies_.end() || !found->second.owner ? nullptr : &found->second;
 }
 
+// While the constructor of a base runs, the widget is of the base's class, and so is a view that is made
+// then.
+bool QtProxies::isOutgrown(const Proxies& proxies, const QWidget& widget) {
+  const QMetaObject* const now = widget.metaObject();
+  return now != proxies.viewClass && now->inherits(proxies.viewClass) && !proxies.controller;
+}
+
 // The making may ask for other proxies; the place of one stays where it is.
 
 std::shared_ptr<UIView> QtProxies::viewOf(QWidget& widget) {
   Proxies& proxies = proxiesOf(widget);
-  if (proxies.view) return proxies.view;
+  if (proxies.view && !isOutgrown(proxies, widget)) return proxies.view;
+  proxies.viewClass = widget.metaObject();
   proxies.view = makers_.view(widget);
   if (makers_.viewMade) makers_.viewMade(widget, *proxies.view);
   return proxies.view;

@@ -34,7 +34,8 @@ class QtProxies {
   static QtProxies& shared();
   void setMakers(Makers makers) { makers_ = std::move(makers); }
 
-  // Of a widget that is shown (QtTree.h).
+  // Of a widget that is shown (QtTree.h). One that was made while the widget was constructed makes room for
+  // another when the widget is of its own class.
   std::shared_ptr<UIView> viewOf(QWidget& widget);
   std::shared_ptr<UIView> viewOf(QAction& action);
   // Of a window, and of a window or a page. The controller has its view.
@@ -49,11 +50,13 @@ class QtProxies {
  private:
   struct Proxies {
     std::shared_ptr<UIView> view;
+    const QMetaObject* viewClass = nullptr;  // the widget's when its view was made
     std::shared_ptr<UIWindow> window;
     std::shared_ptr<UIViewController> controller;
     QPointer<QObject> owner;  // null once its end has begun: what is made then is nobody's
   };
 
+  static bool isOutgrown(const Proxies& proxies, const QWidget& widget);
   Proxies& proxiesOf(QObject& object);
   const Proxies* find(const QObject& object) const;
 
