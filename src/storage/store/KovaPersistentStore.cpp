@@ -213,7 +213,9 @@ bool KovaPersistentStore::hasFailedInEarlierProcess(std::string_view fileName) c
 }
 
 void KovaPersistentStore::removeJSONObjectDataFromDisk(std::string_view fileName) const {
-  if (const auto path = pathOf(fileName)) fileManager_.removeItem(*path);
+  const auto path = pathOf(fileName);
+  if (!path || fileManager_.removeItem(*path) || fileManager_.fileExists(*path) == FileKind::None) return;
+  fileManager_.createFile(*path, "");  // what was sent must not be found by the next start
 }
 
 std::vector<KovaPersistentStore::Leftover> KovaPersistentStore::sweepLeftovers(
@@ -229,6 +231,7 @@ std::vector<KovaPersistentStore::Leftover> KovaPersistentStore::sweepLeftovers(
     const auto attributes = fileManager_.attributes(*pathOf(name));
     const auto* facts = std::get_if<FileAttributes>(&attributes);
     if (!facts) continue;
+    if (facts->size == 0) removeJSONObjectDataFromDisk(name);
     if (auto found = leftover(name, facts->secondsSinceModification, messageIds))
       byDate.emplace_back(facts->modificationDate, std::move(*found));
   }
