@@ -291,7 +291,7 @@ TEST_F(ReadOnlyUserDefaultsTest, AStoreIsReadAndWhatIsSetIsKeptAndWrittenLater) 
   for (const auto& [name, store, kept, mostLines] : cases) {
     SCOPED_TRACE(name);
     store();
-    whenReadOnly([&] {
+    whenReadOnly([&, kept = kept, mostLines = mostLines] {
       const auto defaults = open();
       EXPECT_EQ(std::optional<std::string>(defaults->stringForKey("before")), kept);
       defaults->setObject("unwritten", "key");
