@@ -231,7 +231,10 @@ std::vector<KovaPersistentStore::Leftover> KovaPersistentStore::sweepLeftovers(
     const auto attributes = fileManager_.attributes(*pathOf(name));
     const auto* facts = std::get_if<FileAttributes>(&attributes);
     if (!facts) continue;
-    if (facts->size == 0) removeJSONObjectDataFromDisk(name);
+    if (facts->size == 0 && facts->kind == FileKind::File) {
+      removeJSONObjectDataFromDisk(name);
+      continue;
+    }
     if (auto found = leftover(name, facts->secondsSinceModification, messageIds))
       byDate.emplace_back(facts->modificationDate, std::move(*found));
   }
