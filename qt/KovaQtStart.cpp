@@ -36,9 +36,6 @@ bool isOnThisMachine(const QUrl& url) {
          url.host() == QLatin1String("::1");
 }
 
-std::optional<String> substitute(const QModelIndex&) { return String(KovaRedactedTextSubstitution); }
-std::optional<String> asItIs(const QModelIndex& cell) { return platform::textOf(cell.data().toString()); }
-
 void startApplication(const KovaQtOptions& options) {
   QtOptions host;
   host.screenProperty = "kovaScreen";
@@ -49,7 +46,7 @@ void startApplication(const KovaQtOptions& options) {
       if (!event.isAutoRepeat() && keys.matches(QKeySequence(event.keyCombination()))) Kova::startEVPairing();
     };
   }
-  host.itemText = options.itemTexts == KovaQtOptions::Texts::Shown ? asItIs : substitute;
+  host.itemTexts = {options.itemTexts == KovaQtOptions::Texts::Shown, KovaRedactedTextSubstitution};
   host.willQuit = [] { Kova::flush(kLongestFarewell); };
   startQtApplication(std::move(host));
   if (!isOnThisMachine(options.captureUrl)) return;

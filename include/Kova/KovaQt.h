@@ -39,7 +39,8 @@ struct KovaQtOptions {
   QUrl captureUrl;
   // Where the program pairs with a dashboard; the same rules.
   QUrl visualizerUrl;
-  // What the rows of lists, trees and tables say is the user's own and is told as "****" unless shown.
+  // What the rows of lists, trees and tables say, by widgets in them too, is the user's own and is told as
+  // "****" unless shown.
   enum class Texts { Redacted, Shown } itemTexts = Texts::Redacted;
   // Pictures for a dashboard leave out what is ignored or redacted, and fields for passwords.
   bool maskedPictures = true;

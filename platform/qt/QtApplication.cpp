@@ -147,7 +147,7 @@ void startQtApplication(QtOptions options) {
                                  [](QWidget& widget) { return QtScreens::shared().makeController(widget); }});
   QtViewController::nameVariables();
   QtScreens::shared().setProperty(options.screenProperty);
-  if (options.itemText) setItemText(options.itemText);
+  setItemTexts(std::move(options.itemTexts));
   QtEvents::Handlers handlers;
   handlers.propertyChanged = std::move(options.propertyChanged);
   handlers.keyPressed = std::move(options.keyPressed);

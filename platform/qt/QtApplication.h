@@ -3,7 +3,7 @@
 #include <functional>
 #include <string>
 
-#include "platform/qt/QtHit.h"
+#include "platform/qt/QtItems.h"
 #include "platform/uikit/UIApplication.h"
 
 class QByteArray;
@@ -53,8 +53,7 @@ struct QtOptions {
   std::function<void(QWidget& widget, UIView& view)> viewMade = [](QWidget&, UIView&) {};
   // A key goes down, in any window.
   std::function<void(QKeyEvent& event)> keyPressed = [](QKeyEvent&) {};
-  // Null to tell nothing of what rows say.
-  QtItemText itemText = nullptr;
+  QtItemTexts itemTexts;
   // The application is about to quit, or the user's session ends.
   std::function<void()> willQuit = [] {};
 };

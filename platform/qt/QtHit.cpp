@@ -7,6 +7,7 @@
 #include <QMenu>
 #include <QMenuBar>
 
+#include "platform/qt/QtItems.h"
 #include "platform/qt/QtParts.h"
 #include "platform/qt/QtProxies.h"
 #include "platform/qt/QtText.h"
@@ -16,8 +17,6 @@
 namespace platform {
 
 namespace {
-
-QtItemText shownItemText = [](const QModelIndex&) -> std::optional<String> { return std::nullopt; };
 
 std::shared_ptr<UIView> viewAt(QWidget& widget, QPoint position);
 
@@ -50,7 +49,7 @@ std::shared_ptr<UIView> cellAt(QAbstractItemView& items, QPoint position) {
   const QModelIndex index = items.indexAt(position);
   if (!index.isValid()) return nullptr;
   const QRect frame = items.visualRect(index).translated(items.viewport()->pos());
-  return QtCellView::makeFor(items, frame, shownItemText(index));
+  return QtCellView::makeFor(items, frame, toldOfCell(index));
 }
 
 std::shared_ptr<UIView> viewInside(QWidget& outer, QPoint position) {
@@ -94,8 +93,6 @@ std::shared_ptr<UIView> viewAt(QWidget& widget, QPoint position) {
 }
 
 }  // namespace
-
-void setItemText(QtItemText itemText) { shownItemText = itemText; }
 
 QtHit hitAt(QWidget& widget, QPoint position) {
   QWidget* const around = windowAround(shownWidget(widget));

@@ -5,6 +5,7 @@
 #include <QToolButton>
 
 #include "platform/qt/QtClasses.h"
+#include "platform/qt/QtItems.h"
 #include "platform/qt/QtProxies.h"
 #include "platform/qt/QtText.h"
 #include "platform/qt/QtTree.h"
@@ -55,9 +56,9 @@ UIResponder* nextResponder(QWidget* widget, UIViewController* controller) {
 
 std::optional<String> accessibilityLabel(const QWidget* widget) {
   if (!widget) return std::nullopt;
-  if (!widget->accessibleName().isEmpty()) return textOf(widget->accessibleName());
+  if (!widget->accessibleName().isEmpty()) return toldOfWidget(*widget, textOf(widget->accessibleName()));
   const auto label = kindOf(*widget).label;
-  return label ? label(*widget) : std::nullopt;
+  return label ? toldOfWidget(*widget, label(*widget)) : std::nullopt;
 }
 
 std::optional<String> accessibilityIdentifier(const QWidget* widget) {
@@ -74,7 +75,7 @@ namespace {
 
 std::optional<String> textOfWidget(const QWidget* widget) {
   const auto text = widget ? kindOf(*widget).text : nullptr;
-  return text ? text(*widget) : std::nullopt;
+  return text ? toldOfWidget(*widget, text(*widget)) : std::nullopt;
 }
 
 class QtLabelView final : public QtView<UILabel> {
@@ -109,7 +110,7 @@ class QtSegmentsView final : public QtView<UISegmentedControl> {
   std::optional<String> titleForSegmentAtIndex(int index) const override {
     if (!tabs()) return std::nullopt;
     const auto text = textWithoutMnemonic(tabs()->tabText(index));
-    return text ? text : plainTextOf(tabs()->tabToolTip(index), Qt::AutoText);
+    return toldOfWidget(*tabs(), text ? text : plainTextOf(tabs()->tabToolTip(index), Qt::AutoText));
   }
 
  private:

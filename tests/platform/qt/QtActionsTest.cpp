@@ -20,6 +20,7 @@
 #include "platform/qt/QtGuard.h"
 #include "platform/uikit/UIAlertController.h"
 #include "platform/uikit/UIGestureRecognizer.h"
+#include "platform/uikit/UIWindow.h"
 #include "tests/platform/qt/QtHost.h"
 #include "tests/platform/qt/Touching.h"
 

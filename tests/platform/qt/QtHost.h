@@ -32,7 +32,7 @@ class QtHost {
     QtOptions options;
     options.screenProperty = "screen";
     options.willQuit = [] { lines().push_back("quits"); };
-    options.itemText = [](const QModelIndex&) { return std::optional<String>("****"); };
+    options.itemTexts.substitute = "****";
     startQtApplication(std::move(options));
     originalSend() = UIApplication::sendEventMethod.replace(UIApplication::classObject(), sendEvent);
     UIApplication::sendActionMethod.replace(UIApplication::classObject(), sendAction);

@@ -118,13 +118,16 @@ TEST_F(QtWidgets, AButtonThatIsLetGoOfOrThatTheAppClicksTellsNothing) {
 }
 
 TEST_F(QtWidgets, WhatTheyPaintIsTouchedInThem) {
-  auto* const cells = new QTableWidget(1, 1);
+  auto* const cells = new QTableWidget(2, 1);
   cells->setItem(0, 0, new QTableWidgetItem("Ada's salary"));
+  cells->setCellWidget(1, 0, new QLabel("Ada"));
   cells->setHorizontalHeaderLabels({"Name"});
-  tells(cells, {"touch QModelIndex '****'", "touch QModelIndex 'Name'"}, [](auto& table) {
-    clickItem(table, table.model()->index(0, 0));
-    QtHost::click(*table.horizontalHeader()->viewport(), {5, 5});
-  });
+  tells(cells, {"touch QModelIndex '****'", "touch QLabel '****'", "touch QModelIndex 'Name'"},
+        [](auto& table) {
+          clickItem(table, table.model()->index(0, 0));
+          click(*table.cellWidget(1, 0));
+          QtHost::click(*table.horizontalHeader()->viewport(), {5, 5});
+        });
 
   auto* const board = new QGraphicsView;
   board->setScene(new QGraphicsScene(0, 0, 50, 50, board));
