@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QVariant>
 #include <QWidget>
+#include <optional>
 #include <vector>
 
 #include "platform/qt/QtProxies.h"
@@ -56,20 +57,24 @@ bool redacts(KovaQtRule rule) {
   return rule == KovaQtRule::RedactText || rule == KovaQtRule::RedactAccessibilityLabel;
 }
 
-// What is redacted in a window is so in what it asks: the box over a file dialog names a file.
-bool isFor(const QWidget& widget, const ClassRule& rule) {
-  if (widget.inherits(rule.className)) return true;
-  if (!widget.isWindow() || !redacts(rule.rule)) return false;
-  const QWidget* opener = widget.parentWidget();
-  while (opener && !opener->inherits(rule.className)) opener = opener->parentWidget();
-  return opener;
+// What the latest rule for one of its classes says; nothing without one.
+std::optional<bool> saidOfClasses(KovaQtRule rule, const QWidget& widget) {
+  for (auto each = classRules().rbegin(); each != classRules().rend(); ++each) {
+    if (each->rule == rule && widget.inherits(each->className)) return each->holds;
+  }
+  return std::nullopt;
 }
 
-void apply(const ClassRule& rule, const QWidget& widget, UIView& view) {
-  if (!isFor(widget, rule)) return;
-  for (const Flag& flag : kFlags) {
-    if (flag.rule == rule.rule) flag.set(view, rule.holds);
+// What is redacted in a window is so in what it asks: the box over a file dialog names a file.
+std::optional<bool> saidOf(const Flag& flag, const QWidget& widget) {
+  if (const QVariant own = widget.property(flag.property); own.isValid()) return own.toBool();
+  auto said = saidOfClasses(flag.rule, widget);
+  if (!widget.isWindow() || !redacts(flag.rule)) return said;
+  const QWidget* opener = widget.parentWidget();
+  for (; opener && !said.value_or(false); opener = opener->parentWidget()) {
+    if (const auto ofOpener = saidOfClasses(flag.rule, *opener)) said = ofOpener;
   }
+  return said;
 }
 
 }  // namespace
@@ -78,14 +83,16 @@ void applyProperty(QWidget& widget, const QByteArray& name) {
   if (!name.startsWith("kova")) return;
   for (const Flag& flag : kFlags) {
     if (name != flag.property) continue;
-    flag.set(*QtProxies::shared().viewOf(shownWidget(widget)), widget.property(flag.property).toBool());
+    QWidget& shown = shownWidget(widget);
+    const QVariant own = widget.property(flag.property);
+    const bool holds = own.isValid() ? own.toBool() : saidOf(flag, shown).value_or(false);
+    flag.set(*QtProxies::shared().viewOf(shown), holds);
   }
 }
 
 void applyRules(QWidget& widget, UIView& view) {
-  for (const ClassRule& rule : classRules()) apply(rule, widget, view);
   for (const Flag& flag : kFlags) {
-    if (const QVariant own = widget.property(flag.property); own.isValid()) flag.set(view, own.toBool());
+    if (const auto said = saidOf(flag, widget)) flag.set(view, *said);
   }
 }
 
@@ -93,7 +100,7 @@ void setClassRule(const QString& className, KovaQtRule rule, bool holds) {
   classRules().push_back({className.toUtf8(), rule, holds});
   if (!QCoreApplication::instance()) return;
   for (QWidget* const widget : QApplication::allWidgets()) {
-    if (const auto view = QtProxies::shared().viewIfMade(*widget)) apply(classRules().back(), *widget, *view);
+    if (const auto view = QtProxies::shared().viewIfMade(*widget)) applyRules(*widget, *view);
   }
 }
 

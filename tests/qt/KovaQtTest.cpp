@@ -10,6 +10,7 @@
 #include <QJsonObject>
 #include <QLabel>
 #include <QListWidget>
+#include <QMainWindow>
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -182,6 +183,7 @@ TEST_F(KovaQtTest, AClassHasRulesAndAWidgetOfItItsOwn) {
   viewOf(early);
   KovaQt::setClassRule("QAbstractButton", KovaQtRule::Ignore);
   spoken.setProperty("kovaIgnore", false);
+  KovaQt::setClassRule("QPushButton", KovaQtRule::Ignore);
   EXPECT_TRUE(kovaIgnore(viewOf(early)));
   EXPECT_TRUE(kovaIgnore(viewOf(late)));
   EXPECT_FALSE(kovaIgnore(viewOf(spoken)));
@@ -194,8 +196,11 @@ TEST_F(KovaQtTest, AClassHasRulesAndAWidgetOfItItsOwn) {
   EXPECT_TRUE(kovaIgnore(viewOf(label)));
   EXPECT_EQ(viewOf(label).isa().name(), "QLabel");
 
-  QFileDialog files;
+  QMainWindow notes;
+  QFileDialog files(&notes);
   QMessageBox overwrites(&files);
+  for (const QVariant& said : {QVariant(true), QVariant()}) files.setProperty("kovaRedactText", said);
+  KovaQt::setClassRule("QMainWindow", KovaQtRule::RedactText, false);
   EXPECT_TRUE(kovaRedactText(viewOf(files)));
   EXPECT_TRUE(kovaRedactText(viewOf(overwrites)));
 }
