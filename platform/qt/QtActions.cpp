@@ -46,17 +46,6 @@ std::shared_ptr<UIView> touchedButtonOf(const QAction& action) {
   return nullptr;
 }
 
-// Where the action can be seen; null when it cannot.
-QWidget* visibleOwnerOf(const QAction& action) {
-  QWidget* owner = nullptr;
-  for (QObject* const object : action.associatedObjects()) {
-    auto* const widget = qobject_cast<QWidget*>(object);
-    if (widget && (!owner || widget->isVisible())) owner = widget;
-    if (widget && widget->isVisible() && qobject_cast<QToolButton*>(widget)) return widget;
-  }
-  return owner;
-}
-
 }  // namespace
 
 QtActions& QtActions::shared() {
@@ -128,7 +117,7 @@ std::shared_ptr<UIView> QtActions::viewOf(QAction& action) const {
   const auto entry = QtProxies::shared().viewOf(action);
   if (QtTouches::shared().touchedView() == entry) return entry;
   const bool isInMenu = menu_ && menu_->actions().contains(&action);
-  QWidget* const owner = isInMenu ? menu_.data() : visibleOwnerOf(action);
+  QWidget* const owner = isInMenu ? menu_.data() : ownerOf(action);
   if (owner) static_cast<QtActionView&>(*entry).setOwner(*owner);
   return entry;
 }

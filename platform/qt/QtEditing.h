@@ -16,6 +16,7 @@ class QtEditing {
   void watch(QWidget& widget);
   // What the user does goes to this widget; null for one that is no widget's.
   void inputComes(QWidget* widget) { inputTarget_ = widget; }
+  QWidget* inputTarget() const { return inputTarget_; }
   void focusLeft(QWidget& widget, Qt::FocusReason reason);
   void returnPressed(QWidget& widget);
   void hidden(QWidget& widget);

@@ -7,6 +7,7 @@
 #include <QGestureEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QShortcutEvent>
 #include <QWidget>
@@ -34,6 +35,12 @@ void noteIfForPasswords(QWidget& part) {
   if (!isForPasswords(widget)) return;
   const auto field = std::dynamic_pointer_cast<UITextField>(QtProxies::shared().viewOf(widget));
   if (field) field->hasBeenSecureTextEntry();
+}
+
+// One that comes up while input is handled was asked for by what has got that.
+void noteOpenerOf(QMenu& menu) {
+  const bool isInput = QtTouches::shared().isInput();
+  noteOpener(menu, isInput ? QtEditing::shared().inputTarget() : nullptr);
 }
 
 }  // namespace
@@ -156,6 +163,7 @@ void QtEvents::polished(QWidget& widget) {
 }
 
 void QtEvents::shown(QWidget& widget) {
+  if (auto* const menu = qobject_cast<QMenu*>(&widget)) noteOpenerOf(*menu);
   QtScreens::shared().shown(widget);
   if (!isScreenWindow(widget)) return;
   comingToFront_.ask();  // not now: the filters are being called

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QAction>
+#include <QMenu>
 #include <QWidget>
 #include <vector>
 
@@ -24,6 +26,11 @@ QWidget& shownWidget(QWidget& widget);
 QWidget* shownParent(const QWidget& widget);
 // The shown widgets inside, back to front.
 std::vector<QWidget*> shownChildren(const QWidget& widget);
+// What shows the action: a button, a bar or a menu, before a widget that only has it; null when none has it.
+QWidget* ownerOf(const QAction& action);
+// The menu comes up, opened by the widget, which may be null: it lies in that, unless a button, a bar or a
+// menu has its entry, or its parent is elsewhere.
+void noteOpener(QMenu& menu, QWidget* opener);
 // The window that a shown widget is in; null for a popup that nobody opened.
 QWidget* windowAround(QWidget& widget);
 // In the coordinates of the shown parent; of a window in those of the screen.

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <QLabel>
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QTabBar>
 #include <QToolBar>
+#include <QToolButton>
 
 #include "platform/qt/QtProxies.h"
 #include "platform/uikit/UIViewController+Variables.h"
@@ -55,6 +57,32 @@ TEST(QtMenus, HoldWhatIsChosenInThemThoughAToolBarHasItToo) {
   EXPECT_EQ(above()->isa().name(), "QMenu");
   EXPECT_EQ(above()->superview()->isa().name(), "QMenuBar");
   EXPECT_EQ(above()->window()->isa().name(), "QWidgetWindow");
+}
+
+// Whatever their parent is.
+TEST(QtMenus, LieInWhatOpensThem) {
+  QtHost host;
+  QMainWindow window;
+  QMenu ofButton(&window), ofMenu(&window), ofLabel(&window);
+  auto* const button = new QToolButton;
+  button->setMenu(&ofButton);
+  window.addToolBar("Tools")->addWidget(button);
+  ofButton.addMenu(&ofMenu);
+  auto* const label = new QLabel("Map");
+  window.setCentralWidget(label);
+  label->setContextMenuPolicy(Qt::CustomContextMenu);
+  QObject::connect(label, &QWidget::customContextMenuRequested, [&] { ofLabel.popup({}); });
+  QAction* const entry = ofMenu.addAction("Open");
+  entry->setShortcut(QKeySequence("Ctrl+O"));
+  window.addAction(entry);
+  QtHost::show(window);
+  QtHost::type(window, Qt::Key_O, Qt::ControlModifier);
+  QTest::mouseClick(window.windowHandle(), Qt::RightButton, {}, label->geometry().center());
+  const auto above = [](auto& object) { return QtProxies::shared().viewOf(object)->superview(); };
+  EXPECT_EQ(above(*entry), QtProxies::shared().viewOf(ofMenu).get());
+  EXPECT_EQ(above(ofMenu), QtProxies::shared().viewOf(ofButton).get());
+  EXPECT_EQ(above(ofButton), QtProxies::shared().viewOf(*button).get());
+  EXPECT_EQ(above(ofLabel), QtProxies::shared().viewOf(*label).get());
 }
 
 TEST(QtControllers, HoldWhatTheAppHasNamed) {
