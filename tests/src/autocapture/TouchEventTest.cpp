@@ -141,6 +141,9 @@ TEST_F(TouchEventTest, TextIsReadFromTheFirstTwoSubviewsFourLevelsDeepAndEndsAt6
   cell->textLabel()->setText(String("cell"));
   const auto redacted = viewWith({label("a"), label("b")});
   setKovaRedactText(*redacted, true);
+  const auto screen = std::make_shared<CartController>();
+  screen->view()->addSubview(label("a"));
+  setKovaRedactText(*screen, true);
   const auto broken = std::make_shared<DisplayView>();
   broken->node = nullptr;
   const auto fourDeep = viewWith({viewWith({viewWith({viewWith({label("a")})})})});
@@ -157,6 +160,7 @@ TEST_F(TouchEventTest, TextIsReadFromTheFirstTwoSubviewsFourLevelsDeepAndEndsAt6
       {"", secret},
       {"", std::make_shared<UIView>()},
       {"**** x", viewWith({redacted, label("x")})},
+      {"**** x", viewWith({screen->view(), label("x")})},
       {a63 + "b", label(a63 + "bc")},
       {a63 + "\U0001F600", label(a63 + "\U0001F600c")},
       {a63 + "e\u0301", label(a63 + "e\u0301c")},
