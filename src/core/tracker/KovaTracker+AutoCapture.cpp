@@ -187,12 +187,14 @@ void KovaTracker::enrichAutocapturedEventForTouch(std::shared_ptr<UITouch> touch
       [touch = std::move(touch), selectorString, sender = std::move(sender),
        control = std::move(control)](KovaTracker& tracker) KOVA_ON_MAIN_THREAD {
         const auto touched = touch ? touch->view() : nullptr;
-        const auto rules = KOVA_touchEventIgnoreRules(touched.get(), control.get());
+        unsigned rules = KOVA_touchEventIgnoreRules(touched.get(), control.get());
+        // Any responder may send an action, and the view that was touched be another, which is not redacted.
+        const auto responder = std::dynamic_pointer_cast<UIResponder>(sender);
+        rules |= KOVA_findCombinedIgnoreRules(responder.get(), kKovaIgnoreRuleIgnore);
         if (rules & kKovaIgnoreRuleIgnore) return;
         if (control && !KOVA_isVisibleInHierarchy(*control)) return;
         SenderFacts facts = factsOf(sender, !tracker.isAccessibilityLabelCaptureDisabled());
-        // The view that was touched may be another than the control, and not redacted.
-        const unsigned labelRules = rules | (control ? KOVA_ownLabelRules(*control) : 0);
+        const unsigned labelRules = rules | (responder ? KOVA_ownLabelRules(*responder) : 0);
         const bool isRedacted = labelRules & kKovaIgnoreRuleRedactAccessibilityLabel;
         if (isRedacted && facts.label && !facts.label->empty()) facts.label = KovaRedactedTextSubstitution;
         for (const auto& event :

@@ -317,20 +317,24 @@ TEST_F(InterceptorTest, AnActionBelongsToTheFingerOnItsControlAndTellsNoRedacted
                            AllOf(HasSubstr(R"("targetView":"UIView")"), Not(HasSubstr("targetSelector")))));
 
   // Nor where it reaches a touch on another view, which is not redacted.
-  const auto labelOfTouchWithActionOfButton = [this] {
+  const auto labelOfTouchWithActionOf = [this](const std::shared_ptr<UIView>& sender) {
     input.touchBegan(1, {20, 110}, window);
-    actWithFinger(1, SEL("pay:"), button.get());
+    actWithFinger(1, SEL("pay:"), sender.get());
     input.touchEnded(1);
     const std::string event = received().back();
     const std::size_t begin = event.find("targetA11yLabel") + 18;
     return event.substr(begin, event.find('"', begin) - begin);
   };
-  EXPECT_EQ(labelOfTouchWithActionOfButton(), "****");
+  EXPECT_EQ(labelOfTouchWithActionOf(button), "****");
   setKovaRedactAccessibilityLabel(*button, false);
   setKovaRedactAccessibilityLabel(*button->titleLabel(), true);
-  EXPECT_EQ(labelOfTouchWithActionOfButton(), "****") << "by the button's own label";
+  EXPECT_EQ(labelOfTouchWithActionOf(button), "****") << "by the button's own label";
   button->setAccessibilityLabel("");
-  EXPECT_EQ(labelOfTouchWithActionOfButton(), "") << "an empty one stays empty";
+  EXPECT_EQ(labelOfTouchWithActionOf(button), "") << "an empty one stays empty";
+  const auto card = place(std::make_shared<UIView>(), 200);
+  card->setAccessibilityLabel("Card 4111");
+  setKovaRedactAccessibilityLabel(*card, true);
+  EXPECT_EQ(labelOfTouchWithActionOf(card), "****") << "of a sender that is no control";
 }
 
 TEST_F(InterceptorTest, ReplacingAnswersTheImplementationBefore) {
