@@ -77,6 +77,12 @@ std::optional<bool> saidOf(const Flag& flag, const QWidget& widget) {
   return said;
 }
 
+// A screen's controller tells of the widget what its view tells, and lies outside of that.
+void apply(const Flag& flag, UIView& view, bool holds) {
+  flag.set(view, holds);
+  if (UIViewController* const controller = view.viewController()) flag.set(*controller, holds);
+}
+
 }  // namespace
 
 void applyProperty(QWidget& widget, const QByteArray& name) {
@@ -86,13 +92,13 @@ void applyProperty(QWidget& widget, const QByteArray& name) {
     QWidget& shown = shownWidget(widget);
     const QVariant own = widget.property(flag.property);
     const bool holds = own.isValid() ? own.toBool() : saidOf(flag, shown).value_or(false);
-    flag.set(*QtProxies::shared().viewOf(shown), holds);
+    apply(flag, *QtProxies::shared().viewOf(shown), holds);
   }
 }
 
 void applyRules(QWidget& widget, UIView& view) {
   for (const Flag& flag : kFlags) {
-    if (const auto said = saidOf(flag, widget)) flag.set(view, *said);
+    if (const auto said = saidOf(flag, widget)) apply(flag, view, *said);
   }
 }
 

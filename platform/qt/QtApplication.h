@@ -49,7 +49,7 @@ struct QtOptions {
   // A dynamic property of a widget was set, changed or taken away, or was there at the start.
   std::function<void(QWidget& widget, const QByteArray& name)> propertyChanged = [](QWidget&,
                                                                                     const QByteArray&) {};
-  // A view was made for a widget.
+  // A view was made for a widget, or has got a controller.
   std::function<void(QWidget& widget, UIView& view)> viewMade = [](QWidget&, UIView&) {};
   // A key goes down, in any window.
   std::function<void(QKeyEvent& event)> keyPressed = [](QKeyEvent&) {};

@@ -62,7 +62,9 @@ std::shared_ptr<UIViewController> QtProxies::controllerOf(QWidget& widget) {
   Proxies& proxies = proxiesOf(widget);
   if (!proxies.controller) {
     proxies.controller = makers_.controller(widget);
-    proxies.controller->setView(viewOf(widget));
+    const auto view = viewOf(widget);
+    proxies.controller->setView(view);
+    if (makers_.viewMade) makers_.viewMade(widget, *view);
   }
   return proxies.controller;
 }

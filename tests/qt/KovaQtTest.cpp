@@ -203,6 +203,8 @@ TEST_F(KovaQtTest, AClassHasRulesAndAWidgetOfItItsOwn) {
   KovaQt::setClassRule("QMainWindow", KovaQtRule::RedactText, false);
   EXPECT_TRUE(kovaRedactText(viewOf(files)));
   EXPECT_TRUE(kovaRedactText(viewOf(overwrites)));
+  EXPECT_TRUE(kovaRedactAccessibilityLabel(*QtProxies::shared().controllerOf(files)))
+      << "whose label is that of the widget";
 }
 
 TEST(KovaQtSentData, KeepsTheLatest) {
