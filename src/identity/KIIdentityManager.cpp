@@ -53,7 +53,8 @@ bool KIIdentityManager::load() {
   mayChangeShared_ = !isOfPlace || isSharedUser(identity, userId);
 
   const bool isStoredPerson = identity && urlEncodedIdentity() == identity.value();
-  if (hasChangedUnloaded_ && !isStoredPerson) {
+  const bool isChanged = hasChangedUnloaded_ || (wasResetUnloaded_ && identity);
+  if (isChanged && !isStoredPerson) {
     persistentStore_->changeInOneStep([this] {
       kova::mutationQueue.isHere();
       storeIdentity();
@@ -221,7 +222,7 @@ bool KIIdentityManager::hasIdentityDifferentFromUrlEncodedIdentity(std::string_v
 }
 
 bool KIIdentityManager::resetIdentity() {
-  hasChangedUnloaded_ = !isLoaded_;  // whoever is stored may have a name
+  wasResetUnloaded_ = !isLoaded_;
   if (isAnonymous()) return false;
   persistentStore_->changeInOneStep([this] {
     kova::mutationQueue.isHere();

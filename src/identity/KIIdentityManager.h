@@ -44,9 +44,9 @@ class KIIdentityManager {
   // False when it cannot be told whether there are any.
   bool loadUserAlone() KOVA_ON_MUTATION_QUEUE;
   // Makes up a user, unless there is one already. As long as load() has not succeeded nothing is stored; when
-  // it does, the stored user takes the place of the one made up, unless that one has been reset or identified
-  // under another name meanwhile. Event properties that were changed meanwhile are changed in the stored
-  // ones.
+  // it does, the stored user takes the place of the one made up, unless that one has been identified under
+  // another name meanwhile, or reset while the stored one has a name. Event properties that were changed
+  // meanwhile are changed in the stored ones.
   void assumeUser() KOVA_ON_MUTATION_QUEUE;
 
   static void removeFromPersistentStore(KovaPersistentStore& store) KOVA_ON_MUTATION_QUEUE;
@@ -67,7 +67,8 @@ class KIIdentityManager {
   // False for an anonymous user.
   bool hasIdentityDifferentFromUrlEncodedIdentity(std::string_view identity) const;
 
-  // False, changing nothing, when the user is anonymous already. Event properties stay.
+  // False, changing nothing, when the user is anonymous already: before load(), unless the stored one turns
+  // out to have a name. Event properties stay.
   bool resetIdentity() KOVA_ON_MUTATION_QUEUE;
 
   // "id", and "identity" in plain text when there is one.
@@ -104,8 +105,10 @@ class KIIdentityManager {
   // False for the user of a place when the processes of the app share another one by now: what was still to
   // be done there is older than that.
   bool mayChangeShared_ KOVA_OF_MUTATION_QUEUE = true;
-  // Identified or reset before it was loaded; and changes of event properties since then, in order.
+  // Before it was loaded: identified, or reset from a name; reset at all, which whoever is stored may have a
+  // name for; and changes of event properties, in order.
   bool hasChangedUnloaded_ KOVA_OF_MUTATION_QUEUE = false;
+  bool wasResetUnloaded_ KOVA_OF_MUTATION_QUEUE = false;
   std::vector<PropertiesChange> changesUnloaded_ KOVA_OF_MUTATION_QUEUE;
   std::atomic<bool> didGenerateUserId_ = false;
   mutable platform::Mutex propertyLock_;

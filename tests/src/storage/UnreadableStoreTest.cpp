@@ -344,12 +344,14 @@ TEST_F(UnreadableStoreTest, QueuesAreMergedWithinTheirLimits) {
 }
 
 TEST_F(UnreadableStoreTest, WhoWasRenamedOrResetMeanwhileStaysSo) {
-  KIIdentityManager named(openStore()), reset(openStore()), untouched(openStore()), known(openStore());
-  for (KIIdentityManager* each : {&named, &reset, &untouched, &known}) each->assumeUser();
+  KIIdentityManager named(openStore()), reset(openStore()), untouched(openStore()), known(openStore()),
+      nobody(openStore());
+  for (KIIdentityManager* each : {&named, &reset, &untouched, &known, &nobody}) each->assumeUser();
   const std::string madeUp = reset.userId();
   named.setUrlEncodedIdentity("bob");
   known.setUrlEncodedIdentity("ada");
   reset.resetIdentity();
+  nobody.resetIdentity();
   EXPECT_FALSE(reset.load());
   makeReadable();
   for (KIIdentityManager* each : {&untouched, &known}) {
@@ -359,6 +361,8 @@ TEST_F(UnreadableStoreTest, WhoWasRenamedOrResetMeanwhileStaysSo) {
   EXPECT_TRUE(reset.load());
   EXPECT_EQ(reset.ampersandPrefixedUserInfoQueryParameters(), "&u=" + madeUp);
   EXPECT_FALSE(device.stored("identity"));
+  EXPECT_TRUE(nobody.load());
+  EXPECT_EQ(nobody.userId(), madeUp) << "an anonymous user stays who it is";
   EXPECT_EQ(device.stored("userId"), Value(madeUp));
   EXPECT_TRUE(named.load());
   EXPECT_EQ(device.stored("identity"), Value("bob"));
