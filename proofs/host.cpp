@@ -235,8 +235,11 @@ int run(int argc, char** argv) {
   options->setCaptureBaseUrl(argv[1]);
   options->setDisableTelemetryCapture(true);
   options->setDebug(std::getenv("PROOF_DEBUG") != nullptr);
-  Kova::startHost(
-      {.name = "Proof", .identifier = "io.kova.proof", .directory = argv[2], .assumesNetwork = true});
+  Kova::startHost({.name = "Proof",
+                   .identifier = "io.kova.proof",
+                   .version = "1.0",
+                   .directory = argv[2],
+                   .assumesNetwork = true});
   const App app;
   if (what == "work" && argc == 6) return work(app, std::atoi(argv[4]), std::atoi(argv[5]));
   if (what == "call" && argc == 5) return callOnce(app, argv[4]);

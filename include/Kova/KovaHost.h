@@ -20,7 +20,8 @@ struct KovaHost {
   std::string name = {};  // "Storefront"
   // "com.example.storefront": names the folders of its files; the name when empty.
   std::string identifier = {};
-  std::string version = {};  // "2.1", sent with every event
+  // "2.1", sent with every event. Without it, or without a build, no event tells of installation and upgrade.
+  std::string version = {};
   std::string build = "1";
   std::string directory = {};  // where its files go; the user's own folders when empty
   KovaRunLoop runLoop = KovaRunLoop::OfHost;

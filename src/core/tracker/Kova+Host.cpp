@@ -3,6 +3,8 @@
 #include <Kova/Kova.h>
 
 #include <atomic>
+#include <optional>
+#include <string>
 
 #include "platform/dispatch/ThreadScheduler.h"
 #include "platform/linux/LinuxApplication.h"
@@ -18,11 +20,16 @@ namespace {
 std::atomic<bool> isStarted = false;
 std::atomic<bool> hasLoopOfItsOwn = false;
 
+std::optional<std::string> noneIfEmpty(const std::string& text) {
+  return text.empty() ? std::nullopt : std::optional(text);
+}
+
 void startApplication(const KovaHost& host) {
   startLinuxApplication({.applicationName = host.name,
                          .applicationIdentifier = host.identifier,
                          .rootDirectory = host.directory},
-                        {{"CFBundleShortVersionString", host.version}, {"CFBundleVersion", host.build}});
+                        {{"CFBundleShortVersionString", noneIfEmpty(host.version)},
+                         {"CFBundleVersion", noneIfEmpty(host.build)}});
   if (!host.assumesNetwork) return;
   NetworkReachability::installFlagSource(
       [](const NetworkReachability::Target&) { return std::optional(kNetworkReachabilityFlagsReachable); });

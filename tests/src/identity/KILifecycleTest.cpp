@@ -111,6 +111,9 @@ TEST_F(KILifecycleTest, TellsWhatItFound) {
 
 TEST_F(KILifecycleTest, PrefersTheVersionOfTheOptions) {
   KovaOptions options;
+  Kova::startHost({.name = "Tool", .directory = directories().documents});
+  EXPECT_EQ(KILifecycle::currentVersionWithOptions(options).description(), "<version: (null), build: 1>")
+      << "a host that states none has none";
   options.setTestOnlyAppVersion("7.0");
   EXPECT_EQ(KILifecycle::currentVersionWithOptions(options).description(), "<version: 7.0, build: 1>");
   options.setTestOnlyAppBuild("70");
