@@ -14,7 +14,7 @@ class KovaAppProperties;
 // Composes pixel requests: GET URLs, relative to the capture base URL, whose query carries all the data of a
 // pageview, an identity change or user properties. Also says where message batches go.
 //
-// Owned by the tracker, as are the four objects that it reads.
+// Owned by the tracker, as are the three objects that it reads.
 class KovaRequestBuilder {
  public:
   KovaRequestBuilder(std::string_view appId, const KovaAppProperties& appProperties,
