@@ -177,10 +177,10 @@ void QtEvents::hidden(QWidget& widget) {
 }
 
 // A press comes to its window, then to the widget under the pointer, and, as long as nobody wants it, to
-// those around that.
+// those around that. A widget may hand it to windows that are none of widgets meanwhile.
 void QtEvents::pressed(QObject& watched, QMouseEvent& event) {
   if (!watched.isWidgetType()) {
-    isPressComing_ = true;
+    if (watched.inherits("QWidgetWindow")) isPressComing_ = true;
     return;
   }
   auto& widget = static_cast<QWidget&>(watched);

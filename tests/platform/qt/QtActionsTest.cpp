@@ -12,6 +12,7 @@
 #include <QTableWidget>
 #include <QTimer>
 #include <QToolButton>
+#include <QWindow>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -259,6 +260,28 @@ TEST(QtEvents, AreSeenThoughTheAppKeepsThemToItself) {
   host.take();
   QtHost::click(button);
   EXPECT_THAT(host.take(), ElementsAre("touch QPushButton 'Go'"));
+}
+
+// Which a widget of Qt Quick does that shows a scene.
+TEST(QtEvents, TellAPressOnceThoughItIsHandedToAWindowThatNobodySees) {
+  class HandingOn final : public QLabel {
+   public:
+    using QLabel::QLabel;
+
+   private:
+    void mousePressEvent(QMouseEvent* event) override {
+      QCoreApplication::sendEvent(&unseen_, event);
+      event->ignore();
+    }
+    QWindow unseen_;
+  };
+  QtHost host;
+  QMainWindow window;
+  auto& label = in<HandingOn>(window);
+  QtHost::show(window);
+  host.take();
+  QtHost::click(label);
+  EXPECT_THAT(host.take(), ElementsAre("touch QLabel"));
 }
 
 TEST(QtEvents, TellThatTheProgramOrTheSessionEnds) {
