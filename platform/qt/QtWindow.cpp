@@ -1,5 +1,7 @@
 #include "platform/qt/QtWindow.h"
 
+#include <QDockWidget>
+#include <QToolBar>
 #include <QWindow>
 
 #include "platform/graphics/BitmapContext.h"
@@ -32,7 +34,13 @@ std::shared_ptr<UIViewController> QtWindow::rootViewController() const {
   return widget_ ? QtProxies::shared().controllerOf(*widget_) : nullptr;
 }
 
-UIResponder* QtWindow::nextResponder() const { return UIApplication::sharedApplication().get(); }
+// What the user has taken out of a window belongs to it all the same.
+UIResponder* QtWindow::nextResponder() const {
+  const bool floats = qobject_cast<const QDockWidget*>(widget()) || qobject_cast<const QToolBar*>(widget());
+  QWidget* const around = floats ? widget_->parentWidget() : nullptr;
+  if (around) return QtProxies::shared().viewOf(shownWidget(*around)).get();
+  return UIApplication::sharedApplication().get();
+}
 
 void QtWindow::drawRect(CGRect rect, BitmapContext& context) {
   if (!widget_ || widget_->size().isEmpty()) return;

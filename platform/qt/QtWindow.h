@@ -25,6 +25,7 @@ class QtWindow final : public UIWindow {
   // Qt decides.
   bool canBecomeKeyWindow() const override { return false; }
   std::shared_ptr<UIViewController> rootViewController() const override;
+  // Of a dock or a tool bar that floats, the view that it was taken out of.
   UIResponder* nextResponder() const override;
   // Qt draws the window.
   bool isDrawnWhole() const override { return true; }

@@ -17,6 +17,7 @@
 
 #include "platform/dispatch/NSTimer.h"
 #include "platform/dispatch/Scheduler.h"
+#include "platform/qt/QtProxies.h"
 #include "tests/platform/qt/QtHost.h"
 
 namespace platform {
@@ -124,6 +125,9 @@ TEST_F(QtScreensTest, AFloatingDockAppearsOnlyWhenTheAppSaysSo) {
   EXPECT_THAT(host.take(), IsEmpty());
   said->setFloating(true);
   EXPECT_THAT(host.take(), ElementsAre("appear QDockWidget 'Said'"));
+  const UIResponder* each = QtProxies::shared().viewOf(*plain).get();
+  while (each && each != QtProxies::shared().viewOf(window).get()) each = each->nextResponder();
+  EXPECT_TRUE(each) << "what is ignored in the window stays so when it floats";
 }
 
 // The desktop may make the window behind it the active one when it is clicked.
