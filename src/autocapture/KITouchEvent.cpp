@@ -25,6 +25,8 @@ std::shared_ptr<UIView> visibleView(const std::shared_ptr<UIView>& view) KOVA_ON
   return visible ? visible : view;
 }
 
+bool isKeyboard(const std::shared_ptr<UIView>& view) { return view && view->isa().name() == kKeyboardClass; }
+
 std::shared_ptr<KIViewAncestry> ancestryOf(const std::shared_ptr<UIView>& view,
                                            const KICaptureContext& context) KOVA_ON_MAIN_THREAD {
   if (!view) return std::make_shared<KIViewAncestry>(Array());
@@ -54,7 +56,9 @@ std::optional<kova::TouchTarget> KITouchEvent::targetOf(const kova::SeenTouch& s
   if (ignoreRules & kKovaIgnoreRuleIgnore) return std::nullopt;
   auto view = visibleView(seen.view);
   const std::string_view className = view ? std::string_view(KOVA_classOf(*view).name()) : "UIView";
-  if (seen.eventType.view() == KovaTouchEventTypeTouch && className == kKeyboardClass) return std::nullopt;
+  // It is one also where a view around it hides its inner hierarchy.
+  const bool isOnKeyboard = className == kKeyboardClass || isKeyboard(seen.view);
+  if (isOnKeyboard && seen.eventType.view() == KovaTouchEventTypeTouch) return std::nullopt;
 
   auto control = view ? retained(kova::closestControl(*view)) : nullptr;
   auto ancestry = seen.viewAncestry == ViewAncestry::Capture ? ancestryOf(view, context) : nullptr;

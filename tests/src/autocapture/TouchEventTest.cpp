@@ -130,6 +130,8 @@ TEST_F(TouchEventTest, SomeEventsMustNotExist) {
   setKovaIgnoreInnerHierarchy(*controller->row, true);
   EXPECT_EQ(settings.touch(pay)->view(), controller->row);
   EXPECT_EQ(settings.touch(pay)->closestControl(), nullptr);
+  controller->row->addSubview(keyboard);
+  EXPECT_EQ(settings.touch(keyboard), nullptr);
 }
 
 TEST_F(TouchEventTest, TextIsReadFromTheFirstTwoSubviewsFourLevelsDeepAndEndsAt64UnitsAndAWholeCharacter) {
