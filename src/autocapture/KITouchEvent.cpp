@@ -56,7 +56,7 @@ std::optional<kova::TouchTarget> KITouchEvent::targetOf(const kova::SeenTouch& s
   if (ignoreRules & kKovaIgnoreRuleIgnore) return std::nullopt;
   auto view = visibleView(seen.view);
   const std::string_view className = view ? std::string_view(KOVA_classOf(*view).name()) : "UIView";
-  // It is one also where a view around it hides its inner hierarchy.
+  // The target is another view where one around the keyboard hides its inner hierarchy.
   const bool isOnKeyboard = className == kKeyboardClass || isKeyboard(seen.view);
   if (isOnKeyboard && seen.eventType.view() == KovaTouchEventTypeTouch) return std::nullopt;
 
