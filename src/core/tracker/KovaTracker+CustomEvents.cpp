@@ -1,5 +1,7 @@
 // Custom events, and events forwarded by frameworks that wrap the library.
 
+#include <utility>
+
 #include "platform/dispatch/Scheduler.h"
 #include "platform/uikit/UIWindow.h"
 #include "src/core/KovaInputTransformer.h"
@@ -235,9 +237,20 @@ void KovaTracker::enqueueCustomEvent(CustomEvent& event) {
   // The session may have been reset since the host's call, and its pageview with it; without another one this
   // event, and all behind it, would wait for the next event.
   injectPageviewsIfNeeded();
-  // The host has gone on to another environment: nobody else stores this one's messages any more. What is
-  // done again becomes a batch when all of it is done.
-  if (isStopped_ && !isRedoing_) queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+  // What is done again becomes a batch when all of it is done.
+  if (isStopped_ && !isRedoing_) storeLateMessages();
+}
+
+// The host has shut down, or has gone on to another environment: nobody else makes a batch of this one's
+// messages any more. By way of the main queue, so that all whose calls are on their way there become one.
+void KovaTracker::storeLateMessages() {
+  if (std::exchange(areLateMessagesOnTheirWay_, true)) return;
+  kova::perform(*NSOperationQueue::mainQueue(), *this, "stop", [](KovaTracker& tracker) {
+    kova::perform(*tracker.mutationQueue_, tracker, "stop", [](KovaTracker& self) KOVA_ON_MUTATION_QUEUE {
+      self.areLateMessagesOnTheirWay_ = false;
+      self.queueManager_->moveEnqueuedMessagesToBatchAndPersist();
+    });
+  });
 }
 
 // What the screen adds comes last, when it is known.

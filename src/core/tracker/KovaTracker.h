@@ -274,6 +274,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   void readActiveScreen(CustomEvent& event) KOVA_ON_MAIN_THREAD;
   void consumeCustomEvent(std::shared_ptr<CustomEvent> event);
   void enqueueCustomEvent(CustomEvent& event) KOVA_ON_MUTATION_QUEUE;
+  void storeLateMessages() KOVA_ON_MUTATION_QUEUE;
 
   std::shared_ptr<KITouchEvent> readTouch(const kova::SeenTouch& seen) KOVA_ON_MAIN_THREAD;  // may be null
   void keepUntilItsAction(const std::shared_ptr<KITouchEvent>& event) KOVA_ON_MAIN_THREAD;
@@ -315,6 +316,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   std::unique_ptr<const KovaOpenURLParser> openURLParser_;
   std::shared_ptr<KovaEventVisualizer> eventVisualizer_ KOVA_OF_MAIN_THREAD;  // null until asked for
   std::atomic<bool> isStopped_ = false;
+  bool areLateMessagesOnTheirWay_ KOVA_OF_MUTATION_QUEUE = false;          // to a batch
   std::optional<KICallLog::Number> redoneSession_ KOVA_OF_MUTATION_QUEUE;  // of those that were left
   std::atomic<bool> isRedoing_ = false;  // of this process's screens nothing is known then
   // Held while the store is taken up, which two trackers of an environment may try.

@@ -164,7 +164,8 @@ TEST_F(TrackerLifeCycleTest, CallsThatReachTheTrackerBeforeAreNotLostAndSetNoTim
   device.drain();
   EXPECT_NE(Kova::sessionId(), sessionId) << "the session in force ends with its user";
   Kova::initialize("777", device.options());
-  std::exchange(before, nullptr)->recordCustomEvent("For an environment that was left", std::nullopt);
+  for (int i = 0; i < 201; ++i) before->recordCustomEvent("For an environment that was left", std::nullopt);
+  before = nullptr;
   device.drain();
   EXPECT_EQ(storedCount("parts") + storedCount("queuedMessageBatches"), 1u);
   EXPECT_TRUE(stopped.expired());
