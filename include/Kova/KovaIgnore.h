@@ -17,7 +17,8 @@ class UIResponder;
 //
 // Main thread only. An app that sets none pays nothing for them.
 
-// Interactions are not captured at all.
+// Interactions are not captured at all. Where something around it is touched, text in it is captured as
+// "****".
 KOVA_EXPORT bool kovaIgnore(const platform::UIResponder& responder);
 KOVA_EXPORT void setKovaIgnore(platform::UIResponder& responder, bool ignore);
 
