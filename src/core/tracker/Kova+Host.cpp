@@ -3,6 +3,7 @@
 #include <Kova/Kova.h>
 
 #include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -17,7 +18,6 @@ using namespace platform;
 
 namespace {
 
-std::atomic<bool> isStarted = false;
 std::atomic<bool> hasLoopOfItsOwn = false;
 
 std::optional<std::string> noneIfEmpty(const std::string& text) {
@@ -35,21 +35,27 @@ void startApplication(const KovaHost& host) {
       [](const NetworkReachability::Target&) { return std::optional(kNetworkReachabilityFlagsReachable); });
 }
 
+void startHostOnce(const KovaHost& host) {
+  if (host.runLoop == KovaRunLoop::OfItsOwn) {
+    ThreadScheduler::installed().ownRunLoop().runOnThreadOfItsOwn();
+    hasLoopOfItsOwn = true;
+    runInForkedChildren([] { hasLoopOfItsOwn = false; });
+    KIBailer::sharedBailer().bailInForkedChildren();  // who have no such thread
+  }
+  kova::onThreadOfHost([&host] {
+    kova::guarded({"Kova", "startHost:"}, [&host] { startApplication(host); });
+  });
+}
+
 }  // namespace
 
 bool kova::isOnThreadOfHost() { return !hasLoopOfItsOwn || Scheduler::current().isMainThread(); }
 
+// Whoever calls at the same time waits: it goes on to initialize, which needs the files' places.
 void Kova::startHost(const KovaHost& host) {
-  kova::guarded({"Kova", "startHost:"}, [&host] {
-    if (isStarted.exchange(true)) return;
-    if (host.runLoop == KovaRunLoop::OfItsOwn) {
-      ThreadScheduler::installed().ownRunLoop().runOnThreadOfItsOwn();
-      hasLoopOfItsOwn = true;
-      runInForkedChildren([] { hasLoopOfItsOwn = false; });
-      KIBailer::sharedBailer().bailInForkedChildren();  // who have no such thread
-    }
-    kova::onThreadOfHost([&host] {
-      kova::guarded({"Kova", "startHost:"}, [&host] { startApplication(host); });
-    });
+  constexpr kova::Place kStarting("Kova", "startHost:");
+  kova::guarded(kStarting, [&] {
+    static std::once_flag once;
+    std::call_once(once, [&] { kova::guarded(kStarting, [&host] { startHostOnce(host); }); });
   });
 }

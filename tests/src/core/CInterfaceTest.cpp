@@ -4,7 +4,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <barrier>
 #include <cmath>
+#include <filesystem>
+#include <thread>
 
 #include "tests/src/core/TrackerFixture.h"
 
@@ -98,6 +101,36 @@ TEST_F(CInterfaceTest, EachCallIsTheFacadesOfThatName) {
 
   EXPECT_EQ(kova_erase_stored(SimulatedDevice::kEnvironment, KOVA_WHOLE), KOVA_OK);
   EXPECT_EQ(storedText("userId"), "(nothing)");
+}
+
+// Whether all that a process records is on its disk, of two threads that start the library at once.
+bool isStoredByTwoThatStart() {
+  std::string root = "/tmp/kova-test.XXXXXX";
+  EXPECT_NE(mkdtemp(root.data()), nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    std::barrier gate(2);
+    const auto start = [&] {
+      kova_settings* const settings = kova_settings_new();
+      kova_settings_set_text(settings, "directory", root.data(), KOVA_WHOLE);
+      kova_settings_set_text(settings, "captureBaseUrl", "http://127.0.0.1:1", KOVA_WHOLE);
+      gate.arrive_and_wait();
+      kova_start("12345", KOVA_WHOLE, settings);
+      kova_settings_free(settings);
+    };
+    std::thread other(start);
+    start();
+    other.join();
+    _exit(kova_flush(20));
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  std::filesystem::remove_all(root);
+  return WIFEXITED(status) && WEXITSTATUS(status) & KOVA_STORED;
+}
+
+TEST(CHostTest, WhoeverStartsTheLibraryAsWellWaitsForThePlaceOfItsFiles) {
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(isStoredByTwoThatStart());
 }
 
 // The child has no thread that would let go of what the receiver's caller holds.
