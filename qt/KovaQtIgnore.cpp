@@ -2,8 +2,10 @@
 
 #include <Kova/KovaIgnore.h>
 
+#include <QAction>
 #include <QApplication>
 #include <QByteArray>
+#include <QToolButton>
 #include <QVariant>
 #include <QWidget>
 #include <optional>
@@ -66,15 +68,24 @@ std::optional<bool> saidOfClasses(KovaQtRule rule, const QWidget& widget) {
 }
 
 // What is redacted in a window is so in what it asks: the box over a file dialog names a file.
-std::optional<bool> saidOf(const Flag& flag, const QWidget& widget) {
-  if (const QVariant own = widget.property(flag.property); own.isValid()) return own.toBool();
-  auto said = saidOfClasses(flag.rule, widget);
-  if (!widget.isWindow() || !redacts(flag.rule)) return said;
+std::optional<bool> saidOfClassesAround(KovaQtRule rule, const QWidget& widget) {
+  auto said = saidOfClasses(rule, widget);
+  if (!widget.isWindow() || !redacts(rule)) return said;
   const QWidget* opener = widget.parentWidget();
   for (; opener && !said.value_or(false); opener = opener->parentWidget()) {
-    if (const auto ofOpener = saidOfClasses(flag.rule, *opener)) said = ofOpener;
+    if (const auto ofOpener = saidOfClasses(rule, *opener)) said = ofOpener;
   }
   return said;
+}
+
+// A button that shows an action shows its text.
+std::optional<bool> saidOf(const Flag& flag, const QObject& object) {
+  if (const QVariant own = object.property(flag.property); own.isValid()) return own.toBool();
+  const auto* const button = qobject_cast<const QToolButton*>(&object);
+  const QAction* const action = button ? button->defaultAction() : nullptr;
+  if (action && action->property(flag.property).toBool()) return true;
+  const auto* const widget = qobject_cast<const QWidget*>(&object);
+  return widget ? saidOfClassesAround(flag.rule, *widget) : std::nullopt;
 }
 
 // A screen's controller tells of the widget what its view tells, and lies outside of that.
@@ -83,22 +94,34 @@ void apply(const Flag& flag, UIView& view, bool holds) {
   if (UIViewController* const controller = view.viewController()) flag.set(*controller, holds);
 }
 
-}  // namespace
+void applyTo(QWidget& widget, const Flag& flag) {
+  QWidget& shown = shownWidget(widget);
+  const QVariant own = widget.property(flag.property);
+  const bool holds = own.isValid() ? own.toBool() : saidOf(flag, shown).value_or(false);
+  apply(flag, *QtProxies::shared().viewOf(shown), holds);
+}
 
-void applyProperty(QWidget& widget, const QByteArray& name) {
-  if (!name.startsWith("kova")) return;
-  for (const Flag& flag : kFlags) {
-    if (name != flag.property) continue;
-    QWidget& shown = shownWidget(widget);
-    const QVariant own = widget.property(flag.property);
-    const bool holds = own.isValid() ? own.toBool() : saidOf(flag, shown).value_or(false);
-    apply(flag, *QtProxies::shared().viewOf(shown), holds);
+void applyTo(QAction& action, const Flag& flag) {
+  apply(flag, *QtProxies::shared().viewOf(action), saidOf(flag, action).value_or(false));
+  for (QObject* const object : action.associatedObjects()) {
+    if (auto* const button = qobject_cast<QToolButton*>(object)) applyTo(*button, flag);
   }
 }
 
-void applyRules(QWidget& widget, UIView& view) {
+}  // namespace
+
+void applyProperty(QObject& object, const QByteArray& name) {
+  if (!name.startsWith("kova")) return;
   for (const Flag& flag : kFlags) {
-    if (const auto said = saidOf(flag, widget)) apply(flag, view, *said);
+    if (name != flag.property) continue;
+    auto* const action = qobject_cast<QAction*>(&object);
+    action ? applyTo(*action, flag) : applyTo(static_cast<QWidget&>(object), flag);
+  }
+}
+
+void applyRules(QObject& object, UIView& view) {
+  for (const Flag& flag : kFlags) {
+    if (const auto said = saidOf(flag, object)) apply(flag, view, *said);
   }
 }
 

@@ -22,8 +22,8 @@ class QWidget;
 //   KovaQt::start("1234567890", options);  // before the first window is shown
 //
 // From there on it records which windows, dialogs and pages are shown, what is pressed in them, and which
-// editors are used; never what is written in them. Widgets are kept out, or their texts, by dynamic
-// properties, in code as in .ui files: kovaIgnore, kovaIgnoreInnerHierarchy, kovaRedactText and
+// editors are used; never what is written in them. Widgets and actions are kept out, or their texts, by
+// dynamic properties, in code as in .ui files: kovaIgnore, kovaIgnoreInnerHierarchy, kovaRedactText and
 // kovaRedactAccessibilityLabel (true). What is written on a button or a label is its accessibility label
 // too: to keep it out, redact both. kovaScreen says whether a window or a widget is a screen (true, false),
 // or its name.

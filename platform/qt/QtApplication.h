@@ -8,7 +8,7 @@
 
 class QByteArray;
 class QKeyEvent;
-class QWidget;
+class QObject;
 
 namespace platform {
 
@@ -46,11 +46,12 @@ UIApplicationState qtStateAfter(UIApplicationState before, QtState now);
 struct QtOptions {
   // See QtScreens::setProperty.
   const char* screenProperty = nullptr;
-  // A dynamic property of a widget was set, changed or taken away, or was there at the start.
-  std::function<void(QWidget& widget, const QByteArray& name)> propertyChanged = [](QWidget&,
+  // A dynamic property of a widget or an action was set, changed or taken away, or a widget had it at the
+  // start.
+  std::function<void(QObject& object, const QByteArray& name)> propertyChanged = [](QObject&,
                                                                                     const QByteArray&) {};
-  // A view was made for a widget, or has got a controller.
-  std::function<void(QWidget& widget, UIView& view)> viewMade = [](QWidget&, UIView&) {};
+  // A view was made for a widget or an action, or has got a controller.
+  std::function<void(QObject& object, UIView& view)> viewMade = [](QObject&, UIView&) {};
   // A key goes down, in any window.
   std::function<void(QKeyEvent& event)> keyPressed = [](QKeyEvent&) {};
   QtItemTexts itemTexts;

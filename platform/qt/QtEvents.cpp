@@ -104,13 +104,14 @@ void QtEvents::see(QObject& watched, QEvent& event) {
     case QEvent::ApplicationStateChange:
     case QEvent::WindowStateChange:
       return sayingState_.ask();
+    case QEvent::DynamicPropertyChange:
+      return propertyChanged(watched, static_cast<QDynamicPropertyChangeEvent&>(event).propertyName());
     case QEvent::Polish:
     case QEvent::ActionAdded:
     case QEvent::Show:
     case QEvent::Hide:
     case QEvent::WindowActivate:
     case QEvent::FocusOut:
-    case QEvent::DynamicPropertyChange:
     case QEvent::Gesture:
     case QEvent::Paint:
       break;
@@ -118,6 +119,11 @@ void QtEvents::see(QObject& watched, QEvent& event) {
       return;
   }
   if (watched.isWidgetType()) seeWidget(static_cast<QWidget&>(watched), event);
+}
+
+void QtEvents::propertyChanged(QObject& object, const QByteArray& name) {
+  const bool hasView = object.isWidgetType() || qobject_cast<const QAction*>(&object);
+  if (hasView) handlers_.propertyChanged(object, name);
 }
 
 void QtEvents::seeWidget(QWidget& widget, QEvent& event) {
@@ -134,9 +140,6 @@ void QtEvents::seeWidget(QWidget& widget, QEvent& event) {
       return QtScreens::shared().activated(widget);
     case QEvent::FocusOut:
       return QtEditing::shared().focusLeft(widget, static_cast<QFocusEvent&>(event).reason());
-    case QEvent::DynamicPropertyChange:
-      return handlers_.propertyChanged(widget,
-                                       static_cast<QDynamicPropertyChangeEvent&>(event).propertyName());
     case QEvent::Gesture:
       return QtGestures::shared().comes(widget, static_cast<QGestureEvent&>(event));
     case QEvent::Paint:

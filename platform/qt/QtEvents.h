@@ -16,8 +16,8 @@ namespace platform {
 class QtEvents final : public QObject {
  public:
   struct Handlers {
-    // A dynamic property of a widget was set, changed or taken away.
-    std::function<void(QWidget& widget, const QByteArray& name)> propertyChanged;
+    // A dynamic property of a widget or an action was set, changed or taken away.
+    std::function<void(QObject& object, const QByteArray& name)> propertyChanged;
     // A window was shown, hidden or minimised, or the application became active or ceased to be.
     std::function<void()> stateChanged;
     // A key goes down, in any window.
@@ -37,6 +37,7 @@ class QtEvents final : public QObject {
 
  private:
   void see(QObject& watched, QEvent& event);
+  void propertyChanged(QObject& object, const QByteArray& name);
   void seeWidget(QWidget& widget, QEvent& event);
   void inputComes(QWidget& widget, const QEvent& event);
   void polished(QWidget& widget);

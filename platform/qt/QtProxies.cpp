@@ -48,7 +48,9 @@ std::shared_ptr<UIView> QtProxies::viewOf(QWidget& widget) {
 
 std::shared_ptr<UIView> QtProxies::viewOf(QAction& action) {
   Proxies& proxies = proxiesOf(action);
-  if (!proxies.view) proxies.view = makers_.actionView(action);
+  if (proxies.view) return proxies.view;
+  proxies.view = makers_.actionView(action);
+  if (makers_.viewMade) makers_.viewMade(action, *proxies.view);
   return proxies.view;
 }
 

@@ -25,7 +25,8 @@ class QtProxies {
   // How they are made; stated once, before the first is asked for.
   struct Makers {
     std::shared_ptr<UIView> (*view)(QWidget& widget);
-    std::function<void(QWidget& widget, UIView& view)> viewMade;  // or has got its controller; may be empty
+    // For a widget or an action, or it has got its controller; may be empty.
+    std::function<void(QObject& object, UIView& view)> viewMade;
     std::shared_ptr<UIView> (*actionView)(QAction& action);
     std::shared_ptr<UIWindow> (*window)(QWidget& widget);
     std::shared_ptr<UIViewController> (*controller)(QWidget& widget);

@@ -15,6 +15,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTimer>
+#include <QToolBar>
 
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/qt/QtProxies.h"
@@ -205,6 +206,24 @@ TEST_F(KovaQtTest, AClassHasRulesAndAWidgetOfItItsOwn) {
   EXPECT_TRUE(kovaRedactText(viewOf(overwrites)));
   EXPECT_TRUE(kovaRedactAccessibilityLabel(*QtProxies::shared().controllerOf(files)))
       << "whose label is that of the widget";
+}
+
+TEST_F(KovaQtTest, AnEntryHasPropertiesAndSoHasTheButtonThatShowsIt) {
+  KovaQt::start("11", options);
+  QToolBar bar;
+  QAction* const letter = bar.addAction("letter.txt");
+  const auto isRedacted = [&] {
+    auto& proxies = QtProxies::shared();
+    const bool isButton = kovaRedactText(*proxies.viewOf(*bar.widgetForAction(letter)));
+    EXPECT_EQ(kovaRedactText(*proxies.viewOf(*letter)), isButton);
+    return isButton;
+  };
+  letter->setProperty("kovaRedactText", true);
+  EXPECT_TRUE(isRedacted()) << "before a view is made";
+  letter->setProperty("kovaRedactText", QVariant());
+  EXPECT_FALSE(isRedacted());
+  letter->setProperty("kovaRedactText", true);
+  EXPECT_TRUE(isRedacted());
 }
 
 TEST(KovaQtSentData, KeepsTheLatest) {
