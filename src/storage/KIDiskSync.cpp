@@ -5,6 +5,7 @@
 
 #include "platform/dispatch/NSOperationQueue.h"
 #include "platform/foundation/NSFileManager.h"
+#include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
 
 using namespace platform;
@@ -54,24 +55,34 @@ void KIDiskSync::begin(Request request) {
   KOVA_addSafeOperationWithBlock(diskQueue(),
                                  [self = shared_from_this(), changed = std::move(changed),
                                   stamps = std::move(stamps), done = std::move(request.done)] {
-                                   bool isOnDisk = true;
-                                   for (const std::string& path : changed)
-                                     isOnDisk = (self->sync_(path) || isGone(path)) && isOnDisk;
+                                   std::vector<std::string> failed;
+                                   for (const std::string& path : changed) {
+                                     if (!self->sync_(path) && !isGone(path)) failed.push_back(path);
+                                   }
                                    KOVA_addSafeOperationWithBlock(*KOVA_serialStateQueue(),
-                                                                  [self, isOnDisk, stamps, done] {
+                                                                  [self, failed, stamps, done] {
                                                                     kova::mutationQueue.isHere();
-                                                                    self->end(isOnDisk, stamps, done);
+                                                                    self->end(failed, stamps, done);
                                                                   },
                                                                   {"KIDiskSync", "synchronize:"});
                                  },
                                  {"KIDiskSync", "synchronize:"});
 }
 
-// What is not on disk is new to the next run.
-void KIDiskSync::end(bool isOnDisk, Stamps stamps, const std::function<void()>& done) {
+// What is not on disk is new to the next run, and so is its directory, which would not be listed otherwise.
+void KIDiskSync::end(const std::vector<std::string>& failed, Stamps stamps,
+                     const std::function<void()>& done) {
   isRunning_ = false;
-  if (isOnDisk) synced_ = std::move(stamps);
-  if (isOnDisk) done();
+  for (const std::string& path : failed) {
+    stamps.erase(path);
+    stamps.erase(path.substr(0, path.rfind('/')));
+  }
+  synced_ = std::move(stamps);
+  if (!failed.empty() && !hasFailed_)
+    KovaLogDebug("\"%@\" is not known to be on disk, and is tried again: a power failure may take it.",
+                 failed[0]);
+  hasFailed_ = !failed.empty();
+  if (failed.empty()) done();
   if (auto next = std::exchange(next_, std::nullopt)) begin(*std::move(next));
 }
 

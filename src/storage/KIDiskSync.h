@@ -27,7 +27,8 @@ class KIDiskSync : public std::enable_shared_from_this<KIDiskSync> {
   // Files, and directories with the files in them. Hands over what has changed since it was last on disk, in
   // that order, a directory behind its files. While the queue is still at what it was given last, the newest
   // request waits for it.
-  // What changed in the last moments counts as changed the next time, too.
+  // What changed in the last moments counts as changed the next time, too, and so does what could not be
+  // synced; a debug line says when that begins.
   // Calls `done` when all of it is on disk that is still there, unless nothing has changed.
   void synchronize(
       std::vector<std::string> paths, std::function<void()> done = [] {}) KOVA_ON_MUTATION_QUEUE;
@@ -44,12 +45,14 @@ class KIDiskSync : public std::enable_shared_from_this<KIDiskSync> {
     std::function<void()> done;
   };
   void begin(Request request) KOVA_ON_MUTATION_QUEUE;
-  void end(bool isOnDisk, Stamps stamps, const std::function<void()>& done) KOVA_ON_MUTATION_QUEUE;
+  void end(const std::vector<std::string>& failed, Stamps stamps,
+           const std::function<void()>& done) KOVA_ON_MUTATION_QUEUE;
   void addChanged(const std::string& path, std::vector<std::string>& changed,
                   Stamps& stamps) const KOVA_ON_MUTATION_QUEUE;
 
   const Sync sync_;
   Stamps synced_ KOVA_OF_MUTATION_QUEUE;
   bool isRunning_ KOVA_OF_MUTATION_QUEUE = false;
+  bool hasFailed_ KOVA_OF_MUTATION_QUEUE = false;       // the last time
   std::optional<Request> next_ KOVA_OF_MUTATION_QUEUE;  // none but while it runs
 };

@@ -7,6 +7,7 @@
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
@@ -33,10 +34,10 @@ class KIDiskSyncTest : public QueueTest {
   std::filesystem::file_time_type lastWrite =
       std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
   std::vector<std::string> synced;
-  bool isFailing = false;
+  std::string failing;
   const std::shared_ptr<KIDiskSync> disk = std::make_shared<KIDiskSync>([this](const std::string& path) {
     synced.push_back(path.substr(folder.size()));
-    return !isFailing;
+    return synced.back() != failing;
   });
 };
 
@@ -79,13 +80,17 @@ TEST_F(KIDiskSyncTest, GivesTheDiskOneRunAtATimeAndThenWhatIsNew) {
   EXPECT_THAT(synchronize(), IsEmpty());
 }
 
-TEST_F(KIDiskSyncTest, TriesAgainWhatTheDiskHasNotTaken) {
-  write("calls");
-  isFailing = true;
-  disk->synchronize({folder + "calls"}, [] { FAIL() << "it is not on disk"; });
+TEST_F(KIDiskSyncTest, TriesAgainWhatTheDiskHasNotTakenAndNothingElse) {
+  std::filesystem::create_directory(folder + "batches");
+  for (const char* name : {"batches/1", "batches/2", "calls"}) write(name);
+  failing = "batches/1";
+  disk->synchronize({folder + "batches", folder + "calls"}, [] { FAIL() << "not all is on disk"; });
   device.drain();
-  isFailing = false;
-  EXPECT_THAT(synchronize(), ElementsAre("calls"));
+  for (int i = 0; i < 2; ++i) EXPECT_THAT(synchronize(), ElementsAre("batches/1", "batches"));
+  EXPECT_THAT(device.logLinesWith("is not known to be on disk"), ElementsAre(HasSubstr("batches/1")));
+  failing.clear();
+  EXPECT_THAT(synchronize(), ElementsAre("batches/1", "batches"));
+  EXPECT_THAT(synchronize(), IsEmpty());
 }
 
 // A batch may have been sent, and its file be gone, before its turn comes.
