@@ -17,8 +17,8 @@ class UIResponder;
 //
 // Main thread only. An app that sets none pays nothing for them.
 
-// Interactions are not captured at all. Where something around it is touched, text in it is captured as
-// "****".
+// Interactions are not captured at all. A touch on what lies around may tell the text that is here, unless
+// that is redacted, too.
 KOVA_EXPORT bool kovaIgnore(const platform::UIResponder& responder);
 KOVA_EXPORT void setKovaIgnore(platform::UIResponder& responder, bool ignore);
 

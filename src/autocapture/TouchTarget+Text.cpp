@@ -52,11 +52,10 @@ void appendText(std::string_view text, std::string& output, std::size_t maxLengt
   output += composedCharacterSequencesForPrefix(text, maxLength + 1 - std::min(length, maxLength));
 }
 
-// What is ignored must not be told by what lies around it either. A controller's flags hold for its view.
-bool hidesText(const UIView& view) KOVA_ON_MAIN_THREAD {
+// A controller's flag holds for its view.
+bool redactsText(const UIView& view) KOVA_ON_MAIN_THREAD {
   const UIViewController* const controller = view.viewController();
-  const unsigned rules = KOVA_ignoreRules(view) | (controller ? KOVA_ignoreRules(*controller) : 0);
-  return (rules & (kKovaIgnoreRuleIgnore | kKovaIgnoreRuleRedactText)) != 0;
+  return kovaRedactText(view) || (controller && kovaRedactText(*controller));
 }
 
 // Null beyond the second subview. Asked for anew each time: reading the text of one view may run code of the
@@ -111,7 +110,7 @@ bool kova::extractText(const UIView& view, std::string& output, bool redacted, i
   }
   bool appended = false;
   for (std::size_t i = 0; const auto subview = subviewAt(view, i); ++i) {
-    const bool isSubviewRedacted = redacted || hidesText(*subview);
+    const bool isSubviewRedacted = redacted || redactsText(*subview);
     appended |= extractText(*subview, output, isSubviewRedacted, depth + 1, maxLength);
     // One substitution stands for a redacted tree.
     if (redacted && appended) break;

@@ -146,8 +146,6 @@ TEST_F(TouchEventTest, TextIsReadFromTheFirstTwoSubviewsFourLevelsDeepAndEndsAt6
   const auto screen = std::make_shared<CartController>();
   screen->view()->addSubview(label("a"));
   setKovaRedactText(*screen, true);
-  const auto ignored = label("a");
-  setKovaIgnore(*ignored, true);
   const auto broken = std::make_shared<DisplayView>();
   broken->node = nullptr;
   const auto fourDeep = viewWith({viewWith({viewWith({viewWith({label("a")})})})});
@@ -165,7 +163,6 @@ TEST_F(TouchEventTest, TextIsReadFromTheFirstTwoSubviewsFourLevelsDeepAndEndsAt6
       {"", std::make_shared<UIView>()},
       {"**** x", viewWith({redacted, label("x")})},
       {"**** x", viewWith({screen->view(), label("x")})},
-      {"**** x", viewWith({ignored, label("x")})},
       {a63 + "b", label(a63 + "bc")},
       {a63 + "\U0001F600", label(a63 + "\U0001F600c")},
       {a63 + "e\u0301", label(a63 + "e\u0301c")},
