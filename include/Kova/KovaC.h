@@ -19,7 +19,7 @@
  * copied: the caller keeps it. NULL is no text. Handles belong to whoever made them, are freed by their _free
  * function, and are used by one thread at a time. Every other function may be called from any thread, and
  * returns at once unless it says otherwise. Calls take effect in their order. Before kova_start they do
- * nothing. No exception leaves a call.
+ * nothing. No exception leaves a call, and a thread that is cancelled ends its call first.
  *
  * This interface is stable: a library of the same kova_abi_version has every function that this header names,
  * with the same meaning.

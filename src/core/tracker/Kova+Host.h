@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "platform/dispatch/Scheduler.h"
+#include "platform/runtime/NotCancelled.h"
 
 namespace kova {
 
@@ -14,9 +15,11 @@ bool isOnThreadOfHost();
 // Shuts down the tracker that is in force, if any. What it has queued still runs.
 void stopSharedTracker();
 
-// Runs the block where that is so, and returns when it has run. It throws nothing.
+// Runs the block where that is so, and returns when it has run. It throws nothing. A thread that is cancelled
+// waits first.
 template <class Block>
 void onThreadOfHost(Block block) {
+  const platform::NotCancelled whole;
   if (isOnThreadOfHost()) return block();
   const auto done = std::make_shared<std::promise<void>>();
   const auto isDone = done->get_future();

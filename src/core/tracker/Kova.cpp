@@ -5,6 +5,7 @@
 
 #include "platform/foundation/NSException.h"
 #include "platform/runtime/Mutex.h"
+#include "platform/runtime/NotCancelled.h"
 #include "src/core/Guard.h"
 #include "src/core/KovaLogger.h"
 #include "src/core/NSOperationQueue+SafeOperation.h"
@@ -17,9 +18,10 @@ using namespace platform;
 namespace {
 
 // The safe facade call: nothing once the library has bailed, nothing before it has a tracker, and no
-// exception ever.
+// exception ever. A thread that is cancelled ends its call first.
 template <class Call>
 void forward(const char* selector, Call&& call) {
+  const NotCancelled whole;
   kova::guarded({"Kova", selector}, [&call] {
     if (const auto tracker = KovaTracker::sharedTracker()) call(*tracker);
   });
@@ -39,6 +41,7 @@ void forwardWithTexts(const char* selector, std::initializer_list<KovaText> text
 // there is a tracker.
 template <class Answer, class Call>
 Answer ask(const char* selector, Call&& call, Answer bailed, Answer absent) {
+  const NotCancelled whole;
   return kova::guarded(
       {"Kova", selector},
       [&]() -> Answer {

@@ -1,6 +1,7 @@
 // C, on a device whose host has been started otherwise: what is refused, and that each call is the facade's.
 
 #include <Kova/KovaC.h>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -101,6 +102,24 @@ TEST_F(CInterfaceTest, EachCallIsTheFacadesOfThatName) {
 
   EXPECT_EQ(kova_erase_stored(SimulatedDevice::kEnvironment, KOVA_WHOLE), KOVA_OK);
   EXPECT_EQ(storedText("userId"), "(nothing)");
+}
+
+TEST_F(CInterfaceTest, AThreadThatIsCancelledEndsItsCallFirst) {
+  device.startAndSettle();
+  const auto cancelled = [](void*) -> void* {
+    pthread_cancel(pthread_self());
+    kova_track("Checkout", KOVA_WHOLE, nullptr);
+    kova_track("Payment", KOVA_WHOLE, nullptr);
+    pthread_testcancel();
+    return nullptr;
+  };
+  pthread_t thread;
+  pthread_create(&thread, nullptr, cancelled, nullptr);
+  void* result = nullptr;
+  pthread_join(thread, &result);
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+  device.upload();
+  EXPECT_THAT(sentEvents(), ElementsAre("lifecycleEvent", "Checkout", "Payment"));
 }
 
 // Whether all that a process records is on its disk, of two threads that start the library at once.
