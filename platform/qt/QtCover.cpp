@@ -2,6 +2,7 @@
 
 #include <QGraphicsProxyWidget>
 #include <QGraphicsView>
+#include <QMenuBar>
 #include <QPainter>
 
 #include "platform/qt/QtDrawing.h"
@@ -44,12 +45,22 @@ class Covering {
       painter_.restore();
     }
     if (auto* const view = qobject_cast<QGraphicsView*>(&widget)) coverInScene(*view, cover);
+    if (auto* const bar = qobject_cast<QMenuBar*>(&widget)) coverEntries(*bar);
   }
 
  private:
   void moveInto(const QWidget& child) {
     painter_.translate(child.pos());
     painter_.setClipRect(child.rect(), Qt::IntersectClip);
+  }
+
+  // Those of an open menu are in a window of their own, which no picture shows.
+  void coverEntries(const QMenuBar& bar) {
+    for (QAction* const action : bar.actions()) {
+      const auto entry = QtProxies::shared().viewOf(*action);
+      if (CoveredViews::coverOf(*entry) == ViewCover::None) continue;
+      painter_.fillRect(bar.actionGeometry(action), colorOf(CoveredViews::color()));
+    }
   }
 
   // Widgets in a scene are nobody's children.

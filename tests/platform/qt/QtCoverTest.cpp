@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QScrollArea>
 
@@ -100,7 +101,9 @@ class OwnProxy final : public QGraphicsProxyWidget {
 };
 
 TEST_F(QtCover, KeepsOutWhatAWidgetPaintsItself) {
-  window.resize(100, 200);
+  window.resize(100, 230);
+  auto* const bar = place(new QMenuBar(&window), {0, 200, 100, 30});
+  bar->addAction("XXXXXX")->setObjectName("secret");
   place(new QListWidget(&window), {0, 0, 100, 30}, "opaque");
   place(new QPlainTextEdit(&window), {0, 30, 100, 30}, "opaque");
   auto* const scene = place(new QGraphicsView(new QGraphicsScene(&window), &window), {0, 60, 100, 40});
@@ -112,6 +115,8 @@ TEST_F(QtCover, KeepsOutWhatAWidgetPaintsItself) {
   place(new QLineEdit("1234", asking), {0, 0, 100, 100})->setEchoMode(QLineEdit::Password);
   const CoveredViews covered(coverOf);
   for (const int y : {15, 45, 80, 150}) EXPECT_TRUE(isCovered(50, y)) << y;
+  const QPoint entry = bar->actionGeometry(bar->actions().front()).topLeft();
+  EXPECT_TRUE(isCovered(entry.x() + 2, 200 + entry.y() + 2));
 }
 
 }  // namespace
