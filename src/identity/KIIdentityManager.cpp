@@ -2,6 +2,7 @@
 
 #include <Kova/KovaConstants.h>
 
+#include "platform/foundation/Reading.h"
 #include "src/core/Ids.h"
 #include "src/core/URLEncoding.h"
 #include "src/identity/KIIdUtil.h"
@@ -26,6 +27,29 @@ void changeWhatIsAsBefore(MutableDictionary& shared, const Dictionary& before, c
   }
 }
 
+struct StoredUser {
+  std::optional<std::string> identity;
+  std::optional<std::string> userId;
+  Dictionary eventProperties;
+};
+
+// The user of the store's place, or that of all processes. None when it cannot be told who that is.
+std::optional<StoredUser> storedUserIn(const KovaPersistentStore& store,
+                                       bool isOfPlace) KOVA_ON_MUTATION_QUEUE {
+  const auto textForKey = [&](std::string_view key) KOVA_ON_MUTATION_QUEUE {
+    return isOfPlace ? store.stringForKey(key) : store.sharedStringForKey(key);
+  };
+  const auto userId = textForKey(KovaPersistentPropertyKeyUserId);
+  const auto identity = textForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
+  const auto properties = isOfPlace ? store.dictionaryForKey(KovaPersistentPropertyKeyEventProperties)
+                                    : store.sharedDictionaryForKey(KovaPersistentPropertyKeyEventProperties);
+  if (identity.isUnreadable() || userId.isUnreadable() || properties.isUnreadable()) return std::nullopt;
+  // Another process has changed the user between two of these: nobody is to have the other one's name.
+  const std::string userIdNow = textForKey(KovaPersistentPropertyKeyUserId).value_or("");
+  if (userIdNow != userId.value_or("")) return storedUserIn(store, isOfPlace);
+  return StoredUser{identity, userId, properties.value_or(Dictionary())};
+}
+
 }  // namespace
 
 KIIdentityManager::KIIdentityManager(std::shared_ptr<KovaPersistentStore> persistentStore, Origin origin)
@@ -41,16 +65,13 @@ bool KIIdentityManager::load() {
       origin_ == Origin::Place ? store.stringForKey(KovaPersistentPropertyKeyUserId) : Reading<std::string>();
   if (userOfPlace.isUnreadable()) return false;
   const bool isOfPlace = userOfPlace.has_value();
-  const auto textForKey = [&](std::string_view key) KOVA_ON_MUTATION_QUEUE {
-    return isOfPlace ? store.stringForKey(key) : store.sharedStringForKey(key);
-  };
-  const auto identity = textForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
-  const auto userId = textForKey(KovaPersistentPropertyKeyUserId);
-  const auto properties = isOfPlace ? store.dictionaryForKey(KovaPersistentPropertyKeyEventProperties)
-                                    : store.sharedDictionaryForKey(KovaPersistentPropertyKeyEventProperties);
-  if (identity.isUnreadable() || userId.isUnreadable() || properties.isUnreadable()) return false;
+  const auto stored = storedUserIn(store, isOfPlace);
+  if (!stored) return false;
+  const auto& identity = stored->identity;
+  const auto& userId = stored->userId;
   isLoaded_ = true;
-  mayChangeShared_ = !isOfPlace || isSharedUser(identity, userId);
+  const auto shared = isOfPlace ? storedUserIn(store, false) : stored;
+  mayChangeShared_ = shared && shared->identity == identity && shared->userId == userId;
 
   const bool isStoredPerson = identity && urlEncodedIdentity() == identity.value();
   const bool isChanged = hasChangedUnloaded_ || (wasResetUnloaded_ && identity);
@@ -67,7 +88,7 @@ bool KIIdentityManager::load() {
     storeUser();
   }
 
-  eventProperties_ = properties.value_or(Dictionary());
+  eventProperties_ = stored->eventProperties;
   for (const PropertiesChange& change : std::exchange(changesUnloaded_, {})) changeEventProperties(change);
   if (!store.place().isFirst() && origin_ == Origin::App) storeCopies();
   return true;
@@ -75,13 +96,10 @@ bool KIIdentityManager::load() {
 
 bool KIIdentityManager::loadUserAlone() {
   if (isLoaded_ || !userId().empty()) return true;
-  const KovaPersistentStore& store = *persistentStore_;
-  const auto identity = store.sharedStringForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
-  const auto userId = store.sharedStringForKey(KovaPersistentPropertyKeyUserId);
-  const auto properties = store.sharedDictionaryForKey(KovaPersistentPropertyKeyEventProperties);
-  if (identity.isUnreadable() || userId.isUnreadable() || properties.isUnreadable()) return false;
-  if (userId || identity) takeUp(identity, userId);
-  eventProperties_ = properties.value_or(Dictionary());
+  const auto stored = storedUserIn(*persistentStore_, false);
+  if (!stored) return false;
+  if (stored->userId || stored->identity) takeUp(stored->identity, stored->userId);
+  eventProperties_ = stored->eventProperties;
   return true;
 }
 
@@ -112,16 +130,6 @@ void KIIdentityManager::takeUp(std::optional<std::string> identity,
 
 void KIIdentityManager::assumeUser() {
   if (userId().empty()) generateUserId();
-}
-
-bool KIIdentityManager::isSharedUser(const Reading<std::string>& identity,
-                                     const Reading<std::string>& userId) const {
-  const auto sharedIdentity =
-      persistentStore_->sharedStringForKey(KovaPersistentPropertyKeyUrlEncodedIdentity);
-  const auto sharedUserId = persistentStore_->sharedStringForKey(KovaPersistentPropertyKeyUserId);
-  const bool isReadable = !sharedIdentity.isUnreadable() && !sharedUserId.isUnreadable();
-  return isReadable && sharedIdentity.value_or("") == identity.value_or("") &&
-         sharedUserId.value_or("") == userId.value_or("");
 }
 
 void KIIdentityManager::store(const std::optional<std::string>& text, std::string_view key) {

@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/foundation/Reading.h"
 #include "platform/foundation/Value.h"
 #include "platform/runtime/Mutex.h"
 #include "src/core/Threads.h"
@@ -91,8 +90,6 @@ class KIIdentityManager {
   void takeUp(std::optional<std::string> identity,
               const std::optional<std::string>& userId) KOVA_ON_MUTATION_QUEUE;
   void agreeOnUserId() KOVA_ON_MUTATION_QUEUE;
-  bool isSharedUser(const platform::Reading<std::string>& identity,
-                    const platform::Reading<std::string>& userId) const KOVA_ON_MUTATION_QUEUE;
   // None removes it.
   void store(const std::optional<std::string>& text, std::string_view key) KOVA_ON_MUTATION_QUEUE;
   void storeUser() KOVA_ON_MUTATION_QUEUE;

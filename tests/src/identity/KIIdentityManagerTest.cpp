@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <functional>
 #include <regex>
+#include <semaphore>
+#include <thread>
 
+#include "platform/foundation/NSUserDefaults.h"
 #include "src/identity/KIIdUtil.h"
 #include "src/storage/store/KovaPersistentStore.h"
 #include "tests/support/Json.h"
@@ -137,6 +140,28 @@ TEST_F(KIIdentityManagerTest, KeepsWhatAnotherProcessChangesInTheSameMoment) {
   });
   EXPECT_EQ(json(*device.stored("eventProperties")), R"({"seat":"2","meal":"egg"})");
   EXPECT_EQ(json(one.eventProperties()), R"({"seat":"2","deck":"A"})");
+}
+
+// Who it is stands in two rows, which others change in one step.
+TEST_F(KIIdentityManagerTest, TakesUpNobodyWithTheNameOfAnother) {
+  constexpr int kTimes = 4000;
+  device.store("userId", "0");
+  std::counting_semaphore<kTimes> mayChange(0);
+  std::thread other([&mayChange] {
+    for (int user = 1; user <= kTimes; ++user) {  // every second one has a name
+      mayChange.acquire();
+      NSUserDefaults::standardUserDefaults().setObjects(
+          {{"kova_12345_userId", Value(std::to_string(user))},
+           {"kova_12345_identity", user % 2 ? std::optional<Value>("ann") : std::nullopt}});
+    }
+  });
+  const auto store = std::make_shared<KovaPersistentStore>(SimulatedDevice::kEnvironment);
+  for (int i = 0; i < kTimes; ++i) {
+    mayChange.release();
+    const KIIdentityManager manager(store);
+    EXPECT_EQ(std::stoi(manager.userId()) % 2, manager.isAnonymous() ? 0 : 1);
+  }
+  other.join();
 }
 
 TEST_F(KIIdentityManagerTest, TellsIdentitiesApart) {
