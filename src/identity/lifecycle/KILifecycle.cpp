@@ -36,12 +36,12 @@ std::shared_ptr<KILifecycleEvent> KILifecycle::lifecycleEventIfAppVersionChangeW
 std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionChangeWithOptions(
     const KovaOptions& options, const HandOver& handOver) {
   const auto defaults = NSUserDefaults::withSuiteName(kSuiteName);
-  if (defaults->objectForKey(kVersionKey).isUnreadable() ||
-      defaults->objectForKey(kBuildKey).isUnreadable()) {
+  const auto lastRun = previousVersionWithDefaults(*defaults);
+  if (!lastRun) {
     KovaLogDebug("(Lifecycle) The version of the last run cannot be read; the next start decides.");
     return nullptr;
   }
-  const KILifecycleVersion previous = previousVersionWithDefaults(*defaults);
+  const KILifecycleVersion& previous = *lastRun;
   const KILifecycleVersion current = currentVersionWithOptions(options);
   const bool isFirstRun = current.isFirstRunWithPreviousVersion(previous);
   if (!isFirstRun && !current.isUpgradeFromPreviousVersion(previous)) {
@@ -65,8 +65,11 @@ std::shared_ptr<KILifecycleEvent> KILifecycle::unsafeLifecycleEventIfAppVersionC
   return event;
 }
 
-KILifecycleVersion KILifecycle::previousVersionWithDefaults(NSUserDefaults& defaults) {
-  return {defaults.stringForKey(kVersionKey), defaults.stringForKey(kBuildKey)};
+std::optional<KILifecycleVersion> KILifecycle::previousVersionWithDefaults(NSUserDefaults& defaults) {
+  const auto version = defaults.stringForKey(kVersionKey);
+  const auto build = defaults.stringForKey(kBuildKey);
+  if (version.isUnreadable() || build.isUnreadable()) return std::nullopt;
+  return KILifecycleVersion(version, build);
 }
 
 KILifecycleVersion KILifecycle::currentVersionWithOptions(const KovaOptions& options) {

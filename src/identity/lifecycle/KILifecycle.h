@@ -35,7 +35,8 @@ class KILifecycle {
   static std::shared_ptr<KILifecycleEvent> lifecycleEventIfAppVersionChangeWithOptions(
       const KovaOptions& options, const HandOver& handOver = {}) KOVA_ON_MUTATION_QUEUE;
 
-  static KILifecycleVersion previousVersionWithDefaults(platform::NSUserDefaults& defaults);
+  // None when it cannot be told for the moment.
+  static std::optional<KILifecycleVersion> previousVersionWithDefaults(platform::NSUserDefaults& defaults);
   static KILifecycleVersion currentVersionWithOptions(const KovaOptions& options);
   // False when the suite could not be written.
   static bool persistNewVersion(const KILifecycleVersion& version, platform::NSUserDefaults& defaults);
