@@ -43,8 +43,8 @@ class UIGestureRecognizer;
 // The central object of the library. It owns every other component, runs the start-up, keeps the session
 // alive and is the way onto the mutation queue and the main queue for all of them.
 //
-// Life cycle: made, made the shared tracker, started, and stopped when the host initialises again; never
-// restarted. Work that it queued retains it until it has run.
+// Life cycle: made, made the shared tracker, started, and stopped when the host initialises again, shuts down
+// or erases what is stored; never restarted. Work that it queued retains it until it has run.
 //
 // Threads: what says nothing may be called from any. The record… and property methods convert their input
 // there and hand over; identity, sessions, queues and stored state change on the mutation queue.
@@ -87,7 +87,7 @@ class KovaTracker : public platform::NSObject, public KICaptureContext, private 
   static void instrumentAutocaptureWithOptions(const KovaOptions& options);
 
   void start() KOVA_ON_MAIN_THREAD;
-  // The tracker that replaces it is of the environment `nextAppId`.
+  // The tracker that replaces it is of the environment `nextAppId`, which is empty when none does.
   void stop(std::string_view nextAppId);
   // Touches that wait go on waiting with this tracker when it is of the same environment; for another one
   // they are complete as they are, and stored.
