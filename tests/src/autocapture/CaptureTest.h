@@ -50,8 +50,8 @@ class CaptureSettings final : public KICaptureContext {
   std::function<Override(platform::UIResponder&)> nodeOverrides;
 };
 
-// Screens of an app: one with variables that hold its views, another, one of the system's, which is no screen
-// of the app, and one that the app has made of that.
+// Screens of an app: one with variables that hold its views, one of the system's, which is no screen of the
+// app, and one that the app has made of that.
 class CartController : public platform::UIViewController {
   NS_OBJECT(CartController, UIViewController)
  public:
@@ -72,14 +72,26 @@ class CartController : public platform::UIViewController {
   std::function<void()> onPay;
   int payments = 0;
 };
-class AccountController : public platform::UIViewController {
-  NS_OBJECT(AccountController, UIViewController)
-};
 class UIInputWindowController : public platform::UIViewController {
   NS_OBJECT(UIInputWindowController, UIViewController)
 };
 class AppInputController : public UIInputWindowController {
   NS_OBJECT(AppInputController, UIInputWindowController)
+};
+// Answers what a test says.
+struct Delegate : KovaAutocaptureEnrichmentDelegate {
+  using Answer = std::optional<platform::Dictionary>;
+  Answer autocapturePageviewPropertiesForViewController(platform::UIViewController&) override {
+    return pageview();
+  }
+  Answer autocaptureTouchEventPropertiesForEventType(std::string_view, platform::UIView&, platform::UITouch*,
+                                                     platform::UIControl*) override {
+    return touch;
+  }
+  Answer autocaptureAncestryNodePropertiesForResponder(platform::UIResponder&) override { return node; }
+
+  std::function<Answer()> pageview = [] { return Answer(); };
+  Answer touch, node;
 };
 // Of a host that closed its hierarchy into a circle.
 class CircularView : public platform::UIView {
@@ -89,9 +101,8 @@ class CircularView : public platform::UIView {
   UIView* superview() const override { return const_cast<CircularView*>(this); }
 };
 
-template <class Controller = CartController>
-std::shared_ptr<Controller> screen(std::string_view title = "") {
-  auto controller = std::make_shared<Controller>();
+inline std::shared_ptr<CartController> screen(std::string_view title = "") {
+  auto controller = std::make_shared<CartController>();
   if (!title.empty()) controller->setTitle(title);
   return controller;
 }
@@ -116,13 +127,7 @@ class CaptureTest : public testing::Test {
     button->addTarget(controller, platform::SEL("pay:"), platform::UIControlEvents::TouchUpInside);
   }
 
-  void start(std::function<void(KovaOptions&)> adjust = nullptr) {
-    const auto options = device.options();
-    if (adjust) adjust(*options);
-    device.startAndSettle(options);
-  }
-  // With screens and gestures, and the log that tells when a touch has left the cache; until all of the start
-  // has arrived.
+  // With screens, gestures and the log, until all of it has arrived.
   void startWhole(const std::shared_ptr<KovaAutocaptureEnrichmentDelegate>& delegate = nullptr) {
     const auto options = device.optionsWithScreens();
     options->setEnableGestureAutocapture(true);

@@ -2,8 +2,6 @@
 
 #include "src/autocapture/KovaSegmentedControlObserver.h"
 
-#include "src/autocapture/KovaUtil.h"
-#include "src/autocapture/UIResponder+KovaIgnore.h"
 #include "src/core/UIApplication+DispatchState.h"
 #include "tests/src/autocapture/CaptureTest.h"
 
@@ -13,8 +11,8 @@ namespace {
 
 class SegmentedControlObserverTest : public testing::Test {
  protected:
-  void observe(unsigned rules = 0) {
-    event = settings.touch(control, rules, touch);
+  void observe() {
+    event = settings.touch(control, 0, touch);
     observer = KovaSegmentedControlObserver::observeTouchEvent(event);
   }
   std::string textAfterSelecting(int segment) {
@@ -61,14 +59,6 @@ TEST_F(SegmentedControlObserverTest, AnotherFingersSelectionIsNotTheTouchs) {
   UIEvent shake(UIEventType::Motion, UIEventSubtype::MotionShake);
   const KIEventDispatchScope dispatch(shake);
   EXPECT_EQ(textAfterSelecting(2), "B") << "an event without touches";
-}
-
-TEST_F(SegmentedControlObserverTest, WhatIsRedactedOrOmittedStaysSo) {
-  observe(kKovaIgnoreRuleRedactText);
-  EXPECT_EQ(textAfterSelecting(2), "****");
-  settings.textOff = true;
-  observe();
-  EXPECT_EQ(textAfterSelecting(1), "");
 }
 
 }  // namespace

@@ -17,17 +17,14 @@ class AttributedTitle : public NSObject {
   static void describe(ClassBuilder<AttributedTitle>& c) { c.key("string", &AttributedTitle::text); }
   std::string text = "Texture";
 };
-class DisplayNode : public NSObject {
-  NS_OBJECT_NAMED(DisplayNode, NSObject, "ASButtonNode")
- public:
-  static void describe(ClassBuilder<DisplayNode>& c) { c.key("normalAttributedTitle", &DisplayNode::title); }
-  std::shared_ptr<AttributedTitle> title = std::make_shared<AttributedTitle>();
-};
 class DisplayView : public UIView {
   NS_OBJECT_NAMED(DisplayView, UIView, "_ASDisplayView")
  public:
-  static void describe(ClassBuilder<DisplayView>& c) { c.key("asyncdisplaykit_node", &DisplayView::node); }
-  std::shared_ptr<DisplayNode> node = std::make_shared<DisplayNode>();
+  static void describe(ClassBuilder<DisplayView>& c) {
+    c.key("asyncdisplaykit_node", &DisplayView::node).key("normalAttributedTitle", &DisplayView::title);
+  }
+  std::shared_ptr<DisplayView> node;
+  std::shared_ptr<AttributedTitle> title = std::make_shared<AttributedTitle>();
 };
 
 std::string jsonOf(const std::shared_ptr<KITouchEvent>& event) {
@@ -93,7 +90,9 @@ TEST_F(TouchEventTest, WhatIsDisabledOrRedactedIsLeftOut) {
             R"({"targetView":"UIButton","type":"touch","targetText":"own words","targetA11yLabel":"****"})")
       << "a text of the app's own is taken as given";
   settings.textOff = settings.labelOff = settings.ivarOff = true;
-  EXPECT_EQ(jsonOf(settings.touch(pay)),
+  const auto omitted = settings.touch(pay);
+  omitted->setTargetText(String("later"));
+  EXPECT_EQ(jsonOf(omitted),
             R"({"targetView":"UIButton","type":"touch","targetText":"","targetA11yId":"pay"})");
 }
 
@@ -126,19 +125,17 @@ TEST_F(TouchEventTest, SomeEventsMustNotExist) {
   EXPECT_EQ(settings.touch(keyboard), nullptr);
   EXPECT_NE(settings.touch(keyboard, 0, nullptr, "fieldedit"), nullptr);
   EXPECT_EQ(settings.touch(pay, kKovaIgnoreRuleIgnore), nullptr);
-  EXPECT_EQ(jsonOf(settings.touch(nullptr)), R"({"targetView":"UIView","type":"touch","targetText":""})");
   setKovaIgnoreInnerHierarchy(*controller->row, true);
   EXPECT_EQ(settings.touch(pay)->view(), controller->row);
-  EXPECT_EQ(settings.touch(pay)->closestControl(), nullptr);
   controller->row->addSubview(keyboard);
   EXPECT_EQ(settings.touch(keyboard), nullptr);
+  EXPECT_EQ(jsonOf(settings.touch(nullptr)), R"({"targetView":"UIView","type":"touch","targetText":""})");
 }
 
 TEST_F(TouchEventTest, TextIsReadFromTheFirstTwoSubviewsFourLevelsDeepAndEndsAt64UnitsAndAWholeCharacter) {
   const auto field = std::make_shared<UITextField>();
   field->addSubview(std::make_shared<UIButton>("a"));
-  const auto secret = std::make_shared<UITextField>();
-  secret->setText(String("typed"));
+  field->setText(String("typed"));
   const auto cell = std::make_shared<UITableViewCell>();
   cell->textLabel()->setText(String("cell"));
   const auto redacted = viewWith({label("a"), label("b")});
@@ -146,8 +143,8 @@ TEST_F(TouchEventTest, TextIsReadFromTheFirstTwoSubviewsFourLevelsDeepAndEndsAt6
   const auto screen = std::make_shared<CartController>();
   screen->view()->addSubview(label("a"));
   setKovaRedactText(*screen, true);
-  const auto broken = std::make_shared<DisplayView>();
-  broken->node = nullptr;
+  const auto texture = std::make_shared<DisplayView>();
+  texture->node = std::make_shared<DisplayView>();
   const auto fourDeep = viewWith({viewWith({viewWith({viewWith({label("a")})})})});
   const std::string a63(63, 'a');
   const std::pair<std::string, std::shared_ptr<UIView>> cases[] = {
@@ -156,11 +153,9 @@ TEST_F(TouchEventTest, TextIsReadFromTheFirstTwoSubviewsFourLevelsDeepAndEndsAt6
       {"a", fourDeep},
       {"", viewWith({viewWith({viewWith({viewWith({viewWith({label("a")})})})})})},
       {"Pay cell", viewWith({std::make_shared<UIButton>("Pay"), cell})},
-      {"Texture", viewWith({std::make_shared<DisplayView>()})},
-      {"", broken},
+      {"Texture", viewWith({texture})},
+      {"", texture->node},
       {"x", viewWith({field, label("x")})},
-      {"", secret},
-      {"", std::make_shared<UIView>()},
       {"**** x", viewWith({redacted, label("x")})},
       {"**** x", viewWith({screen->view(), label("x")})},
       {a63 + "b", label(a63 + "bc")},

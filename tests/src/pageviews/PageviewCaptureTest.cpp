@@ -5,6 +5,7 @@
 #include <regex>
 
 #include "platform/foundation/NSNotificationCenter.h"
+#include "platform/uikit/UITextField.h"
 #include "src/core/KIBailer.h"
 #include "src/core/tracker/KovaTracker.h"
 #include "src/core/tracker/UIViewController+PageviewCapture.h"
@@ -16,22 +17,11 @@ using namespace testing;
 
 namespace {
 
-struct Enrichment : KovaAutocaptureEnrichmentDelegate {
-  std::optional<Dictionary> autocapturePageviewPropertiesForViewController(
-      UIViewController& controller) override {
-    return answer(controller);
-  }
-  std::function<std::optional<Dictionary>(UIViewController&)> answer;
-};
-
 class PageviewCaptureTest : public testing::Test {
  protected:
   using Row = std::pair<const char*, const char*>;
 
-  void start(std::string_view systemVersion = "17.0") {
-    device.setSystemVersion(systemVersion);
-    device.start(options);
-  }
+  void start() { device.start(options); }
   // Each row is what happens, and the pageviews that come of it.
   void tell(std::initializer_list<Row> rows) {
     for (const auto& [story, pageviews] : rows) {
@@ -40,8 +30,7 @@ class PageviewCaptureTest : public testing::Test {
       EXPECT_EQ(newPageviews(), pageviews);
     }
   }
-  // Those that were uploaded since the last call: "Cart" for one of a CartController of that title, else
-  // "AccountController:Account".
+  // Those that were uploaded since the last call: their titles, or ":CartController" for one without.
   std::string newPageviews() {
     device.upload();
     const auto targets = device.receivedTargets("/h");
@@ -49,8 +38,8 @@ class PageviewCaptureTest : public testing::Test {
     for (; seen_ < targets.size(); ++seen_) {
       std::smatch match;
       EXPECT_TRUE(std::regex_search(targets[seen_], match, std::regex("&h=([^&]*)&t=([^&]*)&")));
-      const bool isPlain = match[1] == "CartController" && match[2].length() > 0;
-      pageviews += (pageviews.empty() ? "" : ", ") + (isPlain ? "" : match[1].str() + ":") + match[2].str();
+      pageviews +=
+          (pageviews.empty() ? "" : ", ") + (match[2].length() ? match[2].str() : ":" + match[1].str());
     }
     return pageviews;
   }
@@ -61,7 +50,7 @@ class PageviewCaptureTest : public testing::Test {
 
   SimulatedDevice device;
   std::shared_ptr<KovaOptions> options = device.optionsWithScreens();
-  std::shared_ptr<Enrichment> enrichment = std::make_shared<Enrichment>();
+  std::shared_ptr<Delegate> delegate = std::make_shared<Delegate>();
 
  private:
   using Name = const std::string&;
@@ -97,23 +86,54 @@ class PageviewCaptureTest : public testing::Test {
       {"resets", [](Name) { Kova::resetIdentity(); }},
       {"declines", [](Name) { Kova::setTrackingEnabled(false); }},
       {"allows", [](Name) { Kova::setTrackingEnabled(true); }},
+      {"edits",
+       [](Name) {
+         NSNotificationCenter::defaultCenter().post(UITextFieldTextDidEndEditingNotification,
+                                                    std::make_shared<UITextField>());
+       }},
   };
 };
 
-TEST_F(PageviewCaptureTest, AnAppearingScreenIsUploadedAndGivenToEvents) {
+TEST_F(PageviewCaptureTest, AnAppearingScreenIsGivenToTheEventsUpToTheNext) {
+  device.setOnline(false);
   start();
   const auto cart = screen("Cart");
   cart->setAccessibilityLabel("Your cart");
   device.show(cart);
   Kova::track("Checkout");
-  EXPECT_EQ(newPageviews(), "Cart");
-  EXPECT_THAT(std::regex_replace(device.receivedTargets("/h")[0], std::regex("[0-9]{16}"), "ID"),
-              EndsWith("&z=0&ts=1767225600000&v=ID&h=CartController&t=Cart&d=cart.screen&y=Your%20cart"
-                       "&st=1767225600000"));
+  device.drain();
+  device.show(screen("Account"));
+  device.drain();
+  EXPECT_EQ(device.stored("queuedMessageBatches")->array().size(), 1u) << "ahead of the next screen";
+  device.setOnline(true);
+  EXPECT_EQ(newPageviews(), "Cart, Account");
   EXPECT_EQ(pageviewOfLatestMessage(),
             R"({"viewController":"CartController","title":"Cart","screenA11yId":"cart.screen",)"
             R"("screenA11yLabel":"Your cart","timestamp":"1767225600000","id":"ID"})");
   EXPECT_EQ(device.receivedMessages().size(), 2u) << "the event, and the installation that waited";
+}
+
+TEST_F(PageviewCaptureTest, AnAppWithoutScreensGetsOneBeforeTheFirstEventsOfEachSession) {
+  options = device.options();
+  options->setDebug(true);
+  start();
+  tell({{"tracks, tracks, tracks", ":"}});  // together with the installation, all in one go
+  EXPECT_THAT(device.logLinesWith("Logged view controller"),
+              ElementsAre("[KOVA DEBUG]: Logged view controller with properties:"));
+  const std::string first = json(at(device.receivedMessages()[0], "pageviewInfo"));
+  for (const Dictionary& message : device.receivedMessages()) {
+    EXPECT_EQ(json(at(message, "pageviewInfo")), first);
+    EXPECT_EQ(at(message, "sessionInfo/id"), platform::Value(*Kova::sessionId()));
+  }
+  EXPECT_EQ(pageviewOfLatestMessage(),
+            R"({"viewController":"","title":"","screenA11yId":"","screenA11yLabel":"",)"
+            R"("timestamp":"1767225600000","id":"ID"})");
+  tell({{"waits 301", ""}, {"tracks", ":"}});
+  EXPECT_NE(json(at(device.receivedMessages().back(), "pageviewInfo")), first);
+  // The user signs out while he types: the session ends between the edit and its message.
+  tell({{"identifies ada, resets, edits", ":"}, {"waits 1", ""}});
+  EXPECT_EQ(at(device.receivedMessages().back(), "event/touchEvent/type"), platform::Value("fieldedit"));
+  EXPECT_EQ(at(device.receivedMessages().back(), "sessionInfo/id"), platform::Value(*Kova::sessionId()));
 }
 
 TEST_F(PageviewCaptureTest, TitlesAreThoseOfTheBarThatShowsTheScreen) {
@@ -122,7 +142,7 @@ TEST_F(PageviewCaptureTest, TitlesAreThoseOfTheBarThatShowsTheScreen) {
   pushed->navigationItem()->setTitle(std::nullopt);
   const auto navigation = UINavigationController::create(pushed);
   device.show(navigation);
-  EXPECT_EQ(newPageviews(), "CartController:");
+  EXPECT_EQ(newPageviews(), ":CartController");
   const auto second = screen("Own");
   second->navigationItem()->setTitle("In the bar");
   navigation->pushViewController(second, false);
@@ -133,36 +153,30 @@ TEST_F(PageviewCaptureTest, TitlesAreThoseOfTheBarThatShowsTheScreen) {
   inside->viewDidAppear(false);
   EXPECT_EQ(newPageviews(), "Own") << "the bar shows its parent's";
 
-  // Only a tab bar itself is asked for its tab's title, and it stands for its selected screen unless empty.
-  const auto tabs = std::make_shared<UITabBarController>();
-  const auto tab = screen("Own");
-  tab->tabBarItem()->setTitle("On the tab");
-  tabs->setViewControllers({tab});
-  device.show(tabs);
-  EXPECT_EQ(newPageviews(), "Own");
-
   options->setDisableTitleCapture(true);
   options->setDisableAccessibilityLabelCapture(true);
-  enrichment->answer = [](UIViewController&) {
+  delegate->pageview = [] {
     return Dictionary{{"title", "Hidden"}, {"screenA11yLabel", "Hidden"}, {"viewController", "Renamed"}};
   };
-  options->setAutocaptureEnrichmentDelegate(enrichment);
+  options->setAutocaptureEnrichmentDelegate(delegate);
   device.show(screen("Hidden"));
   Kova::track("Checkout");
-  EXPECT_EQ(newPageviews(), "Renamed:");
+  EXPECT_EQ(newPageviews(), ":Renamed");
   EXPECT_THAT(pageviewOfLatestMessage(), HasSubstr(R"("screenA11yLabel":"","timestamp")"));
 }
 
 TEST_F(PageviewCaptureTest, ContainersStandForTheScreenThatTheyShow) {
   start();
   const auto cart = screen("Cart");
+  const auto account = screen("Account");
+  account->tabBarItem()->setTitle("On the tab");  // which only a tab bar itself is asked for
   const auto tabs = std::make_shared<UITabBarController>();
-  tabs->setViewControllers({UINavigationController::create(cart), screen<AccountController>("Account")});
+  tabs->setViewControllers({UINavigationController::create(cart), account});
   device.show(tabs);
   EXPECT_EQ(newPageviews(), "Cart") << "tabs, navigation and screen have appeared";
   tabs->setSelectedIndex(1);
   tabs->setSelectedIndex(0);
-  EXPECT_EQ(newPageviews(), "AccountController:Account, Cart");
+  EXPECT_EQ(newPageviews(), "Account, Cart");
 
   EXPECT_EQ(KOVA_viewControllerForPageView(std::make_shared<UINavigationController>()), nullptr);
   struct Circular : UINavigationController {
@@ -177,11 +191,11 @@ TEST_F(PageviewCaptureTest, ContainersStandForTheScreenThatTheyShow) {
   circle->inside = nullptr;
 }
 
-TEST_F(PageviewCaptureTest, AScreenIsRecordedAgainOnlyAfterAnotherOne) {
+TEST_F(PageviewCaptureTest, AScreenIsRecordedAgainOnlyAfterAnotherOneOfTheApps) {
   start();
-  tell({{"shows Cart, appears Cart", "Cart"}, {"shows system, appears Cart", ""}});
+  tell({{"shows Cart, appears Cart, shows system, appears Cart", "Cart"}});
   device.show(std::make_shared<AppInputController>());
-  tell({{"appears Cart", "AppInputController:, Cart"}});
+  tell({{"appears Cart", ":AppInputController, Cart"}});
   EXPECT_EQ(KOVA_classesToIgnore().size(), 40u);
 }
 
@@ -192,37 +206,40 @@ TEST_F(PageviewCaptureTest, WhatIsSwitchedOffOrNotVisibleIsNotRecorded) {
   EXPECT_THAT(device.logLinesWith("Tracking disabled, ignoring: <Page View>"), SizeIs(1));
   tell({{"allows, appears Cart", ""}});  // declined or not, it was the last one tracked
   // The app switcher's picture shows screens that are not there.
-  device.application->performSnapshotsWithAction([&] { screen("Unseen")->viewDidAppear(false); },
-                                                 device.scene.get(), {});
+  const auto snapshot = [this](const std::function<void()>& action) {
+    device.application->performSnapshotsWithAction(action, device.scene.get(), {});
+  };
+  snapshot([&] {
+    EXPECT_THROW(snapshot([] { throw std::runtime_error("of the app"); }), std::runtime_error);
+    screen("Unseen")->viewDidAppear(false);
+  });
   tell({{"appears Cart, appears Unseen", "Cart, Unseen"}});
   options->setDisableAutocaptureWhenBackgrounded(true);
   tell({{"appears Cart, appears Unseen", "Cart"}});
 }
 
 TEST_F(PageviewCaptureTest, ComingBackToTheForegroundRecordsTheScreenOfTheKeyWindowAgain) {
-  start();
-  tell({{"shows Cart", "Cart"},
-        {"hides, returns", "Cart"},            // once, though scene and app have come back
-        {"shows system, hides, returns", ""},  // the screen behind is another window's
-        // What covers it has no pageview of its own, and the screen below is not in the window any more.
-        {"focuses Cart, covers system 2, hides, returns", ""}});
-  options->setDisableViewControllerAutocapture(true);
-  tell({{"hides, returns", "Cart"}});  // the latest of the session
-}
-
-TEST_F(PageviewCaptureTest, AReturnThatIsNoBackgroundAnyMoreRecordsAndOneThatRecordsNothingSaysSo) {
-  options->setDisableAutocaptureWhenBackgrounded(true);
+  const auto waiting = [this] { return device.logLinesWith("Uploads wait for a pageview").size(); };
+  options->setDisableAutocaptureWhenBackgrounded(true);  // a return is no background any more
   options->setDebug(true);
   start();
+  // Once, though scene and app have come back.
   tell({{"shows Cart", "Cart"}, {"hides, returns, waits 5", "Cart"}});
-  EXPECT_THAT(device.logLinesWith("Uploads wait for a pageview"), IsEmpty());
+  EXPECT_EQ(waiting(), 0u);
+  // The screen behind is another window's. What covers it then has no pageview of its own, and it is not in
+  // the window any more.
+  tell({{"shows system, hides, returns", ""}, {"focuses Cart, covers system 2, hides, returns", ""}});
+  options->setDisableViewControllerAutocapture(true);
+  tell({{"hides, returns", "Cart"}});  // the latest of the session
+  device.clearLog();
   tell({{"hides, declines, returns, waits 5", ""}});
-  EXPECT_THAT(device.logLinesWith("Uploads wait for a pageview"), SizeIs(1));
+  EXPECT_EQ(waiting(), 1u);
 }
 
 TEST_F(PageviewCaptureTest, ComingBackWithoutScenesIsUpToTheApp) {
   options->setDisableAutocaptureWhenBackgrounded(true);
-  start("12.4");
+  device.setSystemVersion("12.4");
+  start();
   tell({{"shows Cart", "Cart"}});
   EXPECT_EQ(device.scene, nullptr);
   NSNotificationCenter::defaultCenter().post(UISceneWillEnterForegroundNotification, nullptr);
@@ -244,9 +261,9 @@ TEST_F(PageviewCaptureTest, ANewSessionRecordsTheVisibleScreensOnceBeforeItsEven
 }
 
 TEST_F(PageviewCaptureTest, TheDelegateAddsToAPageviewButCannotBreakIt) {
-  options->setAutocaptureEnrichmentDelegate(enrichment);
+  options->setAutocaptureEnrichmentDelegate(delegate);
   start();
-  enrichment->answer = [](UIViewController&) {
+  delegate->pageview = [] {
     Kova::track("Asked");  // asks for the screens of the session in turn
     return Dictionary{{"title", 3},
                       {"screenA11yId", nullptr},
@@ -273,10 +290,8 @@ TEST_F(PageviewCaptureTest, TheDelegateAddsToAPageviewButCannotBreakIt) {
   window->setHidden(false);
   EXPECT_EQ(newPageviews(), "3") << "once, though asked for while it is described";
 
-  enrichment->answer = [](UIViewController&) -> std::optional<Dictionary> {
-    throw std::runtime_error("host");
-  };
-  const auto second = screen<AccountController>("Account");
+  delegate->pageview = []() -> Delegate::Answer { throw std::runtime_error("host"); };
+  const auto second = screen("Account");
   EXPECT_NO_THROW(device.show(second));
   EXPECT_TRUE(second->isViewAppeared());
   EXPECT_TRUE(KIBailer::sharedBailer().isBailed());
@@ -290,33 +305,24 @@ TEST_F(PageviewCaptureTest, ASecondReplacementDisablesTheLibrary) {
   EXPECT_EQ(__KOVA_PresentViewControllerAnimatedCompletion_Orig, nullptr);
 }
 
-TEST_F(PageviewCaptureTest, ATrackerThatWasReplacedLeavesTheScreensToTheOneInForce) {
-  device.start(options);
-  const auto window = device.show(screen("Cart"));
-  device.drain();
-  const auto before = KovaTracker::sharedTracker();
-  before->resetSession();
-  device.drain();
-  device.start(options);
-  Kova::track("New");
-  device.drain();
-  before->recordCustomEvent("Late", std::nullopt);
-  device.upload();
-  EXPECT_EQ(device.receivedTargets("/h").size(), 2u) << "of the first session, and of the one in force";
-}
-
-TEST_F(PageviewCaptureTest, AScreenThatWasShownBeforeTheStartIsToldOf) {
-  options->setDebug(true);
+TEST_F(PageviewCaptureTest, ScreensAreLeftToTheTrackerInForceWhichTellsOfOneThatWasShownBeforeIt) {
   const auto lines = [this] { return device.logLinesWith("A screen was shown before").size(); };
+  options->setDebug(true);
   const auto window = device.show(screen("Cart"));
-  device.start(options);
+  start();
   device.drain();
   EXPECT_EQ(lines(), 1u);
   window->setHidden(true);
   window->setHidden(false);
   device.drain();
-  device.start(options);
+  const auto before = KovaTracker::sharedTracker();
+  before->resetSession();
   device.drain();
+  start();
+  Kova::track("New");
+  device.drain();
+  before->recordCustomEvent("Late", std::nullopt);
+  EXPECT_EQ(newPageviews(), "Cart, Cart") << "of the first session, and of the one in force";
   EXPECT_EQ(lines(), 1u) << "it has a pageview now";
 }
 
