@@ -78,7 +78,9 @@ bool KovaQueueManager::takeQueuesOf(KovaPersistentStore& left) {
   const bool isEmptied =
       std::all_of(rows.begin(), rows.end(), [](const Row* row) { return row->rest.empty(); });
   if (std::none_of(rows.begin(), rows.end(), [](const Row* row) { return row->isShorter; })) return isEmptied;
-  if (!persistentStore_->takeFilesOf(left, fileNamesIn(batches.rest))) return false;
+  std::vector<std::string> files;
+  for (const Value& batch : batches.taken) files.emplace_back(fileNameIn(batch));
+  if (!persistentStore_->takeFilesOf(left, files, fileNamesIn(batches.rest))) return false;
   const bool isStored = persistentStore_->changeInOneStep([&] {
     kova::mutationQueue.isHere();
     for (const Row* row : rows) {

@@ -286,10 +286,16 @@ std::vector<std::shared_ptr<KovaPersistentStore>> KovaPersistentStore::storesLef
   return stores;
 }
 
-bool KovaPersistentStore::takeFilesOf(const KovaPersistentStore& left, const Names& spared) {
+bool KovaPersistentStore::takeFilesOf(const KovaPersistentStore& left,
+                                      const std::vector<std::string>& inOrder, const Names& spared) {
   if (!left.cacheUrl_) return true;
-  const auto names = fileManager_.contentsOfDirectory(left.cacheUrl_->path());
+  auto names = fileManager_.contentsOfDirectory(left.cacheUrl_->path());
   if (!names || !cacheUrl_) return false;
+  const auto placeOf = [&inOrder](const std::string& name) {
+    return std::find(inOrder.begin(), inOrder.end(), name);
+  };
+  std::sort(names->begin(), names->end(),
+            [&placeOf](const std::string& a, const std::string& b) { return placeOf(a) < placeOf(b); });
   return std::all_of(names->begin(), names->end(), [&](const std::string& name) {
     return spared.contains(name) || fileManager_.moveItem(*left.pathOf(name), *pathOf(name));
   });

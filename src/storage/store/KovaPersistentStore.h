@@ -116,8 +116,10 @@ class KovaPersistentStore {
   // The same for all processes of the app, but for what one that still runs has queued; it keeps the answer
   // from being yes.
   bool eraseForAll() KOVA_ON_MUTATION_QUEUE;
-  // Batch files of the store left, but for those named, come to this one. Whether all of them have.
-  bool takeFilesOf(const KovaPersistentStore& left, const Names& spared) KOVA_ON_MUTATION_QUEUE;
+  // Batch files of the store left, but for those spared, come to this one: those in order first, so that a
+  // process that ends meanwhile has moved the oldest. Whether all of them have.
+  bool takeFilesOf(const KovaPersistentStore& left, const std::vector<std::string>& inOrder,
+                   const Names& spared) KOVA_ON_MUTATION_QUEUE;
 
   // The name of the new file; none when there is no directory, the object is not valid JSON or the write
   // fails.

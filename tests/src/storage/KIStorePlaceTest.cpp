@@ -137,6 +137,18 @@ TEST_F(KIStorePlaceTest, GivesABatchOnceThatAnEndedProcessHadBegunToTakeOver) {
   EXPECT_FALSE(KovaQueueManager::isAnythingQueuedIn(*third));
 }
 
+// The next start takes up the files that have come, and behind them what the row still names.
+TEST_F(KIStorePlaceTest, GivesItsFilesOldestFirstShouldTheProcessThatTakesThemEnd) {
+  const auto first = take();
+  const auto second = take();
+  std::vector<std::string> files;
+  for (int i = 0; i < 8; ++i) files.push_back(second->saveJSONObjectToDisk(Array{i}).value());
+  std::filesystem::create_directory(device.batchDirectory() + "/" + files[4]);  // in the way of the fifth
+  EXPECT_FALSE(first->takeFilesOf(*second, files, {}));
+  files.resize(5);
+  EXPECT_THAT(device.batchFiles(), testing::UnorderedElementsAreArray(files));
+}
+
 TEST_F(KIStorePlaceTest, IsErasedWithAllOthersUnlessSomebodyHasIt) {
   queues = nullptr;
   auto first = take();
